@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# Checks the include check on a small tree of its own.
+set -euo pipefail
+check=$(realpath "$(dirname "$0")/check-includes.sh")
+tree=$(mktemp -d)
+trap 'rm -rf "$tree"' EXIT
+cd "$tree"
+failures=0
+
+# expect FILE INCLUDE ANSWER: an empty answer means that the include is allowed.
+expect() {
+    local file=$1 include=$2 wanted=$3 answer status=0
+    mkdir -p "$(dirname "$file")"
+    printf '#pragma once\n%s\n' "$include" >"$file"
+    answer=$("$check" "$file") || status=1
+    [[ -z $wanted ]] || wanted="$file:2: $wanted"
+    if [[ $answer != "$wanted" || $status != $([[ -z $wanted ]]; echo $?) ]]; then
+        printf '%s: %s\n  wanted: %s\n  got:    %s\n' "$file" "$include" "$wanted" "$answer"
+        failures=$((failures + 1))
+    fi
+}
+
+library='belongs into a .cpp file of Platform or Host'
+
+expect Platform/UIKit/UIView.h '#include "Platform/QuartzCore/CALayer.h"' ''
+expect Platform/UIKit/UIView.h '#include "Platform/UIKit/UIColor.h"' ''
+expect Platform/QuartzCore/CALayer.h '#include "Platform/UIKit/UIView.h"' \
+    'Platform/QuartzCore may not include Platform/UIKit'
+expect Platform/QuartzCore/CALayer.cpp '#include "Platform/AudioToolbox/Sound.h"' \
+    'Platform/QuartzCore may not include Platform/AudioToolbox'
+expect Platform/Foundation/NSObject.cpp '  #  include "Animation/Common/DataTool.h"' \
+    'Platform/Foundation may not include Animation'
+expect Animation/Common/ImageSet.h '#include "Platform/Compositor/Compositor.h"' ''
+expect Animation/Common/ImageSet.cpp '#include "Host/Window.h"' 'Animation may not include Host'
+expect LumiveraLiveWallpaper/Export.cpp '#include "Tests/Support/Picture.h"' \
+    'LumiveraLiveWallpaper may not include Tests'
+expect Host/main.cpp '#include "Benchmarks/Scene.h"' 'Host may not include Benchmarks'
+expect Tests/Host/MainTest.cpp '#include "Host/Window.h"' ''
+expect Tests/Host/MainTest.cpp '#include "Fuzz/Input.h"' 'Tests may not include Fuzz'
+expect Host/main.cpp '#include "Window.h"' '"Window.h" is not a path from the repository root'
+
+expect Animation/Common/ImageSet.h '#include <vector>' ''
+expect Animation/Common/ImageSet.h '#include <stdint.h>' ''
+expect Animation/Common/ImageSet.cpp '#include <png.h>' "<png.h> $library"
+expect Platform/CoreGraphics/CGImage.h '#include <webp/decode.h>' "<webp/decode.h> $library"
+expect Platform/CoreGraphics/CGImage.cpp '#include <webp/decode.h>' ''
+expect Host/Options.h '#include <CLI/CLI.hpp>' "<CLI/CLI.hpp> $library"
+expect Host/Options.cpp '#include <CLI/CLI.hpp>' ''
+expect Tests/Support/Matchers.h '#include <gmock/gmock.h>' ''
+
+mkdir Elsewhere
+echo >Elsewhere/Thing.h
+[[ $("$check" Elsewhere/Thing.h) == 'Elsewhere/Thing.h:1: lies in no folder of the table' ]] ||
+    failures=$((failures + 1))
+
+echo "$failures failures"
+exit $((failures > 0))

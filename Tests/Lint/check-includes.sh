@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# check-includes.sh FILE...: says which includes of these files (paths from the repository root)
+# point upwards in the table below, or show another library's header where it does not belong.
+# Fails when there are any.
+exec awk '
+BEGIN {
+    # A row of the house, and the rows that it may include besides itself.
+    allow("Platform/Foundation", "")
+    allow("Platform/CoreGraphics", "Platform/Foundation")
+    allow("Platform/QuartzCore", "Platform/Foundation Platform/CoreGraphics")
+    allow("Platform/AudioToolbox", "Platform/Foundation Platform/CoreGraphics")
+    allow("Platform/UIKit", "Platform/Foundation Platform/CoreGraphics Platform/QuartzCore " \
+                            "Platform/AudioToolbox")
+    platform = "Platform/Foundation Platform/CoreGraphics Platform/QuartzCore " \
+               "Platform/AudioToolbox Platform/UIKit"
+    allow("Platform/Compositor", platform)
+    platform = platform " Platform/Compositor"
+    allow("Animation", platform " LumiveraLiveWallpaper")
+    allow("LumiveraLiveWallpaper", platform " Animation")
+    everything = platform " Animation LumiveraLiveWallpaper"
+    allow("Host", everything)
+    allow("Tests", everything " Host")
+    allow("Fuzz", everything " Host")
+    allow("Benchmarks", everything " Host")
+
+    count = split("assert ctype errno float inttypes limits math setjmp signal stdarg stdbool " \
+                  "stddef stdint stdio stdlib string time uchar wchar", names, " ")
+    for (i = 1; i <= count; ++i)
+        standard[names[i] ".h"] = 1
+}
+
+function allow(row, others,    i, count, list) {
+    rows[row] = 1
+    allowed[row, row] = 1
+    count = split(others, list, " ")
+    for (i = 1; i <= count; ++i)
+        allowed[row, list[i]] = 1
+}
+
+function rowOf(path,    row) {
+    for (row in rows)
+        if (index(path, row "/") == 1)
+            return row
+    return ""
+}
+
+function complain(what) {
+    printf "%s:%d: %s\n", FILENAME, FNR, what
+    failed = 1
+}
+
+function mayUseLibraries(row) {
+    if (row ~ /^(Tests|Fuzz|Benchmarks)$/)
+        return 1
+    return FILENAME ~ /\.cpp$/ && (row == "Host" || row ~ /^Platform\//)
+}
+
+FNR == 1 {
+    row = rowOf(FILENAME)
+    if (row == "")
+        complain("lies in no folder of the table")
+}
+
+/^[ \t]*#[ \t]*include[ \t]*"/ {
+    split($0, parts, "\"")
+    target = rowOf(parts[2])
+    if (target == "")
+        complain("\"" parts[2] "\" is not a path from the repository root")
+    else if (row != "" && !((row, target) in allowed))
+        complain(row " may not include " target)
+}
+
+/^[ \t]*#[ \t]*include[ \t]*</ {
+    split($0, parts, /[<>]/)
+    header = parts[2]
+    if (header !~ /^[a-z0-9_]+$/ && !(header in standard) && !mayUseLibraries(row))
+        complain("<" header "> belongs into a .cpp file of Platform or Host")
+}
+
+END { exit failed }
+' "$@"
