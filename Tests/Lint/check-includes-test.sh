@@ -42,6 +42,8 @@ expect Host/main.cpp '#include "Window.h"' '"Window.h" is not a path from the re
 expect Animation/Common/ImageSet.h '#include <vector>' ''
 expect Animation/Common/ImageSet.h '#include <stdint.h>' ''
 expect Animation/Common/ImageSet.cpp '#include <png.h>' "<png.h> $library"
+expect Animation/Common/ImageSet.cpp '#include <dlfcn.h>' ''
+expect Animation/Common/ImageSet.h '#include <dlfcn.h>' "<dlfcn.h> $library"
 expect Platform/CoreGraphics/CGImage.h '#include <webp/decode.h>' "<webp/decode.h> $library"
 expect Platform/CoreGraphics/CGImage.cpp '#include <webp/decode.h>' ''
 expect Host/Options.h '#include <CLI/CLI.hpp>' "<CLI/CLI.hpp> $library"

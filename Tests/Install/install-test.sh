@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# install-test.sh BUILD_FOLDER: installs into a folder of its own, and checks that everything lies
+# where a system expects it and that the program runs from there.
+set -euo pipefail
+prefix=$(mktemp -d)
+trap 'rm -rf "$prefix"' EXIT
+cmake --install "$1" --prefix "$prefix" >/dev/null
+
+library=$prefix/lib/libLumiveraLiveWallpaper.dylib
+for file in "$library" "$prefix/lib/libLumiveraPlatform.so" "$prefix/bin/lumivera"; do
+    [[ -f $file ]] || { echo "$file is missing"; exit 1; }
+done
+for name in Lumivera Maple; do
+    bundle=$prefix/share/lumivera/wallpapers/$name.bundle
+    [[ -f $bundle/description.plist ]] || { echo "$bundle has no description"; exit 1; }
+    [[ $bundle/libLumiveraLiveWallpaper.dylib -ef $library ]] ||
+        { echo "$bundle does not lead to the installed library"; exit 1; }
+done
+
+# Loaded from the new place, not from the build folder.
+loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)
+[[ $(wc -l <<<"$loaded") == 2 ]] || { echo "the program loads $loaded"; exit 1; }
+"$prefix/bin/lumivera" --help >/dev/null
