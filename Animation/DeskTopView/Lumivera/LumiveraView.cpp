@@ -1,0 +1,281 @@
+#include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+
+#include "Animation/Common/ImageCache.h"
+#include "Animation/Common/LWUICommonDefine.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+
+namespace {
+
+constexpr NSUInteger kLevels = 3;
+constexpr NSUInteger kStartCount = 30;
+constexpr std::int32_t kDefaultCount = 120;
+constexpr std::int32_t kLargestCount = 300;
+constexpr NSUInteger kFillsSuperview =
+    UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight;
+
+constexpr std::int32_t kEntersFromTop = 0;
+constexpr std::int32_t kScattered = 1;
+constexpr std::int32_t kTapGesture = 2;
+
+constexpr double kRecycleSeconds = 5.0;
+constexpr CGFloat kTapRadius = 50.0;
+constexpr CGFloat kVisibleOnEntry = 0.1;
+
+constexpr const char *kBackgroundName = "lumivera_background_.png";
+
+/// A name that stands more often is drawn more often.
+std::vector<std::string> petalNames() {
+    return {"lumivera_flower1.png", "lumivera_flower2.png", "lumivera_flower3.png",
+            "lumivera_petal1.png",  "lumivera_petal3.png",  "lumivera_petal4.png",
+            "lumivera_petal1.png",  "lumivera_petal2.png",  "lumivera_petal3.png",
+            "lumivera_petal1.png",  "lumivera_petal2.png",  "lumivera_petal3.png",
+            "lumivera_petal4.png"};
+}
+
+double sizeFactor(NSUInteger layer) { return (2.0 - static_cast<double>(layer)) * -0.2 + 1.0; }
+
+/// The integer under a key; 0 when it is missing or has no integer value.
+std::int32_t integerForKey(const NSDictionary &dictionary, std::string_view key) {
+    const PropertyList *value = dictionary.objectForKey(key);
+    return value ? value->integerValue().value_or(0) : 0;
+}
+
+std::int32_t petalCountFrom(std::int32_t wanted) {
+    if (wanted < 0) {
+        return 1;
+    }
+    return wanted == 0 ? kDefaultCount : std::min(wanted, kLargestCount);
+}
+
+/// A number as a 32-bit integer, truncated toward zero; the nearest limit for what is beyond it.
+std::int32_t truncated(CGFloat value) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    if (std::isnan(value)) {
+        return 0;
+    }
+    return static_cast<std::int32_t>(std::clamp<CGFloat>(value, Limits::min(), Limits::max()));
+}
+
+/// The signed remainder of one draw by a truncated limit; 0 for a layer too small for a choice.
+CGFloat drawBelow(CGFloat limit) {
+    const std::int32_t draw = std::rand();
+    const std::int32_t whole = truncated(limit);
+    return whole == 0 ? 0 : draw % whole;
+}
+
+} // namespace
+
+Retained<LumiveraView> LumiveraView::initWithFrame(const CGRect &frame) {
+    return makeRetained<LumiveraView>(frame);
+}
+
+LumiveraView::LumiveraView(const CGRect &frame) : DeskTopView(frame) {
+    setUserInteractionEnabled(true);
+    if (sakuraCount() == 0) {
+        setSakuraCount(kStartCount);
+    }
+}
+
+LumiveraView::~LumiveraView() {
+    setSakuraImageNames(nullptr);
+    setSakuraMaskColor(nullptr);
+    setDescriptionFile(nullptr);
+    _sakuraLevleViews.set(nullptr);
+    _sakuraImageCache = nullptr;
+    ImageCache::sharedInstance()->clearMemorryCache();
+    ImageCache::releaseInstance();
+}
+
+void LumiveraView::readDescriptionFileWithBundle(NSBundle *bundle) {
+    setDescriptionFile(bundle ? NSDictionary::dictionaryWithContentsOfFile(bundle->resourcePath() +
+                                                                           "/description.plist")
+                              : nullptr);
+    if (!_descriptionFile) {
+        return;
+    }
+    const std::int32_t count = petalCountFrom(integerForKey(*_descriptionFile, "sakura Count"));
+    setSakuraCount(static_cast<NSUInteger>(count));
+    setSpeedLevel(std::max(integerForKey(*_descriptionFile, "falling Speed"), 0));
+}
+
+void LumiveraView::initResource() {
+    setBackgroundImage(ImageCache::sharedInstance()->imageWithName(kBackgroundName));
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    setSakuraImageNames(makeRetained<NSArray<std::string>>(petalNames()));
+    _sakuraScaleLevel.set(1);
+    // Not released: a colour that the host set by now stays as it is, for whoever still uses it.
+    _sakuraMaskColor.set(nullptr);
+    const auto levels = makeRetained<NSMutableArray<UIView>>(kLevels);
+    _sakuraLevleViews.set(levels);
+    while (levels->count() < kLevels) {
+        const NSUInteger index = levels->count();
+        const auto level = UIView::initWithFrame(bounds());
+        level->setAutoresizingMask(kFillsSuperview);
+        level->layer()->setOpacity(static_cast<float>(static_cast<double>(index) * 0.15 + 0.45));
+        addSubview(level.get());
+        levels->addObject(level);
+    }
+    _sakurasPositionIndex = 0;
+    startAnimating();
+}
+
+void LumiveraView::doAnimating() {
+    adjustSakuras();
+    forEachSakura([this](Sakura *petal) {
+        petal->falling();
+        if (isSakura_outOfBounds(petal, bgView()->frame()) && timeCome()) {
+            recycle(petal);
+        }
+    });
+}
+
+void LumiveraView::tapActionAtViewPoint(CGPoint point) {
+    if (!CGRectContainsPoint(tapClipRect(), point)) {
+        return;
+    }
+    forEachSakura([this, point](Sakura *petal) {
+        if (distanceForTwoPoints(point, petal->center()) < scale() * kTapRadius) {
+            petal->doResponseWithTapPoint_speed(point, scale() + scale());
+        }
+    });
+}
+
+void LumiveraView::gestureAction_atPoint(std::int32_t code, CGPoint point) {
+    if (code == kTapGesture) {
+        tapActionAtViewPoint(point);
+    }
+}
+
+void LumiveraView::setSpeedLevel(NSInteger level) {
+    forEachSakura([level](Sakura *petal) { petal->resetFallingSpeedLevel(level); });
+    _sakuraFallingSpeedLevel = level;
+}
+
+void LumiveraView::accelerometer_didAccelerate(const void *, const void *) {}
+
+void LumiveraView::adjustSakuras() {
+    if (_sakuraTotal == sakuraCount()) {
+        return;
+    }
+    if (_sakuraTotal < sakuraCount()) {
+        growBy(sakuraCount() - _sakuraTotal);
+    } else {
+        shrinkTo(sakuraCount());
+    }
+    _sakuraTotal = sakuraCount();
+}
+
+bool LumiveraView::isSakura_outOfBounds(const Sakura *petal, const CGRect &rect) const {
+    const CGPoint center = petal->center();
+    const CGSize size = petal->frame().size;
+    return center.x < -size.width || center.x > rect.size.width + size.width ||
+           center.y < -size.height || center.y > rect.size.height + size.height;
+}
+
+bool LumiveraView::timeCome() {
+    return timeComeWithInterval(scale() * kRecycleSeconds / static_cast<double>(sakuraCount()));
+}
+
+void LumiveraView::calculateLevelCount_withTotal_withLevels(NSUInteger *counts, NSUInteger total,
+                                                            NSUInteger levels) {
+    if (levels == 0) {
+        return;
+    }
+    const NSUInteger base = total <= levels ? 1 : total / levels;
+    const NSUInteger step = total <= levels ? 0 : base / levels;
+    NSUInteger value = base + step * (levels / 2);
+    for (NSUInteger k = 0; k < levels; ++k) {
+        counts[k] = value;
+        value -= step;
+    }
+}
+
+void LumiveraView::generateSakuraWithType_withScale_inView(std::int32_t type, CGFloat scale,
+                                                           UIView *layer) {
+    const auto petal =
+        Sakura::initWithImage_scale_speed(drawImage(), scale, _sakuraFallingSpeedLevel);
+    petal->setWidth(wholeNumber(frame().size.width));
+    layer->addSubview(petal.get());
+    const CGSize size = petal->frame().size;
+    const CGSize area = layer->frame().size;
+    if (type == kScattered) {
+        const CGFloat x = size.width / 2 + drawBelow(area.width - size.width / 2);
+        const CGFloat y = size.height / 2 + drawBelow(area.height - size.height / 2);
+        petal->setCenter({x, y});
+    } else if (type == kEntersFromTop) {
+        petal->setCenter({drawBelow(area.width), -size.height / 2 + kVisibleOnEntry});
+    }
+}
+
+void LumiveraView::setSakuraImageNames(Retained<NSArray<std::string>> names) {
+    if (_sakuraImageNames.get() == names) {
+        return;
+    }
+    _sakuraImageNames.set(names);
+    if (!names) {
+        return;
+    }
+    if (_sakuraImageCache) {
+        _sakuraImageCache->removeAllObjects();
+    }
+    forEachSakura([this](Sakura *petal) { petal->setImage(drawImage()); });
+}
+
+void LumiveraView::setSakuraMaskColor(Retained<UIColor> color) {
+    const auto previous = Retained<UIColor>::adopt(_sakuraMaskColor.get());
+    _sakuraMaskColor.set(color.leak());
+}
+
+/// Every petal, back layer first and oldest first. Layers and petals are counted again at every
+/// step, so the action may change them.
+template <class Action> void LumiveraView::forEachSakura(Action action) {
+    const auto levels = _sakuraLevleViews.get();
+    for (NSUInteger i = 0; levels && i < levels->count(); ++i) {
+        UIView *level = levels->objectAtIndex(i);
+        for (NSUInteger j = 0; j < level->subviewCount(); ++j) {
+            action(static_cast<Sakura *>(level->subviewAtIndex(j)));
+        }
+    }
+}
+
+/// A picture from the list by one random draw; null when the cache has none of that name.
+Retained<UIImage> LumiveraView::drawImage() const {
+    const auto draw = static_cast<NSUInteger>(std::rand());
+    const NSArray<std::string> &names = *_sakuraImageNames.peek();
+    return ImageCache::sharedInstance()->imageWithName(names.objectAtIndex(draw % names.count()));
+}
+
+void LumiveraView::recycle(Sakura *petal) {
+    petal->resetPropertyWithImage_scaleLevel_fallingSpeed_fallingOffset(
+        drawImage(), sakuraScaleLevel(), _sakuraFallingSpeedLevel, offset());
+}
+
+void LumiveraView::growBy(NSUInteger difference) {
+    std::array<NSUInteger, kLevels> counts{};
+    calculateLevelCount_withTotal_withLevels(counts.data(), difference, kLevels);
+    const auto levels = _sakuraLevleViews.get();
+    for (NSUInteger i = 0; levels && i < levels->count(); ++i) {
+        for (NSUInteger made = 0; made < counts[i]; ++made) {
+            generateSakuraWithType_withScale_inView(kScattered, sizeFactor(i) * scale(),
+                                                    levels->objectAtIndex(i));
+        }
+    }
+}
+
+void LumiveraView::shrinkTo(NSUInteger total) {
+    std::array<NSUInteger, kLevels> counts{};
+    calculateLevelCount_withTotal_withLevels(counts.data(), total, kLevels);
+    const auto levels = _sakuraLevleViews.get();
+    for (NSUInteger i = 0; levels && i < levels->count(); ++i) {
+        UIView *level = levels->objectAtIndex(i);
+        while (level->subviewCount() > counts[i]) {
+            level->subviewAtIndex(level->subviewCount() - 1)->removeFromSuperview();
+        }
+    }
+}

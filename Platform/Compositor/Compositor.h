@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Platform/CoreGraphics/CGGeometry.h"
+#include "Platform/QuartzCore/CALayer.h"
+
+#include <cstddef>
+#include <cstdint>
+
+/// Memory that a compositor draws into: `height` rows of `width` pixels, the first row at `pixels`
+/// and each next one `stride` pixels later; a pixel is a 32-bit word 0xFFRRGGBB. Owned by the
+/// caller.
+struct CompositorTarget {
+    std::uint32_t *pixels = nullptr;
+    std::size_t width = 0;
+    std::size_t height = 0;
+    std::size_t stride = 0;
+};
+
+/// Turns a layer tree into pixels. Used on the main thread, one tree and one target size at a time;
+/// a compositor may keep what it prepared for the next picture.
+class PLATFORM_EXPORT Compositor {
+  public:
+    virtual ~Compositor() = default;
+
+    /// Draws the tree over black. The root's bounds lie at the target's top left corner, whatever
+    /// its own position; `scale` is the number of pixels a point and above 0. Afterwards
+    /// root.needsComposite() is false. A target without pixels is left alone.
+    virtual void composite(CALayer &root, const CompositorTarget &target, CGFloat scale) = 0;
+
+    /// Forgets what was prepared, to give memory back; the next picture takes longer.
+    virtual void purge() = 0;
+};

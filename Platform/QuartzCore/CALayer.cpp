@@ -1,0 +1,155 @@
+#include "Platform/QuartzCore/CALayer.h"
+
+#include "Platform/Foundation/NSRunLoop.h"
+#include "Platform/Foundation/NSThread.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+/// Extent of the bounding box of a width × height rectangle under the 2 × 2 part of a transform.
+CGSize boundingSize(const CATransform3D &t, CGSize size) {
+    return {std::fabs(t.m11) * size.width + std::fabs(t.m21) * size.height,
+            std::fabs(t.m12) * size.width + std::fabs(t.m22) * size.height};
+}
+
+/// The transform as seen by a point of the layer's plane: (x, y) maps to
+/// ((x·m11 + y·m21 + m41) / w, …) with w = x·m14 + y·m24 + m44.
+CGPoint project(const CATransform3D &t, CGFloat x, CGFloat y) {
+    const CGFloat w = x * t.m14 + y * t.m24 + t.m44;
+    const CGFloat px = x * t.m11 + y * t.m21 + t.m41;
+    const CGFloat py = x * t.m12 + y * t.m22 + t.m42;
+    return w == 1 || w == 0 ? CGPoint{px, py} : CGPoint{px / w, py / w};
+}
+
+bool isAffine(const CATransform3D &t) { return t.m14 == 0 && t.m24 == 0 && t.m44 == 1; }
+
+/// Lower left and size of the box around four points.
+CGRect boxAround(const CGPoint (&corners)[4]) {
+    const auto [left, right] =
+        std::minmax({corners[0].x, corners[1].x, corners[2].x, corners[3].x});
+    const auto [top, bottom] =
+        std::minmax({corners[0].y, corners[1].y, corners[2].y, corners[3].y});
+    return {{left, top}, {right - left, bottom - top}};
+}
+
+/// The size whose bounding box under `t` is `size`, or nothing for an axis that `t` squeezes away.
+CGSize sizeBeforeTransform(const CATransform3D &t, CGSize size, CGSize present) {
+    if (t.m12 == 0 && t.m21 == 0) {
+        return {t.m11 == 0 ? present.width : size.width / std::fabs(t.m11),
+                t.m22 == 0 ? present.height : size.height / std::fabs(t.m22)};
+    }
+    const CGFloat determinant = t.m11 * t.m22 - t.m12 * t.m21;
+    if (determinant == 0) {
+        return present;
+    }
+    return {
+        std::fabs(t.m22 / determinant) * size.width + std::fabs(t.m21 / determinant) * size.height,
+        std::fabs(t.m12 / determinant) * size.width + std::fabs(t.m11 / determinant) * size.height};
+}
+
+} // namespace
+
+CALayer::~CALayer() {
+    for (const Retained<CALayer> &sublayer : _sublayers) {
+        sublayer->_superlayer = nullptr;
+    }
+}
+
+void CALayer::destroy() noexcept {
+    if (NSThread::isMainThread()) {
+        delete this;
+    } else {
+        NSRunLoop::mainRunLoop().performSelectorOnMainThread(
+            nullptr, [this] { delete this; }, false);
+    }
+}
+
+void CALayer::setBounds(const CGRect &bounds) {
+    CGRect valid = bounds;
+    valid.size.width = bounds.size.width > 0 ? bounds.size.width : 0;
+    valid.size.height = bounds.size.height > 0 ? bounds.size.height : 0;
+    write(_bounds, valid);
+}
+
+CGRect CALayer::frame() const {
+    const TreeAccess access;
+    const CGRect box = boxAroundAnchor();
+    return {{_position.x + box.origin.x, _position.y + box.origin.y}, box.size};
+}
+
+void CALayer::setFrame(const CGRect &frame) {
+    const TreeAccess access;
+    if (!(frame.size == boxAroundAnchor().size)) {
+        const CGSize size = sizeBeforeTransform(_transform, frame.size, _bounds.size);
+        setBounds({_bounds.origin, size});
+    }
+    const CGPoint corner = boxAroundAnchor().origin;
+    setPosition({frame.origin.x - corner.x, frame.origin.y - corner.y});
+}
+
+/// The bounding box of the transformed bounds, seen from the anchor point.
+CGRect CALayer::boxAroundAnchor() const {
+    const CGSize size = _bounds.size;
+    const CATransform3D &t = _transform;
+    if (isAffine(t)) {
+        const CGSize box = boundingSize(t, size);
+        const CGPoint middle =
+            project(t, (0.5 - _anchorPoint.x) * size.width, (0.5 - _anchorPoint.y) * size.height);
+        return {{middle.x - box.width / 2, middle.y - box.height / 2}, box};
+    }
+    const CGFloat left = -_anchorPoint.x * size.width;
+    const CGFloat top = -_anchorPoint.y * size.height;
+    const CGFloat right = left + size.width;
+    const CGFloat bottom = top + size.height;
+    return boxAround({project(t, left, top), project(t, right, top), project(t, right, bottom),
+                      project(t, left, bottom)});
+}
+
+void CALayer::addSublayer(CALayer *layer) {
+    const TreeAccess access;
+    for (const CALayer *ancestor = this; ancestor; ancestor = ancestor->_superlayer) {
+        if (ancestor == layer) {
+            return;
+        }
+    }
+    if (!layer) {
+        return;
+    }
+    Retained<CALayer> kept(layer);
+    layer->removeFromSuperlayer();
+    layer->_superlayer = this;
+    _sublayers.push_back(std::move(kept));
+    setNeedsComposite();
+}
+
+void CALayer::removeFromSuperlayer() {
+    const TreeAccess access;
+    CALayer *superlayer = std::exchange(_superlayer, nullptr);
+    if (!superlayer) {
+        return;
+    }
+    superlayer->setNeedsComposite();
+    auto &siblings = superlayer->_sublayers;
+    const auto entry = std::find(siblings.rbegin(), siblings.rend(), this);
+    const Retained<CALayer> alive = *entry;
+    siblings.erase(std::next(entry).base());
+}
+
+void CALayer::didComposite() {
+    if (!_changed) {
+        return;
+    }
+    _changed = false;
+    for (const Retained<CALayer> &sublayer : _sublayers) {
+        sublayer->didComposite();
+    }
+}
+
+/// A layer is marked only together with everything above it, so the walk up ends at the first mark.
+void CALayer::setNeedsComposite() {
+    for (CALayer *layer = this; layer && !layer->_changed; layer = layer->_superlayer) {
+        layer->_changed = true;
+    }
+}

@@ -1,0 +1,138 @@
+#pragma once
+
+#include "Platform/CoreGraphics/CGColor.h"
+#include "Platform/CoreGraphics/CGGeometry.h"
+#include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/Foundation/NSObject.h"
+#include "Platform/Foundation/Retained.h"
+#include "Platform/Foundation/TreeLock.h"
+#include "Platform/QuartzCore/CATransform3D.h"
+
+#include <vector>
+
+/// How a layer's contents fill its bounds.
+enum class CALayerGravity {
+    Resize,           ///< Stretched to the bounds.
+    ResizeAspect,     ///< As large as fits, centred, in proportion.
+    ResizeAspectFill, ///< As small as covers the bounds, centred, in proportion; may overhang.
+    Center,           ///< At its own size, centred.
+};
+
+/// A node of the picture that is on the screen: a rectangle with contents, a place in its
+/// superlayer and sublayers in front of it, the first one farthest back. Geometry is in points of
+/// the superlayer. Belongs to the view tree: the main thread uses it freely, other threads between
+/// the main thread's call-outs. Destroyed on the main thread.
+class PLATFORM_EXPORT CALayer : public NSObject {
+  public:
+    CALayer() = default;
+
+    /// Where the anchor point lies in the superlayer.
+    CGPoint position() const { return read(_position); }
+    void setPosition(CGPoint position) { write(_position, position); }
+
+    /// The layer's own coordinates; the size may not be negative or NaN (kept as 0 then).
+    CGRect bounds() const { return read(_bounds); }
+    void setBounds(const CGRect &bounds);
+
+    /// In fractions of the bounds; the middle at first. The transform turns about it.
+    CGPoint anchorPoint() const { return read(_anchorPoint); }
+    void setAnchorPoint(CGPoint anchorPoint) { write(_anchorPoint, anchorPoint); }
+
+    CATransform3D transform() const { return read(_transform); }
+    void setTransform(const CATransform3D &transform) { write(_transform, transform); }
+
+    /// Applied to the sublayers about the layer's anchor point; perspective lives in its m34.
+    CATransform3D sublayerTransform() const { return read(_sublayerTransform); }
+    void setSublayerTransform(const CATransform3D &t) { write(_sublayerTransform, t); }
+
+    /// 0 to 1, for the layer and everything in it as one group.
+    float opacity() const { return read(_opacity); }
+    void setOpacity(float opacity) { write(_opacity, opacity); }
+
+    bool isHidden() const { return read(_hidden); }
+    void setHidden(bool hidden) { write(_hidden, hidden); }
+
+    /// True: sublayers and contents show only inside the bounds.
+    bool masksToBounds() const { return read(_masksToBounds); }
+    void setMasksToBounds(bool masks) { write(_masksToBounds, masks); }
+
+    CGColor backgroundColor() const { return read(_backgroundColor); }
+    void setBackgroundColor(const CGColor &color) { write(_backgroundColor, color); }
+
+    /// May be null.
+    Retained<CGImage> contents() const { return read(_contents); }
+    void setContents(Retained<CGImage> contents) { write(_contents, std::move(contents)); }
+
+    /// Pixels of the contents a point, for gravities that keep the contents' own size; above 0.
+    CGFloat contentsScale() const { return read(_contentsScale); }
+    void setContentsScale(CGFloat scale) { write(_contentsScale, scale); }
+
+    CALayerGravity contentsGravity() const { return read(_contentsGravity); }
+    void setContentsGravity(CALayerGravity gravity) { write(_contentsGravity, gravity); }
+
+    /// The bounding box of the transformed bounds, in the superlayer.
+    CGRect frame() const;
+
+    /// Moves and resizes so that frame() becomes `frame`, with the transform kept. A size equal to
+    /// the frame's present one leaves the bounds as they are, to the bit; so does a transform that
+    /// squeezes an axis to nothing.
+    void setFrame(const CGRect &frame);
+
+    /// Main thread: the sublayers back to front; valid until the list changes.
+    const std::vector<Retained<CALayer>> &sublayers() const { return _sublayers; }
+
+    /// Puts the layer in front of the other sublayers, taking it from where it was.
+    void addSublayer(CALayer *layer);
+    void removeFromSuperlayer();
+
+    /// Not owned; null for a layer in no tree.
+    CALayer *superlayer() const { return read(_superlayer); }
+
+    /// True when the layer or anything below it changed since the last call of didComposite().
+    bool needsComposite() const { return read(_changed); }
+
+    /// The compositor has drawn the layer with everything below it. Main thread.
+    void didComposite();
+
+    // In-place access for the compositor, which draws on the main thread.
+    const CATransform3D &transformInPlace() const { return _transform; }
+    const CATransform3D &sublayerTransformInPlace() const { return _sublayerTransform; }
+    CGImage *contentsInPlace() const { return _contents.get(); }
+
+  protected:
+    ~CALayer() override;
+    void destroy() noexcept override;
+
+  private:
+    template <class T> T read(const T &field) const {
+        const TreeAccess access;
+        return field;
+    }
+
+    template <class T> void write(T &field, T value) {
+        const TreeAccess access;
+        if (!(field == value)) {
+            std::swap(field, value);
+            setNeedsComposite();
+        }
+    }
+
+    void setNeedsComposite();
+    CGRect boxAroundAnchor() const;
+
+    CGPoint _position;
+    CGRect _bounds;
+    CGPoint _anchorPoint{0.5, 0.5};
+    CATransform3D _transform = CATransform3DIdentity;
+    CALayer *_superlayer = nullptr;
+    bool _changed = true;
+    bool _hidden = false;
+    bool _masksToBounds = false;
+    float _opacity = 1;
+    Retained<CGImage> _contents;
+    CGFloat _contentsScale = 1;
+    CALayerGravity _contentsGravity = CALayerGravity::Resize;
+    CGColor _backgroundColor{0, 0, 0, 0};
+    CATransform3D _sublayerTransform = CATransform3DIdentity;
+    std::vector<Retained<CALayer>> _sublayers;
+};

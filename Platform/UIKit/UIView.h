@@ -1,0 +1,102 @@
+#pragma once
+
+#include "Platform/Foundation/NSObject.h"
+#include "Platform/Foundation/Retained.h"
+#include "Platform/QuartzCore/CALayer.h"
+#include "Platform/UIKit/UIColor.h"
+
+#include <vector>
+
+/// How a view follows its superview's size: a sum of these.
+enum UIViewAutoresizing : NSUInteger {
+    UIViewAutoresizingNone = 0,
+    UIViewAutoresizingFlexibleLeftMargin = 1,
+    UIViewAutoresizingFlexibleWidth = 2,
+    UIViewAutoresizingFlexibleRightMargin = 4,
+    UIViewAutoresizingFlexibleTopMargin = 8,
+    UIViewAutoresizingFlexibleHeight = 16,
+    UIViewAutoresizingFlexibleBottomMargin = 32,
+};
+
+/// How a view's picture fills it.
+enum UIViewContentMode : NSInteger {
+    UIViewContentModeScaleToFill = 0,
+    UIViewContentModeScaleAspectFit = 1,
+    UIViewContentModeScaleAspectFill = 2,
+    UIViewContentModeCenter = 4,
+};
+
+/// A rectangle on the screen, with views in front of it. Geometry is in points of the superview.
+/// Belongs to the view tree: the main thread uses it freely, other threads between the main
+/// thread's call-outs. Destroyed on the main thread, whoever drops the last reference.
+class PLATFORM_EXPORT UIView : public NSObject {
+  public:
+    static Retained<UIView> initWithFrame(const CGRect &frame);
+
+    /// Never null; owned by the view.
+    CALayer *layer() const noexcept { return _layer.get(); }
+
+    CGPoint center() const { return _layer->position(); }
+    void setCenter(CGPoint center) { _layer->setPosition(center); }
+
+    CGRect bounds() const { return _layer->bounds(); }
+
+    /// A new size makes the subviews follow by their autoresizing masks.
+    void setBounds(const CGRect &bounds);
+
+    /// The bounding box of the transformed bounds.
+    CGRect frame() const { return _layer->frame(); }
+    virtual void setFrame(const CGRect &frame);
+
+    bool clipsToBounds() const { return _layer->masksToBounds(); }
+    void setClipsToBounds(bool clips) { _layer->setMasksToBounds(clips); }
+
+    bool isHidden() const { return _layer->isHidden(); }
+    void setHidden(bool hidden) { _layer->setHidden(hidden); }
+
+    /// Null or clear: nothing is painted.
+    void setBackgroundColor(const UIColor *color);
+
+    bool isUserInteractionEnabled() const { return _userInteractionEnabled.get(); }
+    void setUserInteractionEnabled(bool enabled) { _userInteractionEnabled.set(enabled); }
+
+    NSUInteger autoresizingMask() const { return _autoresizingMask.get(); }
+    void setAutoresizingMask(NSUInteger mask) { _autoresizingMask.set(mask); }
+
+    UIViewContentMode contentMode() const { return _contentMode.get(); }
+    virtual void setContentMode(UIViewContentMode mode);
+
+    /// Not owned; null for a view in no tree.
+    UIView *superview() const { return _superview.get(); }
+
+    /// Subviews back to front. The list is copied off the main thread only.
+    NSUInteger subviewCount() const;
+
+    /// Not owned; null beyond the end.
+    UIView *subviewAtIndex(NSUInteger index) const;
+
+    /// Puts the view in front of the other subviews, taking it from where it was. Null, the view
+    /// itself and a view that holds this one are ignored.
+    void addSubview(UIView *view);
+    virtual void removeFromSuperview();
+
+  protected:
+    explicit UIView(const CGRect &frame);
+    ~UIView() override;
+    void destroy() noexcept override;
+
+  private:
+    template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
+
+    void detachFromSuperview();
+    bool isInside(const UIView *other) const;
+    void resizeSubviews(CGSize oldSize, CGSize newSize);
+    void followSuperview(CGFloat widthDifference, CGFloat heightDifference);
+
+    const Retained<CALayer> _layer;
+    TreeValue<UIView *> _superview;
+    std::vector<Retained<UIView>> _subviews;
+    TreeValue<NSUInteger> _autoresizingMask;
+    TreeValue<UIViewContentMode> _contentMode{UIViewContentModeScaleToFill};
+    TreeValue<bool> _userInteractionEnabled{true};
+};
