@@ -9,9 +9,7 @@ constexpr char32_t kLastOfOneUnit = 0xffff;
 
 } // namespace
 
-bool isValidUTF8(std::string_view text) {
-    return utf8::is_valid(text.begin(), text.end());
-}
+bool isValidUTF8(std::string_view text) { return utf8::is_valid(text.begin(), text.end()); }
 
 std::size_t utf16Length(std::string_view text) {
     std::size_t length = 0;
