@@ -39,9 +39,7 @@ std::uint64_t unsignedNumber(Bytes bytes) {
     return value;
 }
 
-std::string characters(Bytes bytes) {
-    return {bytes.begin(), bytes.end()};
-}
+std::string characters(Bytes bytes) { return {bytes.begin(), bytes.end()}; }
 
 /// Where everything lies, from the last 32 bytes of the file.
 struct Layout {
@@ -52,9 +50,7 @@ struct Layout {
     std::uint64_t tableStart;
 };
 
-bool isSizeOfNumber(std::size_t size) {
-    return size >= 1 && size <= 8;
-}
+bool isSizeOfNumber(std::size_t size) { return size >= 1 && size <= 8; }
 
 /// The objects end where the offset table starts, and that ends where the trailer starts.
 bool isSound(const Layout &layout, std::uint64_t tableEnd) {
@@ -342,8 +338,7 @@ std::optional<PropertyList> BinaryReader::readDictionary(Cursor &cursor, std::ui
 } // namespace
 
 bool isBinaryPropertyList(std::span<const std::uint8_t> bytes) {
-    return bytes.size() >= kMagic.size() &&
-           std::equal(kMagic.begin(), kMagic.end(), bytes.begin());
+    return bytes.size() >= kMagic.size() && std::equal(kMagic.begin(), kMagic.end(), bytes.begin());
 }
 
 std::optional<PropertyList> readBinaryPropertyList(std::span<const std::uint8_t> bytes) {

@@ -23,9 +23,7 @@ std::int32_t nearest(double value) {
     return static_cast<std::int32_t>(limited);
 }
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 std::int32_t leadingInteger(std::string_view text) {
     const bool isNegative = text.starts_with('-');

@@ -7,6 +7,5 @@ std::optional<PropertyList> readPropertyList(std::span<const std::uint8_t> bytes
     if (bytes.size() > PropertyListLimits::kFileBytes) {
         return std::nullopt;
     }
-    return isBinaryPropertyList(bytes) ? readBinaryPropertyList(bytes)
-                                       : readXMLPropertyList(bytes);
+    return isBinaryPropertyList(bytes) ? readBinaryPropertyList(bytes) : readXMLPropertyList(bytes);
 }

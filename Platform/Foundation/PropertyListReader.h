@@ -24,5 +24,4 @@ struct PropertyListLimits {
 /// way malformed or beyond the limits. Of entries with equal keys the last one counts. Integers
 /// beyond 64 signed bits become reals. Entities that an XML document defines for itself are not
 /// expanded; sets and UIDs, which only archives of objects hold, are malformed. Any thread.
-PLATFORM_EXPORT std::optional<PropertyList>
-readPropertyList(std::span<const std::uint8_t> bytes);
+PLATFORM_EXPORT std::optional<PropertyList> readPropertyList(std::span<const std::uint8_t> bytes);
