@@ -8,9 +8,10 @@ import sys
 
 import blossom
 import dusk
+import leaves
+import woods
 
-
-BUNDLES = {"Lumivera": (dusk, blossom)}
+BUNDLES = {"Lumivera": (dusk, blossom), "Maple": (woods, leaves)}
 
 
 def write(path, text):
