@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Platform/Compositor/DeviceQuad.h"
+#include "Platform/Compositor/Projection.h"
+
+#include <cstdint>
+#include <vector>
+
+/// One thing to draw, placed on the device.
+struct DisplayItem {
+    enum class Kind : std::uint8_t {
+        Fill,    ///< `color` in the parallelogram.
+        Picture, ///< `image` filling the parallelogram.
+        Group,   ///< The items after it, drawn as one.
+        Mask,    ///< A group that shows only inside the parallelogram.
+    };
+
+    Kind kind;
+    /// Of 65536; opacity.
+    std::uint32_t weight = 65536;
+    /// How many items of the list it takes up: 1, and for a group its members too.
+    std::size_t length = 1;
+    /// The pixels it may touch; it must be drawn on none but these.
+    DeviceRect bounds = {};
+    /// Places the unit square.
+    Affine map = {};
+    CGColor color = {};
+    /// Not owned: belongs to the layer, which stays as it is until the picture is done.
+    CGImage *image = nullptr;
+};
+
+/// A layer tree as the flat list of what there is to see, back to front: invisible layers are
+/// gone, rectangular clips have become part of the bounds, and groups remain only where more than
+/// one thing fades together.
+class DisplayList {
+  public:
+    /// `device` is the whole target. Main thread; keeps its memory for the next picture.
+    void build(const CALayer &root, const DeviceRect &device, double scale);
+
+    const std::vector<DisplayItem> &items() const { return _items; }
+
+  private:
+    void addLayer(const CALayer &layer, const Projection &projection, const DeviceRect &clip);
+    void addOpaqueLayer(const CALayer &layer, const Projection &projection, const DeviceRect &clip);
+    void addInside(const CALayer &layer, const Projection &projection, const Affine &map,
+                   const DeviceRect &clip);
+    void addMasked(const CALayer &layer, const Projection &projection, const Affine &map,
+                   const DeviceRect &clip);
+    void addRect(const Affine &map, const CGRect &rect, const DeviceRect &clip, DisplayItem item);
+    void addContents(const CALayer &layer, const Affine &map, const DeviceRect &clip);
+    std::size_t beginGroup(DisplayItem group);
+    void endGroup(std::size_t index);
+
+    std::vector<DisplayItem> _items;
+};

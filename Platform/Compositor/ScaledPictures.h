@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Platform/Compositor/PictureScaler.h"
+#include "Platform/CoreGraphics/CGImage.h"
+
+#include <list>
+#include <vector>
+
+/// Large upright pictures, such as a background, scaled once for where they stand on the device, so
+/// that a frame only copies them. Only the part that the device shows is kept, and only for as
+/// long as every frame uses it.
+class ScaledPictures {
+  public:
+    /// The pixels of `area`, where the image's texels lie along the axes as given. Valid until
+    /// the next call of any of these functions.
+    Picture scaled(CGImage &image, const PictureScaler::Axis &x, const PictureScaler::Axis &y,
+                   const DeviceRect &area);
+
+    /// Forgets what was not used since the last call.
+    void endFrame();
+    void purge() { _entries.clear(); }
+
+  private:
+    struct Entry {
+        Retained<CGImage> image;
+        PictureScaler::Axis x;
+        PictureScaler::Axis y;
+        DeviceRect area;
+        std::vector<std::uint32_t> pixels;
+        bool opaque;
+        bool used;
+
+        Picture picture() const { return {pixels.data(), area.width(), area.height(), opaque}; }
+    };
+
+    std::list<Entry> _entries;
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Platform/Compositor/Compositor.h"
+
+#include <memory>
+
+class DisplayList;
+class DisplayListPainter;
+
+/// Draws on the processor, in one thread, with integers: the same tree gives the same bytes
+/// everywhere. Pictures are sampled bilinearly and their edges are antialiased; large upright ones
+/// are scaled once and kept. The root's transform does not count. A layer in perspective is drawn
+/// with the affine map that fits at its middle.
+class PLATFORM_EXPORT SoftwareCompositor final : public Compositor {
+  public:
+    SoftwareCompositor();
+    ~SoftwareCompositor() override;
+
+    void composite(CALayer &root, const CompositorTarget &target, CGFloat scale) override;
+    void purge() override;
+
+  private:
+    std::unique_ptr<DisplayList> _list;
+    std::unique_ptr<DisplayListPainter> _painter;
+};
