@@ -28,25 +28,17 @@ struct CGRect {
     friend bool operator==(const CGRect &, const CGRect &) = default;
 };
 
-constexpr CGPoint CGPointMake(CGFloat x, CGFloat y) {
-    return {x, y};
-}
+constexpr CGPoint CGPointMake(CGFloat x, CGFloat y) { return {x, y}; }
 
-constexpr CGSize CGSizeMake(CGFloat width, CGFloat height) {
-    return {width, height};
-}
+constexpr CGSize CGSizeMake(CGFloat width, CGFloat height) { return {width, height}; }
 
 constexpr CGRect CGRectMake(CGFloat x, CGFloat y, CGFloat width, CGFloat height) {
     return {{x, y}, {width, height}};
 }
 
-constexpr CGFloat CGRectGetMidX(const CGRect &rect) {
-    return rect.origin.x + rect.size.width / 2;
-}
+constexpr CGFloat CGRectGetMidX(const CGRect &rect) { return rect.origin.x + rect.size.width / 2; }
 
-constexpr CGFloat CGRectGetMidY(const CGRect &rect) {
-    return rect.origin.y + rect.size.height / 2;
-}
+constexpr CGFloat CGRectGetMidY(const CGRect &rect) { return rect.origin.y + rect.size.height / 2; }
 
 /// The left and top edges belong to the rectangle, the right and bottom edges do not; an empty
 /// rectangle, the null rectangle (infinite origin) included, contains nothing.
