@@ -1,0 +1,181 @@
+#include "Animation/Common/ImageSet.h"
+
+#include "Animation/Common/LWUICommonDefine.h"
+#include "Animation/Common/NSData+DataEncrypt.h"
+#include "Platform/CoreGraphics/CGContext.h"
+#include "Platform/CoreGraphics/CGImageOperations.h"
+#include "Platform/Foundation/FileBytes.h"
+#include "Platform/UIKit/UIGraphics.h"
+
+#include <cstdlib>
+#include <vector>
+
+namespace {
+
+constexpr std::uint64_t kLargestFile = CGImage::kMaximumBytes;
+
+/// Paints into an image context of the size of `image`, flipped so that bitmaps come out upright,
+/// and gives what was painted. Without a context (an empty or huge picture) nothing is painted.
+template <class Paint> Retained<UIImage> paintedLike(const UIImage *image, Paint paint) {
+    if (!image) {
+        return nullptr;
+    }
+    const CGSize size = image->size();
+    UIGraphicsBeginImageContext(size);
+    if (CGContext *context = UIGraphicsGetCurrentContext()) {
+        context->scaleCTM(1, -1);
+        context->translateCTM(0, -size.height);
+        paint(*context, CGRect{{0, 0}, size});
+    }
+    auto result = UIGraphicsGetImageFromCurrentImageContext();
+    UIGraphicsEndImageContext();
+    return result;
+}
+
+/// Fills the picture's shape with a colour and blends the picture over it.
+Retained<UIImage> blendedWithColor(const UIImage *image, const UIColor *color, CGBlendMode mode) {
+    return paintedLike(image, [&](CGContext &context, const CGRect &area) {
+        const CGImage *bitmap = image->bitmap().get();
+        context.saveGState();
+        context.clipToMask(area, bitmap);
+        if (color) {
+            context.setFillColor(color->color());
+        }
+        context.fillRect(area);
+        context.restoreGState();
+        context.setBlendMode(mode);
+        context.drawImage(area, bitmap);
+    });
+}
+
+Retained<UIImage> imageFrom(Retained<CGImage> bitmap) {
+    return UIImage::imageWithCGImage_scale_orientation(std::move(bitmap), 1,
+                                                       UIImageOrientation::Up);
+}
+
+/// A rectangle with every corner rounded, the way of it drawn in units of the radius.
+void addRoundedRect(CGContext &context, CGSize size, CGFloat radius) {
+    const CGFloat width = static_cast<float>(size.width / radius);
+    const CGFloat height = static_cast<float>(size.height / radius);
+    context.saveGState();
+    context.scaleCTM(radius, radius);
+    context.moveToPoint(width, height / 2);
+    context.addArcToPoint(width, height, width / 2, height, 1);
+    context.addArcToPoint(0, height, 0, height / 2, 1);
+    context.addArcToPoint(0, 0, width / 2, 0, 1);
+    context.addArcToPoint(width, 0, width, height / 2, 1);
+    context.closePath();
+    context.restoreGState();
+}
+
+} // namespace
+
+Retained<UIImage> ImageSet::colorizeImage_withColor(Retained<UIImage> image, const UIColor *color) {
+    return color ? blendedWithColor(image.get(), color, CGBlendMode::Multiply) : image;
+}
+
+Retained<UIImage> ImageSet::maskImage_withImage(const UIImage *image, const UIImage *mask) {
+    return paintedLike(image, [&](CGContext &context, const CGRect &area) {
+        const auto stencil = CGImageMask::maskCreate(mask ? mask->bitmap().get() : nullptr);
+        const auto masked = CGImageCreateWithMask(image->bitmap().get(), stencil.get());
+        context.drawImage(area, masked.get());
+    });
+}
+
+Retained<UIImage> SpriteExtend::imageWithContentsOfFile_dencrypt(const std::string &path,
+                                                                 bool dencrypt) {
+    const auto bytes = readFile(path, kLargestFile);
+    return bytes ? imageWithData_dencrypt(*bytes, dencrypt) : nullptr;
+}
+
+Retained<UIImage> SpriteExtend::imageWithData_dencrypt(std::span<const std::uint8_t> data,
+                                                       bool dencrypt) {
+    if (!data.data()) {
+        return nullptr;
+    }
+    if (!dencrypt) {
+        return UIImage::imageWithData(data);
+    }
+    std::vector<std::uint8_t> copy(data.begin(), data.end());
+    DataEncrypt::transformPairs(copy);
+    return UIImage::imageWithData(copy);
+}
+
+Retained<UIImage> SpriteExtend::clipImageWithRect(const UIImage *image, const CGRect &rect) {
+    return image ? imageFrom(CGImageCreateWithImageInRect(image->bitmap().get(), rect)) : nullptr;
+}
+
+Retained<UIImage> SpriteExtend::createGrayImageWithAlpha(const UIImage *image, bool alpha) {
+    if (!image) {
+        return nullptr;
+    }
+    const NSUInteger width = wholeNumber(image->size().width);
+    const NSUInteger height = wholeNumber(image->size().height);
+    const auto context = CGContext::bitmapContextCreate(width, height, CGBitmapFormat::Grey);
+    if (!context) {
+        return nullptr;
+    }
+    context->drawImage(CGRectMake(0, 0, static_cast<CGFloat>(width), static_cast<CGFloat>(height)),
+                       image->bitmap().get());
+    auto grey = context->createImage();
+    if (alpha && grey) {
+        grey = CGImageCreateWithMaskingColors(grey.get(), {0, 0}, {0, 0}, {0, 0});
+    }
+    return imageFrom(std::move(grey));
+}
+
+Retained<UIImage> SpriteExtend::imageColorOverlay(const UIImage *image, const UIColor *color) {
+    return blendedWithColor(image, color, CGBlendMode::Overlay);
+}
+
+Retained<UIImage> SpriteExtend::drawToImage(const UIImage *image, const UIImage *other) {
+    return paintedLike(image, [&](CGContext &context, const CGRect &area) {
+        context.drawImage(area, image->bitmap().get());
+        context.drawImage(area, other ? other->bitmap().get() : nullptr);
+    });
+}
+
+Retained<UIImage> SpriteExtend::imageWithRoundCorners(const UIImage *image, CGFloat radius) {
+    if (!image) {
+        return nullptr;
+    }
+    const CGSize size = image->size();
+    const NSUInteger width = wholeNumber(size.width);
+    const NSUInteger height = wholeNumber(size.height);
+    const auto context =
+        CGContext::bitmapContextCreate(width, height, CGBitmapFormat::AlphaFirstPremultiplied);
+    if (!context) {
+        return nullptr;
+    }
+    context->beginPath();
+    if (radius == 0) {
+        context->addRect({{0, 0}, size});
+    } else {
+        addRoundedRect(*context, size, radius);
+    }
+    context->closePath();
+    context->clip();
+    context->drawImage(CGRectMake(0, 0, static_cast<CGFloat>(width), static_cast<CGFloat>(height)),
+                       image->bitmap().get());
+    return imageFrom(context->createImage());
+}
+
+std::uint8_t *SpriteExtend::getImageData(const UIImage *image) {
+    if (!image) {
+        return nullptr;
+    }
+    const CGImage &bitmap = *image->bitmap();
+    const NSUInteger width = bitmap.width();
+    const NSUInteger height = bitmap.height();
+    auto *pixels = static_cast<std::uint8_t *>(std::malloc(width * height * 4));
+    const auto context =
+        pixels ? CGContext::bitmapContextCreate(width, height,
+                                                CGBitmapFormat::AlphaFirstPremultiplied, pixels)
+               : nullptr;
+    if (context) {
+        context->drawImage(
+            CGRectMake(0, 0, static_cast<CGFloat>(width), static_cast<CGFloat>(height)), &bitmap);
+        context->flush();
+    }
+    return pixels;
+}

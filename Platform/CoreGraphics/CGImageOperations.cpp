@@ -1,0 +1,126 @@
+#include "Platform/CoreGraphics/CGImageOperations.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+std::uint8_t component(std::uint32_t pixel, int shift) {
+    return static_cast<std::uint8_t>(pixel >> shift);
+}
+
+bool isNeutral(std::uint32_t pixel) {
+    return component(pixel, 24) == 0xff && component(pixel, 16) == component(pixel, 8) &&
+           component(pixel, 8) == component(pixel, 0);
+}
+
+bool contains(CGComponentRange range, std::uint8_t value) {
+    return value >= range.lowest && value <= range.highest;
+}
+
+/// One axis of a crop: the whole pixels from `start` on, as far as the picture goes.
+struct Extent {
+    NSUInteger first = 0;
+    NSUInteger end = 0;
+};
+
+Extent extentOf(CGFloat start, CGFloat length, NSUInteger limit) {
+    const auto size = static_cast<CGFloat>(limit);
+    if (!(length > 0) || !(start < size) || !(start + length > 0)) {
+        return {};
+    }
+    return {static_cast<NSUInteger>(std::floor(std::max<CGFloat>(start, 0))),
+            static_cast<NSUInteger>(std::ceil(std::min<CGFloat>(start + length, size)))};
+}
+
+/// Every component times `share` of 255, rounded.
+std::uint32_t faded(std::uint32_t pixel, std::uint32_t share) {
+    std::uint32_t result = 0;
+    for (const int shift : {24, 16, 8, 0}) {
+        result |= (component(pixel, shift) * share + 127) / 255 << shift;
+    }
+    return result;
+}
+
+} // namespace
+
+Retained<CGImage> CGImageCreateWithGreySamples(NSUInteger width, NSUInteger height,
+                                               std::span<const std::uint8_t> samples) {
+    if (!CGImage::isSizeSupported(width, height) || samples.size() != width * height) {
+        return nullptr;
+    }
+    std::vector<std::uint32_t> pixels(samples.size());
+    std::transform(samples.begin(), samples.end(), pixels.begin(),
+                   [](std::uint32_t grey) { return 0xff000000 | grey << 16 | grey << 8 | grey; });
+    return CGImage::imageWithPixels(width, height, std::move(pixels));
+}
+
+Retained<CGImage> CGImageCreateWithImageInRect(const CGImage *image, const CGRect &rect) {
+    if (!image) {
+        return nullptr;
+    }
+    const Extent x = extentOf(rect.origin.x, rect.size.width, image->width());
+    const Extent y = extentOf(rect.origin.y, rect.size.height, image->height());
+    std::vector<std::uint32_t> pixels;
+    pixels.reserve((x.end - x.first) * (y.end - y.first));
+    for (NSUInteger row = y.first; row < y.end; ++row) {
+        const std::uint32_t *from = image->pixels() + row * image->width();
+        pixels.insert(pixels.end(), from + x.first, from + x.end);
+    }
+    return CGImage::imageWithPixels(x.end - x.first, y.end - y.first, std::move(pixels));
+}
+
+Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *image, CGComponentRange red,
+                                                 CGComponentRange green, CGComponentRange blue) {
+    if (!image || !image->isOpaque()) {
+        return nullptr;
+    }
+    std::vector<std::uint32_t> pixels(image->pixels(),
+                                      image->pixels() + image->width() * image->height());
+    std::replace_if(
+        pixels.begin(), pixels.end(),
+        [&](std::uint32_t pixel) {
+            return contains(red, component(pixel, 16)) && contains(green, component(pixel, 8)) &&
+                   contains(blue, component(pixel, 0));
+        },
+        0u);
+    return CGImage::imageWithPixels(image->width(), image->height(), std::move(pixels));
+}
+
+Retained<CGImageMask> CGImageMask::maskCreate(const CGImage *image) {
+    if (!image) {
+        return nullptr;
+    }
+    const NSUInteger count = image->width() * image->height();
+    const std::uint32_t *pixels = image->pixels();
+    if (!std::all_of(pixels, pixels + count, isNeutral)) {
+        return nullptr;
+    }
+    std::vector<std::uint8_t> samples(count);
+    std::transform(pixels, pixels + count, samples.begin(),
+                   [](std::uint32_t pixel) { return component(pixel, 0); });
+    return Retained<CGImageMask>::adopt(
+        new CGImageMask(image->width(), image->height(), std::move(samples)));
+}
+
+CGImageMask::CGImageMask(NSUInteger width, NSUInteger height, std::vector<std::uint8_t> samples)
+    : _width(width), _height(height), _samples(std::move(samples)) {}
+
+Retained<CGImage> CGImageCreateWithMask(const CGImage *image, const CGImageMask *mask) {
+    if (!image || !mask) {
+        return nullptr;
+    }
+    const NSUInteger width = image->width();
+    const NSUInteger height = image->height();
+    std::vector<std::uint32_t> pixels(width * height);
+    for (NSUInteger y = 0; y < height; ++y) {
+        // The sample under the middle of each pixel.
+        const NSUInteger maskY = (2 * y + 1) * mask->height() / (2 * height);
+        for (NSUInteger x = 0; x < width; ++x) {
+            const NSUInteger maskX = (2 * x + 1) * mask->width() / (2 * width);
+            pixels[y * width + x] =
+                faded(image->pixels()[y * width + x], 255u - mask->sample(maskX, maskY));
+        }
+    }
+    return CGImage::imageWithPixels(width, height, std::move(pixels));
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Platform/CoreGraphics/CGGeometry.h"
+#include "Platform/CoreGraphics/CGImage.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+/// Pictures made from others. Null in, null out; any thread.
+
+/// Neutral, opaque pixels from width × height samples of grey. Null for an unsupported size or
+/// another number of samples.
+PLATFORM_EXPORT Retained<CGImage>
+CGImageCreateWithGreySamples(NSUInteger width, NSUInteger height,
+                             std::span<const std::uint8_t> samples);
+
+/// The part of the picture inside the rectangle (in pixels, origin at the top left), grown to whole
+/// pixels. Null when none of it is inside.
+PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithImageInRect(const CGImage *image,
+                                                               const CGRect &rect);
+
+/// An inclusive range of 8-bit values.
+struct CGComponentRange {
+    std::uint8_t lowest = 0;
+    std::uint8_t highest = 0;
+};
+
+/// The picture with those pixels transparent whose red, green and blue all lie in their ranges. An
+/// opaque picture is asked for; null otherwise.
+PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *image,
+                                                                 CGComponentRange red,
+                                                                 CGComponentRange green,
+                                                                 CGComponentRange blue);
+
+/// A stencil: what is painted through it shows where a sample is 0 and hides where it is 255. Never
+/// changes.
+class PLATFORM_EXPORT CGImageMask final : public NSObject {
+  public:
+    /// From the samples of a picture that is grey and opaque everywhere; null for any other.
+    static Retained<CGImageMask> maskCreate(const CGImage *image);
+
+    NSUInteger width() const noexcept { return _width; }
+    NSUInteger height() const noexcept { return _height; }
+    std::uint8_t sample(NSUInteger x, NSUInteger y) const noexcept {
+        return _samples[y * _width + x];
+    }
+
+  private:
+    CGImageMask(NSUInteger width, NSUInteger height, std::vector<std::uint8_t> samples);
+    ~CGImageMask() override = default;
+
+    const NSUInteger _width;
+    const NSUInteger _height;
+    const std::vector<std::uint8_t> _samples;
+};
+
+/// The picture seen through the stencil, which is stretched over it without smoothing. Null without
+/// a picture or a stencil.
+PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithMask(const CGImage *image,
+                                                        const CGImageMask *mask);
