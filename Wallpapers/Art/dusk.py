@@ -12,6 +12,7 @@ from svg import Drawing, Noise, mix, num, polygon, smooth, tapered
 WIDTH, HEIGHT = 1600, 1280
 SHORE = 868
 MOON = (884, 452)
+SPRAY = 1  # a different number grows different branches
 
 SKY = [(0, "#17133a"), (.22, "#2c2054"), (.42, "#4f3273"), (.6, "#834d85"), (.75, "#b96d8a"),
        (.88, "#e39a90"), (1, "#f8c6a0")]
@@ -21,11 +22,11 @@ def draw():
     drawing = Drawing(0, 0, WIDTH, HEIGHT)
     random = Random(2024)
     _sky(drawing, random)
-    _hills(drawing, random)
-    _lake(drawing, random)
+    hills = _hills(drawing, random)
+    _lake(drawing, random, hills)
     _bank(drawing, random)
     _bokeh(drawing, random)
-    _branches(drawing, random)
+    _branches(drawing)
     _shade(drawing)
     return drawing
 
@@ -53,11 +54,17 @@ def _sky(drawing, random):
         drawing.add(f'<circle cx="{num(x)}" cy="{num(y)}" r="{num(radius)}" fill="#ffeaf4" '
                     f'fill-opacity="{num(random.uniform(.15, .6) * (1 - y / 560))}"/>')
     _glow(drawing, (860, SHORE - 40), 900, "#ffcf9c", .62, flat=.5)
-    _glow(drawing, MOON, 420, "#ffd9c4", .36)
-    _glow(drawing, MOON, 150, "#fff0dc", .5)
+    _glow(drawing, MOON, 430, "#ffd3c4", .3)
+    _glow(drawing, MOON, 140, "#ffead8", .42)
     x, y = MOON
-    face = drawing.radial((x - 14, y - 16), 82, [(0, "#fffaf0"), (.7, "#fff0dc"), (1, "#ffe0c4")])
-    drawing.add(f'<circle cx="{x}" cy="{y}" r="58" fill="url(#{face})"/>')
+    face = drawing.linear((x - 12, y - 50), (x + 10, y + 52), [
+        (0, "#fff6e6", .97), (.45, "#ffeedb", .93), (.8, "#fbd3bf", .8), (1, "#f0b4ac", .62)])
+    drawing.add(f'<g filter="url(#{drawing.blur(.7)})"><circle cx="{x}" cy="{y}" r="50" '
+                f'fill="url(#{face})"/></g>')
+    drawing.add(f'<g filter="url(#{drawing.blur(5)})" fill="#d9a3a6" fill-opacity=".2">')
+    for dx, dy, rx, ry in ((-16, -8, 15, 10), (8, -20, 10, 7), (13, 10, 17, 11), (-9, 20, 9, 6)):
+        drawing.add(f'<ellipse cx="{x + dx}" cy="{y + dy}" rx="{rx}" ry="{ry}"/>')
+    drawing.add("</g>")
     _clouds(drawing, random)
 
 
@@ -100,20 +107,25 @@ def _slope(drawing, line, colour, mist, foot, mist_opacity=1.0):
 
 
 def _hills(drawing, random):
+    """Three ranges and a wooded shore; kept as one shape, which the lake shows again."""
+    scene = Drawing(0, 0, WIDTH, HEIGHT)
+    scene.share(drawing)
     ranges = [
-        (808, 190, 330, .46, "#a5668f", "#f3b6a0", .95),
-        (828, 130, 250, .46, "#875087", "#e8a39a", .85),
-        (846, 92, 210, .5, "#693d76", "#c98494", .72),
+        (806, 200, 330, .46, "#a0628d", "#f6b9a0", .96),
+        (828, 136, 250, .46, "#80497f", "#e8a197", .86),
+        (848, 92, 200, .5, "#61386f", "#c58092", .74),
     ]
     for base, height, wave, rough, colour, mist, strength in ranges:
         line = _ridge(random, base, height, wave, rough)
-        _slope(drawing, line, colour, mist, SHORE, strength)
-    _mist(drawing, random, 800, 860, "#ffd9c6", .3)
-    line = [(x, SHORE - 14 - 34 * abs((x - 780) / 800) ** 1.4 * (1 + .3 * math.sin(x / 60)))
-            for x in range(-40, WIDTH + 41, 8)]
-    _grove(drawing, random, line, .8, "#7c4a7d", "#c77f9f", "#e8a6b4")
-    _slope(drawing, line, "#573465", "#a3668a", SHORE, .6)
-    _mist(drawing, random, 848, 876, "#ffdccb", .34)
+        _slope(scene, line, colour, mist, SHORE, strength)
+        _mist(scene, random, base + 14, base + 40, "#ffcdb8", .12)
+    line = [(x, SHORE - 12 - 46 * abs((x - 790) / 800) ** 1.5 * (1 + .25 * math.sin(x / 60))
+             - 2 * math.sin(x / 37)) for x in range(-40, WIDTH + 41, 8)]
+    _grove(scene, random, line, .78, "#6f4276", "#b3719a", "#e6a3b6")
+    _slope(scene, line, "#4d2e62", "#8b5580", SHORE, .6)
+    group = drawing.define('<g id="{id}">' + "\n".join(scene.shapes()) + "</g>")
+    drawing.add(f'<use xlink:href="#{group}"/>')
+    return group
 
 
 def _mist(drawing, random, low, high, colour, opacity):
@@ -128,62 +140,92 @@ def _mist(drawing, random, low, high, colour, opacity):
 
 def _grove(drawing, random, line, scale, dark, mid, light):
     """Flowering trees along a shore: crowns heaped up from soft dots, lit from the middle."""
-    drawing.add(f'<g filter="url(#{drawing.blur(1.1)})">')
+    drawing.add(f'<g filter="url(#{drawing.blur(.9)})">')
     x = -20.0
     while x < WIDTH + 20:
         ground = line[max(0, min(len(line) - 1, int((x + 40) / 8)))][1]
         away = abs(x - 800) / 800
-        if random.random() < .38 + .6 * away:
-            size = scale * random.uniform(15, 30) * (.7 + .8 * away)
-            _crown(drawing, random, (x, ground - size * .55), size, dark, mid, light)
-        x += random.uniform(16, 40) * scale
+        if random.random() < .3 + .65 * away:
+            size = scale * random.uniform(13, 30) * (.65 + .85 * away)
+            drawing.add(f'<path d="{tapered([(x, ground + 4), (x, ground - size)], [size * .16, 1])}"'
+                        f' fill="#3d2552"/>')
+            _crown(drawing, random, (x, ground - size * .72), size, dark, mid, light)
+        x += random.uniform(15, 36) * scale
     drawing.add("</g>")
 
 
 def _crown(drawing, random, centre, size, dark, mid, light):
     cx, cy = centre
     sun = -1 if cx > MOON[0] else 1
-    for tone, count, spread, dot in ((dark, 16, 1.0, .34), (mid, 20, .86, .26),
-                                     (light, 18, .7, .15)):
-        shift = 0 if tone is dark else (.14 if tone is mid else .26)
-        for _ in range(count):
-            angle, reach = random.uniform(0, 2 * math.pi), math.sqrt(random.random()) * spread
-            x = cx + (math.cos(angle) * reach * 1.25 + shift * sun) * size
-            y = cy + (math.sin(angle) * reach * .72 - shift * .9) * size
+    puffs = [(random.uniform(-.75, .75), random.uniform(-.3, .3)) for _ in range(5)]
+    for px, py in puffs:
+        drawing.add(f'<circle cx="{num(cx + px * size)}" cy="{num(cy + py * size)}" '
+                    f'r="{num(size * random.uniform(.3, .46))}" fill="{dark}" fill-opacity=".85"/>')
+    for tone, count, reach, dot, shift, opacity in ((mid, 30, .42, .13, .1, .6),
+                                                    (light, 34, .34, .075, .2, .62)):
+        for i in range(count):
+            px, py = puffs[i % len(puffs)]
+            angle, far = random.uniform(0, 2 * math.pi), math.sqrt(random.random()) * reach
+            x = cx + (px + math.cos(angle) * far + shift * sun * .6) * size
+            y = cy + (py + math.sin(angle) * far * .85 - shift) * size
             drawing.add(f'<circle cx="{num(x)}" cy="{num(y)}" '
-                        f'r="{num(size * dot * random.uniform(.6, 1.2))}" fill="{tone}" '
-                        f'fill-opacity="{num(random.uniform(.45, .8))}"/>')
+                        f'r="{num(size * dot * random.uniform(.6, 1.3))}" fill="{tone}" '
+                        f'fill-opacity="{num(opacity * random.uniform(.6, 1.2))}"/>')
 
 
-def _lake(drawing, random):
-    """Still water: the sky upside down and darker, the hills as soft streaks, the moon's path."""
-    stops = [(0, "#e9a796"), (.1, "#c98092"), (.3, "#8d5586"), (.58, "#54376f"), (1, "#231b45")]
+def _lake(drawing, random, hills):
+    """Still water: the sky upside down and darker, the hills and the moon as drawn-out shapes."""
+    stops = [(0, "#f0ae98"), (.12, "#cf8592"), (.32, "#8d5486"), (.6, "#50346d"), (1, "#1e183f")]
     fill = drawing.linear((0, SHORE), (0, HEIGHT), stops)
     drawing.add(_rect(SHORE, HEIGHT + 10, f"url(#{fill})"))
     _glow(drawing, (860, SHORE + 10), 760, "#ffd2a6", .34, flat=.22)
-    shore = drawing.linear((0, SHORE), (0, SHORE + 120), [
-        (0, "#50305f", .8), (.25, "#5d386c", .45), (1, "#5d386c", 0)])
-    drawing.add(_rect(SHORE, SHORE + 120, f"url(#{shore})"))
-    drawing.add(f'<g filter="url(#{drawing.blur(3)})">')
-    for _ in range(120):  # ripples, wider and fainter towards the viewer
-        t = random.random() ** 1.5
-        y = SHORE + 6 + t * (HEIGHT - SHORE)
+    below = drawing.define(f'<clipPath id="{{id}}"><rect x="-10" y="{SHORE}" width="{WIDTH + 20}" '
+                           f'height="{HEIGHT - SHORE + 10}"/></clipPath>')
+    drawing.add(f'<g clip-path="url(#{below})"><g opacity=".55" '
+                f'filter="url(#{drawing.blur((1.5, 7))})"><use xlink:href="#{hills}" '
+                f'transform="translate(0,{num(SHORE * 1.86)}) scale(1,-.86)"/></g></g>')
+    veil = drawing.linear((0, SHORE), (0, SHORE + 270), [(0, "#a5668f", .0), (1, "#50346d", .5)])
+    drawing.add(_rect(SHORE, HEIGHT + 10, f"url(#{veil})"))
+    _ripples(drawing, random)
+    _moon_path(drawing, random)
+    _mist(drawing, random, SHORE - 8, SHORE + 6, "#ffd5c4", .2)
+    line = drawing.linear((0, SHORE - 7), (0, SHORE + 8), [(0, "#ffd9c8", 0), (.5, "#ffd9c8", .3),
+                                                           (1, "#ffd9c8", 0)])
+    drawing.add(_rect(SHORE - 7, SHORE + 8, f"url(#{line})"))
+
+
+def _ripples(drawing, random):
+    """Long streaks, wider apart towards the viewer; light ones gather under the glow."""
+    drawing.add(f'<g filter="url(#{drawing.blur((5, .8))})">')
+    for _ in range(210):
+        t = random.random() ** 1.35
+        y = SHORE + 5 + t * (HEIGHT - SHORE)
         x = random.uniform(-100, WIDTH + 100)
-        near_path = math.exp(-((x - MOON[0]) / 260) ** 2)
-        colour = mix("#2a1d4c", "#ffc9ae", .3 + .6 * near_path)
+        glow = math.exp(-((x - MOON[0]) / 300) ** 2) * (1 - t * .6)
+        colour = "#fbc3b0" if random.random() < .3 + .6 * glow else "#251a49"
         drawing.add(f'<ellipse cx="{num(x)}" cy="{num(y)}" '
-                    f'rx="{num(random.uniform(50, 150) * (.5 + t))}" ry="{num(.8 + 2.6 * t)}" '
-                    f'fill="{colour}" fill-opacity="{num(random.uniform(.05, .16))}"/>')
+                    f'rx="{num(random.uniform(30, 120) * (.4 + t))}" ry="{num(.6 + 1.9 * t)}" '
+                    f'fill="{colour}" fill-opacity="{num(random.uniform(.06, .2))}"/>')
     drawing.add("</g>")
-    drawing.add(f'<g filter="url(#{drawing.blur(1.6)})">')
-    for i in range(46):
-        t = (i / 45) ** 1.15
-        y = SHORE + 4 + t * 330
-        half = (18 + 46 * t) * random.uniform(.45, 1.1)
-        x = MOON[0] + random.gauss(0, 9 + 16 * t)
-        drawing.add(f'<ellipse cx="{num(x)}" cy="{num(y)}" rx="{num(half)}" '
-                    f'ry="{num(1.2 + 2.2 * t)}" fill="#ffeeda" '
-                    f'fill-opacity="{num(.5 * (1 - t) ** 1.3 + .03)}"/>')
+
+
+def _moon_path(drawing, random):
+    """The moon's light on the water: a soft column with glints that scatter as they come near."""
+    x, _ = MOON
+    column = drawing.linear((0, SHORE), (0, SHORE + 330), [(0, "#ffe6d0", .42), (.5, "#ffd9c4", .16),
+                                                           (1, "#ffd9c4", 0)])
+    shape = polygon([(x - 20, SHORE), (x + 20, SHORE), (x + 74, HEIGHT), (x - 74, HEIGHT)])
+    drawing.add(f'<path d="{shape}" fill="url(#{column})" filter="url(#{drawing.blur((16, 2))})"/>')
+    drawing.add(f'<g filter="url(#{drawing.blur((1.6, .5))})">')
+    for _ in range(150):
+        t = random.random() ** 1.5
+        spread = 9 + 42 * t
+        off = random.gauss(0, spread)
+        y = SHORE + 3 + t * 340
+        fade = math.exp(-(off / spread) ** 2 * .5) * (1 - t) ** 1.1
+        drawing.add(f'<ellipse cx="{num(x + off)}" cy="{num(y)}" '
+                    f'rx="{num(random.uniform(3, 13) * (.6 + t))}" ry="{num(.6 + 1.1 * t)}" '
+                    f'fill="#fff1e2" fill-opacity="{num(.75 * fade + .04)}"/>')
     drawing.add("</g>")
 
 
@@ -224,84 +266,103 @@ def _bokeh(drawing, random):
     drawing.add("</g>")
 
 
-def _branch(random, start, end, sag, width, tip):
-    """Points of a gently wandering branch and its width along them."""
-    (x1, y1), (x2, y2) = start, end
-    points, widths = [], []
-    steps = 16
-    phase = random.uniform(0, 6)
-    for i in range(steps + 1):
-        t = i / steps
-        wander = math.sin(phase + t * 9) * 7 * t + math.sin(phase * 2 + t * 21) * 2.6
-        points.append((x1 + (x2 - x1) * t, y1 + (y2 - y1) * t + sag * math.sin(math.pi * t) + wander))
-        widths.append(width + (tip - width) * t ** .8)
-    return points, widths
+def _limb(random, x, y, angle, length, width, curl):
+    """A wandering, tapering line; returns its points, widths and the angle at each point."""
+    points, widths, angles = [(x, y)], [width], [angle]
+    steps = max(5, int(length / 22))
+    for i in range(1, steps + 1):
+        angle += curl / steps + random.gauss(0, .085)
+        x += math.cos(angle) * length / steps
+        y += math.sin(angle) * length / steps
+        points.append((x, y))
+        widths.append(max(1.3, width * (1 - .86 * i / steps)))
+        angles.append(angle)
+    return points, widths, angles
 
 
-def _twigs(random, branch, count, reach):
-    """Thin side branches, upwards and hanging, from the outer part of a branch."""
-    points, widths = branch
-    twigs = []
-    for i in range(count):
-        at = int((.22 + .74 * i / max(1, count - 1)) * (len(points) - 1))
-        (ax, ay), (bx, by) = points[max(0, at - 1)], points[at]
-        angle = math.atan2(by - ay, bx - ax) + random.choice((-1, 1)) * random.uniform(.45, 1.0)
-        length = reach * random.uniform(.5, 1.0)
-        line = [(bx + math.cos(angle + .25 * k / 6) * length * k / 6,
-                 by + math.sin(angle + .25 * k / 6) * length * k / 6 + 5 * (k / 6) ** 2)
-                for k in range(7)]
-        first = max(2.0, widths[at] * .5)
-        twigs.append((line, [first + (1.0 - first) * k / 6 for k in range(7)]))
-    return twigs
+def _tree(random, x, y, angle, length, width, curl, depth):
+    """A limb and the limbs that leave it, as (points, widths, depth), the thickest first."""
+    limb = _limb(random, x, y, angle, length, width, curl)
+    limbs = [limb[:2] + (depth,)]
+    if depth == 0:
+        return limbs
+    points, widths, angles = limb
+    side = random.choice((-1, 1))
+    at = 2 + random.randrange(2)
+    while at < len(points) - 1:
+        side = -side
+        limbs += _tree(random, *points[at], angles[at] + side * random.uniform(.45, .95),
+                       length * random.uniform(.26, .44) * (1 - .4 * at / len(points)),
+                       widths[at] * .6, -side * random.uniform(.1, .5) + .12, depth - 1)
+        at += random.choice((1, 2, 2, 3))
+    return limbs
 
 
-def _branches(drawing, random):
+def _branches(drawing):
+    random = Random(SPRAY)
     blooms = _bloom_shapes(drawing)
-    far = [_branch(random, (-30, 150), (330, 300), -30, 12, 2),
-           _branch(random, (1640, 250), (1230, 330), -26, 12, 2)]
-    near = [_branch(random, (1650, 60), (1000, 262), 46, 22, 3),
-            _branch(random, (-40, 250), (420, 206), -44, 17, 2.5)]
-    _spray(drawing, random, far, blooms, 2.6, "#3a2350", 3, 78, .62, .78)
-    _spray(drawing, random, near, blooms, .9, "#241536", 8, 112, .92, 1.0)
+    far = [(-30, 350, -.1, 300, 9, -.2), (1640, 392, math.pi + .1, 340, 10, .1)]
+    near = [(1660, 150, math.pi - .26, 730, 25, .3), (-50, 262, .02, 500, 18, .16)]
+    _spray(drawing, random, [_tree(random, *f, 2) for f in far], blooms, 3.2, "#4a2c5e", .5, .62)
+    _spray(drawing, random, [_tree(random, *n, 2) for n in near], blooms, .8, "#24142f", .95, .84)
 
 
-def _spray(drawing, random, branches, blooms, sigma, bark, twig_count, reach, opacity, scale):
-    """Branches with their twigs, then blossom along the outer parts of them."""
+def _spray(drawing, random, trees, blooms, sigma, bark, opacity, scale):
+    """Bare limbs first, then blossom in bunches on the thin ones, and buds at their tips."""
     drawing.add(f'<g filter="url(#{drawing.blur(sigma)})" opacity="{num(opacity)}">')
-    for branch in branches:
-        twigs = _twigs(random, branch, twig_count, reach)
-        for line, widths in [branch] + twigs:
-            drawing.add(f'<path d="{tapered(line, widths)}" fill="{bark}"/>')
-        places = [line[k] for line, _ in twigs for k in (3, 4, 5, 6, 6)]
-        points = branch[0]
-        places += [points[k] for k in range(5, len(points))] + [points[-1]] * 3
-        places.sort(key=lambda p: p[1] + random.uniform(-20, 20))
-        for x, y in places:
-            for _ in range(random.choice((1, 2, 2, 3))):
-                size = random.uniform(11, 21) * scale
-                _bloom(drawing, random, blooms, x + random.gauss(0, 13) * scale,
-                       y + random.gauss(2, 12) * scale, size)
+    for tree in trees:
+        for points, widths, _ in tree:
+            drawing.add(f'<path d="{tapered(points, widths)}" fill="{bark}"/>')
+            upper = [(x, y - w * .28) for (x, y), w in zip(points, widths)]
+            drawing.add(f'<path d="{tapered(upper, [w * .3 for w in widths])}" fill="#8a5573" '
+                        f'fill-opacity=".4"/>')
+        for points, _, depth in tree:
+            for k, (x, y) in enumerate(points):
+                along = k / (len(points) - 1)
+                if depth == 2 and along < .5 or random.random() > (.36, .28, .26)[depth] + .28 * along:
+                    continue
+                _bunch(drawing, random, blooms, x, y, scale)
+            _buds(drawing, random, points, bark, scale)
     drawing.add("</g>")
 
 
+def _bunch(drawing, random, blooms, x, y, scale):
+    for _ in range(random.choice((2, 3, 3, 4, 5))):
+        size = random.uniform(8.5, 15.5) * scale
+        _bloom(drawing, random, blooms, x + random.gauss(0, 11) * scale,
+               y + random.gauss(3, 9) * scale, size)
+
+
+def _buds(drawing, random, points, bark, scale):
+    x, y = points[-1]
+    for _ in range(3):
+        dx, dy = random.gauss(0, 10) * scale, random.uniform(4, 17) * scale
+        stalk = [(x, y), (x + dx * .6, y + dy * .4), (x + dx, y + dy)]
+        drawing.add(f'<path d="{tapered(stalk, [1.4, 1.1, .8])}" fill="{bark}"/>')
+        drawing.add(f'<ellipse cx="{num(x + dx)}" cy="{num(y + dy + 2)}" rx="{num(3 * scale)}" '
+                    f'ry="{num(4.4 * scale)}" fill="{random.choice(("#b4567d", "#d184a8"))}"/>')
+
+
 def _bloom_shapes(drawing):
-    """Three plain flowers and a bud, 2 units across, in dusk colours from dark to light."""
+    """Three plain flowers, 2 units across, in dusk colours from dark to light."""
+    petal = ("M0,0C.16,-.12 .53,-.3 .54,-.66C.54,-.9 .34,-1.02 .15,-1L0,-.87L-.15,-1"
+             "C-.34,-1.02 -.54,-.9 -.54,-.66C-.53,-.3 -.16,-.12 0,0Z")
+    petals = "".join(f'<path d="{petal}" transform="rotate({72 * i})"/>' for i in range(5))
+    dots = "".join(f'<circle cx="{num(r * math.cos(a))}" cy="{num(r * math.sin(a))}" r=".05"/>'
+                   for a, r in ((i * .7, .26 + .1 * (i % 2)) for i in range(9)))
     shapes = []
-    for body, edge, heart in (("#a55f8e", "#c987ab", "#6d2f5c"), ("#d184a8", "#eeb3c6", "#8c3a66"),
-                              ("#efb0c4", "#fde0e2", "#b4567d")):
-        fill = drawing.radial((0, 0), 1.02, [(0, heart), (.28, body), (1, edge)])
-        petal = "M0,0C.2,-.1 .52,-.34 .5,-.68C.49,-.92 .3,-1 .14,-.98L0,-.86L-.14,-.98C-.3,-1 -.49,-.92 -.5,-.68C-.52,-.34 -.2,-.1 0,0Z"
-        petals = "".join(f'<path d="{petal}" transform="rotate({72 * i})"/>' for i in range(5))
-        dots = "".join(f'<circle cx="{num(.3 * math.cos(a))}" cy="{num(.3 * math.sin(a))}" r=".06"/>'
-                       for a in (i * .9 for i in range(7)))
+    for body, edge, heart in (("#a8648f", "#bf80a3", "#7a3a68"), ("#d48fae", "#e9b3c6", "#a04f79"),
+                              ("#f0bccb", "#fce2e4", "#c4688d")):
+        fill = drawing.radial((0, 0), 1.02, [(0, heart), (.22, mix(heart, body, .7)), (.5, body),
+                                             (1, edge)])
         shapes.append(drawing.define(
-            f'<g id="{{id}}"><g fill="url(#{fill})" stroke="{heart}" stroke-width=".035" '
-            f'stroke-opacity=".35">{petals}</g><g fill="#f6cf8c" fill-opacity=".8">{dots}</g></g>'))
+            f'<g id="{{id}}"><g fill="url(#{fill})" stroke="{heart}" stroke-width=".03" '
+            f'stroke-opacity=".3">{petals}</g><g fill="#f6d3a0" fill-opacity=".75">{dots}</g></g>'))
     return shapes
 
 
 def _bloom(drawing, random, blooms, x, y, size):
-    shape = blooms[random.choice((0, 0, 1, 1, 1, 2))]
+    shape = blooms[random.choice((0, 0, 0, 1, 1, 1, 2))]
     tilt = random.uniform(.55, 1)
     drawing.add(f'<use xlink:href="#{shape}" transform="translate({num(x)},{num(y)}) '
                 f'rotate({num(random.uniform(0, 360))}) scale({num(size)},{num(size * tilt)}) '

@@ -10,11 +10,11 @@ from sprite import fitted
 from svg import bezier, mix, num, polygon, tapered
 
 # Colours of a leaf: around its stalk, in its body, towards its edge; veins; shade and outline.
-CRIMSON = ("#f08a3c", "#cf2f2b", "#a3142a", "#ffb27a", "#6d0c20")
-EMBER = ("#ffc861", "#ee7d26", "#cc3f1d", "#ffe2a0", "#86240f")
+CRIMSON = ("#ff8a45", "#dc2a28", "#a90f28", "#ffb98a", "#6d0c20")
+EMBER = ("#ffcb62", "#f57a1f", "#d63a17", "#ffe2a0", "#86240f")
 GOLD = ("#ffe48a", "#f6b432", "#e2801f", "#fff3c4", "#99510f")
-GINKGO = ("#f2c33a", "#fbdc62", "#f6c638", "#c98f14", "#a8720e")
-BEECH = ("#f7b256", "#d9782c", "#a94a1c", "#ffd796", "#6d2c10")
+GINKGO = ("#efb92c", "#ffe36a", "#ffd23c", "#c98a10", "#b0760c")
+BEECH = ("#f4a044", "#c4561f", "#8c3214", "#ffc983", "#5c1f0c")
 BIRCH = ("#fff0a0", "#f3cf4e", "#dd9a2a", "#b9781a", "#95600f")
 
 

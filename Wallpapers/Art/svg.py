@@ -24,6 +24,13 @@ class Drawing:
         self._shapes = []
         self._names = 0
 
+    def share(self, other):
+        """Writes definitions into another drawing, which will hold this one's shapes."""
+        self.define = other.define
+
+    def shapes(self):
+        return self._shapes
+
     def add(self, text):
         self._shapes.append(text)
 
@@ -48,11 +55,13 @@ class Drawing:
             f'cy="{num(y)}" r="{num(radius)}"{extra}>{_stops(stops)}</radialGradient>')
 
     def blur(self, sigma):
+        """A blur; sigma is one number, or one for each axis."""
+        across, down = sigma if isinstance(sigma, tuple) else (sigma, sigma)
         x, y, w, h = self._box
         return self.define(
             f'<filter id="{{id}}" filterUnits="userSpaceOnUse" x="{num(x - w)}" y="{num(y - h)}" '
             f'width="{num(3 * w)}" height="{num(3 * h)}" color-interpolation-filters="sRGB">'
-            f'<feGaussianBlur stdDeviation="{num(sigma)}"/></filter>')
+            f'<feGaussianBlur stdDeviation="{num(across)} {num(down)}"/></filter>')
 
     def clip(self, path):
         return self.define(f'<clipPath id="{{id}}"><path d="{path}"/></clipPath>')

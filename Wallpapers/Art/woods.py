@@ -20,19 +20,19 @@ def draw():
     _air(drawing)
     leaf = _leaf_shapes(drawing)
     _far_crowns(drawing, random)
-    _trunks(drawing, random, 44, (5, 11), "#b3672f", GROUND + 34, 4.5, .7, keep_clear=0)
+    _trunks(drawing, random, 44, (5, 11), "#b3672f", GROUND + 34, 4.5, .7, keep_clear=44)
     _masses(drawing, random, 60, 26, TONES[0], .34)
-    _haze(drawing, random, GROUND - 60, "#ffd08a", .34, 40)
+    _haze(drawing, random, GROUND - 60, "#f7b265", .3, 40)
     _swell(drawing, random, 0)
     _trunks(drawing, random, 22, (11, 21), "#7d3f25", GROUND + 150, 2.6, 1, keep_clear=110)
     _masses(drawing, random, 46, 20, TONES[1], .42)
-    _canopy(drawing, random, leaf, (-10, 330), 900, 9.5, (0, 1), 2.2, .62)
+    _canopy(drawing, random, leaf, (-10, 330), 620, 10.5, (0, 1), 3, .6)
     _rays(drawing, random)
-    _haze(drawing, random, GROUND + 16, "#ffbe72", .2, 40)
+    _haze(drawing, random, GROUND + 16, "#ffb062", .16, 40)
     _swell(drawing, random, 1)
     _trunks(drawing, random, 9, (26, 42), "#4a2119", GROUND + 300, 1.8, 1, keep_clear=300)
     _masses(drawing, random, 34, 16, TONES[2], .6)
-    _canopy(drawing, random, leaf, (-30, 230), 620, 13, (1, 2), 1.5, .8)
+    _canopy(drawing, random, leaf, (-30, 230), 420, 15, (1, 2), 2.2, .78)
     _near_trunks(drawing, random)
     _swell(drawing, random, 2)
     _bokeh(drawing, random)
@@ -48,11 +48,11 @@ def _rect(fill, extra=""):
 def _air(drawing):
     """Warm light that fades from the sun outwards into brown dusk."""
     fill = drawing.linear((0, 0), (0, HEIGHT), [
-        (0, "#2b141c"), (.2, "#55251f"), (.42, "#a4562b"), (.56, "#cf8440"), (.68, "#a5602f"),
-        (.8, "#6a3823"), (1, "#23100f")])
+        (0, "#26121c"), (.2, "#481f20"), (.42, "#874026"), (.56, "#a95c2e"), (.68, "#8a4a28"),
+        (.8, "#5a2d20"), (1, "#23100f")])
     drawing.add(_rect(f"url(#{fill})"))
     x, y = SUN
-    for radius, colour, strength, flat in ((820, "#ffb458", .55, .8), (430, "#ffd68a", .6, .95),
+    for radius, colour, strength, flat in ((820, "#ffa550", .42, .8), (430, "#ffc877", .5, .95),
                                            (210, "#fff0c0", .7, 1), (74, "#fffbe8", 1, 1)):
         glow = drawing.radial((0, 0), radius, [
             (0, colour, strength), (.25, colour, strength * .68), (.55, colour, strength * .24),
@@ -65,7 +65,7 @@ def _lit(colour, x, y, strength=.75):
     """A colour as the haze in front of it makes it: washed out towards the sun."""
     away = math.hypot((x - SUN[0]) / 470, (y - SUN[1]) / 400)
     dusk = mix(colour, "#2c141a", .75 * max(0.0, min(1.0, (420 - y) / 440)))
-    return mix(dusk, "#f9b25c", strength * math.exp(-away * away))
+    return mix(dusk, "#ef9f4e", strength * math.exp(-away * away))
 
 
 def _far_crowns(drawing, random):
@@ -77,8 +77,8 @@ def _far_crowns(drawing, random):
                  - 150 * abs((x - SUN[0]) / 800) ** 1.5) for x in range(-40, WIDTH + 41, 10)]
         path = polygon(line + [(WIDTH + 40, GROUND + 30), (-40, GROUND + 30)])
         fill = drawing.linear((0, base - height), (0, GROUND), [
-            (0, colour, opacity), (.55, mix(colour, "#ffc67a", .45), opacity * .8),
-            (1, "#ffcf8c", opacity * .5)])
+            (0, colour, opacity), (.55, mix(colour, "#f0a258", .4), opacity * .8),
+            (1, "#e99a55", opacity * .5)])
         drawing.add(f'<path d="{path}" fill="url(#{fill})" filter="url(#{drawing.blur(sigma)})"/>')
 
 
@@ -105,16 +105,31 @@ def _trunks(drawing, random, count, sizes, colour, foot, sigma, opacity, keep_cl
             (i / 8, _lit(colour, x, foot * i / 8), opacity)
             for i in range(9)])
         drawing.add(f'<path d="{tapered(points, widths)}" fill="url(#{shade})"/>')
-        for _ in range(random.choice((1, 2, 3))):
-            at = random.randrange(6, 13)
-            side = random.choice((-1, 1))
-            bx, by = points[at]
-            long = random.uniform(60, 150)
-            limb = [(bx, by), (bx + side * long * .4, by - long * .32),
-                    (bx + side * long * .75, by - long * .75), (bx + side * long, by - long * 1.2)]
-            drawing.add(f'<path d="{tapered(limb, [width * .34, width * .24, width * .15, .6])}" '
-                        f'fill="{_lit(colour, bx, by)}" fill-opacity="{num(opacity * .9)}"/>')
+        if width > 12:
+            _side_light(drawing, points, widths, x, "#ffae5e", .3, sigma)
+        for _ in range(random.choice((1, 2, 2))):
+            _offshoot(drawing, random, points, widths, colour, opacity)
     drawing.add("</g>")
+
+
+def _side_light(drawing, points, widths, x, colour, opacity, sigma):
+    """A soft line of light along the side of a trunk that faces the sun."""
+    side = 1 if x < SUN[0] else -1
+    line = [(px + side * w * .4, py) for (px, py), w in zip(points, widths)]
+    drawing.add(f'<path d="{tapered(line, [w * .15 for w in widths])}" fill="{colour}" '
+                f'fill-opacity="{num(opacity)}" filter="url(#{drawing.blur(sigma + 1)})"/>')
+
+
+def _offshoot(drawing, random, points, widths, colour, opacity):
+    """A bough high on a trunk, rising steeply."""
+    at = random.randrange(10, 14)
+    side = random.choice((-1, 1))
+    (bx, by), width = points[at], widths[at]
+    long = random.uniform(90, 190)
+    limb = [(bx, by), (bx + side * long * .2, by - long * .3),
+            (bx + side * long * .36, by - long * .64), (bx + side * long * .46, by - long)]
+    drawing.add(f'<path d="{tapered(limb, [width * .42, width * .3, width * .2, width * .08])}" '
+                f'fill="{_lit(colour, bx, by)}" fill-opacity="{num(opacity)}"/>')
 
 
 def _haze(drawing, random, y, colour, opacity, sigma):
@@ -147,7 +162,7 @@ def _rays(drawing, random):
 
 SWELLS = ((GROUND - 2, 16, 310, "#c97a35", "#8a4524", 4),
           (GROUND + 104, 26, 420, "#8d4523", "#4c2218", 3),
-          (GROUND + 232, 36, 520, "#4f2418", "#1d0c0d", 3))
+          (GROUND + 232, 36, 520, "#4a1f18", "#1d0c0d", 3))
 
 
 def _swell(drawing, random, index):
@@ -157,7 +172,7 @@ def _swell(drawing, random, index):
     line = [(x, base - rise * noise.fractal(x / wave, 3)) for x in range(-40, WIDTH + 41, 16)]
     path = smooth(line) + f"L{WIDTH + 40},{HEIGHT + 60}L-40,{HEIGHT + 60}Z"
     fill = drawing.linear((0, base - rise), (0, base + 190), [(0, top), (1, bottom)])
-    light = drawing.radial((0, 0), 560, [(0, "#ffc267", .6 - .16 * index), (.5, "#ff9f45", .2),
+    light = drawing.radial((0, 0), 560, [(0, "#ffb45a", (.55, .34, .14)[index]), (.5, "#ff8a3a", .14),
                                          (1, "#ff9f45", 0)],
                            f"translate({SUN[0]},{base - 10}) scale(1,.2)")
     drawing.add(f'<g filter="url(#{drawing.blur(sigma)})"><path d="{path}" fill="url(#{fill})"/>'
@@ -227,11 +242,10 @@ def _near_trunks(drawing, random):
     for x, width, sigma in ((96, 92, 5), (1466, 118, 6), (322, 52, 3), (1262, 46, 3)):
         points, widths = _trunk(random, x, width, 1210 if width > 80 else 1150)
         path = tapered(points, widths)
-        side = 1 if x < SUN[0] else -1
-        fill = drawing.linear((x - side * width * .6, 0), (x + side * width * .6, 0), [
-            (0, "#1a0b0e"), (.55, "#2b1313"), (.86, "#5e2c1b"), (1, "#b8682f")])
+        fill = drawing.linear((0, 0), (0, 1150), [(0, "#1b0c10"), (.5, "#2a1214"), (1, "#1f0d0e")])
         drawing.add(f'<path d="{path}" fill="url(#{fill})" '
                     f'filter="url(#{drawing.blur(sigma)})"/>')
+        _side_light(drawing, points, widths, x, "#e98a44", .55, sigma)
 
 
 def _bokeh(drawing, random):
