@@ -7,8 +7,11 @@ namespace {
 // Half a step of what a byte can tell, so an edge this near a pixel boundary lies on it.
 constexpr double kAligned = 1.0 / 1024;
 
+// Covered by less, in pixels, a pixel does not change; more than rounding adds.
+constexpr double kUnseen = 1.0 / 65536;
+
 // Thinner than this in pixels, not even a trace is left.
-constexpr double kThinnest = 1.0 / 65536;
+constexpr double kThinnest = kUnseen;
 
 struct Interval {
     double low;
@@ -37,10 +40,10 @@ void intersect(const Interval &a, const Interval &b, int &left, int &right) {
     left = static_cast<int>(std::clamp<double>(low, left, right));
 }
 
-// How far two edges that start at 0 reach to either side.
-Interval extent(double first, double second) {
-    return {std::min(first, 0.0) + std::min(second, 0.0),
-            std::max(first, 0.0) + std::max(second, 0.0)};
+// The values of p·u + q·v.
+Interval range(double p, const Interval &u, double q, const Interval &v) {
+    return {std::min(p * u.low, p * u.high) + std::min(q * v.low, q * v.high),
+            std::max(p * u.low, p * u.high) + std::max(q * v.low, q * v.high)};
 }
 
 double covered(double position, double extent, double unit) {
@@ -76,20 +79,20 @@ std::optional<DeviceQuad> DeviceQuad::make(const Affine &toDevice, double width,
 }
 
 DeviceRect DeviceQuad::boundsWithin(const DeviceRect &clip) const {
-    const Interval x = extent(_toDevice.a * _width, _toDevice.c * _height);
-    const Interval y = extent(_toDevice.b * _width, _toDevice.d * _height);
-    const bool upright = _toDevice.b == 0 && _toDevice.c == 0;
-    const double fade = upright ? 1 : 1.5; // half a pixel beyond the edges, more at corners
+    const Interval u{-_unitsX / 2, _width + _unitsX / 2};
+    const Interval v{-_unitsY / 2, _height + _unitsY / 2};
+    const Interval x = range(_toDevice.a, u, _toDevice.c, v);
+    const Interval y = range(_toDevice.b, u, _toDevice.d, v);
     const auto column = [&](double value) {
         return static_cast<int>(std::clamp<double>(value, clip.left, clip.right));
     };
     const auto line = [&](double value) {
         return static_cast<int>(std::clamp<double>(value, clip.top, clip.bottom));
     };
-    return {column(std::floor(_toDevice.tx + x.low - fade) + 1),
-            line(std::floor(_toDevice.ty + y.low - fade) + 1),
-            column(std::ceil(_toDevice.tx + x.high + fade) - 1),
-            line(std::ceil(_toDevice.ty + y.high + fade) - 1)};
+    return {column(std::floor(_toDevice.tx + x.low - 0.5 + kUnseen) + 1),
+            line(std::floor(_toDevice.ty + y.low - 0.5 + kUnseen) + 1),
+            column(std::ceil(_toDevice.tx + x.high - 0.5 - kUnseen)),
+            line(std::ceil(_toDevice.ty + y.high - 0.5 - kUnseen))};
 }
 
 std::optional<DeviceRect> DeviceQuad::alignedRectWithin(const DeviceRect &clip) const {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Platform/QuartzCore/CALayer.h"
+
+#include <array>
+#include <vector>
+
+/// The picture of a layer tree by the formulas alone, in double precision and pixel by pixel;
+/// affine transforms only. Nothing of the compositor is used.
+class ReferenceRenderer {
+  public:
+    /// Blue, green, red, alpha; premultiplied, 0 to 255.
+    using Pixel = std::array<double, 4>;
+    using Pixels = std::vector<Pixel>;
+
+    ReferenceRenderer(int width, int height, double scale);
+
+    /// Over black.
+    Pixels render(const CALayer &root);
+
+  private:
+    struct Map;
+    struct Box;
+
+    void drawLayer(const CALayer &layer, const Map &map, Pixels &target) const;
+    void drawInside(const CALayer &layer, const Map &map, Pixels &target) const;
+    void drawFill(const CALayer &layer, const Map &map, Pixels &target) const;
+    void drawContents(const CALayer &layer, const Map &map, Pixels &target) const;
+    template <class Colour> void drawBox(const Box &box, Pixels &target, const Colour &at) const;
+    void blendGroup(const Pixels &group, double opacity, Pixels &target) const;
+
+    int _width;
+    int _height;
+    double _scale;
+};
