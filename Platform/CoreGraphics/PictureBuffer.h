@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Platform/CoreGraphics/CGImage.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+/// Where a decoder puts its pixels: red, green, blue, alpha, one byte each, not premultiplied, rows
+/// from the top. The memory is not cleared, so that a damaged file that claims a large picture
+/// costs only the rows that it really holds.
+class PictureBuffer {
+  public:
+    /// Empty when a picture of that size is not supported or there is no memory for it.
+    PictureBuffer(std::uint64_t width, std::uint64_t height);
+
+    explicit operator bool() const noexcept { return _bytes != nullptr; }
+
+    std::size_t width() const noexcept { return _width; }
+    std::size_t height() const noexcept { return _height; }
+    std::size_t bytesPerRow() const noexcept { return _width * 4; }
+    std::size_t size() const noexcept { return bytesPerRow() * _height; }
+    std::uint8_t *row(std::size_t y) noexcept { return _bytes.get() + y * bytesPerRow(); }
+
+    /// Reads the four bytes of each pixel as cyan, magenta, yellow, key and makes colours of them.
+    /// `inverted`: 255 is no ink, otherwise 0 is.
+    void convertFromInks(bool inverted);
+
+    /// The finished picture. Every pixel must have been written.
+    Retained<CGImage> premultipliedImage() const;
+
+  private:
+    std::size_t _width;
+    std::size_t _height;
+    std::unique_ptr<std::uint8_t[]> _bytes;
+};
