@@ -1,0 +1,25 @@
+#include "Host/Commands/Command.h"
+
+#include "Host/Commands/ListCommand.h"
+#include "Host/Commands/PackCommand.h"
+#include "Host/Commands/RenderCommand.h"
+#include "Host/Commands/RunCommand.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Lumivera {
+
+bool Command::isChosen() const {
+    return _app && _app->parsed();
+}
+
+std::vector<std::unique_ptr<Command>> allCommands() {
+    std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(std::make_unique<RunCommand>());
+    commands.push_back(std::make_unique<RenderCommand>());
+    commands.push_back(std::make_unique<ListCommand>());
+    commands.push_back(std::make_unique<PackCommand>());
+    return commands;
+}
+
+} // namespace Lumivera

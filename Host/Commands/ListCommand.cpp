@@ -1,0 +1,88 @@
+#include "Host/Commands/ListCommand.h"
+
+#include "Host/Bundles/Places.h"
+#include "Host/Support/HostError.h"
+#include "Host/Support/StandardOutput.h"
+#include "Host/Support/TextTable.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr const char *kHelp =
+    "Lists the wallpaper bundles in folders; without one, those that are installed\n"
+    "and the user's own. Reads descriptions only and loads nothing.";
+
+std::string numberText(const std::optional<std::int32_t> &number) {
+    return number ? std::to_string(*number) : "-";
+}
+
+nlohmann::json numberJson(const std::optional<std::int32_t> &number) {
+    return number ? nlohmann::json(*number) : nlohmann::json();
+}
+
+void add(std::vector<BundleListing> &all, std::vector<BundleListing> some) {
+    all.insert(all.end(), std::make_move_iterator(some.begin()),
+               std::make_move_iterator(some.end()));
+}
+
+} // namespace
+
+void ListCommand::declare(CLI::App &parent) {
+    _app = parent.add_subcommand("list", kHelp);
+    _app->add_option("DIR", _folders, "Folders that hold bundles");
+    _app->add_flag("--json", _asJson, "For programs");
+}
+
+void ListCommand::run() {
+    std::vector<BundleListing> listings;
+    std::string unreadable;
+    const bool isDefault = _folders.empty();
+    for (const std::string &folder : isDefault ? Places::wallpaperFolders() : _folders) {
+        auto found = BundleListing::readFolder(folder);
+        if (!found && !isDefault && unreadable.empty()) {
+            unreadable = folder;
+        }
+        add(listings, std::move(found).value_or(std::vector<BundleListing>()));
+    }
+    printToStandardOutput(_asJson ? json(listings) : table(listings));
+    if (!unreadable.empty()) {
+        throw HostError(unreadable, "cannot be read as a folder",
+                        "give the folder in which the bundles are");
+    }
+}
+
+std::string ListCommand::table(const std::vector<BundleListing> &listings) {
+    if (listings.empty()) {
+        return "No wallpapers found.\n";
+    }
+    std::vector<std::vector<std::string>> rows{{"NAME", "AUTHOR", "PETALS", "SPEED", "PATH"}};
+    for (const BundleListing &listing : listings) {
+        const std::string problem = listing.problem.empty() ? "" : "  (" + listing.problem + ")";
+        rows.push_back({listing.name, listing.author.empty() ? "-" : listing.author,
+                        numberText(listing.petals), numberText(listing.speed),
+                        listing.path + problem});
+    }
+    return textTable(rows);
+}
+
+std::string ListCommand::json(const std::vector<BundleListing> &listings) {
+    auto array = nlohmann::ordered_json::array();
+    for (const BundleListing &listing : listings) {
+        nlohmann::ordered_json entry;
+        entry["path"] = listing.path;
+        entry["name"] = listing.name;
+        entry["author"] = listing.author;
+        entry["petals"] = numberJson(listing.petals);
+        entry["speed"] = numberJson(listing.speed);
+        entry["problem"] = listing.problem.empty() ? nlohmann::json()
+                                                   : nlohmann::json(listing.problem);
+        array.push_back(entry);
+    }
+    return array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+} // namespace Lumivera

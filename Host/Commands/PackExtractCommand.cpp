@@ -1,0 +1,46 @@
+#include "Host/Commands/PackExtractCommand.h"
+
+#include "Host/Packs/ConfinedFolder.h"
+#include "Host/Packs/ResourcePack.h"
+#include "Host/Support/HostError.h"
+#include "Host/Support/ProgressBar.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Lumivera {
+
+void PackExtractCommand::declare(CLI::App &parent) {
+    _app = parent.add_subcommand(
+        "extract", "Writes the files of a resource pack, over those of the same names.");
+    _app->add_option("PACK", _pack, "The pack")->required();
+    _app->add_option("-d,--directory", _folder, "Where the files go")
+        ->type_name("DIR")
+        ->default_str(_folder);
+}
+
+/// Every name is looked at before the first file is written.
+void PackExtractCommand::run() {
+    const ResourcePack pack = ResourcePack::read(_pack);
+    for (const auto &[key, value] : pack.entries) {
+        if (!ConfinedFolder::isInside(key)) {
+            throw HostError(_pack, "the name \"" + key + "\" would leave the folder",
+                            "nothing was extracted");
+        }
+    }
+    if (!pack.entries.empty()) {
+        const ConfinedFolder folder(_folder);
+        ProgressBar progress("extracting", pack.entries.size());
+        std::size_t done = 0;
+        for (const auto &[key, value] : pack.entries) {
+            folder.writeFile(key, DataEncrypt::dataWithEncryptionData(value));
+            progress.update(++done);
+        }
+    }
+    if (!pack.problem.empty()) {
+        throw HostError(_pack, pack.problem,
+                        pack.entries.empty() ? "nothing was extracted"
+                                             : "only those entries were extracted");
+    }
+}
+
+} // namespace Lumivera

@@ -1,0 +1,122 @@
+#include "Host/Commands/RenderCommand.h"
+
+#include "Host/Bundles/Places.h"
+#include "Host/Rendering/FrameSink.h"
+#include "Host/Rendering/TraceWriter.h"
+#include "Host/Support/HostError.h"
+#include "Host/Support/ProgressBar.h"
+#include "Host/Support/SignalWatch.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr double kDefaultSeconds = 10;
+constexpr double kLongestSeconds = 86400 * 7.0;
+constexpr NSUInteger kMostFrames = 100'000'000;
+
+constexpr const char *kHelp =
+    "Renders a wallpaper without a display, faster than real time.\n\n"
+    "OUT decides what is made: x.png is the last frame; x-%04d.png is a picture a frame,\n"
+    "numbered from 0; x.webp, x.mp4, x.webm and x.gif are films (all but .webp need the\n"
+    "program ffmpeg). A frame lasts 25 ms. With the same --seed, size and script every run\n"
+    "gives the same bytes. --trace alone writes the petals' places and no picture.";
+
+} // namespace
+
+void RenderCommand::declare(CLI::App &parent) {
+    _app = parent.add_subcommand("render", kHelp);
+    _app->add_option("BUNDLE", _bundle, "The bundle's folder, or the name of an installed one")
+        ->required();
+    _app->add_option("-o,--output", _output, "Where the picture or film goes")->type_name("OUT");
+    _settings.declare(*_app, {});
+    auto *frames = _app->add_option("--frames", _frames, "How many frames")->type_name("N");
+    frames->check(CLI::Range(NSUInteger{1}, kMostFrames).description(""));
+    _app->add_option("--seconds", _seconds, "How long, instead of --frames [10]")
+        ->type_name("S")
+        ->check(CLI::Range(0.001, kLongestSeconds).description(""))
+        ->excludes(frames);
+    _app->add_option("--seed", _seed, "Makes the run repeatable")->type_name("N");
+    _app->add_option("--script", _script, "Events: taps, pauses, changes (see the manual)")
+        ->type_name("FILE");
+    _app->add_option("--trace", _trace, "Writes every petal's place, a line of JSON a frame")
+        ->type_name("FILE");
+}
+
+void RenderCommand::run() {
+    if (_output.empty() && _trace.empty()) {
+        throw UsageError("render", "has nothing to write", "give -o OUT, --trace FILE or both");
+    }
+    if (!_output.empty()) {
+        FrameSink::checkPath(_output);
+    }
+    const RenderingSession::Options options = sessionOptions();
+    std::atomic<bool> interrupted{false};
+    const SignalWatch signals([&interrupted] { interrupted = true; });
+    RenderingSession session(Places::findBundle(_bundle), options);
+    std::unique_ptr<FrameSink> sink;
+    if (!_output.empty()) {
+        sink = FrameSink::forPath(
+            _output, {session.pixelWidth(), session.pixelHeight(), frameCount()});
+    }
+    std::unique_ptr<TraceWriter> trace;
+    if (!_trace.empty()) {
+        trace = std::make_unique<TraceWriter>(_trace, TraceWriter::Mode::Whole);
+    }
+    renderFrames(session, sink.get(), trace.get(), interrupted);
+    if (sink) {
+        sink->finish();
+    }
+    if (trace) {
+        trace->finish();
+    }
+}
+
+NSUInteger RenderCommand::frameCount() const {
+    if (_frames) {
+        return *_frames;
+    }
+    const double frames = _seconds.value_or(kDefaultSeconds) * 1000 / kFrameMilliseconds;
+    return std::max<NSUInteger>(static_cast<NSUInteger>(std::llround(frames)), 1);
+}
+
+RenderingSession::Options RenderCommand::sessionOptions() const {
+    RenderingSession::Options options;
+    options.settings = _settings.settings();
+    options.seed = _seed;
+    if (!_script.empty()) {
+        options.script = Script::readFile(_script);
+    }
+    return options;
+}
+
+void RenderCommand::renderFrames(RenderingSession &session, FrameSink *sink, TraceWriter *trace,
+                                 const std::atomic<bool> &interrupted) const {
+    const NSUInteger count = frameCount();
+    ProgressBar progress("rendering", count);
+    for (NSUInteger frame = 0; frame < count; ++frame) {
+        if (frame > 0) {
+            session.nextFrame();
+        }
+        if (sink && sink->wantsFrame(frame)) {
+            sink->writeFrame(frame, session.composite());
+        }
+        if (trace) {
+            trace->writeFrame(frame, session.time(), session.view());
+        }
+        if (interrupted) {
+            throw HostError(subject(), "was interrupted; nothing was kept");
+        }
+        progress.update(frame + 1);
+    }
+}
+
+const std::string &RenderCommand::subject() const {
+    return _output.empty() ? _trace : _output;
+}
+
+} // namespace Lumivera

@@ -1,0 +1,67 @@
+#include "Host/Commands/RunCommand.h"
+
+#include "Host/Bundles/Places.h"
+#include "Host/Displays/SDL/SDLDisplay.h"
+#include "Host/Showing/WallpaperShow.h"
+#include "Host/Support/SignalWatch.h"
+#include "Platform/Foundation/NSThread.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr double kLongestSeconds = 86400 * 365.0;
+constexpr int kEndingTurns = 100;
+constexpr NSTimeInterval kEndingTurn = 0.01;
+
+constexpr const char *kHelp = "Shows a wallpaper in a window.\n\n"
+                              "Click or touch blows petals away, sideways scrolling or dragging\n"
+                              "moves the offset. Keys:\n"
+                              "  space        pause and go on\n"
+                              "  + and -      more and fewer petals\n"
+                              "  up and down  faster and slower\n"
+                              "  s            screenshot into the pictures folder\n"
+                              "  f or F11     full screen\n"
+                              "  q or escape  quit";
+
+/// The animation's last frame is still under way when the view is gone.
+void letThreadsEnd() {
+    for (int turn = 0; turn < kEndingTurns && NSThread::detachedThreadCount() > 0; ++turn) {
+        NSRunLoop::mainRunLoop().runForSeconds(kEndingTurn);
+    }
+}
+
+} // namespace
+
+void RunCommand::declare(CLI::App &parent) {
+    _app = parent.add_subcommand("run", kHelp);
+    _app->add_option("BUNDLE", _bundle,
+                     "The bundle's folder, or the name of an installed one [Lumivera]");
+    WallpaperSettings defaults;
+    defaults.size = {480, 720};
+    _settings.declare(*_app, defaults);
+    _app->add_option("--seconds", _seconds, "Ends by itself after that long")
+        ->type_name("S")
+        ->check(CLI::Range(0.001, kLongestSeconds).description(""));
+    _app->add_option("--trace", _trace, "Writes every petal's place, a line of JSON a frame")
+        ->type_name("FILE");
+}
+
+void RunCommand::run() {
+    const WallpaperSettings settings = _settings.settings();
+    const bool hasDensity = _app->count("--density") > 0;
+    const WallpaperBundle bundle(_bundle.empty() ? Places::defaultBundle()
+                                                 : Places::findBundle(_bundle));
+    {
+        const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
+        SDLDisplay display(settings.size,
+                           hasDensity ? std::optional(settings.density) : std::nullopt,
+                           bundle.title());
+        WallpaperShow(display, bundle, {settings, _seconds, _trace}).run();
+    }
+    letThreadsEnd();
+}
+
+} // namespace Lumivera

@@ -1,0 +1,43 @@
+#include "Host/Commands/SettingsOptions.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Lumivera {
+
+namespace {
+
+std::string textOf(CGSize size) {
+    return std::to_string(static_cast<long>(size.width)) + "x" +
+           std::to_string(static_cast<long>(size.height));
+}
+
+} // namespace
+
+void SettingsOptions::declare(CLI::App &app, const WallpaperSettings &defaults) {
+    _settings = defaults;
+    _size = textOf(defaults.size);
+    app.add_option("--size", _size, "Width and height in points")
+        ->type_name("WxH")
+        ->default_str(_size);
+    app.add_option("--density", _settings.density, "Pixels a point, 0.1 to 10")
+        ->type_name("D")
+        ->check(CLI::Range(0.1, 10.0).description(""));
+    app.add_option("--scale", _settings.scale, "The wallpaper's own scale, 0.01 to 100")
+        ->type_name("S")
+        ->check(CLI::Range(0.01, 100.0).description(""));
+    app.add_option("--count", _settings.petalCount, "Petals, instead of the bundle's number")
+        ->type_name("N")
+        ->check(CLI::Range(NSUInteger{0}, kMaximumPetals).description(""));
+    app.add_option("--speed", _settings.speedLevel, "Speed level, 0 or more, instead of the bundle's")
+        ->type_name("N")
+        ->check(CLI::Range(NSInteger{0}, NSInteger{2147483647}).description(""));
+}
+
+WallpaperSettings SettingsOptions::settings() const {
+    WallpaperSettings settings = _settings;
+    settings.size = sizeFromText(_size);
+    settings.check();
+    return settings;
+}
+
+} // namespace Lumivera

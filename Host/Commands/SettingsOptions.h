@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Host/Rendering/WallpaperSettings.h"
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace Lumivera {
+
+/// The options that say how a wallpaper is to be shown.
+class SettingsOptions {
+  public:
+    void declare(CLI::App &app, const WallpaperSettings &defaults);
+
+    /// What the command line said; a UsageError when it makes no sense.
+    WallpaperSettings settings() const;
+
+  private:
+    WallpaperSettings _settings;
+    std::string _size;
+};
+
+} // namespace Lumivera

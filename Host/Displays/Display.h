@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Platform/Compositor/Compositor.h"
+#include "Platform/Foundation/NSRunLoop.h"
+
+#include <functional>
+#include <string>
+
+namespace Lumivera {
+
+/// What the keys ask for.
+enum class DisplayKey {
+    Pause,
+    MorePetals,
+    FewerPetals,
+    Faster,
+    Slower,
+    Screenshot,
+    FullScreen,
+    Quit,
+};
+
+/// A place on a screen where a picture is shown, and its input. Also the main run loop's way to
+/// wait. Main thread but for wake().
+class Display : public RunLoopWaiter {
+  public:
+    /// Hears of input and changes, in call-outs of the main run loop. Places and distances are in
+    /// points.
+    class Listener {
+      public:
+        virtual void displayResized() = 0;
+        virtual void displayVisibilityChanged() = 0;
+
+        /// What was shown is lost.
+        virtual void displayNeedsPicture() = 0;
+        virtual void displayClosed() = 0;
+        virtual void tapped(CGPoint point) = 0;
+
+        /// By how much the content moved to the right since the last call.
+        virtual void scrolledBy(CGFloat distance) = 0;
+        virtual void scrollingEnded() = 0;
+        virtual void keyPressed(DisplayKey key) = 0;
+
+      protected:
+        ~Listener() = default;
+    };
+
+    /// Not owned; null for none.
+    virtual void setListener(Listener *listener) = 0;
+
+    /// In points; whole pixels.
+    virtual CGSize size() const = 0;
+
+    /// Pixels a point.
+    virtual CGFloat density() const = 0;
+
+    /// False while nobody can see it.
+    virtual bool isVisible() const = 0;
+
+    /// Lets `draw` fill the display's pixels and shows them. Nothing happens while there are none.
+    virtual void present(const std::function<void(const CompositorTarget &)> &draw) = 0;
+
+    virtual void setTitle(const std::string &title) = 0;
+    virtual void toggleFullScreen() = 0;
+};
+
+} // namespace Lumivera

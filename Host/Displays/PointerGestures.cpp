@@ -1,0 +1,39 @@
+#include "Host/Displays/PointerGestures.h"
+
+#include <cmath>
+
+namespace Lumivera {
+
+void PointerGestures::pressed(CGPoint point) {
+    _isPressed = true;
+    _isDragging = false;
+    _start = point;
+    _last = point;
+}
+
+void PointerGestures::moved(CGPoint point, Display::Listener &listener) {
+    if (!_isPressed) {
+        return;
+    }
+    const CGFloat distance = std::hypot(point.x - _start.x, point.y - _start.y);
+    _isDragging = _isDragging || distance > kTapSlack;
+    if (_isDragging && point.x != _last.x) {
+        listener.scrolledBy(point.x - _last.x);
+        _last = point;
+    }
+}
+
+void PointerGestures::released(CGPoint point, Display::Listener &listener) {
+    if (!_isPressed) {
+        return;
+    }
+    moved(point, listener);
+    _isPressed = false;
+    if (_isDragging) {
+        listener.scrollingEnded();
+    } else {
+        listener.tapped(_start);
+    }
+}
+
+} // namespace Lumivera

@@ -1,0 +1,269 @@
+#include <SDL2/SDL.h>
+
+#include "Host/Displays/SDL/SDLDisplay.h"
+
+#include "Host/Support/HostError.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <string_view>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr CGFloat kPointsPerWheelStep = 20;
+
+[[noreturn]] void fail(const std::string &what) {
+    const std::string error = SDL_GetError();
+    SDL_Quit();
+    throw HostError("display", what + ": " + error,
+                    "to see the wallpaper without one, use `lumivera render BUNDLE -o film.webp`");
+}
+
+int millisecondsFrom(Clock::Nanoseconds nanoseconds) {
+    if (nanoseconds == Clock::kNever) {
+        return -1;
+    }
+    const Clock::Nanoseconds rounded = nanoseconds / 1'000'000 + (nanoseconds % 1'000'000 > 0);
+    return static_cast<int>(std::min<Clock::Nanoseconds>(rounded, INT_MAX));
+}
+
+bool isOurFormat(const SDL_Surface &surface) {
+    const std::uint32_t format = surface.format->format;
+    return (format == SDL_PIXELFORMAT_RGB888 || format == SDL_PIXELFORMAT_ARGB8888) &&
+           surface.pitch % 4 == 0;
+}
+
+void drawInto(SDL_Surface &surface, const std::function<void(const CompositorTarget &)> &draw) {
+    draw({static_cast<std::uint32_t *>(surface.pixels), static_cast<std::size_t>(surface.w),
+          static_cast<std::size_t>(surface.h), static_cast<std::size_t>(surface.pitch / 4)});
+}
+
+void prepareSDL() {
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
+    SDL_SetHint(SDL_HINT_APP_NAME, "lumivera");
+    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
+        fail("there is no display to open a window on");
+    }
+    // The shared-memory picture of X11 takes our pixels as they are.
+    if (std::string_view(SDL_GetCurrentVideoDriver()) == "x11") {
+        SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
+    }
+}
+
+} // namespace
+
+SDLDisplay::SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title)
+    : _wantedDensity(density) {
+    prepareSDL();
+    _wakeEvent = SDL_RegisterEvents(1);
+    openWindow(size, title);
+}
+
+SDLDisplay::~SDLDisplay() {
+    SDL_DestroyWindow(_window);
+    SDL_Quit();
+}
+
+/// The density is known only once there is a window.
+void SDLDisplay::openWindow(CGSize size, const std::string &title) {
+    const auto units = [](CGFloat length) {
+        return static_cast<int>(std::clamp<CGFloat>(std::round(length), 1, 16384));
+    };
+    const CGFloat expected = _wantedDensity.value_or(1);
+    _window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
+                               units(size.width * expected), units(size.height * expected),
+                               SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
+    if (!_window) {
+        fail("a window cannot be opened");
+    }
+    const CGFloat perUnit = pixelsPerUnit();
+    if (_wantedDensity && perUnit != 1) {
+        SDL_SetWindowSize(_window, units(size.width * expected / perUnit),
+                          units(size.height * expected / perUnit));
+    }
+}
+
+CGSize SDLDisplay::size() const {
+    int width = 0;
+    int height = 0;
+    SDL_GetWindowSizeInPixels(_window, &width, &height);
+    return {std::max(width, 1) / density(), std::max(height, 1) / density()};
+}
+
+CGFloat SDLDisplay::density() const {
+    return _wantedDensity.value_or(pixelsPerUnit());
+}
+
+CGFloat SDLDisplay::pixelsPerUnit() const {
+    int pixels = 0;
+    int units = 0;
+    SDL_GetWindowSizeInPixels(_window, &pixels, nullptr);
+    SDL_GetWindowSize(_window, &units, nullptr);
+    return pixels > 0 && units > 0 ? static_cast<CGFloat>(pixels) / units : 1;
+}
+
+bool SDLDisplay::isVisible() const {
+    return (SDL_GetWindowFlags(_window) & (SDL_WINDOW_HIDDEN | SDL_WINDOW_MINIMIZED)) == 0;
+}
+
+void SDLDisplay::present(const std::function<void(const CompositorTarget &)> &draw) {
+    SDL_Surface *surface = SDL_GetWindowSurface(_window);
+    if (!surface || surface->w < 1 || surface->h < 1 || SDL_LockSurface(surface) != 0) {
+        return;
+    }
+    if (isOurFormat(*surface)) {
+        drawInto(*surface, draw);
+    } else {
+        const auto width = static_cast<std::size_t>(surface->w);
+        _pixels.resize(width * static_cast<std::size_t>(surface->h));
+        draw({_pixels.data(), width, static_cast<std::size_t>(surface->h), width});
+        SDL_ConvertPixels(surface->w, surface->h, SDL_PIXELFORMAT_ARGB8888, _pixels.data(),
+                          surface->w * 4, surface->format->format, surface->pixels,
+                          surface->pitch);
+    }
+    SDL_UnlockSurface(surface);
+    SDL_UpdateWindowSurface(_window);
+}
+
+void SDLDisplay::setTitle(const std::string &title) {
+    SDL_SetWindowTitle(_window, title.c_str());
+}
+
+void SDLDisplay::toggleFullScreen() {
+    const bool isFull = (SDL_GetWindowFlags(_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
+    SDL_SetWindowFullscreen(_window, isFull ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
+}
+
+/// Other threads may change the view tree meanwhile, so events are only noted here.
+void SDLDisplay::wait(Clock::Nanoseconds nanoseconds) {
+    SDL_Event event;
+    if (SDL_WaitEventTimeout(&event, millisecondsFrom(nanoseconds)) == 0) {
+        return;
+    }
+    const bool hadEvents = !_events.empty();
+    do {
+        note(event);
+    } while (SDL_PollEvent(&event) != 0);
+    if (!hadEvents && !_events.empty()) {
+        NSRunLoop::mainRunLoop().performSelectorOnMainThread(
+            nullptr, [this] { serveEvents(); }, false);
+    }
+}
+
+void SDLDisplay::wake() {
+    if (_isWakePending.exchange(true)) {
+        return;
+    }
+    SDL_Event event{};
+    event.type = _wakeEvent;
+    if (SDL_PushEvent(&event) != 1) {
+        _isWakePending = false;
+    }
+}
+
+void SDLDisplay::note(const SDL_Event &event) {
+    if (event.type == _wakeEvent) {
+        _isWakePending = false;
+    } else {
+        _events.push_back(event);
+    }
+}
+
+void SDLDisplay::serveEvents() {
+    std::vector<SDL_Event> events;
+    events.swap(_events);
+    for (const SDL_Event &event : events) {
+        if (_listener) {
+            serve(event);
+        }
+    }
+}
+
+void SDLDisplay::serve(const SDL_Event &event) {
+    switch (event.type) {
+    case SDL_QUIT:
+        _listener->displayClosed();
+        break;
+    case SDL_WINDOWEVENT:
+        serveWindowEvent(event.window.event);
+        break;
+    case SDL_KEYDOWN:
+        serveKey(event.key.keysym.sym);
+        break;
+    case SDL_MOUSEBUTTONDOWN:
+        if (event.button.button == SDL_BUTTON_LEFT) {
+            _pointer.pressed(pointAt(event.button.x, event.button.y));
+        }
+        break;
+    case SDL_MOUSEMOTION:
+        _pointer.moved(pointAt(event.motion.x, event.motion.y), *_listener);
+        break;
+    case SDL_MOUSEBUTTONUP:
+        if (event.button.button == SDL_BUTTON_LEFT) {
+            _pointer.released(pointAt(event.button.x, event.button.y), *_listener);
+        }
+        break;
+    case SDL_MOUSEWHEEL:
+        if (event.wheel.x != 0) {
+            _listener->scrolledBy(-kPointsPerWheelStep * event.wheel.x);
+            _listener->scrollingEnded();
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
+    switch (kind) {
+    case SDL_WINDOWEVENT_SIZE_CHANGED:
+        _listener->displayResized();
+        break;
+    case SDL_WINDOWEVENT_SHOWN:
+    case SDL_WINDOWEVENT_HIDDEN:
+    case SDL_WINDOWEVENT_MINIMIZED:
+    case SDL_WINDOWEVENT_MAXIMIZED:
+    case SDL_WINDOWEVENT_RESTORED:
+        _listener->displayVisibilityChanged();
+        break;
+    case SDL_WINDOWEVENT_EXPOSED:
+        _listener->displayNeedsPicture();
+        break;
+    case SDL_WINDOWEVENT_CLOSE:
+        _listener->displayClosed();
+        break;
+    default:
+        break;
+    }
+}
+
+void SDLDisplay::serveKey(std::int32_t key) {
+    static constexpr struct {
+        std::int32_t key;
+        DisplayKey meaning;
+    } kKeys[] = {
+        {SDLK_SPACE, DisplayKey::Pause},        {SDLK_PLUS, DisplayKey::MorePetals},
+        {SDLK_EQUALS, DisplayKey::MorePetals},  {SDLK_KP_PLUS, DisplayKey::MorePetals},
+        {SDLK_MINUS, DisplayKey::FewerPetals},  {SDLK_KP_MINUS, DisplayKey::FewerPetals},
+        {SDLK_UP, DisplayKey::Faster},          {SDLK_DOWN, DisplayKey::Slower},
+        {SDLK_s, DisplayKey::Screenshot},       {SDLK_f, DisplayKey::FullScreen},
+        {SDLK_F11, DisplayKey::FullScreen},     {SDLK_q, DisplayKey::Quit},
+        {SDLK_ESCAPE, DisplayKey::Quit},
+    };
+    for (const auto &known : kKeys) {
+        if (known.key == key) {
+            _listener->keyPressed(known.meaning);
+        }
+    }
+}
+
+CGPoint SDLDisplay::pointAt(int x, int y) const {
+    const CGFloat points = pixelsPerUnit() / density();
+    return {x * points, y * points};
+}
+
+} // namespace Lumivera

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Host/Displays/Display.h"
+#include "Host/Displays/PointerGestures.h"
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+struct SDL_Window;
+union SDL_Event;
+
+namespace Lumivera {
+
+/// A resizable window on X11 or Wayland, through SDL.
+class SDLDisplay final : public Display {
+  public:
+    /// `size` in points; without a density the window system's is taken. A HostError when there is
+    /// no display to open a window on.
+    SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title);
+    ~SDLDisplay() override;
+
+    void setListener(Listener *listener) override { _listener = listener; }
+    CGSize size() const override;
+    CGFloat density() const override;
+    bool isVisible() const override;
+    void present(const std::function<void(const CompositorTarget &)> &draw) override;
+    void setTitle(const std::string &title) override;
+    void toggleFullScreen() override;
+
+    void wait(Clock::Nanoseconds nanoseconds) override;
+    void wake() override;
+
+  private:
+    void openWindow(CGSize size, const std::string &title);
+    void note(const SDL_Event &event);
+    void serveEvents();
+    void serve(const SDL_Event &event);
+    void serveWindowEvent(std::uint8_t kind);
+    void serveKey(std::int32_t key);
+    CGFloat pixelsPerUnit() const;
+    CGPoint pointAt(int x, int y) const;
+
+    SDL_Window *_window = nullptr;
+    std::optional<CGFloat> _wantedDensity;
+    Listener *_listener = nullptr;
+    PointerGestures _pointer;
+    std::vector<SDL_Event> _events;
+    std::vector<std::uint32_t> _pixels;
+    std::uint32_t _wakeEvent = 0;
+    std::atomic<bool> _isWakePending{false};
+};
+
+} // namespace Lumivera

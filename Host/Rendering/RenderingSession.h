@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Host/Bundles/WallpaperBundle.h"
+#include "Host/Rendering/Script.h"
+#include "Host/Rendering/SimulatedTime.h"
+#include "Host/Rendering/WallpaperSettings.h"
+#include "Platform/Compositor/SoftwareCompositor.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace Lumivera {
+
+/// A wallpaper that runs without a display and as fast as it can: a view on a screen of its own,
+/// under simulated time. Frames are 25 ms apart and counted from 0, the one in which the view
+/// begins to animate, and go on being counted while the view is paused. Main thread; one at a time.
+class RenderingSession {
+  public:
+    struct Options {
+        WallpaperSettings settings;
+
+        /// Seeds the random numbers after the resources have loaded, before the first frame.
+        std::optional<unsigned> seed;
+
+        Script script;
+    };
+
+    /// Loads the bundle's view and shows its first frame. A HostError tells of anything amiss. A
+    /// view that has not begun to animate after 10 s counts as a still picture.
+    RenderingSession(const std::string &bundlePath, Options options);
+    ~RenderingSession();
+
+    RenderingSession(const RenderingSession &) = delete;
+    RenderingSession &operator=(const RenderingSession &) = delete;
+
+    /// Goes on to the next frame, with the script's events before it. A pause in front of frame 0
+    /// takes effect right after it.
+    void nextFrame();
+
+    NSUInteger frame() const { return _frame; }
+
+    /// The frame's time in seconds of the media clock.
+    NSTimeInterval time() const;
+
+    DeskTopView &view() { return *_view; }
+    UIView &root() { return *_root; }
+
+    /// The frame's pixels, 0xFFRRGGBB, rows from the top; valid until the next call.
+    const std::vector<std::uint32_t> &composite();
+    std::size_t pixelWidth() const { return _options.settings.pixelWidth(); }
+    std::size_t pixelHeight() const { return _options.settings.pixelHeight(); }
+
+  private:
+    void showFirstFrame();
+    void viewIsAboutToBegin();
+    void happenBeforeFrame(NSUInteger frame);
+    void happen(const ScriptEvent &event);
+    Clock::Nanoseconds timeOfFrame(NSUInteger frame) const;
+
+    Options _options;
+    SimulatedTime _simulatedTime;
+    WallpaperBundle _bundle;
+    Retained<UIView> _root;
+    Retained<DeskTopView> _view;
+    SoftwareCompositor _compositor;
+    std::vector<std::uint32_t> _pixels;
+    Clock::Nanoseconds _firstFrameTime = 0;
+    NSUInteger _frame = 0;
+    std::size_t _nextEvent = 0;
+    bool _isRunning = true;
+    bool _hasBegun = false;
+};
+
+} // namespace Lumivera

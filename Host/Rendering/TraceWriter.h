@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Host/Support/OutputFile.h"
+#include "Platform/Foundation/NSTypes.h"
+
+#include <string>
+
+class DeskTopView;
+
+namespace Lumivera {
+
+/// Writes where every petal is, one line of JSON a frame:
+/// {"frame": n, "time": t, "layers": [[[name, centreX, centreY, angle, frameWidth, frameHeight],
+/// ...], ...]}. Layers are back to front, petals in subview order; numbers read back to the same
+/// double; a petal whose picture has no name has null in its place. Main thread.
+class TraceWriter {
+  public:
+    enum class Mode { Whole, Live };
+
+    /// A live trace can be read while it grows and stays whatever happens; a whole one is there
+    /// only after finish(). A HostError when the file cannot be written, now or later.
+    TraceWriter(const std::string &path, Mode mode);
+    ~TraceWriter();
+
+    /// `time` in seconds of the media clock.
+    void writeFrame(NSUInteger frame, NSTimeInterval time, const DeskTopView &view);
+    void finish();
+
+    /// The line, without its end.
+    static std::string line(NSUInteger frame, NSTimeInterval time, const DeskTopView &view);
+
+  private:
+    OutputFile _file;
+    const Mode _mode;
+};
+
+} // namespace Lumivera

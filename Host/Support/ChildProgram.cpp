@@ -1,0 +1,165 @@
+#include "Host/Support/ChildProgram.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+extern char **environ;
+
+namespace Lumivera {
+
+namespace {
+
+/// The child begins with the signals as any program expects them, whatever we block or ignore. The
+/// terminal's interrupt goes to us alone, which then end the child.
+class SpawnAttributes {
+  public:
+    SpawnAttributes() {
+        sigset_t none;
+        sigemptyset(&none);
+        sigset_t standard;
+        sigemptyset(&standard);
+        sigaddset(&standard, SIGPIPE);
+        posix_spawnattr_init(&_attributes);
+        posix_spawnattr_setsigmask(&_attributes, &none);
+        posix_spawnattr_setsigdefault(&_attributes, &standard);
+        posix_spawnattr_setpgroup(&_attributes, 0);
+        posix_spawnattr_setflags(&_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
+                                                   POSIX_SPAWN_SETPGROUP);
+    }
+    ~SpawnAttributes() { posix_spawnattr_destroy(&_attributes); }
+    SpawnAttributes(const SpawnAttributes &) = delete;
+    SpawnAttributes &operator=(const SpawnAttributes &) = delete;
+
+    const posix_spawnattr_t *get() const { return &_attributes; }
+
+  private:
+    posix_spawnattr_t _attributes;
+};
+
+/// Which of our files the child gets as its standard ones.
+class SpawnFiles {
+  public:
+    SpawnFiles(int input, int errors) {
+        posix_spawn_file_actions_init(&_actions);
+        posix_spawn_file_actions_adddup2(&_actions, input, STDIN_FILENO);
+        posix_spawn_file_actions_addopen(&_actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_adddup2(&_actions, errors, STDERR_FILENO);
+    }
+    ~SpawnFiles() { posix_spawn_file_actions_destroy(&_actions); }
+    SpawnFiles(const SpawnFiles &) = delete;
+    SpawnFiles &operator=(const SpawnFiles &) = delete;
+
+    const posix_spawn_file_actions_t *get() const { return &_actions; }
+
+  private:
+    posix_spawn_file_actions_t _actions;
+};
+
+} // namespace
+
+std::optional<ChildProgram> ChildProgram::start(const std::vector<std::string> &arguments) {
+    std::vector<char *> pointers;
+    for (const std::string &argument : arguments) {
+        pointers.push_back(const_cast<char *>(argument.c_str()));
+    }
+    pointers.push_back(nullptr);
+    int pipeEnds[2];
+    if (pipe2(pipeEnds, O_CLOEXEC) != 0) {
+        return std::nullopt;
+    }
+    // In memory and not a pipe, which would have to be emptied while the child runs.
+    ChildProgram program(-1, pipeEnds[1], memfd_create("complaints", MFD_CLOEXEC));
+    const SpawnFiles files(pipeEnds[0], program._errors);
+    const SpawnAttributes attributes;
+    const int error = posix_spawnp(&program._process, pointers[0], files.get(), attributes.get(),
+                                   pointers.data(), environ);
+    close(pipeEnds[0]);
+    if (error != 0) {
+        program._process = -1;
+        return std::nullopt;
+    }
+    return program;
+}
+
+ChildProgram::ChildProgram(pid_t process, int input, int errors)
+    : _process(process), _input(input), _errors(errors) {}
+
+ChildProgram::ChildProgram(ChildProgram &&other) noexcept
+    : _process(std::exchange(other._process, -1)), _input(std::exchange(other._input, -1)),
+      _errors(std::exchange(other._errors, -1)), _succeeded(other._succeeded),
+      _complaint(std::move(other._complaint)) {}
+
+ChildProgram &ChildProgram::operator=(ChildProgram &&other) noexcept {
+    std::swap(_process, other._process);
+    std::swap(_input, other._input);
+    std::swap(_errors, other._errors);
+    std::swap(_succeeded, other._succeeded);
+    std::swap(_complaint, other._complaint);
+    return *this;
+}
+
+ChildProgram::~ChildProgram() {
+    if (_process > 0) {
+        kill(_process, SIGKILL);
+        finish();
+    }
+    closeInput();
+    if (_errors >= 0) {
+        close(_errors);
+    }
+}
+
+bool ChildProgram::write(const void *bytes, std::size_t count) {
+    const char *at = static_cast<const char *>(bytes);
+    while (count > 0) {
+        const ssize_t written = ::write(_input, at, count);
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        const std::size_t step = static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+        at += step;
+        count -= step;
+    }
+    return true;
+}
+
+bool ChildProgram::finish() {
+    if (_process <= 0) {
+        return _succeeded;
+    }
+    closeInput();
+    int status = 0;
+    while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
+    }
+    _process = -1;
+    _succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    readComplaint();
+    return _succeeded;
+}
+
+void ChildProgram::closeInput() {
+    if (_input >= 0) {
+        close(std::exchange(_input, -1));
+    }
+}
+
+void ChildProgram::readComplaint() {
+    std::string text(4096, '\0');
+    const off_t size = lseek(_errors, 0, SEEK_END);
+    const off_t start = std::max<off_t>(size - static_cast<off_t>(text.size()), 0);
+    const ssize_t count = pread(_errors, text.data(), text.size(), start);
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    _complaint = text.substr(text.rfind('\n') + 1);
+}
+
+} // namespace Lumivera

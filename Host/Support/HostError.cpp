@@ -1,0 +1,39 @@
+#include "Host/Support/HostError.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace Lumivera {
+
+namespace {
+
+std::string line(std::string_view subject, std::string_view problem, std::string_view advice) {
+    std::string text(subject);
+    text.append(": ").append(problem);
+    if (!advice.empty()) {
+        text.append("; ").append(advice);
+    }
+    return inOneLine(text);
+}
+
+} // namespace
+
+HostError::HostError(std::string_view subject, std::string_view problem, std::string_view advice)
+    : std::runtime_error(line(subject, problem, advice)) {}
+
+std::string inOneLine(std::string_view text) {
+    const auto isControl = [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < 0x20 || byte == 0x7f;
+    };
+    std::string result(text);
+    std::replace_if(result.begin(), result.end(), isControl, '?');
+    return result;
+}
+
+std::string systemErrorText() {
+    return std::strerror(errno);
+}
+
+} // namespace Lumivera
