@@ -1,6 +1,7 @@
 #include "Platform/Compositor/DisplayList.h"
 
-#include <cmath>
+#include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -8,6 +9,11 @@ constexpr std::uint32_t kFullWeight = 65536;
 
 std::uint32_t weightOf(float opacity) {
     return static_cast<std::uint32_t>(std::min(opacity, 1.0F) * float{kFullWeight} + 0.5F);
+}
+
+std::uint32_t product(std::uint32_t first, std::uint32_t second) {
+    return static_cast<std::uint32_t>((std::uint64_t{first} * second + kFullWeight / 2) /
+                                      kFullWeight);
 }
 
 CGRect centred(const CGRect &bounds, CGFloat width, CGFloat height) {
@@ -115,7 +121,7 @@ void DisplayList::addMasked(const CALayer &layer, const Projection &projection, 
     }
     const std::size_t group = beginGroup({.kind = DisplayItem::Kind::Mask, .map = placed});
     addInside(layer, projection, map, quad->boundsWithin(clip));
-    endGroup(group);
+    endMask(group);
 }
 
 void DisplayList::addRect(const Affine &map, const CGRect &rect, const DeviceRect &clip,
@@ -135,32 +141,69 @@ void DisplayList::addContents(const CALayer &layer, const Affine &map, const Dev
             {.kind = DisplayItem::Kind::Picture, .image = image});
 }
 
-std::size_t DisplayList::beginGroup(DisplayItem group) {
+std::size_t DisplayList::beginGroup(const DisplayItem &group) {
     _items.push_back(group);
     return _items.size() - 1;
 }
 
-// Now that the members are known: no group is needed around nothing, around what is drawn as one
-// anyway, or where it changes nothing.
-void DisplayList::endGroup(std::size_t index) {
-    const std::size_t first = index + 1;
-    const std::size_t end = _items.size();
+DeviceRect DisplayList::boundsOfMembers(std::size_t index) const {
     DeviceRect bounds;
-    for (std::size_t i = first; i < end; i += _items[i].length) {
+    for (std::size_t i = index + 1; i < _items.size(); i += _items[i].length) {
         bounds = bounds.united(_items[i].bounds);
     }
-    DisplayItem &group = _items[index];
-    group.bounds = bounds;
-    group.length = end - index;
-    bool needed = !bounds.isEmpty();
-    if (needed && group.kind == DisplayItem::Kind::Mask) {
-        needed = !coversWholly(*DeviceQuad::make(group.map, 1, 1), bounds);
-    } else if (needed && _items[first].length == end - first) {
-        _items[first].weight = static_cast<std::uint32_t>(
-            (std::uint64_t{_items[first].weight} * group.weight + kFullWeight / 2) / kFullWeight);
-        needed = false;
-    }
-    if (!needed) {
+    return bounds;
+}
+
+// Now that the members are known: a mask that cuts nothing off is none.
+void DisplayList::endMask(std::size_t index) {
+    DisplayItem &mask = _items[index];
+    mask.bounds = boundsOfMembers(index);
+    mask.length = _items.size() - index;
+    const auto quad = DeviceQuad::make(mask.map, 1, 1);
+    if (!quad || mask.bounds.isEmpty() || coversWholly(*quad, mask.bounds)) {
         _items.erase(_items.begin() + static_cast<std::ptrdiff_t>(index));
+    }
+}
+
+// Members that overlap no other fade by themselves, and only the rest needs to be drawn as one:
+// each cluster as a group of its own, since it shares no pixel with the others.
+void DisplayList::endGroup(std::size_t index) {
+    _members.clear();
+    _memberBounds.clear();
+    _clustered.clear();
+    for (std::size_t i = index + 1; i < _items.size(); i += _items[i].length) {
+        _members.push_back(i);
+        _memberBounds.push_back(_items[i].bounds);
+    }
+    const std::vector<std::size_t> &leaders = _overlaps.find(_memberBounds);
+    const std::size_t count = leaders.size();
+    _next.assign(count, count);
+    for (std::size_t member = count; member-- > 0;) {
+        if (leaders[member] != member) {
+            _next[member] = std::exchange(_next[leaders[member]], member);
+        }
+    }
+    for (std::size_t member = 0; member < count; member++) {
+        if (leaders[member] == member) {
+            addCluster(member, _items[index]);
+        }
+    }
+    _items.resize(index);
+    _items.insert(_items.end(), _clustered.begin(), _clustered.end());
+}
+
+void DisplayList::addCluster(std::size_t leader, const DisplayItem &group) {
+    const std::size_t start = _clustered.size();
+    _clustered.push_back(group);
+    for (std::size_t member = leader; member < _next.size(); member = _next[member]) {
+        const DisplayItem *const item = &_items[_members[member]];
+        _clustered.insert(_clustered.end(), item, item + item->length);
+        _clustered[start].bounds = _clustered[start].bounds.united(item->bounds);
+    }
+    _clustered[start].length = _clustered.size() - start;
+    if (_next[leader] == _next.size()) {
+        DisplayItem &item = _clustered[start + 1];
+        item.weight = product(item.weight, group.weight);
+        _clustered.erase(_clustered.begin() + static_cast<std::ptrdiff_t>(start));
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Compositor/DeviceQuad.h"
+#include "Platform/Compositor/OverlapClusters.h"
 #include "Platform/Compositor/Projection.h"
 
 #include <cstdint>
@@ -30,8 +31,8 @@ struct DisplayItem {
 };
 
 /// A layer tree as the flat list of what there is to see, back to front: invisible layers are
-/// gone, rectangular clips have become part of the bounds, and groups remain only where more than
-/// one thing fades together.
+/// gone, rectangular clips have become part of the bounds, and groups remain only around things
+/// that overlap and fade together.
 class DisplayList {
   public:
     /// `device` is the whole target. Main thread; keeps its memory for the next picture.
@@ -48,8 +49,19 @@ class DisplayList {
                    const DeviceRect &clip);
     void addRect(const Affine &map, const CGRect &rect, const DeviceRect &clip, DisplayItem item);
     void addContents(const CALayer &layer, const Affine &map, const DeviceRect &clip);
-    std::size_t beginGroup(DisplayItem group);
+    std::size_t beginGroup(const DisplayItem &group);
+    void endMask(std::size_t index);
     void endGroup(std::size_t index);
+    void addCluster(std::size_t leader, const DisplayItem &group);
+    DeviceRect boundsOfMembers(std::size_t index) const;
 
     std::vector<DisplayItem> _items;
+
+    // While a group is taken apart: where each member begins, its bounds, the next member in its
+    // cluster (their number at the end), and what replaces the group.
+    std::vector<std::size_t> _members;
+    std::vector<DeviceRect> _memberBounds;
+    std::vector<std::size_t> _next;
+    std::vector<DisplayItem> _clustered;
+    OverlapClusters _overlaps;
 };
