@@ -70,12 +70,6 @@ void drawEdge(const TexelLine &line, const PixelArea &target, int from, int to,
     const std::int64_t lastX = std::int64_t{picture.width - 1} << 32;
     const std::int64_t lastY = std::int64_t{picture.height - 1} << 32;
     for (int x = from; x < to; x++) {
-        const double u = line.startU + map.a * (x - line.left);
-        const double v = line.startV + map.b * (x - line.left);
-        const std::uint32_t part = partOf(weight, line.quad.coverage(u, v));
-        if (part == 0) {
-            continue;
-        }
         const std::int64_t positionX = std::clamp<std::int64_t>(line.xAt(x), 0, lastX);
         const std::int64_t positionY = std::clamp<std::int64_t>(line.yAt(x), 0, lastY);
         const std::int64_t column = positionX >> 32;
@@ -83,6 +77,12 @@ void drawEdge(const TexelLine &line, const PixelArea &target, int from, int to,
         const std::uint32_t *top = picture.at(0, static_cast<int>(positionY >> 32));
         const std::uint32_t *bottom = positionY < lastY ? top + picture.width : top;
         const std::uint32_t texels[4] = {top[column], top[next], bottom[column], bottom[next]};
+        if ((texels[0] | texels[1] | texels[2] | texels[3]) == 0) {
+            continue;
+        }
+        const double u = line.startU + map.a * (x - line.left);
+        const double v = line.startV + map.b * (x - line.left);
+        const std::uint32_t part = partOf(weight, line.quad.coverage(u, v));
         const std::uint32_t lower = bottomPart(positionY, part);
         blend(bilinear(texels, positionX >> 24 & 0xFF, part - lower, lower), *target.at(x, line.y));
     }
