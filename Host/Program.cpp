@@ -19,9 +19,7 @@ constexpr int kWrongUsage = 2;
 constexpr const char *kDescription =
     "Live wallpapers: petals that fall over a picture and scatter from a tap.";
 
-void complain(const char *line) {
-    std::fprintf(stderr, "lumivera: %s\n", line);
-}
+void complain(const char *line) { std::fprintf(stderr, "lumivera: %s\n", line); }
 
 /// A broken pipe and a file that must not grow are told by the write that meets them. The log is
 /// the system's: on the terminal it would stand between the program's own lines.

@@ -25,9 +25,7 @@ bool isFolder(const std::string &path) {
     return std::filesystem::is_directory(path, error);
 }
 
-std::string homeFolder() {
-    return environment("HOME", "");
-}
+std::string homeFolder() { return environment("HOME", ""); }
 
 /// The value of a line NAME="$HOME/folder" in the user's list of folders; empty without one.
 std::string userFolder(const std::string &name) {

@@ -72,8 +72,7 @@ void WallpaperBundle::readDescription() {
     }
     _libraryPath = _bundle->resourcePath() + "/" + *library->text();
     const PropertyList *name = description->objectForKey("name");
-    _title = name && name->text() ? *name->text()
-                                  : std::filesystem::path(path()).stem().string();
+    _title = name && name->text() ? *name->text() : std::filesystem::path(path()).stem().string();
     const PropertyList *speed = description->objectForKey("falling Speed");
     _fallingSpeed = std::max(speed ? speed->integerValue().value_or(0) : 0, 0);
 }

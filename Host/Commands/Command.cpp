@@ -9,9 +9,7 @@
 
 namespace Lumivera {
 
-bool Command::isChosen() const {
-    return _app && _app->parsed();
-}
+bool Command::isChosen() const { return _app && _app->parsed(); }
 
 std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;

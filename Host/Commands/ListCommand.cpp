@@ -12,9 +12,9 @@ namespace Lumivera {
 
 namespace {
 
-constexpr const char *kHelp =
-    "Lists the wallpaper bundles in folders; without one, those that are installed\n"
-    "and the user's own. Reads descriptions only and loads nothing.";
+constexpr const char *kHelp = "Lists wallpaper bundles, from their descriptions alone.";
+
+constexpr const char *kMore = "Without a folder, it lists the installed ones and the user's own.";
 
 std::string numberText(const std::optional<std::int32_t> &number) {
     return number ? std::to_string(*number) : "-";
@@ -33,6 +33,7 @@ void add(std::vector<BundleListing> &all, std::vector<BundleListing> some) {
 
 void ListCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("list", kHelp);
+    _app->footer(kMore);
     _app->add_option("DIR", _folders, "Folders that hold bundles");
     _app->add_flag("--json", _asJson, "For programs");
 }
@@ -78,8 +79,8 @@ std::string ListCommand::json(const std::vector<BundleListing> &listings) {
         entry["author"] = listing.author;
         entry["petals"] = numberJson(listing.petals);
         entry["speed"] = numberJson(listing.speed);
-        entry["problem"] = listing.problem.empty() ? nlohmann::json()
-                                                   : nlohmann::json(listing.problem);
+        entry["problem"] =
+            listing.problem.empty() ? nlohmann::json() : nlohmann::json(listing.problem);
         array.push_back(entry);
     }
     return array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";

@@ -15,9 +15,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *kHelp =
-    "Makes a resource pack of files, or of a folder's files (not of those in its\n"
-    "subfolders, nor of those whose names begin with a dot). Keys are the file names.";
+constexpr const char *kHelp = "Makes a resource pack of files, under their names.";
+
+constexpr const char *kMore = "Of a folder it takes the files, but not its subfolders, nor files\n"
+                              "whose names begin with a dot.";
 
 constexpr std::uint64_t kLargestFile = 0x7ffffffe;
 
@@ -74,6 +75,7 @@ void addFile(DataEncrypt::Datas &entries, const std::string &path) {
 
 void PackCreateCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("create", kHelp);
+    _app->footer(kMore);
     _app->add_option("PACK", _pack, "The pack to write")->required();
     _app->add_option("FILE", _files, "Files, or folders of files")->required();
 }

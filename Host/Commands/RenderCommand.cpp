@@ -19,8 +19,9 @@ constexpr double kDefaultSeconds = 10;
 constexpr double kLongestSeconds = 86400 * 7.0;
 constexpr NSUInteger kMostFrames = 100'000'000;
 
-constexpr const char *kHelp =
-    "Renders a wallpaper without a display, faster than real time.\n\n"
+constexpr const char *kHelp = "Renders a wallpaper as pictures or a film, without a display.";
+
+constexpr const char *kMore =
     "OUT decides what is made: x.png is the last frame; x-%04d.png is a picture a frame,\n"
     "numbered from 0; x.webp, x.mp4, x.webm and x.gif are films (all but .webp need the\n"
     "program ffmpeg). A frame lasts 25 ms. With the same --seed, size and script every run\n"
@@ -30,6 +31,7 @@ constexpr const char *kHelp =
 
 void RenderCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("render", kHelp);
+    _app->footer(kMore);
     _app->add_option("BUNDLE", _bundle, "The bundle's folder, or the name of an installed one")
         ->required();
     _app->add_option("-o,--output", _output, "Where the picture or film goes")->type_name("OUT");
@@ -60,8 +62,8 @@ void RenderCommand::run() {
     RenderingSession session(Places::findBundle(_bundle), options);
     std::unique_ptr<FrameSink> sink;
     if (!_output.empty()) {
-        sink = FrameSink::forPath(
-            _output, {session.pixelWidth(), session.pixelHeight(), frameCount()});
+        sink = FrameSink::forPath(_output,
+                                  {session.pixelWidth(), session.pixelHeight(), frameCount()});
     }
     std::unique_ptr<TraceWriter> trace;
     if (!_trace.empty()) {
@@ -115,8 +117,6 @@ void RenderCommand::renderFrames(RenderingSession &session, FrameSink *sink, Tra
     }
 }
 
-const std::string &RenderCommand::subject() const {
-    return _output.empty() ? _trace : _output;
-}
+const std::string &RenderCommand::subject() const { return _output.empty() ? _trace : _output; }
 
 } // namespace Lumivera

@@ -16,8 +16,9 @@ constexpr double kLongestSeconds = 86400 * 365.0;
 constexpr int kEndingTurns = 100;
 constexpr NSTimeInterval kEndingTurn = 0.01;
 
-constexpr const char *kHelp = "Shows a wallpaper in a window.\n\n"
-                              "Click or touch blows petals away, sideways scrolling or dragging\n"
+constexpr const char *kHelp = "Shows a wallpaper in a window.";
+
+constexpr const char *kMore = "Click or touch blows petals away, sideways scrolling or dragging\n"
                               "moves the offset. Keys:\n"
                               "  space        pause and go on\n"
                               "  + and -      more and fewer petals\n"
@@ -37,6 +38,7 @@ void letThreadsEnd() {
 
 void RunCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("run", kHelp);
+    _app->footer(kMore);
     _app->add_option("BUNDLE", _bundle,
                      "The bundle's folder, or the name of an installed one [Lumivera]");
     WallpaperSettings defaults;

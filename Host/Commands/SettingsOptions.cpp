@@ -28,7 +28,8 @@ void SettingsOptions::declare(CLI::App &app, const WallpaperSettings &defaults) 
     app.add_option("--count", _settings.petalCount, "Petals, instead of the bundle's number")
         ->type_name("N")
         ->check(CLI::Range(NSUInteger{0}, kMaximumPetals).description(""));
-    app.add_option("--speed", _settings.speedLevel, "Speed level, 0 or more, instead of the bundle's")
+    app.add_option("--speed", _settings.speedLevel,
+                   "Speed level, 0 or more, instead of the bundle's")
         ->type_name("N")
         ->check(CLI::Range(NSInteger{0}, NSInteger{2147483647}).description(""));
 }

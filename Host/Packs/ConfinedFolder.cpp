@@ -78,9 +78,7 @@ ConfinedFolder::ConfinedFolder(const std::string &path) : _path(path) {
     }
 }
 
-ConfinedFolder::~ConfinedFolder() {
-    close(_descriptor);
-}
+ConfinedFolder::~ConfinedFolder() { close(_descriptor); }
 
 bool ConfinedFolder::isInside(const std::string &name) {
     const auto isControl = [](char c) {
@@ -96,8 +94,7 @@ bool ConfinedFolder::isInside(const std::string &name) {
     });
 }
 
-void ConfinedFolder::writeFile(const std::string &name,
-                               std::span<const std::uint8_t> bytes) const {
+void ConfinedFolder::writeFile(const std::string &name, std::span<const std::uint8_t> bytes) const {
     if (!isInside(name)) {
         throw HostError(_path, "\"" + name + "\" would leave the folder", "take the entry out");
     }

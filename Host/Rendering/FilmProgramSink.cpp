@@ -23,14 +23,17 @@ struct FilmKind {
 const std::vector<FilmKind> &filmKinds() {
     static const std::string evenSides = "pad=ceil(iw/2)*2:ceil(ih/2)*2";
     static const std::vector<FilmKind> kinds{
-        {".mp4", "mp4",
+        {".mp4",
+         "mp4",
          {"-vf", evenSides, "-c:v", "libx264", "-preset", "medium", "-crf", "18", "-pix_fmt",
           "yuv420p", "-movflags", "+faststart"}},
-        {".webm", "webm",
+        {".webm",
+         "webm",
          {"-vf", evenSides, "-c:v", "libvpx-vp9", "-crf", "28", "-b:v", "0", "-deadline", "good",
           "-cpu-used", "4", "-row-mt", "1", "-pix_fmt", "yuv420p"}},
         // A frame of a GIF lasts whole hundredths of a second.
-        {".gif", "gif",
+        {".gif",
+         "gif",
          {"-vf", "fps=20,split[a][b];[a]palettegen=stats_mode=diff[p];[b][p]paletteuse"}},
     };
     return kinds;
@@ -56,9 +59,7 @@ void checkTarget(const std::string &path) {
 
 } // namespace
 
-bool FilmProgramSink::knowsEnding(const std::string &ending) {
-    return kindFor(ending) != nullptr;
-}
+bool FilmProgramSink::knowsEnding(const std::string &ending) { return kindFor(ending) != nullptr; }
 
 FilmProgramSink::FilmProgramSink(const std::string &path, const Format &format)
     : _path(path), _temporary(OutputFile::temporaryPathFor(path)) {
@@ -79,10 +80,23 @@ FilmProgramSink::~FilmProgramSink() {
 std::vector<std::string> FilmProgramSink::arguments(const Format &format) const {
     const FilmKind &kind = *kindFor(endingOf(_path));
     const std::string size = std::to_string(format.width) + "x" + std::to_string(format.height);
-    std::vector<std::string> result{
-        "ffmpeg",   "-hide_banner", "-loglevel", "error",     "-nostdin",   "-y", "-f",
-        "rawvideo", "-pixel_format", "bgra",     "-video_size", size, "-framerate",
-        std::to_string(1000 / kFrameMilliseconds), "-i", "pipe:0", "-an"};
+    std::vector<std::string> result{"ffmpeg",
+                                    "-hide_banner",
+                                    "-loglevel",
+                                    "error",
+                                    "-nostdin",
+                                    "-y",
+                                    "-f",
+                                    "rawvideo",
+                                    "-pixel_format",
+                                    "bgra",
+                                    "-video_size",
+                                    size,
+                                    "-framerate",
+                                    std::to_string(1000 / kFrameMilliseconds),
+                                    "-i",
+                                    "pipe:0",
+                                    "-an"};
     result.insert(result.end(), kind.codec.begin(), kind.codec.end());
     for (const char *argument : {"-map_metadata", "-1", "-fflags", "+bitexact", "-flags:v",
                                  "+bitexact", "-f", kind.container}) {
@@ -111,7 +125,8 @@ void FilmProgramSink::finish() {
 void FilmProgramSink::fail() {
     _program->finish();
     const std::string complaint = _program->complaint();
-    throw HostError(_path, "ffmpeg failed: " + (complaint.empty() ? "it gave no reason" : complaint),
+    throw HostError(_path,
+                    "ffmpeg failed: " + (complaint.empty() ? "it gave no reason" : complaint),
                     "check the free space and what your ffmpeg can encode");
 }
 

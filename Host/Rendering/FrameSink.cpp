@@ -53,8 +53,6 @@ std::unique_ptr<FrameSink> FrameSink::forPath(const std::string &path, const For
     return std::make_unique<PictureSink>(path, format);
 }
 
-void FrameSink::checkPath(const std::string &path) {
-    kindOf(path);
-}
+void FrameSink::checkPath(const std::string &path) { kindOf(path); }
 
 } // namespace Lumivera

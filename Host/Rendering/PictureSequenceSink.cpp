@@ -17,7 +17,7 @@ PictureSequenceSink::~PictureSequenceSink() {
 
 void PictureSequenceSink::writeFrame(NSUInteger frame, std::span<const std::uint32_t> pixels) {
     OutputFile file(_pattern.pathFor(frame));
-    PictureSink::writePicture(file, _format.width, _format.height, pixels);
+    PictureSink::writePicture(file, _format.width, _format.height, pixels, PictureSink::kFast);
     file.commit();
     _written.push_back(file.path());
 }

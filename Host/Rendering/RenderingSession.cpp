@@ -25,9 +25,7 @@ RenderingSession::RenderingSession(const std::string &bundlePath, Options option
     showFirstFrame();
 }
 
-RenderingSession::~RenderingSession() {
-    _view->removeFromSuperview();
-}
+RenderingSession::~RenderingSession() { _view->removeFromSuperview(); }
 
 /// Serves calls up to the one that is the view's first frame, and seeds the random numbers right
 /// before it.

@@ -68,8 +68,8 @@ class Reader {
         }
         ScriptEvent event;
         event.index = index;
-        event.frame = static_cast<NSUInteger>(
-            number(json["frame"], true, 0, kMaximumFrame, "\"frame\""));
+        event.frame =
+            static_cast<NSUInteger>(number(json["frame"], true, 0, kMaximumFrame, "\"frame\""));
         for (const auto &[name, value] : json.items()) {
             if (name != "frame") {
                 readValue(ruleFor(name), value, event);
@@ -107,10 +107,10 @@ class Reader {
                  (isList ? " numbers in a list for " : " number for ") + name);
         }
         for (std::size_t i = 0; i < rule.count; ++i) {
-            const bool isInteger = rule.form == Form::Integers ||
-                                   (rule.kind == Kind::Gesture && i == 0);
-            event.numbers[i] = number(isList ? value[i] : value, isInteger, rule.smallest,
-                                      rule.largest, name);
+            const bool isInteger =
+                rule.form == Form::Integers || (rule.kind == Kind::Gesture && i == 0);
+            event.numbers[i] =
+                number(isList ? value[i] : value, isInteger, rule.smallest, rule.largest, name);
         }
         if (rule.kind == Kind::SetFrame && (event.numbers[2] < 0 || event.numbers[3] < 0)) {
             fail("must give a size of 0 or more for " + name);
@@ -120,8 +120,8 @@ class Reader {
     double number(const Json &value, bool isInteger, double smallest, double largest,
                   const std::string &name) const {
         if (!value.is_number() || (isInteger && !value.is_number_integer())) {
-            fail(std::string("must give ") + (isInteger ? "a whole number" : "a number") +
-                 " for " + name);
+            fail(std::string("must give ") + (isInteger ? "a whole number" : "a number") + " for " +
+                 name);
         }
         const double number = value.get<double>();
         if (!(number >= smallest && number <= largest)) {

@@ -79,9 +79,7 @@ void TraceWriter::writeFrame(NSUInteger frame, NSTimeInterval time, const DeskTo
     }
 }
 
-void TraceWriter::finish() {
-    _file.commit();
-}
+void TraceWriter::finish() { _file.commit(); }
 
 std::string TraceWriter::line(NSUInteger frame, NSTimeInterval time, const DeskTopView &view) {
     std::string text = "{\"frame\":" + std::to_string(frame) + ",\"time\":";

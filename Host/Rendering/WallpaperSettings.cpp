@@ -14,9 +14,7 @@ std::size_t pixels(CGFloat points, CGFloat density) {
     return static_cast<std::size_t>(std::llround(points * density));
 }
 
-bool isSide(double pixels) {
-    return pixels >= 1 && pixels <= kMaximumSide;
-}
+bool isSide(double pixels) { return pixels >= 1 && pixels <= kMaximumSide; }
 
 /// Moves `first` behind the number.
 bool readNumber(const char *&first, const char *last, double &number) {
@@ -27,13 +25,9 @@ bool readNumber(const char *&first, const char *last, double &number) {
 
 } // namespace
 
-std::size_t WallpaperSettings::pixelWidth() const {
-    return pixels(size.width, density);
-}
+std::size_t WallpaperSettings::pixelWidth() const { return pixels(size.width, density); }
 
-std::size_t WallpaperSettings::pixelHeight() const {
-    return pixels(size.height, density);
-}
+std::size_t WallpaperSettings::pixelHeight() const { return pixels(size.height, density); }
 
 void WallpaperSettings::check() const {
     const double width = std::round(size.width * density);

@@ -49,9 +49,7 @@ WallpaperShow::WallpaperShow(Display &display, const WallpaperBundle &bundle,
     _display.setListener(this);
 }
 
-WallpaperShow::~WallpaperShow() {
-    _display.setListener(nullptr);
-}
+WallpaperShow::~WallpaperShow() { _display.setListener(nullptr); }
 
 void WallpaperShow::run() {
     NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
@@ -114,9 +112,7 @@ void WallpaperShow::trace() {
     ++_frame;
 }
 
-void WallpaperShow::updateRunning() {
-    _stage.setRunning(!_isPausedByUser && _display.isVisible());
-}
+void WallpaperShow::updateRunning() { _stage.setRunning(!_isPausedByUser && _display.isVisible()); }
 
 void WallpaperShow::displayResized() {
     _isPictureLost = true;
@@ -128,9 +124,7 @@ void WallpaperShow::displayVisibilityChanged() {
     updateRunning();
 }
 
-void WallpaperShow::displayClosed() {
-    NSRunLoop::mainRunLoop().stop();
-}
+void WallpaperShow::displayClosed() { NSRunLoop::mainRunLoop().stop(); }
 
 void WallpaperShow::keyPressed(DisplayKey key) {
     switch (key) {
@@ -173,7 +167,8 @@ void WallpaperShow::takeScreenshot() {
     _isPictureLost = true;
     try {
         OutputFile file(screenshotPath());
-        PictureSink::writePicture(file, settings.pixelWidth(), settings.pixelHeight(), pixels);
+        PictureSink::writePicture(file, settings.pixelWidth(), settings.pixelHeight(), pixels,
+                                  PictureSink::kSmall);
         file.commit();
         printToStandardOutput(file.path() + "\n");
     } catch (const HostError &error) {

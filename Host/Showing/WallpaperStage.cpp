@@ -76,9 +76,7 @@ void WallpaperStage::scrollBy(CGFloat distance) {
     view().setOffset(_settings.offset);
 }
 
-void WallpaperStage::finishScrolling() {
-    view().scrollingDidFinish(_settings.offset);
-}
+void WallpaperStage::finishScrolling() { view().scrollingDidFinish(_settings.offset); }
 
 void WallpaperStage::tap(CGPoint point) {
     const CGFloat scale = view().scale();

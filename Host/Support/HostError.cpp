@@ -32,8 +32,6 @@ std::string inOneLine(std::string_view text) {
     return result;
 }
 
-std::string systemErrorText() {
-    return std::strerror(errno);
-}
+std::string systemErrorText() { return std::strerror(errno); }
 
 } // namespace Lumivera

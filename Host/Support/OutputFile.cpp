@@ -14,8 +14,7 @@ constexpr const char *kAdvice = "check the folder, its permissions and the free 
 
 bool isSpecialFile(const std::string &path) {
     struct stat status;
-    return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) &&
-           !S_ISDIR(status.st_mode);
+    return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
 
 /// Where a link leads, so that the move replaces the file and not the link.

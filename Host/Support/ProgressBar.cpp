@@ -49,8 +49,8 @@ std::string ProgressBar::line(std::string_view label, std::size_t done, std::siz
     if (reached == 0) {
         return text;
     }
-    const double remaining = elapsed / static_cast<double>(reached) *
-                             static_cast<double>(total - reached);
+    const double remaining =
+        elapsed / static_cast<double>(reached) * static_cast<double>(total - reached);
     const int seconds = static_cast<int>(std::min(remaining + 0.5, kLongestShown));
     char time[32];
     std::snprintf(time, sizeof time, " %d:%02d left", seconds / 60, seconds % 60);

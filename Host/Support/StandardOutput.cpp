@@ -8,8 +8,8 @@
 namespace Lumivera {
 
 void printToStandardOutput(std::string_view text) {
-    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
-                         std::fflush(stdout) == 0;
+    const bool written =
+        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
     if (!written && errno != EPIPE) {
         throw HostError("standard output", "cannot be written: " + systemErrorText());
     }

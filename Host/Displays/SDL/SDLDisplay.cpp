@@ -94,9 +94,7 @@ CGSize SDLDisplay::size() const {
     return {std::max(width, 1) / density(), std::max(height, 1) / density()};
 }
 
-CGFloat SDLDisplay::density() const {
-    return _wantedDensity.value_or(pixelsPerUnit());
-}
+CGFloat SDLDisplay::density() const { return _wantedDensity.value_or(pixelsPerUnit()); }
 
 CGFloat SDLDisplay::pixelsPerUnit() const {
     int pixels = 0;
@@ -122,16 +120,13 @@ void SDLDisplay::present(const std::function<void(const CompositorTarget &)> &dr
         _pixels.resize(width * static_cast<std::size_t>(surface->h));
         draw({_pixels.data(), width, static_cast<std::size_t>(surface->h), width});
         SDL_ConvertPixels(surface->w, surface->h, SDL_PIXELFORMAT_ARGB8888, _pixels.data(),
-                          surface->w * 4, surface->format->format, surface->pixels,
-                          surface->pitch);
+                          surface->w * 4, surface->format->format, surface->pixels, surface->pitch);
     }
     SDL_UnlockSurface(surface);
     SDL_UpdateWindowSurface(_window);
 }
 
-void SDLDisplay::setTitle(const std::string &title) {
-    SDL_SetWindowTitle(_window, title.c_str());
-}
+void SDLDisplay::setTitle(const std::string &title) { SDL_SetWindowTitle(_window, title.c_str()); }
 
 void SDLDisplay::toggleFullScreen() {
     const bool isFull = (SDL_GetWindowFlags(_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
@@ -246,12 +241,12 @@ void SDLDisplay::serveKey(std::int32_t key) {
         std::int32_t key;
         DisplayKey meaning;
     } kKeys[] = {
-        {SDLK_SPACE, DisplayKey::Pause},        {SDLK_PLUS, DisplayKey::MorePetals},
-        {SDLK_EQUALS, DisplayKey::MorePetals},  {SDLK_KP_PLUS, DisplayKey::MorePetals},
-        {SDLK_MINUS, DisplayKey::FewerPetals},  {SDLK_KP_MINUS, DisplayKey::FewerPetals},
-        {SDLK_UP, DisplayKey::Faster},          {SDLK_DOWN, DisplayKey::Slower},
-        {SDLK_s, DisplayKey::Screenshot},       {SDLK_f, DisplayKey::FullScreen},
-        {SDLK_F11, DisplayKey::FullScreen},     {SDLK_q, DisplayKey::Quit},
+        {SDLK_SPACE, DisplayKey::Pause},       {SDLK_PLUS, DisplayKey::MorePetals},
+        {SDLK_EQUALS, DisplayKey::MorePetals}, {SDLK_KP_PLUS, DisplayKey::MorePetals},
+        {SDLK_MINUS, DisplayKey::FewerPetals}, {SDLK_KP_MINUS, DisplayKey::FewerPetals},
+        {SDLK_UP, DisplayKey::Faster},         {SDLK_DOWN, DisplayKey::Slower},
+        {SDLK_s, DisplayKey::Screenshot},      {SDLK_f, DisplayKey::FullScreen},
+        {SDLK_F11, DisplayKey::FullScreen},    {SDLK_q, DisplayKey::Quit},
         {SDLK_ESCAPE, DisplayKey::Quit},
     };
     for (const auto &known : kKeys) {
