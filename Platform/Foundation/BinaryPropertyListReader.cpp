@@ -55,7 +55,6 @@ bool isSizeOfNumber(std::size_t size) { return size >= 1 && size <= 8; }
 /// The objects end where the offset table starts, and that ends where the trailer starts.
 bool isSound(const Layout &layout, std::uint64_t tableEnd) {
     return isSizeOfNumber(layout.offsetSize) && isSizeOfNumber(layout.referenceSize) &&
-           layout.topObject < layout.objectCount && layout.tableStart > kMagic.size() &&
            layout.tableStart < tableEnd &&
            (tableEnd - layout.tableStart) % layout.offsetSize == 0 &&
            (tableEnd - layout.tableStart) / layout.offsetSize == layout.objectCount;

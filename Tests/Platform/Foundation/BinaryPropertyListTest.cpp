@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -190,6 +191,15 @@ TEST(BinaryPropertyList, RefusesReferencesToObjectsThatAreNotThere) {
     EXPECT_FALSE(readPropertyList(wide.finish()));
 }
 
+TEST(BinaryPropertyList, DoesNotTakeTheTrailerForMoreOfTheOffsetTable) {
+    // An array of one reference, and a boolean that is in no table.
+    Builder list(1, 1);
+    list.add({0xa1, 0x01, 0x09});
+    Bytes file = list.finish();
+    file[file.size() - 32] = 10;
+    EXPECT_FALSE(readPropertyList(file));
+}
+
 TEST(BinaryPropertyList, RefusesKeysThatAreNoText) {
     for (const Bytes &key : {Bytes{0x10, 1}, Bytes{0x09}, Bytes{0x41, 'k'}, Bytes{0xa0}}) {
         Builder list;
@@ -240,10 +250,28 @@ TEST(BinaryPropertyList, RefusesATrailerThatDoesNotFitTheFile) {
 }
 
 TEST(BinaryPropertyList, RefusesCountsWhoseTableWouldWrapAround) {
-    Bytes list = smallest();
-    list[kOffsetSizePlace] = 8;
-    list[kCountPlace] = 0x20;
-    EXPECT_FALSE(readPropertyList(list));
+    Bytes wide = smallest();
+    wide[kOffsetSizePlace] = 8;
+    wide[kCountPlace] = 0x20;
+    EXPECT_FALSE(readPropertyList(wide));
+
+    // A table that begins in the trailer, with as many entries as lead back to its start; the
+    // first one is the offset of the boolean.
+    Bytes backward = smallest();
+    std::fill_n(backward.begin() + kCountPlace, 7, 0xff);
+    backward[kCountPlace + 7] = 0x100 - 5;
+    backward[kTablePlace + 7] = 10 + 5;
+    backward[10 + 5] = 8;
+    EXPECT_FALSE(readPropertyList(backward));
+}
+
+TEST(BinaryPropertyList, RefusesBytesBetweenTheOffsetTableAndTheTrailer) {
+    Builder list(1, 2);
+    list.add({0x09});
+    Bytes file = list.finish();
+    ASSERT_TRUE(readPropertyList(file));
+    file.insert(file.end() - 32, 0);
+    EXPECT_FALSE(readPropertyList(file));
 }
 
 TEST(BinaryPropertyList, RefusesBytesAfterTheTrailer) {
