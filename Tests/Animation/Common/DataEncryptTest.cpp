@@ -1,0 +1,106 @@
+#include "Animation/Common/NSData+DataEncrypt.h"
+
+#include "Tests/Platform/Foundation/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <numeric>
+
+namespace {
+
+using Bytes = DataEncrypt::Bytes;
+
+Bytes bytesOf(std::int32_t value) {
+    Bytes bytes(4);
+    DataEncrypt::integer_toByte(value, bytes.data());
+    return bytes;
+}
+
+TEST(DataEncrypt, WritesIntegersWithTheHighestByteFirst) {
+    EXPECT_EQ(bytesOf(1), (Bytes{0, 0, 0, 1}));
+    EXPECT_EQ(bytesOf(-1), (Bytes{0xff, 0xff, 0xff, 0xff}));
+    EXPECT_EQ(bytesOf(0x12345678), (Bytes{0x12, 0x34, 0x56, 0x78}));
+}
+
+TEST(DataEncrypt, ReadsTheTopBitAsTheSign) {
+    const Bytes bytes{0x80, 0, 0, 0};
+    EXPECT_EQ(DataEncrypt::byteToInt(bytes.data()), -2147483648);
+}
+
+TEST(DataEncrypt, ReadsBackEveryIntegerThatItWrites) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    for (const std::int32_t value :
+         {0, 1, -1, 255, 256, -256, 0x00ff00ff, Limits::min(), Limits::max()}) {
+        EXPECT_EQ(DataEncrypt::byteToInt(bytesOf(value).data()), value);
+    }
+}
+
+TEST(DataEncrypt, EncodesByTransformingPairsAndSayingSo) {
+    const Bytes plain{0x12, 0x34};
+    EXPECT_EQ(DataEncrypt::encryptionDataWithData_encrypt(plain, true), (Bytes{0xcb, 0xed, 1}));
+}
+
+TEST(DataEncrypt, LeavesThePayloadAloneWhenItShallNotEncrypt) {
+    const Bytes plain{0x12, 0x34};
+    EXPECT_EQ(DataEncrypt::encryptionDataWithData_encrypt(plain, false), (Bytes{0x12, 0x34, 0}));
+}
+
+TEST(DataEncrypt, LeavesTheCallersBytesAlone) {
+    const Bytes plain{0x12, 0x34};
+    DataEncrypt::encryptionDataWithData_encrypt(plain, true);
+    EXPECT_EQ(plain, (Bytes{0x12, 0x34}));
+}
+
+TEST(DataEncrypt, DecodesWhateverTheTrailingByteSays) {
+    EXPECT_EQ(DataEncrypt::dataWithEncryptionData(Bytes{0xcb, 0xed, 1}), (Bytes{0x12, 0x34}));
+    EXPECT_EQ(DataEncrypt::dataWithEncryptionData(Bytes{0xcb, 0xed, 77}), (Bytes{0x12, 0x34}));
+    EXPECT_EQ(DataEncrypt::dataWithEncryptionData(Bytes{0x12, 0x34, 0}), (Bytes{0xcb, 0xed}));
+}
+
+TEST(DataEncrypt, DecodesASingleByteAndNothingAtAllToNothing) {
+    EXPECT_EQ(DataEncrypt::dataWithEncryptionData(Bytes{1}), Bytes());
+    EXPECT_EQ(DataEncrypt::dataWithEncryptionData(Bytes()), Bytes());
+}
+
+TEST(DataEncrypt, ComplementsTheLoneByteOfAnOddPayload) {
+    const Bytes plain{0x12, 0x34, 0x0f};
+    EXPECT_EQ(DataEncrypt::encryptionDataWithData_encrypt(plain, true),
+              (Bytes{0xcb, 0xed, 0xf0, 1}));
+    EXPECT_EQ(DataEncrypt::encryptionDataWithData_encrypt(Bytes{0x00}, true), (Bytes{0xff, 1}));
+}
+
+TEST(DataEncrypt, ComesBackAsItWentInWhateverTheLength) {
+    for (std::size_t length = 0; length < 70; ++length) {
+        Bytes plain(length);
+        std::iota(plain.begin(), plain.end(), std::uint8_t{200});
+        const Bytes encoded = DataEncrypt::encryptionDataWithData_encrypt(plain, true);
+        EXPECT_EQ(encoded.size(), length + 1);
+        EXPECT_EQ(DataEncrypt::dataWithEncryptionData(encoded), plain) << length;
+    }
+}
+
+TEST(DataEncrypt, EncodesNothingToTheFlagAlone) {
+    EXPECT_EQ(DataEncrypt::encryptionDataWithData_encrypt({}, true), Bytes{1});
+    EXPECT_EQ(DataEncrypt::encryptionDataWithData_encrypt({}, false), Bytes{0});
+}
+
+TEST(DataEncrypt, EncodesAWholeFile) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("data", std::string_view("\x12\x34", 2));
+    EXPECT_EQ(DataEncrypt::encryptionDataWithContentsOfFile_encrypt(path, true),
+              (Bytes{0xcb, 0xed, 1}));
+    EXPECT_EQ(DataEncrypt::encryptionDataWithContentsOfFile_encrypt(path, false),
+              (Bytes{0x12, 0x34, 0}));
+}
+
+TEST(DataEncrypt, CountsAFileThatItCannotReadAsEmpty) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(DataEncrypt::encryptionDataWithContentsOfFile_encrypt(folder.pathOf("none"), true),
+              Bytes{1});
+    EXPECT_EQ(DataEncrypt::encryptionDataWithContentsOfFile_encrypt(folder.path(), false),
+              Bytes{0});
+}
+
+} // namespace

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+
+/// What `operator new` hands out in the whole program, its libraries included.
+class AllocationCounter {
+  public:
+    AllocationCounter() = delete;
+
+    /// Blocks and bytes that are in use now.
+    static std::size_t liveBlocks();
+    static std::size_t liveBytes();
+
+    /// Blocks and bytes ever handed out.
+    static std::size_t totalBlocks();
+    static std::size_t totalBytes();
+};

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "Animation/Common/ImageCache.h"
+#include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+#include "Platform/UIKit/UIScreen.h"
+#include "Tests/Animation/Support/LogLines.h"
+#include "Tests/Animation/Support/SakuraProbe.h"
+#include "Tests/Animation/Support/SimulatedMainLoop.h"
+#include "Tests/Animation/Support/WallpaperBundle.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+/// A petal wallpaper of 320 × 480 points over a bundle with all its pictures, in simulated time.
+class PetalWallpaper : public testing::Test {
+  protected:
+    static constexpr CGRect kFrame = CGRectMake(0, 0, 320, 480);
+
+    PetalWallpaper() {
+        UIScreen::setMainScreen(makeRetained<UIScreen>(kFrame, 1));
+        _bundle.addPictures();
+        ImageCache::sharedInstance()->setResBundle(_bundle.open());
+        _view = LumiveraView::initWithFrame(kFrame);
+    }
+
+    ~PetalWallpaper() override {
+        _view->stopAnimating();
+        _view = nullptr;
+        _loop.settle();
+        ImageCache::sharedInstance()->setResBundle(nullptr);
+        UIScreen::setMainScreen(nullptr);
+    }
+
+    LumiveraView &view() { return *_view; }
+    SimulatedMainLoop &loop() { return _loop; }
+    const WallpaperBundle &bundle() const { return _bundle; }
+
+    /// Has the resources loaded and the loop ended before its first frame: from here on a test
+    /// makes the frames itself.
+    void load() {
+        _loop.run(0.499999999);
+        const auto stopsTheLoop = [this] { _view->stopAnimating(); };
+        _view->setSakuraCount(0);
+        _loop.run(0.000000001);
+        NSRunLoop::mainRunLoop().performSelector_afterDelay(nullptr, "", stopsTheLoop, 0.01);
+        _loop.run(0.1);
+        ASSERT_EQ(_view->operationQueue().operationCount(), 0u);
+    }
+
+    /// The layer views, behind first.
+    UIView &layerView(NSUInteger index) { return *_view->subviewAtIndex(1 + index); }
+
+    Sakura &petal(NSUInteger layer, NSUInteger index) {
+        return static_cast<Sakura &>(*layerView(layer).subviewAtIndex(index));
+    }
+
+    /// Layer after layer, oldest first.
+    std::vector<Sakura *> petals() {
+        std::vector<Sakura *> all;
+        for (NSUInteger i = 0; i + 1 < _view->subviewCount(); ++i) {
+            for (NSUInteger j = 0; j < layerView(i).subviewCount(); ++j) {
+                all.push_back(&petal(i, j));
+            }
+        }
+        return all;
+    }
+
+    std::vector<NSUInteger> petalCounts() {
+        std::vector<NSUInteger> counts;
+        for (NSUInteger i = 0; i + 1 < _view->subviewCount(); ++i) {
+            counts.push_back(layerView(i).subviewCount());
+        }
+        return counts;
+    }
+
+    /// Brings the number of petals to `count` by a frame.
+    void makePetals(NSUInteger count) {
+        _view->setSakuraCount(count);
+        _view->doAnimating();
+    }
+
+  private:
+    LogLines _log;
+    SimulatedMainLoop _loop;
+    WallpaperBundle _bundle;
+    Retained<LumiveraView> _view;
+};

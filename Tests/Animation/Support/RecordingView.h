@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Animation/DeskTopView/DeskTopView.h"
+#include "Platform/Foundation/Clock.h"
+#include "Platform/Foundation/NSThread.h"
+
+#include <functional>
+#include <vector>
+
+/// What a view has done, for looking at after its death as well.
+struct Recording {
+    int loadings = 0;
+    bool loadedOnMainThread = false;
+    Clock::Nanoseconds loadedAt = 0;
+    std::vector<Clock::Nanoseconds> frames;
+    bool framesWereOnMainThread = true;
+    int destructions = 0;
+    bool diedOnMainThread = false;
+};
+
+/// A wallpaper that writes down what the frame asks of it.
+class RecordingView final : public DeskTopView {
+  public:
+    RecordingView(const CGRect &frame, Recording &recording)
+        : DeskTopView(frame), _recording(recording) {}
+
+    ~RecordingView() override {
+        ++_recording.destructions;
+        _recording.diedOnMainThread = NSThread::isMainThread();
+    }
+
+    void initResource() override {
+        ++_recording.loadings;
+        _recording.loadedOnMainThread = NSThread::isMainThread();
+        _recording.loadedAt = Clock::current().now();
+    }
+
+    void doAnimating() override {
+        _recording.frames.push_back(Clock::current().now());
+        _recording.framesWereOnMainThread &= NSThread::isMainThread();
+        if (onFrame) {
+            onFrame();
+        }
+    }
+
+    std::function<void()> onFrame;
+
+  private:
+    Recording &_recording;
+};
