@@ -21,7 +21,7 @@ struct PropertyListLimits {
 };
 
 /// Reads a property list in XML (UTF-8) or in the binary form "bplist00". Nothing when it is
-/// malformed or beyond the limits. Of entries with equal keys the last one counts. Integers
-/// beyond 64 signed bits become reals. Entities that an XML document defines for itself stay
-/// as they are written; sets and UIDs, which only archives of objects hold, are malformed. Any thread.
+/// malformed or beyond the limits. Of entries with equal keys the last one counts. Integers beyond
+/// 64 signed bits become reals. Entities that an XML document defines for itself stay as they are
+/// written; sets and UIDs, which only archives of objects hold, are malformed. Any thread.
 PLATFORM_EXPORT std::optional<PropertyList> readPropertyList(std::span<const std::uint8_t> bytes);
