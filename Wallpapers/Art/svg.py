@@ -58,10 +58,12 @@ class Drawing:
         """A blur; sigma is one number, or one for each axis."""
         across, down = sigma if isinstance(sigma, tuple) else (sigma, sigma)
         x, y, w, h = self._box
+        margin = .08 * w  # past the edges, so that a blur does not fade out there
         return self.define(
-            f'<filter id="{{id}}" filterUnits="userSpaceOnUse" x="{num(x - w)}" y="{num(y - h)}" '
-            f'width="{num(3 * w)}" height="{num(3 * h)}" color-interpolation-filters="sRGB">'
-            f'<feGaussianBlur stdDeviation="{num(across)} {num(down)}"/></filter>')
+            f'<filter id="{{id}}" filterUnits="userSpaceOnUse" x="{num(x - margin)}" '
+            f'y="{num(y - margin)}" width="{num(w + 2 * margin)}" height="{num(h + 2 * margin)}" '
+            f'color-interpolation-filters="sRGB"><feGaussianBlur '
+            f'stdDeviation="{num(across)} {num(down)}"/></filter>')
 
     def clip(self, path):
         return self.define(f'<clipPath id="{{id}}"><path d="{path}"/></clipPath>')
