@@ -6,9 +6,16 @@ thread_local NSAutoreleasePool *innermostPool = nullptr;
 
 // Catches what is autoreleased outside any pool; the next pool opened at the bottom of the stack
 // takes it over, and the end of the thread releases the rest.
+struct StrayObjects {
+    std::vector<Retained<NSObject>> objects;
+
+    // Through a pool, which also catches what the dying objects autorelease.
+    ~StrayObjects() { const NSAutoreleasePool pool; }
+};
+
 std::vector<Retained<NSObject>> &strayObjects() {
-    thread_local std::vector<Retained<NSObject>> objects;
-    return objects;
+    thread_local StrayObjects strays;
+    return strays.objects;
 }
 
 } // namespace

@@ -14,9 +14,8 @@ class PLATFORM_EXPORT NSAutoreleasePool {
     NSAutoreleasePool(const NSAutoreleasePool &) = delete;
     NSAutoreleasePool &operator=(const NSAutoreleasePool &) = delete;
 
-    /// Gives the reference to the thread's innermost pool. Without a pool the object would leak;
-    /// the main thread then keeps it for the run loop's next call-out, another thread until it
-    /// ends.
+    /// Gives the reference to the thread's innermost pool. Without a pool the thread keeps the
+    /// object for the next one, such as that of the run loop's next call-out, or until it ends.
     static void addObject(Retained<NSObject> object);
 
     /// Releases what the pool holds, and what those releases autorelease, and stays usable.

@@ -1,6 +1,5 @@
 #include "Platform/Foundation/NSLog.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <mutex>
 #include <syslog.h>
@@ -19,12 +18,19 @@ LogSink &sink() {
     return *instance;
 }
 
+/// The C0 controls, delete, and the C1 controls as UTF-8 writes them: C2 80 to C2 9F.
+bool isControl(const std::string &line, std::size_t i) {
+    const auto byte = static_cast<unsigned char>(line[i]);
+    const auto next = static_cast<unsigned char>(line.c_str()[i + 1]);
+    return byte < 0x20 || byte == 0x7f || (byte == 0xc2 && next >= 0x80 && next < 0xa0);
+}
+
 void writeToTerminal(std::string line) {
-    const auto isControl = [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < 0x20 || byte == 0x7f;
-    };
-    std::replace_if(line.begin(), line.end(), isControl, '?');
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (isControl(line, i)) {
+            line.replace(i, line[i] == '\xc2' ? 2 : 1, "?");
+        }
+    }
     std::fprintf(stderr, "%s\n", line.c_str());
 }
 

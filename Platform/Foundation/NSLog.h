@@ -11,5 +11,6 @@
 PLATFORM_EXPORT void NSLog(std::string_view line);
 
 /// Sends every line to `sink` instead, on the thread that logs it; null for the system log again.
-/// For tests and hosts that show the log themselves.
+/// For tests and hosts that show the log themselves. One line at a time; the sink must neither log
+/// nor wait. Once the call returns, the sink of before is no longer in use.
 PLATFORM_EXPORT void NSLogSetSink(std::function<void(std::string_view)> sink);

@@ -13,7 +13,8 @@ class PLATFORM_EXPORT NSOperationQueue : public NSObject {
   public:
     NSOperationQueue() = default;
 
-    /// Begins the operation at once, or when the queue is no longer suspended. Null is ignored.
+    /// Begins the operation at once, or when the queue is no longer suspended. Null is ignored. An
+    /// operation for which the system gives no thread is dropped and never runs.
     void addOperation(Retained<NSOperation> operation);
 
     /// A suspended queue begins nothing; what runs already runs on.

@@ -28,6 +28,20 @@ struct NSRunLoop::Queue {
     bool stopped = false;
     RunLoopWaiter *waiter = nullptr;
 
+    Clock::Nanoseconds nextDue() const {
+        return calls.empty() ? Clock::kNever : calls.begin()->first.first;
+    }
+
+    /// A call that falls due exactly at the deadline still counts, however late it is by now.
+    bool hasDueCall(Clock::Nanoseconds now, Clock::Nanoseconds deadline) const {
+        return !calls.empty() && nextDue() <= std::min(now, deadline);
+    }
+
+    /// True when a run loop with that deadline has nothing to wait for.
+    bool isReady(Clock::Nanoseconds now, Clock::Nanoseconds deadline) const {
+        return stopped || now >= deadline || hasDueCall(now, deadline);
+    }
+
     void wake() {
         changed.notifyAll();
         if (waiter) {
@@ -109,6 +123,7 @@ void NSRunLoop::runForSeconds(NSTimeInterval seconds) {
 }
 
 bool NSRunLoop::runNextCall(Clock::Nanoseconds deadline) {
+    TreeLock::yieldIfWanted();
     Call call;
     if (!takeNextCall(deadline, call)) {
         return false;
@@ -117,66 +132,55 @@ bool NSRunLoop::runNextCall(Clock::Nanoseconds deadline) {
     return true;
 }
 
-/// Time out is looked at only when nothing is due, so that a call that falls due exactly at the
-/// deadline is still served.
 bool NSRunLoop::takeNextCall(Clock::Nanoseconds deadline, Call &call) {
     std::unique_lock lock(_queue->mutex);
-    while (true) {
-        if (std::exchange(_queue->stopped, false)) {
-            return false;
-        }
-        const Clock::Nanoseconds now = Clock::current().now();
-        const auto first = _queue->calls.begin();
-        const bool any = first != _queue->calls.end();
-        if (any && first->first.first <= std::min(now, deadline)) {
-            call = std::move(first->second);
-            _queue->calls.erase(first);
-            return true;
-        }
-        if (now >= deadline) {
-            return false;
-        }
-        waitForWork(lock, any ? std::min(first->first.first, deadline) : deadline);
+    while (!_queue->isReady(Clock::current().now(), deadline)) {
+        lock.unlock();
+        waitForWork(deadline);
+        lock.lock();
     }
+    if (std::exchange(_queue->stopped, false) ||
+        !_queue->hasDueCall(Clock::current().now(), deadline)) {
+        return false;
+    }
+    const auto first = _queue->calls.begin();
+    call = std::move(first->second);
+    _queue->calls.erase(first);
+    return true;
 }
 
-void NSRunLoop::waitForWork(std::unique_lock<std::mutex> &lock, Clock::Nanoseconds deadline) {
+/// Waits for a change of the queue or until something falls due. Calls that came while the tree was
+/// given up count; the queue's mutex is free again before the tree is wanted back.
+void NSRunLoop::waitForWork(Clock::Nanoseconds deadline) {
+    const TreeLock::Yield yield;
+    std::unique_lock lock(_queue->mutex);
+    const Clock::Nanoseconds now = Clock::current().now();
+    if (_queue->isReady(now, deadline)) {
+        return;
+    }
+    const Clock::Nanoseconds end = std::min(_queue->nextDue(), deadline);
     RunLoopWaiter *waiter = _queue->waiter;
     if (!waiter) {
-        lock.unlock();
-        {
-            const TreeLock::Yield yield;
-            lock.lock();
-            const bool due = !_queue->calls.empty() &&
-                             _queue->calls.begin()->first.first <= Clock::current().now();
-            if (!due && !_queue->stopped) {
-                _queue->changed.wait(lock, deadline);
-            }
-            lock.unlock();
-        }
-        lock.lock();
+        _queue->changed.wait(lock, end);
         return;
     }
     lock.unlock();
-    {
-        const TreeLock::Yield yield;
-        const Clock::Nanoseconds now = Clock::current().now();
-        waiter->wait(deadline == Clock::kNever ? deadline
-                                               : std::max<Clock::Nanoseconds>(deadline - now, 0));
-    }
-    lock.lock();
+    waiter->wait(end == Clock::kNever ? end : end - now);
 }
 
+/// Whoever waits for the call learns of its end when everything that it left behind is gone.
 void NSRunLoop::callOut(Call &call) {
-    const NSAutoreleasePool pool;
-    if (_beforeCallOut) {
-        _beforeCallOut();
-    }
-    call.action();
-    call.action = nullptr;
-    call.target = nullptr;
-    if (_afterCallOut) {
-        _afterCallOut();
+    {
+        const NSAutoreleasePool pool;
+        if (_beforeCallOut) {
+            _beforeCallOut();
+        }
+        call.action();
+        call.action = nullptr;
+        call.target = nullptr;
+        if (_afterCallOut) {
+            _afterCallOut();
+        }
     }
     if (call.finished) {
         call.finished();
@@ -191,7 +195,7 @@ void NSRunLoop::stop() {
 
 Clock::Nanoseconds NSRunLoop::nextDeadline() const {
     const std::lock_guard lock(_queue->mutex);
-    return _queue->calls.empty() ? Clock::kNever : _queue->calls.begin()->first.first;
+    return _queue->nextDue();
 }
 
 void NSRunLoop::setObservers(std::function<void()> beforeCallOut,

@@ -9,7 +9,9 @@
 
 /// How the main run loop waits when the host has a source of events of its own. `wait` is called
 /// on the main thread and returns at the latest `nanoseconds` later (Clock::kNever: no limit) or
-/// soon after `wake`, which any thread may call at any time.
+/// soon after `wake`, which any thread may call at any time: one that comes just before `wait` ends
+/// it too. Other threads may change the view tree during `wait`, so it must not touch the tree: it
+/// notes its events, and the host handles them in call-outs. `wake` must not call the run loop.
 class PLATFORM_EXPORT RunLoopWaiter {
   public:
     virtual ~RunLoopWaiter() = default;
@@ -35,7 +37,7 @@ class PLATFORM_EXPORT NSRunLoop {
 
     /// Runs `action` on the main thread, with `target` (which may be null) retained until it has
     /// returned. With `waitUntilDone` the call returns after the action has; made on the main
-    /// thread it then runs it at once.
+    /// thread it then runs it at once. Any thread.
     void performSelectorOnMainThread(NSObject *target, std::function<void()> action,
                                      bool waitUntilDone);
 
@@ -48,13 +50,15 @@ class PLATFORM_EXPORT NSRunLoop {
     /// there was none, or on stop().
     bool runNextCall(Clock::Nanoseconds deadline);
 
-    /// Makes the innermost runUntil return as soon as the call-out in progress has. Any thread.
+    /// Makes the innermost runUntil return as soon as the call-out in progress has; the next one at
+    /// once when none runs. Any thread.
     void stop();
 
     /// When the next pending call falls due; Clock::kNever when none is pending. Any thread.
     Clock::Nanoseconds nextDeadline() const;
 
-    /// Called right before and right after every call-out; null for nothing.
+    /// Called right before and right after every call-out, inside its autorelease pool; null for
+    /// nothing. Not to be set by an observer.
     void setObservers(std::function<void()> beforeCallOut, std::function<void()> afterCallOut);
 
     /// Lets the host wait in its own way; null for the clock's. Not owned. Only for a clock that
@@ -73,7 +77,7 @@ class PLATFORM_EXPORT NSRunLoop {
 
     void enqueue(Call call);
     bool takeNextCall(Clock::Nanoseconds deadline, Call &call);
-    void waitForWork(std::unique_lock<std::mutex> &lock, Clock::Nanoseconds deadline);
+    void waitForWork(Clock::Nanoseconds deadline);
     void callOut(Call &call);
 
     std::unique_ptr<Queue> _queue;

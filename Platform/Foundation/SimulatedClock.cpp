@@ -42,7 +42,11 @@ SimulatedClock::SimulatedClock() : _mainThread(std::make_unique<Participant>()) 
     ownParticipant = _running;
 }
 
-SimulatedClock::~SimulatedClock() { ownParticipant = nullptr; }
+SimulatedClock::~SimulatedClock() {
+    if (ownParticipant == _mainThread.get()) {
+        ownParticipant = nullptr;
+    }
+}
 
 Clock::Nanoseconds SimulatedClock::now() { return _now.load(std::memory_order_acquire); }
 

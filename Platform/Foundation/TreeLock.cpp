@@ -2,28 +2,37 @@
 
 #include "Platform/Foundation/Clock.h"
 
+#include <atomic>
+#include <cstdint>
+
 __thread bool currentThreadIsMain __attribute__((tls_model("initial-exec"))) = false;
 
 namespace {
 
+// Tickets, so that a thread which gives the tree up and wants it back at once comes after those that
+// already wait.
 struct Tree {
     std::mutex mutex;
     ClockCondition freed;
-    bool held = false;
+    std::atomic<std::uint64_t> nextTicket{0};
+    std::uint64_t serving = 0;
 
     void acquire() {
         std::unique_lock lock(mutex);
-        while (held) {
+        const std::uint64_t ticket = nextTicket.fetch_add(1, std::memory_order_relaxed);
+        while (serving != ticket) {
             freed.wait(lock);
         }
-        held = true;
     }
 
     void release() {
         const std::lock_guard lock(mutex);
-        held = false;
+        ++serving;
         freed.notifyAll();
     }
+
+    /// For whoever holds the tree.
+    bool isWanted() const { return nextTicket.load(std::memory_order_relaxed) != serving + 1; }
 };
 
 // Never destroyed: another thread may still ask for it while the process ends.
@@ -37,7 +46,7 @@ thread_local int depth = 0;
 // The library is loaded by the main thread, which holds the tree from then on.
 const bool mainThreadMarked = [] {
     currentThreadIsMain = true;
-    tree().held = true;
+    tree().acquire();
     return true;
 }();
 
@@ -64,5 +73,11 @@ TreeLock::Yield::Yield() {
 TreeLock::Yield::~Yield() {
     if (currentThreadIsMain && --depth == 0) {
         tree().acquire();
+    }
+}
+
+void TreeLock::yieldIfWanted() {
+    if (currentThreadIsMain && depth == 0 && tree().isWanted()) {
+        const Yield yield;
     }
 }

@@ -9,8 +9,9 @@
 extern PLATFORM_EXPORT __thread bool currentThreadIsMain __attribute__((tls_model("initial-exec")));
 
 /// The lock of the view tree. The main thread holds it for as long as it runs and gives it up only
-/// while it waits, so nothing on the main thread pays for it; another thread takes it around each
-/// change and so works between the main thread's call-outs.
+/// while it waits and between call-outs, so nothing on the main thread pays for it; another thread
+/// takes it around each change. Threads get it in the order in which they asked. A thread that has
+/// it must not wait for the main thread.
 class PLATFORM_EXPORT TreeLock {
   public:
     /// Scope in which the main thread waits and other threads may change the tree. No effect on
@@ -22,6 +23,10 @@ class PLATFORM_EXPORT TreeLock {
         Yield(const Yield &) = delete;
         Yield &operator=(const Yield &) = delete;
     };
+
+    /// Main thread, between call-outs: the threads that want the tree now have it first, so that a
+    /// main thread that always has something to do does not keep them out.
+    static void yieldIfWanted();
 
   private:
     friend class TreeAccess;
