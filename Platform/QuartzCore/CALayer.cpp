@@ -8,10 +8,15 @@
 
 namespace {
 
-/// Extent of the bounding box of a width × height rectangle under the 2 × 2 part of a transform.
+/// Extent of the bounding box of a width × height rectangle under the 2 × 2 part of a transform. A
+/// factor of 0 takes no part, so that an infinite side cannot spoil the other one.
 CGSize boundingSize(const CATransform3D &t, CGSize size) {
-    return {std::fabs(t.m11) * size.width + std::fabs(t.m21) * size.height,
-            std::fabs(t.m12) * size.width + std::fabs(t.m22) * size.height};
+    CGSize box{std::fabs(t.m11) * size.width, std::fabs(t.m22) * size.height};
+    if (t.m12 != 0 || t.m21 != 0) {
+        box.width += std::fabs(t.m21) * size.height;
+        box.height += std::fabs(t.m12) * size.width;
+    }
+    return box;
 }
 
 /// The transform as seen by a point of the layer's plane: (x, y) maps to
@@ -20,7 +25,7 @@ CGPoint project(const CATransform3D &t, CGFloat x, CGFloat y) {
     const CGFloat w = x * t.m14 + y * t.m24 + t.m44;
     const CGFloat px = x * t.m11 + y * t.m21 + t.m41;
     const CGFloat py = x * t.m12 + y * t.m22 + t.m42;
-    return w == 1 || w == 0 ? CGPoint{px, py} : CGPoint{px / w, py / w};
+    return w == 0 ? CGPoint{px, py} : CGPoint{px / w, py / w};
 }
 
 bool isAffine(const CATransform3D &t) { return t.m14 == 0 && t.m24 == 0 && t.m44 == 1; }
@@ -34,19 +39,31 @@ CGRect boxAround(const CGPoint (&corners)[4]) {
     return {{left, top}, {right - left, bottom - top}};
 }
 
-/// The size whose bounding box under `t` is `size`, or nothing for an axis that `t` squeezes away.
-CGSize sizeBeforeTransform(const CATransform3D &t, CGSize size, CGSize present) {
-    if (t.m12 == 0 && t.m21 == 0) {
-        return {t.m11 == 0 ? present.width : size.width / std::fabs(t.m11),
-                t.m22 == 0 ? present.height : size.height / std::fabs(t.m22)};
-    }
-    const CGFloat determinant = t.m11 * t.m22 - t.m12 * t.m21;
-    if (determinant == 0) {
+/// One side of the bounds from the same side of the frame under a pure scale.
+CGFloat unscaled(CGFloat side, CGFloat presentSide, CGFloat factor, CGFloat present) {
+    return side == presentSide || factor == 0 ? present : side / std::fabs(factor);
+}
+
+/// The size of the box around `frame` taken back through the transform; sides that the transform
+/// squeezes away, or that come out as no number, stay as they are at present.
+CGSize sizeBeforeTransform(const CATransform3D &t, CGSize frame, CGSize presentFrame,
+                           CGSize present) {
+    if (frame == presentFrame) {
         return present;
     }
-    return {
-        std::fabs(t.m22 / determinant) * size.width + std::fabs(t.m21 / determinant) * size.height,
-        std::fabs(t.m12 / determinant) * size.width + std::fabs(t.m11 / determinant) * size.height};
+    CGSize size = present;
+    const CGFloat determinant = t.m11 * t.m22 - t.m12 * t.m21;
+    if (t.m12 == 0 && t.m21 == 0) {
+        size = {unscaled(frame.width, presentFrame.width, t.m11, present.width),
+                unscaled(frame.height, presentFrame.height, t.m22, present.height)};
+    } else if (determinant != 0) {
+        size = {std::fabs(t.m22 / determinant) * frame.width +
+                    std::fabs(t.m21 / determinant) * frame.height,
+                std::fabs(t.m12 / determinant) * frame.width +
+                    std::fabs(t.m11 / determinant) * frame.height};
+    }
+    return {std::isfinite(size.width) ? size.width : present.width,
+            std::isfinite(size.height) ? size.height : present.height};
 }
 
 } // namespace
@@ -66,6 +83,14 @@ void CALayer::destroy() noexcept {
     }
 }
 
+void CALayer::setContents(Retained<CGImage> contents) {
+    const TreeAccess access;
+    if (!(_contents == contents)) {
+        std::swap(_contents, contents);
+        setNeedsComposite();
+    }
+}
+
 void CALayer::setBounds(const CGRect &bounds) {
     CGRect valid = bounds;
     valid.size.width = bounds.size.width > 0 ? bounds.size.width : 0;
@@ -81,10 +106,8 @@ CGRect CALayer::frame() const {
 
 void CALayer::setFrame(const CGRect &frame) {
     const TreeAccess access;
-    if (!(frame.size == boxAroundAnchor().size)) {
-        const CGSize size = sizeBeforeTransform(_transform, frame.size, _bounds.size);
-        setBounds({_bounds.origin, size});
-    }
+    setBounds({_bounds.origin, sizeBeforeTransform(_transform, frame.size, boxAroundAnchor().size,
+                                                   _bounds.size)});
     const CGPoint corner = boxAroundAnchor().origin;
     setPosition({frame.origin.x - corner.x, frame.origin.y - corner.y});
 }
@@ -95,9 +118,11 @@ CGRect CALayer::boxAroundAnchor() const {
     const CATransform3D &t = _transform;
     if (isAffine(t)) {
         const CGSize box = boundingSize(t, size);
-        const CGPoint middle =
-            project(t, (0.5 - _anchorPoint.x) * size.width, (0.5 - _anchorPoint.y) * size.height);
-        return {{middle.x - box.width / 2, middle.y - box.height / 2}, box};
+        const CGFloat x = (0.5 - _anchorPoint.x) * size.width;
+        const CGFloat y = (0.5 - _anchorPoint.y) * size.height;
+        return {{x * t.m11 + y * t.m21 + t.m41 - box.width / 2,
+                 x * t.m12 + y * t.m22 + t.m42 - box.height / 2},
+                box};
     }
     const CGFloat left = -_anchorPoint.x * size.width;
     const CGFloat top = -_anchorPoint.y * size.height;
@@ -109,12 +134,7 @@ CGRect CALayer::boxAroundAnchor() const {
 
 void CALayer::addSublayer(CALayer *layer) {
     const TreeAccess access;
-    for (const CALayer *ancestor = this; ancestor; ancestor = ancestor->_superlayer) {
-        if (ancestor == layer) {
-            return;
-        }
-    }
-    if (!layer) {
+    if (!layer || isInside(layer)) {
         return;
     }
     Retained<CALayer> kept(layer);
@@ -124,7 +144,17 @@ void CALayer::addSublayer(CALayer *layer) {
     setNeedsComposite();
 }
 
+bool CALayer::isInside(const CALayer *other) const {
+    const CALayer *layer = this;
+    while (layer && layer != other) {
+        layer = layer->_superlayer;
+    }
+    return layer != nullptr;
+}
+
+/// Searches from the end of the list: that is where layers are added, and taken when all go.
 void CALayer::removeFromSuperlayer() {
+    Retained<CALayer> alive;
     const TreeAccess access;
     CALayer *superlayer = std::exchange(_superlayer, nullptr);
     if (!superlayer) {
@@ -133,7 +163,7 @@ void CALayer::removeFromSuperlayer() {
     superlayer->setNeedsComposite();
     auto &siblings = superlayer->_sublayers;
     const auto entry = std::find(siblings.rbegin(), siblings.rend(), this);
-    const Retained<CALayer> alive = *entry;
+    alive = std::move(*entry);
     siblings.erase(std::next(entry).base());
 }
 
@@ -144,12 +174,5 @@ void CALayer::didComposite() {
     _changed = false;
     for (const Retained<CALayer> &sublayer : _sublayers) {
         sublayer->didComposite();
-    }
-}
-
-/// A layer is marked only together with everything above it, so the walk up ends at the first mark.
-void CALayer::setNeedsComposite() {
-    for (CALayer *layer = this; layer && !layer->_changed; layer = layer->_superlayer) {
-        layer->_changed = true;
     }
 }

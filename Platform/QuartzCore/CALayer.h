@@ -8,6 +8,7 @@
 #include "Platform/Foundation/TreeLock.h"
 #include "Platform/QuartzCore/CATransform3D.h"
 
+#include <utility>
 #include <vector>
 
 /// How a layer's contents fill its bounds.
@@ -61,11 +62,12 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// May be null.
     Retained<CGImage> contents() const { return read(_contents); }
-    void setContents(Retained<CGImage> contents) { write(_contents, std::move(contents)); }
+    void setContents(Retained<CGImage> contents);
 
-    /// Pixels of the contents a point, for gravities that keep the contents' own size; above 0.
+    /// Pixels of the contents a point, for gravities that keep the contents' own size; above 0
+    /// (anything else is kept as 1).
     CGFloat contentsScale() const { return read(_contentsScale); }
-    void setContentsScale(CGFloat scale) { write(_contentsScale, scale); }
+    void setContentsScale(CGFloat scale) { write(_contentsScale, scale > 0 ? scale : 1); }
 
     CALayerGravity contentsGravity() const { return read(_contentsGravity); }
     void setContentsGravity(CALayerGravity gravity) { write(_contentsGravity, gravity); }
@@ -73,15 +75,17 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     /// The bounding box of the transformed bounds, in the superlayer.
     CGRect frame() const;
 
-    /// Moves and resizes so that frame() becomes `frame`, with the transform kept. A size equal to
-    /// the frame's present one leaves the bounds as they are, to the bit; so does a transform that
-    /// squeezes an axis to nothing.
+    /// Moves and resizes so that frame() becomes `frame`, with the transform kept; under a rotation
+    /// by other than quarter turns, so that the bounds hold the frame taken back through it. A
+    /// length equal to the frame's present one leaves the bounds' length as it is, to the bit; so
+    /// does a transform that squeezes an axis to nothing.
     void setFrame(const CGRect &frame);
 
     /// Main thread: the sublayers back to front; valid until the list changes.
     const std::vector<Retained<CALayer>> &sublayers() const { return _sublayers; }
 
-    /// Puts the layer in front of the other sublayers, taking it from where it was.
+    /// Puts the layer in front of the other sublayers, taking it from where it was. Null, the layer
+    /// itself and a layer that holds this one are ignored.
     void addSublayer(CALayer *layer);
     void removeFromSuperlayer();
 
@@ -109,16 +113,23 @@ class PLATFORM_EXPORT CALayer : public NSObject {
         return field;
     }
 
-    template <class T> void write(T &field, T value) {
+    template <class T> void write(T &field, const T &value) {
         const TreeAccess access;
         if (!(field == value)) {
-            std::swap(field, value);
+            field = value;
             setNeedsComposite();
         }
     }
 
-    void setNeedsComposite();
+    /// A layer is marked only together with everything above it, so a mark ends the walk up.
+    void setNeedsComposite() {
+        for (CALayer *layer = this; layer && !layer->_changed; layer = layer->_superlayer) {
+            layer->_changed = true;
+        }
+    }
+
     CGRect boxAroundAnchor() const;
+    bool isInside(const CALayer *other) const;
 
     CGPoint _position;
     CGRect _bounds;

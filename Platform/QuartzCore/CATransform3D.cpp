@@ -2,6 +2,40 @@
 
 #include <cmath>
 
+namespace {
+
+/// About (0, 0, 1): the turn that a frame of animation makes over and over.
+CATransform3D rotationInPlane(CGFloat angle) {
+    const CGFloat s = std::sin(angle);
+    const CGFloat c = std::cos(angle);
+    CATransform3D result = CATransform3DIdentity;
+    result.m11 = c;
+    result.m12 = s;
+    result.m21 = -s;
+    result.m22 = c;
+    return result;
+}
+
+/// About an axis of length 1.
+CATransform3D rotationAbout(CGFloat ax, CGFloat ay, CGFloat az, CGFloat angle) {
+    const CGFloat s = std::sin(angle);
+    const CGFloat c = std::cos(angle);
+    const CGFloat t = 1 - c;
+    CATransform3D result = CATransform3DIdentity;
+    result.m11 = c + ax * ax * t;
+    result.m12 = ax * ay * t + az * s;
+    result.m13 = ax * az * t - ay * s;
+    result.m21 = ax * ay * t - az * s;
+    result.m22 = c + ay * ay * t;
+    result.m23 = ay * az * t + ax * s;
+    result.m31 = ax * az * t + ay * s;
+    result.m32 = ay * az * t - ax * s;
+    result.m33 = c + az * az * t;
+    return result;
+}
+
+} // namespace
+
 CATransform3D CATransform3DMakeTranslation(CGFloat x, CGFloat y, CGFloat z) {
     CATransform3D result = CATransform3DIdentity;
     result.m41 = x;
@@ -19,28 +53,14 @@ CATransform3D CATransform3DMakeScale(CGFloat x, CGFloat y, CGFloat z) {
 }
 
 CATransform3D CATransform3DMakeRotation(CGFloat angle, CGFloat x, CGFloat y, CGFloat z) {
-    const CGFloat length = std::sqrt(x * x + y * y + z * z);
+    if (x == 0 && y == 0 && z > 0) {
+        return rotationInPlane(angle);
+    }
+    const CGFloat length = std::hypot(x, y, z);
     if (!(length > 0)) {
         return CATransform3DIdentity;
     }
-    const CGFloat ax = x / length;
-    const CGFloat ay = y / length;
-    const CGFloat az = z / length;
-    const CGFloat s = std::sin(angle);
-    const CGFloat c = std::cos(angle);
-    const CGFloat t = 1 - c;
-
-    CATransform3D result = CATransform3DIdentity;
-    result.m11 = c + ax * ax * t;
-    result.m12 = ax * ay * t + az * s;
-    result.m13 = ax * az * t - ay * s;
-    result.m21 = ax * ay * t - az * s;
-    result.m22 = c + ay * ay * t;
-    result.m23 = ay * az * t + ax * s;
-    result.m31 = ax * az * t + ay * s;
-    result.m32 = ay * az * t - ax * s;
-    result.m33 = c + az * az * t;
-    return result;
+    return rotationAbout(x / length, y / length, z / length, angle);
 }
 
 CATransform3D CATransform3DConcat(const CATransform3D &a, const CATransform3D &b) {

@@ -77,18 +77,9 @@ void UIView::setBackgroundColor(const UIColor *color) {
 }
 
 void UIView::setContentMode(UIViewContentMode mode) {
+    const TreeAccess access;
     _contentMode.set(mode);
     _layer->setContentsGravity(gravityFor(mode));
-}
-
-NSUInteger UIView::subviewCount() const {
-    const TreeAccess access;
-    return _subviews.size();
-}
-
-UIView *UIView::subviewAtIndex(NSUInteger index) const {
-    const TreeAccess access;
-    return index < _subviews.size() ? _subviews[index].get() : nullptr;
 }
 
 void UIView::addSubview(UIView *view) {
@@ -105,7 +96,7 @@ void UIView::addSubview(UIView *view) {
 
 void UIView::removeFromSuperview() { detachFromSuperview(); }
 
-/// Leaves the tree without any subclass hearing of it: the way of re-parenting and destruction.
+/// Leaves the tree without any subclass hearing of it, as re-parenting does.
 void UIView::detachFromSuperview() {
     Retained<UIView> alive;
     const TreeAccess access;
@@ -135,8 +126,8 @@ void UIView::resizeSubviews(CGSize oldSize, CGSize newSize) {
         return;
     }
     for (NSUInteger i = 0; i < _subviews.size(); ++i) {
-        _subviews[i]->followSuperview(newSize.width - oldSize.width,
-                                      newSize.height - oldSize.height);
+        const Retained<UIView> subview = _subviews[i];
+        subview->followSuperview(newSize.width - oldSize.width, newSize.height - oldSize.height);
     }
 }
 

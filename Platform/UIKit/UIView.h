@@ -69,11 +69,17 @@ class PLATFORM_EXPORT UIView : public NSObject {
     /// Not owned; null for a view in no tree.
     UIView *superview() const { return _superview.get(); }
 
-    /// Subviews back to front. The list is copied off the main thread only.
-    NSUInteger subviewCount() const;
+    /// The subviews, back to front.
+    NSUInteger subviewCount() const {
+        const TreeAccess access;
+        return _subviews.size();
+    }
 
     /// Not owned; null beyond the end.
-    UIView *subviewAtIndex(NSUInteger index) const;
+    UIView *subviewAtIndex(NSUInteger index) const {
+        const TreeAccess access;
+        return index < _subviews.size() ? _subviews[index].get() : nullptr;
+    }
 
     /// Puts the view in front of the other subviews, taking it from where it was. Null, the view
     /// itself and a view that holds this one are ignored.
