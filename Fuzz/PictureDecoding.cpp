@@ -1,0 +1,95 @@
+// Picture files: either refused, or a bitmap within the bounds that keeps its promises and that
+// comes back unchanged from a PNG file of our own.
+
+#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImageEncoding.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+namespace {
+
+constexpr NSUInteger kMostPixelsToEncode = 4096;
+
+void require(bool condition) {
+    if (!condition) {
+        std::abort();
+    }
+}
+
+bool isPremultiplied(std::uint32_t pixel) {
+    const std::uint32_t alpha = pixel >> 24;
+    return (pixel >> 16 & 0xff) <= alpha && (pixel >> 8 & 0xff) <= alpha && (pixel & 0xff) <= alpha;
+}
+
+bool isOpaque(std::uint32_t pixel) { return pixel >> 24 == 0xff; }
+
+void checkRoundTrip(const CGImage &image) {
+    const auto file =
+        CGImageWritePNG(image.pixels(), image.width(), image.height(), image.width(), 1);
+    const auto again = CGImageCreateWithData(file);
+    require(again && again->width() == image.width() && again->height() == image.height());
+    const std::uint32_t *const end = image.pixels() + image.width() * image.height();
+    require(std::equal(image.pixels(), end, again->pixels()));
+}
+
+void check(std::span<const std::uint8_t> file) {
+    const auto image = CGImageCreateWithData(file);
+    if (!image) {
+        return;
+    }
+    require(CGImage::isSizeSupported(image->width(), image->height()));
+    const NSUInteger count = image->width() * image->height();
+    const std::uint32_t *const end = image->pixels() + count;
+    require(std::all_of(image->pixels(), end, isPremultiplied));
+    require(image->isOpaque() == std::all_of(image->pixels(), end, isOpaque));
+    if (count <= kMostPixelsToEncode) {
+        checkRoundTrip(*image);
+    }
+}
+
+std::uint32_t checksum(std::span<const std::uint8_t> bytes) {
+    std::uint32_t sum = ~0u;
+    for (const std::uint8_t byte : bytes) {
+        sum ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            sum = sum >> 1 ^ (sum & 1 ? 0xedb88320u : 0);
+        }
+    }
+    return ~sum;
+}
+
+std::uint32_t numberAt(const std::vector<std::uint8_t> &file, std::size_t position) {
+    return std::uint32_t{file[position]} << 24 | std::uint32_t{file[position + 1]} << 16 |
+           std::uint32_t{file[position + 2]} << 8 | file[position + 3];
+}
+
+/// Changes stop at the checksums of a PNG file's chunks unless somebody puts those right.
+void repairChecksums(std::vector<std::uint8_t> &file) {
+    std::size_t position = 8;
+    while (position + 12 <= file.size()) {
+        const std::size_t length = numberAt(file, position);
+        if (length > file.size() - position - 12) {
+            return;
+        }
+        const std::size_t end = position + 8 + length;
+        const std::uint32_t sum = checksum(std::span(file).subspan(position + 4, length + 4));
+        for (std::size_t i = 0; i < 4; ++i) {
+            file[end + i] = static_cast<std::uint8_t>(sum >> (24 - 8 * i));
+        }
+        position = end + 4;
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    check({data, size});
+    if (size > 8 && data[0] == 0x89) {
+        std::vector<std::uint8_t> repaired(data, data + size);
+        repairChecksums(repaired);
+        check(repaired);
+    }
+    return 0;
+}
