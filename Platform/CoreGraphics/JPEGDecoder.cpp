@@ -1,7 +1,9 @@
 #include "Platform/CoreGraphics/PictureBuffer.h"
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <turbojpeg.h>
 
@@ -54,8 +56,32 @@ bool hasAdobeSegment(Bytes file) {
     return false;
 }
 
+/// Within coded data 0xff never stands before this byte, so this counts what the decoder will meet,
+/// and at most those of a thumbnail besides.
+std::uint64_t countScans(Bytes file) {
+    constexpr std::uint8_t kScan[] = {0xff, kStartOfScan};
+    std::uint64_t count = 0;
+    auto position = file.begin();
+    while ((position = std::search(position, file.end(), std::begin(kScan), std::end(kScan))) !=
+           file.end()) {
+        ++count;
+        position += sizeof kScan;
+    }
+    return count;
+}
+
+/// Each scan passes over the whole picture, and a scan of nothing takes but a few bytes.
+bool isWorthDecoding(Bytes file, const Header &header) {
+    constexpr std::uint64_t kScansOfLargest = 32;
+    constexpr std::uint64_t kMostPixels = CGImage::kMaximumBytes / 4 * kScansOfLargest;
+    const auto width = static_cast<std::uint64_t>(header.width);
+    const auto height = static_cast<std::uint64_t>(header.height);
+    return CGImage::isSizeSupported(width, height) &&
+           countScans(file) <= kMostPixels / (width * height);
+}
+
 bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
-    constexpr int kFlags = TJFLAG_STOPONWARNING | TJFLAG_LIMITSCANS | TJFLAG_ACCURATEDCT;
+    constexpr int kFlags = TJFLAG_STOPONWARNING | TJFLAG_ACCURATEDCT;
     return tjDecompress2(handle, file.data(), file.size(), buffer.row(0),
                          static_cast<int>(buffer.width()), static_cast<int>(buffer.bytesPerRow()),
                          static_cast<int>(buffer.height()), format, kFlags) == 0;
@@ -66,7 +92,7 @@ bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
 Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file) {
     const Handle handle(tjInitDecompress());
     const Header header = handle ? readHeader(handle.get(), file) : Header();
-    if (!header.isSound()) {
+    if (!header.isSound() || !isWorthDecoding(file, header)) {
         return nullptr;
     }
     PictureBuffer buffer(static_cast<std::uint64_t>(header.width),
