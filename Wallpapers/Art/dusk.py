@@ -12,7 +12,7 @@ from svg import Drawing, Noise, mix, num, polygon, smooth, tapered
 WIDTH, HEIGHT = 1600, 1280
 SHORE = 868
 MOON = (884, 452)
-SPRAY = 1  # a different number grows different branches
+SPRAY = 4  # another number grows other branches
 
 SKY = [(0, "#17133a"), (.22, "#2c2054"), (.42, "#4f3273"), (.6, "#834d85"), (.75, "#b96d8a"),
        (.88, "#e39a90"), (1, "#f8c6a0")]
@@ -316,13 +316,14 @@ def _spray(drawing, random, trees, blooms, sigma, bark, opacity, scale):
             upper = [(x, y - w * .28) for (x, y), w in zip(points, widths)]
             drawing.add(f'<path d="{tapered(upper, [w * .3 for w in widths])}" fill="#8a5573" '
                         f'fill-opacity=".4"/>')
+        for points, _, _ in tree:
+            _buds(drawing, random, points, bark, scale)
         for points, _, depth in tree:
             for k, (x, y) in enumerate(points):
                 along = k / (len(points) - 1)
                 if depth == 2 and along < .5 or random.random() > (.36, .28, .26)[depth] + .28 * along:
                     continue
                 _bunch(drawing, random, blooms, x, y, scale)
-            _buds(drawing, random, points, bark, scale)
     drawing.add("</g>")
 
 

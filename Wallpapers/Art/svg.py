@@ -58,7 +58,7 @@ class Drawing:
         """A blur; sigma is one number, or one for each axis."""
         across, down = sigma if isinstance(sigma, tuple) else (sigma, sigma)
         x, y, w, h = self._box
-        margin = .08 * w  # past the edges, so that a blur does not fade out there
+        margin = max(60, .08 * w)  # past the edges, so that a blur does not fade out there
         return self.define(
             f'<filter id="{{id}}" filterUnits="userSpaceOnUse" x="{num(x - margin)}" '
             f'y="{num(y - margin)}" width="{num(w + 2 * margin)}" height="{num(h + 2 * margin)}" '
