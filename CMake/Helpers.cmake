@@ -17,4 +17,9 @@ function(lumivera_platform_row NAME)
     target_compile_definitions(${NAME} PRIVATE LUMIVERA_PLATFORM_BUILD)
     target_link_libraries(${NAME} PRIVATE ${ARGN})
     target_link_libraries(LumiveraPlatform PRIVATE ${NAME})
+
+    # The same objects once more for the tests of classes that the shared library hides. Linked
+    # behind the shared library, it gives only what that one does not.
+    add_library(${NAME}Internals STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:${NAME}>)
+    target_link_libraries(${NAME}Internals PRIVATE ${ARGN})
 endfunction()
