@@ -113,7 +113,8 @@ void FilmProgramSink::writeFrame(NSUInteger, std::span<const std::uint32_t> pixe
 }
 
 void FilmProgramSink::finish() {
-    if (!_program->finish()) {
+    // On a full disk some versions complain and then say that all went well.
+    if (!_program->finish() || !_program->complaint().empty()) {
         fail();
     }
     if (std::rename(_temporary.c_str(), _path.c_str()) != 0) {

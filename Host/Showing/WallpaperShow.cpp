@@ -90,11 +90,11 @@ void WallpaperShow::callOutBegins() {
 void WallpaperShow::callOutEnded() {
     _stage.callOutEnded();
     const bool hasChanged = _stage.root().layer()->needsComposite();
-    if (hasChanged && _wasAnimating) {
-        trace();
-    }
     if ((hasChanged || _isPictureLost) && _display.isVisible()) {
         draw();
+    }
+    if (hasChanged && _wasAnimating) {
+        trace();
     }
 }
 
