@@ -2,10 +2,10 @@
 
 #include "Animation/Common/ImageCache.h"
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+#include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/UIKit/UIScreen.h"
-#include "Tests/Animation/Support/LogLines.h"
-#include "Tests/Animation/Support/SimulatedMainLoop.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-class EntryPoints : public testing::Test {
+class EntryPoints : public SimulatedTimeTest {
   protected:
     ~EntryPoints() override {
         ImageCache::sharedInstance()->setResBundle(nullptr);
@@ -30,12 +30,10 @@ class EntryPoints : public testing::Test {
         return Retained<LumiveraView>(dynamic_cast<LumiveraView *>(getDeskTopViewInstance(bundle)));
     }
 
-    SimulatedMainLoop &loop() { return _loop; }
-    const LogLines &log() const { return _log; }
+    const LogRecorder &log() const { return _log; }
 
   private:
-    LogLines _log;
-    SimulatedMainLoop _loop;
+    LogRecorder _log;
 };
 
 TEST_F(EntryPoints, SayEmptyNameAndVersion) {
@@ -100,14 +98,14 @@ TEST_F(EntryPoints, MakeAViewThatAnimatesItsPetalsHalfASecondLater) {
     bundle.addPictures();
     bundle.describe("<key>sakura Count</key><integer>30</integer>");
     const auto view = makeView(bundle.open().get());
-    loop().run(0.499);
+    runForSeconds(0.499);
     EXPECT_EQ(view->subviewCount(), 1u);
-    loop().run(0.002);
+    runForSeconds(0.002);
     ASSERT_EQ(view->subviewCount(), 4u);
     UIView *const back = view->subviewAtIndex(1);
     ASSERT_EQ(back->subviewCount(), 13u);
     const CGPoint before = back->subviewAtIndex(0)->center();
-    loop().run(0.1);
+    runForSeconds(0.1);
     EXPECT_GT(back->subviewAtIndex(0)->center().y, before.y);
     view->stopAnimating();
 }
@@ -117,12 +115,12 @@ TEST_F(EntryPoints, LetTheViewsDeathEmptyTheImageCacheAndKeepItsBundle) {
     bundle.addPictures();
     const auto opened = bundle.open();
     auto view = makeView(opened.get());
-    loop().run(0.6);
+    runForSeconds(0.6);
     view->stopAnimating();
     ImageCache *const cache = ImageCache::sharedInstance();
     const auto background = cache->imageWithName("lumivera_background_.png");
     EXPECT_GE(background->retainCount(), 3u) << "ours, the cache's and the view's";
-    loop().settle();
+    runMainLoopUntilIdle();
     view = nullptr;
     EXPECT_EQ(background->retainCount(), 1u);
     EXPECT_EQ(ImageCache::sharedInstance(), cache);
@@ -135,12 +133,12 @@ TEST_F(EntryPoints, LoadADroppedViewsResourcesOnceAndLetItDie) {
     bundle.addPictures();
     auto view = makeView(bundle.open().get());
     const Weak<LumiveraView> watch(view.get());
-    loop().run(0.1);
+    runForSeconds(0.1);
     view = nullptr;
     EXPECT_TRUE(watch.lock());
-    loop().run(0.5);
+    runForSeconds(0.5);
     EXPECT_FALSE(watch.lock());
-    loop().settle();
+    runMainLoopUntilIdle();
     EXPECT_THAT(log().lines(), testing::ElementsAre("=========DeskTopView dealloc========="));
 }
 

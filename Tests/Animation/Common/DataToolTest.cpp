@@ -1,7 +1,7 @@
 #include "Animation/Common/DataTool.h"
 
-#include "Tests/Animation/Support/LogLines.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ TEST(DataTool, DoublesTheSlashOfADirectoryThatEndsInOne) {
 }
 
 TEST(DataTool, ListsNothingOfAnEmptyDirectoryAndLogsNothing) {
-    const LogLines log;
+    const LogRecorder log;
     const TemporaryFolder folder;
     const auto paths = DataTool::findDeskTopsBundlePathWithDirectory(folder.path());
     ASSERT_TRUE(paths);
@@ -53,7 +53,7 @@ TEST(DataTool, ListsNothingOfAnEmptyDirectoryAndLogsNothing) {
 }
 
 TEST(DataTool, LogsOneErrorAndGivesNothingForADirectoryThatIsMissing) {
-    const LogLines log;
+    const LogRecorder log;
     const TemporaryFolder folder;
     const std::string missing = folder.pathOf("missing");
     EXPECT_FALSE(DataTool::findDeskTopsBundlePathWithDirectory(missing));
@@ -62,7 +62,7 @@ TEST(DataTool, LogsOneErrorAndGivesNothingForADirectoryThatIsMissing) {
 }
 
 TEST(DataTool, LogsOneErrorForAFileInPlaceOfADirectory) {
-    const LogLines log;
+    const LogRecorder log;
     const TemporaryFolder folder;
     EXPECT_FALSE(DataTool::findDeskTopsBundlePathWithDirectory(folder.write("file", "x")));
     EXPECT_THAT(log.lines(), ElementsAre(testing::StartsWith("error: ")));
@@ -96,7 +96,7 @@ TEST(DataTool, TellsKeysApartByCaseAndBlanks) {
 }
 
 TEST(DataTool, GivesNoDescriptionValueAndNoMessageWhenAnythingIsMissing) {
-    const LogLines log;
+    const LogRecorder log;
     const WallpaperBundle bundle;
     const auto read = [](const std::string &path) {
         return DataTool::readDeskTopDescriptionWithKey_fromBundleFile("key", path);
@@ -122,7 +122,7 @@ TEST(DataTool, ReadsTheThumbnail) {
 }
 
 TEST(DataTool, GivesNoThumbnailWhenItIsMissingOrNoPicture) {
-    const LogLines log;
+    const LogRecorder log;
     const WallpaperBundle bundle;
     const auto read = DataTool::readDeskTopThumbnailImageFromBundleFile;
     EXPECT_FALSE(read(bundle.folder().path()));

@@ -2,8 +2,8 @@
 
 #include "Animation/Common/NSData+DataEncrypt.h"
 #include "Platform/UIKit/UIScreen.h"
-#include "Tests/Animation/Support/LogLines.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -54,7 +54,7 @@ TEST(SharedImageCache, IsTheSameObjectEachTime) {
 }
 
 TEST(SharedImageCache, StaysWithItsBundleButEmptyAfterItsRelease) {
-    const LogLines log;
+    const LogRecorder log;
     const WallpaperBundle bundle;
     bundle.addPicture("a.png", 3, 4);
     const auto opened = bundle.open();
@@ -217,7 +217,7 @@ TEST_F(ImageCacheTest, CachesNothingForAMissingNameAtTheScreensScale) {
 }
 
 TEST(ImageCache, LogsItsEndAndLetsGoOfItsBundle) {
-    const LogLines log;
+    const LogRecorder log;
     const WallpaperBundle bundle;
     const auto opened = bundle.open();
     {

@@ -1,8 +1,9 @@
 #include "Animation/Common/NSData+DataEncrypt.h"
 
 #include "Tests/Animation/Support/AllocationCounter.h"
-#include "Tests/Animation/Support/LogLines.h"
+#include "Tests/Animation/Support/MemoryFile.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,11 +39,10 @@ std::string record(const std::string &text) {
     return integer(static_cast<std::int32_t>(text.size())) + text;
 }
 
-/// Reads a pack of these bytes from a file.
 class ResourcePack : public testing::Test {
   protected:
     Datas read(std::string_view bytes) {
-        return DataEncrypt::readDatasFromFilePath(_folder.write("a.pack", bytes));
+        return DataEncrypt::readDatasFromFilePath(MemoryFile(bytes).path());
     }
 
     std::string written(const Datas &datas) {
@@ -56,7 +56,7 @@ class ResourcePack : public testing::Test {
 
   private:
     TemporaryFolder _folder;
-    LogLines _log;
+    LogRecorder _log;
 };
 
 TEST_F(ResourcePack, OfNothingIsTheCountAlone) {
@@ -141,9 +141,10 @@ TEST_F(ResourcePack, AllocatesNothingForAnAbsurdCountOrLength) {
                                  integer(1) + integer(absurd) + "a",
                                  integer(1) + record("a") + integer(absurd) + "b"};
     for (const std::string &pack : packs) {
-        const std::string file = folder().write("absurd.pack", pack);
+        const MemoryFile file(pack);
+        const std::string path = file.path();
         const std::size_t before = AllocationCounter::totalBytes();
-        EXPECT_TRUE(DataEncrypt::readDatasFromFilePath(file).empty());
+        EXPECT_TRUE(DataEncrypt::readDatasFromFilePath(path).empty());
         EXPECT_LT(AllocationCounter::totalBytes() - before, 64u * 1024);
     }
 }

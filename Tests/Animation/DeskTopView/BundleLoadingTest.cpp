@@ -1,9 +1,9 @@
 #include "Animation/DeskTopView/DeskTopView.h"
 
+#include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/UIKit/UIScreen.h"
-#include "Tests/Animation/Support/LogLines.h"
-#include "Tests/Animation/Support/SimulatedMainLoop.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ constexpr const char *kTiny = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libTinyWa
 constexpr const char *kNoEntryPoint = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libNoEntryPoint.so";
 
 /// A bundle whose description names a library.
-class BundleLoading : public testing::Test {
+class BundleLoading : public SimulatedTimeTest {
   protected:
     BundleLoading() {
         UIScreen::setMainScreen(makeRetained<UIScreen>(CGRectMake(0, 0, 640, 480), 1));
@@ -45,13 +45,11 @@ class BundleLoading : public testing::Test {
     }
 
     const WallpaperBundle &bundle() const { return _bundle; }
-    SimulatedMainLoop &loop() { return _loop; }
-    const LogLines &log() const { return _log; }
+    const LogRecorder &log() const { return _log; }
 
   private:
-    LogLines _log;
+    LogRecorder _log;
     WallpaperBundle _bundle;
-    SimulatedMainLoop _loop;
 };
 
 TEST_F(BundleLoading, GivesAViewThatLivesAndAnimatesAfterItsLibraryWasClosed) {
@@ -60,7 +58,7 @@ TEST_F(BundleLoading, GivesAViewThatLivesAndAnimatesAfterItsLibraryWasClosed) {
     ASSERT_TRUE(view);
     EXPECT_EQ(view->retainCount(), 2u) << "ours and the deferred loading's";
     EXPECT_EQ(view->frame().size.width, static_cast<CGFloat>(bundle().folder().path().size()));
-    loop().run(0.5 + 1);
+    runForSeconds(0.5 + 1);
     EXPECT_TRUE(view->isAnimating());
     EXPECT_GE(view->offset(), 40.0);
     view->gestureAction_atPoint(2, {3, 4});
@@ -68,7 +66,7 @@ TEST_F(BundleLoading, GivesAViewThatLivesAndAnimatesAfterItsLibraryWasClosed) {
     EXPECT_EQ(view->speedLevel(), 3);
     view->stopAnimating();
     view = nullptr;
-    loop().settle();
+    runMainLoopUntilIdle();
 }
 
 TEST_F(BundleLoading, GivesTheSameKindOfViewAgain) {
@@ -78,7 +76,7 @@ TEST_F(BundleLoading, GivesTheSameKindOfViewAgain) {
     ASSERT_TRUE(first);
     ASSERT_TRUE(second);
     EXPECT_NE(first.get(), second.get());
-    loop().run(0.6);
+    runForSeconds(0.6);
     EXPECT_TRUE(first->isAnimating());
     EXPECT_TRUE(second->isAnimating());
 }
@@ -89,7 +87,7 @@ TEST_F(BundleLoading, LoadsThePetalWallpaperThroughTheSameDoor) {
     auto view = load();
     ASSERT_TRUE(view);
     EXPECT_EQ(view->frame(), CGRectMake(0, 0, 320, 480));
-    loop().run(0.5 + 0.2);
+    runForSeconds(0.5 + 0.2);
     EXPECT_TRUE(view->isAnimating());
     ASSERT_EQ(view->subviewCount(), 4u);
     EXPECT_EQ(view->subviewAtIndex(1)->subviewCount(), 53u) << "of 120, as no count is given";
@@ -102,7 +100,7 @@ TEST_F(BundleLoading, LoadsTheBundleThatShips) {
     const NSAutoreleasePool pool;
     const Retained<DeskTopView> view(DeskTopView::createDeskTopViewFromBundle(shipped.get()));
     ASSERT_TRUE(view);
-    loop().run(0.6);
+    runForSeconds(0.6);
     EXPECT_TRUE(view->bgView()->image());
     EXPECT_TRUE(view->isAnimating());
 }

@@ -1,6 +1,5 @@
-#include "Tests/Animation/Support/LogLines.h"
 #include "Tests/Animation/Support/RecordingView.h"
-#include "Tests/Animation/Support/SimulatedMainLoop.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,9 +11,14 @@ using testing::ElementsAre;
 constexpr Clock::Nanoseconds kMillisecond = 1'000'000;
 
 /// A view at whose frames a test looks, and time from the start of its animation.
-class DeskTopViewLoop : public testing::Test {
+class DeskTopViewLoop : public SimulatedTimeTest {
   protected:
-    DeskTopViewLoop() { _loop.run(1); }
+    DeskTopViewLoop() { runForSeconds(1); }
+
+    void TearDown() override {
+        _view = nullptr;
+        SimulatedTimeTest::TearDown();
+    }
 
     /// The frames' times so far, in milliseconds since the animation was started.
     std::vector<double> frameTimes() const {
@@ -31,21 +35,19 @@ class DeskTopViewLoop : public testing::Test {
     }
 
     /// Serves everything that is due before, but not at, that many seconds from now.
-    void runShortOf(NSTimeInterval seconds) { _loop.run(seconds - 1e-9); }
+    void runShortOf(NSTimeInterval seconds) { runForSeconds(seconds - 1e-9); }
 
     static void keepBusy(NSTimeInterval seconds) { NSThread::sleepForTimeInterval(seconds); }
 
     RecordingView &view() { return *_view; }
     Recording &recording() { return _recording; }
-    SimulatedMainLoop &loop() { return _loop; }
     NSUInteger loopCount() const { return _view->operationQueue().operationCount(); }
     void dropView() { _view = nullptr; }
     Retained<RecordingView> takeView() { return std::move(_view); }
 
   private:
-    LogLines _log;
+    LogRecorder _log;
     Recording _recording;
-    SimulatedMainLoop _loop;
     Retained<RecordingView> _view =
         makeRetained<RecordingView>(CGRectMake(0, 0, 320, 480), _recording);
     Clock::Nanoseconds _start = 0;
@@ -124,28 +126,28 @@ TEST_F(DeskTopViewLoop, IsNotTroubledByAStopBeforeItRan) {
     view().pauseAnimating();
     EXPECT_FALSE(view().isAnimating());
     EXPECT_EQ(loopCount(), 0u);
-    loop().run(1);
+    runForSeconds(1);
     EXPECT_TRUE(recording().frames.empty());
 }
 
 TEST_F(DeskTopViewLoop, MakesNoFrameWhenItIsStoppedBeforeItsThreadBegan) {
     start();
     view().stopAnimating();
-    loop().run(1);
+    runForSeconds(1);
     EXPECT_TRUE(recording().frames.empty());
     EXPECT_EQ(loopCount(), 0u);
 }
 
 TEST_F(DeskTopViewLoop, EndsWithinAFramesTimeOfAStop) {
     start();
-    loop().run(0.110);
+    runForSeconds(0.110);
     view().stopAnimating();
     EXPECT_FALSE(view().isAnimating());
     EXPECT_EQ(loopCount(), 1u) << "it still sleeps";
-    loop().run(0.015);
-    loop().run(0);
+    runForSeconds(0.015);
+    runForSeconds(0);
     EXPECT_EQ(recording().frames.size(), 5u);
-    loop().settle();
+    runMainLoopUntilIdle();
     EXPECT_EQ(loopCount(), 0u);
     EXPECT_EQ(recording().frames.size(), 5u);
 }
@@ -157,7 +159,7 @@ TEST_F(DeskTopViewLoop, EndsAfterTheFrameThatStopsIt) {
         }
     };
     start();
-    loop().run(1);
+    runForSeconds(1);
     EXPECT_EQ(recording().frames.size(), 3u);
     EXPECT_EQ(loopCount(), 0u);
 }
@@ -171,17 +173,17 @@ TEST_F(DeskTopViewLoop, MakesTheOneFrameThatItHadHandedOverBeforeAStop) {
         },
         0.010);
     start();
-    loop().run(1);
+    runForSeconds(1);
     EXPECT_THAT(frameTimes(), ElementsAre(0, 30));
     EXPECT_EQ(loopCount(), 0u);
 }
 
 TEST_F(DeskTopViewLoop, PausesAndResumesWhenTheOldLoopIsWaitedOut) {
     start();
-    loop().run(0.110);
+    runForSeconds(0.110);
     view().pauseAnimating();
     EXPECT_FALSE(view().isAnimating());
-    loop().run(0.490);
+    runForSeconds(0.490);
     EXPECT_EQ(loopCount(), 0u);
     EXPECT_EQ(recording().frames.size(), 5u);
     view().resumeAnimating();
@@ -194,7 +196,7 @@ TEST_F(DeskTopViewLoop, PausesAndResumesWhenTheOldLoopIsWaitedOut) {
 
 TEST_F(DeskTopViewLoop, IsJoinedByAnotherWhenAPauseIsResumedAtOnce) {
     start();
-    loop().run(0.110);
+    runForSeconds(0.110);
     view().pauseAnimating();
     view().resumeAnimating();
     EXPECT_EQ(loopCount(), 2u);
@@ -206,7 +208,7 @@ TEST_F(DeskTopViewLoop, IsJoinedByAnotherWhenAPauseIsResumedAtOnce) {
     EXPECT_THAT(std::vector<double>(times.begin(), times.begin() + 4),
                 ElementsAre(110, 125, 135, 150));
     view().stopAnimating();
-    loop().run(0.1);
+    runForSeconds(0.1);
     EXPECT_EQ(loopCount(), 0u) << "a stop ends both";
 }
 
@@ -214,13 +216,13 @@ TEST_F(DeskTopViewLoop, StopsWhenTheViewIsTakenFromItsSuperview) {
     const auto parent = UIView::initWithFrame(CGRectMake(0, 0, 320, 480));
     parent->addSubview(&view());
     start();
-    loop().run(0.05);
+    runForSeconds(0.05);
     const std::size_t frames = recording().frames.size();
     view().removeFromSuperview();
     EXPECT_FALSE(view().isAnimating());
     EXPECT_EQ(view().superview(), nullptr);
     EXPECT_EQ(parent->subviewCount(), 0u);
-    loop().run(1);
+    runForSeconds(1);
     EXPECT_EQ(recording().frames.size(), frames);
 }
 
@@ -229,7 +231,7 @@ TEST_F(DeskTopViewLoop, RunsOnWhenTheViewIsPutIntoAnotherOrItsParentDies) {
     auto other = UIView::initWithFrame(CGRectMake(0, 0, 320, 480));
     parent->addSubview(&view());
     start();
-    loop().run(0.05);
+    runForSeconds(0.05);
     other->addSubview(&view());
     EXPECT_TRUE(view().isAnimating());
     other = nullptr;
@@ -240,12 +242,12 @@ TEST_F(DeskTopViewLoop, RunsOnWhenTheViewIsPutIntoAnotherOrItsParentDies) {
 
 TEST_F(DeskTopViewLoop, EndsQuietlyWhenItsViewDiesWhileItSleeps) {
     start();
-    loop().run(0.110);
+    runForSeconds(0.110);
     const std::size_t frames = recording().frames.size();
     dropView();
     EXPECT_EQ(recording().destructions, 1) << "nothing but the sleeping loop is left";
     EXPECT_TRUE(recording().diedOnMainThread);
-    loop().run(0.1);
+    runForSeconds(0.1);
     EXPECT_EQ(NSThread::detachedThreadCount(), 0u);
     EXPECT_EQ(recording().frames.size(), frames);
 }
@@ -258,7 +260,7 @@ TEST_F(DeskTopViewLoop, KeepsItsViewAliveDuringAFrame) {
         }
     };
     start();
-    loop().run(0.1);
+    runForSeconds(0.1);
     EXPECT_EQ(recording().frames.size(), 2u);
     EXPECT_EQ(recording().destructions, 1);
     EXPECT_TRUE(recording().diedOnMainThread);
@@ -267,13 +269,13 @@ TEST_F(DeskTopViewLoop, KeepsItsViewAliveDuringAFrame) {
 
 TEST_F(DeskTopViewLoop, LetsItsViewDieOnTheMainThreadWhoeverDropsItLast) {
     start();
-    loop().run(0.110);
+    runForSeconds(0.110);
     auto *last = takeView().leak();
     NSThread::detachNewThread(nullptr, [last] {
         EXPECT_FALSE(NSThread::isMainThread());
         last->release();
     });
-    loop().run(0.1);
+    runForSeconds(0.1);
     EXPECT_EQ(recording().destructions, 1);
     EXPECT_TRUE(recording().diedOnMainThread);
     EXPECT_EQ(NSThread::detachedThreadCount(), 0u);
@@ -283,35 +285,35 @@ TEST_F(DeskTopViewLoop, StopsWithItsView) {
     start();
     NSUInteger threads = 0;
     view().onFrame = [&] { threads = NSThread::detachedThreadCount(); };
-    loop().run(0.05);
+    runForSeconds(0.05);
     EXPECT_EQ(threads, 1u);
     dropView();
-    loop().settle();
+    runMainLoopUntilIdle();
     EXPECT_EQ(NSThread::detachedThreadCount(), 0u);
 }
 
-TEST(DeskTopViewDeath, IsLoggedAndTouchesNoDelegate) {
+class DeskTopViewDeath : public SimulatedTimeTest {};
+
+TEST_F(DeskTopViewDeath, IsLoggedAndTouchesNoDelegate) {
     struct Delegate : DeskTopViewDelegate {
         int value = 7;
     } delegate;
-    const LogLines log;
-    SimulatedMainLoop loop;
+    const LogRecorder log;
     Recording recording;
     auto view = makeRetained<RecordingView>(CGRect(), recording);
     view->setDestTopViewDelegate(&delegate);
-    loop.run(1);
+    runForSeconds(1);
     EXPECT_THAT(log.lines(), ElementsAre());
     view = nullptr;
     EXPECT_THAT(log.lines(), ElementsAre("=========DeskTopView dealloc========="));
     EXPECT_EQ(delegate.value, 7);
 }
 
-TEST(DeskTopViewDeath, LetsGoOfTheBackground) {
-    SimulatedMainLoop loop;
+TEST_F(DeskTopViewDeath, LetsGoOfTheBackground) {
     Recording recording;
     auto view = makeRetained<RecordingView>(CGRect(), recording);
     const Retained<UIImageView> background(view->bgView());
-    loop.run(1);
+    runForSeconds(1);
     EXPECT_GT(background->retainCount(), 1u);
     view = nullptr;
     EXPECT_EQ(background->retainCount(), 1u);

@@ -1,9 +1,8 @@
 #include "Animation/DeskTopView/DeskTopView.h"
 
-#include "Tests/Animation/Support/LogLines.h"
 #include "Tests/Animation/Support/Pictures.h"
 #include "Tests/Animation/Support/RecordingView.h"
-#include "Tests/Animation/Support/SimulatedMainLoop.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,13 +14,11 @@ namespace {
 
 constexpr CGRect kFrame = CGRectMake(10, 20, 320, 480);
 
-class DeskTopViewTest : public testing::Test {
+class DeskTopViewTest : public SimulatedTimeTest {
   protected:
     DeskTopView &view() { return *_view; }
-    SimulatedMainLoop &loop() { return _loop; }
 
   private:
-    SimulatedMainLoop _loop;
     Retained<DeskTopView> _view = DeskTopView::initWithFrame(kFrame);
 };
 
@@ -139,11 +136,11 @@ TEST_F(DeskTopViewTest, AppliesItsScaleAgainWithANewBackground) {
 TEST_F(DeskTopViewTest, LetsTimeComeAtFirstAndThenAfterMoreThanTheInterval) {
     EXPECT_TRUE(view().timeComeWithInterval(0.5));
     EXPECT_FALSE(view().timeComeWithInterval(0.5));
-    loop().run(0.5);
+    runForSeconds(0.5);
     EXPECT_FALSE(view().timeComeWithInterval(0.5)) << "exactly the interval is not more";
-    loop().run(0.25);
+    runForSeconds(0.25);
     EXPECT_TRUE(view().timeComeWithInterval(0.5)) << "a refusal does not count";
-    loop().run(0.25);
+    runForSeconds(0.25);
     EXPECT_FALSE(view().timeComeWithInterval(0.5));
 }
 
@@ -151,7 +148,7 @@ TEST_F(DeskTopViewTest, LetsTimeComeWheneverTheClockAdvancedForAnIntervalOfZero)
     EXPECT_TRUE(view().timeComeWithInterval(0));
     EXPECT_FALSE(view().timeComeWithInterval(0));
     for (int turn = 0; turn < 5; ++turn) {
-        loop().run(0.001);
+        runForSeconds(0.001);
         EXPECT_TRUE(view().timeComeWithInterval(0));
     }
 }
@@ -166,41 +163,40 @@ TEST_F(DeskTopViewTest, KeepsOneTimeForEachView) {
     EXPECT_TRUE(other->timeComeWithInterval(10));
 }
 
-TEST(DeskTopViewLoading, BeginsHalfASecondAfterCreationOnAThreadOfItsOwnOnce) {
-    SimulatedMainLoop loop;
+class DeskTopViewLoading : public SimulatedTimeTest {};
+
+TEST_F(DeskTopViewLoading, BeginsHalfASecondAfterCreationOnAThreadOfItsOwnOnce) {
     Recording recording;
     const auto view = makeRetained<RecordingView>(kFrame, recording);
-    loop.run(0.499999999);
+    runForSeconds(0.499999999);
     EXPECT_EQ(recording.loadings, 0);
-    loop.run(0.000000001);
-    loop.run(0);
-    loop.settle();
+    runForSeconds(0.000000001);
+    runForSeconds(0);
+    runMainLoopUntilIdle();
     EXPECT_EQ(recording.loadings, 1);
     EXPECT_EQ(recording.loadedAt - SimulatedClock::kStart, 500'000'000);
     EXPECT_FALSE(recording.loadedOnMainThread);
-    loop.run(60);
+    runForSeconds(60);
     EXPECT_EQ(recording.loadings, 1);
 }
 
-TEST(DeskTopViewLoading, DoesNotStartTheClock) {
-    SimulatedMainLoop loop;
+TEST_F(DeskTopViewLoading, DoesNotStartTheClock) {
     Recording recording;
     const auto view = makeRetained<RecordingView>(kFrame, recording);
-    loop.run(5);
+    runForSeconds(5);
     EXPECT_FALSE(view->isAnimating());
     EXPECT_TRUE(recording.frames.empty());
 }
 
-TEST(DeskTopViewLoading, StillHappensOnceWhenTheViewIsDroppedBeforeAndIsItsLastAct) {
-    const LogLines log;
-    SimulatedMainLoop loop;
+TEST_F(DeskTopViewLoading, StillHappensOnceWhenTheViewIsDroppedBeforeAndIsItsLastAct) {
+    const LogRecorder log;
     Recording recording;
     auto view = makeRetained<RecordingView>(kFrame, recording);
-    loop.run(0.1);
+    runForSeconds(0.1);
     view = nullptr;
-    loop.run(0.3);
+    runForSeconds(0.3);
     EXPECT_EQ(recording.destructions, 0);
-    loop.run(0.2);
+    runForSeconds(0.2);
     EXPECT_EQ(recording.loadings, 1);
     EXPECT_EQ(recording.destructions, 1);
     EXPECT_TRUE(recording.diedOnMainThread);

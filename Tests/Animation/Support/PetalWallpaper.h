@@ -3,10 +3,9 @@
 #include "Animation/Common/ImageCache.h"
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Platform/UIKit/UIScreen.h"
-#include "Tests/Animation/Support/LogLines.h"
 #include "Tests/Animation/Support/SakuraProbe.h"
-#include "Tests/Animation/Support/SimulatedMainLoop.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +13,7 @@
 #include <vector>
 
 /// A petal wallpaper of 320 × 480 points over a bundle with all its pictures, in simulated time.
-class PetalWallpaper : public testing::Test {
+class PetalWallpaper : public SimulatedTimeTest {
   protected:
     static constexpr CGRect kFrame = CGRectMake(0, 0, 320, 480);
 
@@ -25,27 +24,25 @@ class PetalWallpaper : public testing::Test {
         _view = LumiveraView::initWithFrame(kFrame);
     }
 
-    ~PetalWallpaper() override {
-        _view->stopAnimating();
+    void TearDown() override {
         _view = nullptr;
-        _loop.settle();
+        SimulatedTimeTest::TearDown();
         ImageCache::sharedInstance()->setResBundle(nullptr);
         UIScreen::setMainScreen(nullptr);
     }
 
     LumiveraView &view() { return *_view; }
-    SimulatedMainLoop &loop() { return _loop; }
     const WallpaperBundle &bundle() const { return _bundle; }
 
     /// Has the resources loaded and the loop ended before its first frame: from here on a test
     /// makes the frames itself.
     void load() {
-        _loop.run(0.499999999);
+        runForSeconds(0.499999999);
         const auto stopsTheLoop = [this] { _view->stopAnimating(); };
         _view->setSakuraCount(0);
-        _loop.run(0.000000001);
+        runForSeconds(0.000000001);
         NSRunLoop::mainRunLoop().performSelector_afterDelay(nullptr, "", stopsTheLoop, 0.01);
-        _loop.run(0.1);
+        runForSeconds(0.1);
         ASSERT_EQ(_view->operationQueue().operationCount(), 0u);
     }
 
@@ -82,8 +79,7 @@ class PetalWallpaper : public testing::Test {
     }
 
   private:
-    LogLines _log;
-    SimulatedMainLoop _loop;
+    LogRecorder _log;
     WallpaperBundle _bundle;
     Retained<LumiveraView> _view;
 };

@@ -155,20 +155,20 @@ TEST_F(LumiveraFrame, BringsOnePetalBackInAnIntervalTheFirstInTheWalk) {
     putOut(front);
     putOut(older);
     putOut(newer);
-    loop().run(0.2);
+    runForSeconds(0.2);
     view().doAnimating();
     EXPECT_FALSE(isOut(older));
     EXPECT_TRUE(isOut(newer));
     EXPECT_TRUE(isOut(front));
-    loop().run(0.160);
+    runForSeconds(0.160);
     view().doAnimating();
     EXPECT_TRUE(isOut(newer)) << "a sixth of a second has not passed";
     EXPECT_GT(newer.center().y, 1001.5) << "it keeps falling meanwhile";
-    loop().run(0.010);
+    runForSeconds(0.010);
     view().doAnimating();
     EXPECT_FALSE(isOut(newer));
     EXPECT_TRUE(isOut(front));
-    loop().run(0.170);
+    runForSeconds(0.170);
     view().doAnimating();
     EXPECT_FALSE(isOut(front));
 }
@@ -180,7 +180,7 @@ TEST_F(LumiveraFrame, BringsNoMoreThanOnePetalBackInAFrame) {
     for (Sakura *each : petals()) {
         putOut(*each);
     }
-    loop().run(0.025);
+    runForSeconds(0.025);
     view().doAnimating();
     const auto all = petals();
     EXPECT_EQ(std::count_if(all.begin(), all.end(), [](Sakura *each) { return isOut(*each); }),
@@ -191,7 +191,7 @@ TEST_F(LumiveraFrame, SpendsNoTimeOnPetalsThatAreInBounds) {
     load();
     makePetals(30);
     spendTheThrottle();
-    loop().run(0.2);
+    runForSeconds(0.2);
     view().doAnimating();
     EXPECT_TRUE(view().timeCome());
 }
@@ -199,14 +199,14 @@ TEST_F(LumiveraFrame, SpendsNoTimeOnPetalsThatAreInBounds) {
 TEST_F(LumiveraFrame, LetsTimeComeAfterFiveSecondsShareOfAPetalTimesTheScale) {
     view().setSakuraCount(40);
     EXPECT_TRUE(view().timeCome());
-    loop().run(0.125);
+    runForSeconds(0.125);
     EXPECT_FALSE(view().timeCome()) << "an eighth of a second is not more than one";
-    loop().run(0.001);
+    runForSeconds(0.001);
     EXPECT_TRUE(view().timeCome());
     view().setScale(2);
-    loop().run(0.250);
+    runForSeconds(0.250);
     EXPECT_FALSE(view().timeCome());
-    loop().run(0.001);
+    runForSeconds(0.001);
     EXPECT_TRUE(view().timeCome());
 }
 
@@ -217,7 +217,7 @@ TEST_F(LumiveraFrame, NeverBringsAPetalBackForACountOfZero) {
     EXPECT_THAT(petalCounts(), ElementsAre(1, 1, 1));
     putOut(petal(0, 0));
     for (int frame = 0; frame < 40; ++frame) {
-        loop().run(1);
+        runForSeconds(1);
         view().doAnimating();
     }
     EXPECT_TRUE(isOut(petal(0, 0)));
@@ -231,7 +231,7 @@ TEST_F(LumiveraFrame, SendsAPetalOutAgainAtOnceWhenTheOffsetIsBeyondTheScreen) {
     spendTheThrottle();
     for (int turn = 0; turn < 3; ++turn) {
         ScriptedRandom random;
-        loop().run(0.2);
+        runForSeconds(0.2);
         view().doAnimating();
         EXPECT_EQ(random.drawCount(), 4u);
         EXPECT_GE(petal(0, 0).center().x, 1000.0);

@@ -2,11 +2,11 @@
 
 #include "Animation/Common/ImageCache.h"
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+#include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/UIKit/UIScreen.h"
 #include "Tests/Animation/Support/AllocationCounter.h"
-#include "Tests/Animation/Support/LogLines.h"
-#include "Tests/Animation/Support/SimulatedMainLoop.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ void PrintTo(const MemoryUse &use, std::ostream *out) {
 }
 
 /// A wallpaper whose user never rests.
-class RestlessHour : public testing::Test {
+class RestlessHour : public SimulatedTimeTest {
   protected:
     RestlessHour() {
         UIScreen::setMainScreen(makeRetained<UIScreen>(CGRectMake(0, 0, 320, 480), 1));
@@ -35,13 +35,13 @@ class RestlessHour : public testing::Test {
         const NSAutoreleasePool pool;
         _view = Retained<LumiveraView>(
             static_cast<LumiveraView *>(getDeskTopViewInstance(_bundle.open().get())));
-        _loop.run(0.6);
+        runForSeconds(0.6);
         std::srand(1);
     }
 
-    ~RestlessHour() override {
-        _view->stopAnimating();
+    void TearDown() override {
         _view = nullptr;
+        SimulatedTimeTest::TearDown();
         ImageCache::sharedInstance()->setResBundle(nullptr);
         UIScreen::setMainScreen(nullptr);
     }
@@ -50,25 +50,24 @@ class RestlessHour : public testing::Test {
     void spendAMinute() {
         for (int second = 0; second < 60; ++second) {
             act();
-            _loop.run(1);
+            runForSeconds(1);
         }
         _view->setSakuraCount(300);
-        _loop.run(0.1);
+        runForSeconds(0.1);
         _view->setSakuraCount(30);
-        _loop.run(0.1);
+        runForSeconds(0.1);
     }
 
     /// The use of memory, after a little more time if that helps to reach `expected`: a thread
     /// that ended may not have given its last block back yet.
     MemoryUse memoryUse(const MemoryUse &expected) {
         for (int turn = 0; turn < 40 && !(MemoryUse() == expected); ++turn) {
-            _loop.run(0.025);
+            runForSeconds(0.025);
         }
         return MemoryUse();
     }
 
     LumiveraView &view() { return *_view; }
-    SimulatedMainLoop &loop() { return _loop; }
 
   private:
     int below(int limit) { return static_cast<int>(_random() % static_cast<unsigned>(limit)); }
@@ -90,15 +89,14 @@ class RestlessHour : public testing::Test {
             break;
         case 5:
             _view->pauseAnimating();
-            _loop.run(0.05);
+            runForSeconds(0.05);
             EXPECT_EQ(_view->operationQueue().operationCount(), 0u);
             _view->resumeAnimating();
             break;
         }
     }
 
-    LogLines _log;
-    SimulatedMainLoop _loop;
+    LogRecorder _log;
     WallpaperBundle _bundle;
     Retained<LumiveraView> _view;
     std::mt19937 _random{7};
@@ -111,7 +109,7 @@ TEST_F(RestlessHour, EndsWithTheMemoryUseOfItsFirstMinute) {
         spendAMinute();
     }
     EXPECT_EQ(memoryUse(afterFirstMinute), afterFirstMinute);
-    EXPECT_GE(loop().now(), 3600 * Clock::Nanoseconds{1'000'000'000});
+    EXPECT_GE(now() - SimulatedClock::kStart, 3600 * Clock::Nanoseconds{1'000'000'000});
     EXPECT_TRUE(view().isAnimating());
 }
 

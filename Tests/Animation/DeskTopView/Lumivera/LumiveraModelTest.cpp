@@ -192,7 +192,7 @@ class LumiveraModel : public PetalWallpaper {
             if (HasFatalFailure()) {
                 return;
             }
-            loop().run(0.025);
+            runForSeconds(0.025);
         }
         EXPECT_GT(model.recycled, 100);
     }

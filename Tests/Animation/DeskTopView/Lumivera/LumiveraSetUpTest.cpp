@@ -26,12 +26,12 @@ TEST_F(LumiveraSetUp, StartsWithThirtyPetalsWantedAndNothingLoaded) {
 
 TEST_F(LumiveraSetUp, LoadsItsResourcesHalfASecondLaterAndStarts) {
     ScriptedRandom random;
-    loop().run(0.499);
+    runForSeconds(0.499);
     EXPECT_EQ(view().subviewCount(), 1u);
     EXPECT_FALSE(view().isAnimating());
     const auto before = std::time(nullptr);
-    loop().run(0.001);
-    loop().run(0.001);
+    runForSeconds(0.001);
+    runForSeconds(0.001);
     const auto after = std::time(nullptr);
     EXPECT_TRUE(view().isAnimating());
     EXPECT_EQ(view().bgView()->image()->size(), CGSizeMake(32, 48));
@@ -83,14 +83,14 @@ TEST_F(LumiveraSetUp, ShowsNothingBehindThePetalsWithoutABackgroundPicture) {
 
 TEST_F(LumiveraSetUp, StaysEmptyWhenItWasStartedBeforeItLoadedUntilTheCountChanges) {
     view().startAnimating();
-    loop().run(2);
+    runForSeconds(2);
     EXPECT_EQ(view().operationQueue().operationCount(), 1u) << "loading starts no second loop";
     EXPECT_THAT(petalCounts(), ElementsAre(0, 0, 0));
     view().setSakuraCount(29);
-    loop().run(0.1);
+    runForSeconds(0.1);
     EXPECT_THAT(petalCounts(), ElementsAre(0, 0, 0)) << "a smaller count only trims";
     view().setSakuraCount(59);
-    loop().run(0.1);
+    runForSeconds(0.1);
     EXPECT_THAT(petalCounts(), ElementsAre(13, 10, 7)) << "the difference";
 }
 

@@ -4,8 +4,8 @@
 #include "Platform/Foundation/NSRunLoop.h"
 #include "Platform/Foundation/NSThread.h"
 #include "Platform/UIKit/UIScreen.h"
-#include "Tests/Animation/Support/LogLines.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
+#include "Tests/Support/SimulatedTime.h"
 
 #include <gtest/gtest.h>
 
@@ -73,7 +73,7 @@ class LumiveraThreads : public testing::Test {
     }
 
   private:
-    LogLines _log;
+    LogRecorder _log;
     WallpaperBundle _bundle;
 };
 
