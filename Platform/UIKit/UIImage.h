@@ -9,8 +9,16 @@
 #include <span>
 #include <string>
 
-enum class UIImageOrientation { Up, Down, Left, Right, UpMirrored, DownMirrored, LeftMirrored,
-                                RightMirrored };
+enum class UIImageOrientation {
+    Up,
+    Down,
+    Left,
+    Right,
+    UpMirrored,
+    DownMirrored,
+    LeftMirrored,
+    RightMirrored
+};
 
 /// A bitmap with the density it is meant for. Never changes. Any thread.
 class PLATFORM_EXPORT UIImage final : public NSObject {
