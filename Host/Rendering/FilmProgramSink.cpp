@@ -25,7 +25,7 @@ const std::vector<FilmKind> &filmKinds() {
     static const std::vector<FilmKind> kinds{
         {".mp4",
          "mp4",
-         {"-vf", evenSides, "-c:v", "libx264", "-preset", "medium", "-crf", "18", "-pix_fmt",
+         {"-vf", evenSides, "-c:v", "libx264", "-preset", "veryfast", "-crf", "20", "-pix_fmt",
           "yuv420p", "-movflags", "+faststart"}},
         {".webm",
          "webm",

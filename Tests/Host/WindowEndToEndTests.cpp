@@ -20,6 +20,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 // The program on a real, virtual screen: what is waited for is polled, with a limit that only a
 // failure reaches.
@@ -161,6 +162,16 @@ class Window : public ::testing::Test {
         return eventually([&] { return lines().size() >= before + more; });
     }
 
+    /// Waits until no frame comes for a while.
+    bool waitForStillness() const {
+        std::size_t before = 0;
+        return eventually([&] {
+            const std::size_t last = std::exchange(before, lines().size());
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            return last == before && lines().size() == before;
+        });
+    }
+
     void xdotool(const std::string &arguments) const { _screen->run("xdotool " + arguments); }
 
     Retained<CGImage> picture() const {
@@ -237,21 +248,22 @@ TEST_F(Window, EndsByItselfAfterTheSeconds) {
 
 TEST_F(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     begin({"--speed", "1", "--count", "300"});
+    // Paused, so that the petal stays where it is until it is clicked.
+    xdotool("windowfocus --sync " + _window);
+    xdotool("key --window " + _window + " space");
+    ASSERT_TRUE(waitForStillness());
     const auto before = Json::parse(lines().back());
     const PetalPlace petal = petalNearTheMiddle(before);
-    // The click lies to the right of the petal, and a little lower, where it is falling to.
     const double x = petal.in(before)[1].get<double>() + 15;
-    const double y = petal.in(before)[2].get<double>() + 10;
+    const double y = petal.in(before)[2].get<double>();
+    const auto pictureBefore = picture();
     std::ostringstream click;
     click << "mousemove --window " << _window << " " << std::lround(x) << " " << std::lround(y)
           << " click 1";
-    const auto pictureBefore = picture();
     xdotool(click.str());
-    const auto isBlownAway = [&] {
-        const auto line = Json::parse(lines().back());
-        return petal.in(line)[1].get<double>() < x - 45;
-    };
-    EXPECT_TRUE(eventually(isBlownAway));
+    xdotool("key --window " + _window + " space");
+    EXPECT_TRUE(eventually(
+        [&] { return petal.in(Json::parse(lines().back()))[1].get<double>() < x - 45; }));
     const auto now = Json::parse(lines().back());
     EXPECT_GT(distance(petal.in(now), x, y), distance(petal.in(before), x, y) + 20);
     const auto pictureNow = picture();
@@ -273,12 +285,8 @@ TEST_F(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
     begin();
     ASSERT_TRUE(waitForFrames(10));
     xdotool("windowunmap --sync " + _window);
-    std::size_t frames = 0;
-    ASSERT_TRUE(eventually([&] {
-        const std::size_t before = std::exchange(frames, lines().size());
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        return lines().size() == before;
-    }));
+    ASSERT_TRUE(waitForStillness());
+    const std::size_t frames = lines().size();
     const long cpu = cpuTime();
     std::this_thread::sleep_for(std::chrono::seconds(1));
     EXPECT_EQ(cpuTime(), cpu);
