@@ -1,6 +1,7 @@
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 
 #include "Animation/Common/ImageCache.h"
+#include "Animation/Common/ImageSet.h"
 #include "Animation/Common/LWUICommonDefine.h"
 
 #include <algorithm>
@@ -158,6 +159,10 @@ void LumiveraView::setSpeedLevel(NSInteger level) {
 }
 
 void LumiveraView::accelerometer_didAccelerate(const void *, const void *) {}
+
+void LumiveraView::setBgColor(const UIColor *color) {
+    bgView()->setImage(ImageSet::colorizeImage_withColor(bgView()->image(), color));
+}
 
 void LumiveraView::adjustSakuras() {
     if (_sakuraTotal == sakuraCount()) {

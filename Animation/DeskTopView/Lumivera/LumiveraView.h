@@ -40,6 +40,9 @@ class WALLPAPER_EXPORT LumiveraView : public DeskTopView {
     /// The accelerometer and its sample are the host's; the wallpaper ignores tilt.
     void accelerometer_didAccelerate(const void *accelerometer, const void *acceleration);
 
+    /// Tints the background that is shown now (null: not at all), so that twice tints twice.
+    void setBgColor(const UIColor *color);
+
     /// Brings the number of petals to sakuraCount().
     void adjustSakuras();
 
