@@ -159,13 +159,13 @@ Trace traceOfABusyMinute() {
     const auto stamp = [](const std::string &event) {
         return event + "@" + std::to_string(Clock::current().now());
     };
-    TreeValue<int> shared{0};
+    TreeValue<unsigned> shared{0};
     for (int i = 0; i < 5; ++i) {
         NSThread::detachNewThread(nullptr, [&, i] {
             const std::string name(1, static_cast<char>('a' + i));
             for (int turn = 0; turn < 20; ++turn) {
                 trace.push_back(stamp(name));
-                shared.set(shared.get() * 3 + i);
+                shared.set(shared.get() * 3 + static_cast<unsigned>(i));
                 NSRunLoop::mainRunLoop().performSelectorOnMainThread(
                     nullptr, [&] { trace.push_back(stamp("main for " + name)); }, turn % 2 == 0);
                 if (turn % 7 == 3) {
