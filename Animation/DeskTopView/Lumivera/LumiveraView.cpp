@@ -249,11 +249,15 @@ template <class Action> void LumiveraView::forEachSakura(Action action) {
     }
 }
 
-/// A picture from the list by one random draw; null when the cache has none of that name.
+/// A picture from the list by one random draw; null when the cache has none of that name, and
+/// without any name.
 Retained<UIImage> LumiveraView::drawImage() const {
     const auto draw = static_cast<NSUInteger>(std::rand());
-    const NSArray<std::string> &names = *_sakuraImageNames.peek();
-    return ImageCache::sharedInstance()->imageWithName(names.objectAtIndex(draw % names.count()));
+    const NSArray<std::string> *names = _sakuraImageNames.peek().get();
+    if (!names || names->count() == 0) {
+        return nullptr;
+    }
+    return ImageCache::sharedInstance()->imageWithName(names->objectAtIndex(draw % names->count()));
 }
 
 void LumiveraView::recycle(Sakura *petal) {

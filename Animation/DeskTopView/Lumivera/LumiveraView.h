@@ -61,8 +61,8 @@ class WALLPAPER_EXPORT LumiveraView : public DeskTopView {
     /// entering from the top, any other above the top edge.
     void generateSakuraWithType_withScale_inView(std::int32_t type, CGFloat scale, UIView *layer);
 
-    /// The names that petals' pictures are drawn from; must not be empty. A new list gives every
-    /// petal a new picture.
+    /// The names that petals' pictures are drawn from; without any, petals show nothing from their
+    /// next picture on. A new list gives every petal a new picture.
     Retained<NSArray<std::string>> sakuraImageNames() const { return _sakuraImageNames.get(); }
     void setSakuraImageNames(Retained<NSArray<std::string>> names);
 

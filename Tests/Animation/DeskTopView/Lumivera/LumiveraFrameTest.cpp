@@ -250,6 +250,24 @@ TEST_F(LumiveraFrame, ShowsNothingForAPetalWhosePictureIsMissing) {
     EXPECT_FALSE(isOut(petal(0, 0)));
 }
 
+TEST_F(LumiveraFrame, ShowsNothingForAPetalWithoutAnyNamesToDrawFrom) {
+    load();
+    makePetals(30);
+    spendTheThrottle();
+    const Retained<NSArray<std::string>> lists[] = {
+        nullptr, makeRetained<NSArray<std::string>>(std::vector<std::string>())};
+    for (NSUInteger i = 0; i < 2; ++i) {
+        view().setSakuraImageNames(lists[i]);
+        putOut(petal(0, i));
+        runForSeconds(0.2);
+        ScriptedRandom random;
+        view().doAnimating();
+        EXPECT_EQ(random.drawCount(), 4u) << "the draw is made all the same";
+        EXPECT_FALSE(petal(0, i).image());
+        EXPECT_FALSE(isOut(petal(0, i)));
+    }
+}
+
 class LumiveraBounds : public PetalWallpaper {
   protected:
     /// Whether a petal of 20 × 30 with that centre is out of a rectangle of 320 × 480.
