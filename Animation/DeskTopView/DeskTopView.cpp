@@ -107,6 +107,7 @@ void DeskTopView::delayLoading() {
 void DeskTopView::initResource() {}
 
 void DeskTopView::setScale(CGFloat scale) {
+    const TreeAccess access;
     const CGPoint origin = frame().origin;
     layer()->setTransform(CATransform3DMakeScale(scale, scale, 1.0));
     setFrame({origin, frame().size});
@@ -115,6 +116,7 @@ void DeskTopView::setScale(CGFloat scale) {
 }
 
 void DeskTopView::setBackgroundImage(Retained<UIImage> image) {
+    const TreeAccess access;
     _bgView->setImage(std::move(image));
     setScale(scale());
 }

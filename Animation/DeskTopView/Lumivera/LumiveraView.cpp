@@ -115,6 +115,8 @@ void LumiveraView::initResource() {
     const auto levels = makeRetained<NSMutableArray<UIView>>(kLevels);
     _sakuraLevleViews.set(levels);
     while (levels->count() < kLevels) {
+        // A view that the main thread resizes takes the layer along only once it is in the tree.
+        const TreeAccess access;
         const NSUInteger index = levels->count();
         const auto level = UIView::initWithFrame(bounds());
         level->setAutoresizingMask(kFillsSuperview);

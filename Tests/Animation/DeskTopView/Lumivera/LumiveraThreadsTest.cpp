@@ -93,6 +93,9 @@ TEST_F(LumiveraThreads, BuildTheirLayersWhileTheMainThreadDrawsAndChangesTheView
         };
         turnUntil([&view] { return hasPetals(*view); }, disturb);
         ASSERT_TRUE(hasPetals(*view));
+        for (NSUInteger i = 0; i < view->subviewCount(); ++i) {
+            ASSERT_EQ(view->subviewAtIndex(i)->frame(), view->bounds());
+        }
         view->stopAnimating();
     }
 }
