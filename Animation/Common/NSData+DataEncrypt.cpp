@@ -6,10 +6,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <optional>
-#include <sys/stat.h>
 
 namespace {
 
@@ -25,10 +25,13 @@ constexpr std::size_t kIntegerSize = 4;
 class PackReader {
   public:
     explicit PackReader(const std::string &path) {
-        struct stat status {};
-        if (stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+        std::error_code error;
+        if (std::filesystem::is_regular_file(path, error)) {
             _file.reset(std::fopen(path.c_str(), "rb"));
-            _left = static_cast<std::uint64_t>(status.st_size);
+            _left = std::filesystem::file_size(path, error);
+        }
+        if (error) {
+            _file.reset();
         }
     }
 

@@ -88,7 +88,7 @@ std::optional<ChildProgram> ChildProgram::start(const std::vector<std::string> &
     return program;
 }
 
-ChildProgram::ChildProgram(pid_t process, int input, int errors)
+ChildProgram::ChildProgram(int process, int input, int errors)
     : _process(process), _input(input), _errors(errors) {}
 
 ChildProgram::ChildProgram(ChildProgram &&other) noexcept

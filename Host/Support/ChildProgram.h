@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace Lumivera {
@@ -31,11 +30,11 @@ class ChildProgram {
     const std::string &complaint() const { return _complaint; }
 
   private:
-    ChildProgram(pid_t process, int input, int errors);
+    ChildProgram(int process, int input, int errors);
     void closeInput();
     void readComplaint();
 
-    pid_t _process = -1;
+    int _process = -1;
     int _input = -1;
     int _errors = -1;
     bool _succeeded = false;
