@@ -10,8 +10,8 @@ constexpr double kAligned = 1.0 / 1024;
 // Covered by less, in pixels, a pixel does not change; more than rounding adds.
 constexpr double kUnseen = 1.0 / 65536;
 
-// Thinner than this in pixels, not even a trace is left.
-constexpr double kThinnest = kUnseen;
+// Thinner than this in pixels, it would cover less than half a step of what a byte can tell.
+constexpr double kThinnest = 1.0 / 1024;
 
 struct Interval {
     double low;

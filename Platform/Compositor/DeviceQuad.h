@@ -23,6 +23,8 @@ class DeviceQuad {
     /// None when it is degenerate, or too thin to be seen.
     static std::optional<DeviceQuad> make(const Affine &toDevice, double width, double height);
 
+    const Affine &toDevice() const { return _toDevice; }
+
     /// From pixel centres (x + 0.5, y + 0.5) to the rectangle.
     const Affine &fromDevice() const { return _inverse; }
 

@@ -9,11 +9,6 @@ namespace {
 // Moved by less than this, no pixel changes.
 constexpr double kUnseen = 1.0 / 4096;
 
-Picture wholePicture(const CGImage &image) {
-    return {image.pixels(), static_cast<int>(image.width()), static_cast<int>(image.height()),
-            image.isOpaque()};
-}
-
 // The item's map as one of texels.
 Affine texelMap(const Affine &map, int width, int height) {
     return {map.a / width, map.b / width, map.c / height, map.d / height, map.tx, map.ty};
@@ -48,13 +43,13 @@ void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target)
     const std::vector<Item> &items = list.items();
     paintMembers(items.data(), items.data() + items.size(), target);
     _scaled.endFrame();
-    _reductions.endFrame();
+    _pictures.endFrame();
 }
 
 void DisplayListPainter::purge() {
     _buffers.purge();
     _scaled.purge();
-    _reductions.purge();
+    _pictures.purge();
 }
 
 void DisplayListPainter::paintMembers(const Item *first, const Item *end, const PixelArea &target) {
@@ -67,7 +62,7 @@ void DisplayListPainter::paintItem(const Item &item, const PixelArea &target) {
     switch (item.kind) {
     case Item::Kind::Fill:
         if (const auto quad = DeviceQuad::make(item.map, 1, 1)) {
-            QuadPainter::fill(target, item.bounds, item.color, *quad, item.weight);
+            QuadPainter::fill(_kernels, target, item.bounds, item.color, *quad, item.weight);
         }
         break;
     case Item::Kind::Picture:
@@ -86,9 +81,10 @@ void DisplayListPainter::paintGroup(const Item &group, const PixelArea &target) 
     paintMembers(&group + 1, &group + group.length, buffer);
     const Picture result{buffer.pixels, area.width(), area.height(), false};
     if (group.kind == Item::Kind::Group) {
-        QuadPainter::copyPicture(target, area, result, area.left, area.top, group.weight);
+        QuadPainter::copyPicture(_kernels, target, area, result, area.left, area.top, group.weight);
     } else if (const auto mask = DeviceQuad::make(group.map, 1, 1)) {
-        QuadPainter::copyMasked(target, area, result, area.left, area.top, group.weight, *mask);
+        QuadPainter::copyMasked(_kernels, target, area, result, area.left, area.top, group.weight,
+                                *mask);
     }
     _buffers.giveBack();
 }
@@ -96,36 +92,37 @@ void DisplayListPainter::paintGroup(const Item &group, const PixelArea &target) 
 void DisplayListPainter::paintPicture(const Item &item, const PixelArea &target) {
     CGImage &image = *item.image;
     if (isCopy(item.map, image)) {
-        QuadPainter::copyPicture(target, item.bounds, wholePicture(image),
+        QuadPainter::copyPicture(_kernels, target, item.bounds, Picture::whole(image),
                                  static_cast<int>(std::round(item.map.tx)),
                                  static_cast<int>(std::round(item.map.ty)), item.weight);
     } else if (isWorthScaling(item)) {
         const Affine map =
-            texelMap(item.map, wholePicture(image).width, wholePicture(image).height);
+            texelMap(item.map, Picture::whole(image).width, Picture::whole(image).height);
         const Picture scaled = _scaled.scaled(image, {map.tx, map.a}, {map.ty, map.d}, item.bounds);
-        QuadPainter::copyPicture(target, item.bounds, scaled, item.bounds.left, item.bounds.top,
-                                 item.weight);
+        QuadPainter::copyPicture(_kernels, target, item.bounds, scaled, item.bounds.left,
+                                 item.bounds.top, item.weight);
     } else {
         paintSampled(item, target);
     }
 }
 
 void DisplayListPainter::paintSampled(const Item &item, const PixelArea &target) {
-    Picture picture = wholePicture(*item.image);
-    auto quad = DeviceQuad::make(texelMap(item.map, picture.width, picture.height), picture.width,
-                                 picture.height);
+    const auto quadOf = [&](int width, int height) {
+        return DeviceQuad::make(texelMap(item.map, width, height), width, height);
+    };
+    const Picture picture = Picture::whole(*item.image);
+    auto quad = quadOf(picture.width, picture.height);
     if (!quad) {
         return;
     }
     const int halvingsX = halvings(quad->unitsX(), picture.width);
     const int halvingsY = halvings(quad->unitsY(), picture.height);
+    const SpriteTexels &texels = _pictures.texels(*item.image, halvingsX, halvingsY);
     if (halvingsX > 0 || halvingsY > 0) {
-        picture = _reductions.reduction(*item.image, halvingsX, halvingsY);
-        quad = DeviceQuad::make(texelMap(item.map, picture.width, picture.height), picture.width,
-                                picture.height);
+        quad = quadOf(texels.width(), texels.height());
     }
     if (quad) {
-        QuadPainter::drawPicture(target, item.bounds, picture, *quad, item.weight);
+        _sprites.draw(target, item.bounds, texels, *quad, item.weight);
     }
 }
 

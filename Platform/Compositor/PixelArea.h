@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Compositor/DeviceRect.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,6 +15,11 @@ struct Picture {
 
     const std::uint32_t *at(int x, int y) const {
         return pixels + static_cast<std::ptrdiff_t>(y) * width + x;
+    }
+
+    static Picture whole(const CGImage &image) {
+        return {image.pixels(), static_cast<int>(image.width()), static_cast<int>(image.height()),
+                image.isOpaque()};
     }
 };
 

@@ -14,8 +14,11 @@ int side(std::size_t pixels) { return static_cast<int>(std::min<std::size_t>(pix
 
 } // namespace
 
-SoftwareCompositor::SoftwareCompositor()
-    : _list(std::make_unique<DisplayList>()), _painter(std::make_unique<DisplayListPainter>()) {}
+SoftwareCompositor::SoftwareCompositor() : SoftwareCompositor(PixelKernels::best()) {}
+
+SoftwareCompositor::SoftwareCompositor(const PixelKernels &kernels)
+    : _list(std::make_unique<DisplayList>()),
+      _painter(std::make_unique<DisplayListPainter>(kernels)) {}
 
 SoftwareCompositor::~SoftwareCompositor() = default;
 

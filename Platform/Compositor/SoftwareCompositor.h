@@ -6,6 +6,7 @@
 
 class DisplayList;
 class DisplayListPainter;
+struct PixelKernels;
 
 /// Draws on the processor, in one thread, with integers: the same tree gives the same bytes
 /// everywhere. Pictures are sampled bilinearly and their edges are antialiased; large upright ones
@@ -13,7 +14,11 @@ class DisplayListPainter;
 /// with the affine map that fits at its middle.
 class PLATFORM_EXPORT SoftwareCompositor final : public Compositor {
   public:
+    /// Uses the best that this processor has.
     SoftwareCompositor();
+
+    /// Draws with these loops; they all give the same bytes.
+    explicit SoftwareCompositor(const PixelKernels &kernels);
     ~SoftwareCompositor() override;
 
     void composite(CALayer &root, const CompositorTarget &target, CGFloat scale) override;

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Platform/Compositor/DeviceRect.h"
+
+#include <span>
+#include <vector>
+
+/// Which pixels of each row have their centre inside a polygon. Keeps its memory.
+class PolygonSpans {
+  public:
+    struct Point {
+        double x;
+        double y;
+    };
+
+    struct Span {
+        int left;
+        int right;
+    };
+
+    /// Of the pixels of `clip`, which holds no negative ones; between a row's outermost edges when
+    /// the polygon is not convex.
+    void find(std::span<const Point> polygon, const DeviceRect &clip);
+
+    /// As of a polygon without area.
+    void clear() { _top = _bottom = 0; }
+
+    /// The rows that may have pixels; none when top() equals bottom().
+    int top() const { return _top; }
+    int bottom() const { return _bottom; }
+
+    /// Of a row in [top(), bottom()); empty when its right is not above its left.
+    const Span &row(int y) const { return _spans[static_cast<std::size_t>(y - _top)]; }
+
+  private:
+    void addEdge(const Point &from, const Point &to, const DeviceRect &clip);
+
+    int _top = 0;
+    int _bottom = 0;
+    std::vector<Span> _spans;
+};

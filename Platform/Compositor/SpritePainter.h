@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Platform/Compositor/DeviceQuad.h"
+#include "Platform/Compositor/PixelArea.h"
+#include "Platform/Compositor/PolygonSpans.h"
+#include "Platform/Compositor/SpriteTexels.h"
+
+/// Draws pictures that are turned, scaled or between pixels. Texels beyond a picture's edge are
+/// those at the edge, so that its own edges stay as they are up to where the quad's edges fade. A
+/// pixel comes out the same whatever the clip. Keeps its memory.
+class SpritePainter {
+  public:
+    explicit SpritePainter(const PixelKernels &kernels) : _kernels(kernels) {}
+
+    /// The texels fill `quad`, which was made with their size. `clip` must lie within the target;
+    /// `weight` is of 65536.
+    void draw(const PixelArea &target, const DeviceRect &clip, const SpriteTexels &texels,
+              const DeviceQuad &quad, std::uint32_t weight);
+
+  private:
+    class Positions;
+    struct Sprite;
+
+    void findShown(const Sprite &sprite, const DeviceRect &clip);
+    bool findInside(const Sprite &sprite, const DeviceRect &clip);
+    void addInside(const Sprite &sprite, int y, int from, int to);
+    void addEdge(const Sprite &sprite, int y, int from, int to);
+    void addEdgeRow(const Sprite &sprite, int y, SpriteRow row, int from);
+    void flush(const Sprite &sprite);
+
+    const PixelKernels &_kernels;
+    PolygonSpans _shown;
+    PolygonSpans _inside;
+    std::vector<SpriteRow> _insideRows;
+    std::vector<SpriteRow> _edgeRows;
+    std::vector<std::uint32_t> _weights;
+    std::size_t _weightsUsed = 0;
+};
