@@ -342,10 +342,16 @@ TEST_F(NSRunLoopTest, ACallFromAnotherThreadShortensTheWait) {
 
 namespace {
 
-/// Time passes in waits alone. When the tree is given up for the first time, a call is asked for:
-/// the moment in which another thread may do so, too.
-class ClockThatAsksWhenTheTreeIsFree final : public Clock {
+/// Time passes in waits alone. When the tree is given up for the first time, something happens: the
+/// moment in which another thread may do the same.
+class ClockWithAnEventWhenTheTreeIsFree final : public Clock {
   public:
+    explicit ClockWithAnEventWhenTheTreeIsFree(std::function<void()> event)
+        : _event(std::move(event)) {
+        Clock::setCurrent(this);
+    }
+    ~ClockWithAnEventWhenTheTreeIsFree() override { Clock::setCurrent(nullptr); }
+
     Nanoseconds now() override { return _now; }
 
     void wait(ClockCondition &, std::unique_lock<std::mutex> &, Nanoseconds deadline) override {
@@ -353,31 +359,34 @@ class ClockThatAsksWhenTheTreeIsFree final : public Clock {
     }
 
     void notifyAll(ClockCondition &) override {
-        if (armed && !NSThread::isMainThread()) {
-            return;
-        }
-        if (std::exchange(armed, false)) {
-            NSRunLoop::mainRunLoop().performSelector_afterDelay(
-                nullptr, "call", [this] { called = _now; }, 1e-6);
+        if (const auto event = std::exchange(_event, nullptr)) {
+            event();
         }
     }
 
-    bool armed = false;
-    Nanoseconds called = 0;
-
   private:
+    std::function<void()> _event;
     Nanoseconds _now = 0;
 };
 
 } // namespace
 
 TEST(NSRunLoop, ServesACallInTimeThatCameRightBeforeTheWait) {
-    ClockThatAsksWhenTheTreeIsFree clock;
-    Clock::setCurrent(&clock);
-    clock.armed = true;
-    NSRunLoop::mainRunLoop().runForSeconds(1);
-    Clock::setCurrent(nullptr);
-    EXPECT_EQ(clock.called, 1000);
+    NSRunLoop &loop = NSRunLoop::mainRunLoop();
+    Clock::Nanoseconds called = 0;
+    ClockWithAnEventWhenTheTreeIsFree clock([&] {
+        loop.performSelector_afterDelay(
+            nullptr, "call", [&] { called = clock.now(); }, 1e-6);
+    });
+    loop.runForSeconds(1);
+    EXPECT_EQ(called, 1000);
+}
+
+TEST(NSRunLoop, ObeysAStopThatCameRightBeforeTheWait) {
+    NSRunLoop &loop = NSRunLoop::mainRunLoop();
+    ClockWithAnEventWhenTheTreeIsFree clock([&] { loop.stop(); });
+    loop.runForSeconds(1);
+    EXPECT_EQ(clock.now(), 0);
 }
 
 TEST(NSRunLoopOnTheSystemClock, ServesCallsInOrderAndNotTooEarly) {

@@ -206,7 +206,7 @@ TEST_F(SimulatedClockTest, AThreadThatCouldNotStartGivesItsTurnBack) {
 }
 
 TEST_F(SimulatedClockTest, AThreadThatAVisitorCouldNotStartGivesItsTurnBack) {
-    std::thread visitor([this] {
+    std::thread visitor([] {
         Clock::current().threadAnnounced().reset();
         loop().stop();
     });
@@ -228,7 +228,7 @@ TEST_F(SimulatedClockTest, AVisitorHandsACallToTheMainThread) {
 }
 
 TEST_F(SimulatedClockTest, AVisitorsSleepLetsTimePassWhenAllThreadsWait) {
-    std::thread visitor([this] {
+    std::thread visitor([] {
         NSThread::sleepForTimeInterval(2);
         loop().stop();
     });

@@ -215,6 +215,24 @@ TEST_F(CALayerTest, SettingItsOwnFrameUnderAScaleKeepsTheBoundsToTheBit) {
     }
 }
 
+TEST_F(CALayerTest, MovingTheFrameOfATurnedLayerKeepsTheBoundsToTheBit) {
+    _layer->setBounds({{0, 0}, {30, 40}});
+    _layer->setTransform(CATransform3DMakeRotation(0.5, 0, 0, 1));
+    _layer->setFrame({{1, 2}, _layer->frame().size});
+    EXPECT_EQ(_layer->bounds().size, CGSizeMake(30, 40));
+    EXPECT_NEAR(_layer->frame().origin.x, 1, 1e-12);
+    EXPECT_NEAR(_layer->frame().origin.y, 2, 1e-12);
+}
+
+TEST_F(CALayerTest, TheBoundsOfATurnedLayerHoldItsNewFrameTakenBack) {
+    const CGFloat c = std::cos(0.5);
+    const CGFloat s = std::sin(0.5);
+    _layer->setTransform(CATransform3DMakeRotation(0.5, 0, 0, 1));
+    _layer->setFrame({{0, 0}, {100, 60}});
+    EXPECT_NEAR(_layer->bounds().size.width, c * 100 + s * 60, 1e-12);
+    EXPECT_NEAR(_layer->bounds().size.height, s * 100 + c * 60, 1e-12);
+}
+
 TEST_F(CALayerTest, ALengthOfTheFrameThatStaysKeepsItsBoundsToTheBit) {
     std::mt19937_64 random(5);
     std::uniform_real_distribution<CGFloat> length(1, 5000);
