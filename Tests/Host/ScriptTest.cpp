@@ -75,10 +75,10 @@ INSTANTIATE_TEST_SUITE_P(
         std::pair(R"({"events": [{"frame": 0, "fly": 1}]})", "unknown kind \"fly\"")));
 
 TEST(Script, SurvivesDeepNesting) {
-    EXPECT_THAT(complaint(std::string(1'000'000, '[')), HasSubstr("is no JSON"));
-    EXPECT_THAT(complaint(R"({"events": )" + std::string(1'000'000, '[') +
-                          std::string(1'000'000, ']') + "}"),
-                HasSubstr("event 0 must have"));
+    EXPECT_THAT(complaint(std::string(200'000, '[')), HasSubstr("is no JSON"));
+    EXPECT_THAT(
+        complaint(R"({"events": )" + std::string(200'000, '[') + std::string(200'000, ']') + "}"),
+        HasSubstr("event 0 must have"));
 }
 
 } // namespace
