@@ -55,7 +55,8 @@ class PackReader {
             return std::nullopt;
         }
         Container bytes(static_cast<std::size_t>(*length), {});
-        if (std::fread(bytes.data(), 1, bytes.size(), _file.get()) != bytes.size()) {
+        if (!bytes.empty() &&
+            std::fread(bytes.data(), 1, bytes.size(), _file.get()) != bytes.size()) {
             return std::nullopt;
         }
         _left -= bytes.size();
@@ -82,10 +83,18 @@ void transformBlock(std::uint8_t *bytes) {
     std::memcpy(bytes, words, sizeof words);
 }
 
-bool writeInteger(std::FILE *file, std::size_t value) {
+void writeInteger(std::FILE *file, std::size_t value) {
     std::uint8_t bytes[kIntegerSize];
     DataEncrypt::integer_toByte(static_cast<std::int32_t>(value), bytes);
-    return std::fwrite(bytes, 1, sizeof bytes, file) == sizeof bytes;
+    std::fwrite(bytes, 1, sizeof bytes, file);
+}
+
+/// Writes a length and that many bytes.
+void writeRecord(std::FILE *file, const void *bytes, std::size_t length) {
+    writeInteger(file, length);
+    if (length > 0) {
+        std::fwrite(bytes, 1, length, file);
+    }
 }
 
 } // namespace
@@ -174,11 +183,8 @@ bool DataEncrypt::saveDatas_toFilePath(const Datas &datas, const std::string &pa
     }
     writeInteger(file.get(), datas.size());
     for (const auto &[key, value] : datas) {
-        const std::size_t keyLength = utf16Length(key);
-        writeInteger(file.get(), keyLength);
-        std::fwrite(key.data(), 1, std::min(keyLength, key.size()), file.get());
-        writeInteger(file.get(), value.size());
-        std::fwrite(value.data(), 1, value.size(), file.get());
+        writeRecord(file.get(), key.data(), std::min(utf16Length(key), key.size()));
+        writeRecord(file.get(), value.data(), value.size());
     }
     return true;
 }
