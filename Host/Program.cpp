@@ -57,6 +57,9 @@ int runChosen(const std::vector<std::unique_ptr<Command>> &commands) {
     } catch (const std::bad_alloc &) {
         complain("out of memory; try a smaller size");
         return kFailed;
+    } catch (const std::exception &error) {
+        complain(inOneLine(error.what()).c_str());
+        return kFailed;
     }
     return 0;
 }

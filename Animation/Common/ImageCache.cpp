@@ -65,10 +65,12 @@ void ImageCache::clearMemorryCache() { _imageDic->removeAllObjects(); }
 
 /// The path of a file in the bundle's resource folder; without a bundle the main one is set first.
 std::string ImageCache::pathOfName(const std::string &name) {
-    if (!resBundle()) {
-        setResBundle(NSBundle::mainBundle());
+    Retained<NSBundle> bundle = resBundle();
+    if (!bundle) {
+        bundle = NSBundle::mainBundle();
+        setResBundle(bundle);
     }
-    return resBundle()->resourcePath() + "/" + name;
+    return bundle->resourcePath() + "/" + name;
 }
 
 Retained<UIImage> ImageCache::keep(Retained<UIImage> image, const std::string &name) {

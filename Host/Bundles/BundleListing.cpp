@@ -51,6 +51,8 @@ BundleListing BundleListing::read(const std::string &path) {
     const std::string name = textUnder(*description, "name");
     listing.name = name.empty() ? listing.name : name;
     listing.author = textUnder(*description, "author");
+    listing.summary = textUnder(*description, "summary");
+    listing.license = textUnder(*description, "license");
     listing.petals = integerUnder(*description, "sakura Count");
     listing.speed = integerUnder(*description, "falling Speed");
     return listing;

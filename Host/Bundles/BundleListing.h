@@ -14,6 +14,8 @@ struct BundleListing {
     /// The folder's name when the description has none.
     std::string name;
     std::string author;
+    std::string summary;
+    std::string license;
     std::optional<std::int32_t> petals;
     std::optional<std::int32_t> speed;
 

@@ -25,6 +25,11 @@ bool isFolder(const std::string &path) {
     return std::filesystem::is_directory(path, error);
 }
 
+/// The wallpapers of a data folder, however that is spelled.
+std::string pathIn(const std::string &dataFolder) {
+    return (std::filesystem::path(dataFolder) / kSubfolder).lexically_normal().string();
+}
+
 std::string homeFolder() { return environment("HOME", ""); }
 
 /// The value of a line NAME="$HOME/folder" in the user's list of folders; empty without one.
@@ -47,20 +52,19 @@ std::string userFolder(const std::string &name) {
 std::vector<std::string> wallpaperFolders() {
     const std::string programFolder = NSBundle::mainBundle()->bundlePath();
     const std::filesystem::path beside = std::filesystem::path(programFolder).parent_path();
-    std::vector<std::string> bases{(beside / "share").string()};
+    std::vector<std::string> folders{pathIn((beside / "share").string())};
     const std::string home = homeFolder();
     const std::string ownData = home.empty() ? "" : home + "/.local/share";
     std::stringstream dataFolders(environment("XDG_DATA_HOME", ownData) + ":" +
                                   environment("XDG_DATA_DIRS", "/usr/local/share:/usr/share"));
     for (std::string base; std::getline(dataFolders, base, ':');) {
-        if (base.starts_with('/') && std::find(bases.begin(), bases.end(), base) == bases.end()) {
-            bases.push_back(base);
+        const std::string folder = pathIn(base);
+        if (base.starts_with('/') &&
+            std::find(folders.begin(), folders.end(), folder) == folders.end()) {
+            folders.push_back(folder);
         }
     }
-    for (std::string &base : bases) {
-        base = (std::filesystem::path(base) / kSubfolder).string();
-    }
-    return bases;
+    return folders;
 }
 
 std::string defaultBundle() {

@@ -77,6 +77,8 @@ std::string ListCommand::json(const std::vector<BundleListing> &listings) {
         entry["path"] = listing.path;
         entry["name"] = listing.name;
         entry["author"] = listing.author;
+        entry["summary"] = listing.summary;
+        entry["license"] = listing.license;
         entry["petals"] = numberJson(listing.petals);
         entry["speed"] = numberJson(listing.speed);
         entry["problem"] =

@@ -17,7 +17,7 @@ namespace {
 
 constexpr double kDefaultSeconds = 10;
 constexpr double kLongestSeconds = 86400 * 7.0;
-constexpr NSUInteger kMostFrames = 100'000'000;
+constexpr NSUInteger kMostFrames = 80'000'000; // a film counts milliseconds in 31 bits
 
 constexpr const char *kHelp = "Renders a wallpaper as pictures or a film, without a display.";
 
@@ -70,6 +70,9 @@ void RenderCommand::run() {
         trace = std::make_unique<TraceWriter>(_trace, TraceWriter::Mode::Whole);
     }
     renderFrames(session, sink.get(), trace.get(), interrupted);
+    if (trace) {
+        trace->flush(); // a disk that is full must be met before anything is moved into place
+    }
     if (sink) {
         sink->finish();
     }

@@ -62,8 +62,8 @@ void RunCommand::run() {
                            hasDensity ? std::optional(settings.density) : std::nullopt,
                            bundle.title());
         WallpaperShow(display, bundle, {settings, _seconds, _trace}).run();
+        letThreadsEnd();
     }
-    letThreadsEnd();
 }
 
 } // namespace Lumivera

@@ -30,7 +30,7 @@ const std::vector<FilmKind> &filmKinds() {
         {".webm",
          "webm",
          {"-vf", evenSides, "-c:v", "libvpx-vp9", "-crf", "28", "-b:v", "0", "-deadline", "good",
-          "-cpu-used", "4", "-row-mt", "1", "-pix_fmt", "yuv420p"}},
+          "-cpu-used", "4", "-pix_fmt", "yuv420p"}},
         // A frame of a GIF lasts whole hundredths of a second.
         {".gif",
          "gif",

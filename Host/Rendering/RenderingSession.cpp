@@ -50,7 +50,7 @@ void RenderingSession::showFirstFrame() {
         std::rethrow_exception(failure);
     }
     if (!_hasBegun) {
-        _firstFrameTime = Clock::current().now();
+        begin();
     }
     if (!_isRunning) {
         _view->pauseAnimating();
@@ -63,8 +63,13 @@ void RenderingSession::viewIsAboutToBegin() {
         return;
     }
     _hasBegun = true;
-    _firstFrameTime = Clock::current().now();
     _bundle.checkPictures(*_view);
+    begin();
+}
+
+/// What happens before frame 0, whether the view moves or not.
+void RenderingSession::begin() {
+    _firstFrameTime = Clock::current().now();
     if (_options.seed) {
         std::srand(*_options.seed);
     }

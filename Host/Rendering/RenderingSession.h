@@ -54,6 +54,7 @@ class RenderingSession {
   private:
     void showFirstFrame();
     void viewIsAboutToBegin();
+    void begin();
     void happenBeforeFrame(NSUInteger frame);
     void happen(const ScriptEvent &event);
     Clock::Nanoseconds timeOfFrame(NSUInteger frame) const;

@@ -79,6 +79,8 @@ void TraceWriter::writeFrame(NSUInteger frame, NSTimeInterval time, const DeskTo
     }
 }
 
+void TraceWriter::flush() { _file.flush(); }
+
 void TraceWriter::finish() { _file.commit(); }
 
 std::string TraceWriter::line(NSUInteger frame, NSTimeInterval time, const DeskTopView &view) {

@@ -24,6 +24,7 @@ class TraceWriter {
 
     /// `time` in seconds of the media clock.
     void writeFrame(NSUInteger frame, NSTimeInterval time, const DeskTopView &view);
+    void flush();
     void finish();
 
     /// The line, without its end.

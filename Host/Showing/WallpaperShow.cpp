@@ -31,11 +31,20 @@ std::string screenshotPath() {
     std::strftime(time, sizeof time, "%Y%m%d-%H%M%S", &local);
     const std::string start = Places::picturesFolder() + "/lumivera-" + time;
     std::string path = start + ".png";
-    for (int i = 2; std::filesystem::exists(path); ++i) {
+    std::error_code error;
+    for (int i = 2; std::filesystem::exists(path, error); ++i) {
         path = start + "-" + std::to_string(i) + ".png";
     }
     return path;
 }
+
+/// The run loop has its own ways again when the scope ends, however it ends.
+struct LoopSettings {
+    ~LoopSettings() {
+        NSRunLoop::mainRunLoop().setObservers(nullptr, nullptr);
+        NSRunLoop::mainRunLoop().setWaiter(nullptr);
+    }
+};
 
 } // namespace
 
@@ -53,6 +62,7 @@ WallpaperShow::~WallpaperShow() { _display.setListener(nullptr); }
 
 void WallpaperShow::run() {
     NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
+    const LoopSettings untilDone;
     runLoop.setWaiter(&_display);
     runLoop.setObservers([this] { guard([this] { callOutBegins(); }); },
                          [this] { guard([this] { callOutEnded(); }); });
@@ -62,8 +72,6 @@ void WallpaperShow::run() {
     } else {
         runLoop.runUntil(Clock::kNever);
     }
-    runLoop.setObservers(nullptr, nullptr);
-    runLoop.setWaiter(nullptr);
     if (_failure) {
         std::rethrow_exception(_failure);
     }
@@ -83,7 +91,9 @@ void WallpaperShow::guard(const std::function<void()> &action) {
 }
 
 void WallpaperShow::callOutBegins() {
-    _wasAnimating = _stage.view().isAnimating();
+    // The view's loop is the only one that calls an animating view.
+    _isFrame =
+        _stage.view().isAnimating() && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view();
     _stage.callOutBegins();
 }
 
@@ -93,7 +103,7 @@ void WallpaperShow::callOutEnded() {
     if ((hasChanged || _isPictureLost) && _display.isVisible()) {
         draw();
     }
-    if (hasChanged && _wasAnimating) {
+    if (_isFrame) {
         trace();
     }
 }
@@ -158,20 +168,20 @@ void WallpaperShow::keyPressed(DisplayKey key) {
 
 /// A picture that cannot be written is told about and ends nothing.
 void WallpaperShow::takeScreenshot() {
-    const WallpaperSettings settings = settingsFor(_display, {});
-    std::vector<std::uint32_t> pixels(settings.pixelWidth() * settings.pixelHeight());
-    SoftwareCompositor().composite(
-        *_stage.root().layer(),
-        {pixels.data(), settings.pixelWidth(), settings.pixelHeight(), settings.pixelWidth()},
-        settings.density);
     _isPictureLost = true;
     try {
+        const WallpaperSettings settings = settingsFor(_display, {});
+        std::vector<std::uint32_t> pixels(settings.pixelWidth() * settings.pixelHeight());
+        SoftwareCompositor().composite(
+            *_stage.root().layer(),
+            {pixels.data(), settings.pixelWidth(), settings.pixelHeight(), settings.pixelWidth()},
+            settings.density);
         OutputFile file(screenshotPath());
         PictureSink::writePicture(file, settings.pixelWidth(), settings.pixelHeight(), pixels,
                                   PictureSink::kSmall);
         file.commit();
         printToStandardOutput(file.path() + "\n");
-    } catch (const HostError &error) {
+    } catch (const std::exception &error) {
         std::fprintf(stderr, "lumivera: %s\n", error.what());
     }
 }

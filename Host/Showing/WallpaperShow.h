@@ -59,7 +59,7 @@ class WallpaperShow final : private Display::Listener {
     const std::optional<double> _seconds;
     std::exception_ptr _failure;
     NSUInteger _frame = 0;
-    bool _wasAnimating = false;
+    bool _isFrame = false;
     bool _isPausedByUser = false;
     bool _isPictureLost = true;
 };

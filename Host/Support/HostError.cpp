@@ -1,6 +1,7 @@
 #include "Host/Support/HostError.h"
 
-#include <algorithm>
+#include "Platform/Foundation/UnicodeText.h"
+
 #include <cerrno>
 #include <cstring>
 
@@ -22,15 +23,7 @@ std::string line(std::string_view subject, std::string_view problem, std::string
 HostError::HostError(std::string_view subject, std::string_view problem, std::string_view advice)
     : std::runtime_error(line(subject, problem, advice)) {}
 
-std::string inOneLine(std::string_view text) {
-    const auto isControl = [](char c) {
-        const auto byte = static_cast<unsigned char>(c);
-        return byte < 0x20 || byte == 0x7f;
-    };
-    std::string result(text);
-    std::replace_if(result.begin(), result.end(), isControl, '?');
-    return result;
-}
+std::string inOneLine(std::string_view text) { return withoutControls(text); }
 
 std::string systemErrorText() { return std::strerror(errno); }
 

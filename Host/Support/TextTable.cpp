@@ -22,15 +22,16 @@ std::string textTable(const std::vector<std::vector<std::string>> &rows) {
     for (const auto &row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], widthOf(row[i]));
+            widths[i] = std::max(widths[i], widthOf(inOneLine(row[i])));
         }
     }
     std::string text;
     for (const auto &row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            text += inOneLine(row[i]);
+            const std::string cell = inOneLine(row[i]);
+            text += cell;
             if (i + 1 < row.size()) {
-                text.append(widths[i] - widthOf(row[i]) + 2, ' ');
+                text.append(widths[i] - widthOf(cell) + 2, ' ');
             }
         }
         text += '\n';

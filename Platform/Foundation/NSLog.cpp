@@ -1,5 +1,7 @@
 #include "Platform/Foundation/NSLog.h"
 
+#include "Platform/Foundation/UnicodeText.h"
+
 #include <cstdio>
 #include <mutex>
 #include <syslog.h>
@@ -18,22 +20,6 @@ LogSink &sink() {
     return *instance;
 }
 
-/// The C0 controls, delete, and the C1 controls as UTF-8 writes them: C2 80 to C2 9F.
-bool isControl(const std::string &line, std::size_t i) {
-    const auto byte = static_cast<unsigned char>(line[i]);
-    const auto next = static_cast<unsigned char>(line.c_str()[i + 1]);
-    return byte < 0x20 || byte == 0x7f || (byte == 0xc2 && next >= 0x80 && next < 0xa0);
-}
-
-void writeToTerminal(std::string line) {
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        if (isControl(line, i)) {
-            line.replace(i, line[i] == '\xc2' ? 2 : 1, "?");
-        }
-    }
-    std::fprintf(stderr, "%s\n", line.c_str());
-}
-
 } // namespace
 
 void NSLog(std::string_view line) {
@@ -46,7 +32,7 @@ void NSLog(std::string_view line) {
     }
     syslog(LOG_USER | LOG_INFO, "%.*s", static_cast<int>(line.size()), line.data());
     if (isatty(STDERR_FILENO) == 1) {
-        writeToTerminal(std::string(line));
+        std::fprintf(stderr, "%s\n", withoutControls(line).c_str());
     }
 }
 

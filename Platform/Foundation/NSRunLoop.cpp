@@ -170,6 +170,7 @@ void NSRunLoop::waitForWork(Clock::Nanoseconds deadline) {
 
 /// Whoever waits for the call learns of its end when everything that it left behind is gone.
 void NSRunLoop::callOut(Call &call) {
+    const NSObject *const outerTarget = std::exchange(_currentTarget, call.target.get());
     {
         const NSAutoreleasePool pool;
         if (_beforeCallOut) {
@@ -182,6 +183,7 @@ void NSRunLoop::callOut(Call &call) {
             _afterCallOut();
         }
     }
+    _currentTarget = outerTarget;
     if (call.finished) {
         call.finished();
     }

@@ -57,6 +57,10 @@ class PLATFORM_EXPORT NSRunLoop {
     /// When the next pending call falls due; Clock::kNever when none is pending. Any thread.
     Clock::Nanoseconds nextDeadline() const;
 
+    /// Whom the call-out in progress is for; null outside one and for a call without a target. Not
+    /// kept alive: right after the call-out good for a comparison only.
+    const NSObject *currentTarget() const { return _currentTarget; }
+
     /// Called right before and right after every call-out, inside its autorelease pool; null for
     /// nothing. Not to be set by an observer.
     void setObservers(std::function<void()> beforeCallOut, std::function<void()> afterCallOut);
@@ -81,6 +85,7 @@ class PLATFORM_EXPORT NSRunLoop {
     void callOut(Call &call);
 
     std::unique_ptr<Queue> _queue;
+    const NSObject *_currentTarget = nullptr;
     std::function<void()> _beforeCallOut;
     std::function<void()> _afterCallOut;
 };

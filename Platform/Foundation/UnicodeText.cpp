@@ -7,6 +7,17 @@ namespace {
 
 constexpr char32_t kLastOfOneUnit = 0xffff;
 
+/// The bytes that a control character takes at `i`, 0 for another character: the C0 controls,
+/// delete, and the C1 controls, C2 80 to C2 9F.
+std::size_t controlLength(std::string_view text, std::size_t i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte < 0x20 || byte == 0x7f) {
+        return 1;
+    }
+    const auto next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0;
+    return byte == 0xc2 && next >= 0x80 && next < 0xa0 ? 2 : 0;
+}
+
 } // namespace
 
 bool isValidUTF8(std::string_view text) { return utf8::is_valid(text.begin(), text.end()); }
@@ -25,6 +36,17 @@ std::size_t utf16Length(std::string_view text) {
         }
     }
     return length;
+}
+
+std::string withoutControls(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t length = controlLength(text, i);
+        result += length > 0 ? '?' : text[i];
+        i += length > 0 ? length : 1;
+    }
+    return result;
 }
 
 std::optional<std::string> utf8FromBigEndianUTF16(std::span<const std::uint8_t> bytes) {

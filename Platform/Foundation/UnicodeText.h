@@ -19,6 +19,10 @@ PLATFORM_EXPORT bool isValidUTF8(std::string_view text);
 /// other. Each byte that belongs to no valid character counts 1.
 PLATFORM_EXPORT std::size_t utf16Length(std::string_view text);
 
+/// The text with each control character, the C1 controls in UTF-8 included, shown as "?": fit for a
+/// terminal.
+PLATFORM_EXPORT std::string withoutControls(std::string_view text);
+
 /// UTF-16 with the high byte first, without a byte order mark, as UTF-8. Nothing when the size is
 /// odd or a surrogate stands alone.
 PLATFORM_EXPORT std::optional<std::string>

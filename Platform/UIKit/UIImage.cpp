@@ -37,7 +37,7 @@ PicturePath takenApart(const std::string &path) {
 /// others from dense to plain.
 std::vector<int> densitiesFor(CGFloat screenScale) {
     if (screenScale <= 1) {
-        return {1, 2, 3};
+        return {1};
     }
     return screenScale <= 2 ? std::vector{2, 3, 1} : std::vector{3, 2, 1};
 }

@@ -105,8 +105,8 @@ class VirtualScreen {
 class Window : public ::testing::Test {
   protected:
     void SetUp() override {
-        if (!isInstalled("Xvfb") || !isInstalled("xdotool")) {
-            GTEST_SKIP() << "Xvfb or xdotool is not installed";
+        if (!isInstalled("Xvfb") || !isInstalled("xdotool") || !isInstalled("import")) {
+            GTEST_SKIP() << "Xvfb, xdotool or imagemagick is not installed";
         }
         _screen.emplace();
         ASSERT_NE(_screen->name(), "") << "Xvfb does not start";

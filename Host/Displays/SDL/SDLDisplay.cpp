@@ -14,6 +14,10 @@ namespace Lumivera {
 namespace {
 
 constexpr CGFloat kPointsPerWheelStep = 20;
+constexpr const char *kServeEvents = "lumiveraServeEvents";
+
+// Left to itself the library falls back on drivers that show nothing, or on the console.
+constexpr const char *kWindowSystems = "x11,wayland";
 
 [[noreturn]] void fail(const std::string &what) {
     const std::string error = SDL_GetError();
@@ -36,6 +40,11 @@ bool isOurFormat(const SDL_Surface &surface) {
            surface.pitch % 4 == 0;
 }
 
+bool changesAmount(DisplayKey key) {
+    return key == DisplayKey::MorePetals || key == DisplayKey::FewerPetals ||
+           key == DisplayKey::Faster || key == DisplayKey::Slower;
+}
+
 void drawInto(SDL_Surface &surface, const std::function<void(const CompositorTarget &)> &draw) {
     draw({static_cast<std::uint32_t *>(surface.pixels), static_cast<std::size_t>(surface.w),
           static_cast<std::size_t>(surface.h), static_cast<std::size_t>(surface.pitch / 4)});
@@ -45,6 +54,7 @@ void prepareSDL() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
     SDL_SetHint(SDL_HINT_APP_NAME, "lumivera");
+    SDL_SetHint(SDL_HINT_VIDEODRIVER, kWindowSystems);
     if (SDL_Init(SDL_INIT_VIDEO) != 0) {
         fail("there is no display to open a window on");
     }
@@ -64,6 +74,7 @@ SDLDisplay::SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::s
 }
 
 SDLDisplay::~SDLDisplay() {
+    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, kServeEvents);
     SDL_DestroyWindow(_window);
     SDL_Quit();
 }
@@ -144,8 +155,8 @@ void SDLDisplay::wait(Clock::Nanoseconds nanoseconds) {
         note(event);
     } while (SDL_PollEvent(&event) != 0);
     if (!hadEvents && !_events.empty()) {
-        NSRunLoop::mainRunLoop().performSelectorOnMainThread(
-            nullptr, [this] { serveEvents(); }, false);
+        NSRunLoop::mainRunLoop().performSelector_afterDelay(
+            nullptr, kServeEvents, [this] { serveEvents(); }, 0);
     }
 }
 
@@ -187,7 +198,7 @@ void SDLDisplay::serve(const SDL_Event &event) {
         serveWindowEvent(event.window.event);
         break;
     case SDL_KEYDOWN:
-        serveKey(event.key.keysym.sym);
+        serveKey(event.key.keysym.sym, event.key.repeat != 0);
         break;
     case SDL_MOUSEBUTTONDOWN:
         if (event.button.button == SDL_BUTTON_LEFT) {
@@ -236,7 +247,8 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
     }
 }
 
-void SDLDisplay::serveKey(std::int32_t key) {
+/// A key that is held goes on changing amounts, and does everything else once.
+void SDLDisplay::serveKey(std::int32_t key, bool isRepeated) {
     static constexpr struct {
         std::int32_t key;
         DisplayKey meaning;
@@ -250,7 +262,7 @@ void SDLDisplay::serveKey(std::int32_t key) {
         {SDLK_ESCAPE, DisplayKey::Quit},
     };
     for (const auto &known : kKeys) {
-        if (known.key == key) {
+        if (known.key == key && (!isRepeated || changesAmount(known.meaning))) {
             _listener->keyPressed(known.meaning);
         }
     }

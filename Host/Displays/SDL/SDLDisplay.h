@@ -38,7 +38,7 @@ class SDLDisplay final : public Display {
     void serveEvents();
     void serve(const SDL_Event &event);
     void serveWindowEvent(std::uint8_t kind);
-    void serveKey(std::int32_t key);
+    void serveKey(std::int32_t key, bool isRepeated);
     CGFloat pixelsPerUnit() const;
     CGPoint pointAt(int x, int y) const;
 

@@ -12,6 +12,16 @@ std::optional<std::string> fromUTF16(std::vector<std::uint8_t> bytes) {
     return utf8FromBigEndianUTF16(bytes);
 }
 
+TEST(UnicodeText, ShowsControlsAsQuestionMarks) {
+    EXPECT_EQ(withoutControls("a\n\x7f\tb"sv), "a???b");
+    EXPECT_EQ(withoutControls("\xc2\x9b"
+                              "2J"sv),
+              "?2J");
+    EXPECT_EQ(withoutControls("p\xc3\xa9tale \xc2\xa0"sv), "p\xc3\xa9tale \xc2\xa0");
+    EXPECT_EQ(withoutControls("\xc2"sv), "\xc2");
+    EXPECT_EQ(withoutControls("\0"sv), "?");
+}
+
 TEST(UnicodeText, IsValidWhateverTheLengthOfItsCharacters) {
     for (const auto text : {""sv, "petal"sv, "p\0tal"sv, "\xc3\xa9"sv, "\xe6\xa1\x9c"sv,
                             "\xf0\x9f\x8c\xb8"sv, "\xf4\x8f\xbf\xbf"sv, "\xef\xbf\xbf"sv}) {

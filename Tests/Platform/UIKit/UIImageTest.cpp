@@ -52,8 +52,8 @@ const Choice kChoices[] = {
     {2.5, {1, 2, 3}, 3}, {3, {1, 2, 3}, 3}, {4, {1, 2, 3}, 3},   {0.5, {1, 2, 3}, 1},
     {0, {1}, 1},         {1, {1}, 1},       {1.5, {1}, 1},       {2, {1}, 1},
     {3, {1}, 1},         {4, {1}, 1},       {1.5, {1, 3}, 3},    {2, {1, 3}, 3},
-    {3, {1, 2}, 2},      {4, {1, 2}, 2},    {0, {2}, 2},         {1, {2, 3}, 2},
-    {1, {3}, 3},         {2, {3}, 3},       {3, {2}, 2},         {2, {2, 3}, 2},
+    {3, {1, 2}, 2},      {4, {1, 2}, 2},    {2, {3}, 3},         {3, {2}, 2},
+    {2, {2, 3}, 2},
 };
 
 } // namespace
@@ -86,6 +86,13 @@ TEST_P(UIImageDensity, FallsBackToTheNextWhenTheBestIsDamaged) {
     const auto image = UIImage::imageWithContentsOfFile(folder.pathOf("petal.png"));
     ASSERT_TRUE(image);
     EXPECT_EQ(image->scale(), GetParam().chosen);
+}
+
+TEST(UIImage, IsNullOnAPlainScreenWhenOnlyDenserOnesAreThere) {
+    const MainScreenScope screen(1);
+    const TemporaryFolder folder;
+    folder.write("petal@2x.png", pictureOfWidth(20));
+    EXPECT_FALSE(UIImage::imageWithContentsOfFile(folder.pathOf("petal.png")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, UIImageDensity, ::testing::ValuesIn(kChoices));
