@@ -7,7 +7,9 @@
 #include "Platform/Foundation/NSThread.h"
 #include "Platform/QuartzCore/CAMediaTime.h"
 
+#include <cstdint>
 #include <dlfcn.h>
+#include <link.h>
 #include <string>
 
 namespace {
@@ -26,6 +28,21 @@ std::string libraryPath(const NSBundle &bundle) {
     const PropertyList *value = description ? description->objectForKey("name Library") : nullptr;
     const std::string *name = value ? value->text() : nullptr;
     return name ? bundle.resourcePath() + "/" + *name : std::string();
+}
+
+using EntryPoint = DeskTopView *(*)(NSBundle *);
+
+/// The library's own function that makes views; null when it has none. The loader also looks into
+/// the libraries behind it, and behind every wallpaper is this one, whose function is not meant.
+EntryPoint entryPointOf(void *library) {
+    void *symbol = dlsym(library, "getDeskTopViewInstance");
+    link_map *itself = nullptr;
+    Dl_info place;
+    if (!symbol || dlinfo(library, RTLD_DI_LINKMAP, &itself) != 0 || dladdr(symbol, &place) == 0) {
+        return nullptr;
+    }
+    const bool isOwn = reinterpret_cast<std::uintptr_t>(place.dli_fbase) == itself->l_addr;
+    return isOwn ? reinterpret_cast<EntryPoint>(symbol) : nullptr;
 }
 
 /// One turn of the loop: a frame on the main thread, then the rest of its period asleep. The view
@@ -55,8 +72,7 @@ DeskTopView *DeskTopView::createDeskTopViewFromBundle(NSBundle *bundle) {
     if (!library) {
         return nullptr;
     }
-    using EntryPoint = DeskTopView *(*)(NSBundle *);
-    const auto entryPoint = reinterpret_cast<EntryPoint>(dlsym(library, "getDeskTopViewInstance"));
+    const EntryPoint entryPoint = entryPointOf(library);
     DeskTopView *view = entryPoint ? entryPoint(bundle) : nullptr;
     dlclose(library);
     return view;

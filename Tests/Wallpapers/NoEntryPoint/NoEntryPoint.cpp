@@ -1,4 +1,7 @@
-#include "Animation/Common/WallpaperExport.h"
+#include "Animation/Common/LWUICommonDefine.h"
 
-// A library that is no wallpaper: it says its name, but makes no view.
-extern "C" WALLPAPER_EXPORT const char *getDeskTopViewName(void) { return "None"; }
+// A library that is no wallpaper, but stands on one: the function that makes views is within the
+// loader's reach, in a library behind this one.
+extern "C" WALLPAPER_EXPORT CGFloat lengthOf(CGPoint point) {
+    return distanceForTwoPoints({0, 0}, point);
+}
