@@ -250,6 +250,19 @@ TEST(CGImageDecoding, TakesNoMemoryForAJPEGThatOnlyClaimsToBeLarge) {
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
+TEST(CGImageDecoding, TakesNoMemoryForAWebPThatOnlyClaimsToBeLarge) {
+    Bytes file = samplePicture("quarters-lossy.webp");
+    const std::array<std::uint8_t, 3> mark{0x9d, 0x01, 0x2a};
+    const auto size = std::search(file.begin(), file.end(), mark.begin(), mark.end()) + 3;
+    const std::array<std::uint8_t, 4> claim{0xff, 0x3f, 0x00, 0x10};
+    std::copy(claim.begin(), claim.end(), size);
+    const auto run = [&] {
+        const long taken = megabytesTakenBy([&] { EXPECT_FALSE(CGImageCreateWithData(file)); });
+        std::_Exit(taken < 64 && !testing::Test::HasFailure() ? 0 : 1);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+}
+
 TEST(CGImageDecoding, UnpacksNoTextOrProfile) {
     const Bytes bomb = compressedZeros();
     const std::string_view name("a\0\0", 3);
