@@ -2,6 +2,8 @@
 
 #include "Platform/CoreGraphics/CGGeometry.h"
 
+#include <cmath>
+
 /// Maps (x, y) to (a·x + c·y + tx, b·x + d·y + ty).
 struct CGAffineTransform {
     double a = 1, b = 0, c = 0, d = 1, tx = 0, ty = 0;
@@ -22,4 +24,19 @@ constexpr CGAffineTransform CGAffineTransformConcat(const CGAffineTransform &fir
 constexpr CGPoint CGPointApplyAffineTransform(CGPoint point, const CGAffineTransform &t) {
     return {static_cast<CGFloat>(t.a * point.x + t.c * point.y + t.tx),
             static_cast<CGFloat>(t.b * point.x + t.d * point.y + t.ty)};
+}
+
+/// Device coordinates beyond it are out of the drawing library's reach, and of any bitmap's.
+inline constexpr double kFarthestCoordinate = 4e6;
+
+/// True when the transform can be undone and keeps within the reach; false for any NaN.
+inline bool isDrawable(const CGAffineTransform &t) {
+    const double values[] = {t.a, t.b, t.c, t.d, t.tx, t.ty};
+    for (const double value : values) {
+        if (!(std::fabs(value) <= kFarthestCoordinate)) {
+            return false;
+        }
+    }
+    const double determinant = t.a * t.d - t.b * t.c;
+    return determinant != 0 && std::isfinite(1 / determinant);
 }

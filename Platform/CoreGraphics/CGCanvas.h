@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -15,6 +17,7 @@ enum class CGBlendMode { Normal = 0, Multiply = 1, Overlay = 3 };
 /// Clear at first. Coverage is 255 where a row is painted and 0 where it is not.
 class CGCanvas {
   public:
+    /// Throws std::bad_alloc.
     CGCanvas(std::size_t width, std::size_t height);
 
     std::size_t width() const noexcept { return _width; }
@@ -40,9 +43,16 @@ class CGCanvas {
     std::vector<std::uint8_t> greySamples() const;
 
   private:
-    std::uint16_t *row(std::size_t y) noexcept { return _components.data() + y * _width * 4; }
+    struct Free {
+        void operator()(void *memory) const { std::free(memory); }
+    };
+
+    std::uint64_t *at(std::size_t x, std::size_t y) noexcept {
+        return _pixels.get() + y * _width + x;
+    }
 
     std::size_t _width;
     std::size_t _height;
-    std::vector<std::uint16_t> _components;
+    /// 0xAAAARRRRGGGGBBBB. Memory that the system clears when it is first touched.
+    std::unique_ptr<std::uint64_t[], Free> _pixels;
 };

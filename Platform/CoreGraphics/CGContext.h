@@ -11,6 +11,8 @@
 #include <span>
 #include <vector>
 
+class CGPath;
+
 /// What the pixels of a bitmap context become.
 enum class CGBitmapFormat {
     Grey,                   ///< 8 bits, no alpha; what is transparent counts as over black.
@@ -69,7 +71,6 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
     void flush() const;
 
   private:
-    struct Path;
     using Coverage = std::shared_ptr<const std::vector<std::uint8_t>>;
 
     struct State {
@@ -94,5 +95,5 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
     std::uint8_t *const _buffer;
     State _state;
     std::vector<State> _saved;
-    std::unique_ptr<Path> _path;
+    std::unique_ptr<CGPath> _path;
 };

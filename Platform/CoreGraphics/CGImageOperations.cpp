@@ -25,6 +25,10 @@ struct Extent {
 };
 
 Extent extentOf(CGFloat start, CGFloat length, NSUInteger limit) {
+    if (length < 0) {
+        start += length;
+        length = -length;
+    }
     const auto size = static_cast<CGFloat>(limit);
     if (!(length > 0) || !(start < size) || !(start + length > 0)) {
         return {};
@@ -38,6 +42,15 @@ std::uint32_t faded(std::uint32_t pixel, std::uint32_t share) {
     std::uint32_t result = 0;
     for (const int shift : {24, 16, 8, 0}) {
         result |= (component(pixel, shift) * share + 127) / 255 << shift;
+    }
+    return result;
+}
+
+/// Along one axis, the stretched mask's sample under the middle of each pixel.
+std::vector<NSUInteger> samplesUnder(NSUInteger pixels, NSUInteger samples) {
+    std::vector<NSUInteger> result(pixels);
+    for (NSUInteger i = 0; i < pixels; ++i) {
+        result[i] = (2 * i + 1) * samples / (2 * pixels);
     }
     return result;
 }
@@ -112,14 +125,14 @@ Retained<CGImage> CGImageCreateWithMask(const CGImage *image, const CGImageMask 
     }
     const NSUInteger width = image->width();
     const NSUInteger height = image->height();
-    std::vector<std::uint32_t> pixels(width * height);
-    for (NSUInteger y = 0; y < height; ++y) {
-        // The sample under the middle of each pixel.
-        const NSUInteger maskY = (2 * y + 1) * mask->height() / (2 * height);
-        for (NSUInteger x = 0; x < width; ++x) {
-            const NSUInteger maskX = (2 * x + 1) * mask->width() / (2 * width);
-            pixels[y * width + x] =
-                faded(image->pixels()[y * width + x], 255u - mask->sample(maskX, maskY));
+    const auto columns = samplesUnder(width, mask->width());
+    const auto rows = samplesUnder(height, mask->height());
+    std::vector<std::uint32_t> pixels;
+    pixels.reserve(width * height);
+    const std::uint32_t *from = image->pixels();
+    for (const NSUInteger row : rows) {
+        for (const NSUInteger column : columns) {
+            pixels.push_back(faded(*from++, 255u - mask->sample(column, row)));
         }
     }
     return CGImage::imageWithPixels(width, height, std::move(pixels));
