@@ -7,12 +7,19 @@
 #include "Platform/Foundation/FileBytes.h"
 #include "Platform/UIKit/UIGraphics.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <vector>
 
 namespace {
 
 constexpr std::uint64_t kLargestFile = CGImage::kMaximumBytes;
+constexpr CGFloat kLargestRadius = 1e6;
+
+struct Free {
+    void operator()(std::uint8_t *memory) const { std::free(memory); }
+};
 
 /// Paints into an image context of the size of `image`, flipped so that bitmaps come out upright,
 /// and gives what was painted. Without a context (an empty or huge picture) nothing is painted.
@@ -53,8 +60,10 @@ Retained<UIImage> imageFrom(Retained<CGImage> bitmap) {
                                                        UIImageOrientation::Up);
 }
 
-/// A rectangle with every corner rounded, the way of it drawn in units of the radius.
-void addRoundedRect(CGContext &context, CGSize size, CGFloat radius) {
+/// A rectangle with every corner rounded, drawn in units of the radius. Of very large arcs only the
+/// straight lines between them pass through a picture, whatever the radius.
+void addRoundedRect(CGContext &context, CGSize size, CGFloat wantedRadius) {
+    const CGFloat radius = std::clamp(wantedRadius, -kLargestRadius, kLargestRadius);
     const CGFloat width = static_cast<float>(size.width / radius);
     const CGFloat height = static_cast<float>(size.height / radius);
     context.saveGState();
@@ -167,15 +176,16 @@ std::uint8_t *SpriteExtend::getImageData(const UIImage *image) {
     const CGImage &bitmap = *image->bitmap();
     const NSUInteger width = bitmap.width();
     const NSUInteger height = bitmap.height();
-    auto *pixels = static_cast<std::uint8_t *>(std::malloc(width * height * 4));
+    std::unique_ptr<std::uint8_t, Free> pixels(
+        static_cast<std::uint8_t *>(std::malloc(width * height * 4)));
     const auto context =
-        pixels ? CGContext::bitmapContextCreate(width, height,
-                                                CGBitmapFormat::AlphaFirstPremultiplied, pixels)
+        pixels ? CGContext::bitmapContextCreate(
+                     width, height, CGBitmapFormat::AlphaFirstPremultiplied, pixels.get())
                : nullptr;
     if (context) {
         context->drawImage(
             CGRectMake(0, 0, static_cast<CGFloat>(width), static_cast<CGFloat>(height)), &bitmap);
         context->flush();
     }
-    return pixels;
+    return pixels.release();
 }

@@ -41,8 +41,8 @@ class WALLPAPER_EXPORT SpriteExtend {
     /// In grey, at one pixel a point; `alpha` makes pure black transparent. Null for an empty size.
     static Retained<UIImage> createGrayImageWithAlpha(const UIImage *image, bool alpha);
 
-    /// The colour (null: opaque black) over the whole area, overlaid by the picture: dark colours
-    /// multiply, light ones screen. Main thread.
+    /// The picture's shape filled with the colour (null: opaque black) and overlaid by the picture:
+    /// dark colours multiply, light ones screen. Main thread.
     static Retained<UIImage> imageColorOverlay(const UIImage *image, const UIColor *color);
 
     /// `other`, stretched to the picture's size, on top of the picture. Main thread.
