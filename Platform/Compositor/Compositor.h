@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Platform/Compositor/DeviceRect.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 #include "Platform/QuartzCore/CALayer.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 /// Memory that a compositor draws into: `height` rows of `width` pixels, the first row at `pixels`
 /// and each next one `stride` pixels later; a pixel is a 32-bit word 0xFFRRGGBB. Owned by the
@@ -14,6 +16,11 @@ struct CompositorTarget {
     std::size_t width = 0;
     std::size_t height = 0;
     std::size_t stride = 0;
+
+    /// How many calls of composite() ago this memory was its target, and nobody has written to it
+    /// since: 1 for the latest call, 2 where two buffers take turns, 0 when what it holds is not
+    /// known. Above 0, only what changed since then is drawn.
+    unsigned age = 0;
 };
 
 /// Turns a layer tree into pixels. Used on the main thread, one tree and one target size at a time;
@@ -25,7 +32,12 @@ class PLATFORM_EXPORT Compositor {
     /// Draws the tree over black. The root's bounds lie at the target's top left corner, whatever
     /// its own position; `scale` is the number of pixels a point and above 0. Afterwards
     /// root.needsComposite() is false. A target without pixels is left alone.
-    virtual void composite(CALayer &root, const CompositorTarget &target, CGFloat scale) = 0;
+    ///
+    /// Returns disjoint rectangles outside of which this picture is that of the call before: what a
+    /// display has to show anew. They are the whole target when its age is 0 or its size new, and
+    /// none when nothing changed. Valid until the next call.
+    virtual const std::vector<DeviceRect> &composite(CALayer &root, const CompositorTarget &target,
+                                                     CGFloat scale) = 0;
 
     /// Forgets what was prepared, to give memory back; the next picture takes longer.
     virtual void purge() = 0;

@@ -28,6 +28,8 @@ struct DisplayItem {
     CGColor color = {};
     /// Not owned: belongs to the layer, which stays as it is until the picture is done.
     CGImage *image = nullptr;
+
+    friend bool operator==(const DisplayItem &, const DisplayItem &) = default;
 };
 
 /// A layer tree as the flat list of what there is to see, back to front: invisible layers are
@@ -39,6 +41,8 @@ class DisplayList {
     void build(const CALayer &root, const DeviceRect &device, double scale);
 
     const std::vector<DisplayItem> &items() const { return _items; }
+
+    void clear() { _items.clear(); }
 
   private:
     void addLayer(const CALayer &layer, const Projection &projection, const DeviceRect &clip);

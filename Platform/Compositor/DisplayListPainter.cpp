@@ -6,6 +6,9 @@
 
 namespace {
 
+constexpr std::uint32_t kFullWeight = 65536;
+constexpr std::uint32_t kBlack = 0xFF000000;
+
 // Moved by less than this, no pixel changes.
 constexpr double kUnseen = 1.0 / 4096;
 
@@ -36,12 +39,51 @@ int halvings(double texelsPerPixel, int side) {
     return count;
 }
 
+std::uint32_t product(std::uint32_t weight, std::uint32_t other) {
+    return static_cast<std::uint32_t>((std::uint64_t{weight} * other + kFullWeight / 2) /
+                                      kFullWeight);
+}
+
+void clear(const PixelArea &area, const PaintClip &clip, std::uint32_t pixel) {
+    for (int y = clip.rect.top; y < clip.rect.bottom; y++) {
+        clip.forEachRun(y, clip.rect.left, clip.rect.right, [&](int left, int right) {
+            std::fill_n(area.at(left, y), right - left, pixel);
+        });
+    }
+}
+
 } // namespace
 
-void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target) {
-    _device = target.area;
+void DisplayListPainter::mark(const DisplayItem &item, CellMask &mask, CellMask *again) {
+    if (item.kind == Item::Kind::Group) {
+        for (const Item *member = &item + 1; member < &item + item.length;
+             member += member->length) {
+            mark(*member, mask, again);
+        }
+        return;
+    }
+    if (item.kind == Item::Kind::Picture && !isCopy(item.map, *item.image) &&
+        !isWorthScaling(item)) {
+        if (const auto picture = sampled(item)) {
+            _sprites.mark(item.bounds.intersection(mask.area()), *picture->texels, picture->quad,
+                          mask, again);
+        }
+        return;
+    }
+    mask.add(item.bounds, again);
+}
+
+void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
+                               const CellMask *mask) {
     const std::vector<Item> &items = list.items();
-    paintMembers(items.data(), items.data() + items.size(), target);
+    const PaintClip clip{_device, mask};
+    if (items.empty() || !hidesAll(items.front())) {
+        clear(target, clip, kBlack);
+    }
+    paintMembers(items.data(), items.data() + items.size(), {target, clip, kFullWeight});
+}
+
+void DisplayListPainter::endFrame() {
     _scaled.endFrame();
     _pictures.endFrame();
 }
@@ -52,68 +94,135 @@ void DisplayListPainter::purge() {
     _pictures.purge();
 }
 
-void DisplayListPainter::paintMembers(const Item *first, const Item *end, const PixelArea &target) {
+// Nothing of what was there before shows through the item, or beside it.
+bool DisplayListPainter::hidesAll(const Item &item) {
+    if (item.bounds != _device || item.weight != kFullWeight) {
+        return false;
+    }
+    if (item.kind == Item::Kind::Fill) {
+        const auto quad = DeviceQuad::make(item.map, 1, 1);
+        return item.color.alpha >= 1 && quad && quad->alignedRectWithin(_device) == _device;
+    }
+    return item.kind == Item::Kind::Picture &&
+           (isCopy(item.map, *item.image) ? item.image->isOpaque()
+                                          : isWorthScaling(item) && scaledFor(item).opaque);
+}
+
+void DisplayListPainter::paintMembers(const Item *first, const Item *end, const Canvas &canvas) {
     for (const Item *item = first; item < end; item += item->length) {
-        paintItem(*item, target);
+        paintItem(*item, canvas);
     }
 }
 
-void DisplayListPainter::paintItem(const Item &item, const PixelArea &target) {
+void DisplayListPainter::paintItem(const Item &item, const Canvas &canvas) {
+    const PaintClip clip = canvas.clip.within(item.bounds);
+    if (clip.rect.isEmpty()) {
+        return;
+    }
+    const Canvas inside{canvas.target, clip, product(item.weight, canvas.weight)};
     switch (item.kind) {
     case Item::Kind::Fill:
         if (const auto quad = DeviceQuad::make(item.map, 1, 1)) {
-            QuadPainter::fill(_kernels, target, item.bounds, item.color, *quad, item.weight);
+            QuadPainter::fill(_kernels, canvas.target, clip, item.color, *quad, inside.weight);
         }
         break;
     case Item::Kind::Picture:
-        paintPicture(item, target);
+        paintPicture(item, inside);
         break;
     case Item::Kind::Group:
+        paintGroup(item, inside);
+        break;
     case Item::Kind::Mask:
-        paintGroup(item, target);
+        paintMask(item, inside);
         break;
     }
 }
 
-void DisplayListPainter::paintGroup(const Item &group, const PixelArea &target) {
-    const DeviceRect &area = group.bounds;
-    const PixelArea buffer = _buffers.take(area);
-    paintMembers(&group + 1, &group + group.length, buffer);
-    const Picture result{buffer.pixels, area.width(), area.height(), false};
-    if (group.kind == Item::Kind::Group) {
-        QuadPainter::copyPicture(_kernels, target, area, result, area.left, area.top, group.weight);
-    } else if (const auto mask = DeviceQuad::make(group.map, 1, 1)) {
-        QuadPainter::copyMasked(_kernels, target, area, result, area.left, area.top, group.weight,
-                                *mask);
+// Only where members may overlap need they be drawn as one first. Elsewhere each fades by itself.
+void DisplayListPainter::paintGroup(const Item &group, const Canvas &canvas) {
+    GroupBuffers::Buffer &buffer = _buffers.take(canvas.clip.rect);
+    mark(group, buffer.shown, &buffer.shared);
+    if (canvas.clip.mask) {
+        buffer.shown.keep(*canvas.clip.mask);
+        buffer.shared.keep(*canvas.clip.mask);
+    }
+    buffer.shown.remove(buffer.shared);
+    paintMembers(&group + 1, &group + group.length,
+                 {canvas.target, {canvas.clip.rect, &buffer.shown}, canvas.weight});
+    if (!buffer.shared.isEmpty()) {
+        paintShared(group, buffer, canvas);
     }
     _buffers.giveBack();
 }
 
-void DisplayListPainter::paintPicture(const Item &item, const PixelArea &target) {
+void DisplayListPainter::paintShared(const Item &group, GroupBuffers::Buffer &buffer,
+                                     const Canvas &canvas) {
+    const DeviceRect &area = buffer.shared.area();
+    const PixelArea pixels = buffer.pixels(area);
+    paintInto(pixels, buffer.shared, group);
+    QuadPainter::copyPicture(_kernels, canvas.target, {area, &buffer.shared},
+                             {pixels.pixels, area.width(), area.height(), false}, area.left,
+                             area.top, canvas.weight);
+}
+
+void DisplayListPainter::paintMask(const Item &group, const Canvas &canvas) {
+    const auto mask = DeviceQuad::make(group.map, 1, 1);
+    if (!mask) {
+        return;
+    }
+    GroupBuffers::Buffer &buffer = _buffers.take(canvas.clip.rect);
+    for (const Item *member = &group + 1; member < &group + group.length;
+         member += member->length) {
+        mark(*member, buffer.shown);
+    }
+    if (canvas.clip.mask) {
+        buffer.shown.keep(*canvas.clip.mask);
+    }
+    const DeviceRect &area = buffer.shown.area();
+    const PixelArea pixels = buffer.pixels(area);
+    paintInto(pixels, buffer.shown, group);
+    QuadPainter::copyMasked(_kernels, canvas.target, {area, &buffer.shown},
+                            {pixels.pixels, area.width(), area.height(), false}, area.left,
+                            area.top, canvas.weight, *mask);
+    _buffers.giveBack();
+}
+
+void DisplayListPainter::paintInto(const PixelArea &pixels, const CellMask &shown,
+                                   const Item &group) {
+    const PaintClip clip{pixels.area, &shown};
+    clear(pixels, clip, 0);
+    paintMembers(&group + 1, &group + group.length, {pixels, clip, kFullWeight});
+}
+
+void DisplayListPainter::paintPicture(const Item &item, const Canvas &canvas) {
     CGImage &image = *item.image;
     if (isCopy(item.map, image)) {
-        QuadPainter::copyPicture(_kernels, target, item.bounds, Picture::whole(image),
+        QuadPainter::copyPicture(_kernels, canvas.target, canvas.clip, Picture::whole(image),
                                  static_cast<int>(std::round(item.map.tx)),
-                                 static_cast<int>(std::round(item.map.ty)), item.weight);
+                                 static_cast<int>(std::round(item.map.ty)), canvas.weight);
     } else if (isWorthScaling(item)) {
-        const Affine map =
-            texelMap(item.map, Picture::whole(image).width, Picture::whole(image).height);
-        const Picture scaled = _scaled.scaled(image, {map.tx, map.a}, {map.ty, map.d}, item.bounds);
-        QuadPainter::copyPicture(_kernels, target, item.bounds, scaled, item.bounds.left,
-                                 item.bounds.top, item.weight);
-    } else {
-        paintSampled(item, target);
+        QuadPainter::copyPicture(_kernels, canvas.target, canvas.clip, scaledFor(item),
+                                 item.bounds.left, item.bounds.top, canvas.weight);
+    } else if (const auto picture = sampled(item)) {
+        _sprites.draw(canvas.target, canvas.clip, *picture->texels, picture->quad, canvas.weight);
     }
 }
 
-void DisplayListPainter::paintSampled(const Item &item, const PixelArea &target) {
+Picture DisplayListPainter::scaledFor(const Item &item) {
+    CGImage &image = *item.image;
+    const Picture whole = Picture::whole(image);
+    const Affine map = texelMap(item.map, whole.width, whole.height);
+    return _scaled.scaled(image, {map.tx, map.a}, {map.ty, map.d}, item.bounds);
+}
+
+std::optional<DisplayListPainter::Sampled> DisplayListPainter::sampled(const Item &item) {
     const auto quadOf = [&](int width, int height) {
         return DeviceQuad::make(texelMap(item.map, width, height), width, height);
     };
     const Picture picture = Picture::whole(*item.image);
     auto quad = quadOf(picture.width, picture.height);
     if (!quad) {
-        return;
+        return std::nullopt;
     }
     const int halvingsX = halvings(quad->unitsX(), picture.width);
     const int halvingsY = halvings(quad->unitsY(), picture.height);
@@ -121,9 +230,7 @@ void DisplayListPainter::paintSampled(const Item &item, const PixelArea &target)
     if (halvingsX > 0 || halvingsY > 0) {
         quad = quadOf(texels.width(), texels.height());
     }
-    if (quad) {
-        _sprites.draw(target, item.bounds, texels, *quad, item.weight);
-    }
+    return quad ? std::optional(Sampled{&texels, *quad}) : std::nullopt;
 }
 
 // An eighth of the screen and more is likely to stay where it is.

@@ -2,28 +2,60 @@
 
 #include "Platform/Compositor/DisplayList.h"
 #include "Platform/Compositor/GroupBuffers.h"
+#include "Platform/Compositor/PaintClip.h"
 #include "Platform/Compositor/ScaledPictures.h"
 #include "Platform/Compositor/SpritePainter.h"
 #include "Platform/Compositor/SpritePictures.h"
 
-/// Draws a display list with the processor, and keeps what it prepared for it.
+#include <optional>
+
+/// Draws display lists with the processor, and keeps what it prepared for them.
 class DisplayListPainter {
   public:
     /// Draws with these loops.
     explicit DisplayListPainter(const PixelKernels &kernels)
         : _kernels(kernels), _sprites(kernels) {}
 
-    void paint(const DisplayList &list, const PixelArea &target);
+    /// Comes before the other calls of a frame; `device` is the whole target.
+    void beginFrame(const DeviceRect &device) { _device = device; }
+
+    /// Adds the pixels that an item of a list, with its members, may change; see CellMask::add().
+    void mark(const DisplayItem &item, CellMask &mask, CellMask *again = nullptr);
+
+    /// Draws over black: all, or only what is in the mask, whose area is the device. A pixel comes
+    /// out the same either way.
+    void paint(const DisplayList &list, const PixelArea &target, const CellMask *mask);
+
+    /// Forgets what frames no longer use.
+    void endFrame();
     void purge();
 
   private:
     using Item = DisplayItem;
 
-    void paintMembers(const Item *first, const Item *end, const PixelArea &target);
-    void paintItem(const Item &item, const PixelArea &target);
-    void paintGroup(const Item &group, const PixelArea &target);
-    void paintPicture(const Item &item, const PixelArea &target);
-    void paintSampled(const Item &item, const PixelArea &target);
+    // A picture as it is drawn when it is turned, scaled or between pixels.
+    struct Sampled {
+        const SpriteTexels *texels;
+        DeviceQuad quad;
+    };
+
+    // Where to draw, and how much of everything's weight counts there.
+    struct Canvas {
+        const PixelArea &target;
+        PaintClip clip;
+        std::uint32_t weight;
+    };
+
+    bool hidesAll(const Item &item);
+    void paintMembers(const Item *first, const Item *end, const Canvas &canvas);
+    void paintItem(const Item &item, const Canvas &canvas);
+    void paintGroup(const Item &group, const Canvas &canvas);
+    void paintShared(const Item &group, GroupBuffers::Buffer &buffer, const Canvas &canvas);
+    void paintMask(const Item &group, const Canvas &canvas);
+    void paintInto(const PixelArea &pixels, const CellMask &shown, const Item &group);
+    void paintPicture(const Item &item, const Canvas &canvas);
+    Picture scaledFor(const Item &item);
+    std::optional<Sampled> sampled(const Item &item);
     bool isWorthScaling(const Item &item) const;
 
     const PixelKernels &_kernels;

@@ -69,19 +69,21 @@ double vAt(const DeviceQuad &quad, int x, int y) {
 
 namespace QuadPainter {
 
-void copyPicture(const PixelKernels &kernels, const PixelArea &target, const DeviceRect &clip,
+void copyPicture(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
                  const Picture &picture, int left, int top, std::uint32_t weight) {
-    for (int y = clip.top; y < clip.bottom; y++) {
-        copyRow(kernels, picture.at(clip.left - left, y - top), target.at(clip.left, y),
-                clip.width(), picture.opaque, weight);
+    for (int y = clip.rect.top; y < clip.rect.bottom; y++) {
+        clip.forEachRun(y, clip.rect.left, clip.rect.right, [&](int from, int to) {
+            copyRow(kernels, picture.at(from - left, y - top), target.at(from, y), to - from,
+                    picture.opaque, weight);
+        });
     }
 }
 
-void copyMasked(const PixelKernels &kernels, const PixelArea &target, const DeviceRect &clip,
+void copyMasked(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
                 const Picture &picture, int left, int top, std::uint32_t weight,
                 const DeviceQuad &mask) {
-    for (int y = clip.top; y < clip.bottom; y++) {
-        const DeviceQuad::Span span = mask.span(y, clip.left, clip.right, 0);
+    for (int y = clip.rect.top; y < clip.rect.bottom; y++) {
+        const DeviceQuad::Span span = mask.span(y, clip.rect.left, clip.rect.right, 0);
         const auto copyPart = [&](int from, int to, bool opaque, std::uint32_t part) {
             copyRow(kernels, picture.at(from - left, y - top), target.at(from, y), to - from,
                     opaque, part);
@@ -92,27 +94,29 @@ void copyMasked(const PixelKernels &kernels, const PixelArea &target, const Devi
                 copyPart(x, x + 1, false, partOf(weight, coverage));
             }
         };
-        copyEdge(span.outerLeft, span.innerLeft);
-        copyPart(span.innerLeft, span.innerRight, picture.opaque, weight);
-        copyEdge(span.innerRight, span.outerRight);
+        clip.forEachRun(y, span.outerLeft, span.innerLeft, copyEdge);
+        clip.forEachRun(y, span.innerLeft, span.innerRight,
+                        [&](int from, int to) { copyPart(from, to, picture.opaque, weight); });
+        clip.forEachRun(y, span.innerRight, span.outerRight, copyEdge);
     }
 }
 
-void fill(const PixelKernels &kernels, const PixelArea &target, const DeviceRect &clip,
+void fill(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
           const CGColor &color, const DeviceQuad &quad, std::uint32_t weight) {
     const FillColor source(color);
-    for (int y = clip.top; y < clip.bottom; y++) {
-        const DeviceQuad::Span span = quad.span(y, clip.left, clip.right, 0);
+    for (int y = clip.rect.top; y < clip.rect.bottom; y++) {
+        const DeviceQuad::Span span = quad.span(y, clip.rect.left, clip.rect.right, 0);
         const auto fillEdge = [&](int from, int to) {
             for (int x = from; x < to; x++) {
                 const double coverage = quad.coverage(uAt(quad, x, y), vAt(quad, x, y));
                 blend(source.pixel(partOf(weight, coverage)), *target.at(x, y));
             }
         };
-        fillEdge(span.outerLeft, span.innerLeft);
-        fillRow(kernels, source.pixel(weight), target.at(span.innerLeft, y),
-                span.innerRight - span.innerLeft);
-        fillEdge(span.innerRight, span.outerRight);
+        clip.forEachRun(y, span.outerLeft, span.innerLeft, fillEdge);
+        clip.forEachRun(y, span.innerLeft, span.innerRight, [&](int from, int to) {
+            fillRow(kernels, source.pixel(weight), target.at(from, y), to - from);
+        });
+        clip.forEachRun(y, span.innerRight, span.outerRight, fillEdge);
     }
 }
 

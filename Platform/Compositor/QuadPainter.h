@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Compositor/DeviceQuad.h"
+#include "Platform/Compositor/PaintClip.h"
 #include "Platform/Compositor/PixelArea.h"
 #include "Platform/Compositor/PixelKernels.h"
 #include "Platform/CoreGraphics/CGColor.h"
@@ -10,15 +11,15 @@
 namespace QuadPainter {
 
 /// The picture texel by pixel, its top left one at (left, top).
-void copyPicture(const PixelKernels &kernels, const PixelArea &target, const DeviceRect &clip,
+void copyPicture(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
                  const Picture &picture, int left, int top, std::uint32_t weight);
 
 /// As copyPicture(), showing only what lies inside `mask`.
-void copyMasked(const PixelKernels &kernels, const PixelArea &target, const DeviceRect &clip,
+void copyMasked(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
                 const Picture &picture, int left, int top, std::uint32_t weight,
                 const DeviceQuad &mask);
 
-void fill(const PixelKernels &kernels, const PixelArea &target, const DeviceRect &clip,
+void fill(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
           const CGColor &color, const DeviceQuad &quad, std::uint32_t weight);
 
 } // namespace QuadPainter

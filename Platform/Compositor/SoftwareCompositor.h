@@ -4,8 +4,6 @@
 
 #include <memory>
 
-class DisplayList;
-class DisplayListPainter;
 struct PixelKernels;
 
 /// Draws on the processor, in one thread, with integers: the same tree gives the same bytes
@@ -21,10 +19,12 @@ class PLATFORM_EXPORT SoftwareCompositor final : public Compositor {
     explicit SoftwareCompositor(const PixelKernels &kernels);
     ~SoftwareCompositor() override;
 
-    void composite(CALayer &root, const CompositorTarget &target, CGFloat scale) override;
+    const std::vector<DeviceRect> &composite(CALayer &root, const CompositorTarget &target,
+                                             CGFloat scale) override;
     void purge() override;
 
   private:
-    std::unique_ptr<DisplayList> _list;
-    std::unique_ptr<DisplayListPainter> _painter;
+    class Frames;
+
+    std::unique_ptr<Frames> _frames;
 };

@@ -26,6 +26,11 @@ std::uint64_t times(std::uint64_t step, int count) {
     return step * static_cast<std::uint64_t>(static_cast<std::int64_t>(count));
 }
 
+PolygonSpans::Point onDevice(const DeviceQuad &quad, double u, double v) {
+    const Affine &map = quad.toDevice();
+    return {map.a * u + map.c * v + map.tx, map.b * u + map.d * v + map.ty};
+}
+
 std::int32_t stepOf(std::uint64_t fixedStep) {
     const auto rounded = (fixedStep + 0x8000) >> 16;
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(rounded));
@@ -88,79 +93,89 @@ struct SpritePainter::Sprite {
     const std::uint32_t weight;
     const Positions positions;
     const SpriteStep step;
-
-    PolygonSpans::Point onDevice(double u, double v) const {
-        const Affine &map = quad.toDevice();
-        return {map.a * u + map.c * v + map.tx, map.b * u + map.d * v + map.ty};
-    }
 };
 
-void SpritePainter::draw(const PixelArea &target, const DeviceRect &clip,
-                         const SpriteTexels &texels, const DeviceQuad &quad, std::uint32_t weight) {
-    if (texels.outline().empty || clip.isEmpty()) {
+void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const SpriteTexels &texels,
+                         const DeviceQuad &quad, std::uint32_t weight) {
+    if (texels.outline().empty || clip.rect.isEmpty()) {
         return;
     }
     const Positions positions(quad, texels.width(), texels.height());
     const Sprite sprite{target,    texels,
                         quad,      std::min(weight / 2, PixelKernels::kSpriteWeight),
                         positions, positions.step()};
-    findShown(sprite, clip);
-    const bool hasEdges = findInside(sprite, clip);
+    findShown(texels, quad, clip.rect);
+    const bool hasEdges = findInside(texels, quad, clip.rect);
     for (int y = _shown.top(); y < _shown.bottom(); y++) {
-        const PolygonSpans::Span shown = _shown.row(y);
-        if (!hasEdges) {
-            addInside(sprite, y, shown.left, shown.right);
-            continue;
-        }
-        PolygonSpans::Span inside{shown.right, shown.right};
-        if (y >= _inside.top() && y < _inside.bottom()) {
-            inside = _inside.row(y);
-        }
-        inside.left = std::max(std::min(inside.left, shown.right), shown.left);
-        inside.right = std::max(std::min(inside.right, shown.right), inside.left);
-        addEdge(sprite, y, shown.left, inside.left);
-        addInside(sprite, y, inside.left, inside.right);
-        addEdge(sprite, y, inside.right, shown.right);
+        clip.forEachRun(y, _shown.row(y).left, _shown.row(y).right, [&](int left, int right) {
+            const PolygonSpans::Span run{left, right};
+            const PolygonSpans::Span inside = hasEdges ? insideOf(run, y) : run;
+            addEdge(sprite, y, left, inside.left);
+            addInside(sprite, y, inside.left, inside.right);
+            addEdge(sprite, y, inside.right, right);
+        });
     }
     flush(sprite);
 }
 
+void SpritePainter::mark(const DeviceRect &clip, const SpriteTexels &texels, const DeviceQuad &quad,
+                         CellMask &mask, CellMask *again) {
+    if (texels.outline().empty || clip.isEmpty()) {
+        return;
+    }
+    findShown(texels, quad, clip);
+    for (int y = _shown.top(); y < _shown.bottom(); y++) {
+        mask.add(y, _shown.row(y).left, _shown.row(y).right, again);
+    }
+}
+
 // An outline that touches the picture's edge reaches to where that fades out.
-void SpritePainter::findShown(const Sprite &sprite, const DeviceRect &clip) {
-    const SpriteOutline &outline = sprite.texels.outline();
+void SpritePainter::findShown(const SpriteTexels &texels, const DeviceQuad &quad,
+                              const DeviceRect &clip) {
+    const SpriteOutline &outline = texels.outline();
     const auto widened = [](double place, int side, double units) {
         return place <= 0 ? -units / 2 : place >= side ? side + units / 2 : place;
     };
     std::array<PolygonSpans::Point, SpriteOutline::kCorners> corners;
     for (std::size_t i = 0; i < corners.size(); i++) {
         const SpriteOutline::Corner &corner = outline.corners[i];
-        corners[i] =
-            sprite.onDevice(widened(corner.u, sprite.texels.width(), sprite.quad.unitsX()),
-                            widened(corner.v, sprite.texels.height(), sprite.quad.unitsY()));
+        corners[i] = onDevice(quad, widened(corner.u, texels.width(), quad.unitsX()),
+                              widened(corner.v, texels.height(), quad.unitsY()));
     }
     _shown.find(corners, clip);
 }
 
 // Finds what is covered wholly and has four texels around each pixel. False when that is all.
-bool SpritePainter::findInside(const Sprite &sprite, const DeviceRect &clip) {
-    const SpriteOutline &outline = sprite.texels.outline();
-    const double left = std::max(0.5 + kSafely, sprite.quad.unitsX() / 2);
-    const double top = std::max(0.5 + kSafely, sprite.quad.unitsY() / 2);
-    const double right = sprite.texels.width() - left;
-    const double bottom = sprite.texels.height() - top;
+bool SpritePainter::findInside(const SpriteTexels &texels, const DeviceQuad &quad,
+                               const DeviceRect &clip) {
+    const SpriteOutline &outline = texels.outline();
+    const double left = std::max(0.5 + kSafely, quad.unitsX() / 2);
+    const double top = std::max(0.5 + kSafely, quad.unitsY() / 2);
+    const double right = texels.width() - left;
+    const double bottom = texels.height() - top;
     if (outline.left >= left && outline.right <= right && outline.top >= top &&
         outline.bottom <= bottom) {
         return false;
     }
     if (left < right && top < bottom) {
         const PolygonSpans::Point corners[] = {
-            sprite.onDevice(left, top), sprite.onDevice(right, top), sprite.onDevice(right, bottom),
-            sprite.onDevice(left, bottom)};
+            onDevice(quad, left, top), onDevice(quad, right, top), onDevice(quad, right, bottom),
+            onDevice(quad, left, bottom)};
         _inside.find(corners, clip);
     } else {
         _inside.clear();
     }
     return true;
+}
+
+// The part of a row's run that findInside() found.
+PolygonSpans::Span SpritePainter::insideOf(const PolygonSpans::Span &run, int y) const {
+    if (y < _inside.top() || y >= _inside.bottom()) {
+        return {run.right, run.right};
+    }
+    const PolygonSpans::Span &inside = _inside.row(y);
+    const int left = std::max(std::min(inside.left, run.right), run.left);
+    return {left, std::max(std::min(inside.right, run.right), left)};
 }
 
 void SpritePainter::addInside(const Sprite &sprite, int y, int from, int to) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Compositor/DeviceQuad.h"
+#include "Platform/Compositor/PaintClip.h"
 #include "Platform/Compositor/PixelArea.h"
 #include "Platform/Compositor/PolygonSpans.h"
 #include "Platform/Compositor/SpriteTexels.h"
@@ -14,15 +15,20 @@ class SpritePainter {
 
     /// The texels fill `quad`, which was made with their size. `clip` must lie within the target;
     /// `weight` is of 65536.
-    void draw(const PixelArea &target, const DeviceRect &clip, const SpriteTexels &texels,
+    void draw(const PixelArea &target, const PaintClip &clip, const SpriteTexels &texels,
               const DeviceQuad &quad, std::uint32_t weight);
+
+    /// Adds the pixels of `clip` that draw() may change; see CellMask::add().
+    void mark(const DeviceRect &clip, const SpriteTexels &texels, const DeviceQuad &quad,
+              CellMask &mask, CellMask *again);
 
   private:
     class Positions;
     struct Sprite;
 
-    void findShown(const Sprite &sprite, const DeviceRect &clip);
-    bool findInside(const Sprite &sprite, const DeviceRect &clip);
+    void findShown(const SpriteTexels &texels, const DeviceQuad &quad, const DeviceRect &clip);
+    bool findInside(const SpriteTexels &texels, const DeviceQuad &quad, const DeviceRect &clip);
+    PolygonSpans::Span insideOf(const PolygonSpans::Span &run, int y) const;
     void addInside(const Sprite &sprite, int y, int from, int to);
     void addEdge(const Sprite &sprite, int y, int from, int to);
     void addEdgeRow(const Sprite &sprite, int y, SpriteRow row, int from);

@@ -26,6 +26,13 @@ class Canvas {
         return *this;
     }
 
+    /// Draws over what it holds, which is that many pictures old; see CompositorTarget::age.
+    const std::vector<DeviceRect> &drawOver(unsigned age, Compositor &compositor, CALayer &root,
+                                            CGFloat scale = 1) {
+        return compositor.composite(root, {_pixels.data(), _width, _height, _width + kPadding, age},
+                                    scale);
+    }
+
     std::size_t width() const { return _width; }
     std::size_t height() const { return _height; }
 

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Platform/Compositor/DeviceRect.h"
+
+#include <bit>
+#include <cstdint>
+#include <vector>
+
+/// A set of the device's pixels, told apart by cells of 16 in a row, which is what memory moves at
+/// a time. Adding and walking take time by the row, not by the pixel. Keeps its memory.
+class CellMask {
+  public:
+    /// Forgets all; from now on the set is of the pixels of `area`, which holds no negative ones.
+    void reset(const DeviceRect &area);
+
+    const DeviceRect &area() const { return _area; }
+
+    /// Adds pixels of a row of the area, with the rest of the cells that they lie in. Cells that
+    /// are in the set already go into `again`, too, which was reset to the same area.
+    void add(int y, int left, int right, CellMask *again = nullptr);
+    void add(const DeviceRect &rect, CellMask *again = nullptr);
+
+    /// Adds what is in another set of the same area.
+    void add(const CellMask &other);
+
+    /// Takes out what is in the other, which has the same area.
+    void remove(const CellMask &other);
+
+    /// Takes out what is not in the other, whose area holds this one's.
+    void keep(const CellMask &other);
+
+    bool isEmpty() const;
+
+    /// Of the pixels of all cells; those at the right end count as whole ones.
+    long long pixelCount() const;
+
+    /// Whether any of these pixels' cells is in the set.
+    bool intersects(const DeviceRect &rect) const;
+
+    /// Calls run(left, right) for the pixels of [left, right) in the set, from the left.
+    template <class Run> void forEachRun(int y, int left, int right, const Run &run) const {
+        const std::uint64_t *const row = wordsOf(y);
+        while (left < right) {
+            const std::uint64_t cells = row[(left >> kWordShift) - _firstWord] >> bitOf(left);
+            if (cells == 0) {
+                left = (left | (kWordPixels - 1)) + 1;
+            } else if ((cells & 1) == 0) {
+                left = startOfCell(left) + std::countr_zero(cells) * kCell;
+            } else {
+                const int end = std::min(endOfRun(row, left, right), right);
+                run(left, end);
+                left = end;
+            }
+        }
+    }
+
+  private:
+    static constexpr int kCell = 16;
+    static constexpr int kWordPixels = kCell * 64;
+    static constexpr int kWordShift = 10;
+
+    static int bitOf(int x) { return x / kCell % 64; }
+    static int startOfCell(int x) { return x & -kCell; }
+
+    const std::uint64_t *wordsOf(int y) const {
+        return &_cells[static_cast<std::size_t>(y - _area.top) * _wordsARow];
+    }
+
+    int endOfRun(const std::uint64_t *row, int left, int right) const;
+
+    DeviceRect _area;
+    int _firstWord = 0;
+    std::size_t _wordsARow = 0;
+    std::vector<std::uint64_t> _cells;
+};
