@@ -131,15 +131,16 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     CGRect boxAroundAnchor() const;
     bool isInside(const CALayer *other) const;
 
+    // What moves in every frame stands together.
     CGPoint _position;
-    CGRect _bounds;
-    CGPoint _anchorPoint{0.5, 0.5};
-    CATransform3D _transform = CATransform3DIdentity;
     CALayer *_superlayer = nullptr;
     bool _changed = true;
     bool _hidden = false;
     bool _masksToBounds = false;
     float _opacity = 1;
+    CATransform3D _transform = CATransform3DIdentity;
+    CGRect _bounds;
+    CGPoint _anchorPoint{0.5, 0.5};
     Retained<CGImage> _contents;
     CGFloat _contentsScale = 1;
     CALayerGravity _contentsGravity = CALayerGravity::Resize;
