@@ -71,6 +71,10 @@ class BinaryPropertyListBuilder {
     }
 
   private:
+    static constexpr std::string_view kMagic = "bplist00";
+
+    static Bytes bytesOf(std::string_view text) { return {text.begin(), text.end()}; }
+
     /// The first byte of an object and its length.
     static Bytes start(std::uint8_t kind, std::size_t length) {
         if (length < 15) {
@@ -89,6 +93,6 @@ class BinaryPropertyListBuilder {
 
     const std::size_t _referenceSize;
     const std::size_t _offsetSize;
-    Bytes _bytes{'b', 'p', 'l', 'i', 's', 't', '0', '0'};
+    Bytes _bytes = bytesOf(kMagic);
     std::vector<std::uint64_t> _offsets;
 };
