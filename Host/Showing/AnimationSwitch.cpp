@@ -13,9 +13,7 @@ constexpr NSTimeInterval kBetweenChecks = 0.005;
 
 AnimationSwitch::AnimationSwitch(Retained<DeskTopView> view) : _view(std::move(view)) {}
 
-AnimationSwitch::~AnimationSwitch() {
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(_view.get(), kCheck);
-}
+AnimationSwitch::~AnimationSwitch() { cancelCheck(); }
 
 void AnimationSwitch::setRunning(bool running) {
     _isWanted = running;
@@ -31,6 +29,7 @@ void AnimationSwitch::update() {
     if (!_isWanted) {
         _view->pauseAnimating();
     } else if (_view->operationQueue().operationCount() == 0) {
+        cancelCheck();
         _view->resumeAnimating();
     } else {
         checkLater();
@@ -49,6 +48,11 @@ void AnimationSwitch::checkLater() {
             update();
         },
         kBetweenChecks);
+}
+
+void AnimationSwitch::cancelCheck() {
+    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(_view.get(), kCheck);
+    _isCheckPending = false;
 }
 
 } // namespace Lumivera

@@ -23,6 +23,7 @@ class AnimationSwitch {
 
   private:
     void checkLater();
+    void cancelCheck();
 
     const Retained<DeskTopView> _view;
     bool _isWanted = true;

@@ -91,9 +91,9 @@ void WallpaperShow::guard(const std::function<void()> &action) {
 }
 
 void WallpaperShow::callOutBegins() {
-    // The view's loop is the only one that calls an animating view.
-    _isFrame =
-        _stage.view().isAnimating() && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view();
+    // An animating view is called by its own loop alone.
+    const auto *view = dynamic_cast<const DeskTopView *>(NSRunLoop::mainRunLoop().currentTarget());
+    _isFrame = view && view->isAnimating();
     _stage.callOutBegins();
 }
 
@@ -103,7 +103,7 @@ void WallpaperShow::callOutEnded() {
     if ((hasChanged || _isPictureLost) && _display.isVisible()) {
         draw();
     }
-    if (_isFrame) {
+    if (_isFrame && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view()) {
         trace();
     }
 }

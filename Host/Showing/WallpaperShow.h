@@ -34,6 +34,9 @@ class WallpaperShow final : private Display::Listener {
     /// Returns when the user, the time or NSRunLoop::stop ends it; throws the HostError that did.
     void run();
 
+    /// The view that is shown.
+    DeskTopView &view() { return _stage.view(); }
+
   private:
     void displayResized() override;
     void displayVisibilityChanged() override;

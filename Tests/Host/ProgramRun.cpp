@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,6 +38,7 @@ void changeEnvironment(const std::vector<std::string> &changes) {
 }
 
 void prepareChild(const ProgramRun::Options &options, int output, int errors) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
     changeEnvironment(options.environment);
@@ -117,6 +120,14 @@ std::string bundleWithDescription(const std::string &folder, const std::string &
     const std::string path = folder + "/Made.bundle";
     std::filesystem::create_directory(path);
     std::ofstream(path + "/description.plist", std::ios::binary) << description;
+    return path;
+}
+
+std::string testBundle(const std::string &folder, const std::string &wallpaper) {
+    const std::string path = bundleWithDescription(
+        folder, propertyList("<key>name Library</key><string>test.so</string>"));
+    std::filesystem::create_symlink(
+        LUMIVERA_BUILD_DIR "/lib/test-wallpapers/lib" + wallpaper + ".so", path + "/test.so");
     return path;
 }
 

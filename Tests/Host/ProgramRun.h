@@ -57,5 +57,8 @@ std::string copyOfShippedBundle(const std::string &folder);
 /// A bundle with that description alone; its path.
 std::string bundleWithDescription(const std::string &folder, const std::string &description);
 
+/// A bundle of a wallpaper that the tests bring; its path.
+std::string testBundle(const std::string &folder, const std::string &wallpaper);
+
 /// A property list with one dictionary of that inside.
 std::string propertyList(const std::string &entries);

@@ -6,13 +6,11 @@
 #include "Platform/Foundation/NSThread.h"
 #include "Tests/Host/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
+#include "Tests/Support/ScriptedRandom.h"
 #include "Tests/Support/SimulatedTime.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-
-#include <dlfcn.h>
-#include <filesystem>
 
 using namespace Lumivera;
 
@@ -30,14 +28,7 @@ RenderingSession::Options seeded(unsigned seed) {
     return options;
 }
 
-/// A bundle of the wallpaper that the tests bring.
-std::string tinyBundle(const std::string &folder) {
-    const std::string path = bundleWithDescription(
-        folder, propertyList("<key>name Library</key><string>tiny.so</string>"));
-    std::filesystem::create_symlink(LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libTinyWallpaper.so",
-                                    path + "/tiny.so");
-    return path;
-}
+std::string tinyBundle(const std::string &folder) { return testBundle(folder, "TinyWallpaper"); }
 
 TEST_F(RenderingSessionTest, LeavesNoThreadAndNoCallBehind) {
     {
@@ -128,6 +119,20 @@ TEST_F(RenderingSessionTest, TracesNullForAPictureWithoutAName) {
     petal->setImage(nullptr);
     const auto line = nlohmann::json::parse(TraceWriter::line(0, 0, session.view()));
     EXPECT_TRUE(line["layers"][0][0][0].is_null());
+}
+
+TEST_F(RenderingSessionTest, SeedsAStillWallpaperAndGivesItItsFirstEvents) {
+    const ScriptedRandom random;
+    RenderingSession::Options options = seeded(77);
+    options.script = Script::parse(
+        R"({"events": [{"frame": 0, "offset": 7}, {"frame": 2, "offset": 8}]})", "s.json");
+    RenderingSession session(testBundle(_folder.path(), "StillWallpaper"), options);
+    EXPECT_EQ(random.seed(), 77u);
+    EXPECT_EQ(session.view().offset(), 7);
+    session.nextFrame();
+    EXPECT_EQ(session.view().offset(), 7);
+    session.nextFrame();
+    EXPECT_EQ(session.view().offset(), 8);
 }
 
 } // namespace

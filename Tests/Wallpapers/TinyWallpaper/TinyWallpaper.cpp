@@ -4,7 +4,8 @@
 namespace {
 
 /// Moves its offset by one point a frame and is as wide as its bundle's path is long, so that a
-/// host can see that it lives and which bundle it was given.
+/// host can see that it lives and which bundle it was given. Its speed level tells of the latest
+/// tap, its clip rectangle of where scrolling came to rest.
 class TinyView final : public DeskTopView {
   public:
     explicit TinyView(const CGRect &frame) : DeskTopView(frame) {}
@@ -12,6 +13,9 @@ class TinyView final : public DeskTopView {
     void initResource() override { startAnimating(); }
     void doAnimating() override { setOffset(offset() + 1); }
     void tapActionAtViewPoint(CGPoint point) override { setSpeedLevel(static_cast<int>(point.x)); }
+    void scrollingDidFinish(CGFloat position) override {
+        setTapClipRect(CGRectMake(position, 0, 1, 1));
+    }
 
   private:
     ~TinyView() override = default;
