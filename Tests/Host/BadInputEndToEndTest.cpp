@@ -4,7 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <string_view>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
@@ -202,6 +205,19 @@ TEST_F(BadInput, NamesAFolderThatCannotBeListed) {
     EXPECT_THAT(run.errors(), HasSubstr("none: cannot be read as a folder"));
 }
 
+TEST_F(BadInput, NamesAFolderThatMayNotBeRead) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "this user may read everything";
+    }
+    const std::string folder = _folder.makeFolder("closed");
+    fs::permissions(folder, fs::perms::none);
+    const ProgramRun run({"list", folder});
+    fs::permissions(folder, fs::perms::owner_all);
+    EXPECT_EQ(run.status(), 1);
+    EXPECT_TRUE(run.saysOneLine()) << run.errors();
+    EXPECT_THAT(run.errors(), HasSubstr("closed: cannot be read as a folder"));
+}
+
 TEST_F(BadInput, RefusesAPackOfRandomBytes) {
     std::string bytes;
     for (unsigned i = 0, x = 12345; i < 4096; ++i) {
@@ -236,6 +252,10 @@ TEST_F(BadInput, KeepsLineEndsInNamesOutOfTheLine) {
 class FullDisk : public ::testing::TestWithParam<const char *> {};
 
 TEST_P(FullDisk, LeavesNothingBehind) {
+    const bool isFilm = std::string_view(GetParam()).ends_with(".mp4");
+    if (isFilm && std::system("command -v ffmpeg >/dev/null 2>&1") != 0) {
+        GTEST_SKIP() << "ffmpeg is not installed";
+    }
     const TemporaryFolder folder;
     const ProgramRun run({"render", shippedBundle("Lumivera.bundle"), "-o",
                           folder.pathOf(GetParam()), "--frames", "40", "--seed", "1"},
@@ -243,6 +263,7 @@ TEST_P(FullDisk, LeavesNothingBehind) {
     EXPECT_EQ(run.status(), 1);
     EXPECT_TRUE(run.saysOneLine()) << run.errors();
     EXPECT_THAT(run.errors(), HasSubstr(folder.path()));
+    EXPECT_THAT(run.errors(), HasSubstr(isFilm ? "ffmpeg failed: " : "cannot be written"));
     EXPECT_TRUE(fs::is_empty(folder.path()));
 }
 

@@ -36,6 +36,20 @@ TEST(List, FindsBundlesInTheUsersDataFolder) {
     EXPECT_THAT(run.output(), HasSubstr("Own.bundle"));
 }
 
+TEST(List, ShowsTheBundlesOfAFolderThatIsNamedTwiceOnce) {
+    const TemporaryFolder folder;
+    std::filesystem::create_directories(folder.pathOf("lumivera/wallpapers/Own.bundle"));
+    const std::string twice = folder.path() + ":" + folder.path() + "/";
+    const ProgramRun run(
+        {"list", "--json"},
+        {.environment = {"XDG_DATA_DIRS=" + twice}, .largestFile = {}, .folder = {}});
+    std::size_t count = 0;
+    for (const Json &entry : Json::parse(run.output())) {
+        count += entry["path"].get<std::string>().ends_with("/Own.bundle") ? 1 : 0;
+    }
+    EXPECT_EQ(count, 1u) << run.output();
+}
+
 TEST(List, TellsWhatTheDescriptionSays) {
     const TemporaryFolder folder;
     const std::string path = bundleWithDescription(

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -73,6 +74,22 @@ TEST_F(Render, RepeatsFilmsByteForByte) {
         EXPECT_GT(first.size(), 10000u);
         EXPECT_EQ(film(name, arguments), first) << name;
     }
+}
+
+TEST_F(Render, RepeatsTheTraceAndThePictureOfAMinuteByteForByte) {
+    const auto render = [this](const std::string &name) {
+        const std::string trace = _folder.pathOf(name + ".trace");
+        run({"--seed", "3", "--frames", "2400", "--size", "320x480", "--trace", trace},
+            {"-o", _folder.pathOf(name + ".png")});
+        return std::pair(contentsOf(trace), contentsOf(_folder.pathOf(name + ".png")));
+    };
+    const auto [trace, picture] = render("first");
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), '\n'), 2400);
+    EXPECT_GT(picture.size(), 10000u);
+    const auto [traceAgain, pictureAgain] = render("second");
+    // Not EXPECT_EQ, which would print them.
+    EXPECT_TRUE(traceAgain == trace);
+    EXPECT_TRUE(pictureAgain == picture);
 }
 
 TEST_F(Render, DrawsOtherFramesWithAnotherSeed) {
