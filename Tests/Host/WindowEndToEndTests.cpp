@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -13,10 +14,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <optional>
 #include <sstream>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -28,6 +31,11 @@
 namespace {
 
 using Json = nlohmann::json;
+
+// Points: how far a push takes a petal sideways at least, and how far its picture can reach from
+// its middle.
+constexpr double kBlownAway = 50;
+constexpr double kPetalRadius = 20;
 
 constexpr auto kLimit = std::chrono::seconds(30);
 
@@ -67,6 +75,7 @@ class VirtualScreen {
         }
         _server = fork();
         if (_server == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
             const std::string number = std::to_string(ends[1]);
             const int nothing = open("/dev/null", O_WRONLY);
             dup2(nothing, STDERR_FILENO);
@@ -119,7 +128,7 @@ class Window : public ::testing::Test {
         }
     }
 
-    void begin(std::vector<std::string> more = {}) {
+    void start(std::vector<std::string> more) {
         std::vector<std::string> arguments{
             "run", shippedBundle("Lumivera.bundle"), "--trace", trace(), "--size", "400x600"};
         arguments.insert(arguments.end(), more.begin(), more.end());
@@ -128,6 +137,11 @@ class Window : public ::testing::Test {
                                "SDL_VIDEODRIVER=x11"};
         options.folder = _folder.path();
         _process = ProgramRun::begin(arguments, options, STDOUT_FILENO, STDERR_FILENO);
+    }
+
+    /// Starts it and waits for its first frame.
+    void begin(std::vector<std::string> more = {}) {
+        start(std::move(more));
         ASSERT_TRUE(eventually([this] { return !lines().empty(); })) << "no frame was shown";
         _window = _screen->run("xdotool search --name 'Blossom Lake'");
         _window.resize(strcspn(_window.c_str(), "\n"));
@@ -174,6 +188,19 @@ class Window : public ::testing::Test {
 
     void xdotool(const std::string &arguments) const { _screen->run("xdotool " + arguments); }
 
+    void press(const std::string &key) const { xdotool("key --window " + _window + " " + key); }
+
+    void click(double x, double y) const {
+        xdotool("mousemove --window " + _window + " " + std::to_string(std::lround(x)) + " " +
+                std::to_string(std::lround(y)) + " click 1");
+    }
+
+    void pause() const {
+        xdotool("windowfocus --sync " + _window);
+        press("space");
+        ASSERT_TRUE(waitForStillness());
+    }
+
     Retained<CGImage> picture() const {
         const std::string path = _folder.pathOf("screen.png");
         _screen->run("import -window " + _window + " png:" + path);
@@ -214,16 +241,35 @@ struct PetalPlace {
     const Json &in(const Json &line) const { return line["layers"][layer][index]; }
 };
 
-/// The petal nearest to the middle of the window, of those in the front layer.
+/// The petal nearest to the middle of the window.
 PetalPlace petalNearTheMiddle(const Json &line) {
-    PetalPlace best{2, 0};
-    for (std::size_t i = 0; i < line["layers"][2].size(); ++i) {
-        const PetalPlace place{2, i};
-        if (distance(place.in(line), 200, 300) < distance(best.in(line), 200, 300)) {
-            best = place;
+    std::optional<PetalPlace> best;
+    for (std::size_t layer = 0; layer < line["layers"].size(); ++layer) {
+        for (std::size_t i = 0; i < line["layers"][layer].size(); ++i) {
+            const PetalPlace place{layer, i};
+            if (!best || distance(place.in(line), 200, 300) < distance(best->in(line), 200, 300)) {
+                best = place;
+            }
         }
     }
-    return best;
+    return best.value();
+}
+
+/// Pixels that differ between two pictures of the window, within a box around a point.
+std::size_t changedPixels(const CGImage &first, const CGImage &second, double x, double y,
+                          double halfWidth, double halfHeight) {
+    const auto within = [](double value, double end) {
+        return static_cast<std::size_t>(std::clamp(value, 0.0, end));
+    };
+    std::size_t changed = 0;
+    for (std::size_t row = within(y - halfHeight, 600); row < within(y + halfHeight, 600); ++row) {
+        for (std::size_t column = within(x - halfWidth, 400); column < within(x + halfWidth, 400);
+             ++column) {
+            const std::size_t at = row * 400 + column;
+            changed += first.pixels()[at] != second.pixels()[at] ? 1 : 0;
+        }
+    }
+    return changed;
 }
 
 TEST_F(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
@@ -242,43 +288,47 @@ TEST_F(Window, EndsWithTheInterruptSignal) {
 }
 
 TEST_F(Window, EndsByItselfAfterTheSeconds) {
-    begin({"--seconds", "1"});
+    start({"--seconds", "1"});
     EXPECT_EQ(waitForEnd(), 0);
 }
 
+// One petal over a picture that stands still, so that what changes beside it is the petal.
 TEST_F(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
-    begin({"--speed", "1", "--count", "300"});
-    // Paused, so that the petal stays where it is until it is clicked.
-    xdotool("windowfocus --sync " + _window);
-    xdotool("key --window " + _window + " space");
-    ASSERT_TRUE(waitForStillness());
+    begin({"--speed", "1", "--count", "1"});
+    pause();
     const auto before = Json::parse(lines().back());
     const PetalPlace petal = petalNearTheMiddle(before);
-    const double x = petal.in(before)[1].get<double>() + 15;
-    const double y = petal.in(before)[2].get<double>();
+    const double x = petal.in(before)[1].get<double>();
     const auto pictureBefore = picture();
-    std::ostringstream click;
-    click << "mousemove --window " << _window << " " << std::lround(x) << " " << std::lround(y)
-          << " click 1";
-    xdotool(click.str());
-    xdotool("key --window " + _window + " space");
-    EXPECT_TRUE(eventually(
-        [&] { return petal.in(Json::parse(lines().back()))[1].get<double>() < x - 45; }));
-    const auto now = Json::parse(lines().back());
-    EXPECT_GT(distance(petal.in(now), x, y), distance(petal.in(before), x, y) + 20);
+    // Towards the middle, where there is room.
+    const double side = x > 200 ? -1 : 1;
+    click(x - side * 15, petal.in(before)[2].get<double>());
+    press("space");
+    EXPECT_TRUE(eventually([&] {
+        const auto line = Json::parse(lines().back());
+        return side * (petal.in(line)[1].get<double>() - x) > kBlownAway;
+    }));
+    pause();
+    const double y = petal.in(Json::parse(lines().back()))[2].get<double>();
     const auto pictureNow = picture();
     ASSERT_TRUE(pictureBefore && pictureNow);
-    std::size_t changed = 0;
-    for (std::size_t row = static_cast<std::size_t>(std::max(y - 40, 0.0));
-         row < static_cast<std::size_t>(std::min(y + 40, 600.0)); ++row) {
-        for (std::size_t column = static_cast<std::size_t>(std::max(x - 60, 0.0));
-             column < static_cast<std::size_t>(std::min(x + 20, 400.0)); ++column) {
-            const std::size_t at = row * 400 + column;
-            changed += pictureBefore->pixels()[at] != pictureNow->pixels()[at] ? 1 : 0;
-        }
-    }
-    EXPECT_GT(changed, 200u);
+    const double middle = x + side * (kBlownAway - kPetalRadius + 60);
+    EXPECT_GT(changedPixels(*pictureBefore, *pictureNow, middle, y, 60, kPetalRadius), 50u);
     EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_F(Window, EndsWhileInputIsPending) {
+    for (int i = 0; i < 5; ++i) {
+        begin();
+        kill(_process, SIGSTOP);
+        for (const char *place : {"50 50", "200 300", "350 550"}) {
+            xdotool("mousemove --window " + _window + " " + place);
+        }
+        kill(_process, SIGTERM);
+        kill(_process, SIGCONT);
+        EXPECT_EQ(waitForEnd(), 0);
+        std::filesystem::remove(trace());
+    }
 }
 
 TEST_F(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
