@@ -427,7 +427,7 @@ TEST_F(WallpaperShowTest, TracesALineAFrame) {
 TEST_F(WallpaperShowTest, TracesNoLineForACheckOfTheSwitch) {
     traceTo("trace");
     openTiny();
-    std::vector<Step> steps{{1.01, pressing(DisplayKey::Pause)}, {0, pressing(DisplayKey::Pause)}};
+    std::vector<Step> steps{{1.012, pressing(DisplayKey::Pause)}, {0, pressing(DisplayKey::Pause)}};
     for (int i = 0; i < 60; ++i) {
         steps.push_back({0.0007, [] {}});
     }
