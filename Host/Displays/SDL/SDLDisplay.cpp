@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstdlib>
 #include <string_view>
 
 namespace Lumivera {
@@ -16,13 +17,25 @@ namespace {
 constexpr CGFloat kPointsPerWheelStep = 20;
 constexpr const char *kServeEvents = "lumiveraServeEvents";
 
-// Left to itself the library falls back on drivers that show nothing, or on the console.
-constexpr const char *kWindowSystems = "x11,wayland";
+/// The window systems that the user's session offers. Left to itself the library falls back on
+/// drivers that show nothing, or on the console; asked for a system that is not there, the system's
+/// own library complains on the terminal.
+std::string windowSystems() {
+    std::string systems;
+    for (const auto &[variable, driver] :
+         {std::pair("DISPLAY", "x11"), std::pair("WAYLAND_DISPLAY", "wayland")}) {
+        const char *value = std::getenv(variable);
+        if (value && *value) {
+            systems += (systems.empty() ? "" : ",") + std::string(driver);
+        }
+    }
+    return systems;
+}
 
 [[noreturn]] void fail(const std::string &what) {
     const std::string error = SDL_GetError();
     SDL_Quit();
-    throw HostError("display", what + ": " + error,
+    throw HostError("display", error.empty() ? what : what + ": " + error,
                     "to see the wallpaper without one, use `lumivera render BUNDLE -o film.webp`");
 }
 
@@ -54,8 +67,10 @@ void prepareSDL() {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
     SDL_SetHint(SDL_HINT_APP_NAME, "lumivera");
-    SDL_SetHint(SDL_HINT_VIDEODRIVER, kWindowSystems);
-    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
+    // A driver that the user asked for in the environment wins over the hint.
+    SDL_SetHint(SDL_HINT_VIDEODRIVER, windowSystems().c_str());
+    const char *hint = SDL_GetHint(SDL_HINT_VIDEODRIVER);
+    if (!hint || !*hint || SDL_Init(SDL_INIT_VIDEO) != 0) {
         fail("there is no display to open a window on");
     }
     // The shared-memory picture of X11 takes our pixels as they are.
