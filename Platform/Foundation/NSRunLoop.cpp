@@ -173,6 +173,7 @@ void NSRunLoop::callOut(Call &call) {
     const NSObject *const outerTarget = std::exchange(_currentTarget, call.target.get());
     {
         const NSAutoreleasePool pool;
+        ++_callOutNumber;
         if (_beforeCallOut) {
             _beforeCallOut();
         }

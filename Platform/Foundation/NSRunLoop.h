@@ -3,6 +3,7 @@
 #include "Platform/Foundation/Clock.h"
 #include "Platform/Foundation/NSObject.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -54,6 +55,10 @@ class PLATFORM_EXPORT NSRunLoop {
     /// once when none runs. Any thread.
     void stop();
 
+    /// Grows with every call-out, so that what belongs to one can be told from what came before. On
+    /// threads that have the view tree.
+    std::uint64_t callOutNumber() const { return _callOutNumber; }
+
     /// When the next pending call falls due; Clock::kNever when none is pending. Any thread.
     Clock::Nanoseconds nextDeadline() const;
 
@@ -86,6 +91,7 @@ class PLATFORM_EXPORT NSRunLoop {
 
     std::unique_ptr<Queue> _queue;
     const NSObject *_currentTarget = nullptr;
+    std::uint64_t _callOutNumber = 1;
     std::function<void()> _beforeCallOut;
     std::function<void()> _afterCallOut;
 };
