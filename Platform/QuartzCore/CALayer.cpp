@@ -2,6 +2,7 @@
 
 #include "Platform/Foundation/NSRunLoop.h"
 #include "Platform/Foundation/NSThread.h"
+#include "Platform/QuartzCore/CALayerAnimations.h"
 
 #include <algorithm>
 #include <cmath>
@@ -68,6 +69,8 @@ CGSize sizeBeforeTransform(const CATransform3D &t, CGSize frame, CGSize presentF
 
 } // namespace
 
+CALayer::CALayer() = default;
+
 CALayer::~CALayer() {
     for (const Retained<CALayer> &sublayer : _sublayers) {
         sublayer->_superlayer = nullptr;
@@ -95,7 +98,7 @@ void CALayer::setBounds(const CGRect &bounds) {
     CGRect valid = bounds;
     valid.size.width = bounds.size.width > 0 ? bounds.size.width : 0;
     valid.size.height = bounds.size.height > 0 ? bounds.size.height : 0;
-    write(_bounds, valid);
+    animate(Property::Bounds, _bounds, valid);
 }
 
 CGRect CALayer::frame() const {
@@ -106,8 +109,8 @@ CGRect CALayer::frame() const {
 
 void CALayer::setFrame(const CGRect &frame) {
     const TreeAccess access;
-    setBounds({_bounds.origin, sizeBeforeTransform(_transform, frame.size, boxAroundAnchor().size,
-                                                   _bounds.size)});
+    setBounds({_bounds.origin,
+               sizeBeforeTransform(_transform, frame.size, boxAroundAnchor().size, _bounds.size)});
     const CGPoint corner = boxAroundAnchor().origin;
     setPosition({frame.origin.x - corner.x, frame.origin.y - corner.y});
 }
@@ -166,6 +169,93 @@ void CALayer::removeFromSuperlayer() {
     alive = std::move(*entry);
     siblings.erase(std::next(entry).base());
 }
+
+void CALayer::addAnimation_forKey(CAAnimation *animation, std::string_view key) {
+    if (!animation) {
+        return;
+    }
+    onMainThread([this, kept = Retained<CAAnimation>(animation), key = std::string(key)] {
+        if (!_animations) {
+            _animations = std::make_unique<CALayerAnimations>(*this);
+        }
+        _animations->add(*kept, key);
+    });
+}
+
+Retained<CAAnimation> CALayer::animationForKey(std::string_view key) const {
+    const TreeAccess access;
+    return _animations ? _animations->animationForKey(key) : nullptr;
+}
+
+void CALayer::removeAnimationForKey(std::string_view key) {
+    onMainThread([this, key = std::string(key)] {
+        if (_animations) {
+            _animations->remove(key);
+        }
+    });
+}
+
+void CALayer::removeAllAnimations() {
+    onMainThread([this] {
+        if (_animations) {
+            _animations->removeAll();
+        }
+    });
+}
+
+bool CALayer::hasAnimations() const {
+    const TreeAccess access;
+    return _animations && !_animations->isEmpty();
+}
+
+/// With the layer kept alive, whatever delegates do.
+void CALayer::onMainThread(const std::function<void()> &action) {
+    if (NSThread::isMainThread()) {
+        const Retained<CALayer> alive(this);
+        action();
+    } else {
+        NSRunLoop::mainRunLoop().performSelectorOnMainThread(this, action, false);
+    }
+}
+
+CALayerValues CALayer::values() const {
+    return {_position, _bounds, _opacity, _transform, _sublayerTransform};
+}
+
+CALayerValues CALayer::valuesBeforeCallOut() const {
+    CALayerValues result = values();
+    CALayerChanges::takeBack(_latestChange, result);
+    return result;
+}
+
+CALayerValues CALayer::presentationAt(NSTimeInterval time) const {
+    const TreeAccess access;
+    CALayerValues result;
+    present(time, result);
+    return result;
+}
+
+bool CALayer::present(NSTimeInterval time, CALayerValues &shown) const {
+    shown = values();
+    return _animations && _animations->apply(time, shown);
+}
+
+/// Before the value changes. A layer that had animations notes for itself what it showed.
+template <class T> void CALayer::noteChange(Property property, const T &oldValue) {
+    if (_animations && _animations->isForgettable()) {
+        _animations = nullptr;
+    }
+    if (_animations) {
+        _animations->changeBegins();
+    } else {
+        _latestChange = CALayerChanges::add(property, oldValue, _latestChange);
+    }
+}
+
+template PLATFORM_EXPORT void CALayer::noteChange(Property, const CGPoint &);
+template PLATFORM_EXPORT void CALayer::noteChange(Property, const CGRect &);
+template PLATFORM_EXPORT void CALayer::noteChange(Property, const float &);
+template PLATFORM_EXPORT void CALayer::noteChange(Property, const CATransform3D &);
 
 void CALayer::didComposite() {
     if (!_changed) {

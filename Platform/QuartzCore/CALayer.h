@@ -6,10 +6,16 @@
 #include "Platform/Foundation/NSObject.h"
 #include "Platform/Foundation/Retained.h"
 #include "Platform/Foundation/TreeLock.h"
-#include "Platform/QuartzCore/CATransform3D.h"
+#include "Platform/QuartzCore/CAAnimation.h"
+#include "Platform/QuartzCore/CALayerChanges.h"
 
+#include <functional>
+#include <memory>
+#include <string_view>
 #include <utility>
 #include <vector>
+
+class CALayerAnimations;
 
 /// How a layer's contents fill its bounds.
 enum class CALayerGravity {
@@ -25,11 +31,11 @@ enum class CALayerGravity {
 /// the main thread's call-outs. Destroyed on the main thread.
 class PLATFORM_EXPORT CALayer : public NSObject {
   public:
-    CALayer() = default;
+    CALayer();
 
     /// Where the anchor point lies in the superlayer.
     CGPoint position() const { return read(_position); }
-    void setPosition(CGPoint position) { write(_position, position); }
+    void setPosition(CGPoint position) { animate(Property::Position, _position, position); }
 
     /// The layer's own coordinates; the size may not be negative or NaN (kept as 0 then).
     CGRect bounds() const { return read(_bounds); }
@@ -40,15 +46,19 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     void setAnchorPoint(CGPoint anchorPoint) { write(_anchorPoint, anchorPoint); }
 
     CATransform3D transform() const { return read(_transform); }
-    void setTransform(const CATransform3D &transform) { write(_transform, transform); }
+    void setTransform(const CATransform3D &transform) {
+        animate(Property::Transform, _transform, transform);
+    }
 
     /// Applied to the sublayers about the layer's anchor point; perspective lives in its m34.
     CATransform3D sublayerTransform() const { return read(_sublayerTransform); }
-    void setSublayerTransform(const CATransform3D &t) { write(_sublayerTransform, t); }
+    void setSublayerTransform(const CATransform3D &t) {
+        animate(Property::SublayerTransform, _sublayerTransform, t);
+    }
 
     /// 0 to 1, for the layer and everything in it as one group.
     float opacity() const { return read(_opacity); }
-    void setOpacity(float opacity) { write(_opacity, opacity); }
+    void setOpacity(float opacity) { animate(Property::Opacity, _opacity, opacity); }
 
     bool isHidden() const { return read(_hidden); }
     void setHidden(bool hidden) { write(_hidden, hidden); }
@@ -92,6 +102,24 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     /// Not owned; null for a layer in no tree.
     CALayer *superlayer() const { return read(_superlayer); }
 
+    /// Runs the animation from now, or from its begin time, in place of the one under that key: its
+    /// delegate is told first, while it is still there. What animations show lies over the layer's
+    /// own values, which stay as they are. On another thread than the main thread the main thread
+    /// does it soon; so with the removals. Null is ignored.
+    void addAnimation_forKey(CAAnimation *animation, std::string_view key);
+
+    /// The very object that was added; null when there is none.
+    Retained<CAAnimation> animationForKey(std::string_view key) const;
+
+    /// The delegates are told, while the animations are still there, that they did not finish.
+    void removeAnimationForKey(std::string_view key);
+    void removeAllAnimations();
+
+    bool hasAnimations() const;
+
+    /// The values that the layer shows at a time of the media clock.
+    CALayerValues presentationAt(NSTimeInterval time) const;
+
     /// True when the layer or anything below it changed since the last call of didComposite().
     bool needsComposite() const { return read(_changed); }
 
@@ -102,12 +130,19 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     const CATransform3D &transformInPlace() const { return _transform; }
     const CATransform3D &sublayerTransformInPlace() const { return _sublayerTransform; }
     CGImage *contentsInPlace() const { return _contents.get(); }
+    bool mayBeAnimated() const { return _animations != nullptr; }
+
+    /// As presentationAt(); true while an animation is in progress.
+    bool present(NSTimeInterval time, CALayerValues &values) const;
 
   protected:
     ~CALayer() override;
     void destroy() noexcept override;
 
   private:
+    friend class CALayerAnimations;
+    using Property = CALayerChanges::Property;
+
     template <class T> T read(const T &field) const {
         const TreeAccess access;
         return field;
@@ -120,6 +155,21 @@ class PLATFORM_EXPORT CALayer : public NSObject {
             setNeedsComposite();
         }
     }
+
+    /// As write(), for what can be animated.
+    template <class T> void animate(Property property, T &field, const T &value) {
+        const TreeAccess access;
+        if (!(field == value)) {
+            noteChange(property, field);
+            field = value;
+            setNeedsComposite();
+        }
+    }
+
+    template <class T> void noteChange(Property property, const T &oldValue);
+    CALayerValues values() const;
+    CALayerValues valuesBeforeCallOut() const;
+    void onMainThread(const std::function<void()> &action);
 
     /// A layer is marked only together with everything above it, so a mark ends the walk up.
     void setNeedsComposite() {
@@ -138,6 +188,8 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     bool _hidden = false;
     bool _masksToBounds = false;
     float _opacity = 1;
+    std::uint64_t _latestChange = 0;
+    std::unique_ptr<CALayerAnimations> _animations;
     CATransform3D _transform = CATransform3DIdentity;
     CGRect _bounds;
     CGPoint _anchorPoint{0.5, 0.5};

@@ -1,0 +1,24 @@
+#include "Platform/QuartzCore/CAAnimationTiming.h"
+
+#include <algorithm>
+#include <cmath>
+
+NSTimeInterval CAAnimationTiming::effectiveDuration() const {
+    return duration > 0 ? duration : kDefaultDuration;
+}
+
+NSTimeInterval CAAnimationTiming::activeDuration() const {
+    const NSTimeInterval pass = effectiveDuration() * (autoreverses ? 2 : 1);
+    return repeatCount > 0 ? pass * static_cast<double>(repeatCount) : pass;
+}
+
+std::optional<double> CAAnimationTiming::progressAt(NSTimeInterval elapsed) const {
+    if (!(elapsed >= 0 && elapsed < activeDuration())) {
+        return std::nullopt;
+    }
+    const NSTimeInterval way = effectiveDuration();
+    const NSTimeInterval pass = way * (autoreverses ? 2 : 1);
+    const NSTimeInterval inPass = elapsed < pass ? elapsed : std::fmod(elapsed, pass);
+    const double ways = inPass / way;
+    return std::clamp(ways > 1 ? 2 - ways : ways, 0.0, 1.0);
+}

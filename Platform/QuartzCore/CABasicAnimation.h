@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Platform/QuartzCore/CAAnimation.h"
+#include "Platform/QuartzCore/CATransform3D.h"
+
+#include <string>
+#include <variant>
+
+/// What a property animation goes from or to; nothing, a number, or a value of the property's type.
+using CAAnimationValue =
+    std::variant<std::monostate, float, double, CGPoint, CGRect, CATransform3D>;
+
+/// Takes one property of a layer evenly from one value to another. Without a from value it starts
+/// at what is shown; with neither value, at what was shown before the property was changed in the
+/// same call-out. Without a to value it goes to the property's own value, whatever that is by then.
+///
+/// Key paths: "position" (points), "bounds" (rectangles), "opacity" (numbers), "transform" and
+/// "sublayerTransform" (transforms, each element by itself); and of a transform
+/// "transform.translation" (points), "transform.scale" (a number for all axes),
+/// "transform.rotation" and "transform.rotation.z" (radians about z, the rest of the transform
+/// stays) and "sublayerTransform.rotation.x" (radians about x, perspective stays). Under any other
+/// key path, or with a value that is not of its type, nothing is shown.
+class PLATFORM_EXPORT CABasicAnimation final : public CAAnimation {
+  public:
+    static Retained<CABasicAnimation> animationWithKeyPath(std::string keyPath);
+
+    const std::string &keyPath() const { return _keyPath; }
+
+    const CAAnimationValue &fromValue() const { return _fromValue; }
+    void setFromValue(const CAAnimationValue &value) { _fromValue = value; }
+
+    const CAAnimationValue &toValue() const { return _toValue; }
+    void setToValue(const CAAnimationValue &value) { _toValue = value; }
+
+  private:
+    template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
+
+    explicit CABasicAnimation(std::string keyPath) : _keyPath(std::move(keyPath)) {}
+    ~CABasicAnimation() override = default;
+
+    const std::string _keyPath;
+    CAAnimationValue _fromValue;
+    CAAnimationValue _toValue;
+};

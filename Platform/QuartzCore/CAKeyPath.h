@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Platform/QuartzCore/CABasicAnimation.h"
+#include "Platform/QuartzCore/CALayerValues.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+/// The numbers that a key path stands for; how many of them count depends on the path.
+using CAComponents = std::array<CGFloat, 16>;
+
+/// One of the key paths that can be animated: how its numbers are read from a layer's values, and
+/// how the values become such that those numbers would be read.
+class CAKeyPath {
+  public:
+    /// Nothing for a text that is no key path.
+    static std::optional<CAKeyPath> parse(std::string_view text);
+
+    std::size_t count() const;
+
+    CAComponents read(const CALayerValues &values) const;
+    void write(const CAComponents &components, CALayerValues &values) const;
+
+    /// An animation's value as numbers; nothing when it is of the wrong type.
+    std::optional<CAComponents> componentsOf(const CAAnimationValue &value) const;
+
+    /// What is read is an angle, known up to whole turns.
+    bool isAngle() const { return _kind == Kind::Rotation || _kind == Kind::SublayerRotationX; }
+    bool isTranslation() const { return _kind == Kind::Translation; }
+
+  private:
+    enum class Kind : std::uint8_t {
+        Position,
+        Bounds,
+        Opacity,
+        Transform,
+        SublayerTransform,
+        Translation,
+        Scale,
+        Rotation,
+        SublayerRotationX,
+    };
+
+    explicit constexpr CAKeyPath(Kind kind) : _kind(kind) {}
+
+    Kind _kind;
+};

@@ -1,0 +1,194 @@
+#include "Platform/QuartzCore/CALayerAnimations.h"
+
+#include "Platform/Foundation/NSRunLoop.h"
+#include "Platform/QuartzCore/CALayer.h"
+#include "Platform/QuartzCore/CAMediaTime.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace {
+
+constexpr const char *kCall = "layerAnimation";
+
+// A delegate that puts another animation under the key as soon as one stops has it replaced too,
+// but not for ever.
+constexpr int kReplacementsAtMost = 8;
+
+class CallTarget final : public NSObject {};
+
+std::uint64_t callOutNumber() { return NSRunLoop::mainRunLoop().callOutNumber(); }
+
+} // namespace
+
+CALayerAnimations::~CALayerAnimations() {
+    for (const Entry &entry : _entries) {
+        NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(entry.calls.get(), kCall);
+    }
+}
+
+void CALayerAnimations::add(CAAnimation &animation, std::string_view keyText) {
+    const Retained<CAAnimation> kept(&animation);
+    const std::string key(keyText);
+    changeBegins();
+    const NSTimeInterval now = CACurrentMediaTime();
+    const CALayerValues shown = _layer.presentationAt(now);
+    stopUnder(key);
+    const CALayerValues present = _layer.presentationAt(now);
+    const auto placeInFlight =
+        _before.isFlightStopped ? std::optional(_before.place) : std::nullopt;
+    static std::uint64_t number = 0;
+    const NSTimeInterval begin = animation.beginTime() != 0 ? animation.beginTime() : now;
+    _entries.push_back({++number,
+                        key,
+                        kept,
+                        {animation, begin, {_before.shown, shown, present, placeInFlight}},
+                        makeRetained<CallTarget>()});
+    schedule(_entries.back(), now);
+    _layer.setNeedsComposite();
+}
+
+/// The run loop tells of the end, and of a beginning that is still to come.
+void CALayerAnimations::schedule(const Entry &entry, NSTimeInterval now) {
+    if (entry.running.begin() > now) {
+        defer(entry, entry.running.begin() - now, &CALayerAnimations::begins);
+    }
+    if (std::isfinite(entry.running.end())) {
+        defer(entry, entry.running.end() - now, &CALayerAnimations::ends);
+    }
+}
+
+void CALayerAnimations::defer(const Entry &entry, NSTimeInterval delay,
+                              void (CALayerAnimations::*action)(std::uint64_t)) {
+    NSRunLoop::mainRunLoop().performSelector_afterDelay(
+        entry.calls.get(), kCall,
+        [weakLayer = Weak<CALayer>(&_layer), number = entry.number, action] {
+            const Retained<CALayer> layer = weakLayer.lock();
+            if (layer && layer->_animations) {
+                ((*layer->_animations).*action)(number);
+            }
+        },
+        delay);
+}
+
+void CALayerAnimations::begins(std::uint64_t number) {
+    if (find(number)) {
+        _layer.setNeedsComposite();
+    }
+}
+
+void CALayerAnimations::ends(std::uint64_t number) {
+    changeBegins();
+    stop(number, true);
+    const Entry *entry = find(number);
+    if (entry && entry->animation->isRemovedOnCompletion()) {
+        erase(number);
+    }
+    _layer.setNeedsComposite();
+}
+
+void CALayerAnimations::remove(std::string_view keyText) {
+    const std::string key(keyText);
+    changeBegins();
+    if (const Entry *entry = find(key)) {
+        const std::uint64_t number = entry->number;
+        stop(number, false);
+        erase(number);
+    }
+}
+
+void CALayerAnimations::removeAll() {
+    changeBegins();
+    std::vector<std::uint64_t> numbers;
+    for (const Entry &entry : _entries) {
+        numbers.push_back(entry.number);
+    }
+    for (const std::uint64_t number : numbers) {
+        stop(number, false);
+        erase(number);
+    }
+}
+
+void CALayerAnimations::stopUnder(std::string_view key) {
+    for (int i = 0; i < kReplacementsAtMost; ++i) {
+        const Entry *entry = find(key);
+        if (!entry) {
+            return;
+        }
+        const std::uint64_t number = entry->number;
+        stop(number, false);
+        erase(number);
+    }
+    if (const Entry *entry = find(key)) {
+        erase(entry->number);
+    }
+}
+
+/// Tells the delegate once; the delegate may remove the entry, and may add others.
+void CALayerAnimations::stop(std::uint64_t number, bool finished) {
+    Entry *entry = find(number);
+    if (!entry || std::exchange(entry->isStopped, true)) {
+        return;
+    }
+    _before.isFlightStopped = _before.isFlightStopped || entry->running.isFlight();
+    const Retained<CAAnimation> animation = entry->animation;
+    if (const auto delegate = animation->delegate()) {
+        ++_telling;
+        delegate->animationDidStop_finished(animation.get(), finished);
+        --_telling;
+    }
+}
+
+void CALayerAnimations::erase(std::uint64_t number) {
+    const auto entry = std::find_if(_entries.begin(), _entries.end(),
+                                    [number](const Entry &e) { return e.number == number; });
+    if (entry == _entries.end()) {
+        return;
+    }
+    const Entry erased = std::move(*entry);
+    _entries.erase(entry);
+    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(erased.calls.get(), kCall);
+    _layer.setNeedsComposite();
+}
+
+const CALayerAnimations::Entry *CALayerAnimations::find(std::string_view key) const {
+    const auto entry = std::find_if(_entries.begin(), _entries.end(),
+                                    [key](const Entry &e) { return e.key == key; });
+    return entry != _entries.end() ? &*entry : nullptr;
+}
+
+CALayerAnimations::Entry *CALayerAnimations::find(std::uint64_t number) {
+    const auto entry = std::find_if(_entries.begin(), _entries.end(),
+                                    [number](const Entry &e) { return e.number == number; });
+    return entry != _entries.end() ? &*entry : nullptr;
+}
+
+Retained<CAAnimation> CALayerAnimations::animationForKey(std::string_view key) const {
+    const Entry *entry = find(key);
+    return entry ? entry->animation : nullptr;
+}
+
+bool CALayerAnimations::apply(NSTimeInterval time, CALayerValues &values) const {
+    const CALayerValues own = values;
+    bool isInProgress = false;
+    for (const Entry &entry : _entries) {
+        isInProgress = entry.running.apply(time, own, values) || isInProgress;
+    }
+    return isInProgress;
+}
+
+/// What animations show includes all of this call-out's changes so far: without any it is asked
+/// what the changes were.
+void CALayerAnimations::changeBegins() {
+    if (_before.callOut == callOutNumber()) {
+        return;
+    }
+    const CALayerValues shown = _layer.presentationAt(CACurrentMediaTime());
+    _before = {callOutNumber(), isEmpty() ? _layer.valuesBeforeCallOut() : shown, shown.position,
+               false};
+}
+
+bool CALayerAnimations::isForgettable() const {
+    return isEmpty() && _telling == 0 && _before.callOut != callOutNumber();
+}

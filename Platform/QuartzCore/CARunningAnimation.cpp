@@ -1,0 +1,106 @@
+#include "Platform/QuartzCore/CARunningAnimation.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr CGFloat kWholeTurn = 6.283185307179586476925286766559;
+
+bool isSet(const CAAnimationValue &value) { return !std::holds_alternative<std::monostate>(value); }
+
+/// Where a course without a from value starts.
+CAComponents startOf(const CAKeyPath &keyPath, const CALayerValues &seen, CGPoint place,
+                     CGPoint present) {
+    CAComponents from = keyPath.read(seen);
+    if (keyPath.isTranslation()) {
+        from[0] += place.x - present.x;
+        from[1] += place.y - present.y;
+    }
+    return from;
+}
+
+} // namespace
+
+CARunningAnimation::CARunningAnimation(const CAAnimation &animation, NSTimeInterval begin,
+                                       const Start &start, int depth)
+    : _begin(begin), _timing(animation.timing()) {
+    if (const auto *basic = dynamic_cast<const CABasicAnimation *>(&animation)) {
+        _course = courseOf(*basic, start);
+    } else if (const auto *group = dynamic_cast<const CAAnimationGroup *>(&animation)) {
+        addMembers(*group, start, depth);
+    }
+}
+
+std::optional<CARunningAnimation::Course>
+CARunningAnimation::courseOf(const CABasicAnimation &animation, const Start &start) {
+    const auto keyPath = CAKeyPath::parse(animation.keyPath());
+    if (!keyPath) {
+        return std::nullopt;
+    }
+    const bool hasFrom = isSet(animation.fromValue());
+    const bool hasTo = isSet(animation.toValue());
+    const auto from = keyPath->componentsOf(animation.fromValue());
+    const auto to = keyPath->componentsOf(animation.toValue());
+    if ((hasFrom && !from) || (hasTo && !to)) {
+        return std::nullopt;
+    }
+    const CGPoint present = start.present.position;
+    if (from) {
+        return Course{*keyPath, *from, to, false};
+    }
+    if (to) {
+        const auto begin = startOf(*keyPath, start.shown, start.shown.position, present);
+        return Course{*keyPath, begin, to, false};
+    }
+    const CGPoint place = start.placeInFlight.value_or(present);
+    return Course{*keyPath, startOf(*keyPath, start.before, place, present), to, true};
+}
+
+void CARunningAnimation::addMembers(const CAAnimationGroup &group, const Start &start, int depth) {
+    if (depth >= CAAnimationGroup::kDeepest) {
+        return;
+    }
+    for (const Retained<CAAnimation> &member : group.animations()) {
+        _members.push_back(CARunningAnimation(*member, member->beginTime(), start, depth + 1));
+    }
+}
+
+bool CARunningAnimation::apply(NSTimeInterval time, const CALayerValues &own,
+                               CALayerValues &shown) const {
+    const auto progress = _timing.progressAt(time - _begin);
+    if (!progress) {
+        return false;
+    }
+    if (_course) {
+        _course->apply(*progress, own, shown);
+    }
+    // A member as long as its group is not over while the group turns back.
+    const NSTimeInterval length = _timing.effectiveDuration();
+    const NSTimeInterval inGroup = std::min(*progress * length, std::nextafter(length, 0.0));
+    for (const CARunningAnimation &member : _members) {
+        member.apply(inGroup, own, shown);
+    }
+    return true;
+}
+
+void CARunningAnimation::Course::apply(double progress, const CALayerValues &own,
+                                       CALayerValues &shown) const {
+    CAComponents target = to ? *to : keyPath.read(own);
+    if (isFree && keyPath.isAngle()) {
+        target[0] = from[0] + std::remainder(target[0] - from[0], kWholeTurn);
+    }
+    if (progress < 1) {
+        const auto part = static_cast<CGFloat>(progress);
+        for (std::size_t i = 0; i < keyPath.count(); ++i) {
+            target[i] = from[i] + (target[i] - from[i]) * part;
+        }
+    }
+    keyPath.write(target, shown);
+}
+
+bool CARunningAnimation::isFlight() const {
+    return (_course && _course->keyPath.isTranslation()) ||
+           std::any_of(_members.begin(), _members.end(),
+                       [](const CARunningAnimation &member) { return member.isFlight(); });
+}
