@@ -34,6 +34,8 @@ CALayerGravity gravityFor(UIViewContentMode mode) {
     return CALayerGravity::Resize;
 }
 
+UIView::AnimationStopHandler animationStopHandler = nullptr;
+
 } // namespace
 
 Retained<UIView> UIView::initWithFrame(const CGRect &frame) { return makeRetained<UIView>(frame); }
@@ -110,6 +112,16 @@ void UIView::detachFromSuperview() {
     const auto entry = std::find(siblings.rbegin(), siblings.rend(), this);
     alive = std::move(*entry);
     siblings.erase(std::next(entry).base());
+}
+
+void UIView::animationDidStop_finished(CAAnimation *animation, bool finished) {
+    if (animationStopHandler) {
+        animationStopHandler(this, animation, finished);
+    }
+}
+
+void UIView::setAnimationStopHandler(AnimationStopHandler handler) {
+    animationStopHandler = handler;
 }
 
 bool UIView::isInside(const UIView *other) const {

@@ -29,7 +29,7 @@ enum UIViewContentMode : NSInteger {
 /// A rectangle on the screen, with views in front of it. Geometry is in points of the superview.
 /// Belongs to the view tree: the main thread uses it freely, other threads between the main
 /// thread's call-outs. Destroyed on the main thread, whoever drops the last reference.
-class PLATFORM_EXPORT UIView : public NSObject {
+class PLATFORM_EXPORT UIView : public NSObject, public CAAnimationDelegate {
   public:
     static Retained<UIView> initWithFrame(const CGRect &frame);
 
@@ -85,6 +85,13 @@ class PLATFORM_EXPORT UIView : public NSObject {
     /// itself and a view that holds this one are ignored.
     void addSubview(UIView *view);
     virtual void removeFromSuperview();
+
+    /// A view hears of the animations whose delegate it is: hands them to the handler.
+    void animationDidStop_finished(CAAnimation *animation, bool finished) override;
+
+    /// What views do when an animation of theirs stops: nothing at first. Main thread.
+    using AnimationStopHandler = void (*)(UIView *view, CAAnimation *animation, bool finished);
+    static void setAnimationStopHandler(AnimationStopHandler handler);
 
   protected:
     explicit UIView(const CGRect &frame);
