@@ -9,8 +9,8 @@ __thread bool currentThreadIsMain __attribute__((tls_model("initial-exec"))) = f
 
 namespace {
 
-// Tickets, so that a thread which gives the tree up and wants it back at once comes after those that
-// already wait.
+// Tickets, so that a thread which gives the tree up and wants it back at once comes after those
+// that already wait.
 struct Tree {
     std::mutex mutex;
     ClockCondition freed;

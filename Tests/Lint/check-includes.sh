@@ -53,7 +53,7 @@ function mayUseLibraries(row, header) {
     if (row ~ /^(Tests|Fuzz|Benchmarks)$/)
         return 1
     # The wallpaper library opens other wallpapers with the dynamic loader.
-    if (header == "dlfcn.h")
+    if (header == "dlfcn.h" || header == "link.h")
         return FILENAME ~ /\.cpp$/
     return FILENAME ~ /\.cpp$/ && (row == "Host" || row ~ /^Platform\//)
 }
