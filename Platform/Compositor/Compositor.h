@@ -29,15 +29,20 @@ class PLATFORM_EXPORT Compositor {
   public:
     virtual ~Compositor() = default;
 
-    /// Draws the tree over black. The root's bounds lie at the target's top left corner, whatever
-    /// its own position; `scale` is the number of pixels a point and above 0. Afterwards
-    /// root.needsComposite() is false. A target without pixels is left alone.
+    /// Draws the tree, as its animations show it at this time of the media clock, over black. The
+    /// root's bounds lie at the target's top left corner, whatever its own position; `scale` is the
+    /// number of pixels a point and above 0. Afterwards root.needsComposite() is false. A target
+    /// without pixels is left alone.
     ///
     /// Returns disjoint rectangles outside of which this picture is that of the call before: what a
     /// display has to show anew. They are the whole target when its age is 0 or its size new, and
     /// none when nothing changed. Valid until the next call.
     virtual const std::vector<DeviceRect> &composite(CALayer &root, const CompositorTarget &target,
                                                      CGFloat scale) = 0;
+
+    /// Animations that were seen in the last picture are still in progress: the next picture will
+    /// be another one, although root.needsComposite() is false.
+    virtual bool isAnimationInProgress() const = 0;
 
     /// Forgets what was prepared, to give memory back; the next picture takes longer.
     virtual void purge() = 0;

@@ -22,8 +22,9 @@ CGRect centred(const CGRect &bounds, CGFloat width, CGFloat height) {
 }
 
 // Where the contents lie in the layer.
-CGRect contentsRect(const CALayer &layer, const CGImage &image) {
-    const CGRect bounds = layer.bounds();
+CGRect contentsRect(const PresentedLayer &presented, const CGImage &image) {
+    const CALayer &layer = presented.layer();
+    const CGRect bounds = presented.bounds();
     const auto width = static_cast<CGFloat>(image.width());
     const auto height = static_cast<CGFloat>(image.height());
     const CGFloat across = bounds.size.width / width;
@@ -55,17 +56,60 @@ bool coversWholly(const DeviceQuad &quad, const DeviceRect &rect) {
            covered(rect.left, rect.bottom - 1) && covered(rect.right - 1, rect.bottom - 1);
 }
 
-} // namespace
-
-void DisplayList::build(const CALayer &root, const DeviceRect &device, double scale) {
-    _items.clear();
-    addLayer(root, Projection(root, scale), device);
+bool isWholeMask(const DisplayItem &mask) {
+    if (mask.isInPerspective()) {
+        const auto quad = ProjectiveQuad::make(mask.map, mask.depth);
+        return !quad || quad->coversWholly(mask.bounds);
+    }
+    const auto quad = DeviceQuad::make(mask.map, 1, 1);
+    return !quad || coversWholly(*quad, mask.bounds);
 }
 
-void DisplayList::addLayer(const CALayer &layer, const Projection &projection,
+// Puts the rectangle into the item. The result is what it may touch of the clip.
+DeviceRect place(DisplayItem &item, const Projection &projection, const CGRect &rect,
+                 const DeviceRect &clip) {
+    if (clip.isEmpty()) {
+        return {};
+    }
+    if (!projection.isAffine()) {
+        const Projection unit = projection.fromRect(rect);
+        item.map = unit.map();
+        item.depth = unit.depth();
+        const auto quad = ProjectiveQuad::make(item.map, item.depth);
+        return quad ? quad->boundsWithin(clip) : DeviceRect();
+    }
+    const auto map = projection.affine();
+    if (!map) {
+        return {};
+    }
+    item.map = map->fromRect(rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
+    const auto quad = DeviceQuad::make(item.map, 1, 1);
+    return quad ? quad->boundsWithin(clip) : DeviceRect();
+}
+
+} // namespace
+
+void DisplayList::build(const CALayer &root, const DeviceRect &device, double scale,
+                        NSTimeInterval time) {
+    clear();
+    _time = time;
+    if (!root.isHidden()) {
+        const PresentedLayer presented(root, time);
+        addLayer(presented, Projection(presented, scale), device);
+    }
+}
+
+void DisplayList::clear() {
+    _items.clear();
+    _isInProgress = false;
+}
+
+void DisplayList::addLayer(const PresentedLayer &layer, const Projection &projection,
                            const DeviceRect &clip) {
-    const std::uint32_t weight = layer.opacity() > 0 ? weightOf(layer.opacity()) : 0;
-    if (layer.isHidden() || weight == 0) {
+    _isInProgress = _isInProgress || layer.isInProgress();
+    const float opacity = layer.opacity();
+    const std::uint32_t weight = opacity > 0 ? weightOf(opacity) : 0;
+    if (weight == 0) {
         return;
     }
     if (weight == kFullWeight) {
@@ -77,67 +121,84 @@ void DisplayList::addLayer(const CALayer &layer, const Projection &projection,
     endGroup(group);
 }
 
-void DisplayList::addOpaqueLayer(const CALayer &layer, const Projection &projection,
+void DisplayList::addOpaqueLayer(const PresentedLayer &layer, const Projection &projection,
                                  const DeviceRect &clip) {
-    const CGRect bounds = layer.bounds();
-    const auto map = projection.affineNear({CGRectGetMidX(bounds), CGRectGetMidY(bounds)});
-    if (!map) {
+    if (projection.isAffine() && !projection.affine()) {
         return;
     }
-    const CGColor color = layer.backgroundColor();
+    const CGColor color = layer.layer().backgroundColor();
     if (color.alpha > 0) {
-        addRect(*map, bounds, clip, {.kind = DisplayItem::Kind::Fill, .color = color});
+        addRect(projection, layer.bounds(), clip,
+                {.kind = DisplayItem::Kind::Fill, .color = color});
     }
-    if (layer.masksToBounds()) {
-        addMasked(layer, projection, *map, clip);
+    if (!layer.layer().masksToBounds()) {
+        addInside(layer, projection, clip);
+    } else if (projection.isAffine()) {
+        addMasked(layer, projection, clip);
     } else {
-        addInside(layer, projection, *map, clip);
+        addMaskedInPerspective(layer, projection, clip);
     }
 }
 
-void DisplayList::addInside(const CALayer &layer, const Projection &projection, const Affine &map,
+void DisplayList::addInside(const PresentedLayer &layer, const Projection &projection,
                             const DeviceRect &clip) {
-    if (layer.contentsInPlace()) {
-        addContents(layer, map, clip);
+    if (layer.layer().contentsInPlace()) {
+        addContents(layer, projection, clip);
     }
-    for (const Retained<CALayer> &sublayer : layer.sublayers()) {
-        addLayer(*sublayer, Projection(*sublayer, layer, projection), clip);
+    for (const Retained<CALayer> &sublayer : layer.layer().sublayers()) {
+        if (!sublayer->isHidden()) {
+            const PresentedLayer presented(*sublayer, _time);
+            addLayer(presented, Projection(presented, layer, projection), clip);
+        }
     }
 }
 
 // A mask whose edges lie on pixel boundaries is a smaller clip; others take a buffer.
-void DisplayList::addMasked(const CALayer &layer, const Projection &projection, const Affine &map,
+void DisplayList::addMasked(const PresentedLayer &layer, const Projection &projection,
                             const DeviceRect &clip) {
+    const auto map = projection.affine();
+    if (!map) {
+        return;
+    }
     const CGRect bounds = layer.bounds();
     const Affine placed =
-        map.fromRect(bounds.origin.x, bounds.origin.y, bounds.size.width, bounds.size.height);
+        map->fromRect(bounds.origin.x, bounds.origin.y, bounds.size.width, bounds.size.height);
     const auto quad = DeviceQuad::make(placed, 1, 1);
     if (!quad) {
         return;
     }
     if (const auto aligned = quad->alignedRectWithin(clip)) {
-        addInside(layer, projection, map, clip.intersection(*aligned));
+        addInside(layer, projection, clip.intersection(*aligned));
         return;
     }
     const std::size_t group = beginGroup({.kind = DisplayItem::Kind::Mask, .map = placed});
-    addInside(layer, projection, map, quad->boundsWithin(clip));
+    addInside(layer, projection, quad->boundsWithin(clip));
     endMask(group);
 }
 
-void DisplayList::addRect(const Affine &map, const CGRect &rect, const DeviceRect &clip,
-                          DisplayItem item) {
-    item.map = map.fromRect(rect.origin.x, rect.origin.y, rect.size.width, rect.size.height);
-    if (const auto quad = DeviceQuad::make(item.map, 1, 1); quad && !clip.isEmpty()) {
-        item.bounds = quad->boundsWithin(clip);
-        if (!item.bounds.isEmpty()) {
-            _items.push_back(item);
-        }
+void DisplayList::addMaskedInPerspective(const PresentedLayer &layer, const Projection &projection,
+                                         const DeviceRect &clip) {
+    DisplayItem mask{.kind = DisplayItem::Kind::Mask};
+    const DeviceRect bounds = place(mask, projection, layer.bounds(), clip);
+    if (!bounds.isEmpty()) {
+        const std::size_t group = beginGroup(mask);
+        addInside(layer, projection, bounds);
+        endMask(group);
     }
 }
 
-void DisplayList::addContents(const CALayer &layer, const Affine &map, const DeviceRect &clip) {
-    CGImage *const image = layer.contentsInPlace();
-    addRect(map, contentsRect(layer, *image), clip,
+void DisplayList::addRect(const Projection &projection, const CGRect &rect, const DeviceRect &clip,
+                          DisplayItem item) {
+    item.bounds = place(item, projection, rect, clip);
+    if (!item.bounds.isEmpty()) {
+        _items.push_back(item);
+    }
+}
+
+void DisplayList::addContents(const PresentedLayer &layer, const Projection &projection,
+                              const DeviceRect &clip) {
+    CGImage *const image = layer.layer().contentsInPlace();
+    addRect(projection, contentsRect(layer, *image), clip,
             {.kind = DisplayItem::Kind::Picture, .image = image});
 }
 
@@ -159,8 +220,7 @@ void DisplayList::endMask(std::size_t index) {
     DisplayItem &mask = _items[index];
     mask.bounds = boundsOfMembers(index);
     mask.length = _items.size() - index;
-    const auto quad = DeviceQuad::make(mask.map, 1, 1);
-    if (!quad || mask.bounds.isEmpty() || coversWholly(*quad, mask.bounds)) {
+    if (mask.bounds.isEmpty() || isWholeMask(mask)) {
         _items.erase(_items.begin() + static_cast<std::ptrdiff_t>(index));
     }
 }

@@ -2,7 +2,7 @@
 
 #include "Platform/Compositor/DeviceQuad.h"
 #include "Platform/Compositor/OverlapClusters.h"
-#include "Platform/Compositor/Projection.h"
+#include "Platform/Compositor/ProjectiveQuad.h"
 
 #include <cstdint>
 #include <vector>
@@ -23,13 +23,17 @@ struct DisplayItem {
     std::size_t length = 1;
     /// The pixels it may touch; it must be drawn on none but these.
     DeviceRect bounds = {};
-    /// Places the unit square.
+    /// Places the unit square; in perspective, before the division by the depth.
     Affine map = {};
+    Depth depth = {};
     CGColor color = {};
     /// Not owned: belongs to the layer, which stays as it is until the picture is done.
     CGImage *image = nullptr;
 
     friend bool operator==(const DisplayItem &, const DisplayItem &) = default;
+
+    /// A quadrilateral takes the place of the parallelogram.
+    bool isInPerspective() const { return !depth.isEven(); }
 };
 
 /// A layer tree as the flat list of what there is to see, back to front: invisible layers are
@@ -37,22 +41,32 @@ struct DisplayItem {
 /// that overlap and fade together.
 class DisplayList {
   public:
-    /// `device` is the whole target. Main thread; keeps its memory for the next picture.
-    void build(const CALayer &root, const DeviceRect &device, double scale);
+    /// The tree as it looks at `time`; `device` is the whole target. Main thread; keeps its memory
+    /// for the next picture.
+    void build(const CALayer &root, const DeviceRect &device, double scale, NSTimeInterval time);
 
     const std::vector<DisplayItem> &items() const { return _items; }
 
-    void clear() { _items.clear(); }
+    /// Animations of layers that are not hidden will soon make the picture another one.
+    bool isInProgress() const { return _isInProgress; }
+
+    void clear();
 
   private:
-    void addLayer(const CALayer &layer, const Projection &projection, const DeviceRect &clip);
-    void addOpaqueLayer(const CALayer &layer, const Projection &projection, const DeviceRect &clip);
-    void addInside(const CALayer &layer, const Projection &projection, const Affine &map,
+    void addLayer(const PresentedLayer &layer, const Projection &projection,
+                  const DeviceRect &clip);
+    void addOpaqueLayer(const PresentedLayer &layer, const Projection &projection,
+                        const DeviceRect &clip);
+    void addInside(const PresentedLayer &layer, const Projection &projection,
                    const DeviceRect &clip);
-    void addMasked(const CALayer &layer, const Projection &projection, const Affine &map,
+    void addMasked(const PresentedLayer &layer, const Projection &projection,
                    const DeviceRect &clip);
-    void addRect(const Affine &map, const CGRect &rect, const DeviceRect &clip, DisplayItem item);
-    void addContents(const CALayer &layer, const Affine &map, const DeviceRect &clip);
+    void addMaskedInPerspective(const PresentedLayer &layer, const Projection &projection,
+                                const DeviceRect &clip);
+    void addRect(const Projection &projection, const CGRect &rect, const DeviceRect &clip,
+                 DisplayItem item);
+    void addContents(const PresentedLayer &layer, const Projection &projection,
+                     const DeviceRect &clip);
     std::size_t beginGroup(const DisplayItem &group);
     void endMask(std::size_t index);
     void endGroup(std::size_t index);
@@ -60,6 +74,8 @@ class DisplayList {
     DeviceRect boundsOfMembers(std::size_t index) const;
 
     std::vector<DisplayItem> _items;
+    NSTimeInterval _time = 0;
+    bool _isInProgress = false;
 
     // While a group is taken apart: where each member begins, its bounds, the next member in its
     // cluster (their number at the end), and what replaces the group.

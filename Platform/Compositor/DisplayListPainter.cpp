@@ -1,5 +1,6 @@
 #include "Platform/Compositor/DisplayListPainter.h"
 
+#include "Platform/Compositor/ProjectivePainter.h"
 #include "Platform/Compositor/QuadPainter.h"
 
 #include <cmath>
@@ -62,8 +63,8 @@ void DisplayListPainter::mark(const DisplayItem &item, CellMask &mask, CellMask 
         }
         return;
     }
-    if (item.kind == Item::Kind::Picture && !isCopy(item.map, *item.image) &&
-        !isWorthScaling(item)) {
+    if (item.kind == Item::Kind::Picture && !item.isInPerspective() &&
+        !isCopy(item.map, *item.image) && !isWorthScaling(item)) {
         if (const auto picture = sampled(item)) {
             _sprites.mark(item.bounds.intersection(mask.area()), *picture->texels, picture->quad,
                           mask, again);
@@ -96,7 +97,7 @@ void DisplayListPainter::purge() {
 
 // Nothing of what was there before shows through the item, or beside it.
 bool DisplayListPainter::hidesAll(const Item &item) {
-    if (item.bounds != _device || item.weight != kFullWeight) {
+    if (item.bounds != _device || item.weight != kFullWeight || item.isInPerspective()) {
         return false;
     }
     if (item.kind == Item::Kind::Fill) {
@@ -120,6 +121,10 @@ void DisplayListPainter::paintItem(const Item &item, const Canvas &canvas) {
         return;
     }
     const Canvas inside{canvas.target, clip, product(item.weight, canvas.weight)};
+    if (item.isInPerspective() && item.kind != Item::Kind::Mask) {
+        paintInPerspective(item, inside);
+        return;
+    }
     switch (item.kind) {
     case Item::Kind::Fill:
         if (const auto quad = DeviceQuad::make(item.map, 1, 1)) {
@@ -166,10 +171,6 @@ void DisplayListPainter::paintShared(const Item &group, GroupBuffers::Buffer &bu
 }
 
 void DisplayListPainter::paintMask(const Item &group, const Canvas &canvas) {
-    const auto mask = DeviceQuad::make(group.map, 1, 1);
-    if (!mask) {
-        return;
-    }
     GroupBuffers::Buffer &buffer = _buffers.take(canvas.clip.rect);
     for (const Item *member = &group + 1; member < &group + group.length;
          member += member->length) {
@@ -181,10 +182,23 @@ void DisplayListPainter::paintMask(const Item &group, const Canvas &canvas) {
     const DeviceRect &area = buffer.shown.area();
     const PixelArea pixels = buffer.pixels(area);
     paintInto(pixels, buffer.shown, group);
-    QuadPainter::copyMasked(_kernels, canvas.target, {area, &buffer.shown},
-                            {pixels.pixels, area.width(), area.height(), false}, area.left,
-                            area.top, canvas.weight, *mask);
+    copyMasked(group, {pixels.pixels, area.width(), area.height(), false},
+               {canvas.target, {area, &buffer.shown}, canvas.weight});
     _buffers.giveBack();
+}
+
+// The picture fills the canvas's clip.
+void DisplayListPainter::copyMasked(const Item &mask, const Picture &picture,
+                                    const Canvas &canvas) {
+    const PaintClip &clip = canvas.clip;
+    if (mask.isInPerspective()) {
+        if (const auto quad = ProjectiveQuad::make(mask.map, mask.depth)) {
+            ProjectivePainter::copyMasked(canvas.target, clip, picture, canvas.weight, *quad);
+        }
+    } else if (const auto quad = DeviceQuad::make(mask.map, 1, 1)) {
+        QuadPainter::copyMasked(_kernels, canvas.target, clip, picture, clip.rect.left,
+                                clip.rect.top, canvas.weight, *quad);
+    }
 }
 
 void DisplayListPainter::paintInto(const PixelArea &pixels, const CellMask &shown,
@@ -231,6 +245,23 @@ std::optional<DisplayListPainter::Sampled> DisplayListPainter::sampled(const Ite
         quad = quadOf(texels.width(), texels.height());
     }
     return quad ? std::optional(Sampled{&texels, *quad}) : std::nullopt;
+}
+
+void DisplayListPainter::paintInPerspective(const Item &item, const Canvas &canvas) {
+    const auto quad = ProjectiveQuad::make(item.map, item.depth);
+    if (!quad) {
+        return;
+    }
+    if (item.kind == Item::Kind::Fill) {
+        ProjectivePainter::fill(canvas.target, canvas.clip, item.color, *quad, canvas.weight);
+        return;
+    }
+    const Picture picture = Picture::whole(*item.image);
+    const CGSize units = quad->unitsWithin(item.bounds);
+    const SpriteTexels &texels =
+        _pictures.texels(*item.image, halvings(units.width * picture.width, picture.width),
+                         halvings(units.height * picture.height, picture.height));
+    ProjectivePainter::drawPicture(canvas.target, canvas.clip, texels, *quad, canvas.weight);
 }
 
 // An eighth of the screen and more is likely to stay where it is.

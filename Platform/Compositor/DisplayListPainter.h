@@ -54,6 +54,8 @@ class DisplayListPainter {
     void paintMask(const Item &group, const Canvas &canvas);
     void paintInto(const PixelArea &pixels, const CellMask &shown, const Item &group);
     void paintPicture(const Item &item, const Canvas &canvas);
+    void paintInPerspective(const Item &item, const Canvas &canvas);
+    void copyMasked(const Item &mask, const Picture &picture, const Canvas &canvas);
     Picture scaledFor(const Item &item);
     std::optional<Sampled> sampled(const Item &item);
     bool isWorthScaling(const Item &item) const;

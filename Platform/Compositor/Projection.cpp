@@ -2,9 +2,9 @@
 
 namespace {
 
-CGPoint anchorOf(const CALayer &layer) {
+CGPoint anchorOf(const PresentedLayer &layer) {
     const CGRect bounds = layer.bounds();
-    const CGPoint anchor = layer.anchorPoint();
+    const CGPoint anchor = layer.layer().anchorPoint();
     return {bounds.origin.x + anchor.x * bounds.size.width,
             bounds.origin.y + anchor.y * bounds.size.height};
 }
@@ -17,12 +17,12 @@ CATransform3D translation(CGFloat x, CGFloat y) {
 }
 
 // From the sublayer's plane into its superlayer's space.
-CATransform3D transformInto(const CALayer &sublayer, const CALayer &layer) {
+CATransform3D transformInto(const PresentedLayer &sublayer, const PresentedLayer &layer) {
     const CGPoint anchor = anchorOf(sublayer);
     const CGPoint position = sublayer.position();
     const CATransform3D own =
-        CATransform3DConcat(translation(-anchor.x, -anchor.y), sublayer.transformInPlace());
-    const CATransform3D &sublayers = layer.sublayerTransformInPlace();
+        CATransform3DConcat(translation(-anchor.x, -anchor.y), sublayer.transform());
+    const CATransform3D &sublayers = layer.sublayerTransform();
     if (sublayers == CATransform3DIdentity) {
         return CATransform3DConcat(own, translation(position.x, position.y));
     }
@@ -35,12 +35,13 @@ CATransform3D transformInto(const CALayer &sublayer, const CALayer &layer) {
 
 } // namespace
 
-Projection::Projection(const CALayer &root, double scale)
+Projection::Projection(const PresentedLayer &root, double scale)
     : _m{{scale, 0, 0},
          {0, scale, 0},
          {-root.bounds().origin.x * scale, -root.bounds().origin.y * scale, 1}} {}
 
-Projection::Projection(const CALayer &sublayer, const CALayer &layer, const Projection &parent) {
+Projection::Projection(const PresentedLayer &sublayer, const PresentedLayer &layer,
+                       const Projection &parent) {
     const CATransform3D t = transformInto(sublayer, layer);
     const double plane[3][3] = {
         {t.m11, t.m12, t.m14}, {t.m21, t.m22, t.m24}, {t.m41, t.m42, t.m44}};
@@ -53,25 +54,26 @@ Projection::Projection(const CALayer &sublayer, const CALayer &layer, const Proj
     }
 }
 
-std::optional<Affine> Projection::affineNear(CGPoint point) const {
-    const double w = point.x * _m[0][2] + point.y * _m[1][2] + _m[2][2];
+std::optional<Affine> Projection::affine() const {
+    const double w = _m[2][2];
     if (!(w > 0)) {
         return std::nullopt;
     }
-    const double x = (point.x * _m[0][0] + point.y * _m[1][0] + _m[2][0]) / w;
-    const double y = (point.x * _m[0][1] + point.y * _m[1][1] + _m[2][1]) / w;
-    Affine result{(_m[0][0] - x * _m[0][2]) / w,
-                  (_m[0][1] - y * _m[0][2]) / w,
-                  (_m[1][0] - x * _m[1][2]) / w,
-                  (_m[1][1] - y * _m[1][2]) / w,
-                  0,
-                  0};
-    if (_m[0][2] == 0 && _m[1][2] == 0) {
-        result.tx = _m[2][0] / w;
-        result.ty = _m[2][1] / w;
-    } else {
-        result.tx = x - point.x * result.a - point.y * result.c;
-        result.ty = y - point.x * result.b - point.y * result.d;
+    Affine result = map();
+    if (w != 1) {
+        result = {result.a / w, result.b / w,  result.c / w,
+                  result.d / w, result.tx / w, result.ty / w};
     }
     return result.isFinite() ? std::optional(result) : std::nullopt;
+}
+
+Projection Projection::fromRect(const CGRect &rect) const {
+    Projection result;
+    for (int column = 0; column < 3; column++) {
+        result._m[0][column] = rect.size.width * _m[0][column];
+        result._m[1][column] = rect.size.height * _m[1][column];
+        result._m[2][column] =
+            rect.origin.x * _m[0][column] + rect.origin.y * _m[1][column] + _m[2][column];
+    }
+    return result;
 }

@@ -3,6 +3,7 @@
 #include "Platform/Compositor/ChangeHistory.h"
 #include "Platform/Compositor/HeldImages.h"
 #include "Platform/Compositor/ListChanges.h"
+#include "Platform/QuartzCore/CAMediaTime.h"
 
 #include <cmath>
 #include <utility>
@@ -23,7 +24,7 @@ class SoftwareCompositor::Frames {
         std::swap(_now, _before);
         _now.clear();
         if (scale > 0 && std::isfinite(scale)) {
-            _now.build(root, target.area, scale);
+            _now.build(root, target.area, scale, CACurrentMediaTime());
         }
         _painter.beginFrame(target.area);
         const bool isKnown = age > 0 && target.area == _device;
@@ -42,6 +43,7 @@ class SoftwareCompositor::Frames {
         _painter.endFrame();
     }
 
+    bool isInProgress() const { return _now.isInProgress(); }
     const std::vector<DeviceRect> &changed() { return _history.latestRects(); }
     const std::vector<DeviceRect> &nothing() const { return _nothing; }
 
@@ -83,5 +85,7 @@ SoftwareCompositor::composite(CALayer &root, const CompositorTarget &target, CGF
     root.didComposite();
     return hasPixels ? _frames->changed() : _frames->nothing();
 }
+
+bool SoftwareCompositor::isAnimationInProgress() const { return _frames->isInProgress(); }
 
 void SoftwareCompositor::purge() { _frames->purge(); }

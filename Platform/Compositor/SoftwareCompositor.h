@@ -8,8 +8,8 @@ struct PixelKernels;
 
 /// Draws on the processor, in one thread, with integers: the same tree gives the same bytes
 /// everywhere. Pictures are sampled bilinearly and their edges are antialiased; large upright ones
-/// are scaled once and kept. The root's transform does not count. A layer in perspective is drawn
-/// with the affine map that fits at its middle.
+/// are scaled once and kept. The root's transform does not count. What lies behind the viewer of a
+/// perspective is cut off.
 class PLATFORM_EXPORT SoftwareCompositor final : public Compositor {
   public:
     /// Uses the best that this processor has.
@@ -21,6 +21,7 @@ class PLATFORM_EXPORT SoftwareCompositor final : public Compositor {
 
     const std::vector<DeviceRect> &composite(CALayer &root, const CompositorTarget &target,
                                              CGFloat scale) override;
+    bool isAnimationInProgress() const override;
     void purge() override;
 
   private:

@@ -11,7 +11,7 @@ constexpr DeviceRect kDevice{0, 0, 100, 100};
 
 std::vector<DisplayItem> itemsOf(const CALayer &root) {
     DisplayList list;
-    list.build(root, kDevice, 1);
+    list.build(root, kDevice, 1, 0);
     return list.items();
 }
 
