@@ -1,0 +1,186 @@
+#include "Platform/AudioToolbox/WaveSound.h"
+
+#include "Platform/AudioToolbox/SoundMixer.h"
+
+#include <SDL_audio.h>
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+constexpr std::size_t kChunkHeader = 8;
+constexpr std::size_t kFileHeader = 12;
+
+std::uint32_t word(Bytes bytes, std::size_t at) {
+    return bytes[at] | bytes[at + 1] << 8 | bytes[at + 2] << 16 |
+           std::uint32_t{bytes[at + 3]} << 24;
+}
+
+std::uint32_t half(Bytes bytes, std::size_t at) {
+    return static_cast<std::uint32_t>(bytes[at] | bytes[at + 1] << 8);
+}
+
+bool isText(Bytes bytes, std::size_t at, const char *text) {
+    return std::memcmp(bytes.data() + at, text, 4) == 0;
+}
+
+/// The file's description of its samples, and the samples.
+struct Chunks {
+    Bytes format;
+    Bytes data;
+};
+
+/// The chunks, where every size lies within the file.
+std::optional<Chunks> chunksOf(Bytes file) {
+    if (file.size() < kFileHeader || !isText(file, 0, "RIFF") || !isText(file, 8, "WAVE") ||
+        word(file, 4) > file.size() - kChunkHeader || word(file, 4) < 4) {
+        return std::nullopt;
+    }
+    Chunks found;
+    Bytes rest = file.subspan(kFileHeader, word(file, 4) - 4);
+    while (rest.size() >= kChunkHeader && found.data.empty()) {
+        const std::size_t size = word(rest, 4);
+        if (size > rest.size() - kChunkHeader) {
+            return std::nullopt;
+        }
+        const Bytes content = rest.subspan(kChunkHeader, size);
+        if (isText(rest, 0, "fmt ") && found.format.empty()) {
+            found.format = content;
+        } else if (isText(rest, 0, "data")) {
+            found.data = content;
+        }
+        // Chunks begin at even places.
+        rest = rest.subspan(std::min(rest.size(), kChunkHeader + size + size % 2));
+    }
+    return found.format.empty() || found.data.empty() ? std::nullopt : std::optional(found);
+}
+
+/// What the description says, as far as the length depends on it.
+struct Layout {
+    static constexpr std::uint32_t kPCM = 1;
+    static constexpr std::uint32_t kMicrosoftADPCM = 2;
+    static constexpr std::uint32_t kIMAADPCM = 0x11;
+    static constexpr std::uint32_t kExtensible = 0xFFFE;
+
+    std::uint32_t encoding;
+    std::uint32_t channels;
+    std::uint32_t framesPerSecond;
+    std::uint32_t bytesPerBlock;
+    std::uint32_t bitsPerSample;
+
+    explicit Layout(Bytes format)
+        : encoding(half(format, 0)), channels(half(format, 2)), framesPerSecond(word(format, 4)),
+          bytesPerBlock(half(format, 12)), bitsPerSample(half(format, 14)) {
+        constexpr std::size_t kSubformat = 24;
+        if (encoding == kExtensible && format.size() >= kSubformat + 2) {
+            encoding = half(format, kSubformat);
+        }
+    }
+
+    bool isADPCM() const { return encoding == kMicrosoftADPCM || encoding == kIMAADPCM; }
+
+    bool isSensible() const {
+        constexpr std::uint32_t kKnown[] = {kPCM, kMicrosoftADPCM, 3, 6, 7, kIMAADPCM};
+        return std::find(std::begin(kKnown), std::end(kKnown), encoding) != std::end(kKnown) &&
+               channels >= 1 && channels <= 8 && framesPerSecond >= 1000 &&
+               framesPerSecond <= 192'000 && bytesPerBlock > 0 &&
+               (isADPCM() || bytesPerBlock * 8 == channels * bitsPerSample);
+    }
+
+    /// At most; a block of ADPCM begins with a few samples of its own.
+    std::uint64_t framesIn(std::size_t byteCount) const {
+        const std::uint64_t count = byteCount;
+        return isADPCM() ? count * 2 / channels + 2 * (count / bytesPerBlock)
+                         : count / bytesPerBlock;
+    }
+};
+
+void appendWord(std::vector<std::uint8_t> &bytes, std::size_t value) {
+    for (int shift = 0; shift < 32; shift += 8) {
+        bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+}
+
+void appendText(std::vector<std::uint8_t> &bytes, const char *text) {
+    bytes.insert(bytes.end(), text, text + 4);
+}
+
+void appendChunk(std::vector<std::uint8_t> &bytes, const char *name, Bytes content) {
+    appendText(bytes, name);
+    appendWord(bytes, content.size());
+    bytes.insert(bytes.end(), content.begin(), content.end());
+    if (content.size() % 2 != 0) {
+        bytes.push_back(0);
+    }
+}
+
+/// A file of nothing but what was checked.
+std::vector<std::uint8_t> plainFile(const Chunks &chunks) {
+    std::vector<std::uint8_t> body;
+    body.reserve(chunks.data.size() + chunks.format.size() + 32);
+    appendText(body, "RIFF");
+    appendWord(body, 4 + 2 * kChunkHeader + chunks.format.size() + chunks.format.size() % 2 +
+                         chunks.data.size() + chunks.data.size() % 2);
+    appendText(body, "WAVE");
+    appendChunk(body, "fmt ", chunks.format);
+    appendChunk(body, "data", chunks.data);
+    return body;
+}
+
+struct StreamCloser {
+    void operator()(SDL_AudioStream *stream) const { SDL_FreeAudioStream(stream); }
+};
+
+} // namespace
+
+std::optional<WaveSound> WaveSound::decode(std::span<const std::uint8_t> file) {
+    constexpr std::size_t kSmallestFormat = 16;
+    constexpr std::size_t kLargestFormat = 1024;
+    const auto chunks = chunksOf(file);
+    if (!chunks || chunks->format.size() < kSmallestFormat ||
+        chunks->format.size() > kLargestFormat) {
+        return std::nullopt;
+    }
+    const Layout layout(chunks->format);
+    if (!layout.isSensible() || layout.framesIn(chunks->data.size()) == 0 ||
+        layout.framesIn(chunks->data.size()) >
+            std::uint64_t{layout.framesPerSecond} * kLongestSeconds) {
+        return std::nullopt;
+    }
+    const std::vector<std::uint8_t> plain = plainFile(*chunks);
+    SDL_AudioSpec spec{};
+    std::uint8_t *samples = nullptr;
+    std::uint32_t length = 0;
+    SDL_RWops *reader = SDL_RWFromConstMem(plain.data(), static_cast<int>(plain.size()));
+    if (!reader || !SDL_LoadWAV_RW(reader, 1, &spec, &samples, &length)) {
+        return std::nullopt;
+    }
+    WaveSound sound;
+    sound._bytes.assign(samples, samples + length);
+    SDL_FreeWAV(samples);
+    sound._format = spec.format;
+    sound._channels = spec.channels;
+    sound._framesPerSecond = spec.freq;
+    return sound._bytes.empty() ? std::nullopt : std::optional(std::move(sound));
+}
+
+std::vector<float> WaveSound::mixableSamples() const {
+    const std::unique_ptr<SDL_AudioStream, StreamCloser> stream(
+        SDL_NewAudioStream(_format, _channels, _framesPerSecond, AUDIO_F32SYS,
+                           SoundMixer::kChannels, SoundMixer::kFramesPerSecond));
+    if (!stream ||
+        SDL_AudioStreamPut(stream.get(), _bytes.data(), static_cast<int>(_bytes.size())) != 0 ||
+        SDL_AudioStreamFlush(stream.get()) != 0) {
+        return {};
+    }
+    const int length = SDL_AudioStreamAvailable(stream.get());
+    std::vector<float> result(static_cast<std::size_t>(std::max(length, 0)) / sizeof(float));
+    const int received = SDL_AudioStreamGet(stream.get(), result.data(),
+                                            static_cast<int>(result.size() * sizeof(float)));
+    result.resize(static_cast<std::size_t>(std::max(received, 0)) / sizeof(float));
+    return result;
+}
