@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstddef>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
@@ -53,27 +52,6 @@ std::int32_t petalCountFrom(std::int32_t wanted) {
         return 1;
     }
     return wanted == 0 ? kDefaultCount : std::min(wanted, kLargestCount);
-}
-
-void fetch(const void *object, std::size_t size) {
-    constexpr std::size_t kCacheLine = 64;
-    constexpr int kToWrite = 1;
-    for (std::size_t offset = 0; offset < size; offset += kCacheLine) {
-        __builtin_prefetch(static_cast<const char *>(object) + offset, kToWrite);
-    }
-}
-
-/// Has the processor fetch what the next steps of a walk will touch. Many thousand petals do not
-/// fit its caches, and waiting for each in turn would take most of a frame. A petal comes first
-/// and then, once it is there and tells where that is, its layer.
-void fetchPetalsAfter(const UIView &level, NSUInteger index) {
-    constexpr NSUInteger kPetalAhead = 8;
-    constexpr NSUInteger kLayerAhead = 4;
-    constexpr std::size_t kMovingPartOfLayer = 256;
-    fetch(level.subviewAtIndex(index + kPetalAhead), sizeof(Sakura));
-    if (const UIView *petal = level.subviewAtIndex(index + kLayerAhead)) {
-        fetch(petal->layer(), kMovingPartOfLayer);
-    }
 }
 
 /// A number as a 32-bit integer, truncated toward zero; the nearest limit for what is beyond it.
@@ -268,7 +246,6 @@ template <class Action> void LumiveraView::forEachSakura(Action action) {
     for (NSUInteger i = 0; levels && i < levels->count(); ++i) {
         UIView *level = levels->objectAtIndex(i);
         for (NSUInteger j = 0; j < level->subviewCount(); ++j) {
-            fetchPetalsAfter(*level, j);
             action(static_cast<Sakura *>(level->subviewAtIndex(j)));
         }
     }

@@ -1,0 +1,171 @@
+#include "Animation/Common/UIView+LWUIAnimation.h"
+
+#include <limits>
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+constexpr CGFloat kPerspective = -0.002;
+
+/// Animations count their passes in single precision.
+float countFrom(double count) {
+    constexpr double kLargest = std::numeric_limits<float>::max();
+    return count > kLargest ? std::numeric_limits<float>::infinity() : static_cast<float>(count);
+}
+
+CALayer *layerOf(UIView *view) { return view ? view->layer() : nullptr; }
+
+/// All zero without a layer.
+CATransform3D transformOf(const CALayer *layer) {
+    return layer ? layer->transform() : CATransform3D();
+}
+
+CATransform3D sublayerTransformOf(const CALayer *layer) {
+    return layer ? layer->sublayerTransform() : CATransform3D();
+}
+
+void add(CALayer *layer, const Retained<CABasicAnimation> &animation, const char *key) {
+    if (layer) {
+        layer->addAnimation_forKey(animation.get(), key);
+    }
+}
+
+Retained<CABasicAnimation> make(const char *keyPath, double duration, double repeatCount,
+                                bool autoreverses) {
+    auto animation = CABasicAnimation::animationWithKeyPath(keyPath);
+    animation->setDuration(duration);
+    animation->setRepeatCount(countFrom(repeatCount));
+    animation->setAutoreverses(autoreverses);
+    return animation;
+}
+
+Retained<CABasicAnimation> create(const char *keyPath, UIView *view, CAAnimationDelegate *target,
+                                  double duration, std::uint64_t repeatCount, bool autoreverses) {
+    auto animation = CABasicAnimation::animationWithKeyPath(keyPath);
+    LWUIAnimation::setAnimation_withTarget_duration_repeatCount_autoreverses(
+        view, animation.get(), target, duration, repeatCount, autoreverses);
+    return animation;
+}
+
+// From the moment that the library is there, plain views answer for their translations too.
+const bool isHandlerSet = [] {
+    UIView::setAnimationStopHandler(LWUIAnimation::animationDidStop_finished);
+    return true;
+}();
+
+} // namespace
+
+void LWUIAnimation::animationDidStop_finished(UIView *view, CAAnimation *animation, bool) {
+    CALayer *layer = layerOf(view);
+    if (!layer || !animation || !(layer->animationForKey("translation") == animation)) {
+        return;
+    }
+    layer->removeAnimationForKey("translation");
+    CATransform3D transform = layer->transform();
+    const CGPoint center = view->center();
+    view->setCenter({center.x + transform.m41, center.y + transform.m42});
+    transform.m41 = 0;
+    transform.m42 = 0;
+    layer->setTransform(transform);
+}
+
+void LWUIAnimation::setAnimation_withTarget_duration_repeatCount_autoreverses(
+    UIView *, CAAnimation *animation, CAAnimationDelegate *target, double,
+    std::uint64_t repeatCount, bool autoreverses) {
+    if (!animation) {
+        return;
+    }
+    animation->setRepeatCount(static_cast<float>(repeatCount));
+    animation->setDelegate(target);
+    animation->setAutoreverses(autoreverses);
+    animation->setRemovedOnCompletion(target == nullptr);
+}
+
+Retained<CABasicAnimation>
+LWUIAnimation::createTranslationAnimationWithTarget_duration_repeatCount_autoreverses(
+    UIView *view, CAAnimationDelegate *target, double duration, std::uint64_t repeatCount,
+    bool autoreverses) {
+    return create("transform.translation", view, target, duration, repeatCount, autoreverses);
+}
+
+Retained<CABasicAnimation>
+LWUIAnimation::createAlphaAnimationWithTarget_duration_repeatCount_autoreverses(
+    UIView *view, CAAnimationDelegate *target, double duration, std::uint64_t repeatCount,
+    bool autoreverses) {
+    return create("opacity", view, target, duration, repeatCount, autoreverses);
+}
+
+Retained<CABasicAnimation>
+LWUIAnimation::createRotationAnimationWithTarget_duration_repeatCount_autoreverses(
+    UIView *view, CAAnimationDelegate *target, double duration, std::uint64_t repeatCount,
+    bool autoreverses) {
+    return create("transform.rotation.z", view, target, duration, repeatCount, autoreverses);
+}
+
+Retained<CAAnimationGroup>
+LWUIAnimation::createAnimationGroupWithTarget(UIView *, CAAnimationDelegate *target) {
+    auto group = CAAnimationGroup::animation();
+    group->setDelegate(target);
+    return group;
+}
+
+void LWUIAnimation::setTranslateAnimation_duration_repeatCount_autoreverses(
+    UIView *view, CGPoint destination, double duration, double repeatCount, bool autoreverses) {
+    const auto animation = make("transform.translation", duration, repeatCount, autoreverses);
+    animation->setDelegate(view);
+    CALayer *layer = layerOf(view);
+    const CATransform3D t = transformOf(layer);
+    const CGPoint center = view ? view->center() : CGPoint();
+    const CGFloat dx = destination.x - center.x - t.m41;
+    const CGFloat dy = destination.y - center.y - t.m42;
+    if (layer) {
+        layer->setTransform(CATransform3DTranslate(t, dx, dy, 0));
+    }
+    add(layer, animation, "translation");
+}
+
+void LWUIAnimation::setScaleAnimation_duration_repeatCount(UIView *view, CGFloat scale,
+                                                           double duration, double repeatCount) {
+    const auto animation = make("transform.scale", duration, repeatCount, true);
+    animation->setToValue(static_cast<float>(scale));
+    add(layerOf(view), animation, "scale");
+}
+
+void LWUIAnimation::setRockAnimationStartAngle_endAngle_duration_repeatCount(
+    UIView *view, double startAngle, double endAngle, double duration, double repeatCount) {
+    const auto animation = make("transform.rotation.z", duration, repeatCount, true);
+    animation->setFromValue(static_cast<float>(startAngle * kPi / 180));
+    animation->setToValue(static_cast<float>(endAngle * kPi / 180));
+    add(layerOf(view), animation, "rotation");
+}
+
+void LWUIAnimation::setRotationAnimation_angle_duration_repeatCount(UIView *view, CGPoint,
+                                                                    double angle, double duration,
+                                                                    double repeatCount) {
+    const auto animation = make("transform.rotation", duration, repeatCount, false);
+    animation->setToValue(angle * -kPi / 180);
+    add(layerOf(view), animation, "rotation");
+}
+
+void LWUIAnimation::setPerspectiveEffectAnimation_duration(UIView *view, bool on, double duration) {
+    const auto animation = make("sublayerTransform.rotation.x", duration, 0, false);
+    CALayer *layer = layerOf(view);
+    CATransform3D t = sublayerTransformOf(layer);
+    if (on) {
+        t.m34 = kPerspective;
+    }
+    t = CATransform3DRotate(t, on ? kPi / 4 : -kPi / 4, 1, 0, 0);
+    if (layer) {
+        layer->setSublayerTransform(t);
+    }
+    add(layer, animation, "perspective");
+}
+
+void LWUIAnimation::setAlphaAnimationDuration_repeatCount(UIView *view, double duration,
+                                                          double repeatCount) {
+    const auto animation = make("opacity", duration, repeatCount, true);
+    animation->setToValue(0.0);
+    animation->setDelegate(view);
+    add(layerOf(view), animation, "opacity");
+}

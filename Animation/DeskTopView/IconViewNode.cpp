@@ -1,0 +1,7 @@
+#include "Animation/DeskTopView/IconViewNode.h"
+
+IconViewNode::~IconViewNode() {
+    setAppID(nullptr);
+    setAppName(nullptr);
+    setAppicon(nullptr);
+}
