@@ -1,6 +1,5 @@
 #include "Platform/CoreGraphics/CGContext.h"
 
-#include "Platform/CoreGraphics/CGImageOperations.h"
 #include "Platform/CoreGraphics/CGPath.h"
 #include "Platform/CoreGraphics/PlacedPicture.h"
 
@@ -50,11 +49,8 @@ Retained<CGContext> CGContext::bitmapContextCreate(NSUInteger width, NSUInteger 
 
 CGContext::CGContext(NSUInteger width, NSUInteger height, CGBitmapFormat format,
                      std::uint8_t *buffer)
-    : _canvas(width, height), _format(format), _buffer(buffer) {
+    : _canvas(width, height, format == CGBitmapFormat::Grey), _format(format), _buffer(buffer) {
     _state.transform = {1, 0, 0, -1, 0, static_cast<double>(height)};
-    if (format == CGBitmapFormat::Grey) {
-        _canvas.fillBlack();
-    }
     if (_buffer) {
         std::memset(_buffer, 0, width * height * 4);
     }
@@ -94,7 +90,7 @@ CGAffineTransform CGContext::imageToDevice(const CGRect &area, const CGImage &im
 
 void CGContext::clipToMask(const CGRect &area, const CGImage *mask) {
     const std::size_t width = _canvas.width();
-    std::vector<std::uint8_t> coverage(width * _canvas.height());
+    CGCoverage coverage(width * _canvas.height());
     if (mask) {
         const PlacedPicture placed(*mask, imageToDevice(area, *mask), width, _canvas.height());
         if (placed.coversOpaquely()) {
@@ -110,54 +106,43 @@ void CGContext::clipToMask(const CGRect &area, const CGImage *mask) {
     intersectClip(std::move(coverage));
 }
 
-void CGContext::intersectClip(std::vector<std::uint8_t> coverage) {
+void CGContext::intersectClip(CGCoverage coverage) {
     if (_state.clip) {
         std::transform(coverage.begin(), coverage.end(), _state.clip->begin(), coverage.begin(),
                        product);
     }
-    _state.clip = std::make_shared<const std::vector<std::uint8_t>>(std::move(coverage));
-}
-
-std::span<const std::uint8_t> CGContext::clipRow(std::size_t x, std::size_t y,
-                                                 std::size_t count) const {
-    return _state.clip ? std::span(_state.clip->data() + y * _canvas.width() + x, count)
-                       : std::span<const std::uint8_t>();
+    _state.clip = std::make_shared<const CGCoverage>(std::move(coverage));
 }
 
 void CGContext::fillRect(const CGRect &area) {
-    const auto whole = wholePixels(area, _state.transform, static_cast<double>(_canvas.width()),
-                                   static_cast<double>(_canvas.height()));
-    if (whole) {
-        fillPixels(static_cast<std::size_t>(whole->origin.x),
-                   static_cast<std::size_t>(whole->origin.y),
-                   static_cast<std::size_t>(whole->size.width),
-                   static_cast<std::size_t>(whole->size.height));
+    const auto width = static_cast<double>(_canvas.width());
+    const auto height = static_cast<double>(_canvas.height());
+    if (const auto whole = wholePixels(area, _state.transform, width, height)) {
+        fillPixels(*whole);
         return;
     }
     saveGState();
     beginPath();
     addRect(area);
     clip();
-    fillPixels(0, 0, _canvas.width(), _canvas.height());
+    fillPixels({{0, 0}, {static_cast<CGFloat>(width), static_cast<CGFloat>(height)}});
     restoreGState();
 }
 
-void CGContext::fillPixels(std::size_t x, std::size_t y, std::size_t width, std::size_t height) {
-    for (std::size_t row = y; row < y + height; ++row) {
-        _canvas.fillRow(_state.blendMode, x, row, width, _state.fillColor, clipRow(x, row, width));
-    }
+void CGContext::fillPixels(const CGRect &pixels) {
+    CGStroke stroke{_state.blendMode, _state.clip, nullptr, _state.fillColor};
+    stroke.left = static_cast<std::size_t>(pixels.origin.x);
+    stroke.top = static_cast<std::size_t>(pixels.origin.y);
+    stroke.right = stroke.left + static_cast<std::size_t>(pixels.size.width);
+    stroke.bottom = stroke.top + static_cast<std::size_t>(pixels.size.height);
+    _canvas.paint(std::move(stroke));
 }
 
 void CGContext::drawImage(const CGRect &area, const CGImage *image) {
-    if (!image) {
-        return;
-    }
-    const PlacedPicture placed(*image, imageToDevice(area, *image), _canvas.width(),
-                               _canvas.height());
-    for (std::size_t y = 0; y < _canvas.height(); ++y) {
-        std::size_t x = 0;
-        const auto pixels = placed.row(y, x);
-        _canvas.blendRow(_state.blendMode, x, y, pixels, clipRow(x, y, pixels.size()));
+    if (image) {
+        auto placed = std::make_shared<const PlacedPicture>(*image, imageToDevice(area, *image),
+                                                            _canvas.width(), _canvas.height());
+        _canvas.paint({_state.blendMode, _state.clip, std::move(placed)});
     }
 }
 
@@ -195,10 +180,9 @@ void CGContext::clip() {
 }
 
 Retained<CGImage> CGContext::createImage() const {
-    return _format == CGBitmapFormat::Grey
-               ? CGImageCreateWithGreySamples(_canvas.width(), _canvas.height(),
-                                              _canvas.greySamples())
-               : CGImage::imageWithPixels(_canvas.width(), _canvas.height(), _canvas.pixels());
+    return CGImage::imageWithPixels(_canvas.width(), _canvas.height(),
+                                    _format == CGBitmapFormat::Grey ? _canvas.greyPixels()
+                                                                    : _canvas.pixels());
 }
 
 void CGContext::flush() const {

@@ -71,11 +71,9 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
     void flush() const;
 
   private:
-    using Coverage = std::shared_ptr<const std::vector<std::uint8_t>>;
-
     struct State {
         CGAffineTransform transform;
-        Coverage clip; // null: everything
+        std::shared_ptr<const CGCoverage> clip; // null: everything
         CGColor fillColor;
         CGBlendMode blendMode = CGBlendMode::Normal;
     };
@@ -85,9 +83,8 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
     CGContext(NSUInteger width, NSUInteger height, CGBitmapFormat format, std::uint8_t *buffer);
     ~CGContext() override;
 
-    void fillPixels(std::size_t x, std::size_t y, std::size_t width, std::size_t height);
-    void intersectClip(std::vector<std::uint8_t> coverage);
-    std::span<const std::uint8_t> clipRow(std::size_t x, std::size_t y, std::size_t count) const;
+    void fillPixels(const CGRect &pixels);
+    void intersectClip(CGCoverage coverage);
     CGAffineTransform imageToDevice(const CGRect &area, const CGImage &image) const;
 
     CGCanvas _canvas;

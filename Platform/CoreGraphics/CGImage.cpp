@@ -1,6 +1,30 @@
 #include "Platform/CoreGraphics/CGImage.h"
 
 #include <algorithm>
+#include <span>
+
+namespace {
+
+constexpr std::size_t kBlock = 256;
+constexpr std::uint32_t kAlpha = 0xff000000;
+
+/// By blocks of a size known to the compiler, which has the processor take several at a time.
+bool areOpaque(std::span<const std::uint32_t> pixels) {
+    while (pixels.size() >= kBlock) {
+        std::uint32_t common = kAlpha;
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            common &= pixels[i];
+        }
+        if (common != kAlpha) {
+            return false;
+        }
+        pixels = pixels.subspan(kBlock);
+    }
+    return std::all_of(pixels.begin(), pixels.end(),
+                       [](std::uint32_t pixel) { return pixel >= kAlpha; });
+}
+
+} // namespace
 
 Retained<CGImage> CGImage::imageWithPixels(NSUInteger width, NSUInteger height,
                                            std::vector<std::uint32_t> pixels) {
@@ -16,6 +40,4 @@ bool CGImage::isSizeSupported(std::uint64_t width, std::uint64_t height) noexcep
 }
 
 CGImage::CGImage(NSUInteger width, NSUInteger height, std::vector<std::uint32_t> pixels)
-    : _width(width), _height(height), _pixels(std::move(pixels)),
-      _opaque(std::all_of(_pixels.begin(), _pixels.end(),
-                          [](std::uint32_t pixel) { return pixel >> 24 == 0xff; })) {}
+    : _width(width), _height(height), _pixels(std::move(pixels)), _opaque(areOpaque(_pixels)) {}

@@ -57,17 +57,6 @@ std::vector<NSUInteger> samplesUnder(NSUInteger pixels, NSUInteger samples) {
 
 } // namespace
 
-Retained<CGImage> CGImageCreateWithGreySamples(NSUInteger width, NSUInteger height,
-                                               std::span<const std::uint8_t> samples) {
-    if (!CGImage::isSizeSupported(width, height) || samples.size() != width * height) {
-        return nullptr;
-    }
-    std::vector<std::uint32_t> pixels(samples.size());
-    std::transform(samples.begin(), samples.end(), pixels.begin(),
-                   [](std::uint32_t grey) { return 0xff000000 | grey << 16 | grey << 8 | grey; });
-    return CGImage::imageWithPixels(width, height, std::move(pixels));
-}
-
 Retained<CGImage> CGImageCreateWithImageInRect(const CGImage *image, const CGRect &rect) {
     if (!image) {
         return nullptr;

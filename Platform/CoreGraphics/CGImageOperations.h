@@ -4,16 +4,9 @@
 #include "Platform/CoreGraphics/CGImage.h"
 
 #include <cstdint>
-#include <span>
 #include <vector>
 
 /// Pictures made from others. Null in, null out; any thread.
-
-/// Neutral, opaque pixels from width × height samples of grey. Null for an unsupported size or
-/// another number of samples.
-PLATFORM_EXPORT Retained<CGImage>
-CGImageCreateWithGreySamples(NSUInteger width, NSUInteger height,
-                             std::span<const std::uint8_t> samples);
 
 /// The part of the picture inside the rectangle (in pixels, origin at the top left), grown to whole
 /// pixels. Null when none of it is inside.

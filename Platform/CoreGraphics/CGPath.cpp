@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cairo.h>
+#include <limits>
 #include <optional>
 
 namespace {
@@ -72,6 +73,8 @@ bool CGPath::place(CGPoint &point, const CGAffineTransform &t) {
     const auto nearest = [](CGFloat value) {
         return std::clamp<CGFloat>(value, -kFarthestCoordinate, kFarthestCoordinate);
     };
+    constexpr CGFloat kFinite = std::numeric_limits<CGFloat>::max() / kFarthestCoordinate;
+    point = {std::clamp(point.x, -kFinite, kFinite), std::clamp(point.y, -kFinite, kFinite)};
     point = CGPointApplyAffineTransform(point, t);
     _isValid = _isValid && !std::isnan(point.x) && !std::isnan(point.y);
     point = {nearest(point.x), nearest(point.y)};

@@ -68,6 +68,7 @@ void PlacedPicture::place(const CGImage &image, long x, long y) {
     if (_left >= _right || _top >= _bottom) {
         return;
     }
+    _image = Retained<const CGImage>(&image);
     _stride = image.width();
     _first = image.pixels() + static_cast<std::size_t>(static_cast<long>(_top) - y) * _stride +
              static_cast<std::size_t>(static_cast<long>(_left) - x);

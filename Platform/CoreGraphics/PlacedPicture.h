@@ -8,8 +8,7 @@
 #include <span>
 
 /// A picture under a transform from its pixels (rows from the top) to those of a bitmap, as far as
-/// it reaches them. Pixel on pixel it is the picture itself, otherwise a smooth stretched copy. The
-/// picture must outlive it.
+/// it reaches them. Pixel on pixel it is the picture itself, otherwise a smooth stretched copy.
 class PlacedPicture {
   public:
     PlacedPicture(const CGImage &image, const CGAffineTransform &toBitmap, std::size_t width,
@@ -21,12 +20,16 @@ class PlacedPicture {
     /// True when it leaves every pixel of the bitmap as opaque as it is.
     bool coversOpaquely() const { return _coversOpaquely; }
 
+    /// Of the stretched copy; 0 where the picture itself serves.
+    std::size_t ownBytes() const { return _stretched ? _stride * _height * 4 : 0; }
+
   private:
     void place(const CGImage &image, long x, long y);
     void stretch(const CGImage &image, const CGAffineTransform &toBitmap);
 
     std::size_t _width;
     std::size_t _height;
+    Retained<const CGImage> _image;
     CairoSurface _stretched;
     const std::uint32_t *_first = nullptr;
     std::size_t _stride = 0;

@@ -1,0 +1,219 @@
+#include "Platform/CoreGraphics/CanvasRow.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+
+namespace {
+
+using Lanes = float __attribute__((vector_size(16)));
+using Wholes = std::int32_t __attribute__((vector_size(16)));
+using Halves = std::uint16_t __attribute__((vector_size(16)));
+using Bytes = std::uint8_t __attribute__((vector_size(16)));
+
+static_assert(std::endian::native == std::endian::little, "alpha is the last lane");
+
+/// Pixels are taken out of words and put into them by the group.
+constexpr std::size_t kGroup = 4;
+using Group = std::array<Lanes, kGroup>;
+
+constexpr float kLargest = 65535.0f;
+
+Lanes alphaOf(Lanes pixel) { return __builtin_shufflevector(pixel, pixel, 3, 3, 3, 3); }
+
+Lanes lanesOf(Halves widened) {
+    return __builtin_convertvector(std::bit_cast<Wholes>(widened), Lanes) * (1.0f / 255);
+}
+
+Group groupOf(const std::uint32_t *words) {
+    constexpr Bytes kNone = {};
+    constexpr Halves kNothing = {};
+    Bytes bytes;
+    std::memcpy(&bytes, words, sizeof bytes);
+    const auto low = std::bit_cast<Halves>(__builtin_shufflevector(
+        bytes, kNone, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
+    const auto high = std::bit_cast<Halves>(__builtin_shufflevector(
+        bytes, kNone, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15, 31));
+    return {lanesOf(__builtin_shufflevector(low, kNothing, 0, 8, 1, 9, 2, 10, 3, 11)),
+            lanesOf(__builtin_shufflevector(low, kNothing, 4, 12, 5, 13, 6, 14, 7, 15)),
+            lanesOf(__builtin_shufflevector(high, kNothing, 0, 8, 1, 9, 2, 10, 3, 11)),
+            lanesOf(__builtin_shufflevector(high, kNothing, 4, 12, 5, 13, 6, 14, 7, 15))};
+}
+
+/// Of the last ones there may be fewer than a group; clear pixels take their places.
+Group groupAt(std::span<const std::uint32_t> words, std::size_t start) {
+    if (start + kGroup <= words.size()) {
+        return groupOf(words.data() + start);
+    }
+    std::uint32_t last[kGroup] = {};
+    std::copy(words.begin() + static_cast<std::ptrdiff_t>(start), words.end(), last);
+    return groupOf(last);
+}
+
+/// The lower bytes of each lane of two pixels.
+Bytes evenBytes(Bytes first, Bytes second) {
+    return __builtin_shufflevector(first, second, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26,
+                                   28, 30);
+}
+
+Bytes roundedBytes(Lanes pixel) {
+    return std::bit_cast<Bytes>(__builtin_convertvector(pixel * 255.0f + 0.5f, Wholes));
+}
+
+void writeWords(const Group &group, std::uint32_t *words) {
+    const Bytes first = evenBytes(roundedBytes(group[0]), roundedBytes(group[1]));
+    const Bytes second = evenBytes(roundedBytes(group[2]), roundedBytes(group[3]));
+    const Bytes bytes = evenBytes(first, second);
+    std::memcpy(words, &bytes, sizeof bytes);
+}
+
+/// The weighted sum in every colour, and full alpha.
+Lanes greyOf(Lanes pixel) {
+    constexpr Lanes kWeights = {0.0722f, 0.7152f, 0.2126f, 0};
+    constexpr Lanes kOpaque = {1, 1, 1, 1};
+    const Lanes weighted = pixel * kWeights;
+    const Lanes sums = weighted + __builtin_shufflevector(weighted, weighted, 1, 0, 3, 2);
+    const Lanes grey = sums + __builtin_shufflevector(sums, sums, 2, 3, 0, 1);
+    return __builtin_shufflevector(grey, kOpaque, 0, 1, 2, 7);
+}
+
+// s and d are source and destination, sa and da their alphas.
+
+struct Normal {
+    static Lanes mix(Lanes s, Lanes sa, Lanes d, Lanes) { return s + d * (1 - sa); }
+};
+
+struct Multiply {
+    static Lanes mix(Lanes s, Lanes sa, Lanes d, Lanes da) {
+        return s * (1 - da) + d * (1 - sa) + s * d;
+    }
+};
+
+/// Dark backdrops are multiplied, light ones screened: the backdrop chooses.
+struct Overlay {
+    static Lanes mix(Lanes s, Lanes sa, Lanes d, Lanes da) {
+        const Lanes outside = s * (1 - da) + d * (1 - sa);
+        const Lanes dark = 2 * s * d;
+        const Lanes light = sa * da - 2 * (da - d) * (sa - s);
+        return outside + (2 * d <= da ? dark : light);
+    }
+};
+
+/// No colour comes to exceed its alpha, whatever the rounding.
+template <class Mode> void blendOver(Lanes &pixel, Lanes source) {
+    const Lanes mixed = Mode::mix(source, alphaOf(source), pixel, alphaOf(pixel));
+    const Lanes alpha = alphaOf(mixed);
+    pixel = mixed < alpha ? mixed : alpha;
+}
+
+float share(std::uint8_t coverage) { return static_cast<float>(coverage) * (1.0f / 255); }
+
+/// From 0 to 1; NaN counts as 0.
+float fraction(CGFloat value) { return value >= 1 ? 1 : value > 0 ? static_cast<float>(value) : 0; }
+
+Lanes lanesOf(const CGColor &color) {
+    const Lanes pure = {fraction(color.blue), fraction(color.green), fraction(color.red), 1};
+    return pure * fraction(color.alpha);
+}
+
+} // namespace
+
+CanvasRow::CanvasRow(std::size_t width)
+    : _width(width), _pixels((width + kGroup - 1) / kGroup * kGroup), _words(_pixels.size()) {}
+
+void CanvasRow::clear(bool isBlack) {
+    std::fill(_pixels.begin(), _pixels.end(), Lanes{0, 0, 0, isBlack ? 1.0f : 0.0f});
+}
+
+void CanvasRow::load(const std::uint16_t *components) {
+    for (std::size_t i = 0; i < _width * 4; ++i) {
+        _pixels[i / 4][i % 4] = static_cast<float>(components[i]) / kLargest;
+    }
+}
+
+void CanvasRow::store(std::uint16_t *components) const {
+    for (std::size_t i = 0; i < _width * 4; ++i) {
+        components[i] = static_cast<std::uint16_t>(_pixels[i / 4][i % 4] * kLargest + 0.5f);
+    }
+}
+
+void CanvasRow::paint(const CGStroke &stroke, std::size_t y) {
+    switch (stroke.mode) {
+    case CGBlendMode::Normal:
+        return blend<Normal>(stroke, y);
+    case CGBlendMode::Multiply:
+        return blend<Multiply>(stroke, y);
+    case CGBlendMode::Overlay:
+        return blend<Overlay>(stroke, y);
+    }
+}
+
+template <class Mode> void CanvasRow::blend(const CGStroke &stroke, std::size_t y) {
+    if (stroke.hidesEverything()) {
+        std::size_t x = 0;
+        replaceWith(stroke.picture->row(y, x));
+    } else if (stroke.picture) {
+        blendPicture<Mode>(stroke, y);
+    } else if (y >= stroke.top && y < stroke.bottom) {
+        blendColor<Mode>(stroke, y);
+    }
+}
+
+template <class Mode> void CanvasRow::blendPicture(const CGStroke &stroke, std::size_t y) {
+    std::size_t x = 0;
+    const auto words = stroke.picture->row(y, x);
+    const auto clip = clipOf(stroke, x, y);
+    Lanes *pixel = _pixels.data() + x;
+    for (std::size_t i = 0; i < words.size(); i += kGroup) {
+        const Group group = groupAt(words, i);
+        const std::size_t count = std::min(kGroup, words.size() - i);
+        for (std::size_t j = 0; j < count; ++j) {
+            blendOver<Mode>(*pixel++, clip.empty() ? group[j] : group[j] * share(clip[i + j]));
+        }
+    }
+}
+
+/// Whatever was there goes, the room behind the row's end included.
+void CanvasRow::replaceWith(std::span<const std::uint32_t> words) {
+    for (std::size_t i = 0; i < words.size(); i += kGroup) {
+        const Group group = groupAt(words, i);
+        std::copy(group.begin(), group.end(), _pixels.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+}
+
+template <class Mode> void CanvasRow::blendColor(const CGStroke &stroke, std::size_t y) {
+    const Lanes source = lanesOf(stroke.color);
+    const auto clip = clipOf(stroke, stroke.left, y);
+    Lanes *const pixels = _pixels.data() + stroke.left;
+    for (std::size_t i = 0; i < stroke.right - stroke.left; ++i) {
+        blendOver<Mode>(pixels[i], clip.empty() ? source : source * share(clip[i]));
+    }
+}
+
+/// From x on; empty where everything is painted.
+std::span<const std::uint8_t> CanvasRow::clipOf(const CGStroke &stroke, std::size_t x,
+                                                std::size_t y) const {
+    return stroke.clip ? std::span(*stroke.clip).subspan(y * _width + x, _width - x)
+                       : std::span<const std::uint8_t>();
+}
+
+template <class Convert>
+void CanvasRow::append(std::vector<std::uint32_t> &words, Convert convert) {
+    for (std::size_t i = 0; i < _pixels.size(); i += kGroup) {
+        Group group;
+        for (std::size_t j = 0; j < kGroup; ++j) {
+            group[j] = convert(_pixels[i + j]);
+        }
+        writeWords(group, _words.data() + i);
+    }
+    words.insert(words.end(), _words.begin(), _words.begin() + static_cast<std::ptrdiff_t>(_width));
+}
+
+void CanvasRow::appendPixels(std::vector<std::uint32_t> &words) {
+    append(words, [](Lanes pixel) { return pixel; });
+}
+
+void CanvasRow::appendGrey(std::vector<std::uint32_t> &words) {
+    append(words, [](Lanes pixel) { return greyOf(pixel); });
+}
