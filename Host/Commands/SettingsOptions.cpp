@@ -1,5 +1,7 @@
 #include "Host/Commands/SettingsOptions.h"
 
+#include "Host/Pictures/ColorText.h"
+
 #include <CLI/CLI.hpp>
 
 namespace Lumivera {
@@ -32,11 +34,16 @@ void SettingsOptions::declare(CLI::App &app, const WallpaperSettings &defaults) 
                    "Speed level, 0 or more, instead of the bundle's")
         ->type_name("N")
         ->check(CLI::Range(NSInteger{0}, NSInteger{2147483647}).description(""));
+    app.add_option("--tint", _tint, "Shades the background: #rgb, #rrggbb, #rrggbbaa or a name")
+        ->type_name("COLOUR");
 }
 
 WallpaperSettings SettingsOptions::settings() const {
     WallpaperSettings settings = _settings;
     settings.size = sizeFromText(_size);
+    if (_tint) {
+        settings.tint = colorFromText("--tint", *_tint);
+    }
     settings.check();
     return settings;
 }

@@ -2,6 +2,7 @@
 
 #include "Host/Rendering/WallpaperSettings.h"
 
+#include <optional>
 #include <string>
 
 namespace CLI {
@@ -21,6 +22,7 @@ class SettingsOptions {
   private:
     WallpaperSettings _settings;
     std::string _size;
+    std::optional<std::string> _tint;
 };
 
 } // namespace Lumivera

@@ -64,6 +64,7 @@ void RenderingSession::viewIsAboutToBegin() {
     }
     _hasBegun = true;
     _bundle.checkPictures(*_view);
+    _options.settings.tintBackground(*_view);
     begin();
 }
 

@@ -55,6 +55,15 @@ void WallpaperSettings::applyTo(DeskTopView &view) const {
     }
 }
 
+void WallpaperSettings::tintBackground(DeskTopView &view) const {
+    auto *petals = dynamic_cast<LumiveraView *>(&view);
+    if (petals && tint) {
+        const auto color =
+            UIColor::colorWithRed_green_blue_alpha(tint->red, tint->green, tint->blue, tint->alpha);
+        petals->setBgColor(color.get());
+    }
+}
+
 CGSize sizeFromText(const std::string &text) {
     double width = 0;
     double height = 0;

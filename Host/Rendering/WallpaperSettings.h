@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/CoreGraphics/CGGeometry.h"
+#include "Platform/CoreGraphics/CGColor.h"
 #include "Platform/Foundation/NSTypes.h"
 
 #include <cstddef>
@@ -28,6 +28,9 @@ struct WallpaperSettings {
 
     CGFloat offset = 0;
 
+    /// Shades the background picture; nothing leaves it as it is.
+    std::optional<CGColor> tint;
+
     std::size_t pixelWidth() const;
     std::size_t pixelHeight() const;
 
@@ -37,6 +40,10 @@ struct WallpaperSettings {
     /// Gives a new view its place in the superview and the settings. Main thread, before the
     /// view's resources load.
     void applyTo(DeskTopView &view) const;
+
+    /// Shades the view's background if there is a tint, once the view's resources have loaded: it
+    /// shades what is there, so twice is too much. For wallpapers with a background to shade.
+    void tintBackground(DeskTopView &view) const;
 };
 
 /// A size written as WIDTHxHEIGHT. A UsageError for anything else.

@@ -41,6 +41,7 @@ std::unique_ptr<AnimationSwitch> WallpaperStage::makeView() {
     const Retained<DeskTopView> view = _bundle.makeView();
     _settings.applyTo(*view);
     _root->addSubview(view.get());
+    _untinted.emplace_back(view.get());
     auto animation = std::make_unique<AnimationSwitch>(view);
     animation->setRunning(_isRunning);
     return animation;
@@ -109,6 +110,7 @@ void WallpaperStage::callOutBegins() {
         _arePicturesChecked = true;
         _bundle.checkPictures(view());
     }
+    tintLoadedViews();
 }
 
 void WallpaperStage::callOutEnded() {
@@ -119,10 +121,24 @@ void WallpaperStage::callOutEnded() {
     if (_hasFreshBegun) {
         showFreshView();
     }
+    tintLoadedViews();
     _shown->update();
     if (_fresh) {
         _fresh->update();
     }
+}
+
+/// A view that animates has loaded. It may begin at any moment, on a thread of its own, and be
+/// paused soon after.
+void WallpaperStage::tintLoadedViews() {
+    std::erase_if(_untinted, [this](const Weak<DeskTopView> &weak) {
+        const auto view = weak.lock();
+        const bool hasLoaded = view && view->isAnimating();
+        if (hasLoaded) {
+            _settings.tintBackground(*view);
+        }
+        return !view || hasLoaded;
+    });
 }
 
 void WallpaperStage::beginFreshView() {

@@ -5,6 +5,7 @@
 #include "Host/Showing/AnimationSwitch.h"
 
 #include <memory>
+#include <vector>
 
 namespace Lumivera {
 
@@ -46,12 +47,14 @@ class WallpaperStage {
     std::unique_ptr<AnimationSwitch> makeView();
     void beginFreshView();
     void showFreshView();
+    void tintLoadedViews();
 
     const WallpaperBundle &_bundle;
     WallpaperSettings _settings;
     Retained<UIView> _root;
     std::unique_ptr<AnimationSwitch> _shown;
     std::unique_ptr<AnimationSwitch> _fresh;
+    std::vector<Weak<DeskTopView>> _untinted;
     bool _isRunning = true;
     bool _isFreshWanted = false;
     bool _hasFreshBegun = false;

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "Platform/CoreGraphics/CGColor.h"
+
+#include <string>
+
+namespace Lumivera {
+
+/// A colour written as #rgb, #rgba, #rrggbb, #rrggbbaa or by one of the basic names (red, teal,
+/// silver ...), in letters of either case. A UsageError about `subject` for anything else.
+CGColor colorFromText(const std::string &subject, const std::string &text);
+
+} // namespace Lumivera
