@@ -1,8 +1,10 @@
 #include "Tests/Animation/Support/AllocationCounter.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
-#include <malloc.h>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -12,19 +14,34 @@ std::atomic<std::size_t> newBytes{0};
 std::atomic<std::size_t> freedBlocks{0};
 std::atomic<std::size_t> freedBytes{0};
 
-void *counted(void *block) noexcept {
-    if (block) {
-        newBlocks.fetch_add(1, std::memory_order_relaxed);
-        newBytes.fetch_add(malloc_usable_size(block), std::memory_order_relaxed);
+// In front of each block stands the size that was asked for: what the C library really gave depends
+// on its free blocks, and so differs between two equal requests.
+constexpr std::size_t kHeader = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+
+std::size_t headerFor(std::align_val_t alignment) {
+    return std::max(kHeader, static_cast<std::size_t>(alignment));
+}
+
+void *counted(void *memory, std::size_t header, std::size_t size) noexcept {
+    if (!memory) {
+        return nullptr;
     }
+    newBlocks.fetch_add(1, std::memory_order_relaxed);
+    newBytes.fetch_add(size, std::memory_order_relaxed);
+    char *block = static_cast<char *>(memory) + header;
+    std::memcpy(block - sizeof size, &size, sizeof size);
     return block;
 }
 
-void *allocate(std::size_t size) noexcept { return counted(std::malloc(size ? size : 1)); }
+void *allocate(std::size_t size) noexcept {
+    return size > SIZE_MAX - kHeader ? nullptr
+                                     : counted(std::malloc(size + kHeader), kHeader, size);
+}
 
 void *allocate(std::size_t size, std::align_val_t alignment) noexcept {
-    const auto step = static_cast<std::size_t>(alignment);
-    return counted(std::aligned_alloc(step, (size + step - 1) / step * step));
+    const std::size_t header = headerFor(alignment);
+    const std::size_t whole = (size + 2 * header - 1) / header * header;
+    return whole < size ? nullptr : counted(std::aligned_alloc(header, whole), header, size);
 }
 
 void *orThrow(void *block) {
@@ -34,11 +51,14 @@ void *orThrow(void *block) {
     return block;
 }
 
-void release(void *block) noexcept {
+void release(void *block, std::size_t header = kHeader) noexcept {
     if (block) {
+        std::size_t size = 0;
+        char *bytes = static_cast<char *>(block);
+        std::memcpy(&size, bytes - sizeof size, sizeof size);
         freedBlocks.fetch_add(1, std::memory_order_relaxed);
-        freedBytes.fetch_add(malloc_usable_size(block), std::memory_order_relaxed);
-        std::free(block);
+        freedBytes.fetch_add(size, std::memory_order_relaxed);
+        std::free(bytes - header);
     }
 }
 
@@ -76,11 +96,15 @@ PROGRAM_WIDE void operator delete(void *block, const std::nothrow_t &) noexcept 
 PROGRAM_WIDE void operator delete[](void *block, const std::nothrow_t &) noexcept {
     release(block);
 }
-PROGRAM_WIDE void operator delete(void *block, std::align_val_t) noexcept { release(block); }
-PROGRAM_WIDE void operator delete[](void *block, std::align_val_t) noexcept { release(block); }
-PROGRAM_WIDE void operator delete(void *block, std::size_t, std::align_val_t) noexcept {
-    release(block);
+PROGRAM_WIDE void operator delete(void *block, std::align_val_t alignment) noexcept {
+    release(block, headerFor(alignment));
 }
-PROGRAM_WIDE void operator delete[](void *block, std::size_t, std::align_val_t) noexcept {
-    release(block);
+PROGRAM_WIDE void operator delete[](void *block, std::align_val_t alignment) noexcept {
+    release(block, headerFor(alignment));
+}
+PROGRAM_WIDE void operator delete(void *block, std::size_t, std::align_val_t alignment) noexcept {
+    release(block, headerFor(alignment));
+}
+PROGRAM_WIDE void operator delete[](void *block, std::size_t, std::align_val_t alignment) noexcept {
+    release(block, headerFor(alignment));
 }
