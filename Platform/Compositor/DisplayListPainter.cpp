@@ -10,6 +10,11 @@ namespace {
 constexpr std::uint32_t kFullWeight = 65536;
 constexpr std::uint32_t kBlack = 0xFF000000;
 
+// The target is drawn from top to bottom in parts of this size, so that what is drawn over each
+// other is still near the processor.
+constexpr int kBandBytes = 1 << 20;
+constexpr int kLeastBandRows = 16;
+
 // Moved by less than this, no pixel changes.
 constexpr double kUnseen = 1.0 / 4096;
 
@@ -77,11 +82,17 @@ void DisplayListPainter::mark(const DisplayItem &item, CellMask &mask, CellMask 
 void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
                                const CellMask *mask) {
     const std::vector<Item> &items = list.items();
-    const PaintClip clip{_device, mask};
-    if (items.empty() || !hidesAll(items.front())) {
-        clear(target, clip, kBlack);
+    const bool isHidden = !items.empty() && hidesAll(items.front());
+    const int rows = std::max(kBandBytes / (_device.width() * 4), kLeastBandRows);
+    for (int top = _device.top; top < _device.bottom; top += rows) {
+        const DeviceRect band{_device.left, top, _device.right,
+                              std::min(top + rows, _device.bottom)};
+        const PaintClip clip{band, mask};
+        if (!isHidden) {
+            clear(target, clip, kBlack);
+        }
+        paintMembers(items.data(), items.data() + items.size(), {target, clip, kFullWeight});
     }
-    paintMembers(items.data(), items.data() + items.size(), {target, clip, kFullWeight});
 }
 
 void DisplayListPainter::endFrame() {

@@ -1,5 +1,7 @@
 #include "Platform/Compositor/PixelKernels.h"
 
+#include "Platform/Compositor/PixelTables.h"
+
 // Scalable vectors are left out: shuffles here work on blocks of 128 bits, as many as there are.
 #define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128 | HWY_RVV)
 
@@ -55,12 +57,13 @@ HWY_INLINE __m256i addProducts(__m256i a, __m256i b) { return _mm256_madd_epi16(
 #endif
 
 // Bytes of the first, which have no sign, times those of the second, which do, added by twos.
-HWY_INLINE Signed mixed(Bytes weights, Bytes texels) {
-    return Signed{multiplyPairs(weights.raw, texels.raw)};
+HWY_INLINE Signed mixed(Bytes texels, Signed weights) {
+    return Signed{multiplyPairs(texels.raw, weights.raw)};
 }
 
-// Words as bytes: those of `low` and then those of `high`, in each block.
-HWY_INLINE Bytes packed(Words low, Words high) { return Bytes{packWords(low.raw, high.raw)}; }
+// Words as bytes, limited to what a byte can be: those of `low` and then those of `high`, in each
+// block.
+HWY_INLINE Bytes packed(Signed low, Signed high) { return Bytes{packWords(low.raw, high.raw)}; }
 
 // column + row × stride, where the numbers hold these in their low and high halves.
 HWY_INLINE Numbers places(Numbers columnAndRow, std::int32_t stride) {
@@ -69,19 +72,17 @@ HWY_INLINE Numbers places(Numbers columnAndRow, std::int32_t stride) {
 
 #else
 
-HWY_INLINE Signed mixed(Bytes weights, Bytes texels) {
-    const Signed w = hn::BitCast(kSigned, weights);
-    const Signed t = hn::BitCast(kSigned, texels);
-    const Signed low = hn::And(w, hn::Set(kSigned, 255));
-    const Signed high = hn::BitCast(kSigned, hn::ShiftRight<8>(hn::BitCast(kWords, weights)));
-    return hn::Add(hn::Mul(low, hn::ShiftRight<8>(hn::ShiftLeft<8>(t))),
-                   hn::Mul(high, hn::ShiftRight<8>(t)));
+HWY_INLINE Signed mixed(Bytes texels, Signed weights) {
+    const Words t = hn::BitCast(kWords, texels);
+    const Signed top = hn::BitCast(kSigned, hn::And(t, hn::Set(kWords, std::uint16_t{255})));
+    const Signed bottom = hn::BitCast(kSigned, hn::ShiftRight<8>(t));
+    return hn::Add(hn::Mul(top, hn::ShiftRight<8>(hn::ShiftLeft<8>(weights))),
+                   hn::Mul(bottom, hn::ShiftRight<8>(weights)));
 }
 
-HWY_INLINE Bytes packed(Words low, Words high) {
+HWY_INLINE Bytes packed(Signed low, Signed high) {
     constexpr hn::Half<decltype(kBytes)> kHalf;
-    return hn::Combine(kBytes, hn::DemoteTo(kHalf, hn::BitCast(kSigned, high)),
-                       hn::DemoteTo(kHalf, hn::BitCast(kSigned, low)));
+    return hn::Combine(kBytes, hn::DemoteTo(kHalf, high), hn::DemoteTo(kHalf, low));
 }
 
 HWY_INLINE Numbers places(Numbers columnAndRow, std::int32_t stride) {
@@ -92,46 +93,37 @@ HWY_INLINE Numbers places(Numbers columnAndRow, std::int32_t stride) {
 
 #endif
 
-// ---- Bytes of every block by their place in it
+HWY_INLINE Signed words(const std::int16_t *constant) { return hn::LoadDup128(kSigned, constant); }
 
-alignas(16) constexpr std::uint8_t kLane[4][16] = {
-    {0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1},
-    {4, 5, 4, 5, 4, 5, 4, 5, 4, 5, 4, 5, 4, 5, 4, 5},
-    {8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9, 8, 9},
-    {12, 13, 12, 13, 12, 13, 12, 13, 12, 13, 12, 13, 12, 13, 12, 13}};
-alignas(16) constexpr std::uint8_t kHalves[4][16] = {
-    {0, 1, 0, 1, 0, 1, 0, 1, 2, 3, 2, 3, 2, 3, 2, 3},
-    {4, 5, 4, 5, 4, 5, 4, 5, 6, 7, 6, 7, 6, 7, 6, 7},
-    {8, 9, 8, 9, 8, 9, 8, 9, 10, 11, 10, 11, 10, 11, 10, 11},
-    {12, 13, 12, 13, 12, 13, 12, 13, 14, 15, 14, 15, 14, 15, 14, 15}};
-alignas(16) constexpr std::uint8_t kTwoLanes[2][16] = {
-    {0, 1, 0, 1, 0, 1, 0, 1, 4, 5, 4, 5, 4, 5, 4, 5},
-    {8, 9, 8, 9, 8, 9, 8, 9, 12, 13, 12, 13, 12, 13, 12, 13}};
-alignas(16) constexpr std::uint8_t kAlpha[16] = {6,  7,  6,  7,  6,  7,  6,  7,
-                                                 14, 15, 14, 15, 14, 15, 14, 15};
-
-template <class V> HWY_INLINE Bytes picked(V from, const std::uint8_t *places) {
-    return hn::TableLookupBytes(hn::BitCast(kBytes, from), hn::LoadDup128(kBytes, places));
-}
-
-// ---- Blending: words are channels of two pixels in each block, 255 steps a level
-
-HWY_INLINE Words blended(Words source, Words target256) {
-    const Words alpha = hn::BitCast(kWords, picked(source, kAlpha));
-    const Words rest = hn::SaturatedSub(hn::Set(kWords, 255 * 255), alpha);
-    const Words below = hn::MulHigh(target256, hn::Add(rest, hn::ShiftRight<8>(rest)));
-    const Words sum =
-        hn::SaturatedAdd(hn::SaturatedAdd(source, below), hn::Set(kWords, std::uint16_t{128}));
-    return hn::MulHigh(sum, hn::Set(kWords, std::uint16_t{257}));
-}
-
-HWY_INLINE Pixels over(Words low, Words high, Pixels target) {
-    const Bytes zero = hn::Zero(kBytes);
-    const Bytes below = hn::BitCast(kBytes, target);
+template <class V> HWY_INLINE Signed picked(V from, const std::uint8_t *places) {
     return hn::BitCast(
-        kPixels,
-        packed(blended(low, hn::BitCast(kWords, hn::InterleaveLower(kBytes, zero, below))),
-               blended(high, hn::BitCast(kWords, hn::InterleaveUpper(kBytes, zero, below)))));
+        kSigned, hn::TableLookupBytes(hn::BitCast(kBytes, from), hn::LoadDup128(kBytes, places)));
+}
+
+// ---- Blending: words are channels of two pixels in each block, 128 steps a level. What is drawn
+// is negative, because the weights of its texels have to be.
+
+// What shows of the pixels below.
+HWY_INLINE Words restOf(Signed source) {
+    return hn::BitCast(
+        kWords, hn::Add(words(PixelTables::kFullAlpha), picked(source, PixelTables::kAlpha)));
+}
+
+// Every byte of `target` is there twice.
+HWY_INLINE Signed blended(Signed source, Words rest, Bytes target) {
+    const Signed below = hn::BitCast(kSigned, hn::MulHigh(hn::BitCast(kWords, target), rest));
+    return hn::MulFixedPoint15(hn::SaturatedSub(below, source), words(PixelTables::kToLevels));
+}
+
+HWY_INLINE Pixels over(Signed low, Signed high, Words lowRest, Words highRest, Pixels target) {
+    const Bytes below = hn::BitCast(kBytes, target);
+    return hn::BitCast(kPixels,
+                       packed(blended(low, lowRest, hn::InterleaveLower(kBytes, below, below)),
+                              blended(high, highRest, hn::InterleaveUpper(kBytes, below, below))));
+}
+
+HWY_INLINE Pixels over(Signed low, Signed high, Pixels target) {
+    return over(low, high, restOf(low), restOf(high), target);
 }
 
 // The first pixels of a vector. Processors with masks use them; others copy.
@@ -163,8 +155,7 @@ HWY_INLINE void storeSome(Pixels pixels, std::uint32_t *to, std::size_t count) {
 struct Prepared {
     const std::uint8_t *texels;
 
-    explicit Prepared(const SpriteSource &source)
-        : texels(reinterpret_cast<const std::uint8_t *>(source.pairs)) {}
+    explicit Prepared(const SpriteSource &source) : texels(source.pairs) {}
 
     template <class D> HWY_INLINE hn::Vec<D> load(D d, const std::int32_t *offsets) const {
         if constexpr (hn::MaxLanes(D()) == 16) {
@@ -190,8 +181,7 @@ struct Original {
                 const auto *const bytes = reinterpret_cast<const std::uint8_t *>(from);
                 return hn::ZeroExtendVector(d, hn::LoadU(kHalf, bytes));
             };
-            return hn::Xor(hn::InterleaveLower(d, row(top), row(top + stride)),
-                           hn::Set(d, std::uint8_t{128}));
+            return hn::InterleaveLower(d, row(top), row(top + stride));
         } else {
             constexpr hn::Half<D> kHalf;
             return hn::Combine(d, load(kHalf, offsets + 4), load(kHalf, offsets));
@@ -201,74 +191,72 @@ struct Original {
 
 // ---- Sampling
 
-// What pixels take of the four texels around them. Weights are those of the whole in both halves.
-struct Taps {
-    Words rows;     // in the low half: of the upper and of the lower texel, as bytes
-    Signed columns; // in the halves: of the left and of the right texel
+// The fraction of a position in a lane's high half, and what is left to 1 in the low one. Lanes of
+// such halves step along as the positions do.
+HWY_INLINE Words fractionsOf(Numbers positions) {
+    const Words both =
+        hn::BitCast(kWords, hn::OddEven(hn::BitCast(kWords, hn::ShiftLeft<16>(positions)),
+                                        hn::BitCast(kWords, hn::Not(positions))));
+    return both;
+}
 
-    HWY_INLINE Taps(Numbers u, Numbers v, Signed weights) {
-        const Words fraction = hn::BitCast(kWords, v);
-        const Words one = hn::Set(kWords, std::uint16_t{1});
-        const Words lower =
-            hn::Add(hn::MulHigh(fraction, hn::Set(kWords, std::uint16_t{255})), one);
-        rows = hn::Sub(hn::ShiftLeft<8>(lower), lower);
-        const Words across = hn::ShiftRight<1>(hn::BitCast(kWords, hn::ShiftLeft<16>(u)));
-        const Pixels right =
-            hn::BitCast(kPixels, hn::MulFixedPoint15(hn::BitCast(kSigned, across), weights));
-        const Pixels whole = hn::And(hn::BitCast(kPixels, weights), hn::Set(kPixels, 0xFFFFU));
-        columns = hn::BitCast(kSigned, hn::Sub(hn::Add(whole, right), hn::ShiftRight<16>(right)));
-    }
+HWY_INLINE Words fractionStep(std::int32_t step) {
+    const auto forwards = static_cast<std::uint32_t>(step) << 16;
+    const auto backwards = (0U - static_cast<std::uint32_t>(step)) & 0xFFFFU;
+    return hn::BitCast(kWords, hn::Set(kPixels, forwards | backwards));
+}
+
+// What pixels take of the four texels around them.
+struct Taps {
+    Signed rows;   // in the low bytes of both halves: of the upper and of the lower texel, negative
+    Words columns; // in the halves: of the left and of the right texel
+
+    // Weights are in both halves.
+    HWY_INLINE Taps(Words u, Words v, Words weights)
+        : rows(hn::Sub(words(PixelTables::kUpperRow), hn::BitCast(kSigned, hn::ShiftRight<9>(v)))),
+          columns(hn::MulHigh(u, weights)) {}
 };
 
 template <int lane, class Texels>
 HWY_INLINE Signed sampled(const Texels &texels, const std::int32_t *offsets, const Taps &taps) {
     const Signed column =
-        mixed(picked(taps.rows, kLane[lane]), texels.load(kBytes, offsets + lane));
-    return hn::MulFixedPoint15(column, hn::BitCast(kSigned, picked(taps.columns, kHalves[lane])));
+        mixed(texels.load(kBytes, offsets + lane), picked(taps.rows, PixelTables::kRowsOf[lane]));
+    return hn::MulFixedPoint15(column, picked(taps.columns, PixelTables::kColumnsOf[lane]));
 }
 
 // The left and right columns of two pixels, added.
-HWY_INLINE Words joined(Signed first, Signed second, Signed bias) {
+HWY_INLINE Signed joined(Signed first, Signed second) {
     const auto a = hn::BitCast(kPairs, first);
     const auto b = hn::BitCast(kPairs, second);
-    const Signed left = hn::BitCast(kSigned, hn::InterleaveLower(kPairs, a, b));
-    const Signed right = hn::BitCast(kSigned, hn::InterleaveUpper(kPairs, a, b));
-    return hn::BitCast(kWords, hn::Add(hn::Add(left, right), bias));
+    return hn::Add(hn::BitCast(kSigned, hn::InterleaveLower(kPairs, a, b)),
+                   hn::BitCast(kSigned, hn::InterleaveUpper(kPairs, a, b)));
 }
 
-HWY_INLINE Signed biasOf(Signed weights) {
-    return hn::Add(hn::MulFixedPoint15(weights, hn::Set(kSigned, 128 * 255)), hn::Set(kSigned, 1));
+// Where the upper left one of the texels around each pixel is.
+HWY_INLINE Numbers offsetsOf(Numbers u, Numbers v, std::int32_t stride) {
+    const Words columnAndRow =
+        hn::OddEven(hn::BitCast(kWords, v), hn::BitCast(kWords, hn::ShiftRight<16>(u)));
+    return places(hn::BitCast(kNumbers, columnAndRow), stride);
 }
 
-struct Bias {
+// As many pixels as a vector has, from texels.
+struct Drawn {
     Signed low;
     Signed high;
-};
 
-// Vectors of pixels from texels: `count` of them count, and no others are touched.
-template <class Texels>
-HWY_INLINE void drawSome(const Texels &texels, std::int32_t stride, Numbers u, Numbers v,
-                         Signed weights, const Bias &bias, std::uint32_t *pixels,
-                         std::size_t count) {
-    const Numbers columnAndRow = hn::BitCast(
-        kNumbers, hn::OddEven(hn::BitCast(kWords, v), hn::BitCast(kWords, hn::ShiftRight<16>(u))));
-    Numbers offset = places(columnAndRow, stride);
-    if (count < kLanes) {
-        offset = hn::IfThenElseZero(hn::FirstN(kNumbers, count), offset);
-    }
-    HWY_ALIGN std::int32_t offsets[kLanes];
-    hn::Store(offset, kNumbers, offsets);
-    const Taps taps(u, v, weights);
-    const Words low =
-        joined(sampled<0>(texels, offsets, taps), sampled<1>(texels, offsets, taps), bias.low);
-    const Words high =
-        joined(sampled<2>(texels, offsets, taps), sampled<3>(texels, offsets, taps), bias.high);
-    if (count < kLanes) {
-        storeSome(over(low, high, loadSome(pixels, count)), pixels, count);
-    } else {
+    template <class Texels>
+    HWY_INLINE Drawn(const Texels &texels, const std::int32_t *offsets, const Taps &taps)
+        : low(joined(sampled<0>(texels, offsets, taps), sampled<1>(texels, offsets, taps))),
+          high(joined(sampled<2>(texels, offsets, taps), sampled<3>(texels, offsets, taps))) {}
+
+    HWY_INLINE void blend(std::uint32_t *pixels) const {
         hn::StoreU(over(low, high, hn::LoadU(kPixels, pixels)), kPixels, pixels);
     }
-}
+
+    HWY_INLINE void blendSome(std::uint32_t *pixels, std::size_t count) const {
+        storeSome(over(low, high, loadSome(pixels, count)), pixels, count);
+    }
+};
 
 HWY_INLINE Numbers positions(std::uint32_t first, std::int32_t step) {
     return hn::Add(hn::Set(kNumbers, static_cast<std::int32_t>(first)),
@@ -279,26 +267,48 @@ HWY_INLINE std::int32_t stepOfVector(std::int32_t step) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(step) * kLanes);
 }
 
+// Offsets of a whole row are found before any is used: they have to go through memory, which takes
+// its time. Pixels behind the row's end get its first texel, which none of them shows.
+HWY_INLINE void findOffsets(const SpriteSource &source, const SpriteStep &step,
+                            const SpriteRow &row, std::int32_t *offsets) {
+    const Numbers stepU = hn::Set(kNumbers, stepOfVector(step.u));
+    const Numbers stepV = hn::Set(kNumbers, stepOfVector(step.v));
+    Numbers u = positions(row.u, step.u);
+    Numbers v = positions(row.v, step.v);
+    std::int32_t *const end = offsets + row.count;
+    for (; offsets < end; offsets += kLanes) {
+        hn::Store(offsetsOf(u, v, source.stride), kNumbers, offsets);
+        u = hn::Add(u, stepU);
+        v = hn::Add(v, stepV);
+    }
+    for (std::int32_t *rest = end; rest < offsets; rest++) {
+        *rest = 0;
+    }
+}
+
 template <class Texels>
 HWY_INLINE void drawInsideRows(const SpriteSource &source, const SpriteStep &step,
                                const SpriteRow *rows, std::size_t count, std::uint32_t weight) {
     const Texels texels(source);
-    const Signed weights = hn::Set(kSigned, static_cast<std::int16_t>(weight));
-    const Bias bias{biasOf(weights), biasOf(weights)};
-    const Numbers stepU = hn::Set(kNumbers, stepOfVector(step.u));
-    const Numbers stepV = hn::Set(kNumbers, stepOfVector(step.v));
+    const Words weights = hn::Set(kWords, static_cast<std::uint16_t>(weight));
+    const Words stepU = fractionStep(stepOfVector(step.u));
+    const Words stepV = fractionStep(stepOfVector(step.v));
+    HWY_ALIGN std::int32_t offsets[SpriteRow::kMostPixels + kLanes];
     for (const SpriteRow *row = rows; row < rows + count; row++) {
-        Numbers u = positions(row->u, step.u);
-        Numbers v = positions(row->v, step.v);
+        findOffsets(source, step, *row, offsets);
+        Words u = fractionsOf(positions(row->u, step.u));
+        Words v = fractionsOf(positions(row->v, step.v));
+        const std::int32_t *offset = offsets;
         std::uint32_t *pixel = row->pixels;
-        std::size_t left = static_cast<std::size_t>(row->count);
-        for (; left >= kLanes; left -= kLanes, pixel += kLanes) {
-            drawSome(texels, source.stride, u, v, weights, bias, pixel, kLanes);
+        std::uint32_t *const end = pixel + row->count;
+        for (; end - pixel >= std::ptrdiff_t{kLanes}; pixel += kLanes, offset += kLanes) {
+            Drawn(texels, offset, Taps(u, v, weights)).blend(pixel);
             u = hn::Add(u, stepU);
             v = hn::Add(v, stepV);
         }
-        if (left > 0) {
-            drawSome(texels, source.stride, u, v, weights, bias, pixel, left);
+        if (pixel < end) {
+            Drawn(texels, offset, Taps(u, v, weights))
+                .blendSome(pixel, static_cast<std::size_t>(end - pixel));
         }
     }
 }
@@ -317,22 +327,20 @@ HWY_INLINE void drawEdgeRow(const SpriteSource &source, const SpriteStep &step,
                             const SpriteRow &row) {
     const Texels texels(source);
     const Numbers zero = hn::Zero(kNumbers);
-    const Numbers lastU = hn::Set(kNumbers, source.lastU);
-    const Numbers lastV = hn::Set(kNumbers, source.lastV);
-    Numbers u = positions(row.u, step.u);
-    Numbers v = positions(row.v, step.v);
-    for (std::size_t i = 0; i < static_cast<std::size_t>(row.count); i += kLanes) {
-        const std::size_t some = HWY_MIN(static_cast<std::size_t>(row.count) - i, kLanes);
+    Numbers placeU = positions(row.u, step.u);
+    Numbers placeV = positions(row.v, step.v);
+    HWY_ALIGN std::int32_t offsets[kLanes];
+    for (std::int32_t i = 0; i < row.count; i += std::int32_t{kLanes}) {
+        const std::size_t some = HWY_MIN(static_cast<std::size_t>(row.count - i), kLanes);
+        const Numbers u = hn::Min(hn::Max(placeU, zero), hn::Set(kNumbers, source.lastU));
+        const Numbers v = hn::Min(hn::Max(placeV, zero), hn::Set(kNumbers, source.lastV));
         const Pixels part = loadSome(row.weights + i, some);
-        const Signed weights = hn::BitCast(kSigned, hn::Or(part, hn::ShiftLeft<16>(part)));
-        const Signed bias = biasOf(weights);
-        drawSome(texels, source.stride, hn::Min(hn::Max(u, zero), lastU),
-                 hn::Min(hn::Max(v, zero), lastV), weights,
-                 {hn::BitCast(kSigned, picked(bias, kTwoLanes[0])),
-                  hn::BitCast(kSigned, picked(bias, kTwoLanes[1]))},
-                 row.pixels + i, some);
-        u = hn::Add(u, hn::Set(kNumbers, stepOfVector(step.u)));
-        v = hn::Add(v, hn::Set(kNumbers, stepOfVector(step.v)));
+        const Words weights = hn::BitCast(kWords, hn::Or(part, hn::ShiftLeft<16>(part)));
+        hn::Store(offsetsOf(u, v, source.stride), kNumbers, offsets);
+        Drawn(texels, offsets, Taps(fractionsOf(u), fractionsOf(v), weights))
+            .blendSome(row.pixels + i, some);
+        placeU = hn::Add(placeU, hn::Set(kNumbers, stepOfVector(step.u)));
+        placeV = hn::Add(placeV, hn::Set(kNumbers, stepOfVector(step.v)));
     }
 }
 
@@ -349,58 +357,52 @@ void drawEdges(const SpriteSource &source, const SpriteStep &step, const SpriteR
 
 // ---- Rows of pixels
 
-HWY_INLINE Words stepsOf(Words source256) {
-    return hn::Sub(source256, hn::ShiftRight<8>(source256));
-}
+// Both halves of a vector of pixels as steps.
+struct Laid {
+    Signed low;
+    Signed high;
 
-template <bool fades> HWY_INLINE Pixels laidOver(Pixels source, Words weight, Pixels target) {
-    const Bytes bytes = hn::BitCast(kBytes, source);
-    const Bytes zero = hn::Zero(kBytes);
-    Words low = stepsOf(hn::BitCast(kWords, hn::InterleaveLower(kBytes, zero, bytes)));
-    Words high = stepsOf(hn::BitCast(kWords, hn::InterleaveUpper(kBytes, zero, bytes)));
-    if constexpr (fades) {
-        const Words half = hn::Set(kWords, std::uint16_t{1}); // a tie is rounded up, as elsewhere
-        low = hn::Add(hn::MulHigh(low, weight), half);
-        high = hn::Add(hn::MulHigh(high, weight), half);
+    // Weights are from -32768 to 0.
+    HWY_INLINE Laid(Pixels source, Signed weights)
+        : low(steps(hn::InterleaveLower(kBytes, hn::Zero(kBytes), hn::BitCast(kBytes, source)),
+                    weights)),
+          high(steps(hn::InterleaveUpper(kBytes, hn::Zero(kBytes), hn::BitCast(kBytes, source)),
+                     weights)) {}
+
+  private:
+    static HWY_INLINE Signed steps(Bytes levels256, Signed weights) {
+        const Words levels = hn::ShiftRight<1>(hn::BitCast(kWords, levels256));
+        return hn::MulFixedPoint15(hn::BitCast(kSigned, levels), weights);
     }
-    return over(low, high, target);
-}
+};
 
-template <bool fades>
-HWY_INLINE void blendRowWith(const std::uint32_t *source, std::uint32_t *target, int count,
-                             std::uint32_t weight) {
-    const Words weights = hn::Set(kWords, static_cast<std::uint16_t>(weight));
+void blendRow(const std::uint32_t *source, std::uint32_t *target, int count, std::uint32_t weight) {
+    const auto negative = static_cast<std::int16_t>(-static_cast<std::int32_t>(weight / 2));
+    const Signed weights = hn::Set(kSigned, negative);
     std::size_t left = static_cast<std::size_t>(count);
     for (; left >= kLanes; left -= kLanes, source += kLanes, target += kLanes) {
         const Pixels pixels = hn::LoadU(kPixels, source);
         if (hn::AllTrue(kPixels, hn::Eq(pixels, hn::Zero(kPixels)))) {
             continue;
         }
-        hn::StoreU(laidOver<fades>(pixels, weights, hn::LoadU(kPixels, target)), kPixels, target);
+        const Laid laid(pixels, weights);
+        hn::StoreU(over(laid.low, laid.high, hn::LoadU(kPixels, target)), kPixels, target);
     }
     if (left > 0) {
-        storeSome(laidOver<fades>(loadSome(source, left), weights, loadSome(target, left)), target,
-                  left);
-    }
-}
-
-void blendRow(const std::uint32_t *source, std::uint32_t *target, int count, std::uint32_t weight) {
-    if (weight < 65536) {
-        blendRowWith<true>(source, target, count, weight);
-    } else {
-        blendRowWith<false>(source, target, count, weight);
+        const Laid laid(loadSome(source, left), weights);
+        storeSome(over(laid.low, laid.high, loadSome(target, left)), target, left);
     }
 }
 
 void blendColor(std::uint32_t color, std::uint32_t *target, int count) {
-    const Pixels pixels = hn::Set(kPixels, color);
-    const Words none = hn::Zero(kWords);
+    const Signed steps = Laid(hn::Set(kPixels, color), hn::Set(kSigned, -32768)).low;
+    const Words rest = restOf(steps);
     std::size_t left = static_cast<std::size_t>(count);
     for (; left >= kLanes; left -= kLanes, target += kLanes) {
-        hn::StoreU(laidOver<false>(pixels, none, hn::LoadU(kPixels, target)), kPixels, target);
+        hn::StoreU(over(steps, steps, rest, rest, hn::LoadU(kPixels, target)), kPixels, target);
     }
     if (left > 0) {
-        storeSome(laidOver<false>(pixels, none, loadSome(target, left)), target, left);
+        storeSome(over(steps, steps, rest, rest, loadSome(target, left)), target, left);
     }
 }
 

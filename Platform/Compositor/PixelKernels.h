@@ -8,9 +8,9 @@
 
 /// Texels to sample. Not owned.
 struct SpriteSource {
-    /// Prepared ones: 8 bytes a texel, each channel's byte beside that of the texel below, all less
-    /// 128; `stride` counts texels, of which there is one more a row than the picture has.
-    const std::int8_t *pairs = nullptr;
+    /// Prepared ones: 8 bytes a texel, each channel's byte followed by that of the texel below;
+    /// `stride` counts texels, of which there is one more a row than the picture has.
+    const std::uint8_t *pairs = nullptr;
     /// Without prepared ones: the picture's own pixels, at least 2 × 2.
     const std::uint32_t *pixels = nullptr;
     std::int32_t stride = 0;
@@ -22,7 +22,10 @@ struct SpriteSource {
 /// Pixels side by side, and where among the texel centres the first one lies. Positions have 16
 /// fractional bits and are of the middle of texels: 0 is the first one's.
 struct SpriteRow {
+    static constexpr std::int32_t kMostPixels = 128;
+
     std::uint32_t *pixels = nullptr;
+    /// From 1 to kMostPixels.
     std::int32_t count = 0;
     std::uint32_t u = 0;
     std::uint32_t v = 0;
@@ -38,10 +41,10 @@ struct SpriteStep {
 
 /// The loops over pixels, in one of the forms that the processor may have. Every form writes the
 /// very same bits: between the first multiplication and the last rounding, channels are 16-bit
-/// numbers of 255 steps a level.
+/// numbers of 128 steps a level, and what is drawn is kept negative (see Docs/compositor.md).
 struct PLATFORM_EXPORT PixelKernels {
     /// Full weight of what drawInside() and drawEdges() draw.
-    static constexpr std::uint32_t kSpriteWeight = 32767;
+    static constexpr std::uint32_t kSpriteWeight = 32768;
 
     const char *name;
 

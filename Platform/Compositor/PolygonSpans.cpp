@@ -1,11 +1,18 @@
 #include "Platform/Compositor/PolygonSpans.h"
 
-#include <utility>
+#include <cmath>
+#include <cstdint>
+#include <limits>
 
 namespace {
 
 // A pixel's centre this near an edge may lie on either side of it.
 constexpr double kTouching = 1.0 / 65536;
+
+// Edges within this many pixels are followed with whole numbers that have 32 fractional bits.
+constexpr double kNear = 1 << 28;
+
+std::int64_t fixed(double value) { return static_cast<std::int64_t>(value * 4294967296.0); }
 
 // The first row or column whose centre is at or behind the place given, within bounds that are not
 // negative.
@@ -13,6 +20,16 @@ int firstFrom(double place, int low, int high) {
     const double clamped = std::min<double>(std::max<double>(low, place - 0.5), high);
     const int whole = static_cast<int>(clamped);
     return whole + (clamped > whole);
+}
+
+double twiceTheArea(std::span<const PolygonSpans::Point> polygon) {
+    const PolygonSpans::Point &origin = polygon.front();
+    double sum = 0;
+    for (std::size_t i = 2; i < polygon.size(); i++) {
+        sum += (polygon[i - 1].x - origin.x) * (polygon[i].y - origin.y) -
+               (polygon[i].x - origin.x) * (polygon[i - 1].y - origin.y);
+    }
+    return sum;
 }
 
 } // namespace
@@ -26,31 +43,60 @@ void PolygonSpans::find(std::span<const Point> polygon, const DeviceRect &clip) 
     }
     _top = firstFrom(top, clip.top, clip.bottom);
     _bottom = std::max(_top, firstFrom(bottom, clip.top, clip.bottom));
-    _spans.assign(static_cast<std::size_t>(_bottom - _top), {clip.right, clip.left});
+    _clipLeft = clip.left;
+    _clipRight = clip.right;
+    _lefts.assign(static_cast<std::size_t>(_bottom - _top), std::numeric_limits<int>::max());
+    _rights.assign(static_cast<std::size_t>(_bottom - _top), std::numeric_limits<int>::min());
     const Point *from = &polygon.back();
+    int fromRow = firstFrom(from->y, _top, _bottom);
+    const bool isClockwise = twiceTheArea(polygon) > 0;
     for (const Point &to : polygon) {
-        if (from->y <= to.y) {
-            addEdge(*from, to, clip);
-        } else {
-            addEdge(to, *from, clip);
+        const int toRow = firstFrom(to.y, _top, _bottom);
+        if (fromRow < toRow) {
+            addEdge(*from, to, fromRow, toRow, !isClockwise);
+        } else if (toRow < fromRow) {
+            addEdge(to, *from, toRow, fromRow, isClockwise);
         }
         from = &to;
+        fromRow = toRow;
     }
 }
 
 // Downwards.
-void PolygonSpans::addEdge(const Point &from, const Point &to, const DeviceRect &clip) {
-    const int first = firstFrom(from.y, _top, _bottom);
-    const int end = firstFrom(to.y, first, _bottom);
-    if (first >= end) {
+void PolygonSpans::addEdge(const Point &from, const Point &to, int first, int end, bool isLeft) {
+    const double slope = (to.x - from.x) / (to.y - from.y);
+    const double start = from.x + (first + 0.5 - from.y) * slope;
+    const double last = start + (end - first) * slope;
+    if (!(std::abs(start) < kNear && std::abs(last) < kNear)) {
+        addFarEdge(from, slope, first, end, isLeft);
         return;
     }
-    const double slope = (to.x - from.x) / (to.y - from.y);
-    const double start = from.x - (from.y - 0.5) * slope;
+    const std::int64_t step = fixed(slope);
+    std::int64_t x = fixed(start + (isLeft ? -kTouching : kTouching) + 0.5) - 1;
+    const auto index = static_cast<std::size_t>(first - _top);
+    if (isLeft) {
+        for (int *left = &_lefts[index], *stop = left + (end - first); left < stop; left++) {
+            *left = std::min(*left, static_cast<int>(x >> 32));
+            x += step;
+        }
+    } else {
+        for (int *right = &_rights[index], *stop = right + (end - first); right < stop; right++) {
+            *right = std::max(*right, static_cast<int>(x >> 32));
+            x += step;
+        }
+    }
+}
+
+void PolygonSpans::addFarEdge(const Point &from, double slope, int first, int end, bool isLeft) {
     for (int y = first; y < end; y++) {
-        const double x = start + y * slope;
-        Span &span = _spans[static_cast<std::size_t>(y - _top)];
-        span.left = std::min(span.left, firstFrom(x - kTouching, clip.left, clip.right));
-        span.right = std::max(span.right, firstFrom(x + kTouching, clip.left, clip.right));
+        const double x = from.x + (y + 0.5 - from.y) * slope;
+        const auto index = static_cast<std::size_t>(y - _top);
+        if (isLeft) {
+            _lefts[index] =
+                std::min(_lefts[index], firstFrom(x - kTouching, _clipLeft, _clipRight));
+        } else {
+            _rights[index] =
+                std::max(_rights[index], firstFrom(x + kTouching, _clipLeft, _clipRight));
+        }
     }
 }

@@ -19,7 +19,7 @@ class PolygonSpans {
     };
 
     /// Of the pixels of `clip`, which holds no negative ones; between a row's outermost edges when
-    /// the polygon is not convex.
+    /// the polygon is not convex. It must not cross itself.
     void find(std::span<const Point> polygon, const DeviceRect &clip);
 
     /// As of a polygon without area.
@@ -30,12 +30,19 @@ class PolygonSpans {
     int bottom() const { return _bottom; }
 
     /// Of a row in [top(), bottom()); empty when its right is not above its left.
-    const Span &row(int y) const { return _spans[static_cast<std::size_t>(y - _top)]; }
+    Span row(int y) const {
+        const auto index = static_cast<std::size_t>(y - _top);
+        return {std::max(_lefts[index], _clipLeft), std::min(_rights[index], _clipRight)};
+    }
 
   private:
-    void addEdge(const Point &from, const Point &to, const DeviceRect &clip);
+    void addEdge(const Point &from, const Point &to, int first, int end, bool isLeft);
+    void addFarEdge(const Point &from, double slope, int first, int end, bool isLeft);
 
     int _top = 0;
     int _bottom = 0;
-    std::vector<Span> _spans;
+    int _clipLeft = 0;
+    int _clipRight = 0;
+    std::vector<int> _lefts;
+    std::vector<int> _rights;
 };

@@ -33,10 +33,10 @@ std::int32_t fixedPosition(double position, double round, std::int32_t last) {
     return static_cast<std::int32_t>(std::clamp<double>(position * 65536 + round, 0, last));
 }
 
-std::uint32_t preparedTexel(const std::int8_t *pair) {
+std::uint32_t preparedTexel(const std::uint8_t *pair) {
     std::uint32_t pixel = 0;
     for (int channel = 0; channel < 4; channel++) {
-        pixel |= static_cast<std::uint32_t>(pair[2 * channel] + 128) << 8 * channel;
+        pixel |= std::uint32_t{pair[2 * channel]} << 8 * channel;
     }
     return pixel;
 }
@@ -46,7 +46,7 @@ void fetch(const SpriteSource &source, std::int32_t column, std::int32_t row,
            std::uint32_t (&texels)[4]) {
     const std::ptrdiff_t first = std::ptrdiff_t{row} * source.stride + column;
     if (source.pairs) {
-        const std::int8_t *pair = source.pairs + first * 8;
+        const std::uint8_t *pair = source.pairs + first * 8;
         texels[0] = preparedTexel(pair);
         texels[1] = preparedTexel(pair + 8);
         texels[2] = preparedTexel(pair + 1);

@@ -4,15 +4,16 @@
 
 namespace {
 
-// A row is drawn in pieces that begin at multiples of this, so that neither rounding adds up along
-// it nor a pixel depends on where the clip begins.
-constexpr int kPiece = 128;
+// A row is drawn in pieces of this many pixels, the middle one of which has the sprite's middle in
+// its own: neither does rounding add up along a row, nor does a pixel depend on where a clip
+// begins.
+constexpr int kPiece = SpriteRow::kMostPixels;
+
+// Steps along a row larger than this are left to the loops that check every position.
+constexpr std::uint32_t kMostStep = 1 << 23;
 
 // More than the rounding of positions, in texels.
-constexpr double kSafely = 1.0 / 256;
-
-constexpr std::size_t kMostRows = 512;
-constexpr std::size_t kMostWeights = 8192;
+constexpr double kSafely = 1.0 / 128;
 
 // With 32 fractional bits, and far from what overflows.
 std::uint64_t fixed(double value) {
@@ -31,6 +32,12 @@ PolygonSpans::Point onDevice(const DeviceQuad &quad, double u, double v) {
     return {map.a * u + map.c * v + map.tx, map.b * u + map.d * v + map.ty};
 }
 
+// The loops over pixels round down.
+std::uint32_t weightOf(double part) {
+    constexpr double kFull = PixelKernels::kSpriteWeight;
+    return static_cast<std::uint32_t>(part > 0 ? std::min(part * kFull + 1, kFull) : 0);
+}
+
 std::int32_t stepOf(std::uint64_t fixedStep) {
     const auto rounded = (fixedStep + 0x8000) >> 16;
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(rounded));
@@ -44,7 +51,8 @@ class SpritePainter::Positions {
   public:
     explicit Positions(const DeviceQuad &quad, int width, int height)
         : _stepUX(fixed(quad.fromDevice().a)), _stepVX(fixed(quad.fromDevice().b)),
-          _stepUY(fixed(quad.fromDevice().c)), _stepVY(fixed(quad.fromDevice().d)) {
+          _stepUY(fixed(quad.fromDevice().c)),
+          _stepVY(fixed(quad.fromDevice().d)), step{stepOf(_stepUX), stepOf(_stepVX)} {
         const Affine &map = quad.toDevice();
         const Affine &back = quad.fromDevice();
         _x = near(map.a * width / 2 + map.c * height / 2 + map.tx);
@@ -53,26 +61,30 @@ class SpritePainter::Positions {
         _v = fixed(back.ty + back.b * (_x + 0.5) + back.d * (_y + 0.5) - 0.5) + kHalfStepOfV;
     }
 
-    SpriteStep step() const { return {stepOf(_stepUX), stepOf(_stepVX)}; }
-
-    std::uint32_t u(int x, int y) const { return at(_u, _stepUX, _stepUY, x, y); }
-    std::uint32_t v(int x, int y) const { return at(_v, _stepVX, _stepVY, x, y); }
+    // The piece of a row from `x` up to `end` at most.
+    SpriteRow piece(int x, int y, int end) const {
+        const int index = (x - _x + kPiece / 2) >> kPieceShift;
+        const int middle = _x + index * kPiece;
+        const auto distance = static_cast<std::uint32_t>(x - middle);
+        const std::uint64_t u = _u + times(_stepUY, y - _y) + times(_stepUX, index * kPiece);
+        const std::uint64_t v = _v + times(_stepVY, y - _y) + times(_stepVX, index * kPiece);
+        SpriteRow row;
+        row.count = std::min(end, middle + kPiece / 2) - x;
+        row.u = static_cast<std::uint32_t>(u >> 16) + distance * static_cast<std::uint32_t>(step.u);
+        row.v = static_cast<std::uint32_t>(v >> 16) + distance * static_cast<std::uint32_t>(step.v);
+        return row;
+    }
 
   private:
     // Of the fractions that samples are made with.
-    static constexpr std::uint64_t kHalfStepOfU = 1 << 16;
-    static constexpr std::uint64_t kHalfStepOfV = 1 << 23;
+    static constexpr std::uint64_t kHalfStepOfU = 1 << 15;
+    static constexpr std::uint64_t kHalfStepOfV = 1 << 24;
+
+    static constexpr int kPieceShift = 7;
+    static_assert(1 << kPieceShift == kPiece);
 
     static int near(double place) {
         return static_cast<int>(std::min(std::max(-32768.0, place), 32768.0));
-    }
-
-    std::uint32_t at(std::uint64_t start, std::uint64_t across, std::uint64_t down, int x,
-                     int y) const {
-        const int first = x & -kPiece;
-        const std::uint64_t place = start + times(across, first - _x) + times(down, y - _y);
-        return static_cast<std::uint32_t>(place >> 16) +
-               static_cast<std::uint32_t>(stepOf(across)) * static_cast<std::uint32_t>(x - first);
     }
 
     std::uint64_t _stepUX;
@@ -83,6 +95,9 @@ class SpritePainter::Positions {
     std::uint64_t _v;
     int _x;
     int _y;
+
+  public:
+    const SpriteStep step;
 };
 
 // What is being drawn.
@@ -90,9 +105,10 @@ struct SpritePainter::Sprite {
     const PixelArea &target;
     const SpriteTexels &texels;
     const DeviceQuad &quad;
-    const std::uint32_t weight;
+    const double opacity;
     const Positions positions;
-    const SpriteStep step;
+    // Whether a row lies within the picture when its ends do.
+    const bool canCheck;
 };
 
 void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const SpriteTexels &texels,
@@ -101,9 +117,12 @@ void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const S
         return;
     }
     const Positions positions(quad, texels.width(), texels.height());
+    const auto isSmall = [](std::int32_t step) {
+        return static_cast<std::uint32_t>(step) + kMostStep < 2 * kMostStep;
+    };
     const Sprite sprite{target,    texels,
-                        quad,      std::min(weight / 2, PixelKernels::kSpriteWeight),
-                        positions, positions.step()};
+                        quad,      weight / 65536.0,
+                        positions, isSmall(positions.step.u) && isSmall(positions.step.v)};
     findShown(texels, quad, clip.rect);
     const bool hasEdges = findInside(texels, quad, clip.rect);
     for (int y = _shown.top(); y < _shown.bottom(); y++) {
@@ -180,64 +199,64 @@ PolygonSpans::Span SpritePainter::insideOf(const PolygonSpans::Span &run, int y)
 
 void SpritePainter::addInside(const Sprite &sprite, int y, int from, int to) {
     const SpriteSource &source = sprite.texels.source();
-    for (int end; from < to; from = end) {
-        end = std::min((from & -kPiece) + kPiece, to);
-        const SpriteRow row{sprite.target.at(from, y), end - from, sprite.positions.u(from, y),
-                            sprite.positions.v(from, y)};
+    const SpriteStep &step = sprite.positions.step;
+    const auto mostU = static_cast<std::uint32_t>(source.lastU);
+    const auto mostV = static_cast<std::uint32_t>(source.lastV);
+    while (from < to) {
+        SpriteRow row = sprite.positions.piece(from, y, to);
+        row.pixels = sprite.target.at(from, y);
         // Nothing outside of the picture is ever read, however odd its place.
-        const std::int64_t lastU = row.u + std::int64_t{sprite.step.u} * (row.count - 1);
-        const std::int64_t lastV = row.v + std::int64_t{sprite.step.v} * (row.count - 1);
-        if (row.u > std::uint32_t(source.lastU) || row.v > std::uint32_t(source.lastV) ||
-            lastU < 0 || lastU > source.lastU || lastV < 0 || lastV > source.lastV) {
+        const auto steps = static_cast<std::uint32_t>(row.count - 1);
+        const bool isInside = sprite.canCheck && row.u <= mostU && row.v <= mostV &&
+                              row.u + steps * static_cast<std::uint32_t>(step.u) <= mostU &&
+                              row.v + steps * static_cast<std::uint32_t>(step.v) <= mostV;
+        if (!isInside) {
             addEdgeRow(sprite, y, row, from);
-            continue;
+        } else {
+            if (_insideCount == kMostRows) {
+                flush(sprite);
+            }
+            _insideRows[_insideCount++] = row;
         }
-        if (_insideRows.size() == kMostRows) {
-            flush(sprite);
-        }
-        _insideRows.push_back(row);
+        from += row.count;
     }
 }
 
 void SpritePainter::addEdge(const Sprite &sprite, int y, int from, int to) {
-    for (int end; from < to; from = end) {
-        end = std::min((from & -kPiece) + kPiece, to);
-        addEdgeRow(sprite, y,
-                   {sprite.target.at(from, y), end - from, sprite.positions.u(from, y),
-                    sprite.positions.v(from, y)},
-                   from);
+    while (from < to) {
+        SpriteRow row = sprite.positions.piece(from, y, to);
+        row.pixels = sprite.target.at(from, y);
+        addEdgeRow(sprite, y, row, from);
+        from += row.count;
     }
 }
 
 void SpritePainter::addEdgeRow(const Sprite &sprite, int y, SpriteRow row, int from) {
-    _weights.resize(kMostWeights);
-    if (_edgeRows.size() == kMostRows || _weightsUsed + kPiece > kMostWeights) {
+    if (_edgeCount == kMostRows || _weightCount + kPiece > kMostWeights) {
         flush(sprite);
     }
     const Affine &map = sprite.quad.fromDevice();
     const double u = map.tx + map.c * (y + 0.5);
     const double v = map.ty + map.d * (y + 0.5);
-    std::uint32_t *const weights = &_weights[_weightsUsed];
+    std::uint32_t *const weights = &_weights[_weightCount];
     for (int i = 0; i < row.count; i++) {
         const double x = from + i + 0.5;
         const double coverage = sprite.quad.coverage(u + map.a * x, v + map.b * x);
-        weights[i] = static_cast<std::uint32_t>(sprite.weight * coverage + 0.5);
+        weights[i] = weightOf(sprite.opacity * coverage);
     }
     row.weights = weights;
-    _weightsUsed += static_cast<std::size_t>(row.count);
-    _edgeRows.push_back(row);
+    _weightCount += static_cast<std::size_t>(row.count);
+    _edgeRows[_edgeCount++] = row;
 }
 
 void SpritePainter::flush(const Sprite &sprite) {
     const SpriteSource &source = sprite.texels.source();
-    if (!_insideRows.empty()) {
-        _kernels.drawInside(source, sprite.step, _insideRows.data(), _insideRows.size(),
-                            sprite.weight);
+    if (_insideCount > 0) {
+        _kernels.drawInside(source, sprite.positions.step, _insideRows.data(), _insideCount,
+                            weightOf(sprite.opacity));
     }
-    if (!_edgeRows.empty()) {
-        _kernels.drawEdges(source, sprite.step, _edgeRows.data(), _edgeRows.size());
+    if (_edgeCount > 0) {
+        _kernels.drawEdges(source, sprite.positions.step, _edgeRows.data(), _edgeCount);
     }
-    _insideRows.clear();
-    _edgeRows.clear();
-    _weightsUsed = 0;
+    _insideCount = _edgeCount = _weightCount = 0;
 }

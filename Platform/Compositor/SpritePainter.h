@@ -37,8 +37,14 @@ class SpritePainter {
     const PixelKernels &_kernels;
     PolygonSpans _shown;
     PolygonSpans _inside;
-    std::vector<SpriteRow> _insideRows;
-    std::vector<SpriteRow> _edgeRows;
-    std::vector<std::uint32_t> _weights;
-    std::size_t _weightsUsed = 0;
+
+    // What the loops over pixels get next.
+    static constexpr std::size_t kMostRows = 256;
+    static constexpr std::size_t kMostWeights = 4096;
+    std::array<SpriteRow, kMostRows> _insideRows;
+    std::array<SpriteRow, kMostRows> _edgeRows;
+    std::array<std::uint32_t, kMostWeights> _weights;
+    std::size_t _insideCount = 0;
+    std::size_t _edgeCount = 0;
+    std::size_t _weightCount = 0;
 };

@@ -27,15 +27,15 @@ SpriteTexels::SpriteTexels(const Picture &picture)
 
 void SpriteTexels::preparePairs(const Picture &picture) {
     _pairs.resize(std::size_t(_width + 1) * _height * kBytesOfPair);
-    std::int8_t *pair = _pairs.data();
+    std::uint8_t *pair = _pairs.data();
     for (int y = 0; y < _height; y++) {
         for (int x = 0; x <= _width; x++) {
             const int column = std::min(x, _width - 1);
             const std::uint32_t top = *picture.at(column, y);
             const std::uint32_t bottom = *picture.at(column, std::min(y + 1, _height - 1));
             for (int channel = 0; channel < 4; channel++) {
-                *pair++ = static_cast<std::int8_t>(int(top >> 8 * channel & 255) - 128);
-                *pair++ = static_cast<std::int8_t>(int(bottom >> 8 * channel & 255) - 128);
+                *pair++ = static_cast<std::uint8_t>(top >> 8 * channel);
+                *pair++ = static_cast<std::uint8_t>(bottom >> 8 * channel);
             }
         }
     }

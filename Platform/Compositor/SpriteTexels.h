@@ -31,5 +31,5 @@ class SpriteTexels {
     int _height = 0;
     SpriteOutline _outline;
     SpriteSource _source;
-    std::vector<std::int8_t> _pairs;
+    std::vector<std::uint8_t> _pairs;
 };

@@ -38,10 +38,10 @@ class Random {
         return result;
     }
 
-    std::vector<std::int8_t> bytes(std::size_t count) {
-        std::vector<std::int8_t> result(count);
-        for (std::int8_t &byte : result) {
-            byte = static_cast<std::int8_t>(below(256));
+    std::vector<std::uint8_t> bytes(std::size_t count) {
+        std::vector<std::uint8_t> result(count);
+        for (std::uint8_t &byte : result) {
+            byte = static_cast<std::uint8_t>(below(256));
         }
         return result;
     }
@@ -67,7 +67,7 @@ struct Scene {
     static constexpr int kHeight = 29;
     static constexpr int kMostPixels = 70;
 
-    std::vector<std::int8_t> pairs;
+    std::vector<std::uint8_t> pairs;
     std::vector<std::uint32_t> pixels;
     std::vector<std::uint32_t> target;
     std::vector<std::uint32_t> weights;
@@ -86,7 +86,7 @@ struct Scene {
                       ((kHeight - 1) << 16) - 1};
         }
         for (std::uint32_t &weight : weights) {
-            weight = random.below(4) ? random.below(32768) : random.below(2) * 32767;
+            weight = random.below(4) ? random.below(32768) : random.below(2) * 32768;
         }
         const std::int32_t count = random.between(1, kMostPixels);
         const auto along = [&](std::int32_t last, std::uint32_t &from, std::int32_t &step) {
@@ -107,7 +107,7 @@ TEST_P(EachForm, DrawsTheInsideOfSpritesToTheBit) {
     Random random(1);
     for (int i = 0; i < 2000; i++) {
         Scene scene(random);
-        const std::uint32_t weight = random.below(2) ? 32767 : random.below(32768);
+        const std::uint32_t weight = random.below(2) ? 32768 : random.below(32768);
         std::vector<std::uint32_t> expected = scene.target;
         scene.row.pixels = expected.data() + 3;
         PixelKernels::plain().drawInside(scene.source, scene.step, &scene.row, 1, weight);
