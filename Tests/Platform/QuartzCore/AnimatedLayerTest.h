@@ -1,0 +1,54 @@
+#pragma once
+
+#include "Platform/QuartzCore/CAAnimationGroup.h"
+#include "Platform/QuartzCore/CABasicAnimation.h"
+#include "Platform/QuartzCore/CALayer.h"
+#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Tests/Platform/QuartzCore/AnimationListener.h"
+#include "Tests/Support/SimulatedTime.h"
+
+/// A layer on a simulated clock, and short ways of animating it.
+class AnimatedLayerTest : public SimulatedTimeTest {
+  public:
+    AnimatedLayerTest() { nextCallOut(); }
+
+  protected:
+    /// What is changed from here on was not changed together with what was changed before.
+    static void nextCallOut() {
+        loop().performSelectorOnMainThread(
+            nullptr, [] {}, false);
+        loop().runForSeconds(0);
+    }
+
+    static Retained<CABasicAnimation> make(const char *keyPath, const CAAnimationValue &from,
+                                           const CAAnimationValue &to, double duration = 1) {
+        auto animation = CABasicAnimation::animationWithKeyPath(keyPath);
+        animation->setFromValue(from);
+        animation->setToValue(to);
+        animation->setDuration(duration);
+        return animation;
+    }
+
+    static Retained<CABasicAnimation> makeFade(const CAAnimationValue &from,
+                                               const CAAnimationValue &to, double duration = 1) {
+        return make("opacity", from, to, duration);
+    }
+
+    void add(const Retained<CABasicAnimation> &animation, const char *key = "key") {
+        layer->addAnimation_forKey(animation.get(), key);
+    }
+
+    CALayerValues shown() const { return layer->presentationAt(CACurrentMediaTime()); }
+    float opacity() const { return shown().opacity; }
+
+    /// What is shown `seconds` later.
+    float opacityAfter(double seconds) const {
+        runForSeconds(seconds);
+        return opacity();
+    }
+
+    Retained<CALayer> layer = makeRetained<CALayer>();
+    Retained<AnimationListener> listener = makeRetained<AnimationListener>(*layer);
+};
+
+inline constexpr std::monostate kNone;
