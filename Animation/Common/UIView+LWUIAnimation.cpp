@@ -1,5 +1,6 @@
 #include "Animation/Common/UIView+LWUIAnimation.h"
 
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -11,7 +12,11 @@ constexpr CGFloat kPerspective = -0.002;
 /// Animations count their passes in single precision.
 float countFrom(double count) {
     constexpr double kLargest = std::numeric_limits<float>::max();
-    return count > kLargest ? std::numeric_limits<float>::infinity() : static_cast<float>(count);
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    if (std::fabs(count) > kLargest) {
+        return count > 0 ? kInfinity : -kInfinity;
+    }
+    return static_cast<float>(count);
 }
 
 CALayer *layerOf(UIView *view) { return view ? view->layer() : nullptr; }
