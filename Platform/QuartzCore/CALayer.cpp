@@ -101,10 +101,23 @@ void CALayer::setBounds(const CGRect &bounds) {
     animate(Property::Bounds, _bounds, valid);
 }
 
+void CALayer::setSublayerTransform(const CATransform3D &transform) {
+    const TreeAccess access;
+    if (sublayerTransformInPlace() == transform) {
+        return;
+    }
+    noteChange(Property::SublayerTransform, sublayerTransformInPlace());
+    _sublayerTransform =
+        transform == CATransform3DIdentity ? nullptr : std::make_unique<CATransform3D>(transform);
+    setNeedsComposite();
+}
+
 CGRect CALayer::frame() const {
     const TreeAccess access;
-    const CGRect box = boxAroundAnchor();
-    return {{_position.x + box.origin.x, _position.y + box.origin.y}, box.size};
+    CGRect box = boxAroundAnchor();
+    box.origin.x += _position.x;
+    box.origin.y += _position.y;
+    return box;
 }
 
 void CALayer::setFrame(const CGRect &frame) {
@@ -219,7 +232,7 @@ void CALayer::onMainThread(const std::function<void()> &action) {
 }
 
 CALayerValues CALayer::values() const {
-    return {_position, _bounds, _opacity, _transform, _sublayerTransform};
+    return {_position, _bounds, _opacity, _transform, sublayerTransformInPlace()};
 }
 
 CALayerValues CALayer::valuesBeforeCallOut() const {
@@ -240,22 +253,15 @@ bool CALayer::present(NSTimeInterval time, CALayerValues &shown) const {
     return _animations && _animations->apply(time, shown);
 }
 
-/// Before the value changes. A layer that had animations notes for itself what it showed.
-template <class T> void CALayer::noteChange(Property property, const T &oldValue) {
-    if (_animations && _animations->isForgettable()) {
+/// False, and the animations are forgotten, when they have nothing more to do.
+bool CALayer::animationsNoteChange() {
+    if (_animations->isForgettable()) {
         _animations = nullptr;
+        return false;
     }
-    if (_animations) {
-        _animations->changeBegins();
-    } else {
-        _latestChange = CALayerChanges::add(property, oldValue, _latestChange);
-    }
+    _animations->changeBegins();
+    return true;
 }
-
-template PLATFORM_EXPORT void CALayer::noteChange(Property, const CGPoint &);
-template PLATFORM_EXPORT void CALayer::noteChange(Property, const CGRect &);
-template PLATFORM_EXPORT void CALayer::noteChange(Property, const float &);
-template PLATFORM_EXPORT void CALayer::noteChange(Property, const CATransform3D &);
 
 void CALayer::didComposite() {
     if (!_changed) {

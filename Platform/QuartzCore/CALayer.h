@@ -51,10 +51,11 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     }
 
     /// Applied to the sublayers about the layer's anchor point; perspective lives in its m34.
-    CATransform3D sublayerTransform() const { return read(_sublayerTransform); }
-    void setSublayerTransform(const CATransform3D &t) {
-        animate(Property::SublayerTransform, _sublayerTransform, t);
+    CATransform3D sublayerTransform() const {
+        const TreeAccess access;
+        return sublayerTransformInPlace();
     }
+    void setSublayerTransform(const CATransform3D &transform);
 
     /// 0 to 1, for the layer and everything in it as one group.
     float opacity() const { return read(_opacity); }
@@ -128,7 +129,9 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     // In-place access for the compositor, which draws on the main thread.
     const CATransform3D &transformInPlace() const { return _transform; }
-    const CATransform3D &sublayerTransformInPlace() const { return _sublayerTransform; }
+    const CATransform3D &sublayerTransformInPlace() const {
+        return _sublayerTransform ? *_sublayerTransform : CATransform3DIdentity;
+    }
     CGImage *contentsInPlace() const { return _contents.get(); }
     bool mayBeAnimated() const { return _animations != nullptr; }
 
@@ -166,7 +169,14 @@ class PLATFORM_EXPORT CALayer : public NSObject {
         }
     }
 
-    template <class T> void noteChange(Property property, const T &oldValue);
+    /// Before the value changes. A layer that had animations notes for itself what it showed.
+    template <class T> void noteChange(Property property, const T &oldValue) {
+        if (!_animations || !animationsNoteChange()) {
+            _latestChange = CALayerChanges::add(property, oldValue, _latestChange);
+        }
+    }
+
+    bool animationsNoteChange();
     CALayerValues values() const;
     CALayerValues valuesBeforeCallOut() const;
     void onMainThread(const std::function<void()> &action);
@@ -197,6 +207,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     CGFloat _contentsScale = 1;
     CALayerGravity _contentsGravity = CALayerGravity::Resize;
     CGColor _backgroundColor{0, 0, 0, 0};
-    CATransform3D _sublayerTransform = CATransform3DIdentity;
+    // Null for the identity, which is what nearly every layer has.
+    std::unique_ptr<CATransform3D> _sublayerTransform;
     std::vector<Retained<CALayer>> _sublayers;
 };

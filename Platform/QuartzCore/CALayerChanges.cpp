@@ -57,10 +57,12 @@ std::uint64_t CALayerChanges::add(Property property, const T &oldValue, std::uin
     return latestNumber;
 }
 
-template std::uint64_t CALayerChanges::add(Property, const CGPoint &, std::uint64_t);
-template std::uint64_t CALayerChanges::add(Property, const CGRect &, std::uint64_t);
-template std::uint64_t CALayerChanges::add(Property, const float &, std::uint64_t);
-template std::uint64_t CALayerChanges::add(Property, const CATransform3D &, std::uint64_t);
+template PLATFORM_EXPORT std::uint64_t CALayerChanges::add(Property, const CGPoint &,
+                                                           std::uint64_t);
+template PLATFORM_EXPORT std::uint64_t CALayerChanges::add(Property, const CGRect &, std::uint64_t);
+template PLATFORM_EXPORT std::uint64_t CALayerChanges::add(Property, const float &, std::uint64_t);
+template PLATFORM_EXPORT std::uint64_t CALayerChanges::add(Property, const CATransform3D &,
+                                                           std::uint64_t);
 
 void CALayerChanges::takeBack(std::uint64_t latest, CALayerValues &values) {
     const std::uint64_t callOut = NSRunLoop::mainRunLoop().callOutNumber();

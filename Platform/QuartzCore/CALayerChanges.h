@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Foundation/PlatformExport.h"
 #include "Platform/QuartzCore/CALayerValues.h"
 
 #include <cstdint>
@@ -9,7 +10,7 @@
 /// nothing is kept in them but the number of their latest change, and no memory is taken. Beyond
 /// kKept changes of all layers, or in the next call-out, the old values are forgotten. Used with
 /// the view tree.
-class CALayerChanges {
+class PLATFORM_EXPORT CALayerChanges {
   public:
     static constexpr std::uint64_t kKept = 64;
 

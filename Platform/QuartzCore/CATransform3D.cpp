@@ -6,8 +6,8 @@ namespace {
 
 /// About (0, 0, 1): the turn that a frame of animation makes over and over.
 CATransform3D rotationInPlane(CGFloat angle) {
-    const CGFloat s = std::sin(angle);
-    const CGFloat c = std::cos(angle);
+    double s, c;
+    sincos(angle, &s, &c);
     CATransform3D result = CATransform3DIdentity;
     result.m11 = c;
     result.m12 = s;

@@ -130,9 +130,10 @@ void LumiveraView::initResource() {
 
 void LumiveraView::doAnimating() {
     adjustSakuras();
-    forEachSakura([this](Sakura *petal) {
+    const CGRect area = bgView()->frame();
+    forEachSakura([this, &area](Sakura *petal) {
         petal->falling();
-        if (isSakura_outOfBounds(petal, bgView()->frame()) && timeCome()) {
+        if (isSakura_outOfBounds(petal, area) && timeCome()) {
             recycle(petal);
         }
     });
