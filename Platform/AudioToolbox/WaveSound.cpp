@@ -5,8 +5,8 @@
 #include <SDL_audio.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
-#include <memory>
 
 namespace {
 
@@ -131,9 +131,16 @@ std::vector<std::uint8_t> plainFile(const Chunks &chunks) {
     return body;
 }
 
-struct StreamCloser {
-    void operator()(SDL_AudioStream *stream) const { SDL_FreeAudioStream(stream); }
-};
+/// Numbers of 32 bits as floats, rounded once; SDL would divide by a little less.
+std::vector<std::uint8_t> floatsOf(Bytes numbers) {
+    std::vector<std::uint8_t> floats(numbers.size());
+    for (std::size_t at = 0; at + sizeof(float) <= numbers.size(); at += sizeof(float)) {
+        const auto number = static_cast<std::int32_t>(word(numbers, at));
+        const auto value = static_cast<float>(number / 2147483648.0);
+        std::memcpy(floats.data() + at, &value, sizeof value);
+    }
+    return floats;
+}
 
 } // namespace
 
@@ -163,24 +170,34 @@ std::optional<WaveSound> WaveSound::decode(std::span<const std::uint8_t> file) {
     sound._bytes.assign(samples, samples + length);
     SDL_FreeWAV(samples);
     sound._format = spec.format;
+    if (spec.format == AUDIO_S32LSB) {
+        sound._bytes = floatsOf(sound._bytes);
+        sound._format = AUDIO_F32SYS;
+    }
     sound._channels = spec.channels;
     sound._framesPerSecond = spec.freq;
     return sound._bytes.empty() ? std::nullopt : std::optional(std::move(sound));
 }
 
+// Converted in one piece: SDL's stream of samples loses the end of a sound of another rate.
 std::vector<float> WaveSound::mixableSamples() const {
-    const std::unique_ptr<SDL_AudioStream, StreamCloser> stream(
-        SDL_NewAudioStream(_format, _channels, _framesPerSecond, AUDIO_F32SYS,
-                           SoundMixer::kChannels, SoundMixer::kFramesPerSecond));
-    if (!stream ||
-        SDL_AudioStreamPut(stream.get(), _bytes.data(), static_cast<int>(_bytes.size())) != 0 ||
-        SDL_AudioStreamFlush(stream.get()) != 0) {
+    SDL_AudioCVT conversion{};
+    if (SDL_BuildAudioCVT(&conversion, _format, _channels, _framesPerSecond, AUDIO_F32SYS,
+                          SoundMixer::kChannels, SoundMixer::kFramesPerSecond) < 0) {
         return {};
     }
-    const int length = SDL_AudioStreamAvailable(stream.get());
-    std::vector<float> result(static_cast<std::size_t>(std::max(length, 0)) / sizeof(float));
-    const int received = SDL_AudioStreamGet(stream.get(), result.data(),
-                                            static_cast<int>(result.size() * sizeof(float)));
-    result.resize(static_cast<std::size_t>(std::max(received, 0)) / sizeof(float));
+    std::vector<float> room(
+        _bytes.size() * static_cast<std::size_t>(conversion.len_mult) / sizeof(float) + 1);
+    std::memcpy(room.data(), _bytes.data(), _bytes.size());
+    conversion.buf = reinterpret_cast<std::uint8_t *>(room.data());
+    conversion.len = static_cast<int>(_bytes.size());
+    if (SDL_ConvertAudio(&conversion) != 0) {
+        return {};
+    }
+    const auto count = static_cast<std::size_t>(conversion.len_cvt) / sizeof(float);
+    std::vector<float> result(room.data(), room.data() + count);
+    // Anything may stand in a file of floats; what is no number would spoil every other sound.
+    std::replace_if(
+        result.begin(), result.end(), [](float s) { return !std::isfinite(s); }, 0.0F);
     return result;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Foundation/PlatformExport.h"
+
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -7,7 +9,7 @@
 
 /// The samples of a WAV file: whole numbers of 8, 16, 24 or 32 bits, floats, A-law, µ-law and the
 /// two usual ADPCM forms.
-class WaveSound {
+class PLATFORM_EXPORT WaveSound {
   public:
     static constexpr int kLongestSeconds = 30;
 
@@ -15,8 +17,8 @@ class WaveSound {
     /// hold no frame, or more than kLongestSeconds. Takes memory in proportion to the bytes only.
     static std::optional<WaveSound> decode(std::span<const std::uint8_t> file);
 
-    /// As the mixer wants them; samples of its rate as they are. Empty when there is no memory.
-    /// Takes a while.
+    /// As the mixer wants them; samples of its rate as they are, but for those that are no number.
+    /// Empty when there is no memory. Takes a while.
     std::vector<float> mixableSamples() const;
 
     int channels() const { return _channels; }
