@@ -1,0 +1,36 @@
+// Sounds in WAV files: either refused, or so many samples as their file can hold, every one a
+// number that can be mixed.
+
+#include "Platform/AudioToolbox/WaveSound.h"
+#include "Platform/AudioToolbox/SoundMixer.h"
+
+#include <cmath>
+#include <cstdlib>
+
+namespace {
+
+void require(bool condition) {
+    if (!condition) {
+        std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    constexpr std::size_t kMostFrames =
+        std::size_t{SoundMixer::kFramesPerSecond} * WaveSound::kLongestSeconds;
+    const auto sound = WaveSound::decode({data, size});
+    if (!sound) {
+        return 0;
+    }
+    require(sound->channels() >= 1 && sound->channels() <= 8);
+    require(sound->framesPerSecond() >= 1000 && sound->framesPerSecond() <= 192'000);
+    const std::vector<float> samples = sound->mixableSamples();
+    require(samples.size() % SoundMixer::kChannels == 0);
+    require(samples.size() <= kMostFrames * SoundMixer::kChannels);
+    for (const float sample : samples) {
+        require(std::isfinite(sample));
+    }
+    return 0;
+}
