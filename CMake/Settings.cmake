@@ -22,7 +22,8 @@ set(LUMIVERA_SANITIZE "" CACHE STRING "Value for -fsanitize=, such as address or
 if(LUMIVERA_SANITIZE)
     # The sanitizers' checks hide from g++ that a value is set, so its warning would be wrong.
     add_compile_options(-fsanitize=${LUMIVERA_SANITIZE} -fno-sanitize-recover=all
-                        -fno-omit-frame-pointer -Wno-maybe-uninitialized)
+                        -fno-omit-frame-pointer
+                        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     add_link_options(-fsanitize=${LUMIVERA_SANITIZE})
 else()
     add_link_options(LINKER:-z,defs)
