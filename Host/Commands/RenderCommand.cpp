@@ -2,14 +2,11 @@
 
 #include "Host/Bundles/Places.h"
 #include "Host/Rendering/FrameSink.h"
+#include "Host/Rendering/RenderingRun.h"
 #include "Host/Rendering/TraceWriter.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/ProgressBar.h"
-#include "Host/Support/SignalWatch.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cmath>
 
 namespace Lumivera {
 
@@ -57,8 +54,7 @@ void RenderCommand::run() {
         FrameSink::checkPath(_output);
     }
     const RenderingSession::Options options = sessionOptions();
-    std::atomic<bool> interrupted{false};
-    const SignalWatch signals([&interrupted] { interrupted = true; });
+    const RenderingRun run(subject());
     RenderingSession session(Places::findBundle(_bundle), options);
     std::unique_ptr<FrameSink> sink;
     if (!_output.empty()) {
@@ -69,7 +65,9 @@ void RenderCommand::run() {
     if (!_trace.empty()) {
         trace = std::make_unique<TraceWriter>(_trace, TraceWriter::Mode::Whole);
     }
-    renderFrames(session, sink.get(), trace.get(), interrupted);
+    run.renderFrames(frameCount(), [&](NSUInteger frame) {
+        renderFrame(frame, session, sink.get(), trace.get());
+    });
     if (trace) {
         trace->flush(); // a disk that is full must be met before anything is moved into place
     }
@@ -82,11 +80,7 @@ void RenderCommand::run() {
 }
 
 NSUInteger RenderCommand::frameCount() const {
-    if (_frames) {
-        return *_frames;
-    }
-    const double frames = _seconds.value_or(kDefaultSeconds) * 1000 / kFrameMilliseconds;
-    return std::max<NSUInteger>(static_cast<NSUInteger>(std::llround(frames)), 1);
+    return _frames ? *_frames : framesIn(_seconds.value_or(kDefaultSeconds));
 }
 
 RenderingSession::Options RenderCommand::sessionOptions() const {
@@ -99,24 +93,16 @@ RenderingSession::Options RenderCommand::sessionOptions() const {
     return options;
 }
 
-void RenderCommand::renderFrames(RenderingSession &session, FrameSink *sink, TraceWriter *trace,
-                                 const std::atomic<bool> &interrupted) const {
-    const NSUInteger count = frameCount();
-    ProgressBar progress("rendering", count);
-    for (NSUInteger frame = 0; frame < count; ++frame) {
-        if (frame > 0) {
-            session.nextFrame();
-        }
-        if (sink && sink->wantsFrame(frame)) {
-            sink->writeFrame(frame, session.composite());
-        }
-        if (trace) {
-            trace->writeFrame(frame, session.time(), session.view());
-        }
-        if (interrupted) {
-            throw HostError(subject(), "was interrupted; nothing was kept");
-        }
-        progress.update(frame + 1);
+void RenderCommand::renderFrame(NSUInteger frame, RenderingSession &session, FrameSink *sink,
+                                TraceWriter *trace) {
+    if (frame > 0) {
+        session.nextFrame();
+    }
+    if (sink && sink->wantsFrame(frame)) {
+        sink->writeFrame(frame, session.composite());
+    }
+    if (trace) {
+        trace->writeFrame(frame, session.time(), session.view());
     }
 }
 

@@ -4,7 +4,6 @@
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Rendering/RenderingSession.h"
 
-#include <atomic>
 #include <optional>
 #include <string>
 
@@ -22,8 +21,8 @@ class RenderCommand final : public Command {
   private:
     NSUInteger frameCount() const;
     RenderingSession::Options sessionOptions() const;
-    void renderFrames(RenderingSession &session, FrameSink *sink, TraceWriter *trace,
-                      const std::atomic<bool> &interrupted) const;
+    static void renderFrame(NSUInteger frame, RenderingSession &session, FrameSink *sink,
+                            TraceWriter *trace);
     const std::string &subject() const;
 
     std::string _bundle;

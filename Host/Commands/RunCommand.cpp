@@ -27,6 +27,9 @@ constexpr const char *kMore = "Click or touch blows petals away, sideways scroll
                               "  f or F11     full screen\n"
                               "  q or escape  quit";
 
+constexpr const char *kWithoutDisplay =
+    "to see the wallpaper without one, use `lumivera render BUNDLE -o film.webp`";
+
 /// The animation's last frame is still under way when the view is gone.
 void letThreadsEnd() {
     for (int turn = 0; turn < kEndingTurns && NSThread::detachedThreadCount() > 0; ++turn) {
@@ -60,7 +63,7 @@ void RunCommand::run() {
         const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
         SDLDisplay display(settings.size,
                            hasDensity ? std::optional(settings.density) : std::nullopt,
-                           bundle.title());
+                           bundle.title(), kWithoutDisplay);
         WallpaperShow(display, bundle, {settings, _seconds, _trace}).run();
         letThreadsEnd();
     }

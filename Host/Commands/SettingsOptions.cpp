@@ -6,24 +6,9 @@
 
 namespace Lumivera {
 
-namespace {
-
-std::string textOf(CGSize size) {
-    return std::to_string(static_cast<long>(size.width)) + "x" +
-           std::to_string(static_cast<long>(size.height));
-}
-
-} // namespace
-
 void SettingsOptions::declare(CLI::App &app, const WallpaperSettings &defaults) {
     _settings = defaults;
-    _size = textOf(defaults.size);
-    app.add_option("--size", _size, "Width and height in points")
-        ->type_name("WxH")
-        ->default_str(_size);
-    app.add_option("--density", _settings.density, "Pixels a point, 0.1 to 10")
-        ->type_name("D")
-        ->check(CLI::Range(0.1, 10.0).description(""));
+    _size.declare(app, defaults);
     app.add_option("--scale", _settings.scale, "The wallpaper's own scale, 0.01 to 100")
         ->type_name("S")
         ->check(CLI::Range(0.01, 100.0).description(""));
@@ -40,11 +25,10 @@ void SettingsOptions::declare(CLI::App &app, const WallpaperSettings &defaults) 
 
 WallpaperSettings SettingsOptions::settings() const {
     WallpaperSettings settings = _settings;
-    settings.size = sizeFromText(_size);
+    static_cast<PictureSize &>(settings) = _size.pictureSize();
     if (_tint) {
         settings.tint = colorFromText("--tint", *_tint);
     }
-    settings.check();
     return settings;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Commands/SizeOptions.h"
 #include "Host/Rendering/WallpaperSettings.h"
 
 #include <optional>
@@ -21,7 +22,7 @@ class SettingsOptions {
 
   private:
     WallpaperSettings _settings;
-    std::string _size;
+    SizeOptions _size;
     std::optional<std::string> _tint;
 };
 

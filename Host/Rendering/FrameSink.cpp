@@ -7,6 +7,8 @@
 #include "Host/Rendering/WebPFilmSink.h"
 #include "Host/Support/HostError.h"
 
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
 
 namespace Lumivera {
@@ -54,5 +56,12 @@ std::unique_ptr<FrameSink> FrameSink::forPath(const std::string &path, const For
 }
 
 void FrameSink::checkPath(const std::string &path) { kindOf(path); }
+
+bool FrameSink::isOnePicture(const std::string &path) { return kindOf(path) == Kind::Picture; }
+
+NSUInteger framesIn(double seconds) {
+    const auto frames = std::llround(seconds * 1000 / kFrameMilliseconds);
+    return static_cast<NSUInteger>(std::max(frames, 1LL));
+}
 
 } // namespace Lumivera

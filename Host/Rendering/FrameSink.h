@@ -36,9 +36,15 @@ class FrameSink {
 
     /// Throws the UsageError that forPath would.
     static void checkPath(const std::string &path);
+
+    /// True for a name that makes a single picture.
+    static bool isOnePicture(const std::string &path);
 };
 
 /// Milliseconds that a frame lasts.
 inline constexpr int kFrameMilliseconds = 25;
+
+/// How many frames a film of that many seconds has, 1 at least.
+NSUInteger framesIn(double seconds);
 
 } // namespace Lumivera

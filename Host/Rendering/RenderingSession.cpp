@@ -19,7 +19,7 @@ RenderingSession::RenderingSession(const std::string &bundlePath, Options option
     : _options(std::move(options)),
       _simulatedTime({{0, 0}, _options.settings.size}, _options.settings.density),
       _bundle(bundlePath), _root(UIView::initWithFrame({{0, 0}, _options.settings.size})),
-      _view(_bundle.makeView()) {
+      _view(_bundle.makeView()), _picture(_options.settings) {
     _options.settings.applyTo(*_view);
     _root->addSubview(_view.get());
     showFirstFrame();
@@ -119,14 +119,6 @@ Clock::Nanoseconds RenderingSession::timeOfFrame(NSUInteger frame) const {
 
 NSTimeInterval RenderingSession::time() const {
     return static_cast<NSTimeInterval>(timeOfFrame(_frame)) / 1e9;
-}
-
-const std::vector<std::uint32_t> &RenderingSession::composite() {
-    _pixels.resize(pixelWidth() * pixelHeight());
-    _compositor.composite(*_root->layer(),
-                          {_pixels.data(), pixelWidth(), pixelHeight(), pixelWidth()},
-                          _options.settings.density);
-    return _pixels;
 }
 
 } // namespace Lumivera

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "Host/Bundles/WallpaperBundle.h"
+#include "Host/Rendering/OffscreenPicture.h"
 #include "Host/Rendering/Script.h"
 #include "Host/Rendering/SimulatedTime.h"
 #include "Host/Rendering/WallpaperSettings.h"
-#include "Platform/Compositor/SoftwareCompositor.h"
 
 #include <cstdint>
 #include <optional>
@@ -47,9 +47,9 @@ class RenderingSession {
     UIView &root() { return *_root; }
 
     /// The frame's pixels, 0xFFRRGGBB, rows from the top; valid until the next call.
-    const std::vector<std::uint32_t> &composite();
-    std::size_t pixelWidth() const { return _options.settings.pixelWidth(); }
-    std::size_t pixelHeight() const { return _options.settings.pixelHeight(); }
+    const std::vector<std::uint32_t> &composite() { return _picture.composite(*_root->layer()); }
+    std::size_t pixelWidth() const { return _picture.width(); }
+    std::size_t pixelHeight() const { return _picture.height(); }
 
   private:
     void showFirstFrame();
@@ -64,8 +64,7 @@ class RenderingSession {
     WallpaperBundle _bundle;
     Retained<UIView> _root;
     Retained<DeskTopView> _view;
-    SoftwareCompositor _compositor;
-    std::vector<std::uint32_t> _pixels;
+    OffscreenPicture _picture;
     Clock::Nanoseconds _firstFrameTime = 0;
     NSUInteger _frame = 0;
     std::size_t _nextEvent = 0;

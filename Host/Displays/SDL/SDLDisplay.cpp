@@ -32,11 +32,10 @@ std::string windowSystems() {
     return systems;
 }
 
-[[noreturn]] void fail(const std::string &what) {
+[[noreturn]] void fail(const std::string &what, const std::string &wayOut) {
     const std::string error = SDL_GetError();
-    SDL_Quit();
-    throw HostError("display", error.empty() ? what : what + ": " + error,
-                    "to see the wallpaper without one, use `lumivera render BUNDLE -o film.webp`");
+    SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    throw HostError("display", error.empty() ? what : what + ": " + error, wayOut);
 }
 
 int millisecondsFrom(Clock::Nanoseconds nanoseconds) {
@@ -63,15 +62,15 @@ void drawInto(SDL_Surface &surface, const std::function<void(const CompositorTar
           static_cast<std::size_t>(surface.h), static_cast<std::size_t>(surface.pitch / 4)});
 }
 
-void prepareSDL() {
+void prepareSDL(const std::string &wayOut) {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
     SDL_SetHint(SDL_HINT_APP_NAME, "lumivera");
     // A driver that the user asked for in the environment wins over the hint.
     SDL_SetHint(SDL_HINT_VIDEODRIVER, windowSystems().c_str());
     const char *hint = SDL_GetHint(SDL_HINT_VIDEODRIVER);
-    if (!hint || !*hint || SDL_Init(SDL_INIT_VIDEO) != 0) {
-        fail("there is no display to open a window on");
+    if (!hint || !*hint || SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+        fail("there is no display to open a window on", wayOut);
     }
     // The shared-memory picture of X11 takes our pixels as they are.
     if (std::string_view(SDL_GetCurrentVideoDriver()) == "x11") {
@@ -81,21 +80,22 @@ void prepareSDL() {
 
 } // namespace
 
-SDLDisplay::SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title)
+SDLDisplay::SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title,
+                       const std::string &wayOut)
     : _wantedDensity(density) {
-    prepareSDL();
+    prepareSDL(wayOut);
     _wakeEvent = SDL_RegisterEvents(1);
-    openWindow(size, title);
+    openWindow(size, title, wayOut);
 }
 
 SDLDisplay::~SDLDisplay() {
     NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, kServeEvents);
     SDL_DestroyWindow(_window);
-    SDL_Quit();
+    SDL_QuitSubSystem(SDL_INIT_VIDEO); // sound ends by itself
 }
 
 /// The density is known only once there is a window.
-void SDLDisplay::openWindow(CGSize size, const std::string &title) {
+void SDLDisplay::openWindow(CGSize size, const std::string &title, const std::string &wayOut) {
     const auto units = [](CGFloat length) {
         return static_cast<int>(std::clamp<CGFloat>(std::round(length), 1, 16384));
     };
@@ -104,7 +104,7 @@ void SDLDisplay::openWindow(CGSize size, const std::string &title) {
                                units(size.width * expected), units(size.height * expected),
                                SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
     if (!_window) {
-        fail("a window cannot be opened");
+        fail("a window cannot be opened", wayOut);
     }
     const CGFloat perUnit = pixelsPerUnit();
     if (_wantedDensity && perUnit != 1) {

@@ -17,8 +17,9 @@ namespace Lumivera {
 class SDLDisplay final : public Display {
   public:
     /// `size` in points; without a density the window system's is taken. A HostError when there is
-    /// no display to open a window on.
-    SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title);
+    /// no display to open a window on; `wayOut` tells the user what to do then.
+    SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title,
+               const std::string &wayOut);
     ~SDLDisplay() override;
 
     void setListener(Listener *listener) override { _listener = listener; }
@@ -33,7 +34,7 @@ class SDLDisplay final : public Display {
     void wake() override;
 
   private:
-    void openWindow(CGSize size, const std::string &title);
+    void openWindow(CGSize size, const std::string &title, const std::string &wayOut);
     void note(const SDL_Event &event);
     void serveEvents();
     void serve(const SDL_Event &event);
