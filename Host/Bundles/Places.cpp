@@ -13,6 +13,7 @@ namespace Lumivera::Places {
 namespace {
 
 constexpr const char *kSubfolder = "lumivera/wallpapers";
+constexpr const char *kSounds = "lumivera/sounds";
 constexpr const char *kDefaultName = "Lumivera.bundle";
 
 std::string environment(const char *name, const std::string &otherwise) {
@@ -28,6 +29,12 @@ bool isFolder(const std::string &path) {
 /// The wallpapers of a data folder, however that is spelled.
 std::string pathIn(const std::string &dataFolder) {
     return (std::filesystem::path(dataFolder) / kSubfolder).lexically_normal().string();
+}
+
+/// The data folder beside the program, in the build folder and where it is installed.
+std::filesystem::path ownDataFolder() {
+    const std::filesystem::path programFolder = NSBundle::mainBundle()->bundlePath();
+    return programFolder.parent_path() / "share";
 }
 
 std::string homeFolder() { return environment("HOME", ""); }
@@ -50,9 +57,7 @@ std::string userFolder(const std::string &name) {
 } // namespace
 
 std::vector<std::string> wallpaperFolders() {
-    const std::string programFolder = NSBundle::mainBundle()->bundlePath();
-    const std::filesystem::path beside = std::filesystem::path(programFolder).parent_path();
-    std::vector<std::string> folders{pathIn((beside / "share").string())};
+    std::vector<std::string> folders{pathIn(ownDataFolder().string())};
     const std::string home = homeFolder();
     const std::string ownData = home.empty() ? "" : home + "/.local/share";
     std::stringstream dataFolders(environment("XDG_DATA_HOME", ownData) + ":" +
@@ -87,6 +92,10 @@ std::string findBundle(const std::string &argument) {
         }
     }
     return argument;
+}
+
+std::string soundPath(const std::string &name) {
+    return (ownDataFolder() / kSounds / name).lexically_normal().string();
 }
 
 std::string picturesFolder() {

@@ -17,6 +17,9 @@ std::string defaultBundle();
 /// installed one, with or without ".bundle". The argument itself when there is no such bundle.
 std::string findBundle(const std::string &argument);
 
+/// The path of a sound that comes with the program, whether it is there or not.
+std::string soundPath(const std::string &name);
+
 /// Where screenshots go: the user's pictures folder, or the current folder.
 std::string picturesFolder();
 

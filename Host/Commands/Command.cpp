@@ -1,5 +1,6 @@
 #include "Host/Commands/Command.h"
 
+#include "Host/Commands/GalleryCommand.h"
 #include "Host/Commands/ImageCommand.h"
 #include "Host/Commands/ListCommand.h"
 #include "Host/Commands/PackCommand.h"
@@ -19,6 +20,7 @@ std::vector<std::unique_ptr<Command>> allCommands() {
     commands.push_back(std::make_unique<ListCommand>());
     commands.push_back(std::make_unique<PackCommand>());
     commands.push_back(std::make_unique<ImageCommand>());
+    commands.push_back(std::make_unique<GalleryCommand>());
     return commands;
 }
 
