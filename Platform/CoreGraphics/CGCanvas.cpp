@@ -2,6 +2,8 @@
 
 #include "Platform/CoreGraphics/CanvasRow.h"
 
+#include <span>
+
 namespace {
 
 constexpr std::size_t kMostStrokes = 16;
@@ -35,14 +37,21 @@ bool CGCanvas::isWorthSettling() const {
 
 template <class Take> void CGCanvas::computeRows(Take take) const {
     CanvasRow row(_width);
-    const bool isHidden = !_strokes.empty() && _strokes.front().hidesEverything();
+    std::span<const CGStroke> strokes(_strokes);
+    const CGStroke *first = nullptr;
+    if (_settled.empty() && !strokes.empty() && strokes.front().coversEverything()) {
+        first = &strokes.front();
+        strokes = strokes.subspan(1);
+    }
     for (std::size_t y = 0; y < _height; ++y) {
         if (!_settled.empty()) {
             row.load(_settled.data() + y * _width * kComponents);
-        } else if (!isHidden) {
+        } else if (first) {
+            row.begin(*first->picture, y, _isBlack);
+        } else {
             row.clear(_isBlack);
         }
-        for (const CGStroke &stroke : _strokes) {
+        for (const CGStroke &stroke : strokes) {
             row.paint(stroke, y);
         }
         take(row, y);
@@ -68,6 +77,6 @@ std::vector<std::uint32_t> CGCanvas::pixels() const {
 std::vector<std::uint32_t> CGCanvas::greyPixels() const {
     std::vector<std::uint32_t> result;
     result.reserve(_width * _height);
-    computeRows([&](CanvasRow &row, std::size_t) { row.appendGrey(result); });
+    computeRows([&](CanvasRow &row, std::size_t) { row.appendGreys(result); });
     return result;
 }

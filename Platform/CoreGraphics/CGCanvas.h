@@ -32,10 +32,13 @@ struct CGStroke {
         return (clip ? clip->size() : 0) + (picture ? picture->ownBytes() : 0);
     }
 
-    /// True when nothing of what lies below shows any more.
-    bool hidesEverything() const {
-        return mode == CGBlendMode::Normal && !clip && picture && picture->coversOpaquely();
+    /// True for a picture that is all that shows where nothing was painted before.
+    bool coversEverything() const {
+        return mode == CGBlendMode::Normal && !clip && picture && picture->coversAll();
     }
+
+    /// True when nothing of what lies below shows any more.
+    bool hidesEverything() const { return coversEverything() && picture->coversOpaquely(); }
 };
 
 /// What a bitmap context shows. It keeps what is painted and computes the pixels only when they are

@@ -68,14 +68,19 @@ void writeWords(const Group &group, std::uint32_t *words) {
     std::memcpy(words, &bytes, sizeof bytes);
 }
 
-/// The weighted sum in every colour, and full alpha.
-Lanes greyOf(Lanes pixel) {
+/// Of each half of both: the sums of neighbours.
+Lanes pairSums(Lanes a, Lanes b) {
+    return __builtin_shufflevector(a, b, 0, 2, 4, 6) + __builtin_shufflevector(a, b, 1, 3, 5, 7);
+}
+
+/// The weighted sums in every colour, and full alpha.
+void writeGreys(const Group &group, std::uint32_t *words) {
     constexpr Lanes kWeights = {0.0722f, 0.7152f, 0.2126f, 0};
-    constexpr Lanes kOpaque = {1, 1, 1, 1};
-    const Lanes weighted = pixel * kWeights;
-    const Lanes sums = weighted + __builtin_shufflevector(weighted, weighted, 1, 0, 3, 2);
-    const Lanes grey = sums + __builtin_shufflevector(sums, sums, 2, 3, 0, 1);
-    return __builtin_shufflevector(grey, kOpaque, 0, 1, 2, 7);
+    const Lanes sums = pairSums(pairSums(group[0] * kWeights, group[1] * kWeights),
+                                pairSums(group[2] * kWeights, group[3] * kWeights));
+    const Wholes grey = __builtin_convertvector(sums * 255.0f + 0.5f, Wholes);
+    const Wholes pixels = grey | grey << 8 | grey << 16 | static_cast<std::int32_t>(0xff000000);
+    std::memcpy(words, &pixels, sizeof pixels);
 }
 
 // s and d are source and destination, sa and da their alphas.
@@ -126,6 +131,20 @@ void CanvasRow::clear(bool isBlack) {
     std::fill(_pixels.begin(), _pixels.end(), Lanes{0, 0, 0, isBlack ? 1.0f : 0.0f});
 }
 
+/// The room behind the row's end included.
+void CanvasRow::begin(const PlacedPicture &picture, std::size_t y, bool isOverBlack) {
+    constexpr Lanes kOpaque = {1, 1, 1, 1};
+    std::size_t x = 0;
+    const auto words = picture.row(y, x);
+    for (std::size_t i = 0; i < words.size(); i += kGroup) {
+        const Group group = groupAt(words, i);
+        for (std::size_t j = 0; j < kGroup; ++j) {
+            _pixels[i + j] =
+                isOverBlack ? __builtin_shufflevector(group[j], kOpaque, 0, 1, 2, 7) : group[j];
+        }
+    }
+}
+
 void CanvasRow::load(const std::uint16_t *components) {
     for (std::size_t i = 0; i < _width * 4; ++i) {
         _pixels[i / 4][i % 4] = static_cast<float>(components[i]) / kLargest;
@@ -150,10 +169,7 @@ void CanvasRow::paint(const CGStroke &stroke, std::size_t y) {
 }
 
 template <class Mode> void CanvasRow::blend(const CGStroke &stroke, std::size_t y) {
-    if (stroke.hidesEverything()) {
-        std::size_t x = 0;
-        replaceWith(stroke.picture->row(y, x));
-    } else if (stroke.picture) {
+    if (stroke.picture) {
         blendPicture<Mode>(stroke, y);
     } else if (y >= stroke.top && y < stroke.bottom) {
         blendColor<Mode>(stroke, y);
@@ -164,22 +180,19 @@ template <class Mode> void CanvasRow::blendPicture(const CGStroke &stroke, std::
     std::size_t x = 0;
     const auto words = stroke.picture->row(y, x);
     const auto clip = clipOf(stroke, x, y);
-    Lanes *pixel = _pixels.data() + x;
-    for (std::size_t i = 0; i < words.size(); i += kGroup) {
-        const Group group = groupAt(words, i);
-        const std::size_t count = std::min(kGroup, words.size() - i);
+    Lanes *const pixels = _pixels.data() + x;
+    const auto blendGroup = [&](std::size_t start, std::size_t count) {
+        const Group group = groupAt(words, start);
         for (std::size_t j = 0; j < count; ++j) {
-            blendOver<Mode>(*pixel++, clip.empty() ? group[j] : group[j] * share(clip[i + j]));
+            blendOver<Mode>(pixels[start + j],
+                            clip.empty() ? group[j] : group[j] * share(clip[start + j]));
         }
+    };
+    const std::size_t wholeGroups = words.size() / kGroup * kGroup;
+    for (std::size_t i = 0; i < wholeGroups; i += kGroup) {
+        blendGroup(i, kGroup);
     }
-}
-
-/// Whatever was there goes, the room behind the row's end included.
-void CanvasRow::replaceWith(std::span<const std::uint32_t> words) {
-    for (std::size_t i = 0; i < words.size(); i += kGroup) {
-        const Group group = groupAt(words, i);
-        std::copy(group.begin(), group.end(), _pixels.begin() + static_cast<std::ptrdiff_t>(i));
-    }
+    blendGroup(wholeGroups, words.size() - wholeGroups);
 }
 
 template <class Mode> void CanvasRow::blendColor(const CGStroke &stroke, std::size_t y) {
@@ -198,22 +211,17 @@ std::span<const std::uint8_t> CanvasRow::clipOf(const CGStroke &stroke, std::siz
                        : std::span<const std::uint8_t>();
 }
 
-template <class Convert>
-void CanvasRow::append(std::vector<std::uint32_t> &words, Convert convert) {
+template <class Write> void CanvasRow::append(std::vector<std::uint32_t> &words, Write write) {
     for (std::size_t i = 0; i < _pixels.size(); i += kGroup) {
-        Group group;
-        for (std::size_t j = 0; j < kGroup; ++j) {
-            group[j] = convert(_pixels[i + j]);
-        }
-        writeWords(group, _words.data() + i);
+        write({_pixels[i], _pixels[i + 1], _pixels[i + 2], _pixels[i + 3]}, _words.data() + i);
     }
     words.insert(words.end(), _words.begin(), _words.begin() + static_cast<std::ptrdiff_t>(_width));
 }
 
 void CanvasRow::appendPixels(std::vector<std::uint32_t> &words) {
-    append(words, [](Lanes pixel) { return pixel; });
+    append(words, [](const Group &group, std::uint32_t *first) { writeWords(group, first); });
 }
 
-void CanvasRow::appendGrey(std::vector<std::uint32_t> &words) {
-    append(words, [](Lanes pixel) { return greyOf(pixel); });
+void CanvasRow::appendGreys(std::vector<std::uint32_t> &words) {
+    append(words, [](const Group &group, std::uint32_t *first) { writeGreys(group, first); });
 }

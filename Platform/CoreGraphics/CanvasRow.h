@@ -14,6 +14,9 @@ class CanvasRow {
     /// Every pixel clear or opaque black.
     void clear(bool isBlack);
 
+    /// Row y of a picture that reaches over the whole row; opaque, as over black, or as it is.
+    void begin(const PlacedPicture &picture, std::size_t y, bool isOverBlack);
+
     /// Every pixel from 4 components of 16 bits, and back, rounded.
     void load(const std::uint16_t *components);
     void store(std::uint16_t *components) const;
@@ -23,15 +26,14 @@ class CanvasRow {
 
     /// Rounded to 8 bits: premultiplied 0xAARRGGBB, in colours or as opaque greys.
     void appendPixels(std::vector<std::uint32_t> &words);
-    void appendGrey(std::vector<std::uint32_t> &words);
+    void appendGreys(std::vector<std::uint32_t> &words);
 
   private:
     /// Blue, green, red, alpha from 0 to 1.
     using Lanes = float __attribute__((vector_size(16)));
 
-    template <class Convert> void append(std::vector<std::uint32_t> &words, Convert convert);
+    template <class Write> void append(std::vector<std::uint32_t> &words, Write write);
     template <class Mode> void blendPicture(const CGStroke &stroke, std::size_t y);
-    void replaceWith(std::span<const std::uint32_t> words);
     template <class Mode> void blendColor(const CGStroke &stroke, std::size_t y);
     template <class Mode> void blend(const CGStroke &stroke, std::size_t y);
     std::span<const std::uint8_t> clipOf(const CGStroke &stroke, std::size_t x,

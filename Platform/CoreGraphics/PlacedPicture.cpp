@@ -72,8 +72,7 @@ void PlacedPicture::place(const CGImage &image, long x, long y) {
     _stride = image.width();
     _first = image.pixels() + static_cast<std::size_t>(static_cast<long>(_top) - y) * _stride +
              static_cast<std::size_t>(static_cast<long>(_left) - x);
-    const bool coversAll = _left == 0 && _top == 0 && _right == _width && _bottom == _height;
-    _coversOpaquely = coversAll && image.isOpaque();
+    _coversAll = _left == 0 && _top == 0 && _right == _width && _bottom == _height;
 }
 
 void PlacedPicture::stretch(const CGImage &image, const CGAffineTransform &toBitmap) {

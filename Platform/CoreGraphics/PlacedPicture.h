@@ -17,8 +17,9 @@ class PlacedPicture {
     /// Premultiplied pixels of the row, from `x` on, which it sets. May be empty.
     std::span<const std::uint32_t> row(std::size_t y, std::size_t &x) const;
 
-    /// True when it leaves every pixel of the bitmap as opaque as it is.
-    bool coversOpaquely() const { return _coversOpaquely; }
+    /// True when every pixel of the bitmap has one of the picture's over it.
+    bool coversAll() const { return _coversAll; }
+    bool coversOpaquely() const { return _coversAll && _image->isOpaque(); }
 
     /// Of the stretched copy; 0 where the picture itself serves.
     std::size_t ownBytes() const { return _stretched ? _stride * _height * 4 : 0; }
@@ -34,5 +35,5 @@ class PlacedPicture {
     const std::uint32_t *_first = nullptr;
     std::size_t _stride = 0;
     std::size_t _left = 0, _right = 0, _top = 0, _bottom = 0;
-    bool _coversOpaquely = false;
+    bool _coversAll = false;
 };
