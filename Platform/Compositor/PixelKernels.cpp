@@ -115,15 +115,16 @@ HWY_INLINE Signed blended(Signed source, Words rest, Bytes target) {
     return hn::MulFixedPoint15(hn::SaturatedSub(below, source), words(PixelTables::kToLevels));
 }
 
-HWY_INLINE Pixels over(Signed low, Signed high, Words lowRest, Words highRest, Pixels target) {
+HWY_INLINE Pixels blendedOver(Signed low, Signed high, Words lowRest, Words highRest,
+                              Pixels target) {
     const Bytes below = hn::BitCast(kBytes, target);
     return hn::BitCast(kPixels,
                        packed(blended(low, lowRest, hn::InterleaveLower(kBytes, below, below)),
                               blended(high, highRest, hn::InterleaveUpper(kBytes, below, below))));
 }
 
-HWY_INLINE Pixels over(Signed low, Signed high, Pixels target) {
-    return over(low, high, restOf(low), restOf(high), target);
+HWY_INLINE Pixels blendedOver(Signed low, Signed high, Pixels target) {
+    return blendedOver(low, high, restOf(low), restOf(high), target);
 }
 
 // The first pixels of a vector. Processors with masks use them; others copy.
@@ -249,67 +250,117 @@ struct Drawn {
         : low(joined(sampled<0>(texels, offsets, taps), sampled<1>(texels, offsets, taps))),
           high(joined(sampled<2>(texels, offsets, taps), sampled<3>(texels, offsets, taps))) {}
 
-    HWY_INLINE void blend(std::uint32_t *pixels) const {
-        hn::StoreU(over(low, high, hn::LoadU(kPixels, pixels)), kPixels, pixels);
-    }
+    HWY_INLINE Pixels over(Pixels target) const { return blendedOver(low, high, target); }
 
     HWY_INLINE void blendSome(std::uint32_t *pixels, std::size_t count) const {
-        storeSome(over(low, high, loadSome(pixels, count)), pixels, count);
+        storeSome(over(loadSome(pixels, count)), pixels, count);
     }
 };
-
-HWY_INLINE Numbers positions(std::uint32_t first, std::int32_t step) {
-    return hn::Add(hn::Set(kNumbers, static_cast<std::int32_t>(first)),
-                   hn::Mul(hn::Iota(kNumbers, 0), hn::Set(kNumbers, step)));
-}
 
 HWY_INLINE std::int32_t stepOfVector(std::int32_t step) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(step) * kLanes);
 }
 
-// Offsets of a whole row are found before any is used: they have to go through memory, which takes
-// its time. Pixels behind the row's end get its first texel, which none of them shows.
-HWY_INLINE void findOffsets(const SpriteSource &source, const SpriteStep &step,
-                            const SpriteRow &row, std::int32_t *offsets) {
-    const Numbers stepU = hn::Set(kNumbers, stepOfVector(step.u));
-    const Numbers stepV = hn::Set(kNumbers, stepOfVector(step.v));
-    Numbers u = positions(row.u, step.u);
-    Numbers v = positions(row.v, step.v);
-    std::int32_t *const end = offsets + row.count;
-    for (; offsets < end; offsets += kLanes) {
-        hn::Store(offsetsOf(u, v, source.stride), kNumbers, offsets);
-        u = hn::Add(u, stepU);
-        v = hn::Add(v, stepV);
+// How far the pixels of a vector lie from its first one.
+HWY_INLINE Numbers distances(std::int32_t step) {
+    return hn::Mul(hn::Iota(kNumbers, 0), hn::Set(kNumbers, step));
+}
+
+HWY_INLINE Numbers positions(std::uint32_t first, Numbers distances) {
+    return hn::Add(hn::Set(kNumbers, static_cast<std::int32_t>(first)), distances);
+}
+
+// Rows of a sprite, all with the same step and weight.
+template <class Texels> class InsideRows {
+  public:
+    HWY_INLINE InsideRows(const SpriteSource &source, const SpriteStep &step, std::uint32_t weight)
+        : _texels(source), _stride(source.stride), _step(step), _distancesU(distances(step.u)),
+          _distancesV(distances(step.v)),
+          _weights(hn::Set(kWords, static_cast<std::uint16_t>(weight))) {}
+
+    HWY_INLINE void draw(const SpriteRow &row, std::int32_t *offsets) const {
+        const std::int32_t last = row.count - std::int32_t{kLanes};
+        if (last >= 0) {
+            drawVectors(row, offsets, last);
+            return;
+        }
+        for (std::int32_t i = row.count; i < std::int32_t{kLanes}; i++) {
+            offsets[i] = 0;
+        }
+        Drawn(_texels, offsets, tapsAt(row, 0))
+            .blendSome(row.pixels, static_cast<std::size_t>(row.count));
     }
-    for (std::int32_t *rest = end; rest < offsets; rest++) {
-        *rest = 0;
+
+    // Those behind the row's end, up to a whole vector, are of no texel.
+    HWY_INLINE void findOffsets(const SpriteRow &row, std::int32_t *offsets) const {
+        const Numbers stepU = hn::Set(kNumbers, stepOfVector(_step.u));
+        const Numbers stepV = hn::Set(kNumbers, stepOfVector(_step.v));
+        Numbers u = positions(row.u, _distancesU);
+        Numbers v = positions(row.v, _distancesV);
+        for (std::int32_t i = 0; i < row.count; i += std::int32_t{kLanes}) {
+            hn::Store(offsetsOf(u, v, _stride), kNumbers, offsets + i);
+            u = hn::Add(u, stepU);
+            v = hn::Add(v, stepV);
+        }
     }
+
+  private:
+    HWY_INLINE Taps tapsAt(const SpriteRow &row, std::int32_t place) const {
+        const auto along = static_cast<std::uint32_t>(place);
+        const std::uint32_t u = row.u + along * static_cast<std::uint32_t>(_step.u);
+        const std::uint32_t v = row.v + along * static_cast<std::uint32_t>(_step.v);
+        return Taps(fractionsOf(positions(u, _distancesU)), fractionsOf(positions(v, _distancesV)),
+                    _weights);
+    }
+
+    // The last vector may overlap the one before it, and starts from what was there before that.
+    HWY_INLINE void drawVectors(const SpriteRow &row, const std::int32_t *offsets,
+                                std::int32_t last) const {
+        const Words stepU = fractionStep(stepOfVector(_step.u));
+        const Words stepV = fractionStep(stepOfVector(_step.v));
+        Words u = fractionsOf(positions(row.u, _distancesU));
+        Words v = fractionsOf(positions(row.v, _distancesV));
+        const Pixels atEnd = hn::LoadU(kPixels, row.pixels + last);
+        for (std::int32_t i = 0; i < last; i += std::int32_t{kLanes}) {
+            const Pixels target = hn::LoadU(kPixels, row.pixels + i);
+            const Drawn drawn(_texels, offsets + i, Taps(u, v, _weights));
+            hn::StoreU(drawn.over(target), kPixels, row.pixels + i);
+            u = hn::Add(u, stepU);
+            v = hn::Add(v, stepV);
+        }
+        const Drawn drawn(_texels, offsets + last, tapsAt(row, last));
+        hn::StoreU(drawn.over(atEnd), kPixels, row.pixels + last);
+    }
+
+    const Texels _texels;
+    const std::int32_t _stride;
+    const SpriteStep _step;
+    const Numbers _distancesU;
+    const Numbers _distancesV;
+    const Words _weights;
+};
+
+// Rows lie too far apart for the processor to guess the next one's place.
+HWY_INLINE void fetch(const SpriteRow &row) {
+    constexpr std::int32_t kLine = 16;
+    __builtin_prefetch(row.pixels);
+    __builtin_prefetch(row.pixels + HWY_MIN(row.count - 1, kLine));
+    __builtin_prefetch(row.pixels + HWY_MIN(row.count - 1, 2 * kLine));
 }
 
 template <class Texels>
 HWY_INLINE void drawInsideRows(const SpriteSource &source, const SpriteStep &step,
                                const SpriteRow *rows, std::size_t count, std::uint32_t weight) {
-    const Texels texels(source);
-    const Words weights = hn::Set(kWords, static_cast<std::uint16_t>(weight));
-    const Words stepU = fractionStep(stepOfVector(step.u));
-    const Words stepV = fractionStep(stepOfVector(step.v));
-    HWY_ALIGN std::int32_t offsets[SpriteRow::kMostPixels + kLanes];
-    for (const SpriteRow *row = rows; row < rows + count; row++) {
-        findOffsets(source, step, *row, offsets);
-        Words u = fractionsOf(positions(row->u, step.u));
-        Words v = fractionsOf(positions(row->v, step.v));
-        const std::int32_t *offset = offsets;
-        std::uint32_t *pixel = row->pixels;
-        std::uint32_t *const end = pixel + row->count;
-        for (; end - pixel >= std::ptrdiff_t{kLanes}; pixel += kLanes, offset += kLanes) {
-            Drawn(texels, offset, Taps(u, v, weights)).blend(pixel);
-            u = hn::Add(u, stepU);
-            v = hn::Add(v, stepV);
-        }
-        if (pixel < end) {
-            Drawn(texels, offset, Taps(u, v, weights))
-                .blendSome(pixel, static_cast<std::size_t>(end - pixel));
-        }
+    constexpr std::size_t kAhead = 3;
+    const InsideRows<Texels> inside(source, step, weight);
+    // The next row's offsets are found before they are used: they have to go through memory, which
+    // takes its time.
+    HWY_ALIGN std::int32_t offsets[2][SpriteRow::kMostPixels + kLanes];
+    inside.findOffsets(rows[0], offsets[0]);
+    for (std::size_t i = 0; i < count; i++) {
+        fetch(rows[HWY_MIN(i + kAhead, count - 1)]);
+        inside.findOffsets(rows[HWY_MIN(i + 1, count - 1)], offsets[(i + 1) % 2]);
+        inside.draw(rows[i], offsets[i % 2]);
     }
 }
 
@@ -327,8 +378,8 @@ HWY_INLINE void drawEdgeRow(const SpriteSource &source, const SpriteStep &step,
                             const SpriteRow &row) {
     const Texels texels(source);
     const Numbers zero = hn::Zero(kNumbers);
-    Numbers placeU = positions(row.u, step.u);
-    Numbers placeV = positions(row.v, step.v);
+    Numbers placeU = positions(row.u, distances(step.u));
+    Numbers placeV = positions(row.v, distances(step.v));
     HWY_ALIGN std::int32_t offsets[kLanes];
     for (std::int32_t i = 0; i < row.count; i += std::int32_t{kLanes}) {
         const std::size_t some = HWY_MIN(static_cast<std::size_t>(row.count - i), kLanes);
@@ -386,11 +437,11 @@ void blendRow(const std::uint32_t *source, std::uint32_t *target, int count, std
             continue;
         }
         const Laid laid(pixels, weights);
-        hn::StoreU(over(laid.low, laid.high, hn::LoadU(kPixels, target)), kPixels, target);
+        hn::StoreU(blendedOver(laid.low, laid.high, hn::LoadU(kPixels, target)), kPixels, target);
     }
     if (left > 0) {
         const Laid laid(loadSome(source, left), weights);
-        storeSome(over(laid.low, laid.high, loadSome(target, left)), target, left);
+        storeSome(blendedOver(laid.low, laid.high, loadSome(target, left)), target, left);
     }
 }
 
@@ -399,10 +450,11 @@ void blendColor(std::uint32_t color, std::uint32_t *target, int count) {
     const Words rest = restOf(steps);
     std::size_t left = static_cast<std::size_t>(count);
     for (; left >= kLanes; left -= kLanes, target += kLanes) {
-        hn::StoreU(over(steps, steps, rest, rest, hn::LoadU(kPixels, target)), kPixels, target);
+        hn::StoreU(blendedOver(steps, steps, rest, rest, hn::LoadU(kPixels, target)), kPixels,
+                   target);
     }
     if (left > 0) {
-        storeSome(over(steps, steps, rest, rest, loadSome(target, left)), target, left);
+        storeSome(blendedOver(steps, steps, rest, rest, loadSome(target, left)), target, left);
     }
 }
 
@@ -434,7 +486,7 @@ const PixelKernels &PixelKernels::best() {
 std::vector<const PixelKernels *> PixelKernels::all() {
     std::vector<const PixelKernels *> result;
     [[maybe_unused]] const auto add = [&](std::int64_t target, const PixelKernels *kernels) {
-        if (hwy::SupportedTargets() & target) {
+        if (HWY_SUPPORTED_TARGETS & target) {
             result.push_back(kernels);
         }
     };

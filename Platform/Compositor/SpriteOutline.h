@@ -8,7 +8,7 @@
 /// is nothing, so a sprite need not be drawn there. It stays within the picture, and has few
 /// corners, some of which may coincide.
 struct SpriteOutline {
-    static constexpr int kCorners = 16;
+    static constexpr int kCorners = 8;
 
     struct Corner {
         double u;

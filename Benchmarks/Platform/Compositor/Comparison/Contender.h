@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Benchmarks/Platform/Compositor/Comparison/PetalScene.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Someone who draws a scene. The scene outlives it.
+class Contender {
+  public:
+    virtual ~Contender() = default;
+
+    /// Draws the scene as it is now; done when it returns.
+    virtual void draw() = 0;
+
+    /// What was drawn last, row by row: 0xXXRRGGBB.
+    virtual std::vector<std::uint32_t> pixels() = 0;
+};
+
+struct ContenderKind {
+    std::string name;
+    std::function<std::unique_ptr<Contender>(const PetalScene &)> make;
+};
+
+/// Our compositor in every form that this processor runs, the fastest first: drawing all, and
+/// drawing what changed.
+std::vector<ContenderKind> ourContenders();
+
+std::vector<ContenderKind> cairoContenders();
+std::vector<ContenderKind> pixmanContenders();
+
+/// OpenGL ES; none where there is no driver.
+std::vector<ContenderKind> openGLContenders();

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "Benchmarks/Platform/Compositor/Comparison/PetalScene.h"
+
+/// A scene drawn by the formulas: bilinear samples of premultiplied texels, nothing beyond the
+/// petal's edge, source over destination, in double precision.
+class PetalReference {
+  public:
+    explicit PetalReference(const PetalScene &scene);
+
+    /// In levels of 255.
+    struct Difference {
+        double largest = 0;
+        double mean = 0;
+    };
+
+    /// Of the colours of a picture from the reference, rounded to whole levels; row by row,
+    /// 0xXXRRGGBB.
+    Difference differenceOf(const std::vector<std::uint32_t> &pixels) const;
+
+  private:
+    void draw(const PetalScene &scene, const PetalScene::Petal &petal);
+
+    // Three channels a pixel, the lowest byte's first.
+    std::vector<double> _channels;
+};
