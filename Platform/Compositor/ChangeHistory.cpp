@@ -11,18 +11,12 @@ constexpr double kCostOfParts = 1.3;
 
 } // namespace
 
-CellMask &ChangeHistory::add(const DeviceRect &device) {
+CellMask &ChangeHistory::begin(const DeviceRect &device) {
     _latest = (_latest + 1) % kRemembered;
     _device = device;
     latest().isAll = false;
     latest().cells.reset(device);
     return latest().cells;
-}
-
-void ChangeHistory::addAll(const DeviceRect &device) {
-    _latest = (_latest + 1) % kRemembered;
-    _device = device;
-    latest().isAll = true;
 }
 
 const CellMask *ChangeHistory::since(unsigned age) {
@@ -53,6 +47,8 @@ const std::vector<DeviceRect> &ChangeHistory::latestRects() {
         _rects.push_back(_device);
         return _rects;
     }
+    _rects.reserve(static_cast<std::size_t>((_device.right / kTileWidth + 1) *
+                                            (_device.bottom / kTileHeight + 1)));
     for (int top = 0; top < _device.bottom; top += kTileHeight) {
         addRectsOfBand(top);
     }

@@ -7,11 +7,11 @@
 /// What changed from picture to picture, for targets that hold an older one. Keeps its memory.
 class ChangeHistory {
   public:
-    /// Begins a picture of which the caller notes what changed in the mask given.
-    CellMask &add(const DeviceRect &device);
+    /// Begins a picture; the caller notes what changed in the mask given, which is empty.
+    CellMask &begin(const DeviceRect &device);
 
-    /// Begins a picture of which all may have changed.
-    void addAll(const DeviceRect &device);
+    /// All of the present picture may have changed.
+    void setAll() { latest().isAll = true; }
 
     /// What to draw where the picture of `age` pictures before the present one is: null for all,
     /// as for an age of 0 or one that is beyond memory, and when drawing all costs less.

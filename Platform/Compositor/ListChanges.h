@@ -6,8 +6,9 @@
 class ListChanges {
   public:
     /// Adds to `changed`, whose area is the device, the pixels in which this list may differ from
-    /// the one of the call before, which must still be there and as it was.
-    void find(const DisplayList &now, DisplayListPainter &painter, CellMask &changed);
+    /// the one of the call before, which must still be there and as it was. False, and nothing
+    /// added, when so much changed that it does not pay to know what.
+    bool find(const DisplayList &now, DisplayListPainter &painter, CellMask &changed);
 
     /// Instead of find(), when it is not to be known what changed.
     void skip(const DisplayList &now);
@@ -16,20 +17,21 @@ class ListChanges {
     // An item that is no group's member.
     struct Unit {
         const DisplayItem *item;
+        // The other list does not have it in its place.
+        bool isOther = false;
         // Its pixels are in `_marked`.
-        bool isMarked;
+        bool isMarked = false;
     };
 
     static bool areSame(const Unit &unit, const Unit &other);
     static void list(const DisplayList &items, std::vector<Unit> &units);
-    void findShared();
+    void findOthers();
+    long long areaOfOthers() const;
+    void markOld(DisplayListPainter &painter, CellMask &changed);
+    void markNew(DisplayListPainter &painter, const DeviceRect &device);
 
     std::vector<Unit> _before;
     std::vector<Unit> _now;
-
-    // How many units at the beginning and at the end are the same.
-    std::size_t _first = 0;
-    std::size_t _last = 0;
 
     // What the units that were new in a list cover: what moves now has mostly moved before, and is
     // in there.

@@ -29,11 +29,12 @@ class SoftwareCompositor::Frames {
         _painter.beginFrame(target.area);
         const bool isKnown = age > 0 && target.area == _device;
         _device = target.area;
-        if (isKnown) {
-            _changes.find(_now, _painter, _history.add(_device));
-        } else {
+        CellMask &changed = _history.begin(_device);
+        if (!isKnown) {
             _changes.skip(_now);
-            _history.addAll(_device);
+            _history.setAll();
+        } else if (!_changes.find(_now, _painter, changed)) {
+            _history.setAll();
         }
         _images.follow(_now.items());
         const CellMask *const missing = _history.since(age);

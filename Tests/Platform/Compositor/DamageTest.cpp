@@ -38,7 +38,7 @@ class RandomWallpaper {
             scatter();
         }
         if (oneIn(40)) {
-            setCount(below(14));
+            setCount(below(28));
         }
         if (oneIn(30)) {
             CALayer &layer = *_depths[below(3)];
@@ -97,7 +97,7 @@ class RandomWallpaper {
 
     void scatter() {
         for (Petal &petal : _petals) {
-            petal.layer->setPosition({below(200) - 20.0, below(150) - 20.0});
+            petal.layer->setPosition({below(280) - 20.0, below(200) - 20.0});
         }
     }
 
@@ -108,7 +108,7 @@ class RandomWallpaper {
             _petals.erase(gone);
         }
         while (_petals.size() < count) {
-            const auto layer = makePictureLayer(below(160), below(120), _pictures[below(3)]);
+            const auto layer = makePictureLayer(below(240), below(180), _pictures[below(3)]);
             _depths[below(3)]->addSublayer(layer.get());
             // Some stay where they are.
             const double speed = oneIn(4) ? 0 : 0.5 + below(5);
@@ -117,8 +117,8 @@ class RandomWallpaper {
     }
 
     void resize() {
-        _width = 120 + below(60);
-        _height = 90 + below(50);
+        _width = 180 + below(160);
+        _height = 120 + below(120);
         const CGRect bounds =
             CGRectMake(0, 0, static_cast<CGFloat>(_width), static_cast<CGFloat>(_height));
         _root->setBounds(bounds);
@@ -193,6 +193,14 @@ std::string differenceOutside(const std::vector<DeviceRect> &rects, const Canvas
     return "";
 }
 
+std::size_t areaOf(const std::vector<DeviceRect> &rects) {
+    std::size_t area = 0;
+    for (const DeviceRect &rect : rects) {
+        area += static_cast<std::size_t>(rect.area());
+    }
+    return area;
+}
+
 struct Setting {
     const PixelKernels *kernels;
     std::size_t buffers;
@@ -218,6 +226,7 @@ TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
     SoftwareCompositor other(PixelKernels::best());
     TakingTurns target(GetParam().buffers);
     Canvas before(1, 1);
+    int drawnInParts = 0;
     for (int frame = 0; frame < 2000; frame++) {
         wallpaper.step();
         const Canvas &canvas = target.draw(compositor, wallpaper);
@@ -225,8 +234,11 @@ TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
         expected.draw(other, wallpaper.root());
         ASSERT_EQ(canvas, expected) << "frame " << frame;
         ASSERT_EQ(differenceOutside(target.changed(), canvas, before), "") << "frame " << frame;
+        drawnInParts += areaOf(target.changed()) < canvas.width() * canvas.height();
         before = canvas;
     }
+    EXPECT_GT(drawnInParts, 400);
+    EXPECT_LT(drawnInParts, 1950);
 }
 
 INSTANTIATE_TEST_SUITE_P(SoftwareCompositor, Damage, testing::ValuesIn(settings()),
