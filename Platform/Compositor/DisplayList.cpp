@@ -237,6 +237,8 @@ void DisplayList::endGroup(std::size_t index) {
     }
     const std::vector<std::size_t> &leaders = _overlaps.find(_memberBounds);
     const std::size_t count = leaders.size();
+    // However they overlap, so that no later picture needs more.
+    _clustered.reserve(_items.size() - index + count);
     _next.assign(count, count);
     for (std::size_t member = count; member-- > 0;) {
         if (leaders[member] != member) {

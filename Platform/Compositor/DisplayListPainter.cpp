@@ -12,7 +12,7 @@ constexpr std::uint32_t kBlack = 0xFF000000;
 
 // The target is drawn from top to bottom in parts of this size, so that what is drawn over each
 // other is still near the processor.
-constexpr int kBandBytes = 1 << 20;
+constexpr int kBandBytes = 1 << 22;
 constexpr int kLeastBandRows = 16;
 
 // Moved by less than this, no pixel changes.
@@ -84,6 +84,8 @@ void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
     const std::vector<Item> &items = list.items();
     const bool isHidden = !items.empty() && hidesAll(items.front());
     const int rows = std::max(kBandBytes / (_device.width() * 4), kLeastBandRows);
+    _buffers.setLargest(
+        {_device.left, _device.top, _device.right, std::min(_device.top + rows, _device.bottom)});
     for (int top = _device.top; top < _device.bottom; top += rows) {
         const DeviceRect band{_device.left, top, _device.right,
                               std::min(top + rows, _device.bottom)};

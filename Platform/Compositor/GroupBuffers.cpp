@@ -1,5 +1,11 @@
 #include "Platform/Compositor/GroupBuffers.h"
 
+GroupBuffers::Buffer::Buffer(const DeviceRect &largest) {
+    shown.reset(largest);
+    shared.reset(largest);
+    _pixels.reserve(static_cast<std::size_t>(largest.area()));
+}
+
 PixelArea GroupBuffers::Buffer::pixels(const DeviceRect &area) {
     const auto size = static_cast<std::size_t>(area.area());
     if (_pixels.size() < size) {
@@ -8,9 +14,16 @@ PixelArea GroupBuffers::Buffer::pixels(const DeviceRect &area) {
     return {_pixels.data(), area, area.width()};
 }
 
+void GroupBuffers::setLargest(const DeviceRect &area) {
+    if (area != _largest) {
+        _largest = area;
+        _buffers.clear();
+    }
+}
+
 GroupBuffers::Buffer &GroupBuffers::take(const DeviceRect &area) {
     if (_taken == _buffers.size()) {
-        _buffers.emplace_back();
+        _buffers.push_back(Buffer(_largest));
     }
     Buffer &buffer = _buffers[_taken++];
     buffer.shown.reset(area);

@@ -7,7 +7,8 @@
 #include <vector>
 
 /// Where groups are drawn into before they are blended as one, and notes on what is in them. The
-/// memory is kept, so that frames after the first few take none.
+/// memory is kept, and a buffer takes all that it may ever need at once, so that frames after the
+/// first few take none. What is never drawn into never becomes real.
 class GroupBuffers {
   public:
     class Buffer {
@@ -20,8 +21,15 @@ class GroupBuffers {
         PixelArea pixels(const DeviceRect &area);
 
       private:
+        friend class GroupBuffers;
+
+        explicit Buffer(const DeviceRect &largest);
+
         std::vector<std::uint32_t> _pixels;
     };
+
+    /// From now on no area is larger than this one, within which they all lie. No buffer is taken.
+    void setLargest(const DeviceRect &area);
 
     /// Both masks empty and for `area`. The buffer taken last goes back first.
     Buffer &take(const DeviceRect &area);
@@ -29,6 +37,7 @@ class GroupBuffers {
     void purge() { _buffers.clear(); }
 
   private:
+    DeviceRect _largest;
     std::deque<Buffer> _buffers;
     std::size_t _taken = 0;
 };

@@ -9,6 +9,17 @@
 #include <utility>
 #include <vector>
 
+namespace {
+
+/// Of a thread for its call to be done.
+struct Waiting {
+    std::mutex mutex;
+    ClockCondition changed;
+    bool isOver = false;
+};
+
+} // namespace
+
 struct NSRunLoop::Call {
     Clock::Nanoseconds due = 0;
     Retained<NSObject> target;
@@ -24,6 +35,9 @@ struct NSRunLoop::Queue {
     std::mutex mutex;
     ClockCondition changed;
     std::map<Key, Call> calls;
+    // The place of the last call that was taken, for the next one: frame after frame a call comes
+    // and goes, and none of them takes memory.
+    std::map<Key, Call>::node_type spare;
     std::uint64_t nextSequence = 0;
     bool stopped = false;
     RunLoopWaiter *waiter = nullptr;
@@ -61,7 +75,13 @@ NSRunLoop &NSRunLoop::mainRunLoop() {
 void NSRunLoop::enqueue(Call call) {
     const std::lock_guard lock(_queue->mutex);
     const Queue::Key key{call.due, _queue->nextSequence++};
-    _queue->calls.emplace(key, std::move(call));
+    if (_queue->spare) {
+        _queue->spare.key() = key;
+        _queue->spare.mapped() = std::move(call);
+        _queue->calls.insert(std::move(_queue->spare));
+    } else {
+        _queue->calls.emplace(key, std::move(call));
+    }
     _queue->wake();
 }
 
@@ -99,17 +119,15 @@ void NSRunLoop::performSelectorOnMainThread(NSObject *target, std::function<void
         enqueue({now, Retained<NSObject>(target), {}, std::move(action), nullptr});
         return;
     }
-    std::mutex mutex;
-    ClockCondition finished;
-    bool isFinished = false;
-    enqueue({now, Retained<NSObject>(target), {}, std::move(action), [&] {
-                 const std::lock_guard lock(mutex);
-                 isFinished = true;
-                 finished.notifyAll();
+    Waiting waiting;
+    enqueue({now, Retained<NSObject>(target), {}, std::move(action), [&waiting] {
+                 const std::lock_guard lock(waiting.mutex);
+                 waiting.isOver = true;
+                 waiting.changed.notifyAll();
              }});
-    std::unique_lock lock(mutex);
-    while (!isFinished) {
-        finished.wait(lock);
+    std::unique_lock lock(waiting.mutex);
+    while (!waiting.isOver) {
+        waiting.changed.wait(lock);
     }
 }
 
@@ -143,9 +161,8 @@ bool NSRunLoop::takeNextCall(Clock::Nanoseconds deadline, Call &call) {
         !_queue->hasDueCall(Clock::current().now(), deadline)) {
         return false;
     }
-    const auto first = _queue->calls.begin();
-    call = std::move(first->second);
-    _queue->calls.erase(first);
+    _queue->spare = _queue->calls.extract(_queue->calls.begin());
+    call = std::exchange(_queue->spare.mapped(), {});
     return true;
 }
 

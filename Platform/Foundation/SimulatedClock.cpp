@@ -135,7 +135,7 @@ void SimulatedClock::passTurn() {
             continue;
         }
         _running = _runnable.front();
-        _runnable.pop_front();
+        _runnable.erase(_runnable.begin());
         _running->awake = true;
         _running->turn.notify_one();
     }

@@ -3,8 +3,8 @@
 #include "Platform/Foundation/Clock.h"
 
 #include <atomic>
-#include <deque>
 #include <memory>
+#include <vector>
 
 /// Time that only waiting makes pass. It stands still while any thread of the platform runs, and
 /// jumps to the next deadline when all of them wait.
@@ -41,7 +41,7 @@ class PLATFORM_EXPORT SimulatedClock : public Clock {
     std::mutex _turnMutex;
     std::atomic<Nanoseconds> _now{kStart};
     Participant *_running = nullptr;
-    std::deque<Participant *> _runnable;
-    std::deque<Participant *> _waiting;
+    std::vector<Participant *> _runnable;
+    std::vector<Participant *> _waiting;
     std::unique_ptr<Participant> _mainThread;
 };
