@@ -57,11 +57,6 @@ bool changesAmount(DisplayKey key) {
            key == DisplayKey::Faster || key == DisplayKey::Slower;
 }
 
-void drawInto(SDL_Surface &surface, const std::function<void(const CompositorTarget &)> &draw) {
-    draw({static_cast<std::uint32_t *>(surface.pixels), static_cast<std::size_t>(surface.w),
-          static_cast<std::size_t>(surface.h), static_cast<std::size_t>(surface.pitch / 4)});
-}
-
 void prepareSDL(const std::string &wayOut) {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
@@ -140,11 +135,12 @@ void SDLDisplay::present(const std::function<void(const CompositorTarget &)> &dr
         return;
     }
     if (isOurFormat(*surface)) {
-        drawInto(*surface, draw);
+        drawInto(static_cast<std::uint32_t *>(surface->pixels), *surface,
+                 static_cast<std::size_t>(surface->pitch / 4), draw);
     } else {
         const auto width = static_cast<std::size_t>(surface->w);
         _pixels.resize(width * static_cast<std::size_t>(surface->h));
-        draw({_pixels.data(), width, static_cast<std::size_t>(surface->h), width});
+        drawInto(_pixels.data(), *surface, width, draw);
         SDL_ConvertPixels(surface->w, surface->h, SDL_PIXELFORMAT_ARGB8888, _pixels.data(),
                           surface->w * 4, surface->format->format, surface->pixels, surface->pitch);
     }
@@ -152,11 +148,24 @@ void SDLDisplay::present(const std::function<void(const CompositorTarget &)> &dr
     SDL_UpdateWindowSurface(_window);
 }
 
+/// The memory keeps the last picture as long as nothing happens to the window.
+void SDLDisplay::drawInto(std::uint32_t *pixels, const SDL_Surface &surface, std::size_t stride,
+                          const std::function<void(const CompositorTarget &)> &draw) {
+    CompositorTarget target{pixels, static_cast<std::size_t>(surface.w),
+                            static_cast<std::size_t>(surface.h), stride};
+    const bool isKept = target.pixels == _drawn.pixels && target.width == _drawn.width &&
+                        target.height == _drawn.height && target.stride == _drawn.stride;
+    _drawn = target;
+    target.age = isKept ? 1 : 0;
+    draw(target);
+}
+
 void SDLDisplay::setTitle(const std::string &title) { SDL_SetWindowTitle(_window, title.c_str()); }
 
 void SDLDisplay::toggleFullScreen() {
     const bool isFull = (SDL_GetWindowFlags(_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
     SDL_SetWindowFullscreen(_window, isFull ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
+    _drawn = {};
 }
 
 /// Other threads may change the view tree meanwhile, so events are only noted here.
@@ -189,9 +198,12 @@ void SDLDisplay::wake() {
 void SDLDisplay::note(const SDL_Event &event) {
     if (event.type == _wakeEvent) {
         _isWakePending = false;
-    } else {
-        _events.push_back(event);
+        return;
     }
+    if (event.type == SDL_WINDOWEVENT) {
+        _drawn = {}; // the window system may have taken new memory
+    }
+    _events.push_back(event);
 }
 
 void SDLDisplay::serveEvents() {

@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+struct SDL_Surface;
 struct SDL_Window;
 union SDL_Event;
 
@@ -35,6 +36,8 @@ class SDLDisplay final : public Display {
 
   private:
     void openWindow(CGSize size, const std::string &title, const std::string &wayOut);
+    void drawInto(std::uint32_t *pixels, const SDL_Surface &surface, std::size_t stride,
+                  const std::function<void(const CompositorTarget &)> &draw);
     void note(const SDL_Event &event);
     void serveEvents();
     void serve(const SDL_Event &event);
@@ -47,6 +50,7 @@ class SDLDisplay final : public Display {
     std::optional<CGFloat> _wantedDensity;
     Listener *_listener = nullptr;
     PointerGestures _pointer;
+    CompositorTarget _drawn;
     std::vector<SDL_Event> _events;
     std::vector<std::uint32_t> _pixels;
     std::uint32_t _wakeEvent = 0;
