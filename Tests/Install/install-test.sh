@@ -7,7 +7,8 @@ trap 'rm -rf "$prefix"' EXIT
 cmake --install "$1" --prefix "$prefix" >/dev/null
 
 library=$prefix/lib/libLumiveraLiveWallpaper.dylib
-for file in "$library" "$prefix/lib/libLumiveraPlatform.so" "$prefix/bin/lumivera"; do
+for file in "$library" "$prefix/lib/libLumiveraPlatform.so" "$prefix/bin/lumivera" \
+    "$prefix/share/lumivera/sounds/chime.wav"; do
     [[ -f $file ]] || { echo "$file is missing"; exit 1; }
 done
 for name in Lumivera Maple; do

@@ -1,0 +1,78 @@
+#include "Tests/Host/VirtualScreen.h"
+
+#include "Tests/Host/ProgramRun.h"
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr auto kLimit = std::chrono::seconds(30);
+
+} // namespace
+
+bool eventually(const std::function<bool()> &condition) {
+    const auto end = std::chrono::steady_clock::now() + kLimit;
+    while (std::chrono::steady_clock::now() < end) {
+        if (condition()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+bool isInstalled(const std::string &program) {
+    return std::system(("command -v " + program + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+std::string outputOf(const std::string &command) {
+    std::FILE *pipe = popen(command.c_str(), "r");
+    std::string text;
+    std::array<char, 4096> part;
+    for (std::size_t count; (count = fread(part.data(), 1, part.size(), pipe)) > 0;) {
+        text.append(part.data(), count);
+    }
+    pclose(pipe);
+    return text;
+}
+
+VirtualScreen::VirtualScreen() {
+    int ends[2];
+    if (pipe(ends) != 0) {
+        return;
+    }
+    _server = fork();
+    if (_server == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const std::string number = std::to_string(ends[1]);
+        const int nothing = open("/dev/null", O_WRONLY);
+        dup2(nothing, STDERR_FILENO);
+        execlp("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-screen", "0", "800x800x24",
+               "-nolisten", "tcp", nullptr);
+        _exit(127);
+    }
+    close(ends[1]);
+    char text[16] = {};
+    if (read(ends[0], text, sizeof text - 1) > 0) {
+        _name = ":" + std::string(text, strcspn(text, "\n"));
+    }
+    close(ends[0]);
+}
+
+VirtualScreen::~VirtualScreen() {
+    kill(_server, SIGTERM);
+    ProgramRun::waitFor(_server);
+}
+
+std::string VirtualScreen::run(const std::string &command) const {
+    return outputOf("DISPLAY=" + _name + " " + command + " 2>/dev/null");
+}
