@@ -2,8 +2,53 @@
 
 #include "Platform/CoreGraphics/Premultiplication.h"
 
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
 #include <new>
 #include <vector>
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "alpha is the highest byte of a word");
+
+/// Loops over so many pixels, known beforehand, become wide instructions.
+constexpr std::size_t kBlock = 64;
+using Block = std::array<std::uint32_t, kBlock>;
+
+constexpr std::uint32_t kAlpha = 0xff000000;
+
+bool isOpaque(const Block &words) {
+    std::uint32_t common = kAlpha;
+    for (const std::uint32_t word : words) {
+        common &= word;
+    }
+    return common == kAlpha;
+}
+
+void swapRedAndBlue(Block &words) {
+    for (std::uint32_t &word : words) {
+        word = (word & 0xff00ff00) | (word & 0xff) << 16 | (word >> 16 & 0xff);
+    }
+}
+
+/// Of at most a block of pixels; the rest of the block means nothing.
+Block premultiplied(const std::uint8_t *bytes, std::size_t count) {
+    Block words;
+    words.fill(kAlpha);
+    std::memcpy(words.data(), bytes, count * 4);
+    if (isOpaque(words)) {
+        swapRedAndBlue(words);
+    } else {
+        for (std::size_t i = 0; i < count; ++i, bytes += 4) {
+            words[i] = premultipliedPixel(bytes[0], bytes[1], bytes[2], bytes[3]);
+        }
+    }
+    return words;
+}
+
+} // namespace
 
 PictureBuffer::PictureBuffer(std::uint64_t width, std::uint64_t height)
     : _width(width), _height(height) {
@@ -28,8 +73,12 @@ Retained<CGImage> PictureBuffer::premultipliedImage() const {
     std::vector<std::uint32_t> pixels;
     pixels.reserve(_width * _height);
     const std::uint8_t *const end = _bytes.get() + size();
-    for (const std::uint8_t *pixel = _bytes.get(); pixel != end; pixel += 4) {
-        pixels.push_back(premultipliedPixel(pixel[0], pixel[1], pixel[2], pixel[3]));
+    for (const std::uint8_t *bytes = _bytes.get(); bytes != end;) {
+        const std::size_t count = std::min(static_cast<std::size_t>(end - bytes) / 4, kBlock);
+        const Block block = premultiplied(bytes, count);
+        pixels.insert(pixels.end(), block.begin(),
+                      block.begin() + static_cast<std::ptrdiff_t>(count));
+        bytes += count * 4;
     }
     return CGImage::imageWithPixels(_width, _height, std::move(pixels));
 }
