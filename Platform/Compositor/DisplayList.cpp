@@ -94,8 +94,9 @@ void DisplayList::build(const CALayer &root, const DeviceRect &device, double sc
     clear();
     _time = time;
     if (!root.isHidden()) {
-        const PresentedLayer presented(root, time);
-        addLayer(presented, Projection(presented, scale), device);
+        present(root, [&](const PresentedLayer &presented) {
+            addLayer(presented, Projection(presented, scale), device);
+        });
     }
 }
 
@@ -104,9 +105,18 @@ void DisplayList::clear() {
     _isInProgress = false;
 }
 
+/// Most layers are not animated, and pay for nothing here.
+template <class Action> void DisplayList::present(const CALayer &layer, const Action &action) {
+    if (!layer.hasAnimationsInPlace()) {
+        action(PresentedLayer(layer));
+        return;
+    }
+    const CALayerValues animated = layer.present(_time, _isInProgress);
+    action(PresentedLayer(layer, animated));
+}
+
 void DisplayList::addLayer(const PresentedLayer &layer, const Projection &projection,
                            const DeviceRect &clip) {
-    _isInProgress = _isInProgress || layer.isInProgress();
     const float opacity = layer.opacity();
     const std::uint32_t weight = opacity > 0 ? weightOf(opacity) : 0;
     if (weight == 0) {
@@ -147,8 +157,9 @@ void DisplayList::addInside(const PresentedLayer &layer, const Projection &proje
     }
     for (const Retained<CALayer> &sublayer : layer.layer().sublayers()) {
         if (!sublayer->isHidden()) {
-            const PresentedLayer presented(*sublayer, _time);
-            addLayer(presented, Projection(presented, layer, projection), clip);
+            present(*sublayer, [&](const PresentedLayer &presented) {
+                addLayer(presented, Projection(presented, layer, projection), clip);
+            });
         }
     }
 }

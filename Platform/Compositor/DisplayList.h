@@ -53,6 +53,7 @@ class DisplayList {
     void clear();
 
   private:
+    template <class Action> void present(const CALayer &layer, const Action &action);
     void addLayer(const PresentedLayer &layer, const Projection &projection,
                   const DeviceRect &clip);
     void addOpaqueLayer(const PresentedLayer &layer, const Projection &projection,

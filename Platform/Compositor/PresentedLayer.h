@@ -2,33 +2,32 @@
 
 #include "Platform/QuartzCore/CALayer.h"
 
-#include <optional>
-
-/// A layer as it looks at a time: its own values, or those that its animations give.
+/// A layer as it looks at a time: with its own values, or with those that its animations give. Must
+/// not outlive them.
 class PresentedLayer {
   public:
-    PresentedLayer(const CALayer &layer, NSTimeInterval time) : _layer(layer) {
-        if (layer.mayBeAnimated()) {
-            _isInProgress = layer.present(time, _animated.emplace());
-        }
-    }
+    explicit PresentedLayer(const CALayer &layer)
+        : _layer(layer), _position(layer.positionInPlace()), _bounds(layer.boundsInPlace()),
+          _transform(layer.transformInPlace()),
+          _sublayerTransform(layer.sublayerTransformInPlace()), _opacity(layer.opacityInPlace()) {}
+
+    PresentedLayer(const CALayer &layer, const CALayerValues &animated)
+        : _layer(layer), _position(animated.position), _bounds(animated.bounds),
+          _transform(animated.transform), _sublayerTransform(animated.sublayerTransform),
+          _opacity(animated.opacity) {}
 
     const CALayer &layer() const { return _layer; }
-    CGPoint position() const { return _animated ? _animated->position : _layer.position(); }
-    CGRect bounds() const { return _animated ? _animated->bounds : _layer.bounds(); }
-    float opacity() const { return _animated ? _animated->opacity : _layer.opacity(); }
-    const CATransform3D &transform() const {
-        return _animated ? _animated->transform : _layer.transformInPlace();
-    }
-    const CATransform3D &sublayerTransform() const {
-        return _animated ? _animated->sublayerTransform : _layer.sublayerTransformInPlace();
-    }
-
-    /// It will look different soon.
-    bool isInProgress() const { return _isInProgress; }
+    const CGPoint &position() const { return _position; }
+    const CGRect &bounds() const { return _bounds; }
+    const CATransform3D &transform() const { return _transform; }
+    const CATransform3D &sublayerTransform() const { return _sublayerTransform; }
+    float opacity() const { return _opacity; }
 
   private:
     const CALayer &_layer;
-    std::optional<CALayerValues> _animated;
-    bool _isInProgress = false;
+    const CGPoint &_position;
+    const CGRect &_bounds;
+    const CATransform3D &_transform;
+    const CATransform3D &_sublayerTransform;
+    const float _opacity;
 };

@@ -216,11 +216,6 @@ void CALayer::removeAllAnimations() {
     });
 }
 
-bool CALayer::hasAnimations() const {
-    const TreeAccess access;
-    return _animations && !_animations->isEmpty();
-}
-
 /// With the layer kept alive, whatever delegates do.
 void CALayer::onMainThread(const std::function<void()> &action) {
     if (NSThread::isMainThread()) {
@@ -243,14 +238,16 @@ CALayerValues CALayer::valuesBeforeCallOut() const {
 
 CALayerValues CALayer::presentationAt(NSTimeInterval time) const {
     const TreeAccess access;
-    CALayerValues result;
-    present(time, result);
-    return result;
+    bool isInProgress = false;
+    return present(time, isInProgress);
 }
 
-bool CALayer::present(NSTimeInterval time, CALayerValues &shown) const {
-    shown = values();
-    return _animations && _animations->apply(time, shown);
+CALayerValues CALayer::present(NSTimeInterval time, bool &isInProgress) const {
+    CALayerValues shown = values();
+    if (_hasAnimations) {
+        isInProgress = _animations->apply(time, shown) || isInProgress;
+    }
+    return shown;
 }
 
 /// False, and the animations are forgotten, when they have nothing more to do.

@@ -116,7 +116,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     void removeAnimationForKey(std::string_view key);
     void removeAllAnimations();
 
-    bool hasAnimations() const;
+    bool hasAnimations() const { return read(_hasAnimations); }
 
     /// The values that the layer shows at a time of the media clock.
     CALayerValues presentationAt(NSTimeInterval time) const;
@@ -128,15 +128,18 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     void didComposite();
 
     // In-place access for the compositor, which draws on the main thread.
+    const CGPoint &positionInPlace() const { return _position; }
+    const CGRect &boundsInPlace() const { return _bounds; }
+    float opacityInPlace() const { return _opacity; }
     const CATransform3D &transformInPlace() const { return _transform; }
     const CATransform3D &sublayerTransformInPlace() const {
         return _sublayerTransform ? *_sublayerTransform : CATransform3DIdentity;
     }
     CGImage *contentsInPlace() const { return _contents.get(); }
-    bool mayBeAnimated() const { return _animations != nullptr; }
+    bool hasAnimationsInPlace() const { return _hasAnimations; }
 
-    /// As presentationAt(); true while an animation is in progress.
-    bool present(NSTimeInterval time, CALayerValues &values) const;
+    /// As presentationAt(). Sets the flag when an animation is in progress.
+    CALayerValues present(NSTimeInterval time, bool &isInProgress) const;
 
   protected:
     ~CALayer() override;
@@ -197,6 +200,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     bool _changed = true;
     bool _hidden = false;
     bool _masksToBounds = false;
+    bool _hasAnimations = false;
     float _opacity = 1;
     std::uint64_t _latestChange = 0;
     std::unique_ptr<CALayerAnimations> _animations;

@@ -24,7 +24,7 @@ std::uint64_t callOutNumber() { return NSRunLoop::mainRunLoop().callOutNumber();
 
 CALayerAnimations::~CALayerAnimations() {
     for (const Entry &entry : _entries) {
-        NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(entry.calls.get(), kCall);
+        cancelCalls(entry);
     }
 }
 
@@ -45,6 +45,7 @@ void CALayerAnimations::add(CAAnimation &animation, std::string_view keyText) {
                         kept,
                         {animation, begin, {_before.shown, shown, present, placeInFlight}},
                         makeRetained<CallTarget>()});
+    _layer._hasAnimations = true;
     schedule(_entries.back(), now);
     _layer.setNeedsComposite();
 }
@@ -72,13 +73,23 @@ void CALayerAnimations::defer(const Entry &entry, NSTimeInterval delay,
         delay);
 }
 
+void CALayerAnimations::cancelCalls(const Entry &entry) {
+    if (entry.calls) {
+        NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(entry.calls.get(), kCall);
+    }
+}
+
 void CALayerAnimations::begins(std::uint64_t number) {
     if (find(number)) {
         _layer.setNeedsComposite();
     }
 }
 
+/// The last of the entry's calls: a loop with many calls need not look for others.
 void CALayerAnimations::ends(std::uint64_t number) {
+    if (Entry *entry = find(number)) {
+        entry->calls = nullptr;
+    }
     changeBegins();
     stop(number, true);
     const Entry *entry = find(number);
@@ -148,7 +159,8 @@ void CALayerAnimations::erase(std::uint64_t number) {
     }
     const Entry erased = std::move(*entry);
     _entries.erase(entry);
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(erased.calls.get(), kCall);
+    _layer._hasAnimations = !isEmpty();
+    cancelCalls(erased);
     _layer.setNeedsComposite();
 }
 
@@ -170,7 +182,12 @@ Retained<CAAnimation> CALayerAnimations::animationForKey(std::string_view key) c
 }
 
 bool CALayerAnimations::apply(NSTimeInterval time, CALayerValues &values) const {
-    const CALayerValues own = values;
+    std::optional<CALayerValues> kept;
+    if (std::any_of(_entries.begin(), _entries.end(),
+                    [](const Entry &entry) { return entry.running.leadsToOwnValues(); })) {
+        kept = values;
+    }
+    const CALayerValues &own = kept ? *kept : values;
     bool isInProgress = false;
     for (const Entry &entry : _entries) {
         isInProgress = entry.running.apply(time, own, values) || isInProgress;

@@ -47,7 +47,7 @@ class CALayerAnimations {
         Retained<CAAnimation> animation;
         CARunningAnimation running;
 
-        /// The target of the entry's deferred calls.
+        /// The target of the entry's deferred calls; null when none is left.
         Retained<NSObject> calls;
 
         /// Its delegate knows of its end.
@@ -73,6 +73,7 @@ class CALayerAnimations {
     void erase(std::uint64_t number);
     void ends(std::uint64_t number);
     void begins(std::uint64_t number);
+    static void cancelCalls(const Entry &entry);
     void schedule(const Entry &entry, NSTimeInterval now);
     void defer(const Entry &entry, NSTimeInterval delay,
                void (CALayerAnimations::*action)(std::uint64_t));

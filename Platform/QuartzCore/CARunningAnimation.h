@@ -36,6 +36,9 @@ class CARunningAnimation {
     /// It, or one in it, moves the layer by "transform.translation".
     bool isFlight() const;
 
+    /// It, or one in it, goes to a value of the layer's own: only then apply() looks at them.
+    bool leadsToOwnValues() const { return _leadsToOwnValues; }
+
   private:
     /// What one key path goes through.
     struct Course {
@@ -57,5 +60,6 @@ class CARunningAnimation {
     NSTimeInterval _begin;
     CAAnimationTiming _timing;
     std::optional<Course> _course;
+    bool _leadsToOwnValues = false;
     std::vector<CARunningAnimation> _members;
 };

@@ -308,14 +308,16 @@ TEST_F(CALayerAnimationTest, ChangesWhatThereIsToDrawWhenItIsAddedAndWhenItGoes)
     EXPECT_TRUE(layer->needsComposite());
 }
 
-TEST_F(CALayerAnimationTest, ALayerWithoutAnimationsKeepsNothingOfThem) {
-    EXPECT_FALSE(layer->mayBeAnimated());
+TEST_F(CALayerAnimationTest, ALayerKnowsWhetherItHasAnimations) {
+    EXPECT_FALSE(layer->hasAnimations());
     add(makeFade(0.0, 1.0));
-    EXPECT_TRUE(layer->mayBeAnimated());
-    runForSeconds(1);
-    nextCallOut();
-    layer->setPosition({1, 1});
-    EXPECT_FALSE(layer->mayBeAnimated());
+    add(makeFade(0.0, 1.0, 0.5), "shorter");
+    EXPECT_TRUE(layer->hasAnimations());
+    runForSeconds(0.5);
+    EXPECT_TRUE(layer->hasAnimations());
+    layer->removeAnimationForKey("key");
+    EXPECT_FALSE(layer->hasAnimations());
+    EXPECT_FALSE(layer->hasAnimationsInPlace());
 }
 
 TEST_F(CALayerAnimationTest, AnotherThreadsAnimationsComeToTheMainThread) {
