@@ -61,17 +61,29 @@ class SpritePainter::Positions {
         _v = fixed(back.ty + back.b * (_x + 0.5) + back.d * (_y + 0.5) - 0.5) + kHalfStepOfV;
     }
 
+    // Where a row's pixels would begin at the middle's column.
+    struct Line {
+        std::uint64_t u;
+        std::uint64_t v;
+    };
+
+    Line line(int y) const { return {_u + times(_stepUY, y - _y), _v + times(_stepVY, y - _y)}; }
+
     // The piece of a row from `x` up to `end` at most.
-    SpriteRow piece(int x, int y, int end) const {
+    SpriteRow piece(Line line, int x, int end) const {
         const int index = (x - _x + kPiece / 2) >> kPieceShift;
         const int middle = _x + index * kPiece;
+        if (index != 0) {
+            line.u += times(_stepUX, index * kPiece);
+            line.v += times(_stepVX, index * kPiece);
+        }
         const auto distance = static_cast<std::uint32_t>(x - middle);
-        const std::uint64_t u = _u + times(_stepUY, y - _y) + times(_stepUX, index * kPiece);
-        const std::uint64_t v = _v + times(_stepVY, y - _y) + times(_stepVX, index * kPiece);
         SpriteRow row;
         row.count = std::min(end, middle + kPiece / 2) - x;
-        row.u = static_cast<std::uint32_t>(u >> 16) + distance * static_cast<std::uint32_t>(step.u);
-        row.v = static_cast<std::uint32_t>(v >> 16) + distance * static_cast<std::uint32_t>(step.v);
+        row.u = static_cast<std::uint32_t>(line.u >> 16) +
+                distance * static_cast<std::uint32_t>(step.u);
+        row.v = static_cast<std::uint32_t>(line.v >> 16) +
+                distance * static_cast<std::uint32_t>(step.v);
         return row;
     }
 
@@ -127,8 +139,11 @@ void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const S
     const bool hasEdges = findInside(texels, quad, clip.rect);
     for (int y = _shown.top(); y < _shown.bottom(); y++) {
         clip.forEachRun(y, _shown.row(y).left, _shown.row(y).right, [&](int left, int right) {
-            const PolygonSpans::Span run{left, right};
-            const PolygonSpans::Span inside = hasEdges ? insideOf(run, y) : run;
+            if (!hasEdges) {
+                addInside(sprite, y, left, right);
+                return;
+            }
+            const PolygonSpans::Span inside = insideOf({left, right}, y);
             addEdge(sprite, y, left, inside.left);
             addInside(sprite, y, inside.left, inside.right);
             addEdge(sprite, y, inside.right, right);
@@ -202,8 +217,9 @@ void SpritePainter::addInside(const Sprite &sprite, int y, int from, int to) {
     const SpriteStep &step = sprite.positions.step;
     const auto mostU = static_cast<std::uint32_t>(source.lastU);
     const auto mostV = static_cast<std::uint32_t>(source.lastV);
+    const Positions::Line line = sprite.positions.line(y);
     while (from < to) {
-        SpriteRow row = sprite.positions.piece(from, y, to);
+        SpriteRow row = sprite.positions.piece(line, from, to);
         row.pixels = sprite.target.at(from, y);
         // Nothing outside of the picture is ever read, however odd its place.
         const auto steps = static_cast<std::uint32_t>(row.count - 1);
@@ -223,8 +239,9 @@ void SpritePainter::addInside(const Sprite &sprite, int y, int from, int to) {
 }
 
 void SpritePainter::addEdge(const Sprite &sprite, int y, int from, int to) {
+    const Positions::Line line = sprite.positions.line(y);
     while (from < to) {
-        SpriteRow row = sprite.positions.piece(from, y, to);
+        SpriteRow row = sprite.positions.piece(line, from, to);
         row.pixels = sprite.target.at(from, y);
         addEdgeRow(sprite, y, row, from);
         from += row.count;
