@@ -11,7 +11,7 @@ class WALLPAPER_EXPORT SoundPlay : public NSObject {
     SoundPlay() = default;
 
     /// Registers the sound of its own, switches sound on and sets the volume to 1. Where the file
-    /// is missing soundID() stays 0.
+    /// is missing soundID() stays as it was.
     void initSound();
     void setSoundSwitch(bool on);
     void setUIVolume(float volume);
