@@ -74,7 +74,11 @@ void SoundOutput::play(std::shared_ptr<Sound> sound) {
         _thread.join();
     }
     _isClosing = false;
-    _thread = std::thread([this] { run(); });
+    _thread = std::thread([this] {
+        run();
+        // SDL keeps a little for every thread, and knows of the ends of its own threads alone.
+        SDL_TLSCleanup();
+    });
 }
 
 void SoundOutput::close() {
