@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace Lumivera {
 
@@ -57,8 +58,12 @@ class Display : public RunLoopWaiter {
     /// False while nobody can see it.
     virtual bool isVisible() const = 0;
 
+    /// Draws into the display's pixels and tells what to show anew, as Compositor::composite()
+    /// does.
+    using Drawing = std::function<const std::vector<DeviceRect> &(const CompositorTarget &)>;
+
     /// Lets `draw` fill the display's pixels and shows them. Nothing happens while there are none.
-    virtual void present(const std::function<void(const CompositorTarget &)> &draw) = 0;
+    virtual void present(const Drawing &draw) = 0;
 
     virtual void setTitle(const std::string &title) = 0;
     virtual void toggleFullScreen() = 0;

@@ -72,9 +72,9 @@ void Show::callOutEnded() {
 
 void Show::draw() {
     const NSTimeInterval start = CACurrentMediaTime();
-    _display.present([this](const CompositorTarget &target) {
-        _compositor.composite(*root().layer(), target, _display.density());
+    _display.present([this](const CompositorTarget &target) -> const std::vector<DeviceRect> & {
         _isPictureWanted = false;
+        return _compositor.composite(*root().layer(), target, _display.density());
     });
     if (_compositor.isAnimationInProgress() && !_isFramePending) {
         drawNextFrame(std::max(0.0, start + kFrameTime - CACurrentMediaTime()));

@@ -129,35 +129,43 @@ bool SDLDisplay::isVisible() const {
     return (SDL_GetWindowFlags(_window) & (SDL_WINDOW_HIDDEN | SDL_WINDOW_MINIMIZED)) == 0;
 }
 
-void SDLDisplay::present(const std::function<void(const CompositorTarget &)> &draw) {
+void SDLDisplay::present(const Drawing &draw) {
     SDL_Surface *surface = SDL_GetWindowSurface(_window);
     if (!surface || surface->w < 1 || surface->h < 1 || SDL_LockSurface(surface) != 0) {
         return;
     }
     if (isOurFormat(*surface)) {
-        drawInto(static_cast<std::uint32_t *>(surface->pixels), *surface,
-                 static_cast<std::size_t>(surface->pitch / 4), draw);
+        show(drawInto(static_cast<std::uint32_t *>(surface->pixels), *surface,
+                      static_cast<std::size_t>(surface->pitch / 4), draw));
     } else {
         const auto width = static_cast<std::size_t>(surface->w);
         _pixels.resize(width * static_cast<std::size_t>(surface->h));
-        drawInto(_pixels.data(), *surface, width, draw);
+        show(drawInto(_pixels.data(), *surface, width, draw));
         SDL_ConvertPixels(surface->w, surface->h, SDL_PIXELFORMAT_ARGB8888, _pixels.data(),
                           surface->w * 4, surface->format->format, surface->pixels, surface->pitch);
     }
     SDL_UnlockSurface(surface);
-    SDL_UpdateWindowSurface(_window);
+    SDL_UpdateWindowSurfaceRects(_window, _shown.data(), static_cast<int>(_shown.size()));
 }
 
 /// The memory keeps the last picture as long as nothing happens to the window.
-void SDLDisplay::drawInto(std::uint32_t *pixels, const SDL_Surface &surface, std::size_t stride,
-                          const std::function<void(const CompositorTarget &)> &draw) {
+const std::vector<DeviceRect> &SDLDisplay::drawInto(std::uint32_t *pixels,
+                                                    const SDL_Surface &surface, std::size_t stride,
+                                                    const Drawing &draw) {
     CompositorTarget target{pixels, static_cast<std::size_t>(surface.w),
                             static_cast<std::size_t>(surface.h), stride};
     const bool isKept = target.pixels == _drawn.pixels && target.width == _drawn.width &&
                         target.height == _drawn.height && target.stride == _drawn.stride;
     _drawn = target;
     target.age = isKept ? 1 : 0;
-    draw(target);
+    return draw(target);
+}
+
+void SDLDisplay::show(const std::vector<DeviceRect> &rects) {
+    _shown.clear();
+    for (const DeviceRect &rect : rects) {
+        _shown.push_back({rect.left, rect.top, rect.width(), rect.height()});
+    }
 }
 
 void SDLDisplay::setTitle(const std::string &title) { SDL_SetWindowTitle(_window, title.c_str()); }

@@ -10,6 +10,7 @@
 
 struct SDL_Surface;
 struct SDL_Window;
+struct SDL_Rect;
 union SDL_Event;
 
 namespace Lumivera {
@@ -27,7 +28,7 @@ class SDLDisplay final : public Display {
     CGSize size() const override;
     CGFloat density() const override;
     bool isVisible() const override;
-    void present(const std::function<void(const CompositorTarget &)> &draw) override;
+    void present(const Drawing &draw) override;
     void setTitle(const std::string &title) override;
     void toggleFullScreen() override;
 
@@ -36,8 +37,9 @@ class SDLDisplay final : public Display {
 
   private:
     void openWindow(CGSize size, const std::string &title, const std::string &wayOut);
-    void drawInto(std::uint32_t *pixels, const SDL_Surface &surface, std::size_t stride,
-                  const std::function<void(const CompositorTarget &)> &draw);
+    const std::vector<DeviceRect> &drawInto(std::uint32_t *pixels, const SDL_Surface &surface,
+                                            std::size_t stride, const Drawing &draw);
+    void show(const std::vector<DeviceRect> &rects);
     void note(const SDL_Event &event);
     void serveEvents();
     void serve(const SDL_Event &event);
@@ -51,6 +53,7 @@ class SDLDisplay final : public Display {
     Listener *_listener = nullptr;
     PointerGestures _pointer;
     CompositorTarget _drawn;
+    std::vector<SDL_Rect> _shown;
     std::vector<SDL_Event> _events;
     std::vector<std::uint32_t> _pixels;
     std::uint32_t _wakeEvent = 0;

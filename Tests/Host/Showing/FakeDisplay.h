@@ -19,7 +19,7 @@ class FakeDisplay final : public Lumivera::Display {
     CGFloat density() const override { return _density; }
     bool isVisible() const override { return _isVisible; }
 
-    void present(const std::function<void(const CompositorTarget &)> &draw) override {
+    void present(const Drawing &draw) override {
         const auto width = static_cast<std::size_t>(std::lround(_size.width * _density));
         const auto height = static_cast<std::size_t>(std::lround(_size.height * _density));
         _pixels.assign(width * height, 0);
