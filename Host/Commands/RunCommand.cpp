@@ -4,6 +4,7 @@
 #include "Host/Displays/SDL/SDLDisplay.h"
 #include "Host/Showing/WallpaperShow.h"
 #include "Host/Support/SignalWatch.h"
+#include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSThread.h"
 
 #include <CLI/CLI.hpp>
@@ -66,6 +67,7 @@ void RunCommand::run() {
                            bundle.title(), kWithoutDisplay);
         WallpaperShow(display, bundle, {settings, _seconds, _trace}).run();
         letThreadsEnd();
+        AudioServicesCloseDevice();
     }
 }
 

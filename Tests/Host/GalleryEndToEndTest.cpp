@@ -6,6 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -159,6 +162,30 @@ TEST_F(GalleryCommandTest, TakesTheNextDenserFlowerThatThereIs) {
 TEST_F(GalleryCommandTest, TellsHowToSeeItWithoutADisplay) {
     const auto run = gallery({}, {"DISPLAY", "WAYLAND_DISPLAY", "SDL_VIDEODRIVER"});
     expectRefusal(run, 1, "lumivera gallery -o");
+}
+
+// The sine of another machine may round the last bit of a sample the other way.
+TEST_F(GalleryCommandTest, HasTheChimeThatItsProgramMakes) {
+    if (!isInstalled("python3")) {
+        GTEST_SKIP() << "python3 is not installed";
+    }
+    const std::string path = _folder.pathOf("made.wav");
+    outputOf("python3 " LUMIVERA_SOURCE_DIR "/Host/Sounds/chime.py " + path);
+    const std::string made = contentsOf(path);
+    const std::string shipped = contentsOf(LUMIVERA_BUILD_DIR "/share/lumivera/sounds/chime.wav");
+    ASSERT_EQ(made.size(), shipped.size());
+    constexpr std::size_t kHeader = 44;
+    EXPECT_EQ(made.substr(0, kHeader), shipped.substr(0, kHeader));
+    int loudest = 0, largestDifference = 0;
+    for (std::size_t i = kHeader; i + 1 < made.size(); i += 2) {
+        std::int16_t first = 0, second = 0;
+        std::memcpy(&first, made.data() + i, 2);
+        std::memcpy(&second, shipped.data() + i, 2);
+        loudest = std::max(loudest, std::abs(int{second}));
+        largestDifference = std::max(largestDifference, std::abs(first - second));
+    }
+    EXPECT_LE(largestDifference, 1);
+    EXPECT_NEAR(loudest, 16384, 2) << "half as loud as can be";
 }
 
 TEST_F(GalleryCommandTest, ExplainsItself) {
