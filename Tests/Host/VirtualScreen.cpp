@@ -56,8 +56,10 @@ VirtualScreen::VirtualScreen() {
         const std::string number = std::to_string(ends[1]);
         const int nothing = open("/dev/null", O_WRONLY);
         dup2(nothing, STDERR_FILENO);
+        // Without -noreset the server begins anew when a tool that looked around was its only
+        // client, and turns away whoever comes meanwhile.
         execlp("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-screen", "0", "800x800x24",
-               "-nolisten", "tcp", nullptr);
+               "-nolisten", "tcp", "-noreset", nullptr);
         _exit(127);
     }
     close(ends[1]);

@@ -37,7 +37,7 @@ class Window : public ProgramWindowTest {
     void begin(const std::vector<std::string> &more = {}) {
         start(more);
         ASSERT_TRUE(eventually([this] { return !lines().empty(); })) << "no frame was shown";
-        findWindow("Blossom Lake");
+        ASSERT_NO_FATAL_FAILURE(findWindow("Blossom Lake"));
     }
 
     std::string trace() const { return _folder.pathOf("trace"); }
