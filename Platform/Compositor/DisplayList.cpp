@@ -7,6 +7,10 @@ namespace {
 
 constexpr std::uint32_t kFullWeight = 65536;
 
+// A layer's group, mask, colour and contents. Groups are taken apart into fewer than they have
+// members.
+constexpr std::size_t kMostItemsOfLayer = 4;
+
 std::uint32_t weightOf(float opacity) {
     return static_cast<std::uint32_t>(std::min(opacity, 1.0F) * float{kFullWeight} + 0.5F);
 }
@@ -98,15 +102,29 @@ void DisplayList::build(const CALayer &root, const DeviceRect &device, double sc
             addLayer(presented, Projection(presented, scale), device);
         });
     }
+    takeMemory();
+}
+
+// What the tree may need at most, whichever layers overlap or are on the screen: so a later picture
+// of it takes no memory.
+void DisplayList::takeMemory() {
+    const std::size_t most = _layerCount * kMostItemsOfLayer;
+    _items.reserve(most);
+    _members.reserve(most);
+    _memberBounds.reserve(most);
+    _next.reserve(most);
+    _clustered.reserve(most);
 }
 
 void DisplayList::clear() {
     _items.clear();
+    _layerCount = 0;
     _isInProgress = false;
 }
 
 /// Most layers are not animated, and pay for nothing here.
 template <class Action> void DisplayList::present(const CALayer &layer, const Action &action) {
+    _layerCount++;
     if (!layer.hasAnimationsInPlace()) {
         action(PresentedLayer(layer));
         return;
@@ -248,8 +266,6 @@ void DisplayList::endGroup(std::size_t index) {
     }
     const std::vector<std::size_t> &leaders = _overlaps.find(_memberBounds);
     const std::size_t count = leaders.size();
-    // However they overlap, so that no later picture needs more.
-    _clustered.reserve(_items.size() - index + count);
     _next.assign(count, count);
     for (std::size_t member = count; member-- > 0;) {
         if (leaders[member] != member) {

@@ -53,6 +53,7 @@ class DisplayList {
     void clear();
 
   private:
+    void takeMemory();
     template <class Action> void present(const CALayer &layer, const Action &action);
     void addLayer(const PresentedLayer &layer, const Projection &projection,
                   const DeviceRect &clip);
@@ -75,6 +76,7 @@ class DisplayList {
     DeviceRect boundsOfMembers(std::size_t index) const;
 
     std::vector<DisplayItem> _items;
+    std::size_t _layerCount = 0;
     NSTimeInterval _time = 0;
     bool _isInProgress = false;
 

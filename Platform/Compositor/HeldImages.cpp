@@ -1,18 +1,16 @@
 #include "Platform/Compositor/HeldImages.h"
 
+#include <utility>
+
 void HeldImages::follow(const std::vector<DisplayItem> &items) {
-    _frame++;
+    std::swap(_images, _before);
+    _images.reserve(items.capacity());
     const CGImage *latest = nullptr;
     for (const DisplayItem &item : items) {
-        if (!item.image || item.image == latest) {
-            continue;
-        }
-        latest = item.image;
-        Entry &entry = _images[item.image];
-        entry.lastUsed = _frame;
-        if (!entry.image) {
-            entry.image = Retained<CGImage>(item.image);
+        if (item.image && item.image != latest) {
+            latest = item.image;
+            _images.emplace_back(item.image);
         }
     }
-    std::erase_if(_images, [&](const auto &pair) { return pair.second.lastUsed != _frame; });
+    _before.clear();
 }

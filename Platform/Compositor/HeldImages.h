@@ -3,10 +3,10 @@
 #include "Platform/Compositor/DisplayList.h"
 #include "Platform/CoreGraphics/CGImage.h"
 
-#include <unordered_map>
+#include <vector>
 
 /// Keeps the images of the latest display list alive, so that no new one can have the address of
-/// one that was shown.
+/// one that was shown. Keeps its memory.
 class HeldImages {
   public:
     /// Lets go of what this list no longer shows.
@@ -14,11 +14,6 @@ class HeldImages {
     void purge() { _images.clear(); }
 
   private:
-    struct Entry {
-        Retained<CGImage> image;
-        unsigned lastUsed = 0;
-    };
-
-    unsigned _frame = 0;
-    std::unordered_map<CGImage *, Entry> _images;
+    std::vector<Retained<CGImage>> _images;
+    std::vector<Retained<CGImage>> _before;
 };

@@ -18,6 +18,7 @@ bool ListChanges::areSame(const Unit &unit, const Unit &other) {
 
 void ListChanges::list(const DisplayList &items, std::vector<Unit> &units) {
     units.clear();
+    units.reserve(items.items().capacity());
     const DisplayItem *const end = items.items().data() + items.items().size();
     for (const DisplayItem *item = items.items().data(); item < end; item += item->length) {
         units.push_back({item});

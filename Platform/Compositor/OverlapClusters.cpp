@@ -3,6 +3,8 @@
 #include <numeric>
 
 const std::vector<std::size_t> &OverlapClusters::find(const std::vector<DeviceRect> &rects) {
+    _leaders.reserve(rects.capacity());
+    _fromTop.reserve(rects.capacity());
     _leaders.resize(rects.size());
     std::iota(_leaders.begin(), _leaders.end(), 0);
     _fromTop = _leaders;

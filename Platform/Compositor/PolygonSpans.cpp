@@ -12,6 +12,9 @@ constexpr double kTouching = 1.0 / 65536;
 // Edges within this many pixels are followed with whole numbers that have 32 fractional bits.
 constexpr double kNear = 1 << 28;
 
+// More than most sprites have, so that few take memory.
+constexpr std::size_t kLeastRows = 1024;
+
 std::int64_t fixed(double value) { return static_cast<std::int64_t>(value * 4294967296.0); }
 
 // The first row or column whose centre is at or behind the place given, within bounds that are not
@@ -45,6 +48,8 @@ void PolygonSpans::find(std::span<const Point> polygon, const DeviceRect &clip) 
     _bottom = std::max(_top, firstFrom(bottom, clip.top, clip.bottom));
     _clipLeft = clip.left;
     _clipRight = clip.right;
+    _lefts.reserve(kLeastRows);
+    _rights.reserve(kLeastRows);
     _lefts.assign(static_cast<std::size_t>(_bottom - _top), std::numeric_limits<int>::max());
     _rights.assign(static_cast<std::size_t>(_bottom - _top), std::numeric_limits<int>::min());
     const Point *from = &polygon.back();
