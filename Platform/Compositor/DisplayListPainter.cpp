@@ -3,6 +3,7 @@
 #include "Platform/Compositor/ProjectivePainter.h"
 #include "Platform/Compositor/QuadPainter.h"
 
+#include <atomic>
 #include <cmath>
 
 namespace {
@@ -14,6 +15,9 @@ constexpr std::uint32_t kBlack = 0xFF000000;
 // other is still near the processor.
 constexpr int kBandBytes = 1 << 22;
 constexpr int kLeastBandRows = 16;
+
+// Where threads share a picture.
+constexpr int kBandsAThread = 4;
 
 // Moved by less than this, no pixel changes.
 constexpr double kUnseen = 1.0 / 4096;
@@ -60,19 +64,38 @@ void clear(const PixelArea &area, const PaintClip &clip, std::uint32_t pixel) {
 
 } // namespace
 
-void DisplayListPainter::mark(const DisplayItem &item, CellMask &mask, CellMask *again) {
+DisplayListPainter::DisplayListPainter(const PixelKernels &kernels) : _kernels(kernels) {
+    setThreads(1);
+}
+
+void DisplayListPainter::setThreads(unsigned count) {
+    _helpers.clear();
+    _hands.clear();
+    _hands.emplace_back(_kernels);
+    while (_hands.size() < count) {
+        _hands.emplace_back(_kernels);
+        _helpers.emplace_back();
+    }
+}
+
+void DisplayListPainter::mark(const DisplayItem &item, CellMask &mask) {
+    mark(item, mask, nullptr, _hands.front().sprites);
+}
+
+void DisplayListPainter::mark(const Item &item, CellMask &mask, CellMask *again,
+                              SpritePainter &sprites) {
     if (item.kind == Item::Kind::Group) {
         for (const Item *member = &item + 1; member < &item + item.length;
              member += member->length) {
-            mark(*member, mask, again);
+            mark(*member, mask, again, sprites);
         }
         return;
     }
     if (item.kind == Item::Kind::Picture && !item.isInPerspective() &&
         !isCopy(item.map, *item.image) && !isWorthScaling(item)) {
         if (const auto picture = sampled(item)) {
-            _sprites.mark(item.bounds.intersection(mask.area()), *picture->texels, picture->quad,
-                          mask, again);
+            sprites.mark(item.bounds.intersection(mask.area()), *picture->texels, picture->quad,
+                         mask, again);
         }
         return;
     }
@@ -83,18 +106,49 @@ void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
                                const CellMask *mask) {
     const std::vector<Item> &items = list.items();
     const bool isHidden = !items.empty() && hidesAll(items.front());
-    const int rows = std::max(kBandBytes / (_device.width() * 4), kLeastBandRows);
-    _buffers.setLargest(
-        {_device.left, _device.top, _device.right, std::min(_device.top + rows, _device.bottom)});
-    for (int top = _device.top; top < _device.bottom; top += rows) {
-        const DeviceRect band{_device.left, top, _device.right,
-                              std::min(top + rows, _device.bottom)};
-        const PaintClip clip{band, mask};
-        if (!isHidden) {
-            clear(target, clip, kBlack);
+    const int rows = bandRows(list);
+    std::atomic<int> nextTop{_device.top};
+    const auto work = [&](Hand &hand) {
+        hand.buffers.setLargest({_device.left, _device.top, _device.right,
+                                 std::min(_device.top + rows, _device.bottom)});
+        for (int top; (top = nextTop.fetch_add(rows)) < _device.bottom;) {
+            const DeviceRect band{_device.left, top, _device.right,
+                                  std::min(top + rows, _device.bottom)};
+            paintBand(list, {hand, target, {band, mask}, kFullWeight}, isHidden);
         }
-        paintMembers(items.data(), items.data() + items.size(), {target, clip, kFullWeight});
+    };
+    const bool isShared = rows < _device.height();
+    for (std::size_t i = 0; isShared && i < _helpers.size(); i++) {
+        _helpers[i].start([&work, &hand = _hands[i + 1]] { work(hand); });
     }
+    work(_hands.front());
+    for (std::size_t i = 0; isShared && i < _helpers.size(); i++) {
+        _helpers[i].finish();
+    }
+}
+
+// Several for each thread, so that they end at the same time. More large pictures than are kept
+// would drive out what another thread draws: then one draws all.
+int DisplayListPainter::bandRows(const DisplayList &list) const {
+    if (_helpers.empty()) {
+        return std::max(kBandBytes / (_device.width() * 4), kLeastBandRows);
+    }
+    const auto isLarge = [&](const Item &item) {
+        return item.kind == Item::Kind::Picture && isWorthScaling(item);
+    };
+    const auto large = std::count_if(list.items().begin(), list.items().end(), isLarge);
+    if (static_cast<std::size_t>(large) > ScaledPictures::kMostEntries) {
+        return _device.height();
+    }
+    const int bands = kBandsAThread * static_cast<int>(_hands.size());
+    return std::max(_device.height() / bands, kLeastBandRows);
+}
+
+void DisplayListPainter::paintBand(const DisplayList &list, const Canvas &canvas, bool isHidden) {
+    if (!isHidden) {
+        clear(canvas.target, canvas.clip, kBlack);
+    }
+    paintMembers(list.items().data(), list.items().data() + list.items().size(), canvas);
 }
 
 void DisplayListPainter::endFrame() {
@@ -103,7 +157,9 @@ void DisplayListPainter::endFrame() {
 }
 
 void DisplayListPainter::purge() {
-    _buffers.purge();
+    for (Hand &hand : _hands) {
+        hand.buffers.purge();
+    }
     _scaled.purge();
     _pictures.purge();
 }
@@ -133,7 +189,7 @@ void DisplayListPainter::paintItem(const Item &item, const Canvas &canvas) {
     if (clip.rect.isEmpty()) {
         return;
     }
-    const Canvas inside{canvas.target, clip, product(item.weight, canvas.weight)};
+    const Canvas inside{canvas.hand, canvas.target, clip, product(item.weight, canvas.weight)};
     if (item.isInPerspective() && item.kind != Item::Kind::Mask) {
         paintInPerspective(item, inside);
         return;
@@ -158,46 +214,46 @@ void DisplayListPainter::paintItem(const Item &item, const Canvas &canvas) {
 
 // Only where members may overlap need they be drawn as one first. Elsewhere each fades by itself.
 void DisplayListPainter::paintGroup(const Item &group, const Canvas &canvas) {
-    GroupBuffers::Buffer &buffer = _buffers.take(canvas.clip.rect);
-    mark(group, buffer.shown, &buffer.shared);
+    GroupBuffers::Buffer &buffer = canvas.hand.buffers.take(canvas.clip.rect);
+    mark(group, buffer.shown, &buffer.shared, canvas.hand.sprites);
     if (canvas.clip.mask) {
         buffer.shown.keep(*canvas.clip.mask);
         buffer.shared.keep(*canvas.clip.mask);
     }
     buffer.shown.remove(buffer.shared);
     paintMembers(&group + 1, &group + group.length,
-                 {canvas.target, {canvas.clip.rect, &buffer.shown}, canvas.weight});
+                 {canvas.hand, canvas.target, {canvas.clip.rect, &buffer.shown}, canvas.weight});
     if (!buffer.shared.isEmpty()) {
         paintShared(group, buffer, canvas);
     }
-    _buffers.giveBack();
+    canvas.hand.buffers.giveBack();
 }
 
 void DisplayListPainter::paintShared(const Item &group, GroupBuffers::Buffer &buffer,
                                      const Canvas &canvas) {
     const DeviceRect &area = buffer.shared.area();
     const PixelArea pixels = buffer.pixels(area);
-    paintInto(pixels, buffer.shared, group);
+    paintInto(pixels, buffer.shared, group, canvas.hand);
     QuadPainter::copyPicture(_kernels, canvas.target, {area, &buffer.shared},
                              {pixels.pixels, area.width(), area.height(), false}, area.left,
                              area.top, canvas.weight);
 }
 
 void DisplayListPainter::paintMask(const Item &group, const Canvas &canvas) {
-    GroupBuffers::Buffer &buffer = _buffers.take(canvas.clip.rect);
+    GroupBuffers::Buffer &buffer = canvas.hand.buffers.take(canvas.clip.rect);
     for (const Item *member = &group + 1; member < &group + group.length;
          member += member->length) {
-        mark(*member, buffer.shown);
+        mark(*member, buffer.shown, nullptr, canvas.hand.sprites);
     }
     if (canvas.clip.mask) {
         buffer.shown.keep(*canvas.clip.mask);
     }
     const DeviceRect &area = buffer.shown.area();
     const PixelArea pixels = buffer.pixels(area);
-    paintInto(pixels, buffer.shown, group);
+    paintInto(pixels, buffer.shown, group, canvas.hand);
     copyMasked(group, {pixels.pixels, area.width(), area.height(), false},
-               {canvas.target, {area, &buffer.shown}, canvas.weight});
-    _buffers.giveBack();
+               {canvas.hand, canvas.target, {area, &buffer.shown}, canvas.weight});
+    canvas.hand.buffers.giveBack();
 }
 
 // The picture fills the canvas's clip.
@@ -215,10 +271,10 @@ void DisplayListPainter::copyMasked(const Item &mask, const Picture &picture,
 }
 
 void DisplayListPainter::paintInto(const PixelArea &pixels, const CellMask &shown,
-                                   const Item &group) {
+                                   const Item &group, Hand &hand) {
     const PaintClip clip{pixels.area, &shown};
     clear(pixels, clip, 0);
-    paintMembers(&group + 1, &group + group.length, {pixels, clip, kFullWeight});
+    paintMembers(&group + 1, &group + group.length, {hand, pixels, clip, kFullWeight});
 }
 
 void DisplayListPainter::paintPicture(const Item &item, const Canvas &canvas) {
@@ -231,7 +287,8 @@ void DisplayListPainter::paintPicture(const Item &item, const Canvas &canvas) {
         QuadPainter::copyPicture(_kernels, canvas.target, canvas.clip, scaledFor(item),
                                  item.bounds.left, item.bounds.top, canvas.weight);
     } else if (const auto picture = sampled(item)) {
-        _sprites.draw(canvas.target, canvas.clip, *picture->texels, picture->quad, canvas.weight);
+        canvas.hand.sprites.draw(canvas.target, canvas.clip, *picture->texels, picture->quad,
+                                 canvas.weight);
     }
 }
 
@@ -239,6 +296,7 @@ Picture DisplayListPainter::scaledFor(const Item &item) {
     CGImage &image = *item.image;
     const Picture whole = Picture::whole(image);
     const Affine map = texelMap(item.map, whole.width, whole.height);
+    const std::lock_guard lock(_preparing);
     return _scaled.scaled(image, {map.tx, map.a}, {map.ty, map.d}, item.bounds);
 }
 
@@ -253,11 +311,16 @@ std::optional<DisplayListPainter::Sampled> DisplayListPainter::sampled(const Ite
     }
     const int halvingsX = halvings(quad->unitsX(), picture.width);
     const int halvingsY = halvings(quad->unitsY(), picture.height);
-    const SpriteTexels &texels = _pictures.texels(*item.image, halvingsX, halvingsY);
+    const SpriteTexels &texels = texelsOf(*item.image, halvingsX, halvingsY);
     if (halvingsX > 0 || halvingsY > 0) {
         quad = quadOf(texels.width(), texels.height());
     }
     return quad ? std::optional(Sampled{&texels, *quad}) : std::nullopt;
+}
+
+const SpriteTexels &DisplayListPainter::texelsOf(CGImage &image, int halvingsX, int halvingsY) {
+    const std::lock_guard lock(_preparing);
+    return _pictures.texels(image, halvingsX, halvingsY);
 }
 
 void DisplayListPainter::paintInPerspective(const Item &item, const Canvas &canvas) {
@@ -272,8 +335,8 @@ void DisplayListPainter::paintInPerspective(const Item &item, const Canvas &canv
     const Picture picture = Picture::whole(*item.image);
     const CGSize units = quad->unitsWithin(item.bounds);
     const SpriteTexels &texels =
-        _pictures.texels(*item.image, halvings(units.width * picture.width, picture.width),
-                         halvings(units.height * picture.height, picture.height));
+        texelsOf(*item.image, halvings(units.width * picture.width, picture.width),
+                 halvings(units.height * picture.height, picture.height));
     ProjectivePainter::drawPicture(canvas.target, canvas.clip, texels, *quad, canvas.weight);
 }
 

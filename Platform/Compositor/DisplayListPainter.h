@@ -3,24 +3,30 @@
 #include "Platform/Compositor/DisplayList.h"
 #include "Platform/Compositor/GroupBuffers.h"
 #include "Platform/Compositor/PaintClip.h"
+#include "Platform/Compositor/PaintHelper.h"
 #include "Platform/Compositor/ScaledPictures.h"
 #include "Platform/Compositor/SpritePainter.h"
 #include "Platform/Compositor/SpritePictures.h"
 
+#include <deque>
+#include <mutex>
 #include <optional>
 
-/// Draws display lists with the processor, and keeps what it prepared for them.
+/// Draws display lists with the processor, and keeps what it prepared for them. One thread calls;
+/// others may help it to draw.
 class DisplayListPainter {
   public:
     /// Draws with these loops.
-    explicit DisplayListPainter(const PixelKernels &kernels)
-        : _kernels(kernels), _sprites(kernels) {}
+    explicit DisplayListPainter(const PixelKernels &kernels);
+
+    /// How many threads draw, the caller's included; 1 at first.
+    void setThreads(unsigned count);
 
     /// Comes before the other calls of a frame; `device` is the whole target.
     void beginFrame(const DeviceRect &device) { _device = device; }
 
-    /// Adds the pixels that an item of a list, with its members, may change; see CellMask::add().
-    void mark(const DisplayItem &item, CellMask &mask, CellMask *again = nullptr);
+    /// Adds the pixels that an item of a list, with its members, may change.
+    void mark(const DisplayItem &item, CellMask &mask);
 
     /// Draws over black: all, or only what is in the mask, whose area is the device. A pixel comes
     /// out the same either way.
@@ -39,31 +45,49 @@ class DisplayListPainter {
         DeviceQuad quad;
     };
 
-    // Where to draw, and how much of everything's weight counts there.
+    // What a thread draws with.
+    struct Hand {
+        explicit Hand(const PixelKernels &kernels) : sprites(kernels) {}
+
+        SpritePainter sprites;
+        GroupBuffers buffers;
+    };
+
+    // Where and with what to draw, and how much of everything's weight counts there.
     struct Canvas {
+        Hand &hand;
         const PixelArea &target;
         PaintClip clip;
         std::uint32_t weight;
     };
 
     bool hidesAll(const Item &item);
+    int bandRows(const DisplayList &list) const;
+    void paintBand(const DisplayList &list, const Canvas &canvas, bool isHidden);
+    void mark(const Item &item, CellMask &mask, CellMask *again, SpritePainter &sprites);
     void paintMembers(const Item *first, const Item *end, const Canvas &canvas);
     void paintItem(const Item &item, const Canvas &canvas);
     void paintGroup(const Item &group, const Canvas &canvas);
     void paintShared(const Item &group, GroupBuffers::Buffer &buffer, const Canvas &canvas);
     void paintMask(const Item &group, const Canvas &canvas);
-    void paintInto(const PixelArea &pixels, const CellMask &shown, const Item &group);
+    void paintInto(const PixelArea &pixels, const CellMask &shown, const Item &group, Hand &hand);
     void paintPicture(const Item &item, const Canvas &canvas);
     void paintInPerspective(const Item &item, const Canvas &canvas);
     void copyMasked(const Item &mask, const Picture &picture, const Canvas &canvas);
     Picture scaledFor(const Item &item);
     std::optional<Sampled> sampled(const Item &item);
+    const SpriteTexels &texelsOf(CGImage &image, int halvingsX, int halvingsY);
     bool isWorthScaling(const Item &item) const;
 
     const PixelKernels &_kernels;
     DeviceRect _device;
-    GroupBuffers _buffers;
+
+    // The first one is the caller's.
+    std::deque<Hand> _hands;
+    std::deque<PaintHelper> _helpers;
+
+    // Guards what threads share while they draw.
+    std::mutex _preparing;
     ScaledPictures _scaled;
     SpritePictures _pictures;
-    SpritePainter _sprites;
 };

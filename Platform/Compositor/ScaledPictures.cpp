@@ -2,13 +2,6 @@
 
 #include <algorithm>
 
-namespace {
-
-// Each may be as large as the screen.
-constexpr std::size_t kMostEntries = 4;
-
-} // namespace
-
 Picture ScaledPictures::scaled(CGImage &image, const PictureScaler::Axis &x,
                                const PictureScaler::Axis &y, const DeviceRect &area) {
     const auto found = std::find_if(_entries.begin(), _entries.end(), [&](const Entry &entry) {
@@ -19,7 +12,7 @@ Picture ScaledPictures::scaled(CGImage &image, const PictureScaler::Axis &x,
         return found->picture();
     }
     if (_entries.size() == kMostEntries) {
-        _entries.pop_front();
+        makeRoom();
     }
     const Picture whole{image.pixels(), static_cast<int>(image.width()),
                         static_cast<int>(image.height()), image.isOpaque()};
@@ -29,6 +22,13 @@ Picture ScaledPictures::scaled(CGImage &image, const PictureScaler::Axis &x,
     _entries.push_back(
         {Retained<CGImage>(&image), x, y, area, std::move(pixels), opaque, /*used*/ true});
     return _entries.back().picture();
+}
+
+// What this frame uses may be being drawn.
+void ScaledPictures::makeRoom() {
+    const auto unused = std::find_if(_entries.begin(), _entries.end(),
+                                     [](const Entry &entry) { return !entry.used; });
+    _entries.erase(unused == _entries.end() ? _entries.begin() : unused);
 }
 
 void ScaledPictures::endFrame() {

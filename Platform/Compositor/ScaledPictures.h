@@ -11,8 +11,11 @@
 /// long as every frame uses it.
 class ScaledPictures {
   public:
+    /// Each may be as large as the screen.
+    static constexpr std::size_t kMostEntries = 4;
+
     /// The pixels of `area`, where the image's texels lie along the axes as given. Valid until
-    /// the next call of any of these functions.
+    /// the end of the frame, or until kMostEntries others were asked for in it.
     Picture scaled(CGImage &image, const PictureScaler::Axis &x, const PictureScaler::Axis &y,
                    const DeviceRect &area);
 
@@ -32,6 +35,8 @@ class ScaledPictures {
 
         Picture picture() const { return {pixels.data(), area.width(), area.height(), opaque}; }
     };
+
+    void makeRoom();
 
     std::list<Entry> _entries;
 };

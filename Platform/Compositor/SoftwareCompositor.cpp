@@ -44,6 +44,7 @@ class SoftwareCompositor::Frames {
         _painter.endFrame();
     }
 
+    void setThreads(unsigned count) { _painter.setThreads(count); }
     bool isInProgress() const { return _now.isInProgress(); }
     const std::vector<DeviceRect> &changed() { return _history.latestRects(); }
     const std::vector<DeviceRect> &nothing() const { return _nothing; }
@@ -73,6 +74,10 @@ SoftwareCompositor::SoftwareCompositor(const PixelKernels &kernels)
     : _frames(std::make_unique<Frames>(kernels)) {}
 
 SoftwareCompositor::~SoftwareCompositor() = default;
+
+void SoftwareCompositor::setThreads(unsigned count) {
+    _frames->setThreads(std::clamp(count, 1U, 16U));
+}
 
 const std::vector<DeviceRect> &
 SoftwareCompositor::composite(CALayer &root, const CompositorTarget &target, CGFloat scale) {

@@ -204,6 +204,7 @@ std::size_t areaOf(const std::vector<DeviceRect> &rects) {
 struct Setting {
     const PixelKernels *kernels;
     std::size_t buffers;
+    unsigned threads = 1;
 };
 
 std::vector<Setting> settings() {
@@ -213,6 +214,8 @@ std::vector<Setting> settings() {
             result.push_back({kernels, buffers});
         }
     }
+    result.push_back({&PixelKernels::best(), 1, 2});
+    result.push_back({&PixelKernels::best(), 2, 5});
     return result;
 }
 
@@ -223,6 +226,7 @@ class Damage : public testing::TestWithParam<Setting> {};
 TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
     RandomWallpaper wallpaper(static_cast<unsigned>(GetParam().buffers));
     SoftwareCompositor compositor(*GetParam().kernels);
+    compositor.setThreads(GetParam().threads);
     SoftwareCompositor other(PixelKernels::best());
     TakingTurns target(GetParam().buffers);
     Canvas before(1, 1);
@@ -244,7 +248,8 @@ TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
 INSTANTIATE_TEST_SUITE_P(SoftwareCompositor, Damage, testing::ValuesIn(settings()),
                          [](const auto &info) {
                              return std::string(info.param.kernels->name) +
-                                    std::to_string(info.param.buffers) + "Buffers";
+                                    std::to_string(info.param.buffers) + "Buffers" +
+                                    std::to_string(info.param.threads) + "Threads";
                          });
 
 TEST(SoftwareCompositor, DrawsNothingAndSaysSoWhenNothingChanged) {
