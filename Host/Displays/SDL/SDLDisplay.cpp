@@ -15,6 +15,8 @@ namespace Lumivera {
 namespace {
 
 constexpr CGFloat kPointsPerWheelStep = 20;
+constexpr int kEndingTurns = 3;
+constexpr std::uint32_t kEndingTurnMilliseconds = 4;
 constexpr const char *kServeEvents = "lumiveraServeEvents";
 
 /// The window systems that the user's session offers. Left to itself the library falls back on
@@ -85,8 +87,21 @@ SDLDisplay::SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::s
 
 SDLDisplay::~SDLDisplay() {
     NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, kServeEvents);
+    letWakeUpsArrive();
     SDL_DestroyWindow(_window);
     SDL_QuitSubSystem(SDL_INIT_VIDEO); // sound ends by itself
+}
+
+/// The library wakes itself through a connection of its own to the window system. What was sent on
+/// it must arrive before the window goes, or the window system's error ends the process. Every turn
+/// gives the window system time for that, and sees that it had it.
+void SDLDisplay::letWakeUpsArrive() const {
+    SDL_HideWindow(_window);
+    for (int turn = 0; turn < kEndingTurns; ++turn) {
+        SDL_Delay(kEndingTurnMilliseconds);
+        SDL_Rect answer;
+        SDL_GetDisplayUsableBounds(0, &answer);
+    }
 }
 
 /// The density is known only once there is a window.

@@ -36,6 +36,7 @@ class SDLDisplay final : public Display {
     void wake() override;
 
   private:
+    void letWakeUpsArrive() const;
     void openWindow(CGSize size, const std::string &title, const std::string &wayOut);
     const std::vector<DeviceRect> &drawInto(std::uint32_t *pixels, const SDL_Surface &surface,
                                             std::size_t stride, const Drawing &draw);
