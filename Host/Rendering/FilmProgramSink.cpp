@@ -62,7 +62,8 @@ void checkTarget(const std::string &path) {
 bool FilmProgramSink::knowsEnding(const std::string &ending) { return kindFor(ending) != nullptr; }
 
 FilmProgramSink::FilmProgramSink(const std::string &path, const Format &format)
-    : _path(path), _temporary(OutputFile::temporaryPathFor(path)) {
+    : _path(path), _target(OutputFile::targetOf(path)),
+      _temporary(OutputFile::temporaryPathFor(_target)) {
     checkTarget(path);
     { const OutputFile canBeWritten(path); }
     _program = ChildProgram::start(arguments(format));
@@ -117,7 +118,7 @@ void FilmProgramSink::finish() {
     if (!_program->finish() || !_program->complaint().empty()) {
         fail();
     }
-    if (std::rename(_temporary.c_str(), _path.c_str()) != 0) {
+    if (std::rename(_temporary.c_str(), _target.c_str()) != 0) {
         throw HostError(_path, "cannot be written: " + systemErrorText(),
                         "check the folder and its permissions");
     }

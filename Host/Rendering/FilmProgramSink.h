@@ -24,6 +24,7 @@ class FilmProgramSink final : public FrameSink {
     [[noreturn]] void fail();
 
     const std::string _path;
+    const std::string _target;
     const std::string _temporary;
     std::optional<ChildProgram> _program;
 };

@@ -17,14 +17,13 @@ bool isSpecialFile(const std::string &path) {
     return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
 
-/// Where a link leads, so that the move replaces the file and not the link.
-std::string resolved(const std::string &path) {
+} // namespace
+
+std::string OutputFile::targetOf(const std::string &path) {
     std::error_code error;
     const auto target = std::filesystem::canonical(path, error);
     return error ? path : target.string();
 }
-
-} // namespace
 
 std::string OutputFile::temporaryPathFor(const std::string &path) {
     const std::filesystem::path target(path);
@@ -41,7 +40,7 @@ OutputFile::OutputFile(std::string path, Mode mode) : _path(std::move(path)) {
     if (mode == Mode::InPlace || isSpecialFile(_path)) {
         _file = std::fopen(_path.c_str(), "wb");
     } else {
-        _target = resolved(_path);
+        _target = targetOf(_path);
         _temporary = temporaryPathFor(_target);
         _file = std::fopen(_temporary.c_str(), "wb");
     }

@@ -34,6 +34,9 @@ class OutputFile {
 
     const std::string &path() const { return _path; }
 
+    /// Where a link leads, so that the file there is replaced and not the link; else `path` itself.
+    static std::string targetOf(const std::string &path);
+
     /// The name beside `path` under which its new contents are written.
     static std::string temporaryPathFor(const std::string &path);
 

@@ -289,6 +289,20 @@ TEST(FullDisk, KeepsTheOldPicture) {
     EXPECT_EQ(contentsOf(old), "old");
 }
 
+TEST(FilmProgram, ReplacesWhatALinkLeadsToAndNotTheLink) {
+    if (std::system("command -v ffmpeg >/dev/null 2>&1") != 0) {
+        GTEST_SKIP() << "ffmpeg is not installed";
+    }
+    const TemporaryFolder folder;
+    const std::string target = folder.write("target", "old");
+    fs::create_symlink(target, folder.pathOf("x.mp4"));
+    const ProgramRun run({"render", shippedBundle("Lumivera.bundle"), "-o", folder.pathOf("x.mp4"),
+                          "--frames", "2", "--size", "32x32"});
+    EXPECT_EQ(run.status(), 0) << run.errors();
+    EXPECT_TRUE(fs::is_symlink(folder.pathOf("x.mp4")));
+    EXPECT_THAT(contentsOf(target), HasSubstr("ftyp"));
+}
+
 TEST(FilmProgram, IsNamedWhenItIsMissing) {
     const TemporaryFolder folder;
     const ProgramRun run(

@@ -1,6 +1,7 @@
 #include "Platform/CoreGraphics/CGImageDecoding.h"
 #include "Tests/Host/ProgramRun.h"
 #include "Tests/Host/VirtualScreen.h"
+#include "Tests/Platform/CoreGraphics/StoredPicture.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -90,6 +91,15 @@ TEST_F(GalleryCommandTest, MultipliesTheSizeByTheDensity) {
         EXPECT_EQ(image->width(), 300u);
         EXPECT_EQ(image->height(), 200u);
     }
+}
+
+/// Six moments of every view animation, over a whole pass. The lines of the letters may come out a
+/// little different from another version of the drawing library.
+TEST_F(GalleryCommandTest, MakesTheSheetThatIsStored) {
+    made("sheet.png", {"--size", "1440x880"});
+    const auto sheet = picture("sheet.png");
+    ASSERT_TRUE(sheet);
+    expectStoredPicture(*sheet, LUMIVERA_SOURCE_DIR "/Docs/animations.png", 8, 2000, "animations");
 }
 
 TEST_F(GalleryCommandTest, ArrangesAsManyColumnsAsAreAskedFor) {
