@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Host/Rendering/FrameSink.h"
+#include "Host/Rendering/PlanarFrame.h"
 #include "Host/Support/ChildProgram.h"
 
 #include <optional>
@@ -26,6 +27,7 @@ class FilmProgramSink final : public FrameSink {
     const std::string _path;
     const std::string _target;
     const std::string _temporary;
+    std::optional<PlanarFrame> _planes;
     std::optional<ChildProgram> _program;
 };
 
