@@ -86,20 +86,28 @@ cairo_surface_t *surfaceOf(const UIImage &image) {
                                                CAIRO_FORMAT_ARGB32, kWidth, kHeight, kWidth * 4);
 }
 
-void paintWithCairo(const UIImage &image, cairo_operator_t mode) {
+/// Calls draw(drawing, source) for a new picture of that format.
+template <class Draw>
+void drawWithCairo(const UIImage &image, cairo_format_t format, const Draw &draw) {
     cairo_surface_t *source = surfaceOf(image);
-    cairo_surface_t *target = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, kWidth, kHeight);
+    cairo_surface_t *target = cairo_image_surface_create(format, kWidth, kHeight);
     cairo_t *drawing = cairo_create(target);
-    cairo_set_source_rgb(drawing, kRed, kGreen, kBlue);
-    cairo_mask_surface(drawing, source, 0, 0);
-    cairo_set_operator(drawing, mode);
-    cairo_set_source_surface(drawing, source, 0, 0);
-    cairo_paint(drawing);
+    draw(drawing, source);
     cairo_surface_flush(target);
     benchmark::DoNotOptimize(cairo_image_surface_get_data(target));
     cairo_destroy(drawing);
     cairo_surface_destroy(target);
     cairo_surface_destroy(source);
+}
+
+void paintWithCairo(const UIImage &image, cairo_operator_t mode) {
+    drawWithCairo(image, CAIRO_FORMAT_ARGB32, [&](cairo_t *drawing, cairo_surface_t *source) {
+        cairo_set_source_rgb(drawing, kRed, kGreen, kBlue);
+        cairo_mask_surface(drawing, source, 0, 0);
+        cairo_set_operator(drawing, mode);
+        cairo_set_source_surface(drawing, source, 0, 0);
+        cairo_paint(drawing);
+    });
 }
 
 void tintBesideCairo(benchmark::State &state) {
@@ -167,6 +175,16 @@ void greyBesidePixman(benchmark::State &state) {
 }
 
 /// The way through the drawing library alone: the colours' saturation taken away.
+void turnGreyWithCairo(const UIImage &image) {
+    drawWithCairo(image, CAIRO_FORMAT_RGB24, [](cairo_t *drawing, cairo_surface_t *source) {
+        cairo_set_source_surface(drawing, source, 0, 0);
+        cairo_paint(drawing);
+        cairo_set_operator(drawing, CAIRO_OPERATOR_HSL_SATURATION);
+        cairo_set_source_rgb(drawing, 0, 0, 0);
+        cairo_paint(drawing);
+    });
+}
+
 void greyBesideCairo(benchmark::State &state) {
     const auto image = picture(state.range(0) != 0);
     compare(
@@ -174,22 +192,7 @@ void greyBesideCairo(benchmark::State &state) {
         [&] {
             benchmark::DoNotOptimize(SpriteExtend::createGrayImageWithAlpha(image.get(), false));
         },
-        [&] {
-            cairo_surface_t *source = surfaceOf(*image);
-            cairo_surface_t *target =
-                cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight);
-            cairo_t *drawing = cairo_create(target);
-            cairo_set_source_surface(drawing, source, 0, 0);
-            cairo_paint(drawing);
-            cairo_set_operator(drawing, CAIRO_OPERATOR_HSL_SATURATION);
-            cairo_set_source_rgb(drawing, 0, 0, 0);
-            cairo_paint(drawing);
-            cairo_surface_flush(target);
-            benchmark::DoNotOptimize(cairo_image_surface_get_data(target));
-            cairo_destroy(drawing);
-            cairo_surface_destroy(target);
-            cairo_surface_destroy(source);
-        });
+        [&] { turnGreyWithCairo(*image); });
 }
 
 void scrambleBesideMemcpy(benchmark::State &state) {

@@ -19,6 +19,7 @@ constexpr const char *kShortSearch = "subme=1:weightp=0:me=dia";
 struct FilmKind {
     const char *ending;
     const char *container;
+    // Its encoder takes planes; pixels otherwise.
     bool isPlanar;
     std::vector<std::string> codec;
 };
@@ -101,7 +102,7 @@ std::vector<std::string> FilmProgramSink::arguments(const Format &format) const 
                                     "-f",
                                     "rawvideo",
                                     "-pixel_format",
-                                    kind.isPlanar ? "yuv420p" : "bgra",
+                                    _planes ? "yuv420p" : "bgra",
                                     "-video_size",
                                     size,
                                     "-framerate",
@@ -110,7 +111,7 @@ std::vector<std::string> FilmProgramSink::arguments(const Format &format) const 
                                     "pipe:0",
                                     "-an"};
     result.insert(result.end(), kind.codec.begin(), kind.codec.end());
-    if (kind.isPlanar) {
+    if (_planes) {
         for (const char *option : {"-colorspace", "-color_primaries", "-color_trc"}) {
             result.insert(result.end(), {option, "bt709"});
         }
