@@ -2,6 +2,7 @@
 
 #include "Host/Displays/Display.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -19,11 +20,23 @@ class FakeDisplay final : public Lumivera::Display {
     CGFloat density() const override { return _density; }
     bool isVisible() const override { return _isVisible; }
 
+    /// Shows what it is told to; the rest stays as it was shown before, as on a real screen.
     void present(const Drawing &draw) override {
         const auto width = static_cast<std::size_t>(std::lround(_size.width * _density));
         const auto height = static_cast<std::size_t>(std::lround(_size.height * _density));
-        _pixels.assign(width * height, 0);
-        draw({_pixels.data(), width, height, width});
+        const bool isKept = width == _width && _memory.size() == width * height;
+        if (!isKept) {
+            _width = width;
+            _memory.assign(width * height, 0);
+            _pixels = _memory;
+        }
+        for (const DeviceRect &rect : draw({_memory.data(), width, height, width, isKept})) {
+            for (int y = rect.top; y < rect.bottom; ++y) {
+                const auto row = static_cast<std::ptrdiff_t>(width) * y;
+                std::copy(_memory.begin() + row + rect.left, _memory.begin() + row + rect.right,
+                          _pixels.begin() + row + rect.left);
+            }
+        }
         ++_presents;
         _emptyPresents += isEmpty(width, height) ? 1 : 0;
     }
@@ -82,6 +95,8 @@ class FakeDisplay final : public Lumivera::Display {
     CGFloat _density;
     bool _isVisible = true;
     Listener *_listener = nullptr;
+    std::size_t _width = 0;
+    std::vector<std::uint32_t> _memory;
     std::vector<std::uint32_t> _pixels;
     int _presents = 0;
     int _emptyPresents = 0;
