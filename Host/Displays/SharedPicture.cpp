@@ -1,0 +1,64 @@
+#include "Host/Displays/SharedPicture.h"
+
+#include "Host/Support/HostError.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <string>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Lumivera {
+
+namespace {
+
+[[noreturn]] void fail(const char *what) {
+    throw HostError("picture memory", std::string(what) + ": " + systemErrorText(),
+                    "close other programs, or choose a smaller mode for the screen");
+}
+
+} // namespace
+
+/// Sealed, so that the process that draws cannot take the pages away from those that show them.
+SharedPicture::SharedPicture(unsigned width, unsigned height, unsigned count)
+    : _width(width), _height(height), _count(count),
+      _descriptor(memfd_create("lumivera", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
+    if (_descriptor < 0 || ftruncate(_descriptor, static_cast<off_t>(bytes())) != 0 ||
+        fcntl(_descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0) {
+        const int error = errno;
+        close(_descriptor);
+        errno = error;
+        fail("cannot be had");
+    }
+}
+
+SharedPicture::SharedPicture(int descriptor, unsigned width, unsigned height, unsigned count)
+    : _width(width), _height(height), _count(count), _descriptor(descriptor) {
+    struct stat status;
+    if (fstat(_descriptor, &status) != 0 || status.st_size < 0 ||
+        static_cast<std::size_t>(status.st_size) != bytes()) {
+        close(_descriptor);
+        throw HostError("picture memory", "is not of the size that was announced");
+    }
+}
+
+SharedPicture::~SharedPicture() {
+    if (_mapped) {
+        munmap(_mapped, bytes());
+    }
+    close(_descriptor);
+}
+
+std::uint32_t *SharedPicture::pixels(unsigned index) {
+    if (!_mapped) {
+        void *mapped = mmap(nullptr, bytes(), PROT_READ | PROT_WRITE, MAP_SHARED, _descriptor, 0);
+        if (mapped == MAP_FAILED) {
+            fail("cannot be mapped");
+        }
+        _mapped = mapped;
+    }
+    return static_cast<std::uint32_t *>(_mapped) + pictureBytes() / 4 * index;
+}
+
+} // namespace Lumivera
