@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Displays/PointerListener.h"
 #include "Host/Displays/SharedPicture.h"
 #include "Platform/Compositor/DeviceRect.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
@@ -31,8 +32,8 @@ enum class SurfaceVisibility {
 class DesktopSurface {
   public:
     /// Hears of changes and input, in call-outs of the main run loop but never from within a call
-    /// of the surface. Places and distances are in points, from the surface's top left corner.
-    class Listener {
+    /// of the surface.
+    class Listener : public PointerListener {
       public:
         virtual void surfaceGeometryChanged() = 0;
         virtual void surfaceVisibilityChanged() = 0;
@@ -40,12 +41,6 @@ class DesktopSurface {
         /// That picture of the memory may be drawn into now; present() shows it. Told once for
         /// every picture to draw: nothing more comes until it was presented.
         virtual void pictureWanted(unsigned index) = 0;
-
-        virtual void tapped(CGPoint point) = 0;
-
-        /// By how much the content moved to the right since the last call.
-        virtual void scrolledBy(CGFloat distance) = 0;
-        virtual void scrollingEnded() = 0;
 
       protected:
         ~Listener() = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Displays/PointerListener.h"
 #include "Platform/Compositor/Compositor.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
@@ -25,9 +26,8 @@ enum class DisplayKey {
 /// wait. Main thread but for wake().
 class Display : public RunLoopWaiter {
   public:
-    /// Hears of input and changes, in call-outs of the main run loop. Places and distances are in
-    /// points.
-    class Listener {
+    /// Hears of input and changes, in call-outs of the main run loop.
+    class Listener : public PointerListener {
       public:
         virtual void displayResized() = 0;
         virtual void displayVisibilityChanged() = 0;
@@ -35,11 +35,6 @@ class Display : public RunLoopWaiter {
         /// What was shown is lost.
         virtual void displayNeedsPicture() = 0;
         virtual void displayClosed() = 0;
-        virtual void tapped(CGPoint point) = 0;
-
-        /// By how much the content moved to the right since the last call.
-        virtual void scrolledBy(CGFloat distance) = 0;
-        virtual void scrollingEnded() = 0;
         virtual void keyPressed(DisplayKey key) = 0;
 
       protected:

@@ -1,6 +1,7 @@
 #include "Host/Displays/PointerGestures.h"
 
 #include <cmath>
+#include <utility>
 
 namespace Lumivera {
 
@@ -11,7 +12,7 @@ void PointerGestures::pressed(CGPoint point) {
     _last = point;
 }
 
-void PointerGestures::moved(CGPoint point, Display::Listener &listener) {
+void PointerGestures::moved(CGPoint point, PointerListener &listener) {
     if (!_isPressed) {
         return;
     }
@@ -23,7 +24,7 @@ void PointerGestures::moved(CGPoint point, Display::Listener &listener) {
     }
 }
 
-void PointerGestures::released(CGPoint point, Display::Listener &listener) {
+void PointerGestures::released(CGPoint point, PointerListener &listener) {
     if (!_isPressed) {
         return;
     }
@@ -33,6 +34,12 @@ void PointerGestures::released(CGPoint point, Display::Listener &listener) {
         listener.scrollingEnded();
     } else {
         listener.tapped(_start);
+    }
+}
+
+void PointerGestures::cancelled(PointerListener &listener) {
+    if (std::exchange(_isPressed, false) && _isDragging) {
+        listener.scrollingEnded();
     }
 }
 

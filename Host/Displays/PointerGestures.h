@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/Display.h"
+#include "Host/Displays/PointerListener.h"
 
 namespace Lumivera {
 
@@ -12,8 +12,11 @@ class PointerGestures {
     static constexpr CGFloat kTapSlack = 8;
 
     void pressed(CGPoint point);
-    void moved(CGPoint point, Display::Listener &listener);
-    void released(CGPoint point, Display::Listener &listener);
+    void moved(CGPoint point, PointerListener &listener);
+    void released(CGPoint point, PointerListener &listener);
+
+    /// The window system took the pointer away: no tap, and a drag ends where it is.
+    void cancelled(PointerListener &listener);
 
   private:
     bool _isPressed = false;

@@ -92,16 +92,11 @@ TEST(OutputFile, NamesTheFolderThatIsMissing) {
     EXPECT_THROW(OutputFile("/tmp"), HostError);
 }
 
-class GestureRecorder final : public Display::Listener {
+class GestureRecorder final : public PointerListener {
   public:
-    void displayResized() override {}
-    void displayVisibilityChanged() override {}
-    void displayNeedsPicture() override {}
-    void displayClosed() override {}
     void tapped(CGPoint point) override { note("tap", point.x); }
     void scrolledBy(CGFloat distance) override { note("scroll", distance); }
     void scrollingEnded() override { note("end", 0); }
-    void keyPressed(DisplayKey) override {}
 
     std::string heard;
 
@@ -129,6 +124,20 @@ TEST(PointerGestures, ScrollsByAllOfADragsWay) {
     gestures.moved({90, 50}, recorder);
     gestures.released({90, 50}, recorder);
     EXPECT_EQ(recorder.heard, "scroll 20,scroll -30,end 0,");
+}
+
+TEST(PointerGestures, EndsADragAndForgetsAPressThatAreTakenAway) {
+    PointerGestures gestures;
+    GestureRecorder recorder;
+    gestures.pressed({100, 50});
+    gestures.cancelled(recorder);
+    gestures.released({100, 50}, recorder);
+    EXPECT_EQ(recorder.heard, "");
+    gestures.pressed({100, 50});
+    gestures.moved({120, 50}, recorder);
+    gestures.cancelled(recorder);
+    gestures.released({120, 50}, recorder);
+    EXPECT_EQ(recorder.heard, "scroll 20,end 0,");
 }
 
 TEST(PointerGestures, HearsNothingOfAPointerThatIsNotPressed) {
