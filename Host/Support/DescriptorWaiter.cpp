@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <ctime>
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -21,6 +22,8 @@ timespec timeFrom(Clock::Nanoseconds nanoseconds) {
 }
 
 } // namespace
+
+short DescriptorSource::awaitedEvents() const { return POLLIN; }
 
 DescriptorWaiter::DescriptorWaiter() : _wakeDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (_wakeDescriptor < 0) {

@@ -3,8 +3,9 @@
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <atomic>
-#include <poll.h>
 #include <vector>
+
+struct pollfd;
 
 namespace Lumivera {
 
@@ -13,8 +14,8 @@ class DescriptorSource {
   public:
     virtual int descriptor() const = 0;
 
-    /// What to wait for, as poll() calls it.
-    virtual short awaitedEvents() const { return POLLIN; }
+    /// What to wait for, as poll() calls it; POLLIN unless overridden.
+    virtual short awaitedEvents() const;
 
     /// Right before every wait, outside of call-outs: sends what is pending. True when something
     /// has arrived already, so that there is nothing to wait for.
