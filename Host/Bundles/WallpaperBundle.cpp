@@ -46,6 +46,21 @@ bool hasOwnSymbol(void *library, const char *name) {
            dladdr1(symbol, &place, &found, RTLD_DL_LINKMAP) != 0 && found == asked;
 }
 
+void checkWriters(const std::string &path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) {
+        throw HostError(path, "cannot be looked at: " + systemErrorText(), "check its permissions");
+    }
+    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+        throw HostError(path, "belongs to another user, whose code is not run behind the desktop",
+                        "copy the bundle, or use --trust");
+    }
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        throw HostError(path, "can be written by others, whose code is not run behind the desktop",
+                        "take that right away with `chmod go-w`, or use --trust");
+    }
+}
+
 std::string lastError() {
     const char *text = dlerror();
     return text ? text : "the dynamic loader gave no reason";
@@ -53,13 +68,14 @@ std::string lastError() {
 
 } // namespace
 
-WallpaperBundle::WallpaperBundle(const std::string &path) {
+WallpaperBundle::WallpaperBundle(const std::string &path, Trust trust) {
     checkFolder(path);
     _bundle = NSBundle::bundleWithPath(path);
     if (!_bundle) {
         throw HostError(path, "cannot be opened as a bundle", "check its permissions");
     }
     readDescription();
+    checkLibrary(trust);
     loadLibrary();
 }
 
@@ -88,14 +104,23 @@ void WallpaperBundle::readDescription() {
     _fallingSpeed = std::max(speed ? speed->integerValue().value_or(0) : 0, 0);
 }
 
-/// Loaded once more than the view's own way does, never to be unloaded: so a library that was not
-/// linked to stay survives that way's closing, and the loader's reason can be told.
-void WallpaperBundle::loadLibrary() const {
+void WallpaperBundle::checkLibrary(Trust trust) const {
     std::error_code error;
     if (!std::filesystem::exists(_libraryPath, error)) {
         throw HostError(_libraryPath, "the library that the description names is missing",
                         "put it there or correct \"name Library\"");
     }
+    if (trust == Trust::UserAndRoot) {
+        const std::filesystem::path library = std::filesystem::canonical(_libraryPath, error);
+        checkWriters(path());
+        checkWriters(library.parent_path().string());
+        checkWriters(library.string());
+    }
+}
+
+/// Loaded once more than the view's own way does, never to be unloaded: so a library that was not
+/// linked to stay survives that way's closing, and the loader's reason can be told.
+void WallpaperBundle::loadLibrary() const {
     void *library = dlopen(_libraryPath.c_str(), RTLD_LAZY | RTLD_NODELETE);
     if (!library) {
         throw HostError(_libraryPath, "cannot be loaded: " + lastError(),

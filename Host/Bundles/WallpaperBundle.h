@@ -11,9 +11,15 @@ namespace Lumivera {
 /// Main thread.
 class WallpaperBundle {
   public:
+    /// Whose libraries may be loaded.
+    enum class Trust {
+        Anybody,
+        UserAndRoot, ///< the library and its folder are theirs, and nobody else can write them
+    };
+
     /// Checks the folder and its description and loads the library, which then stays for the life
     /// of the process. A HostError says what is wrong.
-    explicit WallpaperBundle(const std::string &path);
+    explicit WallpaperBundle(const std::string &path, Trust trust = Trust::Anybody);
 
     const std::string &path() const { return _bundle->bundlePath(); }
 
@@ -32,6 +38,7 @@ class WallpaperBundle {
 
   private:
     void readDescription();
+    void checkLibrary(Trust trust) const;
     void loadLibrary() const;
 
     Retained<NSBundle> _bundle;

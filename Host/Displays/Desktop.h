@@ -60,8 +60,8 @@ class DesktopSurface {
     virtual SurfaceVisibility visibility() const = 0;
 
     /// Gives the surface the memory to show pictures from, of its present geometry's size. It asks
-    /// for pictures from then on, and for none of the memory before. What was shown stays until the
-    /// first picture is presented.
+    /// for pictures from then on, beginning with picture 0, and for none of the memory before. What
+    /// was shown stays until the first picture is presented.
     virtual void setMemory(std::shared_ptr<SharedPicture> memory) = 0;
 
     /// Shows a picture that was wanted. Outside of the rectangles, which are clipped to it, it is

@@ -65,7 +65,7 @@ void RenderingSession::viewIsAboutToBegin() {
     }
     _hasBegun = true;
     _bundle.checkPictures(*_view);
-    _options.settings.tintBackground(*_view);
+    _options.settings.applyToLoaded(*_view);
     begin();
 }
 

@@ -17,9 +17,15 @@ void WallpaperSettings::applyTo(DeskTopView &view) const {
     }
 }
 
-void WallpaperSettings::tintBackground(DeskTopView &view) const {
+void WallpaperSettings::applyToLoaded(DeskTopView &view) const {
     auto *petals = dynamic_cast<LumiveraView *>(&view);
-    if (petals && tint) {
+    if (!petals) {
+        return;
+    }
+    if (scaleLevel) {
+        petals->setSakuraScaleLevel(static_cast<std::int32_t>(*scaleLevel));
+    }
+    if (tint) {
         const auto color =
             UIColor::colorWithRed_green_blue_alpha(tint->red, tint->green, tint->blue, tint->alpha);
         petals->setBgColor(color.get());

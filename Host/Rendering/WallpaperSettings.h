@@ -18,6 +18,7 @@ struct WallpaperSettings : PictureSize {
     /// Without values the bundle's description decides.
     std::optional<NSUInteger> petalCount;
     std::optional<NSInteger> speedLevel;
+    std::optional<NSInteger> scaleLevel;
 
     CGFloat offset = 0;
 
@@ -31,9 +32,10 @@ struct WallpaperSettings : PictureSize {
     /// view's resources load.
     void applyTo(DeskTopView &view) const;
 
-    /// Shades the view's background if there is a tint, once the view's resources have loaded: it
-    /// shades what is there, so twice is too much. For wallpapers with a background to shade.
-    void tintBackground(DeskTopView &view) const;
+    /// The settings that loading would undo: shades the background if there is a tint, and sets the
+    /// scale level. Once, when the view's resources have loaded: what is there is shaded, so twice
+    /// is too much. For wallpapers with a background to shade.
+    void applyToLoaded(DeskTopView &view) const;
 };
 
 /// Most petals that the host asks for.

@@ -26,6 +26,8 @@ class WallpaperShow final : public Show {
 
     WallpaperShow(Display &display, const WallpaperBundle &bundle, const Options &options);
 
+    WallpaperStage &stage() { return _stage; }
+
     /// The view that is shown.
     DeskTopView &view() { return _stage.view(); }
 

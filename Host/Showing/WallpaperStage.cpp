@@ -41,7 +41,7 @@ std::unique_ptr<AnimationSwitch> WallpaperStage::makeView() {
     const Retained<DeskTopView> view = _bundle.makeView();
     _settings.applyTo(*view);
     _root->addSubview(view.get());
-    _untinted.emplace_back(view.get());
+    _unfinished.emplace_back(view.get());
     auto animation = std::make_unique<AnimationSwitch>(view);
     animation->setRunning(_isRunning);
     return animation;
@@ -73,8 +73,7 @@ void WallpaperStage::setRunning(bool running) {
 
 void WallpaperStage::scrollBy(CGFloat distance) {
     const CGFloat width = _settings.size.width;
-    _settings.offset = std::clamp(_settings.offset + distance, -width, width);
-    view().setOffset(_settings.offset);
+    setOffset(std::clamp(_settings.offset + distance, -width, width));
 }
 
 void WallpaperStage::finishScrolling() { view().scrollingDidFinish(_settings.offset); }
@@ -87,21 +86,46 @@ void WallpaperStage::tap(CGPoint point) {
 }
 
 void WallpaperStage::changePetalCount(NSInteger difference) {
-    auto *petals = dynamic_cast<LumiveraView *>(&view());
-    if (!petals) {
-        return;
+    if (const auto *petals = dynamic_cast<LumiveraView *>(&view())) {
+        const NSInteger count = static_cast<NSInteger>(petals->sakuraCount()) + difference;
+        setPetalCount(static_cast<NSUInteger>(std::max<NSInteger>(count, 1)));
     }
-    const NSInteger count = static_cast<NSInteger>(petals->sakuraCount()) + difference;
-    const NSInteger limit = static_cast<NSInteger>(kMaximumPetals);
-    _settings.petalCount = static_cast<NSUInteger>(std::clamp<NSInteger>(count, 1, limit));
-    petals->setSakuraCount(*_settings.petalCount);
 }
 
 /// The view does not tell its level, so it is counted here.
 void WallpaperStage::changeSpeedLevel(NSInteger difference) {
     const NSInteger level = _settings.speedLevel.value_or(_bundle.fallingSpeed()) + difference;
-    _settings.speedLevel = std::max<NSInteger>(level, 0);
-    view().setSpeedLevel(*_settings.speedLevel);
+    setSpeedLevel(std::max<NSInteger>(level, 0));
+}
+
+void WallpaperStage::setPetalCount(NSUInteger count) {
+    _settings.petalCount = std::min(count, kMaximumPetals);
+    if (auto *petals = dynamic_cast<LumiveraView *>(&view())) {
+        petals->setSakuraCount(*_settings.petalCount);
+    }
+}
+
+void WallpaperStage::setSpeedLevel(NSInteger level) {
+    _settings.speedLevel = level;
+    view().setSpeedLevel(level);
+}
+
+void WallpaperStage::setScaleLevel(NSInteger level) {
+    _settings.scaleLevel = level;
+    if (auto *petals = dynamic_cast<LumiveraView *>(&view())) {
+        petals->setSakuraScaleLevel(static_cast<std::int32_t>(level));
+    }
+}
+
+void WallpaperStage::setScale(CGFloat scale) {
+    _settings.scale = scale;
+    view().setScale(scale);
+    view().setFrame({{0, 0}, _settings.size});
+}
+
+void WallpaperStage::setOffset(CGFloat offset) {
+    _settings.offset = offset;
+    view().setOffset(offset);
 }
 
 void WallpaperStage::callOutBegins() {
@@ -110,7 +134,7 @@ void WallpaperStage::callOutBegins() {
         _arePicturesChecked = true;
         _bundle.checkPictures(view());
     }
-    tintLoadedViews();
+    finishLoadedViews();
 }
 
 void WallpaperStage::callOutEnded() {
@@ -121,7 +145,7 @@ void WallpaperStage::callOutEnded() {
     if (_hasFreshBegun) {
         showFreshView();
     }
-    tintLoadedViews();
+    finishLoadedViews();
     _shown->update();
     if (_fresh) {
         _fresh->update();
@@ -130,12 +154,12 @@ void WallpaperStage::callOutEnded() {
 
 /// A view that animates has loaded. It may begin at any moment, on a thread of its own, and be
 /// paused soon after.
-void WallpaperStage::tintLoadedViews() {
-    std::erase_if(_untinted, [this](const Weak<DeskTopView> &weak) {
+void WallpaperStage::finishLoadedViews() {
+    std::erase_if(_unfinished, [this](const Weak<DeskTopView> &weak) {
         const auto view = weak.lock();
         const bool hasLoaded = view && view->isAnimating();
         if (hasLoaded) {
-            _settings.tintBackground(*view);
+            _settings.applyToLoaded(*view);
         }
         return !view || hasLoaded;
     });

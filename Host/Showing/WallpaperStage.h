@@ -40,6 +40,14 @@ class WallpaperStage {
     void changePetalCount(NSInteger difference);
     void changeSpeedLevel(NSInteger difference);
 
+    /// The settings of the view that is shown and of those to come. Counts and scale levels are for
+    /// wallpapers that have them.
+    void setPetalCount(NSUInteger count);
+    void setSpeedLevel(NSInteger level);
+    void setScaleLevel(NSInteger level);
+    void setScale(CGFloat scale);
+    void setOffset(CGFloat offset);
+
     void callOutBegins();
     void callOutEnded();
 
@@ -47,14 +55,14 @@ class WallpaperStage {
     std::unique_ptr<AnimationSwitch> makeView();
     void beginFreshView();
     void showFreshView();
-    void tintLoadedViews();
+    void finishLoadedViews();
 
     const WallpaperBundle &_bundle;
     WallpaperSettings _settings;
     Retained<UIView> _root;
     std::unique_ptr<AnimationSwitch> _shown;
     std::unique_ptr<AnimationSwitch> _fresh;
-    std::vector<Weak<DeskTopView>> _untinted;
+    std::vector<Weak<DeskTopView>> _unfinished;
     bool _isRunning = true;
     bool _isFreshWanted = false;
     bool _hasFreshBegun = false;

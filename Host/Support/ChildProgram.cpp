@@ -1,5 +1,7 @@
 #include "Host/Support/ChildProgram.h"
 
+#include "Host/Support/SpawnAttributes.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -17,33 +19,6 @@ namespace Lumivera {
 namespace {
 
 constexpr int kPipeBytes = 1 << 20;
-
-/// The child begins with the signals as any program expects them, whatever we block or ignore. The
-/// terminal's interrupt goes to us alone, which then end the child.
-class SpawnAttributes {
-  public:
-    SpawnAttributes() {
-        sigset_t none;
-        sigemptyset(&none);
-        sigset_t standard;
-        sigemptyset(&standard);
-        sigaddset(&standard, SIGPIPE);
-        posix_spawnattr_init(&_attributes);
-        posix_spawnattr_setsigmask(&_attributes, &none);
-        posix_spawnattr_setsigdefault(&_attributes, &standard);
-        posix_spawnattr_setpgroup(&_attributes, 0);
-        posix_spawnattr_setflags(&_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
-                                                   POSIX_SPAWN_SETPGROUP);
-    }
-    ~SpawnAttributes() { posix_spawnattr_destroy(&_attributes); }
-    SpawnAttributes(const SpawnAttributes &) = delete;
-    SpawnAttributes &operator=(const SpawnAttributes &) = delete;
-
-    const posix_spawnattr_t *get() const { return &_attributes; }
-
-  private:
-    posix_spawnattr_t _attributes;
-};
 
 /// Which of our files the child gets as its standard ones.
 class SpawnFiles {

@@ -1,0 +1,56 @@
+#include "Host/Desktop/LastGoodBundle.h"
+
+#include "Host/Support/OutputFile.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr std::size_t kLongestPath = 4096;
+
+} // namespace
+
+LastGoodBundle::LastGoodBundle(std::string filePath) : _filePath(std::move(filePath)) {
+    std::error_code error;
+    if (std::filesystem::is_regular_file(_filePath, error)) {
+        std::ifstream file(_filePath, std::ios::binary);
+        std::string line(kLongestPath, '\0');
+        file.read(line.data(), static_cast<std::streamsize>(line.size()));
+        line.resize(static_cast<std::size_t>(file.gcount()));
+        _path = line.substr(0, line.find_first_of(std::string_view("\n\0", 2)));
+    }
+}
+
+void LastGoodBundle::set(const std::string &path) {
+    if (path == _path) {
+        return;
+    }
+    _path = path;
+    if (_filePath.empty()) {
+        return;
+    }
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(_filePath).parent_path(), error);
+    try {
+        OutputFile file(_filePath);
+        file.write(_path + "\n");
+        file.commit();
+    } catch (const std::exception &) {
+        // It counts for as long as the host runs.
+    }
+}
+
+std::string LastGoodBundle::userFilePath() {
+    const char *state = std::getenv("XDG_STATE_HOME");
+    if (state && state[0] == '/') {
+        return std::string(state) + "/lumivera/last-good";
+    }
+    const char *home = std::getenv("HOME");
+    return home && home[0] == '/' ? std::string(home) + "/.local/state/lumivera/last-good" : "";
+}
+
+} // namespace Lumivera

@@ -1,0 +1,54 @@
+#include "Host/Displays/Headless/HeadlessDesktop.h"
+
+#include <algorithm>
+
+namespace Lumivera {
+
+void HeadlessDesktop::setListener(Listener *listener) {
+    _listener = listener;
+    for (const auto &surface : _surfaces) {
+        if (_listener) {
+            _listener->outputAdded(*surface);
+        }
+    }
+}
+
+HeadlessSurface &HeadlessDesktop::addOutput(const std::string &name,
+                                            const SurfaceGeometry &geometry) {
+    _surfaces.push_back(std::make_unique<HeadlessSurface>(name, geometry));
+    HeadlessSurface &surface = *_surfaces.back();
+    if (_listener) {
+        _listener->outputAdded(surface);
+    }
+    return surface;
+}
+
+void HeadlessDesktop::removeOutput(const std::string &name) {
+    const auto found =
+        std::find_if(_surfaces.begin(), _surfaces.end(),
+                     [&name](const auto &surface) { return surface->outputName() == name; });
+    if (found == _surfaces.end()) {
+        return;
+    }
+    if (_listener) {
+        _listener->outputRemoved(**found);
+    }
+    _surfaces.erase(found);
+}
+
+HeadlessSurface *HeadlessDesktop::surface(const std::string &name) {
+    for (const auto &surface : _surfaces) {
+        if (surface->outputName() == name) {
+            return surface.get();
+        }
+    }
+    return nullptr;
+}
+
+void HeadlessDesktop::lose(const std::string &reason) {
+    if (_listener) {
+        _listener->desktopLost(reason);
+    }
+}
+
+} // namespace Lumivera

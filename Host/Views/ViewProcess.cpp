@@ -1,0 +1,371 @@
+#include "Host/Views/ViewProcess.h"
+
+#include "Host/Support/HostError.h"
+#include "Host/Support/SpawnAttributes.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char **environ;
+
+namespace Lumivera {
+
+namespace {
+
+constexpr NSTimeInterval kBetweenChecks = 1;
+constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
+constexpr auto kPatienceTime = static_cast<Clock::Nanoseconds>(ViewProcess::kPatience * 1e9);
+constexpr int kTheirSocket = 3;
+constexpr off_t kComplaintBytes = 4096;
+
+std::string programPath() {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return program.parent_path().parent_path() / "libexec/lumivera/lumivera-view";
+}
+
+/// What a view may know of our surroundings: language, time zone and how to look for mistakes.
+std::vector<char *> environmentForViews() {
+    std::vector<char *> kept;
+    for (char **variable = environ; *variable; ++variable) {
+        const std::string_view text(*variable);
+        const std::string_view name = text.substr(0, text.find('='));
+        if (name == "LANG" || name == "TZ" || name.starts_with("LC_") ||
+            name.ends_with("SAN_OPTIONS")) {
+            kept.push_back(*variable);
+        }
+    }
+    kept.push_back(nullptr);
+    return kept;
+}
+
+/// Whatever it prints goes into memory that does not grow: the beginning is kept, and nobody has to
+/// read it.
+int makeComplaints() {
+    const int descriptor = memfd_create("complaints", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (descriptor >= 0 && ftruncate(descriptor, kComplaintBytes) == 0) {
+        fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);
+    }
+    return descriptor;
+}
+
+/// The files of a view's process: nothing to read, the complaints, the socket.
+class ViewFiles {
+  public:
+    ViewFiles(int complaints, int socket) {
+        posix_spawn_file_actions_init(&_actions);
+        posix_spawn_file_actions_addopen(&_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_adddup2(&_actions, complaints, STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&_actions, complaints, STDERR_FILENO);
+        posix_spawn_file_actions_adddup2(&_actions, socket, kTheirSocket);
+    }
+    ~ViewFiles() { posix_spawn_file_actions_destroy(&_actions); }
+    ViewFiles(const ViewFiles &) = delete;
+    ViewFiles &operator=(const ViewFiles &) = delete;
+
+    const posix_spawn_file_actions_t *get() const { return &_actions; }
+
+  private:
+    posix_spawn_file_actions_t _actions;
+};
+
+} // namespace
+
+ViewProcess::ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener)
+    : ViewProcess(waiter, start, listener, PacketSocket::makePair()) {}
+
+ViewProcess::ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener,
+                         std::pair<PacketSocket, PacketSocket> ends)
+    : _waiter(waiter), _listener(listener), _memory(start.memory), _check([this] { check(); }),
+      _connection(std::move(ends.first)), _lastSign(Clock::current().now()),
+      _pictureDeadline(_lastSign + kPatienceTime) {
+    begin(start, ends.second);
+    set(start.choice);
+    if (start.choice.tint && start.choice.tint->alpha > 0) {
+        orderValue(ViewOrder::Key::Tint, *start.choice.tint);
+    }
+    ViewOrder memory;
+    memory.kind = ViewOrder::Kind::Memory;
+    memory.width = _memory->width();
+    memory.height = _memory->height();
+    memory.count = _memory->count();
+    memory.numbers[0] = start.density;
+    order(memory, _memory->descriptor());
+    _waiter.add(*this);
+    checkLater();
+}
+
+/// The end of the connection that is the process's own is closed with this call.
+void ViewProcess::begin(const Start &start, const PacketSocket &theirs) {
+    const std::string program = programPath();
+    const std::string socket = std::to_string(kTheirSocket);
+    std::vector<const char *> arguments = {program.c_str(), socket.c_str(), start.bundle.c_str()};
+    if (start.isTrusted) {
+        arguments.push_back("--trust");
+    }
+    arguments.push_back(nullptr);
+    _complaints = makeComplaints();
+    const ViewFiles files(_complaints, theirs.descriptor());
+    const SpawnAttributes attributes;
+    const int error =
+        posix_spawn(&_process, program.c_str(), files.get(), attributes.get(),
+                    const_cast<char *const *>(arguments.data()), environmentForViews().data());
+    if (error != 0) {
+        close(_complaints);
+        throw HostError(program, std::string("cannot be run: ") + std::strerror(error),
+                        "install the program whole");
+    }
+}
+
+ViewProcess::~ViewProcess() {
+    _waiter.remove(*this);
+    endProcess();
+    close(_complaints);
+}
+
+void ViewProcess::allowDrawing(unsigned index) {
+    ViewOrder draw;
+    draw.kind = ViewOrder::Kind::Draw;
+    draw.index = index;
+    order(draw);
+}
+
+/// Even a view that is to rest must say that it heard so: one that hangs would spend the
+/// processor's time while nobody looks.
+void ViewProcess::setRunning(bool isRunning) {
+    if (isRunning == _isRunning) {
+        return;
+    }
+    _isRunning = isRunning;
+    _lastSign = Clock::current().now();
+    ViewOrder run;
+    run.kind = isRunning ? ViewOrder::Kind::Run : ViewOrder::Kind::Rest;
+    order(run);
+    if (!isRunning) {
+        expectAnswerBy(_lastSign + kPatienceTime);
+    }
+    checkLater();
+}
+
+void ViewProcess::set(const WallpaperChoice &choice) {
+    if (choice.petals) {
+        orderValue(ViewOrder::Key::Petals, {static_cast<double>(*choice.petals)});
+    }
+    if (choice.speed) {
+        orderValue(ViewOrder::Key::Speed, {static_cast<double>(*choice.speed)});
+    }
+    if (choice.scale) {
+        orderValue(ViewOrder::Key::Scale, {*choice.scale});
+    }
+    if (choice.offset) {
+        orderValue(ViewOrder::Key::Offset, {*choice.offset});
+    }
+    if (choice.scaleLevel) {
+        orderValue(ViewOrder::Key::ScaleLevel, {static_cast<double>(*choice.scaleLevel)});
+    }
+}
+
+void ViewProcess::tap(CGPoint point) {
+    ViewOrder tap;
+    tap.kind = ViewOrder::Kind::Tap;
+    tap.numbers[0] = point.x;
+    tap.numbers[1] = point.y;
+    order(tap);
+}
+
+void ViewProcess::scrollBy(CGFloat distance) {
+    ViewOrder scroll;
+    scroll.kind = ViewOrder::Kind::Scroll;
+    scroll.numbers[0] = distance;
+    order(scroll);
+}
+
+void ViewProcess::finishScrolling() {
+    ViewOrder finish;
+    finish.kind = ViewOrder::Kind::FinishScroll;
+    order(finish);
+}
+
+double ViewProcess::cpuTime() const {
+    clockid_t clock;
+    timespec time{};
+    if (clock_getcpuclockid(_process, &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        return 0;
+    }
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+/// A process that leaves so many orders unread hangs; the next check ends it.
+void ViewProcess::order(const ViewOrder &order, int attached) {
+    if (!_connection.send(&order, sizeof order, PacketSocket::Wait::No, attached)) {
+        _isDeaf = true;
+        checkLater();
+    }
+}
+
+void ViewProcess::orderValue(ViewOrder::Key key, CGColor numbers) {
+    ViewOrder value;
+    value.kind = ViewOrder::Kind::Set;
+    value.key = key;
+    value.numbers[0] = numbers.red;
+    value.numbers[1] = numbers.green;
+    value.numbers[2] = numbers.blue;
+    value.numbers[3] = numbers.alpha;
+    order(value);
+}
+
+void ViewProcess::serve() { readReports(); }
+
+/// False when the view has ended: the object may be gone then.
+bool ViewProcess::readReports() {
+    for (;;) {
+        ViewReport report;
+        PacketSocket::Packet packet;
+        switch (_connection.receive(&report, sizeof report, PacketSocket::Wait::No, packet)) {
+        case PacketSocket::Outcome::Nothing:
+            return true;
+        case PacketSocket::Outcome::Ended:
+            endWith(endProcess(), false);
+            return false;
+        case PacketSocket::Outcome::Received:
+            close(packet.attached);
+            if (!take(report, packet.count)) {
+                return false;
+            }
+            break;
+        }
+    }
+}
+
+bool ViewProcess::take(const ViewReport &report, std::size_t bytes) {
+    if (bytes < offsetof(ViewReport, rects)) {
+        endWith("says what makes no sense", false);
+        return false;
+    }
+    _lastSign = Clock::current().now();
+    switch (report.kind) {
+    case ViewReport::Kind::Picture:
+        return takePicture(report, bytes);
+    case ViewReport::Kind::Petals:
+        _petals = report.petals;
+        return true;
+    case ViewReport::Kind::Answer:
+        _answerDeadline = Clock::kNever;
+        return true;
+    case ViewReport::Kind::Failure: {
+        const std::size_t room = bytes - offsetof(ViewReport, text);
+        endWith(inOneLine({report.text, strnlen(report.text, room)}),
+                _pictureDeadline != Clock::kNever);
+        return false;
+    }
+    }
+    endWith("says what makes no sense", false);
+    return false;
+}
+
+bool ViewProcess::takePicture(const ViewReport &report, std::size_t bytes) {
+    const std::size_t room = (bytes - offsetof(ViewReport, rects)) / sizeof(DeviceRect);
+    if (report.index >= _memory->count() ||
+        report.count > std::min<std::size_t>(room, report.kMostRects)) {
+        endWith("says what makes no sense", false);
+        return false;
+    }
+    const DeviceRect whole{0, 0, static_cast<int>(_memory->width()),
+                           static_cast<int>(_memory->height())};
+    _rects.clear();
+    for (std::uint32_t i = 0; i < report.count; ++i) {
+        const DeviceRect rect = report.rects[i].intersection(whole);
+        if (!rect.isEmpty()) {
+            _rects.push_back(rect);
+        }
+    }
+    _pictureDeadline = Clock::kNever;
+    _listener.viewDrew(*this, report.index, _rects);
+    return true;
+}
+
+void ViewProcess::expectAnswerBy(Clock::Nanoseconds deadline) {
+    _answerDeadline = std::min(_answerDeadline, deadline);
+}
+
+void ViewProcess::checkLater() {
+    if (!_check.isPending() && !_hasEnded) {
+        _check.callAfter(kBetweenChecks);
+    }
+}
+
+/// We may have been stopped ourselves meanwhile, so what has come by now counts.
+void ViewProcess::check() {
+    if (!readReports()) {
+        return;
+    }
+    const Clock::Nanoseconds now = Clock::current().now();
+    if (isOverdue(now)) {
+        endWith("has drawn nothing for 5 s", false);
+        return;
+    }
+    const bool isAnswerDue = _answerDeadline != Clock::kNever;
+    if (_isRunning && !isAnswerDue && now - _lastSign >= kSilence) {
+        expectAnswerBy(_lastSign + kPatienceTime);
+        order({});
+    }
+    if (_isRunning || isAnswerDue || _pictureDeadline != Clock::kNever) {
+        checkLater();
+    }
+}
+
+bool ViewProcess::isOverdue(Clock::Nanoseconds now) const {
+    return _isDeaf || now >= std::min(_pictureDeadline, _answerDeadline);
+}
+
+/// The object may be gone after this.
+void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
+    endProcess();
+    _waiter.remove(*this);
+    _check.cancel();
+    _hasEnded = true;
+    _listener.viewEnded(*this, reason, isHopeless);
+}
+
+/// How the process ended, by itself or now.
+std::string ViewProcess::endProcess() {
+    if (_process <= 0) {
+        return {};
+    }
+    kill(_process, SIGKILL);
+    int status = 0;
+    while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
+    }
+    _process = -1;
+    if (WIFEXITED(status)) {
+        return "has exited with status " + std::to_string(WEXITSTATUS(status)) + lastWords();
+    }
+    const int signal = WTERMSIG(status);
+    if (signal == SIGKILL) {
+        return "was killed or has broken off its connection" + lastWords();
+    }
+    return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + lastWords();
+}
+
+/// The last line that it printed, of those that were kept.
+std::string ViewProcess::lastWords() const {
+    char text[kComplaintBytes];
+    const ssize_t count = pread(_complaints, text, sizeof text, 0);
+    std::string_view words(text,
+                           strnlen(text, static_cast<std::size_t>(std::max<ssize_t>(count, 0))));
+    words = words.substr(0, words.find_last_not_of('\n') + 1);
+    words = words.substr(words.find_last_of('\n') + 1);
+    return words.empty() ? "" : ": " + inOneLine(words);
+}
+
+} // namespace Lumivera

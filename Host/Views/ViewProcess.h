@@ -1,0 +1,87 @@
+#pragma once
+
+#include "Host/Displays/SharedPicture.h"
+#include "Host/Support/DeferredCall.h"
+#include "Host/Support/DescriptorWaiter.h"
+#include "Host/Views/PacketSocket.h"
+#include "Host/Views/RemoteView.h"
+#include "Host/Views/ViewMessages.h"
+
+#include <memory>
+#include <sys/types.h>
+#include <utility>
+
+namespace Lumivera {
+
+/// A view in a process of its own, which may do nothing but draw. Nothing that it does harms us:
+/// when it dies, says what makes no sense, or gives no sign for kPatience while one is due, it is
+/// ended, and the listener hears of it.
+class ViewProcess final : public RemoteView, private DescriptorSource {
+  public:
+    static constexpr NSTimeInterval kPatience = 5;
+
+    struct Start {
+        std::string bundle;     ///< its path
+        bool isTrusted = false; ///< its library may belong to anybody
+        WallpaperChoice choice;
+        std::shared_ptr<SharedPicture> memory;
+        CGFloat density = 1;
+    };
+
+    /// A HostError when there can be no process. Waiter and listener are not owned.
+    ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener);
+    ~ViewProcess() override;
+
+    ViewProcess(const ViewProcess &) = delete;
+    ViewProcess &operator=(const ViewProcess &) = delete;
+
+    void allowDrawing(unsigned index) override;
+    void setRunning(bool isRunning) override;
+    void set(const WallpaperChoice &choice) override;
+    void tap(CGPoint point) override;
+    void scrollBy(CGFloat distance) override;
+    void finishScrolling() override;
+    std::optional<std::uint64_t> petals() const override { return _petals; }
+    double cpuTime() const override;
+
+    pid_t process() const { return _process; }
+
+  private:
+    ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener,
+                std::pair<PacketSocket, PacketSocket> ends);
+    void begin(const Start &start, const PacketSocket &theirs);
+    int descriptor() const override { return _connection.descriptor(); }
+    void serve() override;
+    bool readReports();
+    bool take(const ViewReport &report, std::size_t bytes);
+    bool takePicture(const ViewReport &report, std::size_t bytes);
+    void order(const ViewOrder &order, int attached = -1);
+    void orderValue(ViewOrder::Key key, CGColor numbers);
+    void expectAnswerBy(Clock::Nanoseconds deadline);
+    void checkLater();
+    void check();
+    bool isOverdue(Clock::Nanoseconds now) const;
+    void endWith(const std::string &reason, bool isHopeless);
+    std::string endProcess();
+    std::string lastWords() const;
+
+    DescriptorWaiter &_waiter;
+    Listener &_listener;
+    const std::shared_ptr<SharedPicture> _memory;
+    DeferredCall _check;
+    PacketSocket _connection;
+    pid_t _process = -1;
+    int _complaints = -1;
+    std::optional<std::uint64_t> _petals;
+    std::vector<DeviceRect> _rects;
+    Clock::Nanoseconds _lastSign = 0;
+
+    /// When the first picture and an answer must have come; kNever when none is due.
+    Clock::Nanoseconds _pictureDeadline = Clock::kNever;
+    Clock::Nanoseconds _answerDeadline = Clock::kNever;
+    bool _isRunning = true;
+    bool _isDeaf = false;
+    bool _hasEnded = false;
+};
+
+} // namespace Lumivera

@@ -1,0 +1,132 @@
+#include "Animation/DeskTopView/DeskTopView.h"
+#include "Platform/Foundation/NSAutoreleasePool.h"
+#include "Platform/UIKit/UIColor.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+// A library that does what no wallpaper should, at the moment that its bundle's name says, such as
+// "crash-in-frame.bundle": in its entry point, while it loads, or in its hundredth frame.
+
+namespace {
+
+constexpr int kFrame = 100;
+
+std::string bundleFolder;
+
+[[noreturn]] void crash() {
+    raise(SIGSEGV);
+    std::abort();
+}
+
+[[noreturn]] void loop() {
+    for (;;) {
+        static volatile int turns = 0;
+        turns = turns + 1;
+    }
+}
+
+[[noreturn]] void allocate() {
+    constexpr std::size_t piece = std::size_t{16} << 20;
+    static std::vector<char *> pieces;
+    for (;;) {
+        pieces.push_back(new char[piece]);
+        std::memset(pieces.back(), 1, piece);
+    }
+}
+
+[[noreturn]] void leave() { std::exit(7); }
+
+[[noreturn]] void raiseException() { throw std::runtime_error("a wallpaper's own mistake"); }
+
+void print() {
+    const std::string line(1000, 'x');
+    for (int i = 0; i < 20'000; ++i) {
+        std::fprintf(i % 2 ? stdout : stderr, "%s\n", line.c_str());
+    }
+}
+
+/// Ends the process when it gets further than a wallpaper may.
+void forbid(bool hasSucceeded) {
+    if (hasSucceeded) {
+        std::abort();
+    }
+}
+
+void reachOut() {
+    const std::string beside = bundleFolder + "/../written";
+    for (const std::string &path : {bundleFolder + "/written", beside, std::string("/tmp/written"),
+                                    std::string("/dev/shm/written")}) {
+        forbid(open(path.c_str(), O_WRONLY | O_CREAT, 0600) >= 0);
+    }
+    const std::string description = bundleFolder + "/description.plist";
+    forbid(open(description.c_str(), O_RDWR) >= 0);
+    forbid(unlink(description.c_str()) == 0);
+    forbid(rename(description.c_str(), beside.c_str()) == 0);
+    forbid(truncate(description.c_str(), 0) == 0);
+    forbid(chmod(description.c_str(), 0777) == 0);
+    forbid(mkdir(beside.c_str(), 0700) == 0);
+    forbid(symlink("/", beside.c_str()) == 0);
+    forbid(open((bundleFolder + "/../secret").c_str(), O_RDONLY) >= 0);
+    forbid(socket(AF_INET, SOCK_STREAM, 0) >= 0);
+    forbid(socket(AF_UNIX, SOCK_STREAM, 0) >= 0);
+    forbid(fork() >= 0);
+    forbid(kill(getppid(), 0) == 0);
+    forbid(system("true") == 0);
+    char *const arguments[] = {const_cast<char *>("true"), nullptr};
+    execv("/bin/true", arguments);
+}
+
+void misbehave(const std::string &moment) {
+    static const std::map<std::string, void (*)()> deeds = {
+        {"crash", crash}, {"loop", loop},          {"allocate", allocate},   {"exit", leave},
+        {"print", print}, {"reach-out", reachOut}, {"throw", raiseException}};
+    const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
+    for (const auto &[deed, action] : deeds) {
+        if (name == deed + "-in-" + moment + ".bundle") {
+            action();
+        }
+    }
+}
+
+/// Otherwise a view that moves: its colour is another one in every frame.
+class HostileView final : public DeskTopView {
+  public:
+    explicit HostileView(const CGRect &frame) : DeskTopView(frame) {}
+
+    void initResource() override {
+        misbehave("init");
+        startAnimating();
+    }
+
+    void doAnimating() override {
+        if (++_frame == kFrame) {
+            misbehave("frame");
+        }
+        const auto color = UIColor::colorWithRed_green_blue_alpha(1, _frame % 50 / 50.0, 0, 1);
+        setBackgroundColor(color.get());
+    }
+
+  private:
+    ~HostileView() override = default;
+
+    int _frame = 0;
+};
+
+} // namespace
+
+extern "C" WALLPAPER_EXPORT DeskTopView *getDeskTopViewInstance(NSBundle *bundle) {
+    bundleFolder = bundle->resourcePath();
+    misbehave("entry");
+    return autorelease<DeskTopView>(makeRetained<HostileView>(CGRectMake(0, 0, 10, 10)));
+}
