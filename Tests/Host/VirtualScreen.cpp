@@ -17,6 +17,16 @@ namespace {
 
 constexpr auto kLimit = std::chrono::seconds(30);
 
+[[noreturn]] void execute(const std::vector<std::string> &arguments) {
+    std::vector<char *> words;
+    for (const std::string &argument : arguments) {
+        words.push_back(const_cast<char *>(argument.c_str()));
+    }
+    words.push_back(nullptr);
+    execvp(words[0], words.data());
+    _exit(127);
+}
+
 } // namespace
 
 bool eventually(const std::function<bool()> &condition) {
@@ -45,7 +55,7 @@ std::string outputOf(const std::string &command) {
     return text;
 }
 
-VirtualScreen::VirtualScreen() {
+VirtualScreen::VirtualScreen(const std::string &size, const std::vector<std::string> &options) {
     int ends[2];
     if (pipe(ends) != 0) {
         return;
@@ -58,9 +68,10 @@ VirtualScreen::VirtualScreen() {
         dup2(nothing, STDERR_FILENO);
         // Without -noreset the server begins anew when a tool that looked around was its only
         // client, and turns away whoever comes meanwhile.
-        execlp("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-screen", "0", "800x800x24",
-               "-nolisten", "tcp", "-noreset", nullptr);
-        _exit(127);
+        std::vector<std::string> arguments{"Xvfb", "-displayfd", number, "-screen", "0",
+                                           size,   "-nolisten",  "tcp",  "-noreset"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        execute(arguments);
     }
     close(ends[1]);
     char text[16] = {};
@@ -71,10 +82,40 @@ VirtualScreen::VirtualScreen() {
 }
 
 VirtualScreen::~VirtualScreen() {
-    kill(_server, SIGTERM);
-    ProgramRun::waitFor(_server);
+    while (!_programs.empty()) {
+        end(_programs.back());
+    }
+    end();
 }
 
 std::string VirtualScreen::run(const std::string &command) const {
     return outputOf("DISPLAY=" + _name + " " + command + " 2>/dev/null");
+}
+
+pid_t VirtualScreen::start(const std::vector<std::string> &arguments) {
+    const pid_t process = fork();
+    if (process == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        setenv("DISPLAY", _name.c_str(), 1);
+        const int nothing = open("/dev/null", O_WRONLY);
+        dup2(nothing, STDOUT_FILENO);
+        dup2(nothing, STDERR_FILENO);
+        execute(arguments);
+    }
+    _programs.push_back(process);
+    return process;
+}
+
+void VirtualScreen::end(pid_t process) {
+    std::erase(_programs, process);
+    kill(process, SIGTERM);
+    ProgramRun::waitFor(process);
+}
+
+void VirtualScreen::end() {
+    if (_server > 0) {
+        kill(_server, SIGTERM);
+        ProgramRun::waitFor(_server);
+        _server = -1;
+    }
 }

@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 /// Polls until the condition holds; false when it does not within a time that only a failure takes.
 bool eventually(const std::function<bool()> &condition);
@@ -15,7 +16,9 @@ std::string outputOf(const std::string &command);
 /// A screen of its own for one test.
 class VirtualScreen {
   public:
-    VirtualScreen();
+    /// With more of the server's options than those that every test needs.
+    explicit VirtualScreen(const std::string &size = "800x800x24",
+                           const std::vector<std::string> &options = {});
     ~VirtualScreen();
 
     VirtualScreen(const VirtualScreen &) = delete;
@@ -27,7 +30,15 @@ class VirtualScreen {
     /// The output of a command that uses the screen.
     std::string run(const std::string &command) const;
 
+    /// Begins a program that uses the screen and goes with it; its process.
+    pid_t start(const std::vector<std::string> &arguments);
+
+    /// Ends a program that was started here, or the screen itself.
+    void end(pid_t process);
+    void end();
+
   private:
     pid_t _server = -1;
     std::string _name;
+    std::vector<pid_t> _programs;
 };

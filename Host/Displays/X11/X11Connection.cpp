@@ -1,0 +1,253 @@
+#include "Host/Displays/X11/X11Connection.h"
+
+#include "Host/Support/HostError.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <sys/socket.h>
+#include <xcb/randr.h>
+#include <xcb/shape.h>
+#include <xcb/shm.h>
+#include <xcb/xcb.h>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr const char *kSubject = "X11";
+constexpr std::uint32_t kMostPropertyWords = 16 * 1024;
+
+bool isOurFormat(const xcb_visualtype_t &visual) {
+    return visual._class == XCB_VISUAL_CLASS_TRUE_COLOR && visual.red_mask == 0xff0000 &&
+           visual.green_mask == 0x00ff00 && visual.blue_mask == 0x0000ff;
+}
+
+bool isWordPerPixel(const xcb_setup_t *setup, std::uint8_t depth) {
+    const xcb_format_t *formats = xcb_setup_pixmap_formats(setup);
+    const xcb_format_t *end = formats + xcb_setup_pixmap_formats_length(setup);
+    return std::any_of(formats, end, [&](const xcb_format_t &format) {
+        return format.depth == depth && format.bits_per_pixel == 32;
+    });
+}
+
+std::uint8_t firstEvent(xcb_connection_t *connection, xcb_extension_t *extension) {
+    const xcb_query_extension_reply_t *data = xcb_get_extension_data(connection, extension);
+    return data && data->present ? data->first_event : 0;
+}
+
+std::string reasonFor(int error) {
+    switch (error) {
+    case XCB_CONN_CLOSED_EXT_NOTSUPPORTED:
+        return "the X server lacks an extension";
+    case XCB_CONN_CLOSED_MEM_INSUFFICIENT:
+        return "no memory is left for what the X server sends";
+    case XCB_CONN_CLOSED_REQ_LEN_EXCEED:
+        return "the X server takes no requests of that length";
+    case XCB_CONN_CLOSED_FDPASSING_FAILED:
+        return "the X server takes no descriptors";
+    default:
+        return "the X server has closed the connection";
+    }
+}
+
+} // namespace
+
+X11Connection::X11Connection(DescriptorWaiter &waiter, X11Listener &listener,
+                             const std::string &wayOut)
+    : _waiter(waiter), _listener(listener) {
+    int number = 0;
+    _connection = xcb_connect(nullptr, &number);
+    try {
+        chooseScreen(number, wayOut);
+    } catch (...) {
+        xcb_disconnect(_connection);
+        throw;
+    }
+    _atoms.emplace(_connection);
+    findExtensions();
+    _waiter.add(*this);
+}
+
+X11Connection::~X11Connection() {
+    _waiter.remove(*this);
+    xcb_disconnect(_connection);
+}
+
+std::uint32_t X11Connection::root() const { return _screen->root; }
+
+DeviceRect X11Connection::rootArea() const {
+    return {0, 0, _screen->width_in_pixels, _screen->height_in_pixels};
+}
+
+bool X11Connection::isOwn(std::uint32_t window) const {
+    const xcb_setup_t *setup = xcb_get_setup(_connection);
+    return (window & ~setup->resource_id_mask) == setup->resource_id_base;
+}
+
+bool X11Connection::isMonitorChange(const X11Event &event) const {
+    return _monitorEvents && (event.type() == *_monitorEvents + XCB_RANDR_SCREEN_CHANGE_NOTIFY ||
+                              event.type() == *_monitorEvents + XCB_RANDR_NOTIFY);
+}
+
+bool X11Connection::swapsBytes() const {
+    const bool isServerLittle =
+        xcb_get_setup(_connection)->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST;
+    return isServerLittle != (std::endian::native == std::endian::little);
+}
+
+std::uint32_t X11Connection::createWindow(const DeviceRect &area, std::uint32_t awaitedEvents) {
+    const std::uint32_t window = xcb_generate_id(_connection);
+    const std::uint32_t values[] = {0, XCB_GRAVITY_NORTH_WEST, awaitedEvents, _colormap};
+    xcb_create_window(
+        _connection, _depth, window, root(), static_cast<std::int16_t>(area.left),
+        static_cast<std::int16_t>(area.top), static_cast<std::uint16_t>(area.width()),
+        static_cast<std::uint16_t>(area.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, _visual,
+        XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP, values);
+    return window;
+}
+
+void X11Connection::setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,
+                                std::string_view text) {
+    xcb_change_property(_connection, XCB_PROP_MODE_REPLACE, window, name, type, 8,
+                        static_cast<std::uint32_t>(text.size()), text.data());
+}
+
+void X11Connection::setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,
+                                const std::vector<std::uint32_t> &words) {
+    xcb_change_property(_connection, XCB_PROP_MODE_REPLACE, window, name, type, 32,
+                        static_cast<std::uint32_t>(words.size()), words.data());
+}
+
+unsigned X11Connection::askForProperty(std::uint32_t window, std::uint32_t name) const {
+    return xcb_get_property(_connection, 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0,
+                            kMostPropertyWords)
+        .sequence;
+}
+
+std::optional<std::vector<std::uint32_t>> X11Connection::propertyWords(unsigned question) const {
+    const X11Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(_connection, {question}, nullptr));
+    if (!reply || reply->format != 32) {
+        return {};
+    }
+    const auto *words = static_cast<const std::uint32_t *>(xcb_get_property_value(reply.get()));
+    return std::vector(words, words + xcb_get_property_value_length(reply.get()) / 4);
+}
+
+int X11Connection::descriptor() const { return xcb_get_file_descriptor(_connection); }
+
+/// Answers that were waited for may have brought events along, which no descriptor tells of.
+bool X11Connection::prepareToWait() {
+    xcb_flush(_connection);
+    if (!_arrived) {
+        _arrived.reset(xcb_poll_for_queued_event(_connection));
+    }
+    return _arrived || xcb_connection_has_error(_connection) != 0;
+}
+
+void X11Connection::serve() {
+    if (_arrived) {
+        serveEvent(_arrived.get());
+        _arrived.reset();
+    }
+    while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(_connection)}) {
+        serveEvent(event.get());
+    }
+    if (xcb_connection_has_error(_connection) != 0) {
+        loseConnection();
+    } else {
+        _listener.eventsEnded();
+    }
+}
+
+void X11Connection::chooseScreen(int number, const std::string &wayOut) {
+    if (xcb_connection_has_error(_connection) != 0) {
+        const char *name = std::getenv("DISPLAY");
+        throw HostError(kSubject,
+                        name && *name ? "there is no server at DISPLAY=" + std::string(name)
+                                      : "DISPLAY is not set, so there is no server",
+                        wayOut);
+    }
+    xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(_connection));
+    for (; number > 0 && screens.rem > 1; --number) {
+        xcb_screen_next(&screens);
+    }
+    _screen = screens.data;
+    if (!chooseVisual()) {
+        throw HostError(kSubject, "the screen cannot show 24-bit colours",
+                        "choose a colour depth of 24 bits for it");
+    }
+}
+
+/// The root's own visual where it will do, so that no colours have to be converted.
+bool X11Connection::chooseVisual() {
+    const xcb_setup_t *setup = xcb_get_setup(_connection);
+    for (auto depths = xcb_screen_allowed_depths_iterator(_screen); depths.rem > 0;
+         xcb_depth_next(&depths)) {
+        const std::uint8_t depth = depths.data->depth;
+        const bool isRootDepth = depth == _screen->root_depth;
+        if ((depth != 24 && !isRootDepth) || !isWordPerPixel(setup, depth)) {
+            continue;
+        }
+        for (auto visuals = xcb_depth_visuals_iterator(depths.data); visuals.rem > 0;
+             xcb_visualtype_next(&visuals)) {
+            const bool isRoots = visuals.data->visual_id == _screen->root_visual;
+            if (isOurFormat(*visuals.data) && (isRoots || _visual == 0)) {
+                _visual = visuals.data->visual_id;
+                _depth = depth;
+            }
+        }
+    }
+    if (_visual != 0) {
+        _colormap = xcb_generate_id(_connection);
+        xcb_create_colormap(_connection, XCB_COLORMAP_ALLOC_NONE, _colormap, root(), _visual);
+    }
+    return _visual != 0;
+}
+
+/// A descriptor that is sent to a server on another machine breaks the connection.
+void X11Connection::findExtensions() {
+    for (xcb_extension_t *extension : {&xcb_shm_id, &xcb_randr_id, &xcb_shape_id}) {
+        xcb_prefetch_extension_data(_connection, extension);
+    }
+    _hasShapes = firstEvent(_connection, &xcb_shape_id) != 0;
+    if (const std::uint8_t first = firstEvent(_connection, &xcb_shm_id); first != 0 && isLocal()) {
+        const X11Reply<xcb_shm_query_version_reply_t> version(
+            xcb_shm_query_version_reply(_connection, xcb_shm_query_version(_connection), nullptr));
+        if (version && (version->major_version > 1 || version->minor_version >= 2)) {
+            _sharedMemoryEvent = static_cast<std::uint8_t>(first + XCB_SHM_COMPLETION);
+        }
+    }
+    if (const std::uint8_t first = firstEvent(_connection, &xcb_randr_id); first != 0) {
+        const X11Reply<xcb_randr_query_version_reply_t> version(xcb_randr_query_version_reply(
+            _connection, xcb_randr_query_version(_connection, 1, 5), nullptr));
+        if (version && (version->major_version > 1 || version->minor_version >= 5)) {
+            _monitorEvents = first;
+        }
+    }
+}
+
+bool X11Connection::isLocal() const {
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    return getsockname(descriptor(), reinterpret_cast<sockaddr *>(&address), &length) == 0 &&
+           address.ss_family == AF_UNIX;
+}
+
+void X11Connection::serveEvent(void *event) {
+    const X11Event arrived(event);
+    if (arrived.type() != 0) { // otherwise an error of a request whose window has gone
+        _listener.eventArrived(arrived);
+    }
+}
+
+void X11Connection::loseConnection() {
+    _waiter.remove(*this);
+    if (!_isLost) {
+        _isLost = true;
+        _listener.connectionLost(reasonFor(xcb_connection_has_error(_connection)));
+    }
+}
+
+} // namespace Lumivera

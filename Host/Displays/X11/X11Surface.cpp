@@ -1,0 +1,196 @@
+#include "Host/Displays/X11/X11Surface.h"
+
+#include "Host/Displays/X11/X11WindowNames.h"
+
+#include <xcb/shape.h>
+#include <xcb/xcb.h>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr std::uint32_t kAllWorkspaces = 0xffffffff;
+
+/// How often a window is allowed to get beneath us before it may stay there.
+constexpr unsigned kMostLowerings = 3;
+constexpr std::size_t kMostRemembered = 256;
+
+/// What the words of WM_HINTS and WM_NORMAL_HINTS mean.
+constexpr std::uint32_t kInputHint = 1;
+constexpr std::uint32_t kUserPlace = 1;
+constexpr std::uint32_t kUserSize = 2;
+constexpr std::uint32_t kSmallestSize = 16;
+constexpr std::uint32_t kLargestSize = 32;
+constexpr std::size_t kSizeHintWords = 18;
+
+constexpr std::uint32_t kShownEvents = XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_VISIBILITY_CHANGE;
+
+} // namespace
+
+X11Surface::X11Surface(X11Connection &connection, const X11Output &output, CGFloat density,
+                       bool clickThrough)
+    : _connection(connection), _output(output), _density(density),
+      _window(connection.createWindow(
+          output.area, kShownEvents | (clickThrough ? 0 : X11Pointer::kAwaitedEvents))),
+      _presenter(connection, _window), _pointer(_window) {
+    describe();
+    fixPlace();
+    if (clickThrough) {
+        letClicksThrough();
+    }
+    goBelow();
+}
+
+X11Surface::~X11Surface() { xcb_destroy_window(_connection.get(), _window); }
+
+SurfaceGeometry X11Surface::geometry() const {
+    return {static_cast<unsigned>(area().width()), static_cast<unsigned>(area().height()),
+            _density};
+}
+
+SurfaceVisibility X11Surface::visibility() const {
+    return _stackVisibility == SurfaceVisibility::Visible && _isObscured
+               ? SurfaceVisibility::Covered
+               : _stackVisibility;
+}
+
+void X11Surface::setMemory(std::shared_ptr<SharedPicture> memory) {
+    _presenter.setMemory(std::move(memory));
+}
+
+/// The window manager may take its time to show the window; what is missed then is exposed.
+void X11Surface::present(unsigned, const std::vector<DeviceRect> &rects) {
+    if (!_isMapped) {
+        _isMapped = true;
+        xcb_map_window(_connection.get(), _window);
+    }
+    _presenter.present(rects);
+}
+
+void X11Surface::setArea(const DeviceRect &area) {
+    if (area == _output.area) {
+        return;
+    }
+    const SurfaceGeometry before = geometry();
+    _output.area = area;
+    fixPlace();
+    const std::uint32_t values[] = {
+        static_cast<std::uint32_t>(area.left), static_cast<std::uint32_t>(area.top),
+        static_cast<std::uint32_t>(area.width()), static_cast<std::uint32_t>(area.height())};
+    xcb_configure_window(_connection.get(), _window,
+                         XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
+                             XCB_CONFIG_WINDOW_HEIGHT,
+                         values);
+    tellGeometryUnless(before);
+}
+
+void X11Surface::setDensity(CGFloat density) {
+    const SurfaceGeometry before = geometry();
+    _density = density;
+    tellGeometryUnless(before);
+}
+
+void X11Surface::setStackVisibility(SurfaceVisibility visibility) {
+    const SurfaceVisibility before = this->visibility();
+    _stackVisibility = visibility;
+    tellVisibilityUnless(before);
+}
+
+void X11Surface::eventArrived(const X11Event &event) {
+    if (_presenter.takesTurn(event)) {
+        if (_listener) {
+            _listener->pictureWanted(0);
+        }
+        return;
+    }
+    if (event.type() == XCB_EXPOSE) {
+        const auto &expose = event.as<xcb_expose_event_t>();
+        if (expose.window == _window) {
+            _presenter.repaint(
+                {expose.x, expose.y, expose.x + expose.width, expose.y + expose.height});
+        }
+    } else if (event.type() == XCB_VISIBILITY_NOTIFY) {
+        const auto &notice = event.as<xcb_visibility_notify_event_t>();
+        if (notice.window == _window) {
+            setObscured(notice.state == XCB_VISIBILITY_FULLY_OBSCURED);
+        }
+    } else if (_listener) {
+        _pointer.eventArrived(event, _density, *_listener);
+    }
+}
+
+/// Two programs that both want to be the lowest would never come to rest.
+void X11Surface::lowerBeneath(const std::vector<std::uint32_t> &windows) {
+    if (_lowerings.size() > kMostRemembered) {
+        _lowerings.clear();
+    }
+    bool isWorthIt = false;
+    for (const std::uint32_t window : windows) {
+        isWorthIt = ++_lowerings[window] <= kMostLowerings || isWorthIt;
+    }
+    if (isWorthIt) {
+        goBelow();
+    }
+}
+
+void X11Surface::goBelow() {
+    const std::uint32_t below = XCB_STACK_MODE_BELOW;
+    xcb_configure_window(_connection.get(), _window, XCB_CONFIG_WINDOW_STACK_MODE, &below);
+}
+
+/// For window managers, which move and decorate windows that do not say what they are.
+void X11Surface::describe() {
+    const auto atom = [this](X11Atom name) { return _connection.atom(name); };
+    describeX11Window(_connection, _window, "Lumivera");
+    _connection.setProperty(_window, atom(X11Atom::NetWMWindowType), XCB_ATOM_ATOM,
+                            {atom(X11Atom::NetWMWindowTypeDesktop)});
+    _connection.setProperty(_window, atom(X11Atom::NetWMState), XCB_ATOM_ATOM,
+                            {atom(X11Atom::NetWMStateBelow), atom(X11Atom::NetWMStateSticky),
+                             atom(X11Atom::NetWMStateSkipTaskbar),
+                             atom(X11Atom::NetWMStateSkipPager)});
+    _connection.setProperty(_window, atom(X11Atom::NetWMDesktop), XCB_ATOM_CARDINAL,
+                            {kAllWorkspaces});
+    const std::uint32_t withoutInput = 0;
+    _connection.setProperty(_window, XCB_ATOM_WM_HINTS, XCB_ATOM_WM_HINTS,
+                            {kInputHint, withoutInput, 0, 0, 0, 0, 0, 0, 0});
+}
+
+/// The place is the user's, as far as a window manager is concerned.
+void X11Surface::fixPlace() {
+    const auto width = static_cast<std::uint32_t>(area().width());
+    const auto height = static_cast<std::uint32_t>(area().height());
+    std::vector<std::uint32_t> hints(kSizeHintWords);
+    hints[0] = kUserPlace | kUserSize | kSmallestSize | kLargestSize;
+    hints[1] = static_cast<std::uint32_t>(area().left);
+    hints[2] = static_cast<std::uint32_t>(area().top);
+    hints[3] = hints[5] = hints[7] = width;
+    hints[4] = hints[6] = hints[8] = height;
+    _connection.setProperty(_window, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, hints);
+}
+
+void X11Surface::letClicksThrough() {
+    if (_connection.hasShapes()) {
+        xcb_shape_rectangles(_connection.get(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
+                             XCB_CLIP_ORDERING_UNSORTED, _window, 0, 0, 0, nullptr);
+    }
+}
+
+void X11Surface::tellGeometryUnless(const SurfaceGeometry &before) {
+    if (_listener && geometry() != before) {
+        _listener->surfaceGeometryChanged();
+    }
+}
+
+void X11Surface::setObscured(bool isObscured) {
+    const SurfaceVisibility before = visibility();
+    _isObscured = isObscured;
+    tellVisibilityUnless(before);
+}
+
+void X11Surface::tellVisibilityUnless(SurfaceVisibility before) {
+    if (_listener && visibility() != before) {
+        _listener->surfaceVisibilityChanged();
+    }
+}
+
+} // namespace Lumivera

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Host/Displays/Desktop.h"
+#include "Host/Displays/X11/X11Outputs.h"
+#include "Host/Displays/X11/X11Pointer.h"
+#include "Host/Displays/X11/X11Presenter.h"
+
+#include <map>
+
+namespace Lumivera {
+
+/// A window of the desktop kind over all of an output, beneath the windows of other programs. It
+/// comes to be seen with its first picture. Main thread.
+class X11Surface final : public DesktopSurface {
+  public:
+    /// Clicks reach what lies beneath when `clickThrough` is set. The connection is not owned.
+    X11Surface(X11Connection &connection, const X11Output &output, CGFloat density,
+               bool clickThrough);
+    ~X11Surface() override;
+
+    X11Surface(const X11Surface &) = delete;
+    X11Surface &operator=(const X11Surface &) = delete;
+
+    void setListener(Listener *listener) override { _listener = listener; }
+    const std::string &outputName() const override { return _output.name; }
+    SurfaceGeometry geometry() const override;
+    SurfaceVisibility visibility() const override;
+    void setMemory(std::shared_ptr<SharedPicture> memory) override;
+    void present(unsigned index, const std::vector<DeviceRect> &rects) override;
+
+    std::uint32_t window() const { return _window; }
+    const DeviceRect &area() const { return _output.area; }
+
+    /// For its desktop, within call-outs: what has changed around it.
+    void setArea(const DeviceRect &area);
+    void setDensity(CGFloat density);
+    void setStackVisibility(SurfaceVisibility visibility);
+    void eventArrived(const X11Event &event);
+
+    /// Goes beneath those windows again, unless one of them insists on its place.
+    void lowerBeneath(const std::vector<std::uint32_t> &windows);
+
+  private:
+    void goBelow();
+    void describe();
+    void fixPlace();
+    void letClicksThrough();
+    void tellGeometryUnless(const SurfaceGeometry &before);
+    void setObscured(bool isObscured);
+    void tellVisibilityUnless(SurfaceVisibility before);
+
+    X11Connection &_connection;
+    X11Output _output;
+    CGFloat _density;
+    const std::uint32_t _window;
+    X11Presenter _presenter;
+    X11Pointer _pointer;
+    Listener *_listener = nullptr;
+    SurfaceVisibility _stackVisibility = SurfaceVisibility::Visible;
+    std::map<std::uint32_t, unsigned> _lowerings;
+    bool _isObscured = false;
+    bool _isMapped = false;
+};
+
+} // namespace Lumivera
