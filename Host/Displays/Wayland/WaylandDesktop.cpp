@@ -1,0 +1,176 @@
+#include <wayland-client.h>
+#include <wlr-foreign-toplevel-management-unstable-v1-client-protocol.h>
+
+#include "Host/Displays/Wayland/WaylandDesktop.h"
+
+#include "Host/Displays/Wayland/WaylandOutput.h"
+#include "Host/Displays/Wayland/WaylandSeat.h"
+#include "Host/Displays/Wayland/WaylandSurface.h"
+
+namespace Lumivera {
+
+namespace {
+
+constexpr std::uint32_t kOutputVersion = 4;
+constexpr std::uint32_t kSeatVersion = 7;
+constexpr std::uint32_t kToplevelsVersion = 3;
+
+} // namespace
+
+/// An output and the surface on it, which is there once the output is known.
+struct WaylandDesktop::Place {
+    WaylandOutput output;
+    std::unique_ptr<WaylandSurface> surface;
+    bool isGone = false;
+    bool isGivenUp = false;
+};
+
+struct WaylandDesktop::Events {
+    static void global(void *data, wl_registry *, std::uint32_t number, const char *interface,
+                       std::uint32_t version) {
+        static_cast<WaylandDesktop *>(data)->add(number, interface, version);
+    }
+
+    static void globalRemove(void *data, wl_registry *, std::uint32_t number) {
+        static_cast<WaylandDesktop *>(data)->remove(number);
+    }
+
+    static constexpr wl_registry_listener kRegistry{.global = global,
+                                                    .global_remove = globalRemove};
+};
+
+/// The second answer tells what the things that the first one told of are like.
+WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter, const Options &options)
+    : _options(options), _connection(waiter), _cursor(_globals) {
+    _registry = wl_display_get_registry(_connection.display());
+    wl_registry_add_listener(_registry, &Events::kRegistry, this);
+    try {
+        _connection.roundTrip();
+        _globals.checkNeeds();
+        _connection.roundTrip();
+    } catch (...) {
+        _places.clear();
+        _seats.clear();
+        wl_registry_destroy(_registry);
+        throw;
+    }
+    openSurfaces();
+    _connection.listen(*this);
+}
+
+/// Nobody hears of the end.
+WaylandDesktop::~WaylandDesktop() {
+    killSurfaces();
+    _seats.clear();
+    _places.clear();
+    wl_registry_destroy(_registry);
+}
+
+void WaylandDesktop::setListener(Desktop::Listener *listener) {
+    _listener = listener;
+    for (const auto &place : _places) {
+        if (_listener && place->surface) {
+            _listener->outputAdded(*place->surface);
+        }
+    }
+}
+
+void WaylandDesktop::add(std::uint32_t number, std::string_view interface, std::uint32_t version) {
+    const auto bind = [&](const wl_interface &wanted, std::uint32_t known) {
+        return WaylandGlobals::bindNewest(_registry, number, wanted, version, known);
+    };
+    if (interface == wl_output_interface.name) {
+        void *const output = bind(wl_output_interface, kOutputVersion);
+        _places.push_back(
+            std::unique_ptr<Place>(new Place{{static_cast<wl_output *>(output), number}, nullptr}));
+    } else if (interface == wl_seat_interface.name && !_options.clickThrough) {
+        void *const seat = bind(wl_seat_interface, kSeatVersion);
+        _seats.push_back(
+            std::make_unique<WaylandSeat>(static_cast<wl_seat *>(seat), number, _cursor));
+    } else if (interface == zwlr_foreign_toplevel_manager_v1_interface.name) {
+        void *const manager = bind(zwlr_foreign_toplevel_manager_v1_interface, kToplevelsVersion);
+        _toplevels.follow(static_cast<zwlr_foreign_toplevel_manager_v1 *>(manager));
+    } else {
+        _globals.bind(_registry, number, interface, version);
+    }
+    describeOutputs();
+}
+
+void WaylandDesktop::remove(std::uint32_t number) {
+    for (const auto &place : _places) {
+        place->isGone = place->isGone || place->output.number() == number;
+    }
+    std::erase_if(_seats, [number](const auto &seat) { return seat->number() == number; });
+}
+
+/// Outputs may be told of before what describes them.
+void WaylandDesktop::describeOutputs() {
+    for (const auto &place : _places) {
+        if (_globals.outputManager) {
+            place->output.describeBy(_globals.outputManager);
+        }
+    }
+}
+
+void WaylandDesktop::eventsDispatched() {
+    openSurfaces();
+    settleSurfaces();
+    std::erase_if(_places, [](const auto &place) { return place->isGone; });
+}
+
+/// The listener may destroy the desktop.
+void WaylandDesktop::connectionLost(const std::string &reason) {
+    killSurfaces();
+    if (_listener) {
+        _listener->desktopLost(reason);
+    }
+}
+
+void WaylandDesktop::openSurfaces() {
+    for (const auto &place : _places) {
+        if (!place->surface && place->output.isKnown() && !place->isGone && !place->isGivenUp) {
+            place->surface =
+                std::make_unique<WaylandSurface>(_globals, place->output, _options.clickThrough);
+            if (_listener) {
+                _listener->outputAdded(*place->surface);
+            }
+        }
+    }
+}
+
+void WaylandDesktop::settleSurfaces() {
+    for (const auto &place : _places) {
+        if (place->isGone) {
+            dropSurface(*place);
+        } else if (place->surface) {
+            place->surface->settle(_toplevels.coverOf(place->output.handle()));
+            place->isGivenUp = place->surface->isGivenUp();
+        }
+        if (place->isGivenUp) {
+            dropSurface(*place);
+        }
+    }
+}
+
+void WaylandDesktop::dropSurface(Place &place) {
+    _toplevels.forget(place.output.handle());
+    if (place.surface) {
+        for (const auto &seat : _seats) {
+            seat->forget(*place.surface);
+        }
+        if (_listener) {
+            _listener->outputRemoved(*place.surface);
+        }
+        place.surface.reset();
+    }
+}
+
+void WaylandDesktop::killSurfaces() {
+    for (const auto &place : _places) {
+        if (place->surface) {
+            place->surface->die();
+        }
+    }
+}
+
+} // namespace Lumivera

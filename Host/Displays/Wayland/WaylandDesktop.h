@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Host/Displays/Desktop.h"
+#include "Host/Displays/Wayland/WaylandConnection.h"
+#include "Host/Displays/Wayland/WaylandCursor.h"
+#include "Host/Displays/Wayland/WaylandGlobals.h"
+#include "Host/Displays/Wayland/WaylandToplevels.h"
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+struct wl_registry;
+
+namespace Lumivera {
+
+class WaylandOutput;
+class WaylandSeat;
+class WaylandSurface;
+
+/// The desktop of a Wayland compositor that has a layer shell. An output is known to be hidden when
+/// its compositor asks for no more pictures, or tells of a window that is maximized or has the
+/// whole output; several windows side by side count only where the compositor notices that itself.
+/// Main thread.
+class WaylandDesktop final : public Desktop, private WaylandConnection::Listener {
+  public:
+    struct Options {
+        /// Taps and clicks go to whatever lies behind the wallpaper, usually nothing.
+        bool clickThrough = false;
+    };
+
+    /// Connects to the compositor that the environment names. A HostError when there is none, when
+    /// it does not answer within a few seconds or has no layer shell.
+    WaylandDesktop(DescriptorWaiter &waiter, const Options &options);
+    ~WaylandDesktop() override;
+
+    WaylandDesktop(const WaylandDesktop &) = delete;
+    WaylandDesktop &operator=(const WaylandDesktop &) = delete;
+
+    void setListener(Desktop::Listener *listener) override;
+    std::string name() const override { return "Wayland"; }
+
+  private:
+    struct Events;
+    struct Place;
+
+    void add(std::uint32_t number, std::string_view interface, std::uint32_t version);
+    void remove(std::uint32_t number);
+    void describeOutputs();
+    void eventsDispatched() override;
+    void connectionLost(const std::string &reason) override;
+    void openSurfaces();
+    void settleSurfaces();
+    void dropSurface(Place &place);
+    void killSurfaces();
+
+    const Options _options;
+    Desktop::Listener *_listener = nullptr;
+    WaylandConnection _connection;
+    WaylandGlobals _globals;
+    wl_registry *_registry = nullptr;
+    WaylandCursor _cursor;
+    WaylandToplevels _toplevels;
+    std::vector<std::unique_ptr<Place>> _places;
+    std::vector<std::unique_ptr<WaylandSeat>> _seats;
+};
+
+} // namespace Lumivera

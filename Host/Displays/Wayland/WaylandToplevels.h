@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Host/Displays/Desktop.h"
+
+#include <memory>
+#include <vector>
+
+struct wl_output;
+struct zwlr_foreign_toplevel_handle_v1;
+struct zwlr_foreign_toplevel_manager_v1;
+
+namespace Lumivera {
+
+/// Everybody's windows, to know which outputs they hide. A compositor tells whether a window has
+/// the whole output or is maximized, but not where it lies: several windows side by side that hide
+/// an output together are not seen to. Main thread.
+class WaylandToplevels final {
+  public:
+    WaylandToplevels() = default;
+    ~WaylandToplevels();
+
+    WaylandToplevels(const WaylandToplevels &) = delete;
+    WaylandToplevels &operator=(const WaylandToplevels &) = delete;
+
+    /// Takes over the manager, through which windows are told.
+    void follow(zwlr_foreign_toplevel_manager_v1 *manager);
+
+    /// The output goes.
+    void forget(const wl_output *output);
+
+    /// FullScreen, Covered or, as far as is known, Visible.
+    SurfaceVisibility coverOf(const wl_output *output) const;
+
+  private:
+    struct Events;
+
+    struct State {
+        bool isFullScreen = false;
+        bool isMaximized = false;
+        bool isMinimized = false;
+        bool isActivated = false;
+        std::vector<const wl_output *> outputs;
+    };
+
+    struct Toplevel {
+        WaylandToplevels *owner;
+        zwlr_foreign_toplevel_handle_v1 *handle;
+        State pending;
+        State current;
+    };
+
+    void remove(const Toplevel &toplevel);
+
+    zwlr_foreign_toplevel_manager_v1 *_manager = nullptr;
+    std::vector<std::unique_ptr<Toplevel>> _toplevels;
+};
+
+} // namespace Lumivera

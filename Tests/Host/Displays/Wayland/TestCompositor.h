@@ -1,0 +1,127 @@
+#pragma once
+
+#include "Platform/Compositor/DeviceRect.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A Wayland compositor on a thread of its own that shows nothing and does what it is told to. The
+/// next program part that connects to Wayland in this process is its only client. Each call is over
+/// when the compositor has done it; what it sends arrives whenever the client looks.
+class TestCompositor {
+  public:
+    struct Options {
+        bool hasLayerShell = true;
+        bool hasViewporter = true;
+        bool hasFractionalScale = true;
+        bool hasOutputManager = false;
+        bool hasToplevels = true;
+        bool hasSeat = true;
+        unsigned outputVersion = 4;
+        unsigned surfaceVersion = 4;
+        unsigned seatVersion = 7;
+    };
+
+    struct Mode {
+        int width = 640;
+        int height = 480;
+        int scale = 1;
+        int transform = 0; ///< as wl_output counts
+    };
+
+    /// What a layer surface is like, as of its last commit.
+    struct Surface {
+        std::string layerNamespace;
+        std::string output;
+        unsigned layer = 0;
+        unsigned anchor = 0;
+        int exclusiveZone = 0;
+        bool takesKeys = false;
+        bool takesInput = true;
+        bool isOpaque = false;
+        bool isAcknowledged = false; ///< the last configure event was
+        int width = 0;               ///< of the picture, 0 without one
+        int height = 0;
+        int destinationWidth = 0;
+        int destinationHeight = 0;
+        int scale = 1;
+        std::uint32_t corner = 0; ///< the first pixel
+        std::vector<DeviceRect> damage;
+        int pictures = 0; ///< commits with one
+    };
+
+    struct Toplevel {
+        std::vector<std::uint32_t> states; ///< as the protocol counts
+        std::string output;
+    };
+
+    TestCompositor() : TestCompositor(Options()) {}
+    explicit TestCompositor(const Options &options);
+    ~TestCompositor();
+
+    TestCompositor(const TestCompositor &) = delete;
+    TestCompositor &operator=(const TestCompositor &) = delete;
+
+    void addOutput(const std::string &name, const Mode &mode);
+    void changeOutput(const std::string &name, const Mode &mode);
+    void removeOutput(const std::string &name);
+
+    /// Tells how large outputs are in points. For those that are added later, too.
+    void setLogicalSize(int width, int height);
+
+    /// The layer surfaces that there are, in the order of their making.
+    std::vector<Surface> surfaces();
+
+    /// The newest one of an output; a default one when there is none.
+    Surface surfaceOn(const std::string &output);
+
+    void configure(const std::string &output, unsigned width, unsigned height);
+    void close(const std::string &output);
+    void preferScale(const std::string &output, unsigned parts);
+
+    /// While frames are withheld nobody is asked for pictures; those who wait are asked right after
+    /// it. Likewise no picture is released while releases are.
+    void withholdFrames(bool isWithheld);
+    void withholdReleases(bool isWithheld);
+
+    /// Ends the client with a protocol error of the output's layer surface.
+    void refuse(const std::string &output, unsigned error);
+
+    /// Closes the connection.
+    void hangUp();
+
+    /// As wl_seat counts: 1 pointer, 4 touch.
+    void setCapabilities(unsigned capabilities);
+    void removeSeat();
+
+    void touchDown(const std::string &output, int finger, double x, double y);
+    void touchMove(int finger, double x, double y);
+    void touchUp(int finger);
+    void touchCancel();
+
+    void pointerEnter(const std::string &output, double x, double y);
+    void pointerLeave(const std::string &output);
+    void pointerMove(double x, double y);
+    void pointerButton(unsigned button, bool isPressed);
+    void pointerScroll(unsigned source, double distance);
+    void pointerStop();
+
+    /// How often the client has given the pointer a picture.
+    int cursors();
+
+    /// Their numbers count up from 0.
+    void addToplevel();
+    void changeToplevel(std::size_t number, const Toplevel &toplevel);
+    void closeToplevel(std::size_t number);
+
+    /// Several of these calls, and all they send arrives together.
+    void atOnce(const std::function<void()> &actions);
+
+  private:
+    struct State;
+
+    std::unique_ptr<State> _state;
+};

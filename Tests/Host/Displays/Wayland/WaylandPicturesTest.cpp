@@ -1,0 +1,159 @@
+#include "Platform/Foundation/NSRunLoop.h"
+#include "Tests/Host/Displays/Wayland/WaylandDesktopTest.h"
+
+using namespace Lumivera;
+
+namespace {
+
+using WaylandPicturesTest = WaylandDesktopTest;
+
+constexpr std::uint32_t kMaximized = 0;
+constexpr std::uint32_t kMinimized = 1;
+constexpr std::uint32_t kActivated = 2;
+constexpr std::uint32_t kFullScreen = 3;
+
+TEST_F(WaylandPicturesTest, WantsTheFirstPictureAtOnceAndThenTheFreeOne) {
+    begin();
+    EXPECT_EQ(surface().wishes, "0");
+    for (std::uint32_t color = 1; color <= 4; ++color) {
+        show(0xFF000000 + color);
+        EXPECT_EQ(shown().corner, 0xFF000000 + color);
+    }
+    ASSERT_TRUE(runUntil([&] { return surface().wanted.has_value(); }));
+    EXPECT_EQ(surface().wishes, "01010");
+}
+
+TEST_F(WaylandPicturesTest, IsNotAskedWithinACallOfTheSurface) {
+    begin();
+    surface().wishes.clear();
+    surface().giveMemory();
+    EXPECT_EQ(surface().wishes, "");
+    EXPECT_TRUE(runUntil([&] { return surface().wishes == "0"; }));
+}
+
+TEST_F(WaylandPicturesTest, SaysWhatHasChangedWithinThePicture) {
+    begin();
+    surface().draw(0xFF000001, {{3, 3, 4, 4}});
+    ASSERT_TRUE(runUntil([&] { return shown().pictures == 1; }));
+    EXPECT_EQ(shown().damage, (std::vector<DeviceRect>{{0, 0, 640, 480}}));
+    ASSERT_TRUE(runUntil([&] { return surface().wanted.has_value(); }));
+    surface().draw(0xFF000002, {{10, 20, 30, 40}, {-5, -5, 5, 5}, {700, 0, 800, 9}});
+    ASSERT_TRUE(runUntil([&] { return shown().pictures == 2; }));
+    EXPECT_EQ(shown().damage, (std::vector<DeviceRect>{{10, 20, 30, 40}, {0, 0, 5, 5}}));
+}
+
+TEST_F(WaylandPicturesTest, TellsOldCompositorsThatEverythingHasChanged) {
+    TestCompositor::Options options;
+    options.surfaceVersion = 3;
+    begin(options);
+    show(0xFF000001);
+    EXPECT_EQ(shown().damage.size(), 1U);
+}
+
+TEST_F(WaylandPicturesTest, WantsNoPictureBeforeTheLastOneIsOnTheScreen) {
+    begin();
+    compositor().withholdFrames(true);
+    show(0xFF000001);
+    catchUp();
+    EXPECT_EQ(surface().wishes, "0");
+    compositor().withholdFrames(false);
+    EXPECT_TRUE(runUntil([&] { return surface().wishes == "01"; }));
+}
+
+TEST_F(WaylandPicturesTest, WantsNoPictureThatIsStillRead) {
+    begin();
+    compositor().withholdReleases(true);
+    show(0xFF000001);
+    show(0xFF000002);
+    catchUp();
+    EXPECT_EQ(surface().wishes, "01");
+    compositor().withholdReleases(false);
+    EXPECT_TRUE(runUntil([&] { return surface().wishes == "010"; }));
+}
+
+TEST_F(WaylandPicturesTest, WantsTheFirstPictureOfNewMemoryWhateverWasBefore) {
+    begin();
+    compositor().withholdFrames(true);
+    compositor().withholdReleases(true);
+    show(0xFF000001);
+    const std::weak_ptr<SharedPicture> old = surface().memory;
+    compositor().configure("A", 320, 200);
+    ASSERT_TRUE(runUntil([&] { return surface().wishes == "00"; }));
+    EXPECT_FALSE(old.expired());
+    show(0xFF000002);
+    EXPECT_EQ(shown().width, 320);
+    EXPECT_FALSE(old.expired());
+    compositor().withholdReleases(false);
+    EXPECT_TRUE(runUntil([&] { return old.expired(); }));
+}
+
+TEST_F(WaylandPicturesTest, ShowsNothingThatWasNotWanted) {
+    begin();
+    surface().surface.present(1, {{0, 0, 9, 9}});
+    surface().surface.present(7, {{0, 0, 9, 9}});
+    show(0xFF000001);
+    surface().surface.present(0, {{0, 0, 9, 9}});
+    catchUp();
+    EXPECT_EQ(shown().pictures, 1);
+}
+
+TEST_F(WaylandPicturesTest, IsCoveredWhileNoPicturesAreAskedForAndDoesNotWaitByTheClock) {
+    begin();
+    compositor().withholdFrames(true);
+    show(0xFF000001);
+    surface().heard.clear();
+    ASSERT_TRUE(runUntil([&] { return surface().heard == "covered,"; }));
+    EXPECT_EQ(NSRunLoop::mainRunLoop().nextDeadline(), Clock::kNever);
+    compositor().withholdFrames(false);
+    EXPECT_TRUE(runUntil([&] { return surface().heard == "covered,visible,"; }));
+    EXPECT_TRUE(runUntil([&] { return surface().wishes == "01"; }));
+}
+
+TEST_F(WaylandPicturesTest, IsVisibleAsLongAsTheNextPictureIsAskedForHoweverLateItIsDrawn) {
+    begin();
+    show(0xFF000001);
+    ASSERT_TRUE(runUntil([&] { return surface().wishes == "01"; }));
+    EXPECT_EQ(NSRunLoop::mainRunLoop().nextDeadline(), Clock::kNever);
+    EXPECT_EQ(surface().surface.visibility(), SurfaceVisibility::Visible);
+}
+
+TEST_F(WaylandPicturesTest, IsHiddenByAWindowThatHasTheWholeOutput) {
+    begin();
+    surface().heard.clear();
+    compositor().addToplevel();
+    compositor().changeToplevel(0, {{kFullScreen, kActivated}, "A"});
+    ASSERT_TRUE(runUntil([&] { return surface().heard == "full,"; }));
+    compositor().changeToplevel(0, {{kFullScreen, kMinimized}, "A"});
+    ASSERT_TRUE(runUntil([&] { return surface().heard == "full,visible,"; }));
+    compositor().changeToplevel(0, {{kFullScreen}, "A"});
+    ASSERT_TRUE(runUntil([&] { return surface().heard == "full,visible,full,"; }));
+    compositor().closeToplevel(0);
+    ASSERT_TRUE(runUntil([&] { return surface().heard == "full,visible,full,visible,"; }));
+}
+
+TEST_F(WaylandPicturesTest, IsCoveredByTheMaximizedWindowThatIsWorkedIn) {
+    begin();
+    surface().heard.clear();
+    compositor().addToplevel();
+    compositor().changeToplevel(0, {{kMaximized, kActivated}, "A"});
+    ASSERT_TRUE(runUntil([&] { return surface().heard == "covered,"; }));
+    compositor().changeToplevel(0, {{kMaximized}, "A"});
+    ASSERT_TRUE(runUntil([&] { return surface().heard == "covered,visible,"; }));
+}
+
+TEST_F(WaylandPicturesTest, IsNotHiddenByWindowsOnOtherOutputs) {
+    begin();
+    surface().heard.clear();
+    compositor().addOutput("B", {});
+    ASSERT_TRUE(runUntil([&] { return recorder.heard == "+A,+B,"; }));
+    const SurfaceRecorder &other = *recorder.surfaces.back();
+    compositor().addToplevel();
+    compositor().changeToplevel(0, {{kFullScreen}, "B"});
+    ASSERT_TRUE(runUntil([&] { return other.heard.find("full,") != std::string::npos; }));
+    EXPECT_EQ(surface().heard, "");
+    compositor().removeOutput("B");
+    catchUp();
+    EXPECT_EQ(surface().surface.visibility(), SurfaceVisibility::Visible);
+}
+
+} // namespace
