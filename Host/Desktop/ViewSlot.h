@@ -3,6 +3,8 @@
 #include "Host/Displays/Desktop.h"
 #include "Host/Views/RemoteView.h"
 
+#include "Platform/Foundation/Clock.h"
+
 #include <functional>
 #include <memory>
 #include <string>
