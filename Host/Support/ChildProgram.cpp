@@ -1,18 +1,15 @@
 #include "Host/Support/ChildProgram.h"
 
-#include "Host/Support/SpawnAttributes.h"
+#include "Host/Support/Spawning.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
-
-extern char **environ;
 
 namespace Lumivera {
 
@@ -20,33 +17,9 @@ namespace {
 
 constexpr int kPipeBytes = 1 << 20;
 
-/// Which of our files the child gets as its standard ones.
-class SpawnFiles {
-  public:
-    SpawnFiles(int input, int errors) {
-        posix_spawn_file_actions_init(&_actions);
-        posix_spawn_file_actions_adddup2(&_actions, input, STDIN_FILENO);
-        posix_spawn_file_actions_addopen(&_actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_adddup2(&_actions, errors, STDERR_FILENO);
-    }
-    ~SpawnFiles() { posix_spawn_file_actions_destroy(&_actions); }
-    SpawnFiles(const SpawnFiles &) = delete;
-    SpawnFiles &operator=(const SpawnFiles &) = delete;
-
-    const posix_spawn_file_actions_t *get() const { return &_actions; }
-
-  private:
-    posix_spawn_file_actions_t _actions;
-};
-
 } // namespace
 
 std::optional<ChildProgram> ChildProgram::start(const std::vector<std::string> &arguments) {
-    std::vector<char *> pointers;
-    for (const std::string &argument : arguments) {
-        pointers.push_back(const_cast<char *>(argument.c_str()));
-    }
-    pointers.push_back(nullptr);
     int pipeEnds[2];
     if (pipe2(pipeEnds, O_CLOEXEC) != 0) {
         return std::nullopt;
@@ -55,12 +28,10 @@ std::optional<ChildProgram> ChildProgram::start(const std::vector<std::string> &
     fcntl(pipeEnds[1], F_SETPIPE_SZ, kPipeBytes);
     // In memory and not a pipe, which would have to be emptied while the child runs.
     ChildProgram program(-1, pipeEnds[1], memfd_create("complaints", MFD_CLOEXEC));
-    const SpawnFiles files(pipeEnds[0], program._errors);
-    const SpawnAttributes attributes;
-    const int error = posix_spawnp(&program._process, pointers[0], files.get(), attributes.get(),
-                                   pointers.data(), environ);
+    program._process =
+        spawnProgram(arguments, {pipeEnds[0], -1, program._errors}, ownEnvironment());
     close(pipeEnds[0]);
-    if (error != 0) {
+    if (program._process < 0) {
         program._process = -1;
         return std::nullopt;
     }

@@ -1,7 +1,7 @@
 #include "Host/Views/ViewProcess.h"
 
 #include "Host/Support/HostError.h"
-#include "Host/Support/SpawnAttributes.h"
+#include "Host/Support/Spawning.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -15,8 +15,6 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-extern char **environ;
 
 namespace Lumivera {
 
@@ -35,18 +33,14 @@ std::string programPath() {
 }
 
 /// What a view may know of our surroundings: language, time zone and how to look for mistakes.
-std::vector<char *> environmentForViews() {
-    std::vector<char *> kept;
-    for (char **variable = environ; *variable; ++variable) {
-        const std::string_view text(*variable);
-        const std::string_view name = text.substr(0, text.find('='));
-        if (name == "LANG" || name == "TZ" || name.starts_with("LC_") ||
-            name.ends_with("SAN_OPTIONS")) {
-            kept.push_back(*variable);
-        }
-    }
-    kept.push_back(nullptr);
-    return kept;
+std::vector<std::string> environmentForViews() {
+    std::vector<std::string> variables = ownEnvironment();
+    std::erase_if(variables, [](const std::string &variable) {
+        const std::string name = variable.substr(0, variable.find('='));
+        return name != "LANG" && name != "TZ" && !name.starts_with("LC_") &&
+               !name.ends_with("SAN_OPTIONS");
+    });
+    return variables;
 }
 
 /// Whatever it prints goes into memory that does not grow: the beginning is kept, and nobody has to
@@ -58,26 +52,6 @@ int makeComplaints() {
     }
     return descriptor;
 }
-
-/// The files of a view's process: nothing to read, the complaints, the socket.
-class ViewFiles {
-  public:
-    ViewFiles(int complaints, int socket) {
-        posix_spawn_file_actions_init(&_actions);
-        posix_spawn_file_actions_addopen(&_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_adddup2(&_actions, complaints, STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&_actions, complaints, STDERR_FILENO);
-        posix_spawn_file_actions_adddup2(&_actions, socket, kTheirSocket);
-    }
-    ~ViewFiles() { posix_spawn_file_actions_destroy(&_actions); }
-    ViewFiles(const ViewFiles &) = delete;
-    ViewFiles &operator=(const ViewFiles &) = delete;
-
-    const posix_spawn_file_actions_t *get() const { return &_actions; }
-
-  private:
-    posix_spawn_file_actions_t _actions;
-};
 
 } // namespace
 
@@ -108,21 +82,16 @@ ViewProcess::ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener 
 /// The end of the connection that is the process's own is closed with this call.
 void ViewProcess::begin(const Start &start, const PacketSocket &theirs) {
     const std::string program = programPath();
-    const std::string socket = std::to_string(kTheirSocket);
-    std::vector<const char *> arguments = {program.c_str(), socket.c_str(), start.bundle.c_str()};
+    std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), start.bundle};
     if (start.isTrusted) {
-        arguments.push_back("--trust");
+        arguments.emplace_back("--trust");
     }
-    arguments.push_back(nullptr);
     _complaints = makeComplaints();
-    const ViewFiles files(_complaints, theirs.descriptor());
-    const SpawnAttributes attributes;
-    const int error =
-        posix_spawn(&_process, program.c_str(), files.get(), attributes.get(),
-                    const_cast<char *const *>(arguments.data()), environmentForViews().data());
-    if (error != 0) {
+    _process = spawnProgram(arguments, {-1, _complaints, _complaints, theirs.descriptor()},
+                            environmentForViews());
+    if (_process < 0) {
         close(_complaints);
-        throw HostError(program, std::string("cannot be run: ") + std::strerror(error),
+        throw HostError(program, std::string("cannot be run: ") + std::strerror(-_process),
                         "install the program whole");
     }
 }

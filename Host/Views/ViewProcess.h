@@ -8,7 +8,6 @@
 #include "Host/Views/ViewMessages.h"
 
 #include <memory>
-#include <sys/types.h>
 #include <utility>
 
 namespace Lumivera {
@@ -44,7 +43,8 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     std::optional<std::uint64_t> petals() const override { return _petals; }
     double cpuTime() const override;
 
-    pid_t process() const { return _process; }
+    /// Its number.
+    int process() const { return _process; }
 
   private:
     ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener,
@@ -70,7 +70,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     const std::shared_ptr<SharedPicture> _memory;
     DeferredCall _check;
     PacketSocket _connection;
-    pid_t _process = -1;
+    int _process = -1;
     int _complaints = -1;
     std::optional<std::uint64_t> _petals;
     std::vector<DeviceRect> _rects;
