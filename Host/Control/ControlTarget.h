@@ -46,6 +46,10 @@ class ControlTarget {
     /// The values that the choice has; a bundle among them is begun anew.
     virtual void choose(const std::string &output, const WallpaperChoice &choice) = 0;
 
+    /// Takes back what was chosen here for a key of WallpaperChoice, so that the configuration and
+    /// the bundle decide again.
+    virtual void forget(const std::string &output, const std::string &key) = 0;
+
     /// In points from the output's top left corner.
     virtual void tap(const std::string &output, CGPoint point) = 0;
 

@@ -47,30 +47,14 @@ OutputShow::~OutputShow() {
     servePictureReaders();
 }
 
-void OutputShow::choose(const WallpaperChoice &choice) {
+void OutputShow::choose(const WallpaperChoice &choice, bool isAnew) {
     const WallpaperChoice before = std::exchange(_choice, choice);
-    if (!_candidates.empty() && !takesNewView(before, choice)) {
+    if (isAnew || _candidates.empty() || takesNewView(before, choice)) {
+        beginChoice();
+    } else {
         setEverywhere(choice);
         updatePetals();
-        return;
     }
-    restart();
-}
-
-void OutputShow::restart() {
-    _candidates.clear();
-    for (const std::string &bundle :
-         {_choice.bundle.value_or(_shippedBundle), _lastGood.path(), _shippedBundle}) {
-        const bool isNew =
-            std::find(_candidates.begin(), _candidates.end(), bundle) == _candidates.end();
-        if (!bundle.empty() && isNew) {
-            _candidates.push_back(bundle);
-        }
-    }
-    _candidateIndex = 0;
-    _quickEnds = 0;
-    _retryDelay = 0;
-    begin();
 }
 
 void OutputShow::setRunning(bool isRunning) {
@@ -229,6 +213,22 @@ void OutputShow::fallBack(const std::string &what) {
     _listener.outputSays(what + "; nothing else can be shown, so all is tried again in " +
                          std::to_string(std::lround(_retryDelay)) + " s");
     _begin.callAfter(_retryDelay);
+}
+
+void OutputShow::beginChoice() {
+    _candidates.clear();
+    for (const std::string &bundle :
+         {_choice.bundle.value_or(_shippedBundle), _lastGood.path(), _shippedBundle}) {
+        const bool isNew =
+            std::find(_candidates.begin(), _candidates.end(), bundle) == _candidates.end();
+        if (!bundle.empty() && isNew) {
+            _candidates.push_back(bundle);
+        }
+    }
+    _candidateIndex = 0;
+    _quickEnds = 0;
+    _retryDelay = 0;
+    begin();
 }
 
 void OutputShow::begin() {

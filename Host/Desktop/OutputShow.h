@@ -44,11 +44,8 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     SurfaceVisibility visibility() const { return _surface.visibility(); }
 
     /// Everything that is asked for here; the bundle as a path. What a view can change while it
-    /// runs is changed, the rest takes a new view.
-    void choose(const WallpaperChoice &choice);
-
-    /// The same wallpaper, begun anew.
-    void restart();
+    /// runs is changed, the rest takes a new view; so does everything when it is to begin anew.
+    void choose(const WallpaperChoice &choice, bool isAnew = false);
 
     void setRunning(bool isRunning);
 
@@ -77,6 +74,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     void viewEnded(RemoteView &view, const std::string &reason, bool isHopeless) override;
 
     const std::string &candidate() const { return _candidates[_candidateIndex]; }
+    void beginChoice();
     void begin();
     std::optional<ViewSlot> makeSlot(const std::string &bundle);
     void beginStandIn();

@@ -1,0 +1,150 @@
+#pragma once
+
+#include "Host/Desktop/ViewSlot.h"
+#include "Host/Support/DeferredCall.h"
+#include "Host/Support/HostError.h"
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Views that draw on whatever clock is in force, or end, as a test says for their bundle.
+class FakeViews {
+  public:
+    struct Behaviour {
+        double firstPicture = 0.6;
+
+        /// After the start; never without.
+        std::optional<double> end;
+        bool isHopeless = false;
+
+        std::optional<std::uint64_t> petals = 30;
+    };
+
+    class View;
+
+    /// For the bundle of that path; otherwise it behaves well.
+    std::map<std::string, Behaviour> behaviours;
+
+    /// When true there can be no view.
+    bool isOutOfProcesses = false;
+
+    Lumivera::ViewMaker maker() {
+        return [this](const Lumivera::ViewRequest &request,
+                      Lumivera::RemoteView::Listener &listener) { return make(request, listener); };
+    }
+
+    /// Those that are there, the oldest first.
+    const std::vector<View *> &views() const { return _views; }
+
+    /// The bundles of all that were ever made.
+    const std::vector<std::string> &made() const { return _made; }
+
+    /// The only view of a bundle; null when there is none.
+    View *view(const std::string &bundle) const;
+
+  private:
+    std::unique_ptr<Lumivera::RemoteView> make(const Lumivera::ViewRequest &request,
+                                               Lumivera::RemoteView::Listener &listener);
+
+    std::vector<View *> _views;
+    std::vector<std::string> _made;
+};
+
+/// Fills its pictures with the number of its frame.
+class FakeViews::View final : public Lumivera::RemoteView {
+  public:
+    View(FakeViews &owner, const Lumivera::ViewRequest &request, Listener &listener,
+         const Behaviour &behaviour)
+        : _owner(owner), _request(request), _listener(listener), _petals(behaviour.petals),
+          _draw([this] { draw(); }), _end([this, behaviour] {
+              _listener.viewEnded(*this, "has ended as the test wanted", behaviour.isHopeless);
+          }) {
+        set(request.choice);
+        _owner._views.push_back(this);
+        _draw.callAfter(behaviour.firstPicture);
+        if (behaviour.end) {
+            _end.callAfter(*behaviour.end);
+        }
+    }
+    ~View() override { std::erase(_owner._views, this); }
+
+    void allowDrawing(unsigned index) override { _allowed = index; }
+    void setRunning(bool isRunning) override {
+        _isRunning = isRunning;
+        if (isRunning && !_draw.isPending()) {
+            _draw.callAfter(0.025);
+        }
+    }
+    void set(const Lumivera::WallpaperChoice &choice) override {
+        if (choice.petals && _petals) {
+            _petals = choice.petals;
+        }
+        _set.apply(choice);
+    }
+    void tap(CGPoint point) override { _taps.push_back(point); }
+    void scrollBy(CGFloat distance) override { _scrolled += distance; }
+    void finishScrolling() override { ++_scrollsFinished; }
+    std::optional<std::uint64_t> petals() const override { return _petals; }
+    double cpuTime() const override { return 0.001 * _frames; }
+
+    bool isRunning() const { return _isRunning; }
+    const Lumivera::ViewRequest &request() const { return _request; }
+    const Lumivera::WallpaperChoice &wasSet() const { return _set; }
+    const std::vector<CGPoint> &taps() const { return _taps; }
+    CGFloat scrolled() const { return _scrolled; }
+    int scrollsFinished() const { return _scrollsFinished; }
+    int frames() const { return _frames; }
+
+    /// Once for a whole picture.
+    void endNow() { _end.callAfter(0); }
+
+  private:
+    void draw() {
+        if (_isRunning || _frames == 0) {
+            _draw.callAfter(0.025);
+        }
+        if (!_allowed) {
+            return;
+        }
+        ++_frames;
+        const unsigned index = *std::exchange(_allowed, std::nullopt);
+        _request.memory->pixels(index)[0] = static_cast<std::uint32_t>(_frames);
+        _listener.viewDrew(*this, index, {{0, 0, 1, 1}});
+    }
+
+    FakeViews &_owner;
+    const Lumivera::ViewRequest _request;
+    Listener &_listener;
+    Lumivera::WallpaperChoice _set;
+    std::optional<std::uint64_t> _petals;
+    std::optional<unsigned> _allowed;
+    std::vector<CGPoint> _taps;
+    CGFloat _scrolled = 0;
+    int _scrollsFinished = 0;
+    int _frames = 0;
+    bool _isRunning = true;
+    Lumivera::DeferredCall _draw;
+    Lumivera::DeferredCall _end;
+};
+
+inline FakeViews::View *FakeViews::view(const std::string &bundle) const {
+    View *found = nullptr;
+    for (View *view : _views) {
+        if (view->request().bundle == bundle) {
+            found = found ? nullptr : view;
+        }
+    }
+    return found;
+}
+
+inline std::unique_ptr<Lumivera::RemoteView>
+FakeViews::make(const Lumivera::ViewRequest &request, Lumivera::RemoteView::Listener &listener) {
+    if (isOutOfProcesses) {
+        throw Lumivera::HostError("view", "cannot be run");
+    }
+    _made.push_back(request.bundle);
+    return std::make_unique<View>(*this, request, listener, behaviours[request.bundle]);
+}

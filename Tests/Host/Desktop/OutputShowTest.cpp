@@ -1,0 +1,359 @@
+#include "Host/Desktop/OutputShow.h"
+
+#include "Host/Displays/Headless/HeadlessDesktop.h"
+#include "Tests/Host/Desktop/FakeViews.h"
+#include "Tests/Support/SimulatedTime.h"
+
+#include <gmock/gmock.h>
+
+using namespace Lumivera;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+namespace {
+
+constexpr SurfaceGeometry kGeometry{100, 50, 2};
+
+const std::string kAsked = "/asked";
+const std::string kGood = "/good";
+const std::string kShipped = "/shipped";
+
+/// An output without a screen, views that do what the test says, and simulated time.
+class OutputShowTest : public SimulatedTimeTest, public OutputShow::Listener {
+  protected:
+    OutputShowTest() : _surface("TEST-1", kGeometry), _lastGood("") {}
+
+    void TearDown() override {
+        _show.reset();
+        SimulatedTimeTest::TearDown();
+    }
+
+    void begin(const std::string &bundle = kAsked) {
+        _choice.bundle = bundle;
+        _show.emplace(_surface, _views.maker(), _lastGood, kShipped, *this);
+        _show->choose(_choice);
+    }
+
+    void outputVisibilityChanged() override { ++_visibilityChanges; }
+    void outputSays(const std::string &line) override { _lines.push_back(line); }
+
+    /// The bundle of the view whose memory the surface shows; empty when nothing is shown.
+    std::string shown() const {
+        for (const FakeViews::View *view : _views.views()) {
+            if (_surface.presented() && view->request().memory.get() == _surface.memory()) {
+                return view->request().bundle;
+            }
+        }
+        return "";
+    }
+
+    FakeViews _views;
+    HeadlessSurface _surface;
+    LastGoodBundle _lastGood;
+    WallpaperChoice _choice;
+    std::optional<OutputShow> _show;
+    std::vector<std::string> _lines;
+    int _visibilityChanges = 0;
+};
+
+TEST_F(OutputShowTest, ShowsTheWallpaperThatWasChosen) {
+    begin();
+    runForSeconds(1);
+    EXPECT_EQ(shown(), kAsked);
+    const ViewRequest &request = _views.view(kAsked)->request();
+    EXPECT_EQ(request.memory->width(), kGeometry.width);
+    EXPECT_EQ(request.memory->height(), kGeometry.height);
+    EXPECT_EQ(request.density, kGeometry.density);
+    EXPECT_THAT(_lines, IsEmpty());
+}
+
+TEST_F(OutputShowTest, ShowsFrameAfterFrame) {
+    begin();
+    runForSeconds(2.61);
+    EXPECT_EQ(_surface.presentCount(), 81U);
+    EXPECT_NEAR(_show->status().framesPerSecond, 40, 0.1);
+    EXPECT_EQ(_show->status().frames, 80U);
+}
+
+TEST_F(OutputShowTest, WaitsForTheWindowSystemToTellTheSize) {
+    _surface.setGeometry({});
+    begin();
+    runForSeconds(3);
+    EXPECT_THAT(_views.made(), IsEmpty());
+    _surface.setGeometry(kGeometry);
+    runForSeconds(1);
+    EXPECT_EQ(shown(), kAsked);
+}
+
+TEST_F(OutputShowTest, KeepsTheOldWallpaperUntilTheNewOneHasAPicture) {
+    begin();
+    runForSeconds(1);
+    _choice.bundle = kGood;
+    _show->choose(_choice);
+    runForSeconds(0.5);
+    EXPECT_EQ(shown(), kAsked);
+    const auto before = _surface.presentCount();
+    runForSeconds(0.05);
+    EXPECT_GT(_surface.presentCount(), before) << "it goes on moving";
+    runForSeconds(0.2);
+    EXPECT_EQ(shown(), kGood);
+    EXPECT_EQ(_views.views().size(), 1U) << "the old one has ended";
+}
+
+TEST_F(OutputShowTest, ShowsTheLastOfSeveralChoicesInARow) {
+    begin();
+    for (const char *bundle : {"/a", "/b", "/c"}) {
+        _choice.bundle = bundle;
+        _show->choose(_choice);
+        runForSeconds(0.1);
+    }
+    runForSeconds(1);
+    EXPECT_EQ(shown(), "/c");
+    EXPECT_EQ(_views.views().size(), 1U);
+}
+
+TEST_F(OutputShowTest, ChangesWhatARunningViewCanChange) {
+    begin();
+    runForSeconds(1);
+    _choice.petals = 9;
+    _choice.speed = 3;
+    _show->choose(_choice);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked));
+    EXPECT_EQ(_views.view(kAsked)->wasSet().petals, 9U);
+    EXPECT_EQ(_views.view(kAsked)->wasSet().speed, 3);
+}
+
+TEST_F(OutputShowTest, BeginsANewViewForATintAndForWhatTheBundleSays) {
+    begin();
+    runForSeconds(1);
+    _choice.tint = CGColor{1, 0, 0, 1};
+    _choice.petals = 9;
+    _show->choose(_choice);
+    runForSeconds(1);
+    EXPECT_EQ(_views.made().size(), 2U);
+    _choice.petals.reset();
+    _show->choose(_choice);
+    runForSeconds(1);
+    EXPECT_EQ(_views.made().size(), 3U);
+    EXPECT_EQ(_show->status().petals, 30U);
+}
+
+TEST_F(OutputShowTest, BeginsANewViewForANewSizeOnceItHasSettled) {
+    begin();
+    runForSeconds(1);
+    for (unsigned width = 101; width <= 110; ++width) {
+        _surface.setGeometry({width, 50, 1});
+        runForSeconds(0.01);
+    }
+    EXPECT_FALSE(_views.view(kAsked)->isRunning()) << "its pictures do not fit any more";
+    runForSeconds(1);
+    EXPECT_EQ(_views.made().size(), 2U);
+    EXPECT_EQ(_surface.memory()->width(), 110U);
+    EXPECT_EQ(shown(), kAsked);
+    EXPECT_TRUE(_views.view(kAsked)->isRunning());
+}
+
+TEST_F(OutputShowTest, BeginsAViewAnewThatHasEnded) {
+    _views.behaviours[kAsked].end = 20;
+    begin();
+    runForSeconds(21);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kAsked));
+    EXPECT_EQ(shown(), kAsked);
+    ASSERT_EQ(_lines.size(), 1U);
+    EXPECT_THAT(_lines[0], HasSubstr("TEST-1: /asked: has ended as the test wanted"));
+    EXPECT_THAT(_lines[0], HasSubstr("begun anew"));
+}
+
+TEST_F(OutputShowTest, FallsBackToTheLastGoodBundleAfterTwoQuickEnds) {
+    _lastGood.set(kGood);
+    _views.behaviours[kAsked].end = 3;
+    begin();
+    runForSeconds(6.7);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kAsked, kGood));
+    EXPECT_EQ(shown(), kGood);
+    EXPECT_EQ(_show->status().bundle, kGood);
+    EXPECT_EQ(_show->status().failedBundle, kAsked);
+    EXPECT_THAT(_lines.back(), HasSubstr("/good is shown instead"));
+}
+
+TEST_F(OutputShowTest, FallsBackToTheShippedBundleLast) {
+    _lastGood.set(kGood);
+    _views.behaviours[kAsked].end = 1;
+    _views.behaviours[kGood].end = 1;
+    begin();
+    runForSeconds(5);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kAsked, kGood, kGood, kShipped));
+    EXPECT_EQ(shown(), kShipped);
+}
+
+TEST_F(OutputShowTest, FallsBackAtOnceWhenThereIsNoHope) {
+    _views.behaviours[kAsked] = {10, 0.1, true, {}};
+    begin();
+    runForSeconds(1);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kShipped));
+    EXPECT_EQ(shown(), kShipped);
+}
+
+TEST_F(OutputShowTest, EndsThatAreFarApartAreNoReasonToFallBack) {
+    _views.behaviours[kAsked].end = 11;
+    begin();
+    runForSeconds(60);
+    EXPECT_EQ(_views.made().size(), 6U);
+    EXPECT_EQ(shown(), kAsked);
+}
+
+TEST_F(OutputShowTest, ShowsAnotherWallpaperWhileTheChosenOneTakesLong) {
+    _views.behaviours[kAsked].firstPicture = 4.5;
+    begin();
+    runForSeconds(2.9);
+    EXPECT_EQ(shown(), kShipped);
+    runForSeconds(2);
+    EXPECT_EQ(shown(), kAsked);
+    EXPECT_EQ(_views.views().size(), 1U);
+}
+
+TEST_F(OutputShowTest, ShowsAnotherWallpaperWithinThreeSecondsOfOneThatHangs) {
+    _views.behaviours[kAsked] = {1000, 5, false, {}};
+    begin();
+    runForSeconds(3);
+    EXPECT_EQ(shown(), kShipped);
+    runForSeconds(17);
+    EXPECT_EQ(shown(), kShipped);
+    EXPECT_EQ(_show->status().failedBundle, kAsked);
+    EXPECT_EQ(_views.views().size(), 1U);
+}
+
+TEST_F(OutputShowTest, TriesAgainLaterWhenNothingCanBeShown) {
+    _views.behaviours[kAsked] = {10, 0.1, true, {}};
+    _views.behaviours[kShipped] = {10, 0.1, true, {}};
+    begin();
+    runForSeconds(1);
+    EXPECT_EQ(_views.made().size(), 2U);
+    EXPECT_THAT(_lines.back(), HasSubstr("tried again in 10 s"));
+    _views.behaviours[kAsked] = {};
+    runForSeconds(11);
+    EXPECT_EQ(shown(), kAsked);
+}
+
+TEST_F(OutputShowTest, TriesLessAndLessOften) {
+    _views.behaviours[kAsked] = {10, 0.1, true, {}};
+    begin(kAsked);
+    _views.behaviours[kShipped] = {10, 0.1, true, {}};
+    runForSeconds(3600);
+    EXPECT_GT(_views.made().size(), 10U);
+    EXPECT_LT(_views.made().size(), 40U);
+}
+
+TEST_F(OutputShowTest, TriesAgainWhenThereCanBeNoProcess) {
+    _views.isOutOfProcesses = true;
+    begin();
+    runForSeconds(1);
+    EXPECT_EQ(_lines.size(), 1U);
+    _views.isOutOfProcesses = false;
+    runForSeconds(11);
+    EXPECT_EQ(shown(), kAsked);
+}
+
+TEST_F(OutputShowTest, RemembersABundleThatRanForAWhile) {
+    begin();
+    runForSeconds(10);
+    EXPECT_EQ(_lastGood.path(), "");
+    runForSeconds(1);
+    EXPECT_EQ(_lastGood.path(), kAsked);
+}
+
+TEST_F(OutputShowTest, LetsTheViewRest) {
+    begin();
+    runForSeconds(1);
+    _show->setRunning(false);
+    EXPECT_FALSE(_views.view(kAsked)->isRunning());
+    const auto before = _surface.presentCount();
+    runForSeconds(10);
+    EXPECT_LE(_surface.presentCount(), before + 1);
+    _show->setRunning(true);
+    runForSeconds(1);
+    EXPECT_GT(_surface.presentCount(), before + 30);
+}
+
+TEST_F(OutputShowTest, GivesAViewThatBeginsWhileItRestsItsFirstPicture) {
+    begin();
+    _show->setRunning(false);
+    runForSeconds(2);
+    EXPECT_EQ(shown(), kAsked);
+    EXPECT_FALSE(_views.view(kAsked)->isRunning());
+}
+
+TEST_F(OutputShowTest, HandsInputToTheViewThatRuns) {
+    begin();
+    runForSeconds(1);
+    FakeViews::View *view = _views.view(kAsked);
+    _surface.listener()->tapped({3, 4});
+    _surface.listener()->scrolledBy(5);
+    _surface.listener()->scrollingEnded();
+    EXPECT_EQ(view->taps(), std::vector<CGPoint>{(CGPoint{3, 4})});
+    EXPECT_EQ(view->scrolled(), 5);
+    EXPECT_EQ(view->scrollsFinished(), 1);
+    _show->setRunning(false);
+    _surface.listener()->tapped({3, 4});
+    EXPECT_EQ(view->taps().size(), 1U);
+}
+
+TEST_F(OutputShowTest, HalvesThePetals) {
+    begin();
+    runForSeconds(1);
+    _show->setHalved(true);
+    EXPECT_EQ(_show->status().petals, 15U);
+    _show->setHalved(false);
+    EXPECT_EQ(_show->status().petals, 30U);
+    _show->setHalved(true);
+    _choice.petals = 11;
+    _show->choose(_choice);
+    EXPECT_EQ(_show->status().petals, 6U);
+    _choice.bundle = kGood;
+    _show->choose(_choice);
+    runForSeconds(1);
+    EXPECT_EQ(_show->status().petals, 6U) << "the new view's too";
+}
+
+TEST_F(OutputShowTest, ReadsWholePicturesOnly) {
+    begin();
+    runForSeconds(1);
+    std::uint32_t pixel = 0;
+    const auto before = static_cast<std::uint32_t>(_views.view(kAsked)->frames());
+    _show->readPicture([&pixel](const std::uint32_t *pixels, unsigned width, unsigned height) {
+        EXPECT_EQ(width, kGeometry.width);
+        EXPECT_EQ(height, kGeometry.height);
+        pixel = *pixels;
+    });
+    EXPECT_EQ(pixel, 0U) << "the view may be drawing";
+    runForSeconds(0.03);
+    EXPECT_EQ(pixel, before + 1);
+}
+
+TEST_F(OutputShowTest, ReadsThePictureOfAViewThatRestsAtOnce) {
+    begin();
+    runForSeconds(1);
+    _show->setRunning(false);
+    bool hasPicture = false;
+    _show->readPicture(
+        [&](const std::uint32_t *pixels, unsigned, unsigned) { hasPicture = pixels != nullptr; });
+    EXPECT_TRUE(hasPicture);
+}
+
+TEST_F(OutputShowTest, ReadsNoPictureWhereThereIsNone) {
+    begin();
+    bool hasPicture = true;
+    _show->readPicture(
+        [&](const std::uint32_t *pixels, unsigned, unsigned) { hasPicture = pixels != nullptr; });
+    EXPECT_FALSE(hasPicture);
+}
+
+TEST_F(OutputShowTest, TellsOfTheVisibility) {
+    begin();
+    _surface.setVisibility(SurfaceVisibility::Covered);
+    EXPECT_EQ(_visibilityChanges, 1);
+    EXPECT_EQ(_show->visibility(), SurfaceVisibility::Covered);
+}
+
+} // namespace
