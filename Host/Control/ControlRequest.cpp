@@ -222,6 +222,10 @@ class RequestMaker {
         if (!problem.empty()) {
             fail(problem);
         }
+        if (!_request.choice.textOf(key)) {
+            _request.action = Action::Forget;
+            _request.key = key;
+        }
         const auto &bundle = _request.choice.bundle;
         if (bundle && bundle->find('/') != std::string::npos && !bundle->starts_with('/')) {
             fail("\"wallpaper\" is neither an absolute path nor a name");

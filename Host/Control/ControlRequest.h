@@ -17,6 +17,7 @@ struct ControlRequest {
         Pause,
         Resume,
         Choose, ///< "set", "offset" and "wallpaper"
+        Forget, ///< "set" with the value "default"
         Tap,
         Screenshot,
         Quit,
@@ -32,6 +33,10 @@ struct ControlRequest {
     std::string output;
 
     WallpaperChoice choice;
+
+    /// To be forgotten.
+    std::string key;
+
     CGPoint point;
 
     /// An absolute path.

@@ -90,6 +90,9 @@ std::string ControlService::resultOf(const ControlRequest &request) {
     case Action::Choose:
         _target.choose(request.output, request.choice);
         break;
+    case Action::Forget:
+        _target.forget(request.output, request.key);
+        break;
     case Action::Tap:
         _target.tap(request.output, request.point);
         break;

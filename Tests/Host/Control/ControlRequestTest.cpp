@@ -136,4 +136,12 @@ TEST(ControlRequest, ComplainsInOneLine) {
     EXPECT_EQ(problemOf("{\"do\":\"a\\nb\"}").find('\n'), std::string::npos);
 }
 
+TEST(ControlRequestTest, ForgetsAKeyWhoseValueIsTheDefault) {
+    const auto request =
+        ControlRequest::parse(R"({"do": "set", "key": "petals", "value": "default"})");
+    EXPECT_EQ(request.problem, "");
+    EXPECT_EQ(request.action, ControlRequest::Action::Forget);
+    EXPECT_EQ(request.key, "petals");
+}
+
 } // namespace

@@ -42,6 +42,11 @@ class FakeTarget final : public ControlTarget {
         heard.push_back(text);
     }
 
+    void forget(const std::string &output, const std::string &key) override {
+        check(output);
+        heard.push_back("forget " + output + " " + key);
+    }
+
     void tap(const std::string &output, CGPoint point) override {
         check(output);
         heard.push_back("tap " + std::to_string(static_cast<int>(point.x)) + " " +
