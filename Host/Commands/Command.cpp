@@ -1,5 +1,6 @@
 #include "Host/Commands/Command.h"
 
+#include "Host/Commands/CtlCommand.h"
 #include "Host/Commands/GalleryCommand.h"
 #include "Host/Commands/ImageCommand.h"
 #include "Host/Commands/ListCommand.h"
@@ -21,6 +22,7 @@ std::vector<std::unique_ptr<Command>> allCommands() {
     commands.push_back(std::make_unique<PackCommand>());
     commands.push_back(std::make_unique<ImageCommand>());
     commands.push_back(std::make_unique<GalleryCommand>());
+    commands.push_back(std::make_unique<CtlCommand>());
     return commands;
 }
 

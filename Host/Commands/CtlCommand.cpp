@@ -1,0 +1,194 @@
+#include "Host/Commands/CtlCommand.h"
+
+#include "Host/Bundles/Places.h"
+#include "Host/Control/ControlClient.h"
+#include "Host/Control/ControlPlace.h"
+#include "Host/Control/ControlRequest.h"
+#include "Host/Support/HostError.h"
+#include "Host/Support/StandardOutput.h"
+#include "Host/Support/TextTable.h"
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+namespace Lumivera {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+constexpr const char *kHelp = "Asks the desktop that is running for something.";
+
+constexpr const char *kSubject = "ctl";
+
+std::string absolutePath(const std::string &path) {
+    std::error_code error;
+    const fs::path absolute = fs::absolute(path, error);
+    return error ? path : absolute.lexically_normal().string();
+}
+
+/// The host does not stand where we stand. A name that is installed nowhere may be one to the host.
+std::string bundlePath(const std::string &argument) {
+    const std::string found = Places::findBundle(argument);
+    std::error_code error;
+    const bool isPath = found.find('/') != std::string::npos || fs::exists(found, error);
+    return isPath ? absolutePath(found) : found;
+}
+
+std::string numberText(double number, int digits) {
+    std::array<char, 64> text;
+    std::snprintf(text.data(), text.size(), "%.*f", digits, number);
+    return text.data();
+}
+
+/// The member of an object, whatever the other end has sent.
+template <typename Value>
+Value member(const Json &object, const char *name, const Value &otherwise) {
+    const auto found = object.find(name);
+    if (found == object.end()) {
+        return otherwise;
+    }
+    if constexpr (std::is_same_v<Value, std::string>) {
+        return found->is_string() ? found->get<std::string>() : otherwise;
+    } else {
+        return found->is_number() ? found->get<Value>() : otherwise;
+    }
+}
+
+std::string stateText(const Json &output) {
+    std::string reasons;
+    const auto found = output.find("pauseReasons");
+    if (found != output.end() && found->is_array()) {
+        for (const Json &reason : *found) {
+            reasons.append(reasons.empty() ? "" : ", ");
+            reasons.append(reason.is_string() ? reason.get<std::string>() : "?");
+        }
+    }
+    return reasons.empty() ? "running" : "paused: " + reasons;
+}
+
+std::string wallpaperText(const Json &output) {
+    const std::string bundle = member<std::string>(output, "bundle", "");
+    const std::string failed = member<std::string>(output, "failedBundle", "");
+    return (bundle.empty() ? "-" : bundle) + (failed.empty() ? "" : " (" + failed + " failed)");
+}
+
+std::vector<std::string> row(const Json &output) {
+    const double petals = member(output, "petals", -1.0);
+    return {member<std::string>(output, "output", "-"),
+            numberText(member(output, "width", 0.0), 0) + "x" +
+                numberText(member(output, "height", 0.0), 0),
+            petals < 0 ? "-" : numberText(petals, 0),
+            numberText(member(output, "framesPerSecond", 0.0), 1),
+            numberText(member(output, "cpuTime", 0.0), 2) + " s",
+            stateText(output),
+            wallpaperText(output)};
+}
+
+Json objectFrom(const std::string &answer) {
+    Json json = Json::parse(answer, nullptr, false);
+    if (!json.is_object()) {
+        throw HostError(kSubject, "the host's answer makes no sense",
+                        "see whether it is of the same version");
+    }
+    return json;
+}
+
+} // namespace
+
+void CtlCommand::declare(CLI::App &parent) {
+    _app = parent.add_subcommand("ctl", kHelp);
+    _app->require_subcommand(1);
+    _app->add_option("--output", _output, "Only that output, instead of all")->type_name("NAME");
+    _app->add_flag("--json", _asJson, "Prints the host's answer, for programs");
+    declareAction("status", "Tells how it goes on every output.");
+    declareAction("pause", "Holds the petals still.");
+    declareAction("resume", "Lets them fall again.");
+    CLI::App &set = declareAction("set", "Sets a value until the desktop ends.");
+    set.footer("Keys: " + WallpaperChoice::keysText() + ".\nThe value \"default\" takes it back.");
+    set.add_option("KEY", _key, "What to set")->required();
+    set.add_option("VALUE", _value, "Its value, or \"default\"")->required();
+    CLI::App &tap = declareAction("tap", "Taps the wallpaper.");
+    tap.add_option("X", _x, "Points from the output's left edge")->required();
+    tap.add_option("Y", _y, "Points from its top edge")->required();
+    declareAction("offset", "Moves the wallpaper's content.")
+        .add_option("X", _x, "Points to the right")
+        ->required();
+    declareAction("wallpaper", "Shows another wallpaper.")
+        .add_option("BUNDLE", _bundle, "The bundle's folder, or the name of an installed one")
+        ->required();
+    declareAction("screenshot", "Saves what one output shows.")
+        .add_option("FILE", _file, "The PNG file to write")
+        ->required();
+    declareAction("quit", "Ends the desktop.");
+}
+
+void CtlCommand::run() {
+    const std::string request = this->request();
+    const std::string problem = ControlRequest::parse(request).problem;
+    if (!problem.empty()) {
+        throw UsageError(kSubject, problem);
+    }
+    const std::string answer = ControlClient::ask(ControlPlace::standardFolder(), request);
+    const Json json = objectFrom(answer);
+    const auto ok = json.find("ok");
+    const bool isOk = ok != json.end() && ok->is_boolean() && ok->get<bool>();
+    if (_asJson) {
+        printToStandardOutput(answer + "\n");
+    } else if (isOk && _app->got_subcommand("status")) {
+        printToStandardOutput(statusTable(answer));
+    }
+    if (!isOk) {
+        throw HostError(kSubject, member<std::string>(json, "error", "the host refuses"));
+    }
+}
+
+std::string CtlCommand::statusTable(const std::string &answer) {
+    const Json json = objectFrom(answer);
+    const auto outputs = json.find("outputs");
+    if (outputs == json.end() || !outputs->is_array() || outputs->empty()) {
+        return "There is no output.\n";
+    }
+    std::vector<std::vector<std::string>> rows{
+        {"OUTPUT", "SIZE", "PETALS", "FPS", "CPU", "STATE", "WALLPAPER"}};
+    for (const Json &output : *outputs) {
+        rows.push_back(row(output));
+    }
+    return textTable(rows);
+}
+
+/// Options of ctl itself may stand behind the action as well.
+CLI::App &CtlCommand::declareAction(const char *name, const char *help) {
+    CLI::App *action = _app->add_subcommand(name, help);
+    action->fallthrough();
+    return *action;
+}
+
+std::string CtlCommand::request() const {
+    const std::string action = _app->get_subcommands().front()->get_name();
+    Json json;
+    json["do"] = action;
+    if (!_output.empty()) {
+        json["output"] = _output;
+    }
+    if (action == "set") {
+        json["key"] = _key;
+        json["value"] = _key == "wallpaper" && _value != "default" ? bundlePath(_value) : _value;
+    } else if (action == "tap") {
+        json["x"] = _x;
+        json["y"] = _y;
+    } else if (action == "offset") {
+        json["x"] = _x;
+    } else if (action == "wallpaper") {
+        json["bundle"] = bundlePath(_bundle);
+    } else if (action == "screenshot") {
+        json["file"] = absolutePath(_file);
+    }
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+} // namespace Lumivera
