@@ -1,7 +1,7 @@
 #include "Host/Commands/GalleryCommand.h"
 
 #include "Host/Bundles/Places.h"
-#include "Host/Displays/SDL/SDLDisplay.h"
+#include "Host/Displays/DisplayWindow.h"
 #include "Host/Gallery/GalleryRendering.h"
 #include "Host/Gallery/GalleryShow.h"
 #include "Host/Rendering/FrameSink.h"
@@ -63,9 +63,10 @@ void GalleryCommand::show(const std::string &bundle) const {
     const bool hasDensity = _app->count("--density") > 0;
     const GalleryPictures pictures(bundle);
     const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
-    SDLDisplay display(size.size, hasDensity ? std::optional(size.density) : std::nullopt,
-                       "Animations", kWithoutDisplay);
-    GalleryShow(display, pictures, {_columns, _seconds, Places::soundPath("chime.wav")}).run();
+    const auto display =
+        openWindow(size.size, hasDensity ? std::optional(size.density) : std::nullopt, "Animations",
+                   kWithoutDisplay);
+    GalleryShow(*display, pictures, {_columns, _seconds, Places::soundPath("chime.wav")}).run();
 }
 
 void GalleryCommand::render(const std::string &bundle) const {

@@ -1,7 +1,7 @@
 #include "Host/Commands/RunCommand.h"
 
 #include "Host/Bundles/Places.h"
-#include "Host/Displays/SDL/SDLDisplay.h"
+#include "Host/Displays/DisplayWindow.h"
 #include "Host/Showing/WallpaperShow.h"
 #include "Host/Support/SignalWatch.h"
 #include "Platform/AudioToolbox/AudioServices.h"
@@ -62,10 +62,10 @@ void RunCommand::run() {
                                                  : Places::findBundle(_bundle));
     {
         const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
-        SDLDisplay display(settings.size,
-                           hasDensity ? std::optional(settings.density) : std::nullopt,
-                           bundle.title(), kWithoutDisplay);
-        WallpaperShow(display, bundle, {settings, _seconds, _trace}).run();
+        const auto display =
+            openWindow(settings.size, hasDensity ? std::optional(settings.density) : std::nullopt,
+                       bundle.title(), kWithoutDisplay);
+        WallpaperShow(*display, bundle, {settings, _seconds, _trace}).run();
         letThreadsEnd();
         AudioServicesCloseDevice();
     }

@@ -26,7 +26,7 @@ void ProgramWindowTest::TearDown() {
 void ProgramWindowTest::start(const std::vector<std::string> &arguments,
                               const std::vector<std::string> &environment) {
     ProgramRun::Options options;
-    options.environment = {"DISPLAY=" + _screen->name(), "WAYLAND_DISPLAY", "SDL_VIDEODRIVER=x11"};
+    options.environment = {"DISPLAY=" + _screen->name(), "WAYLAND_DISPLAY", "SDL_VIDEODRIVER"};
     options.environment.insert(options.environment.end(), environment.begin(), environment.end());
     options.folder = _folder.path();
     _process = ProgramRun::begin(arguments, options, STDOUT_FILENO, STDERR_FILENO);

@@ -24,13 +24,14 @@ using Json = nlohmann::json;
 constexpr double kBlownAway = 50;
 constexpr double kPetalRadius = 20;
 
-class Window : public ProgramWindowTest {
+/// The parameter says by which library the window is opened.
+class Window : public ProgramWindowTest, public ::testing::WithParamInterface<std::string> {
   protected:
     void start(const std::vector<std::string> &more) {
         std::vector<std::string> arguments{
             "run", shippedBundle("Lumivera.bundle"), "--trace", trace(), "--size", "400x600"};
         arguments.insert(arguments.end(), more.begin(), more.end());
-        ProgramWindowTest::start(arguments);
+        ProgramWindowTest::start(arguments, {GetParam()});
     }
 
     /// Starts it and waits for its first frame.
@@ -117,7 +118,7 @@ std::size_t changedPixels(const CGImage &first, const CGImage &second, double x,
     return changed;
 }
 
-TEST_F(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
+TEST_P(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
     begin();
     const auto image = picture();
     ASSERT_TRUE(image);
@@ -127,18 +128,18 @@ TEST_F(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-TEST_F(Window, EndsWithTheInterruptSignal) {
+TEST_P(Window, EndsWithTheInterruptSignal) {
     begin();
     EXPECT_EQ(end(SIGINT), 0);
 }
 
-TEST_F(Window, EndsByItselfAfterTheSeconds) {
+TEST_P(Window, EndsByItselfAfterTheSeconds) {
     start({"--seconds", "1"});
     EXPECT_EQ(waitForEnd(), 0);
 }
 
 // One petal over a picture that stands still, so that what changes beside it is the petal.
-TEST_F(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
+TEST_P(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     begin({"--speed", "1", "--count", "1"});
     pause();
     const auto before = Json::parse(lines().back());
@@ -162,7 +163,7 @@ TEST_F(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-TEST_F(Window, EndsWhileInputIsPending) {
+TEST_P(Window, EndsWhileInputIsPending) {
     for (int i = 0; i < 5; ++i) {
         begin();
         kill(process(), SIGSTOP);
@@ -176,7 +177,7 @@ TEST_F(Window, EndsWhileInputIsPending) {
     }
 }
 
-TEST_F(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
+TEST_P(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
     begin();
     ASSERT_TRUE(waitForFrames(10));
     xdotool("windowunmap --sync " + window());
@@ -191,7 +192,7 @@ TEST_F(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-TEST_F(Window, FillsANewWidthWithFreshPetals) {
+TEST_P(Window, FillsANewWidthWithFreshPetals) {
     begin({"--count", "300"});
     resize(790, 400);
     const auto reachesTheRight = [this] {
@@ -206,7 +207,7 @@ TEST_F(Window, FillsANewWidthWithFreshPetals) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-TEST_F(Window, ObeysItsKeys) {
+TEST_P(Window, ObeysItsKeys) {
     begin({"--count", "30"});
     focus();
     press("plus");
@@ -221,5 +222,11 @@ TEST_F(Window, ObeysItsKeys) {
     press("q");
     EXPECT_EQ(waitForEnd(), 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(Through, Window,
+                         ::testing::Values("SDL_VIDEODRIVER", "SDL_VIDEODRIVER=x11"),
+                         [](const auto &instance) {
+                             return std::string(instance.index == 0 ? "XCB" : "SDL");
+                         });
 
 } // namespace

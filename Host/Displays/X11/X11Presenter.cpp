@@ -60,8 +60,8 @@ void X11Presenter::setMemory(std::shared_ptr<SharedPicture> memory) {
     detach();
     _memory = std::move(memory);
     _isShown = false;
+    _isServersTurn = false;
     attach();
-    passTurn();
 }
 
 void X11Presenter::present(const std::vector<DeviceRect> &rects) {
@@ -88,6 +88,20 @@ void X11Presenter::repaint(const DeviceRect &rect) {
             show(part, false);
         }
     }
+}
+
+/// A message to ourselves comes back when the server has done all that was asked for before it.
+void X11Presenter::passTurn() {
+    _isServersTurn = true;
+    _awaitsSegment = false;
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = _window;
+    message.type = _connection.atom(X11Atom::LumiveraTurn);
+    message.data.data32[0] = ++_turn;
+    xcb_send_event(_connection.get(), 0, _window, XCB_EVENT_MASK_NO_EVENT,
+                   reinterpret_cast<const char *>(&message));
 }
 
 bool X11Presenter::takesTurn(const X11Event &event) {
@@ -120,20 +134,6 @@ void X11Presenter::detach() {
         xcb_shm_detach(_connection.get(), _segment);
         _segment = 0;
     }
-}
-
-/// A message to ourselves comes back when the server has done all that was asked for before it.
-void X11Presenter::passTurn() {
-    _isServersTurn = true;
-    _awaitsSegment = false;
-    xcb_client_message_event_t message{};
-    message.response_type = XCB_CLIENT_MESSAGE;
-    message.format = 32;
-    message.window = _window;
-    message.type = _connection.atom(X11Atom::LumiveraTurn);
-    message.data.data32[0] = ++_turn;
-    xcb_send_event(_connection.get(), 0, _window, XCB_EVENT_MASK_NO_EVENT,
-                   reinterpret_cast<const char *>(&message));
 }
 
 bool X11Presenter::isTurn(const X11Event &event) const {

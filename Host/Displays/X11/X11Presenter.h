@@ -13,15 +13,12 @@ class X11Presenter {
   public:
     /// Neither the connection nor the window is owned.
     X11Presenter(X11Connection &connection, std::uint32_t window);
-
-    /// Before the window goes.
     ~X11Presenter();
 
     X11Presenter(const X11Presenter &) = delete;
     X11Presenter &operator=(const X11Presenter &) = delete;
 
-    /// Shows pictures of that memory from now on. What is shown stays, and the turn comes once the
-    /// server has had time for it.
+    /// Shows pictures of that memory from now on; it is our turn at once. What is shown stays.
     void setMemory(std::shared_ptr<SharedPicture> memory);
     SharedPicture *memory() const { return _memory.get(); }
 
@@ -33,15 +30,18 @@ class X11Presenter {
     /// before the memory's first present().
     void repaint(const DeviceRect &rect);
 
+    /// Gives the turn to the server; it comes back when the server has had time for what it was
+    /// asked before.
+    void passTurn();
+
     /// Whether the event gives the turn back: nobody but us touches the memory now. Once after
-    /// every setMemory() and present().
+    /// every present() and passTurn().
     bool takesTurn(const X11Event &event);
     bool isOurTurn() const { return !_isServersTurn; }
 
   private:
     void attach();
     void detach();
-    void passTurn();
     bool isTurn(const X11Event &event) const;
     void show(const DeviceRect &rect, bool isLast);
     void sendRows(const DeviceRect &rect);

@@ -56,6 +56,7 @@ SurfaceVisibility X11Surface::visibility() const {
 
 void X11Surface::setMemory(std::shared_ptr<SharedPicture> memory) {
     _presenter.setMemory(std::move(memory));
+    _presenter.passTurn();
 }
 
 /// The window manager may take its time to show the window; what is missed then is exposed.

@@ -1,26 +1,8 @@
 #include "Tests/Host/Displays/X11/X11DesktopTest.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Tests/Host/ProgramRun.h"
-
 #include <algorithm>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
 
 using namespace Lumivera;
-
-namespace {
-
-constexpr auto kLimit = std::chrono::seconds(30);
-constexpr NSTimeInterval kTurn = 0.01;
-
-/// Its own values for everything, whatever the machine's say.
-constexpr const char *kOpenboxSettings =
-    "<?xml version=\"1.0\"?>\n"
-    "<openbox_config xmlns=\"http://openbox.org/3.4/rc\"></openbox_config>\n";
-
-} // namespace
 
 SurfaceOwner::SurfaceOwner(DesktopSurface &shown) : surface(shown) { surface.setListener(this); }
 
@@ -63,29 +45,7 @@ std::uint32_t SurfaceOwner::colorAt(int x, int y, std::uint32_t salt) {
 void X11DesktopTest::TearDown() {
     desktop.reset();
     waiter.reset();
-    screen.reset();
-}
-
-void X11DesktopTest::startScreen(const std::string &size, const std::vector<std::string> &options) {
-    screen.emplace(size, options);
-    ASSERT_NE(screen->name(), "") << "Xvfb does not start";
-    setenv("DISPLAY", screen->name().c_str(), 1);
-}
-
-pid_t X11DesktopTest::startWindowManager() {
-    const std::string settings = _folder.write("rc.xml", kOpenboxSettings);
-    const pid_t manager = screen->start({"openbox", "--config-file", settings});
-    EXPECT_TRUE(eventually([this] {
-        return screen->run("xprop -root _NET_SUPPORTING_WM_CHECK").find('#') != std::string::npos;
-    })) << "openbox does not start";
-    return manager;
-}
-
-void X11DesktopTest::startCompositingManager() {
-    screen->start({"picom", "--config", "/dev/null", "--backend", "xrender"});
-    ASSERT_TRUE(eventually([this] {
-        return screen->run("xwininfo -root -tree").find("picom") != std::string::npos;
-    })) << "picom does not start";
+    X11ScreenTest::TearDown();
 }
 
 void X11DesktopTest::open(const Desktop::Options &options) {
@@ -111,17 +71,6 @@ void X11DesktopTest::outputRemoved(DesktopSurface &surface) {
     std::erase_if(owners, [&](const auto &owner) { return &owner->surface == &surface; });
 }
 
-bool X11DesktopTest::served(const std::function<bool()> &condition) {
-    const auto end = std::chrono::steady_clock::now() + kLimit;
-    while (std::chrono::steady_clock::now() < end) {
-        NSRunLoop::mainRunLoop().runForSeconds(kTurn);
-        if (condition()) {
-            return true;
-        }
-    }
-    return condition();
-}
-
 bool X11DesktopTest::isVisibility(SurfaceVisibility visibility) {
     return served([&] { return owner().surface.visibility() == visibility; });
 }
@@ -131,36 +80,4 @@ SurfaceOwner *X11DesktopTest::ownerOf(const std::string &output) {
         return owner->surface.outputName() == output;
     });
     return found == owners.end() ? nullptr : found->get();
-}
-
-std::string X11DesktopTest::openWindow(const std::string &title, const std::string &geometry,
-                                       const std::vector<std::string> &more) {
-    std::vector<std::string> arguments{"xterm", "-title", title, "-bg", "#ff0000",  "+sb",
-                                       "-bw",   "0",      "-b",  "0",   "-geometry"};
-    arguments.push_back(geometry);
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    screen->start(arguments);
-    std::string window;
-    EXPECT_TRUE(eventually([&] {
-        window = screen->run("xdotool search --onlyvisible --name '^" + title + "$'");
-        window.resize(std::strcspn(window.c_str(), "\n"));
-        return !window.empty();
-    })) << "no window is called "
-        << title;
-    return window;
-}
-
-Retained<CGImage> X11DesktopTest::picture() {
-    const std::string path = _folder.pathOf("screen.png");
-    screen->run("import -window root png:" + path);
-    const std::string bytes = contentsOf(path);
-    return CGImageCreateWithData(
-        {reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()});
-}
-
-std::uint32_t X11DesktopTest::pixel(int x, int y) {
-    const auto image = picture();
-    return image ? image->pixels()[static_cast<std::size_t>(y) * image->width() +
-                                   static_cast<std::size_t>(x)]
-                 : 0;
 }

@@ -1,14 +1,8 @@
 #pragma once
 
 #include "Host/Displays/X11/X11Desktop.h"
-#include "Platform/CoreGraphics/CGImage.h"
-#include "Platform/Foundation/Retained.h"
-#include "Tests/Host/VirtualScreen.h"
-#include "Tests/Platform/Foundation/TemporaryFolder.h"
+#include "Tests/Host/Displays/X11/X11ScreenTest.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,16 +40,12 @@ class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
 };
 
 /// A desktop on a server of its own, and a host for it.
-class X11DesktopTest : public ::testing::Test, protected Lumivera::Desktop::Listener {
+class X11DesktopTest : public X11ScreenTest, protected Lumivera::Desktop::Listener {
   protected:
     using Desktop = Lumivera::X11Desktop;
 
     void TearDown() override;
 
-    void startScreen(const std::string &size = "800x600x24",
-                     const std::vector<std::string> &options = {});
-    pid_t startWindowManager();
-    void startCompositingManager();
     void open(const Desktop::Options &options = {});
 
     /// With a picture on the first output.
@@ -65,30 +55,14 @@ class X11DesktopTest : public ::testing::Test, protected Lumivera::Desktop::List
     void outputRemoved(Lumivera::DesktopSurface &surface) override;
     void desktopLost(const std::string &reason) override { losses.push_back(reason); }
 
-    /// Serves events until the condition holds; false when it does not in time.
-    bool served(const std::function<bool()> &condition);
-
     /// Whether the first output comes to have that.
     bool isVisibility(Lumivera::SurfaceVisibility visibility);
 
     SurfaceOwner &owner(std::size_t index = 0) { return *owners.at(index); }
     SurfaceOwner *ownerOf(const std::string &output);
 
-    /// A window of that title and place; its number for xdotool.
-    std::string openWindow(const std::string &title, const std::string &geometry,
-                           const std::vector<std::string> &more = {});
-    void xdotool(const std::string &arguments) { screen->run("xdotool " + arguments); }
-
-    /// What the whole screen shows.
-    Retained<CGImage> picture();
-    std::uint32_t pixel(int x, int y);
-
-    std::optional<VirtualScreen> screen;
     std::optional<Lumivera::DescriptorWaiter> waiter;
     std::optional<Desktop> desktop;
     std::vector<std::unique_ptr<SurfaceOwner>> owners;
     std::vector<std::string> losses;
-
-  private:
-    TemporaryFolder _folder;
 };

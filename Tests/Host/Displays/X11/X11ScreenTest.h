@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/Foundation/Retained.h"
+#include "Tests/Host/VirtualScreen.h"
+#include "Tests/Platform/Foundation/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// An X server of the test's own, and programs on it.
+class X11ScreenTest : public ::testing::Test {
+  protected:
+    void TearDown() override { screen.reset(); }
+
+    void startScreen(const std::string &size = "800x600x24",
+                     const std::vector<std::string> &options = {});
+    pid_t startWindowManager();
+    void startCompositingManager();
+
+    /// A window of that title and place; its number for xdotool.
+    std::string openWindow(const std::string &title, const std::string &geometry,
+                           const std::vector<std::string> &more = {});
+    void xdotool(const std::string &arguments) { screen->run("xdotool " + arguments); }
+
+    /// What the whole screen shows.
+    Retained<CGImage> picture();
+    std::uint32_t pixel(int x, int y);
+
+    /// Serves events until the condition holds; false when it does not in time.
+    static bool served(const std::function<bool()> &condition);
+
+    std::optional<VirtualScreen> screen;
+
+  private:
+    TemporaryFolder _folder;
+};
