@@ -136,7 +136,7 @@ TEST(ControlRequest, ComplainsInOneLine) {
     EXPECT_EQ(problemOf("{\"do\":\"a\\nb\"}").find('\n'), std::string::npos);
 }
 
-TEST(ControlRequestTest, ForgetsAKeyWhoseValueIsTheDefault) {
+TEST(ControlRequest, ForgetsAKeyWhoseValueIsTheDefault) {
     const auto request =
         ControlRequest::parse(R"({"do": "set", "key": "petals", "value": "default"})");
     EXPECT_EQ(request.problem, "");
