@@ -1,6 +1,7 @@
 #include "Host/Commands/Command.h"
 
 #include "Host/Commands/CtlCommand.h"
+#include "Host/Commands/DesktopCommand.h"
 #include "Host/Commands/GalleryCommand.h"
 #include "Host/Commands/ImageCommand.h"
 #include "Host/Commands/ListCommand.h"
@@ -17,6 +18,7 @@ bool Command::isChosen() const { return _app && _app->parsed(); }
 std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(std::make_unique<RunCommand>());
+    commands.push_back(std::make_unique<DesktopCommand>());
     commands.push_back(std::make_unique<RenderCommand>());
     commands.push_back(std::make_unique<ListCommand>());
     commands.push_back(std::make_unique<PackCommand>());

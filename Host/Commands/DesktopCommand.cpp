@@ -1,0 +1,182 @@
+#include "Host/Commands/DesktopCommand.h"
+
+#include "Host/Bundles/Places.h"
+#include "Host/Configuration/ConfigurationFile.h"
+#include "Host/Control/ControlPlace.h"
+#include "Host/Control/ControlServer.h"
+#include "Host/Policy/SessionWatch.h"
+#include "Host/Support/HostError.h"
+#include "Host/Support/SignalWatch.h"
+#include "Host/Views/ViewProcess.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr const char *kHelp = "Shows wallpapers behind the icons, on every output, until it is "
+                              "told to quit.";
+
+constexpr const char *kMore =
+    "What the command line leaves open is decided by the configuration file\n"
+    "(see --config), then by the bundle. `lumivera ctl` speaks to it while it runs;\n"
+    "`lumivera doctor` says what works on this desktop, and what does not.";
+
+/// On stderr, where a terminal shows it and a service's journal keeps it.
+void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
+
+ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
+    return [&waiter, isTrusted](const ViewRequest &request, RemoteView::Listener &listener) {
+        return std::make_unique<ViewProcess>(waiter,
+                                             ViewProcess::Start{request.bundle, isTrusted,
+                                                                request.choice, request.memory,
+                                                                request.density},
+                                             listener);
+    };
+}
+
+/// Hands what happens around the host to it.
+class Surroundings final : private ConfigurationFile::Listener, private SessionWatch::Listener {
+  public:
+    Surroundings(DesktopHost &host, ConfigurationFile &file, SessionWatch &session)
+        : _host(host), _file(file), _session(session) {
+        _file.setListener(this);
+        _session.setListener(this);
+        if (!_file.problem().empty()) {
+            log(_file.problem());
+        }
+        _host.setSession(_session.state());
+    }
+    ~Surroundings() {
+        _file.setListener(nullptr);
+        _session.setListener(nullptr);
+    }
+    Surroundings(const Surroundings &) = delete;
+    Surroundings &operator=(const Surroundings &) = delete;
+
+  private:
+    void configurationChanged(const Configuration &configuration) override {
+        _host.setConfiguration(configuration);
+    }
+    void configurationBroken(const std::string &problem) override { log(problem); }
+    void sessionChanged(const SessionState &state) override { _host.setSession(state); }
+
+    DesktopHost &_host;
+    ConfigurationFile &_file;
+    SessionWatch &_session;
+};
+
+} // namespace
+
+void DesktopCommand::declare(CLI::App &parent) {
+    _app = parent.add_subcommand("desktop", kHelp);
+    _app->footer(kMore);
+    _app->add_option("BUNDLE", _bundle,
+                     "The bundle's folder, or the name of an installed one [Lumivera]");
+    _app->add_option("--output", _outputs, "Another bundle for one output; may be given again")
+        ->type_name("NAME=BUNDLE")
+        ->allow_extra_args(false);
+    declareChoice();
+    declarePauses();
+    _app->add_option("--display", _display,
+                     "The window system: auto, wayland, x11, or headless for none [auto]")
+        ->type_name("SYSTEM")
+        ->check(CLI::IsMember({"auto", "wayland", "x11", "headless"}).description(""));
+    _app->add_option("--density", _density, "Pixels a point, instead of the desktop's own; X11")
+        ->type_name("D")
+        ->check(CLI::Range(0.25, 16.0).description(""));
+    _app->add_flag("--click-through,!--no-click-through", _isClickThrough,
+                   "Leaves clicks to the file manager's icons");
+    _app->add_flag("--trust,!--no-trust", _isTrusted,
+                   "Runs bundles' own libraries whoever can write them");
+    _app->add_option("--config", _configuration,
+                     "The configuration file [~/.config/lumivera/lumivera.toml]")
+        ->type_name("FILE");
+}
+
+/// The names and ranges are those of the choice's keys.
+void DesktopCommand::declareChoice() {
+    const auto add = [this](const std::string &option, const std::string &key, const char *help) {
+        _app->add_option("--" + option, _values[key], help)->type_name("VALUE");
+    };
+    add("count", "petals", "Petals, instead of the bundle's number");
+    add("speed", "speed", "Speed level, 0 or more, instead of the bundle's");
+    add("scale", "scale", "The wallpaper's own scale, 0.01 to 100");
+    add("offset", "offset", "Shifts the wallpaper sideways, in points");
+    add("scale-level", "scale-level", "Size of the petals, instead of 1");
+    add("tint", "tint", "Shades the background: #rgb, #rrggbb, #rrggbbaa or a name");
+}
+
+void DesktopCommand::declarePauses() {
+    using OnBattery = PauseOptions::OnBattery;
+    const std::map<std::string, OnBattery> ways{
+        {"run", OnBattery::Run}, {"slow", OnBattery::Slow}, {"pause", OnBattery::Pause}};
+    _app->add_option("--on-battery", _pauses.onBattery,
+                     "run, slow (half the petals) or pause [run]")
+        ->type_name("WAY")
+        ->transform(CLI::CheckedTransformer(ways).description(""));
+    _app->add_flag("--pause-when-covered,!--no-pause-when-covered", _pauses.whenCovered,
+                   "Rests where windows hide all of it [yes]");
+    _app->add_flag("--pause-when-locked,!--no-pause-when-locked", _pauses.whenLocked,
+                   "Rests while the screen is locked [yes]");
+    _app->add_flag("--pause-when-idle,!--no-pause-when-idle", _pauses.whenIdle,
+                   "Rests while nobody is there [yes]");
+}
+
+void DesktopCommand::run() {
+    const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
+    DescriptorWaiter waiter;
+    ConfigurationFile file(waiter, _configuration.empty() ? ConfigurationFile::standardPath()
+                                                          : _configuration);
+    const Configuration &configuration = file.configuration();
+    DesktopHost::Options options = hostOptions();
+    options.makeView =
+        viewMaker(waiter, _isTrusted.value_or(configuration.trusts().value_or(false)));
+    const auto desktop = openDesktop(waiter, desktopOptions(configuration));
+    SessionWatch session(waiter);
+    DesktopHost host(*desktop, options, configuration);
+    const ControlServer control(waiter, host, desktop->name(), ControlPlace::standardFolder());
+    const Surroundings surroundings(host, file, session);
+    NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
+    if (!host.lossReason().empty()) {
+        throw HostError(desktop->name(), host.lossReason());
+    }
+}
+
+DesktopHost::Options DesktopCommand::hostOptions() const {
+    DesktopHost::Options options;
+    for (const auto &[key, value] : _values) {
+        if (!value.empty()) {
+            options.choice.set("desktop", key, value);
+        }
+    }
+    if (!_bundle.empty()) {
+        options.choice.bundle = _bundle;
+    }
+    readOutputs(options);
+    options.pauses = _pauses;
+    options.shippedBundle = Places::defaultBundle();
+    options.lastGoodPath = LastGoodBundle::userFilePath();
+    options.log = log;
+    return options;
+}
+
+void DesktopCommand::readOutputs(DesktopHost::Options &options) const {
+    for (const std::string &output : _outputs) {
+        const std::size_t equals = output.find('=');
+        if (equals == 0 || equals == std::string::npos || equals + 1 == output.size()) {
+            throw UsageError("--output", "\"" + output + "\" is not NAME=BUNDLE",
+                             "`lumivera doctor` lists the outputs' names");
+        }
+        options.outputChoices[output.substr(0, equals)].bundle = output.substr(equals + 1);
+    }
+}
+
+DesktopOptions DesktopCommand::desktopOptions(const Configuration &configuration) const {
+    return {_display, _isClickThrough.value_or(configuration.isClickThrough().value_or(false)),
+            _density ? _density : configuration.density()};
+}
+
+} // namespace Lumivera

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Host/Commands/Command.h"
+#include "Host/Desktop/DesktopHost.h"
+#include "Host/Displays/DesktopSystem.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Lumivera {
+
+/// lumivera desktop: wallpapers behind the icons, on every output.
+class DesktopCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    void declareChoice();
+    void declarePauses();
+    DesktopHost::Options hostOptions() const;
+    DesktopOptions desktopOptions(const Configuration &configuration) const;
+    void readOutputs(DesktopHost::Options &options) const;
+
+    std::string _bundle;
+    std::vector<std::string> _outputs;
+    std::map<std::string, std::string> _values;
+    std::string _display = "auto";
+    std::string _configuration;
+    std::optional<double> _density;
+    std::optional<bool> _isClickThrough;
+    std::optional<bool> _isTrusted;
+    DesktopHost::PauseOverrides _pauses;
+};
+
+} // namespace Lumivera

@@ -1,0 +1,56 @@
+#include "Host/Displays/DesktopSystem.h"
+
+#include "Host/Displays/Headless/HeadlessDesktop.h"
+#include "Host/Displays/Wayland/WaylandDesktop.h"
+#include "Host/Displays/X11/X11Desktop.h"
+#include "Host/Support/HostError.h"
+
+#include <cstdlib>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr unsigned kHeadlessWidth = 1920;
+constexpr unsigned kHeadlessHeight = 1080;
+
+bool isSet(const char *variable) {
+    const char *value = std::getenv(variable);
+    return value && *value;
+}
+
+std::string systemOfSession() {
+    if (isSet("WAYLAND_DISPLAY")) {
+        return "wayland";
+    }
+    if (isSet("DISPLAY")) {
+        return "x11";
+    }
+    throw HostError("display", "there is no desktop: neither WAYLAND_DISPLAY nor DISPLAY is set",
+                    "start it from within the desktop, or use `lumivera render BUNDLE -o film.webp`"
+                    " to see the wallpaper without one");
+}
+
+std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
+    auto desktop = std::make_unique<HeadlessDesktop>();
+    desktop->addOutput("HEADLESS-1",
+                       {kHeadlessWidth, kHeadlessHeight, options.density.value_or(1)});
+    return desktop;
+}
+
+} // namespace
+
+std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOptions &options) {
+    const std::string system = options.system == "auto" ? systemOfSession() : options.system;
+    if (system == "headless") {
+        return openHeadless(options);
+    }
+    if (system == "wayland") {
+        return std::make_unique<WaylandDesktop>(waiter,
+                                                WaylandDesktop::Options{options.isClickThrough});
+    }
+    return std::make_unique<X11Desktop>(
+        waiter, X11Desktop::Options{options.isClickThrough, options.density});
+}
+
+} // namespace Lumivera
