@@ -45,7 +45,8 @@ BundleListing BundleListing::read(const std::string &path) {
         listing.problem = "description.plist is unreadable, damaged or no dictionary";
         return listing;
     }
-    if (textUnder(*description, "name Library").empty()) {
+    listing.library = textUnder(*description, "name Library");
+    if (listing.library.empty()) {
         listing.problem = "description.plist names no library";
     }
     const std::string name = textUnder(*description, "name");

@@ -16,6 +16,9 @@ struct BundleListing {
     std::string author;
     std::string summary;
     std::string license;
+
+    /// Of its library's file, within the bundle.
+    std::string library;
     std::optional<std::int32_t> petals;
     std::optional<std::int32_t> speed;
 

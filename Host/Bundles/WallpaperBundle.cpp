@@ -2,6 +2,7 @@
 
 #include "Animation/Common/ImageCache.h"
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+#include "Host/Bundles/LibraryTrust.h"
 #include "Host/Support/HostError.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/Foundation/NSDictionary.h"
@@ -44,21 +45,6 @@ bool hasOwnSymbol(void *library, const char *name) {
     Dl_info place;
     return symbol && dlinfo(library, RTLD_DI_LINKMAP, &asked) == 0 &&
            dladdr1(symbol, &place, &found, RTLD_DL_LINKMAP) != 0 && found == asked;
-}
-
-void checkWriters(const std::string &path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0) {
-        throw HostError(path, "cannot be looked at: " + systemErrorText(), "check its permissions");
-    }
-    if (status.st_uid != 0 && status.st_uid != geteuid()) {
-        throw HostError(path, "belongs to another user, whose code is not run behind the desktop",
-                        "copy the bundle, or use --trust");
-    }
-    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-        throw HostError(path, "can be written by others, whose code is not run behind the desktop",
-                        "take that right away with `chmod go-w`, or use --trust");
-    }
 }
 
 std::string lastError() {
@@ -111,10 +97,7 @@ void WallpaperBundle::checkLibrary(Trust trust) const {
                         "put it there or correct \"name Library\"");
     }
     if (trust == Trust::UserAndRoot) {
-        const std::filesystem::path library = std::filesystem::canonical(_libraryPath, error);
-        checkWriters(path());
-        checkWriters(library.parent_path().string());
-        checkWriters(library.string());
+        checkLibraryTrust(path(), _libraryPath);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "Host/Commands/CtlCommand.h"
 #include "Host/Commands/DesktopCommand.h"
+#include "Host/Commands/DoctorCommand.h"
 #include "Host/Commands/GalleryCommand.h"
 #include "Host/Commands/ImageCommand.h"
 #include "Host/Commands/ListCommand.h"
@@ -19,12 +20,13 @@ std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(std::make_unique<RunCommand>());
     commands.push_back(std::make_unique<DesktopCommand>());
+    commands.push_back(std::make_unique<CtlCommand>());
+    commands.push_back(std::make_unique<DoctorCommand>());
     commands.push_back(std::make_unique<RenderCommand>());
     commands.push_back(std::make_unique<ListCommand>());
     commands.push_back(std::make_unique<PackCommand>());
     commands.push_back(std::make_unique<ImageCommand>());
     commands.push_back(std::make_unique<GalleryCommand>());
-    commands.push_back(std::make_unique<CtlCommand>());
     return commands;
 }
 

@@ -19,6 +19,15 @@ bool isSet(const char *variable) {
     return value && *value;
 }
 
+std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
+    auto desktop = std::make_unique<HeadlessDesktop>();
+    desktop->addOutput("HEADLESS-1",
+                       {kHeadlessWidth, kHeadlessHeight, options.density.value_or(1)});
+    return desktop;
+}
+
+} // namespace
+
 std::string systemOfSession() {
     if (isSet("WAYLAND_DISPLAY")) {
         return "wayland";
@@ -30,15 +39,6 @@ std::string systemOfSession() {
                     "start it from within the desktop, or use `lumivera render BUNDLE -o film.webp`"
                     " to see the wallpaper without one");
 }
-
-std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
-    auto desktop = std::make_unique<HeadlessDesktop>();
-    desktop->addOutput("HEADLESS-1",
-                       {kHeadlessWidth, kHeadlessHeight, options.density.value_or(1)});
-    return desktop;
-}
-
-} // namespace
 
 std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOptions &options) {
     const std::string system = options.system == "auto" ? systemOfSession() : options.system;

@@ -21,6 +21,9 @@ struct DesktopOptions {
     std::optional<CGFloat> density;
 };
 
+/// "wayland" or "x11". A HostError when the environment names neither.
+std::string systemOfSession();
+
 /// Opens the desktop of a window system. A HostError when there is none, or one that lets nobody
 /// behind its windows. The waiter is not owned.
 std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOptions &options);

@@ -1,0 +1,43 @@
+#include "Host/Displays/Wayland/WaylandSurvey.h"
+
+#include "Tests/Host/Displays/Wayland/TestCompositor.h"
+
+#include <gtest/gtest.h>
+
+using namespace Lumivera;
+
+namespace {
+
+using Level = Finding::Level;
+
+TEST(WaylandSurvey, FindsNothingAmissWhereEverythingIsOffered) {
+    TestCompositor compositor;
+    compositor.addOutput("A", {1280, 800, 2, 0});
+    const DesktopSurvey survey = surveyWayland();
+    for (const Finding &finding : survey.findings) {
+        EXPECT_EQ(finding.level, Level::Good) << finding.subject << ": " << finding.words;
+    }
+    ASSERT_EQ(survey.outputs.size(), 1U);
+    EXPECT_EQ(survey.outputs[0].name, "A");
+    EXPECT_EQ(survey.outputs[0].width, 1280U);
+    EXPECT_EQ(survey.outputs[0].height, 800U);
+    EXPECT_EQ(survey.outputs[0].density, 2);
+}
+
+TEST(WaylandSurvey, SaysWhatIsMissing) {
+    TestCompositor::Options options;
+    options.hasLayerShell = false;
+    options.hasFractionalScale = false;
+    options.hasToplevels = false;
+    TestCompositor compositor(options);
+    const DesktopSurvey survey = surveyWayland();
+    ASSERT_EQ(survey.findings.size(), 3U);
+    EXPECT_EQ(survey.findings[0].level, Level::Bad);
+    EXPECT_EQ(survey.findings[1].level, Level::Lacking);
+    EXPECT_EQ(survey.findings[2].level, Level::Lacking);
+    for (const Finding &finding : survey.findings) {
+        EXPECT_FALSE(finding.remedy.empty()) << finding.subject;
+    }
+}
+
+} // namespace
