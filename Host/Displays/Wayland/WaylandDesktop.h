@@ -20,9 +20,9 @@ class WaylandSeat;
 class WaylandSurface;
 
 /// The desktop of a Wayland compositor that has a layer shell. An output is known to be hidden when
-/// its compositor asks for no more pictures, or tells of a window that is maximized or has the
-/// whole output; several windows side by side count only where the compositor notices that itself.
-/// Main thread.
+/// its compositor asks for no more pictures, or tells that the window that is worked in is
+/// maximized or has the whole output. Several windows side by side, or one that is not worked in,
+/// count only where the compositor notices by itself. Main thread.
 class WaylandDesktop final : public Desktop, private WaylandConnection::Listener {
   public:
     struct Options {

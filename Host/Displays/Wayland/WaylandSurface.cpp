@@ -102,7 +102,7 @@ void WaylandSurface::present(unsigned index, const std::vector<DeviceRect> &rect
     }
 }
 
-void WaylandSurface::settle(SurfaceVisibility cover) {
+void WaylandSurface::settle(const WaylandCover &cover) {
     _cover = cover;
     if (_layer && _layer->isClosed()) {
         close();
@@ -201,8 +201,8 @@ SurfaceGeometry WaylandSurface::geometryOf(WaylandSize size) const {
 }
 
 void WaylandSurface::updateVisibility() {
-    const SurfaceVisibility visibility =
-        _cover == SurfaceVisibility::Visible && _isStalled ? SurfaceVisibility::Covered : _cover;
+    const bool isSuspected = _cover.known == SurfaceVisibility::Visible && _isStalled;
+    const SurfaceVisibility visibility = isSuspected ? _cover.suspected : _cover.known;
     if (visibility != _visibility) {
         _visibility = visibility;
         if (_listener) {

@@ -2,6 +2,7 @@
 
 #include "Host/Displays/Desktop.h"
 #include "Host/Displays/Wayland/WaylandLayer.h"
+#include "Host/Displays/Wayland/WaylandToplevels.h"
 #include "Platform/Foundation/Clock.h"
 
 #include <memory>
@@ -33,7 +34,7 @@ class WaylandSurface final : public DesktopSurface {
     void present(unsigned index, const std::vector<DeviceRect> &rects) override;
 
     /// Acts on what came in a turn of events; `cover` is what is known of the windows before it.
-    void settle(SurfaceVisibility cover);
+    void settle(const WaylandCover &cover);
 
     /// True when the compositor has closed it too often within a short time.
     bool isGivenUp() const { return _isGivenUp; }
@@ -75,7 +76,7 @@ class WaylandSurface final : public DesktopSurface {
     WaylandSize _size;
     SurfaceGeometry _geometry;
     SurfaceVisibility _visibility = SurfaceVisibility::Visible;
-    SurfaceVisibility _cover = SurfaceVisibility::Visible;
+    WaylandCover _cover;
 
     std::unique_ptr<WaylandBuffers> _buffers;
     std::vector<std::unique_ptr<WaylandBuffers>> _retired;

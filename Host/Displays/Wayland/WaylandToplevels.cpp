@@ -111,19 +111,21 @@ void WaylandToplevels::forget(const wl_output *output) {
     }
 }
 
-/// A maximized window may lie on a workspace that is not shown; the one that is worked in does not.
-SurfaceVisibility WaylandToplevels::coverOf(const wl_output *output) const {
-    SurfaceVisibility cover = SurfaceVisibility::Visible;
+/// A window may lie on a workspace that is not shown; the one that is worked in does not.
+WaylandCover WaylandToplevels::coverOf(const wl_output *output) const {
+    WaylandCover cover;
     for (const auto &toplevel : _toplevels) {
         const State &state = toplevel->current;
         if (state.isMinimized || !contains(state.outputs, output)) {
             continue;
         }
         if (state.isFullScreen) {
-            return SurfaceVisibility::FullScreen;
+            cover.suspected = SurfaceVisibility::FullScreen;
         }
-        if (state.isMaximized && state.isActivated) {
-            cover = SurfaceVisibility::Covered;
+        if (state.isActivated && state.isFullScreen) {
+            cover.known = SurfaceVisibility::FullScreen;
+        } else if (state.isActivated && state.isMaximized) {
+            cover.known = SurfaceVisibility::Covered;
         }
     }
     return cover;

@@ -11,9 +11,19 @@ struct zwlr_foreign_toplevel_manager_v1;
 
 namespace Lumivera {
 
+/// What windows hide an output.
+struct WaylandCover {
+    /// By the window that is worked in, or Visible when that does not hide it.
+    SurfaceVisibility known = SurfaceVisibility::Visible;
+
+    /// By what, if something should hide it that is not known.
+    SurfaceVisibility suspected = SurfaceVisibility::Covered;
+};
+
 /// Everybody's windows, to know which outputs they hide. A compositor tells whether a window has
-/// the whole output or is maximized, but not where it lies: several windows side by side that hide
-/// an output together are not seen to. Main thread.
+/// the whole output or is maximized, but not where it lies, nor on which workspace. So only the
+/// window that is worked in is known to hide an output, and several windows side by side are not
+/// seen to. Main thread.
 class WaylandToplevels final {
   public:
     WaylandToplevels() = default;
@@ -28,8 +38,7 @@ class WaylandToplevels final {
     /// The output goes.
     void forget(const wl_output *output);
 
-    /// FullScreen, Covered or, as far as is known, Visible.
-    SurfaceVisibility coverOf(const wl_output *output) const;
+    WaylandCover coverOf(const wl_output *output) const;
 
   private:
     struct Events;

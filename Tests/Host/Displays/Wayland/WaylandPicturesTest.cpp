@@ -123,12 +123,24 @@ TEST_F(WaylandPicturesTest, IsHiddenByAWindowThatHasTheWholeOutput) {
     compositor().addToplevel();
     compositor().changeToplevel(0, {{kFullScreen, kActivated}, "A"});
     ASSERT_TRUE(runUntil([&] { return surface().heard == "full,"; }));
-    compositor().changeToplevel(0, {{kFullScreen, kMinimized}, "A"});
+    compositor().changeToplevel(0, {{kFullScreen, kActivated, kMinimized}, "A"});
     ASSERT_TRUE(runUntil([&] { return surface().heard == "full,visible,"; }));
-    compositor().changeToplevel(0, {{kFullScreen}, "A"});
+    compositor().changeToplevel(0, {{kFullScreen, kActivated}, "A"});
     ASSERT_TRUE(runUntil([&] { return surface().heard == "full,visible,full,"; }));
     compositor().closeToplevel(0);
     ASSERT_TRUE(runUntil([&] { return surface().heard == "full,visible,full,visible,"; }));
+}
+
+TEST_F(WaylandPicturesTest, TakesAWindowOfAnotherWorkspaceForHidingOnlyWhenSomethingDoes) {
+    begin();
+    compositor().addToplevel();
+    compositor().changeToplevel(0, {{kFullScreen}, "A"});
+    catchUp();
+    EXPECT_EQ(surface().surface.visibility(), SurfaceVisibility::Visible);
+    compositor().withholdFrames(true);
+    show(0xFF000001);
+    EXPECT_TRUE(
+        runUntil([&] { return surface().surface.visibility() == SurfaceVisibility::FullScreen; }));
 }
 
 TEST_F(WaylandPicturesTest, IsCoveredByTheMaximizedWindowThatIsWorkedIn) {
@@ -148,7 +160,7 @@ TEST_F(WaylandPicturesTest, IsNotHiddenByWindowsOnOtherOutputs) {
     ASSERT_TRUE(runUntil([&] { return recorder.heard == "+A,+B,"; }));
     const SurfaceRecorder &other = *recorder.surfaces.back();
     compositor().addToplevel();
-    compositor().changeToplevel(0, {{kFullScreen}, "B"});
+    compositor().changeToplevel(0, {{kFullScreen, kActivated}, "B"});
     ASSERT_TRUE(runUntil([&] { return other.heard.find("full,") != std::string::npos; }));
     EXPECT_EQ(surface().heard, "");
     compositor().removeOutput("B");
