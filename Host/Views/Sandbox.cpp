@@ -137,7 +137,7 @@ void confineCalls() {
     seccomp_rule_add(filter, no, SCMP_SYS(clone), 1, SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0));
     const auto self = static_cast<scmp_datum_t>(getpid());
     for (const int call : {SCMP_SYS(kill), SCMP_SYS(tgkill)}) {
-        seccomp_rule_add(filter, no, call, 1, SCMP_A0(SCMP_CMP_NE, self));
+        seccomp_rule_add(filter, no, call, 1, SCMP_A0(SCMP_CMP_NE, self, 0));
     }
     for (const scmp_datum_t way : {O_WRONLY, O_RDWR}) {
         seccomp_rule_add(filter, no, SCMP_SYS(open), 1,
@@ -145,7 +145,7 @@ void confineCalls() {
         seccomp_rule_add(filter, no, SCMP_SYS(openat), 1,
                          SCMP_A2(SCMP_CMP_MASKED_EQ, O_ACCMODE, way));
     }
-    seccomp_rule_add(filter, no, SCMP_SYS(ioctl), 1, SCMP_A1(SCMP_CMP_EQ, 0x5412)); // TIOCSTI
+    seccomp_rule_add(filter, no, SCMP_SYS(ioctl), 1, SCMP_A1(SCMP_CMP_EQ, 0x5412, 0)); // TIOCSTI
     seccomp_load(filter);
     seccomp_release(filter);
 }
