@@ -1,5 +1,7 @@
 #include "Host/Commands/Command.h"
 
+#include "Host/Commands/AutostartCommand.h"
+#include "Host/Commands/CompletionsCommand.h"
 #include "Host/Commands/CtlCommand.h"
 #include "Host/Commands/DesktopCommand.h"
 #include "Host/Commands/DoctorCommand.h"
@@ -27,6 +29,8 @@ std::vector<std::unique_ptr<Command>> allCommands() {
     commands.push_back(std::make_unique<PackCommand>());
     commands.push_back(std::make_unique<ImageCommand>());
     commands.push_back(std::make_unique<GalleryCommand>());
+    commands.push_back(std::make_unique<AutostartCommand>());
+    commands.push_back(std::make_unique<CompletionsCommand>());
     return commands;
 }
 

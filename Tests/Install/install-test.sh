@@ -8,8 +8,13 @@ cmake --install "$1" --prefix "$prefix" >/dev/null
 
 library=$prefix/lib/libLumiveraLiveWallpaper.dylib
 for file in "$library" "$prefix/lib/libLumiveraPlatform.so" "$prefix/bin/lumivera" \
-    "$prefix/share/lumivera/sounds/chime.wav"; do
-    [[ -f $file ]] || { echo "$file is missing"; exit 1; }
+    "$prefix/share/lumivera/sounds/chime.wav" "$prefix/share/man/man1/lumivera.1" \
+    "$prefix/share/applications/lumivera.desktop" "$prefix/lib/systemd/user/lumivera.service" \
+    "$prefix/share/icons/hicolor/scalable/apps/lumivera.svg" \
+    "$prefix/share/bash-completion/completions/lumivera" \
+    "$prefix/share/zsh/vendor-completions/_lumivera" \
+    "$prefix/share/fish/vendor_completions.d/lumivera.fish"; do
+    [[ -s $file ]] || { echo "$file is missing"; exit 1; }
 done
 for name in Lumivera Maple; do
     bundle=$prefix/share/lumivera/wallpapers/$name.bundle
@@ -22,3 +27,8 @@ done
 loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)
 [[ $(wc -l <<<"$loaded") == 2 ]] || { echo "the program loads $loaded"; exit 1; }
 "$prefix/bin/lumivera" --help >/dev/null
+
+# The completions are those of this very program.
+"$prefix/bin/lumivera" completions bash |
+    cmp - "$prefix/share/bash-completion/completions/lumivera"
+bash -c "source '$prefix/share/bash-completion/completions/lumivera'; complete -p lumivera" >/dev/null

@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# package-test.sh BUILD_FOLDER: makes the Debian package, and checks that it names what it needs and
+# holds a program that runs.
+set -euo pipefail
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cpack --config "$1/CPackConfig.cmake" -G DEB -B "$folder" >"$folder/log" 2>&1 ||
+    { cat "$folder/log"; exit 1; }
+packages=("$folder"/lumivera_*.deb)
+[[ -f ${packages[0]} ]] || { echo "there is no package"; exit 1; }
+
+needed=$(dpkg-deb -f "${packages[0]}" Depends)
+for library in libc6 libsdl2 libwebp7 libsystemd0; do
+    [[ $needed == *$library* ]] || { echo "the package does not need $library: $needed"; exit 1; }
+done
+
+dpkg-deb -x "${packages[0]}" "$folder/root"
+usr=$folder/root/usr
+for file in bin/lumivera lib/libLumiveraPlatform.so lib/libLumiveraLiveWallpaper.dylib \
+    lib/systemd/user/lumivera.service share/applications/lumivera.desktop \
+    share/man/man1/lumivera.1 share/lumivera/wallpapers/Lumivera.bundle/description.plist; do
+    [[ -s $usr/$file ]] || { echo "the package has no $file"; exit 1; }
+done
+owners=$(dpkg-deb -c "${packages[0]}" | awk '{ print $2 }' | sort -u)
+[[ $owners == root/root ]] || { echo "the package's files belong to $owners"; exit 1; }
+grep -q '^Exec=lumivera run$' "$usr/share/applications/lumivera.desktop"
+"$usr/bin/lumivera" list --json "$usr/share/lumivera/wallpapers" | grep -q '"author": "Lumivera"'
+"$usr/bin/lumivera" render "$usr/share/lumivera/wallpapers/Lumivera.bundle" --frames 2 \
+    --size 64x64 -o "$folder/x.png"
