@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstdlib>
 #include <sys/socket.h>
+#include <utility>
 #include <xcb/randr.h>
 #include <xcb/shape.h>
 #include <xcb/shm.h>
@@ -146,12 +147,13 @@ bool X11Connection::prepareToWait() {
     return _arrived || xcb_connection_has_error(_connection) != 0;
 }
 
+/// Reads once what has arrived; the descriptor tells of more.
 void X11Connection::serve() {
-    if (_arrived) {
-        serveEvent(_arrived.get());
-        _arrived.reset();
+    X11Reply<void> event = std::move(_arrived);
+    if (!event) {
+        event.reset(xcb_poll_for_event(_connection));
     }
-    while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(_connection)}) {
+    for (; event; event.reset(xcb_poll_for_queued_event(_connection))) {
         serveEvent(event.get());
     }
     if (xcb_connection_has_error(_connection) != 0) {
