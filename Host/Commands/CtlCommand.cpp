@@ -31,12 +31,15 @@ std::string absolutePath(const std::string &path) {
     return error ? path : absolute.lexically_normal().string();
 }
 
-/// The host does not stand where we stand. A name that is installed nowhere may be one to the host.
+/// The host does not stand where we stand.
 std::string bundlePath(const std::string &argument) {
     const std::string found = Places::findBundle(argument);
     std::error_code error;
-    const bool isPath = found.find('/') != std::string::npos || fs::exists(found, error);
-    return isPath ? absolutePath(found) : found;
+    if (!fs::is_directory(found, error)) {
+        throw HostError(argument, "there is no such bundle",
+                        "see `lumivera list` for those that are installed");
+    }
+    return absolutePath(found);
 }
 
 std::string numberText(double number, int digits) {

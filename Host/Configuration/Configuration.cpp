@@ -241,6 +241,19 @@ WallpaperChoice Configuration::choiceFor(const std::string &output) const {
     return choice;
 }
 
+void Configuration::resolvePaths(const std::string &folder, const std::string &home) {
+    const auto resolve = [&](std::optional<std::string> &path) {
+        if (!path || path->starts_with('/') || path->find('/') == std::string::npos) {
+            return;
+        }
+        path = path->starts_with("~/") ? home + path->substr(1) : folder + "/" + *path;
+    };
+    resolve(_choice.bundle);
+    for (auto &[output, choice] : _outputChoices) {
+        resolve(choice.bundle);
+    }
+}
+
 bool Configuration::isSameButForWallpaper(const Configuration &other) const {
     Configuration changed = other;
     changed._choice.bundle = _choice.bundle;

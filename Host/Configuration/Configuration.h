@@ -45,6 +45,10 @@ class Configuration {
 
     bool operator==(const Configuration &) const = default;
 
+    /// Lets wallpapers' paths that begin with "~/" lead from the user's home, and other relative
+    /// ones from `folder`. Names of installed ones stay.
+    void resolvePaths(const std::string &folder, const std::string &home);
+
     /// Equal but for what is shown on all outputs.
     bool isSameButForWallpaper(const Configuration &other) const;
 

@@ -30,6 +30,11 @@ constexpr std::uint32_t kNameEvents =
 constexpr std::uint32_t kFolderEvents = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr std::uint32_t kEndEvents = kFolderEvents | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW;
 
+std::string homeFolder() {
+    const char *home = std::getenv("HOME");
+    return home && *home ? home : "/";
+}
+
 bool isFolder(const fs::path &path) {
     std::error_code error;
     return fs::is_directory(path, error);
@@ -108,13 +113,16 @@ std::string ConfigurationFile::standardPath() {
     if (folder && *folder == '/') {
         return (fs::path(folder) / kFile).string();
     }
-    const char *home = std::getenv("HOME");
-    return (fs::path(home && *home ? home : "/") / ".config" / kFile).string();
+    return (fs::path(homeFolder()) / ".config" / kFile).string();
 }
 
 Configuration ConfigurationFile::read(const std::string &path) {
     const auto text = contentsOf(path);
-    return text ? Configuration::parse(*text, path) : Configuration();
+    Configuration configuration = text ? Configuration::parse(*text, path) : Configuration();
+    std::error_code error;
+    const fs::path folder = fs::absolute(path, error).parent_path();
+    configuration.resolvePaths(folder.string(), homeFolder());
+    return configuration;
 }
 
 void ConfigurationFile::setWallpaper(const std::string &path, const std::string &wallpaper) {

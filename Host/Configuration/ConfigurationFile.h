@@ -50,8 +50,8 @@ class ConfigurationFile final : private DescriptorSource {
     /// $XDG_CONFIG_HOME/lumivera/lumivera.toml, in ~/.config by default.
     static std::string standardPath();
 
-    /// What a file says; nothing when there is none. A HostError when it cannot be read, is larger
-    /// than a configuration may be or is broken.
+    /// What a file says, with every path absolute; nothing when there is none. A HostError when it
+    /// cannot be read, is larger than a configuration may be or is broken.
     static Configuration read(const std::string &path);
 
     /// Puts the wallpaper for all outputs into a file and leaves the rest of it as it stands. Makes

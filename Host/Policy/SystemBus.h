@@ -49,8 +49,8 @@ class SystemBus final : private DescriptorSource {
     /// Calls the handler whenever a property of that object's interface may have changed.
     void listenToProperties(const Member &object, Handler handler);
 
-    /// Calls the handler with the owner's name when a service comes to be there, and with an empty
-    /// one when it goes.
+    /// Calls the handler whenever a service has come to be there, another one in its place, or has
+    /// gone.
     void listenToOwner(const std::string &service, std::function<void(bool isThere)> handler);
 
   private:

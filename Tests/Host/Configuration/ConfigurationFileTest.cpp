@@ -65,6 +65,12 @@ TEST_F(ConfigurationFileTest, ReadsTheFileThatIsThere) {
     EXPECT_EQ(_file->configuration().choice().petals, 3U);
 }
 
+TEST_F(ConfigurationFileTest, LooksForWallpapersBesideTheFile) {
+    _folder.write("lumivera.toml", "wallpaper = './My.bundle'");
+    open();
+    EXPECT_EQ(_file->configuration().choice().bundle, _folder.path() + "/./My.bundle");
+}
+
 TEST_F(ConfigurationFileTest, HearsThatTheFileIsWritten) {
     _folder.write("lumivera.toml", "petals = 3");
     open();

@@ -162,6 +162,16 @@ TEST(Configuration, RefusesATextThatIsTooLarge) {
     EXPECT_EQ(problemOf("#" + std::string(Configuration::kMaximumBytes - 1, ' ')), "");
 }
 
+TEST(Configuration, ResolvesPathsFromItsFolderAndTheHome) {
+    Configuration read = parse("wallpaper = 'a/b'\n[output.X]\nwallpaper = '~/c'\n"
+                               "[output.Y]\nwallpaper = '/d'\n[output.Z]\nwallpaper = 'Maple'\n");
+    read.resolvePaths("/folder", "/home");
+    EXPECT_EQ(read.choice().bundle, "/folder/a/b");
+    EXPECT_EQ(read.choiceFor("X").bundle, "/home/c");
+    EXPECT_EQ(read.choiceFor("Y").bundle, "/d");
+    EXPECT_EQ(read.choiceFor("Z").bundle, "Maple");
+}
+
 TEST(Configuration, RefusesTablesInTablesWithoutEnd) {
     EXPECT_NE(problemOf("a" + repeated(".a", 400'000) + " = 1"), "");
     EXPECT_NE(problemOf("a" + repeated(".a", 3900) + " = 1"), "");

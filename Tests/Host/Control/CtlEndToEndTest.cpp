@@ -91,12 +91,26 @@ TEST_F(CtlEndToEndTest, MakesPathsAbsolute) {
     std::filesystem::create_directory(_folder.pathOf("My.bundle"));
     ctl({"screenshot", "x.png"});
     ctl({"wallpaper", "My.bundle"});
-    ctl({"wallpaper", "not-installed-anywhere"});
     ctl({"set", "wallpaper", "./My.bundle"});
     EXPECT_THAT(_target.heard, ElementsAre("screenshot " + _folder.pathOf("x.png"),
                                            "choose  wallpaper=" + _folder.pathOf("My.bundle"),
-                                           "choose  wallpaper=not-installed-anywhere",
                                            "choose  wallpaper=" + _folder.pathOf("My.bundle")));
+}
+
+TEST_F(CtlEndToEndTest, AsksForNoBundleThatIsNotThere) {
+    for (const char *bundle : {"Mapel", "./My.bundle", "/nonexistent"}) {
+        const Result result = ctl({"wallpaper", bundle});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.errors, "lumivera: " + std::string(bundle) +
+                                     ": there is no such bundle; see `lumivera list` for those "
+                                     "that are installed\n");
+    }
+    EXPECT_THAT(_target.heard, IsEmpty());
+}
+
+TEST_F(CtlEndToEndTest, FindsInstalledBundlesByTheirNames) {
+    ctl({"wallpaper", "Maple"});
+    EXPECT_THAT(_target.heard, ElementsAre("choose  wallpaper=" + shippedBundle("Maple.bundle")));
 }
 
 TEST_F(CtlEndToEndTest, FailsInOneLineWhenTheHostRefuses) {
