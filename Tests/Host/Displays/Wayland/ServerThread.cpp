@@ -7,14 +7,15 @@
 
 ServerThread::ServerThread(wl_display *display)
     : _display(display), _wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    wl_event_loop_add_fd(wl_display_get_event_loop(_display), _wake, WL_EVENT_READABLE, serve,
-                         this);
+    _source = wl_event_loop_add_fd(wl_display_get_event_loop(_display), _wake, WL_EVENT_READABLE,
+                                   serve, this);
     _thread = std::thread([this] { run(); });
 }
 
 ServerThread::~ServerThread() {
     perform([this] { _isEnding = true; });
     _thread.join();
+    wl_event_source_remove(_source);
     close(_wake);
 }
 

@@ -7,6 +7,7 @@
 #include <thread>
 
 struct wl_display;
+struct wl_event_source;
 
 /// Runs the server's side of a Wayland connection on a thread of its own.
 class ServerThread {
@@ -29,6 +30,7 @@ class ServerThread {
 
     wl_display *const _display;
     int _wake = -1;
+    wl_event_source *_source = nullptr;
     std::mutex _mutex;
     std::condition_variable _changed;
     const std::function<void()> *_action = nullptr;

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sys/socket.h>
+#include <unistd.h>
 
 /// Everything that the compositor's thread works on.
 struct TestCompositor::State {
@@ -244,7 +245,10 @@ TestCompositor::State::~State() {
     thread.reset();
     wl_display_destroy_clients(display);
     wl_display_destroy(display);
-    unsetenv("WAYLAND_SOCKET");
+    if (const char *const unused = std::getenv("WAYLAND_SOCKET")) {
+        ::close(std::atoi(unused));
+        unsetenv("WAYLAND_SOCKET");
+    }
 }
 
 wl_global *TestCompositor::State::offer(const wl_interface &interface, unsigned version,
