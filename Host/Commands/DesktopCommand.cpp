@@ -87,10 +87,10 @@ void DesktopCommand::declare(CLI::App &parent) {
     _app->add_option("--density", _density, "Pixels a point, instead of the desktop's own; X11")
         ->type_name("D")
         ->check(CLI::Range(0.25, 16.0).description(""));
-    _app->add_flag("--click-through,!--no-click-through", _isClickThrough,
-                   "Leaves clicks to the file manager's icons");
-    _app->add_flag("--trust,!--no-trust", _isTrusted,
-                   "Runs bundles' own libraries whoever can write them");
+    declareSwitch("--click-through,!--no-click-through", _isClickThrough,
+                  "Leaves clicks to the file manager's icons");
+    declareSwitch("--trust,!--no-trust", _isTrusted,
+                  "Runs bundles' own libraries whoever can write them");
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
         ->type_name("FILE");
@@ -117,12 +117,19 @@ void DesktopCommand::declarePauses() {
                      "run, slow (half the petals) or pause [run]")
         ->type_name("WAY")
         ->transform(CLI::CheckedTransformer(ways).description(""));
-    _app->add_flag("--pause-when-covered,!--no-pause-when-covered", _pauses.whenCovered,
-                   "Rests where windows hide all of it [yes]");
-    _app->add_flag("--pause-when-locked,!--no-pause-when-locked", _pauses.whenLocked,
-                   "Rests while the screen is locked [yes]");
-    _app->add_flag("--pause-when-idle,!--no-pause-when-idle", _pauses.whenIdle,
-                   "Rests while nobody is there [yes]");
+    declareSwitch("--pause-when-covered,!--no-pause-when-covered", _pauses.whenCovered,
+                  "Rests where windows hide all of it [yes]");
+    declareSwitch("--pause-when-locked,!--no-pause-when-locked", _pauses.whenLocked,
+                  "Rests while the screen is locked [yes]");
+    declareSwitch("--pause-when-idle,!--no-pause-when-idle", _pauses.whenIdle,
+                  "Rests while nobody is there [yes]");
+}
+
+/// A plain flag would set the value to false where neither name is given.
+void DesktopCommand::declareSwitch(const std::string &names, std::optional<bool> &value,
+                                   const std::string &help) {
+    _app->add_flag_function(
+        names, [&value](std::int64_t count) { value = count > 0; }, help);
 }
 
 void DesktopCommand::run() {

@@ -20,6 +20,8 @@ class DesktopCommand final : public Command {
   private:
     void declareChoice();
     void declarePauses();
+    void declareSwitch(const std::string &names, std::optional<bool> &value,
+                       const std::string &help);
     DesktopHost::Options hostOptions() const;
     DesktopOptions desktopOptions(const Configuration &configuration) const;
     void readOutputs(DesktopHost::Options &options) const;

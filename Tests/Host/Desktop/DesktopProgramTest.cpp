@@ -79,6 +79,8 @@ int DesktopProgramTest::end(int signal) {
     return ProgramRun::waitFor(std::exchange(_process, -1));
 }
 
+int DesktopProgramTest::waitForEnd() { return ProgramRun::waitFor(std::exchange(_process, -1)); }
+
 ProgramRun DesktopProgramTest::ctl(std::vector<std::string> arguments) {
     const std::string socket = folder() + "/lumivera/control";
     eventually([&] { return access(socket.c_str(), F_OK) == 0; });

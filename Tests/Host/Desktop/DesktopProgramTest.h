@@ -26,6 +26,9 @@ class DesktopProgramTest : public ::testing::Test {
     int quit();
     int end(int signal);
 
+    /// Its exit status, once it ends by itself.
+    int waitForEnd();
+
     /// What `lumivera ctl` says, once the host listens.
     ProgramRun ctl(std::vector<std::string> arguments);
 
