@@ -125,7 +125,7 @@ class ConfigurationReader {
         using Node = toml::node;
         static constexpr const char *kFlag = "true or false";
         static constexpr Key kKeys[] = {
-            {"on-battery", "\"run\", \"slow\" or \"pause\"",
+            {"on-battery", R"("run", "slow" or "pause")",
              [](C &c, const Node &v) { return readOnBattery(c._pauseOptions.onBattery, v); }},
             {"pause-when-covered", kFlag,
              [](C &c, const Node &v) { return readFlag(c._pauseOptions.whenCovered, v); }},

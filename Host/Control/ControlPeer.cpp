@@ -13,7 +13,7 @@ namespace Lumivera {
 
 namespace {
 
-constexpr std::size_t kPart = 16 * 1024;
+constexpr std::size_t kPart = std::size_t{16} * 1024;
 
 bool shallTryAgain() { return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR; }
 

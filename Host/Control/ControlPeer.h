@@ -42,7 +42,7 @@ class ControlPeer final : private DescriptorSource {
 
     /// Largest number of bytes that wait to be sent while lines are still taken, one answer more at
     /// most; and how many lines are taken before others have their turn.
-    static constexpr std::size_t kMaximumBacklog = 256 * 1024;
+    static constexpr std::size_t kMaximumBacklog = std::size_t{256} * 1024;
     static constexpr int kLinesInTurn = 32;
 
   private:

@@ -52,7 +52,7 @@ struct ControlRequest {
     static std::string lengthProblem();
 
     /// Longest request, in bytes.
-    static constexpr std::size_t kMaximumBytes = 64 * 1024;
+    static constexpr std::size_t kMaximumBytes = std::size_t{64} * 1024;
 };
 
 } // namespace Lumivera

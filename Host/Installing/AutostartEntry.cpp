@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char *kFile = "autostart/lumivera.desktop";
-constexpr std::uint64_t kLongestEntry = 64 * 1024;
+constexpr std::uint64_t kLongestEntry = std::uint64_t{64} * 1024;
 
 std::string entryFor(const std::string &program) {
     return "[Desktop Entry]\n"
