@@ -20,9 +20,10 @@ constexpr const char *kHelp = "Shows wallpapers behind the icons, on every outpu
                               "told to quit.";
 
 constexpr const char *kMore =
-    "What the command line leaves open is decided by the configuration file\n"
-    "(see --config), then by the bundle. `lumivera ctl` speaks to it while it runs;\n"
-    "`lumivera doctor` says what works on this desktop, and what does not.";
+    "Each switch has its opposite, such as --no-pause-when-covered. What the\n"
+    "command line leaves open is decided by the configuration file, then by the\n"
+    "bundle. `lumivera ctl` speaks to it while it runs; `lumivera doctor` says what\n"
+    "works on this desktop, and what does not.";
 
 /// On stderr, where a terminal shows it and a service's journal keeps it.
 void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
@@ -87,10 +88,8 @@ void DesktopCommand::declare(CLI::App &parent) {
     _app->add_option("--density", _density, "Pixels a point, instead of the desktop's own; X11")
         ->type_name("D")
         ->check(CLI::Range(0.25, 16.0).description(""));
-    declareSwitch("--click-through,!--no-click-through", _isClickThrough,
-                  "Leaves clicks to the file manager's icons");
-    declareSwitch("--trust,!--no-trust", _isTrusted,
-                  "Runs bundles' own libraries whoever can write them");
+    declareSwitch("click-through", "Leaves clicks to the file manager's icons");
+    declareSwitch("trust", "Runs bundles' own libraries whoever can write them");
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
         ->type_name("FILE");
@@ -113,23 +112,25 @@ void DesktopCommand::declarePauses() {
     using OnBattery = PauseOptions::OnBattery;
     const std::map<std::string, OnBattery> ways{
         {"run", OnBattery::Run}, {"slow", OnBattery::Slow}, {"pause", OnBattery::Pause}};
-    _app->add_option("--on-battery", _pauses.onBattery,
-                     "run, slow (half the petals) or pause [run]")
+    _app->add_option("--on-battery", _onBattery, "run, slow (half the petals) or pause [run]")
         ->type_name("WAY")
         ->transform(CLI::CheckedTransformer(ways).description(""));
-    declareSwitch("--pause-when-covered,!--no-pause-when-covered", _pauses.whenCovered,
-                  "Rests where windows hide all of it [yes]");
-    declareSwitch("--pause-when-locked,!--no-pause-when-locked", _pauses.whenLocked,
-                  "Rests while the screen is locked [yes]");
-    declareSwitch("--pause-when-idle,!--no-pause-when-idle", _pauses.whenIdle,
-                  "Rests while nobody is there [yes]");
+    declareSwitch("pause-when-covered", "Rests where windows hide all of it [yes]");
+    declareSwitch("pause-when-locked", "Rests while the screen is locked [yes]");
+    declareSwitch("pause-when-idle", "Rests while nobody is there [yes]");
 }
 
-/// A plain flag would set the value to false where neither name is given.
-void DesktopCommand::declareSwitch(const std::string &names, std::optional<bool> &value,
-                                   const std::string &help) {
-    _app->add_flag_function(
-        names, [&value](std::int64_t count) { value = count > 0; }, help);
+/// The opposite is there as well, for what the configuration says.
+void DesktopCommand::declareSwitch(const std::string &name, const char *help) {
+    CLI::Option *const positive = _app->add_flag("--" + name, help);
+    _app->add_flag("--no-" + name, "The opposite")->group("")->excludes(positive);
+}
+
+std::optional<bool> DesktopCommand::switchNamed(const std::string &name) const {
+    if (_app->count("--no-" + name) > 0) {
+        return false;
+    }
+    return _app->count("--" + name) > 0 ? std::optional(true) : std::nullopt;
 }
 
 void DesktopCommand::run() {
@@ -140,7 +141,7 @@ void DesktopCommand::run() {
     const Configuration &configuration = file.configuration();
     DesktopHost::Options options = hostOptions();
     options.makeView =
-        viewMaker(waiter, _isTrusted.value_or(configuration.trusts().value_or(false)));
+        viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
     const auto desktop = openDesktop(waiter, desktopOptions(configuration));
     SessionWatch session(waiter);
     DesktopHost host(*desktop, options, configuration);
@@ -163,7 +164,8 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
         options.choice.bundle = _bundle;
     }
     readOutputs(options);
-    options.pauses = _pauses;
+    options.pauses = {_onBattery, switchNamed("pause-when-covered"),
+                      switchNamed("pause-when-locked"), switchNamed("pause-when-idle")};
     options.shippedBundle = Places::defaultBundle();
     options.lastGoodPath = LastGoodBundle::userFilePath();
     options.log = log;
@@ -182,7 +184,8 @@ void DesktopCommand::readOutputs(DesktopHost::Options &options) const {
 }
 
 DesktopOptions DesktopCommand::desktopOptions(const Configuration &configuration) const {
-    return {_display, _isClickThrough.value_or(configuration.isClickThrough().value_or(false)),
+    return {_display,
+            switchNamed("click-through").value_or(configuration.isClickThrough().value_or(false)),
             _density ? _density : configuration.density()};
 }
 

@@ -20,8 +20,10 @@ class DesktopCommand final : public Command {
   private:
     void declareChoice();
     void declarePauses();
-    void declareSwitch(const std::string &names, std::optional<bool> &value,
-                       const std::string &help);
+    void declareSwitch(const std::string &name, const char *help);
+
+    /// Nothing when the command line does not say.
+    std::optional<bool> switchNamed(const std::string &name) const;
     DesktopHost::Options hostOptions() const;
     DesktopOptions desktopOptions(const Configuration &configuration) const;
     void readOutputs(DesktopHost::Options &options) const;
@@ -32,9 +34,7 @@ class DesktopCommand final : public Command {
     std::string _display = "auto";
     std::string _configuration;
     std::optional<double> _density;
-    std::optional<bool> _isClickThrough;
-    std::optional<bool> _isTrusted;
-    DesktopHost::PauseOverrides _pauses;
+    std::optional<PauseOptions::OnBattery> _onBattery;
 };
 
 } // namespace Lumivera

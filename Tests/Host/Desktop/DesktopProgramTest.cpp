@@ -99,7 +99,7 @@ json DesktopProgramTest::status() {
     return parsed["outputs"][0];
 }
 
-bool DesktopProgramTest::statusBecomes(const std::function<bool(const json &output)> &condition,
+bool DesktopProgramTest::statusBecomes(const std::function<bool(json output)> &condition,
                                        double seconds) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     while (std::chrono::steady_clock::now() < end) {

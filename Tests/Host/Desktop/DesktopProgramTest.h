@@ -36,7 +36,7 @@ class DesktopProgramTest : public ::testing::Test {
     nlohmann::json status();
 
     /// Polls the status until the condition holds.
-    bool statusBecomes(const std::function<bool(const nlohmann::json &output)> &condition,
+    bool statusBecomes(const std::function<bool(nlohmann::json output)> &condition,
                        double seconds = 60);
 
     /// What the first output shows; null for nothing.
@@ -52,6 +52,9 @@ class DesktopProgramTest : public ::testing::Test {
     std::string log() const { return contentsOf(_folder.path() + "/log"); }
 
     pid_t process() const { return _process; }
+
+    /// Somebody else has waited for it.
+    void forgetProcess() { _process = -1; }
     std::string folder() const { return _folder.path(); }
 
     TemporaryFolder _folder;

@@ -43,11 +43,11 @@ TEST_P(HostileBundleEndToEndTest, TakesNothingDown) {
     const auto before = listing(home);
     startHeadless({bundle});
     if (!GetParam().reason) {
-        EXPECT_TRUE(statusBecomes([](const json &output) { return output["frames"] > 150; }));
+        EXPECT_TRUE(statusBecomes([](json output) { return output["frames"] > 150; }));
         EXPECT_EQ(status()["bundle"], bundle);
         EXPECT_EQ(log(), "");
     } else {
-        EXPECT_TRUE(statusBecomes([&](const json &output) {
+        EXPECT_TRUE(statusBecomes([&](json output) {
             return output.value("failedBundle", "") == bundle &&
                    output["bundle"] == shippedBundle("Lumivera.bundle");
         })) << log();
@@ -90,7 +90,7 @@ TEST_F(HangingBundleEndToEndTest, ShowsAnotherWallpaperWithinThreeSecondsOfOneTh
     const auto start = std::chrono::steady_clock::now();
     startHeadless({hostileBundle(folder(), "loop-in-entry")});
     EXPECT_TRUE(statusBecomes(
-        [](const json &output) { return output["bundle"] == shippedBundle("Lumivera.bundle"); }));
+        [](json output) { return output["bundle"] == shippedBundle("Lumivera.bundle"); }));
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
     RecordProperty("seconds", std::to_string(time.count()));
     EXPECT_THAT(log(), Not(HasSubstr("has drawn nothing"))) << "before anybody gave it up";

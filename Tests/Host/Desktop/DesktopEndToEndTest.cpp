@@ -1,0 +1,200 @@
+#include "Tests/Host/Desktop/DesktopProgramTest.h"
+#include "Tests/Host/VirtualScreen.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+namespace {
+
+using nlohmann::json;
+
+constexpr auto kIdleTime = std::chrono::seconds(10);
+
+/// The real host on an output that nobody sees.
+class DesktopEndToEndTest : public DesktopProgramTest {
+  protected:
+    void configure(const std::string &text) {
+        const std::string place = folder() + "/config/lumivera";
+        std::filesystem::create_directories(place);
+        std::ofstream(place + "/next") << text;
+        std::filesystem::rename(place + "/next", place + "/lumivera.toml");
+    }
+
+    bool hasPetals(int count) {
+        return statusBecomes([count](json output) { return output["petals"] == count; });
+    }
+
+    bool shows(const std::string &bundle) {
+        return statusBecomes([&](json output) {
+            return output["bundle"] == shippedBundle(bundle) && output["frames"] > 0;
+        });
+    }
+};
+
+TEST_F(DesktopEndToEndTest, ShowsTheShippedWallpaperWithoutAnyWord) {
+    startHeadless({});
+    EXPECT_TRUE(shows("Lumivera.bundle"));
+    const auto shown = picture();
+    ASSERT_TRUE(shown);
+    EXPECT_EQ(shown->width(), 1920U);
+    EXPECT_EQ(shown->height(), 1080U);
+    EXPECT_EQ(quit(), 0);
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(DesktopEndToEndTest, TakesItsWallpaperFromTheCommandLine) {
+    startHeadless({"Maple", "--count", "7"});
+    EXPECT_TRUE(shows("Maple.bundle"));
+    EXPECT_TRUE(hasPetals(7));
+}
+
+TEST_F(DesktopEndToEndTest, TakesItsSwitchesFromTheCommandLineFirst) {
+    const std::string bundle = testBundle(folder(), "BeaconWallpaper");
+    std::filesystem::permissions(bundle, std::filesystem::perms::all);
+    configure("trust = true\n");
+    startHeadless({"--no-trust", bundle});
+    EXPECT_TRUE(shows("Lumivera.bundle"));
+    EXPECT_THAT(log(), HasSubstr("can be written by others"));
+    EXPECT_EQ(quit(), 0);
+    startHeadless({bundle});
+    EXPECT_TRUE(statusBecomes([&](json output) { return output["bundle"] == bundle; }));
+}
+
+TEST_F(DesktopEndToEndTest, FollowsItsConfiguration) {
+    configure("petals = 11\n");
+    startHeadless({});
+    EXPECT_TRUE(hasPetals(11));
+    configure("petals = 12\n[output.HEADLESS-1]\nwallpaper = \"Maple\"\n");
+    EXPECT_TRUE(shows("Maple.bundle"));
+    EXPECT_TRUE(hasPetals(12));
+    configure("petals = \"many\"\n");
+    EXPECT_TRUE(eventually([this] { return !log().empty(); }));
+    EXPECT_THAT(log(), HasSubstr("lumivera.toml:1: \"petals\""));
+    EXPECT_EQ(status()["petals"], 12) << "the broken file changes nothing";
+}
+
+TEST_F(DesktopEndToEndTest, DoesWhatItIsToldWhileItRuns) {
+    startHeadless({});
+    ASSERT_TRUE(shows("Lumivera.bundle"));
+    EXPECT_EQ(ctl({"set", "petals", "21"}).status(), 0);
+    EXPECT_TRUE(hasPetals(21));
+    EXPECT_EQ(ctl({"wallpaper", "Maple"}).status(), 0);
+    EXPECT_TRUE(shows("Maple.bundle"));
+    EXPECT_TRUE(hasPetals(21)) << "it stays as it was set";
+    for (const char *command : {"tap 100 100", "offset 30", "set tint red", "set speed 3",
+                                "set scale 1.5", "set scale-level 2", "set petals default"}) {
+        std::istringstream words(command);
+        const ProgramRun run =
+            ctl({std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()});
+        EXPECT_EQ(run.status(), 0) << command << ": " << run.errors();
+    }
+    EXPECT_TRUE(hasPetals(70)) << "the bundle's own number";
+    EXPECT_EQ(ctl({"pause", "--output", "NOWHERE"}).status(), 1);
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(DesktopEndToEndTest, UsesNoProcessorWhileItIsPaused) {
+    startHeadless({});
+    ASSERT_TRUE(shows("Lumivera.bundle"));
+    EXPECT_EQ(ctl({"pause"}).status(), 0);
+    long used = cpuTicks();
+    ASSERT_TRUE(eventually([&] { // the frame under way ends, and the view says that it rests
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        return std::exchange(used, cpuTicks()) == used;
+    }));
+    std::this_thread::sleep_for(kIdleTime);
+    EXPECT_EQ(cpuTicks(), used);
+    EXPECT_EQ(status()["pauseReasons"], json::array({"user"}));
+    EXPECT_EQ(ctl({"resume"}).status(), 0);
+    const int before = status()["frames"];
+    EXPECT_TRUE(statusBecomes([&](json output) { return output["frames"] > before; }));
+}
+
+TEST_F(DesktopEndToEndTest, LeavesNothingBehind) {
+    startHeadless({});
+    ASSERT_TRUE(shows("Lumivera.bundle"));
+    const auto views = children();
+    ASSERT_EQ(views.size(), 1U);
+    EXPECT_EQ(end(SIGTERM), 0);
+    EXPECT_NE(kill(views[0], 0), 0);
+    EXPECT_FALSE(std::filesystem::exists(folder() + "/lumivera/control"));
+}
+
+TEST_F(DesktopEndToEndTest, TakesItsViewsAlongWhenItIsKilled) {
+    startHeadless({});
+    ASSERT_TRUE(shows("Lumivera.bundle"));
+    const auto views = children();
+    ASSERT_EQ(views.size(), 1U);
+    end(SIGKILL);
+    EXPECT_TRUE(eventually([&] {
+        const std::string state = contentsOf("/proc/" + std::to_string(views[0]) + "/stat");
+        return state.empty() || state.find(") Z ") != std::string::npos;
+    }));
+    startHeadless({});
+    EXPECT_TRUE(shows("Lumivera.bundle")) << "the old socket is no hindrance";
+}
+
+TEST_F(DesktopEndToEndTest, ReplacesAViewThatWasKilled) {
+    startHeadless({});
+    ASSERT_TRUE(shows("Lumivera.bundle"));
+    const auto views = children();
+    ASSERT_EQ(views.size(), 1U);
+    kill(views[0], SIGKILL);
+    EXPECT_TRUE(eventually([&] { return children().size() == 1 && children() != views; }));
+    EXPECT_THAT(log(), HasSubstr("it is begun anew"));
+}
+
+TEST_F(DesktopEndToEndTest, RunsOnceOnly) {
+    startHeadless({});
+    ASSERT_TRUE(shows("Lumivera.bundle"));
+    ProgramRun::Options options;
+    options.environment = {"XDG_RUNTIME_DIR=" + folder(), "XDG_CONFIG_HOME=" + folder()};
+    const ProgramRun second({"desktop", "--display", "headless"}, options);
+    EXPECT_EQ(second.status(), 1);
+    EXPECT_TRUE(second.saysOneLine());
+    EXPECT_THAT(second.errors(), HasSubstr("running"));
+}
+
+TEST_F(DesktopEndToEndTest, SaysThatThereIsNoDesktop) {
+    ProgramRun::Options options;
+    options.environment = {"XDG_RUNTIME_DIR=" + folder(), "DISPLAY", "WAYLAND_DISPLAY"};
+    const ProgramRun run({"desktop"}, options);
+    EXPECT_EQ(run.status(), 1);
+    EXPECT_TRUE(run.saysOneLine());
+    EXPECT_THAT(run.errors(), HasSubstr("there is no desktop"));
+}
+
+TEST_F(DesktopEndToEndTest, RefusesWhatMakesNoSense) {
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"--output", "no-bundle"},
+          {"--count", "many"},
+          {"--on-battery", "walk"},
+          {"--display", "paper"},
+          {"--tint", "colourful"},
+          {"--density", "0"},
+          {"--trust", "--no-trust"}}) {
+        std::vector<std::string> all{"desktop", "--display", "headless"};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        ProgramRun::Options options;
+        options.environment = {"XDG_RUNTIME_DIR=" + folder()};
+        const ProgramRun run(all, options);
+        EXPECT_EQ(run.status(), 2) << arguments[0];
+        EXPECT_TRUE(run.saysOneLine()) << run.errors();
+    }
+}
+
+TEST_F(DesktopEndToEndTest, ShowsTheShippedWallpaperForOneThatIsMissing) {
+    startHeadless({"/no/such.bundle"});
+    EXPECT_TRUE(shows("Lumivera.bundle"));
+    EXPECT_THAT(log(), HasSubstr("/no/such.bundle"));
+}
+
+} // namespace
