@@ -122,8 +122,8 @@ void DesktopCommand::declarePauses() {
 
 /// The opposite is there as well, for what the configuration says.
 void DesktopCommand::declareSwitch(const std::string &name, const char *help) {
-    CLI::Option *const positive = _app->add_flag("--" + name, help);
-    _app->add_flag("--no-" + name, "The opposite")->group("")->excludes(positive);
+    CLI::Option *const positive = _app->add_flag("--" + name)->description(help);
+    _app->add_flag("--no-" + name)->group("")->excludes(positive);
 }
 
 std::optional<bool> DesktopCommand::switchNamed(const std::string &name) const {
