@@ -149,6 +149,24 @@ TEST_P(DesktopOnX11EndToEndTest, RestsBehindAFullScreenWindowWithoutUsingTheProc
     EXPECT_TRUE(statusBecomes([&](json output) { return output["frames"] > before; }));
 }
 
+TEST_P(DesktopOnX11EndToEndTest, RestsBehindAWindowOverEverything) {
+    startBeacon();
+    const std::string window = openWindow("Wide");
+    xdotool("windowsize --sync " + window + " 900 700");
+    xdotool("windowmove --sync " + window + " -50 -50");
+    EXPECT_TRUE(isPausedBy("covered"));
+    xdotool("windowminimize " + window);
+    EXPECT_TRUE(isRunning());
+}
+
+TEST_P(DesktopOnX11EndToEndTest, GoesOnBehindAFullScreenWindowWhereAskedTo) {
+    startBeacon({"--no-pause-when-covered"});
+    openWindow("Film", {"-fullscreen"});
+    const int before = status()["frames"];
+    EXPECT_TRUE(statusBecomes([&](json output) { return output["frames"] > before + 100; }));
+    EXPECT_TRUE(isRunning());
+}
+
 TEST_P(DesktopOnX11EndToEndTest, FollowsTheOutputsThroughTenCycles) {
     startBeacon();
     for (int cycle = 0; cycle < 10; ++cycle) {
@@ -176,9 +194,8 @@ TEST_P(DesktopOnX11EndToEndTest, FollowsTheOutputsThroughTenCycles) {
 TEST_P(DesktopOnX11EndToEndTest, EndsWithTheWindowSystem) {
     startBeacon();
     _screen->end();
-    EXPECT_EQ(ProgramRun::waitFor(process()), 1);
+    EXPECT_EQ(waitForEnd(), 1);
     EXPECT_THAT(log(), HasSubstr("lumivera: X11: "));
-    forgetProcess();
 }
 
 INSTANTIATE_TEST_SUITE_P(Screens, DesktopOnX11EndToEndTest, ::testing::Bool(),

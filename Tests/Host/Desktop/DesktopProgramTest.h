@@ -52,9 +52,6 @@ class DesktopProgramTest : public ::testing::Test {
     std::string log() const { return contentsOf(_folder.path() + "/log"); }
 
     pid_t process() const { return _process; }
-
-    /// Somebody else has waited for it.
-    void forgetProcess() { _process = -1; }
     std::string folder() const { return _folder.path(); }
 
     TemporaryFolder _folder;
