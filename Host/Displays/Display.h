@@ -15,12 +15,24 @@ enum class DisplayKey {
     Pause,
     MorePetals,
     FewerPetals,
-    Faster,
-    Slower,
+    Up,
+    Down,
+    Left,
+    Right,
+    PageUp,
+    PageDown,
+    First,
+    Last,
+    Use,
     Screenshot,
     FullScreen,
     Quit,
 };
+
+/// True for keys that, while they are held, go on asking; the others ask once.
+inline bool asksWhileHeld(DisplayKey key) {
+    return key >= DisplayKey::MorePetals && key <= DisplayKey::PageDown;
+}
 
 /// A place on a screen where a picture is shown, and its input. Also the main run loop's way to
 /// wait. Main thread but for wake().

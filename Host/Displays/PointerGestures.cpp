@@ -18,9 +18,15 @@ void PointerGestures::moved(CGPoint point, PointerListener &listener) {
     }
     const CGFloat distance = std::hypot(point.x - _start.x, point.y - _start.y);
     _isDragging = _isDragging || distance > kTapSlack;
-    if (_isDragging && point.x != _last.x) {
-        listener.scrolledBy(point.x - _last.x);
-        _last = point;
+    if (!_isDragging) {
+        return;
+    }
+    const CGPoint last = std::exchange(_last, point);
+    if (point.x != last.x) {
+        listener.scrolledBy(point.x - last.x);
+    }
+    if (point.y != last.y) {
+        listener.scrolledDownBy(point.y - last.y);
     }
 }
 

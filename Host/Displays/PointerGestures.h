@@ -5,7 +5,7 @@
 namespace Lumivera {
 
 /// Tells taps from drags: a pointer that was pressed and let go without moving far is a tap, one
-/// that moved sideways scrolls. Main thread.
+/// that moved further scrolls. Main thread.
 class PointerGestures {
   public:
     /// Points that a tap may wander.

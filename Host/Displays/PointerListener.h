@@ -14,6 +14,9 @@ class PointerListener {
     virtual void scrolledBy(CGFloat distance) = 0;
     virtual void scrollingEnded() = 0;
 
+    /// By how much it moved down. A wheel's turn has no end. Means nothing unless overridden.
+    virtual void scrolledDownBy(CGFloat) {}
+
   protected:
     ~PointerListener() = default;
 };

@@ -60,10 +60,10 @@ void WallpaperShow::keyPressed(DisplayKey key) {
     case DisplayKey::FewerPetals:
         _stage.changePetalCount(-kPetalStep);
         break;
-    case DisplayKey::Faster:
+    case DisplayKey::Up:
         _stage.changeSpeedLevel(1);
         break;
-    case DisplayKey::Slower:
+    case DisplayKey::Down:
         _stage.changeSpeedLevel(-1);
         break;
     default:

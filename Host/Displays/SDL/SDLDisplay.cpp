@@ -15,6 +15,7 @@ namespace Lumivera {
 namespace {
 
 constexpr CGFloat kPointsPerWheelStep = 20;
+constexpr CGFloat kPointsPerTurn = 60;
 constexpr int kEndingTurns = 3;
 constexpr std::uint32_t kEndingTurnMilliseconds = 4;
 constexpr const char *kServeEvents = "lumiveraServeEvents";
@@ -52,11 +53,6 @@ bool isOurFormat(const SDL_Surface &surface) {
     const std::uint32_t format = surface.format->format;
     return (format == SDL_PIXELFORMAT_RGB888 || format == SDL_PIXELFORMAT_ARGB8888) &&
            surface.pitch % 4 == 0;
-}
-
-bool changesAmount(DisplayKey key) {
-    return key == DisplayKey::MorePetals || key == DisplayKey::FewerPetals ||
-           key == DisplayKey::Faster || key == DisplayKey::Slower;
 }
 
 void prepareSDL(const std::string &wayOut) {
@@ -264,13 +260,20 @@ void SDLDisplay::serve(const SDL_Event &event) {
         }
         break;
     case SDL_MOUSEWHEEL:
-        if (event.wheel.x != 0) {
-            _listener->scrolledBy(-kPointsPerWheelStep * event.wheel.x);
-            _listener->scrollingEnded();
-        }
+        serveWheel(event.wheel.x, event.wheel.y);
         break;
     default:
         break;
+    }
+}
+
+void SDLDisplay::serveWheel(int right, int up) {
+    if (right != 0) {
+        _listener->scrolledBy(-kPointsPerWheelStep * right);
+        _listener->scrollingEnded();
+    }
+    if (up != 0) {
+        _listener->scrolledDownBy(kPointsPerTurn * up);
     }
 }
 
@@ -297,22 +300,35 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
     }
 }
 
-/// A key that is held goes on changing amounts, and does everything else once.
 void SDLDisplay::serveKey(std::int32_t key, bool isRepeated) {
     static constexpr struct {
         std::int32_t key;
         DisplayKey meaning;
     } kKeys[] = {
-        {SDLK_SPACE, DisplayKey::Pause},       {SDLK_PLUS, DisplayKey::MorePetals},
-        {SDLK_EQUALS, DisplayKey::MorePetals}, {SDLK_KP_PLUS, DisplayKey::MorePetals},
-        {SDLK_MINUS, DisplayKey::FewerPetals}, {SDLK_KP_MINUS, DisplayKey::FewerPetals},
-        {SDLK_UP, DisplayKey::Faster},         {SDLK_DOWN, DisplayKey::Slower},
-        {SDLK_s, DisplayKey::Screenshot},      {SDLK_f, DisplayKey::FullScreen},
-        {SDLK_F11, DisplayKey::FullScreen},    {SDLK_q, DisplayKey::Quit},
+        {SDLK_SPACE, DisplayKey::Pause},
+        {SDLK_PLUS, DisplayKey::MorePetals},
+        {SDLK_EQUALS, DisplayKey::MorePetals},
+        {SDLK_KP_PLUS, DisplayKey::MorePetals},
+        {SDLK_MINUS, DisplayKey::FewerPetals},
+        {SDLK_KP_MINUS, DisplayKey::FewerPetals},
+        {SDLK_UP, DisplayKey::Up},
+        {SDLK_DOWN, DisplayKey::Down},
+        {SDLK_LEFT, DisplayKey::Left},
+        {SDLK_RIGHT, DisplayKey::Right},
+        {SDLK_PAGEUP, DisplayKey::PageUp},
+        {SDLK_PAGEDOWN, DisplayKey::PageDown},
+        {SDLK_HOME, DisplayKey::First},
+        {SDLK_END, DisplayKey::Last},
+        {SDLK_RETURN, DisplayKey::Use},
+        {SDLK_KP_ENTER, DisplayKey::Use},
+        {SDLK_s, DisplayKey::Screenshot},
+        {SDLK_f, DisplayKey::FullScreen},
+        {SDLK_F11, DisplayKey::FullScreen},
+        {SDLK_q, DisplayKey::Quit},
         {SDLK_ESCAPE, DisplayKey::Quit},
     };
     for (const auto &known : kKeys) {
-        if (known.key == key && (!isRepeated || changesAmount(known.meaning))) {
+        if (known.key == key && (!isRepeated || asksWhileHeld(known.meaning))) {
             _listener->keyPressed(known.meaning);
         }
     }

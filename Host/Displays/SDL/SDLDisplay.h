@@ -44,6 +44,7 @@ class SDLDisplay final : public Display {
     void note(const SDL_Event &event);
     void serveEvents();
     void serve(const SDL_Event &event);
+    void serveWheel(int right, int up);
     void serveWindowEvent(std::uint8_t kind);
     void serveKey(std::int32_t key, bool isRepeated);
     CGFloat pixelsPerUnit() const;

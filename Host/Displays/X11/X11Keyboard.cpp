@@ -21,7 +21,11 @@ constexpr struct {
     {' ', DisplayKey::Pause},         {'+', DisplayKey::MorePetals},
     {'=', DisplayKey::MorePetals},    {0xffab, DisplayKey::MorePetals},  // on the number pad
     {'-', DisplayKey::FewerPetals},   {0xffad, DisplayKey::FewerPetals}, // on the number pad
-    {0xff52, DisplayKey::Faster},     {0xff54, DisplayKey::Slower},      // up, down
+    {0xff52, DisplayKey::Up},         {0xff54, DisplayKey::Down},
+    {0xff51, DisplayKey::Left},       {0xff53, DisplayKey::Right},
+    {0xff55, DisplayKey::PageUp},     {0xff56, DisplayKey::PageDown},
+    {0xff50, DisplayKey::First},      {0xff57, DisplayKey::Last}, // home, end
+    {0xff0d, DisplayKey::Use},        {0xff8d, DisplayKey::Use},  // both enter keys
     {'s', DisplayKey::Screenshot},    {'f', DisplayKey::FullScreen},
     {0xffc8, DisplayKey::FullScreen}, {'q', DisplayKey::Quit}, // F11
     {0xff1b, DisplayKey::Quit},                                // escape
@@ -31,11 +35,6 @@ std::optional<DisplayKey> meaningOfSymbol(std::uint32_t symbol) {
     const auto *known = std::find_if(std::begin(kKeys), std::end(kKeys),
                                      [&](const auto &key) { return key.symbol == symbol; });
     return known == std::end(kKeys) ? std::nullopt : std::optional(known->meaning);
-}
-
-bool changesAmount(DisplayKey key) {
-    return key == DisplayKey::MorePetals || key == DisplayKey::FewerPetals ||
-           key == DisplayKey::Faster || key == DisplayKey::Slower;
 }
 
 } // namespace
@@ -52,7 +51,7 @@ std::optional<DisplayKey> X11Keyboard::eventArrived(const X11Event &event) {
     } else if (event.type() == XCB_KEY_PRESS) {
         const auto &press = event.as<xcb_key_press_event_t>();
         const auto meaning = meaningOf(press.detail, press.state);
-        if (meaning && (changesAmount(*meaning) || !isRepeated(press.detail, press.time))) {
+        if (meaning && (asksWhileHeld(*meaning) || !isRepeated(press.detail, press.time))) {
             return meaning;
         }
     }

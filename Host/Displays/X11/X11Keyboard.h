@@ -13,8 +13,8 @@ class X11Keyboard {
     /// Reads the keyboard's layout, which takes a turn of the server. The connection is not owned.
     explicit X11Keyboard(X11Connection &connection);
 
-    /// Takes every event; gives what a pressed key asks for. A key that is held goes on changing
-    /// amounts, and does everything else once.
+    /// Takes every event; gives what a pressed key asks for. Keys that are held ask as
+    /// asksWhileHeld() says.
     std::optional<DisplayKey> eventArrived(const X11Event &event);
 
   private:

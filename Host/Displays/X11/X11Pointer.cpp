@@ -7,7 +7,10 @@ namespace Lumivera {
 namespace {
 
 constexpr CGFloat kPointsPerWheelStep = 20;
+constexpr CGFloat kPointsPerTurn = 60;
 constexpr std::uint8_t kMainButton = 1;
+constexpr std::uint8_t kWheelUp = 4;
+constexpr std::uint8_t kWheelDown = 5;
 constexpr std::uint8_t kWheelLeft = 6;
 constexpr std::uint8_t kWheelRight = 7;
 
@@ -45,6 +48,8 @@ void X11Pointer::servePress(std::uint8_t button, CGPoint point, PointerListener 
     } else if (button == kWheelLeft || button == kWheelRight) {
         listener.scrolledBy(button == kWheelLeft ? kPointsPerWheelStep : -kPointsPerWheelStep);
         listener.scrollingEnded();
+    } else if (button == kWheelUp || button == kWheelDown) {
+        listener.scrolledDownBy(button == kWheelUp ? kPointsPerTurn : -kPointsPerTurn);
     }
 }
 

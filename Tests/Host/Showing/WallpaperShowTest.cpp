@@ -208,13 +208,13 @@ TEST_F(WallpaperShowTest, KeepsThePetalsWithinTheirLimits) {
 TEST_F(WallpaperShowTest, ChangesTheSpeedWithTheKeysAndNotBelowNought) {
     openTiny();
     show({{1, [&] {
-               press(DisplayKey::Faster);
-               press(DisplayKey::Faster);
+               press(DisplayKey::Up);
+               press(DisplayKey::Up);
                EXPECT_EQ(view().speedLevel(), 2);
-               press(DisplayKey::Slower);
+               press(DisplayKey::Down);
                EXPECT_EQ(view().speedLevel(), 1);
-               press(DisplayKey::Slower);
-               press(DisplayKey::Slower);
+               press(DisplayKey::Down);
+               press(DisplayKey::Down);
                EXPECT_EQ(view().speedLevel(), 0);
            }}});
 }
@@ -347,7 +347,7 @@ TEST_F(WallpaperShowTest, GivesANewSizeAFreshViewOnceItHasSettled) {
     Retained<DeskTopView> old;
     show({{1.01,
            [&] {
-               press(DisplayKey::Faster);
+               press(DisplayKey::Up);
                old = Retained<DeskTopView>(&view());
                _display->resize({80, 120});
            }},

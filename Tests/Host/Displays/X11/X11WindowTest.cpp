@@ -58,12 +58,14 @@ class X11WindowTest : public X11ScreenTest, protected Display::Listener {
     void tapped(CGPoint point) override { taps.push_back(point); }
     void scrolledBy(CGFloat) override {}
     void scrollingEnded() override {}
+    void scrolledDownBy(CGFloat distance) override { scrolls.push_back(distance); }
     void keyPressed(DisplayKey key) override { keys.push_back(key); }
 
     std::optional<X11Window> window;
     std::vector<DeviceRect> rects;
     std::vector<DisplayKey> keys;
     std::vector<CGPoint> taps;
+    std::vector<CGFloat> scrolls;
     unsigned age = 9;
     int resizes = 0;
     int visibilityChanges = 0;
@@ -167,12 +169,14 @@ TEST_F(X11WindowTest, HearsItsKeys) {
     open();
     fill(0xff123456);
     xdotool("windowfocus --sync " + number());
-    xdotool("key space plus minus equal KP_Add KP_Subtract Up Down s f F11 q Escape x");
-    EXPECT_TRUE(served([&] { return keys.size() == 13; }));
+    xdotool("key space plus minus equal KP_Add KP_Subtract Up Down Left Right Prior Next "
+            "Home End Return KP_Enter s f F11 q Escape x");
+    EXPECT_TRUE(served([&] { return keys.size() == 21; }));
     using enum DisplayKey;
     const std::vector<DisplayKey> expected{
-        Pause,  MorePetals, FewerPetals, MorePetals, MorePetals, FewerPetals, Faster,
-        Slower, Screenshot, FullScreen,  FullScreen, Quit,       Quit};
+        Pause, MorePetals, FewerPetals, MorePetals, MorePetals, FewerPetals, Up,
+        Down,  Left,       Right,       PageUp,     PageDown,   First,       Last,
+        Use,   Use,        Screenshot,  FullScreen, FullScreen, Quit,        Quit};
     EXPECT_EQ(keys, expected);
 }
 
@@ -182,11 +186,22 @@ TEST_F(X11WindowTest, RepeatsAHeldKeyOnlyWhereItChangesAnAmount) {
     fill(0xff123456);
     xdotool("windowfocus --sync " + number());
     xdotool("keydown Up");
-    EXPECT_TRUE(served([&] { return count(DisplayKey::Faster) > 3; }));
+    EXPECT_TRUE(served([&] { return count(DisplayKey::Up) > 3; }));
     xdotool("keyup Up keydown space");
     NSRunLoop::mainRunLoop().runForSeconds(1.5);
     xdotool("keyup space key space");
     EXPECT_TRUE(served([&] { return count(DisplayKey::Pause) == 2; }));
+}
+
+TEST_F(X11WindowTest, HearsTheWheelAndADragDownwards) {
+    startScreen();
+    open();
+    fill(0xff123456);
+    xdotool("mousemove --window " + number() + " 50 50 click 4 click 5");
+    EXPECT_TRUE(served([&] { return scrolls == std::vector<CGFloat>{60, -60}; }));
+    xdotool("mousedown 1 mousemove_relative 0 40 mouseup 1");
+    EXPECT_TRUE(served([&] { return scrolls.size() > 2 && scrolls[2] == 40; }));
+    EXPECT_TRUE(taps.empty());
 }
 
 TEST_F(X11WindowTest, ClosesWhenTheWindowManagerAsksForIt) {
