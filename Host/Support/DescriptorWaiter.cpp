@@ -23,8 +23,6 @@ timespec timeFrom(Clock::Nanoseconds nanoseconds) {
 
 } // namespace
 
-short DescriptorSource::awaitedEvents() const { return POLLIN; }
-
 DescriptorWaiter::DescriptorWaiter() : _wakeDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (_wakeDescriptor < 0) {
         throw HostError("events", "cannot be waited for: " + systemErrorText());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Support/DescriptorWatch.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <atomic>
@@ -9,29 +10,9 @@ struct pollfd;
 
 namespace Lumivera {
 
-/// Something that events come from through a file descriptor. Main thread.
-class DescriptorSource {
-  public:
-    virtual int descriptor() const = 0;
-
-    /// What to wait for, as poll() calls it; POLLIN unless overridden.
-    virtual short awaitedEvents() const;
-
-    /// Right before every wait, outside of call-outs: sends what is pending. True when something
-    /// has arrived already, so that there is nothing to wait for.
-    virtual bool prepareToWait() { return false; }
-
-    /// In a call-out of the main run loop, after the descriptor became ready; also when it was
-    /// closed at its other end.
-    virtual void serve() = 0;
-
-  protected:
-    ~DescriptorSource() = default;
-};
-
 /// The main run loop's way to wait for file descriptors, as long as the object lives. Main thread
 /// but for wake().
-class DescriptorWaiter final : public RunLoopWaiter {
+class DescriptorWaiter final : public RunLoopWaiter, public DescriptorWatch {
   public:
     DescriptorWaiter();
     ~DescriptorWaiter();
@@ -39,9 +20,8 @@ class DescriptorWaiter final : public RunLoopWaiter {
     DescriptorWaiter(const DescriptorWaiter &) = delete;
     DescriptorWaiter &operator=(const DescriptorWaiter &) = delete;
 
-    /// Not owned. A removed source hears nothing any more, even within the call-out in progress.
-    void add(DescriptorSource &source);
-    void remove(DescriptorSource &source);
+    void add(DescriptorSource &source) override;
+    void remove(DescriptorSource &source) override;
 
     void wait(Clock::Nanoseconds nanoseconds) override;
     void wake() override;

@@ -83,7 +83,8 @@ PacketSocket::Outcome PacketSocket::receive(void *bytes, std::size_t capacity, W
     ssize_t received = 0;
     do {
         received = recvmsg(_descriptor, &message, MSG_CMSG_CLOEXEC | flagsFor(wait));
-    } while (received < 0 && errno == EINTR);
+        // What we sent was left unread; what was sent to us before is still to come.
+    } while (received < 0 && (errno == EINTR || errno == ECONNRESET));
     if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
         return Outcome::Nothing;
     }

@@ -55,12 +55,12 @@ int makeComplaints() {
 
 } // namespace
 
-ViewProcess::ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener)
-    : ViewProcess(waiter, start, listener, PacketSocket::makePair()) {}
+ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener)
+    : ViewProcess(watch, start, listener, PacketSocket::makePair()) {}
 
-ViewProcess::ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener,
+ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener,
                          std::pair<PacketSocket, PacketSocket> ends)
-    : _waiter(waiter), _listener(listener), _memory(start.memory), _check([this] { check(); }),
+    : _watch(watch), _listener(listener), _memory(start.memory), _check([this] { check(); }),
       _connection(std::move(ends.first)), _lastSign(Clock::current().now()),
       _pictureDeadline(_lastSign + kPatienceTime) {
     begin(start, ends.second);
@@ -75,7 +75,7 @@ ViewProcess::ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener 
     memory.count = _memory->count();
     memory.numbers[0] = start.density;
     order(memory, _memory->descriptor());
-    _waiter.add(*this);
+    _watch.add(*this);
     checkLater();
 }
 
@@ -97,7 +97,7 @@ void ViewProcess::begin(const Start &start, const PacketSocket &theirs) {
 }
 
 ViewProcess::~ViewProcess() {
-    _waiter.remove(*this);
+    _watch.remove(*this);
     endProcess();
     close(_complaints);
 }
@@ -300,7 +300,7 @@ bool ViewProcess::isOverdue(Clock::Nanoseconds now) const {
 /// The object may be gone after this.
 void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     endProcess();
-    _waiter.remove(*this);
+    _watch.remove(*this);
     _check.cancel();
     _hasEnded = true;
     _listener.viewEnded(*this, reason, isHopeless);

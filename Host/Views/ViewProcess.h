@@ -2,10 +2,11 @@
 
 #include "Host/Displays/SharedPicture.h"
 #include "Host/Support/DeferredCall.h"
-#include "Host/Support/DescriptorWaiter.h"
+#include "Host/Support/DescriptorWatch.h"
 #include "Host/Views/PacketSocket.h"
 #include "Host/Views/RemoteView.h"
 #include "Host/Views/ViewMessages.h"
+#include "Platform/Foundation/Clock.h"
 
 #include <memory>
 #include <utility>
@@ -27,8 +28,8 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
         CGFloat density = 1;
     };
 
-    /// A HostError when there can be no process. Waiter and listener are not owned.
-    ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener);
+    /// A HostError when there can be no process. Watch and listener are not owned.
+    ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener);
     ~ViewProcess() override;
 
     ViewProcess(const ViewProcess &) = delete;
@@ -47,7 +48,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     int process() const { return _process; }
 
   private:
-    ViewProcess(DescriptorWaiter &waiter, const Start &start, Listener &listener,
+    ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener,
                 std::pair<PacketSocket, PacketSocket> ends);
     void begin(const Start &start, const PacketSocket &theirs);
     int descriptor() const override { return _connection.descriptor(); }
@@ -65,7 +66,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     std::string endProcess();
     std::string lastWords() const;
 
-    DescriptorWaiter &_waiter;
+    DescriptorWatch &_watch;
     Listener &_listener;
     const std::shared_ptr<SharedPicture> _memory;
     DeferredCall _check;
