@@ -12,15 +12,15 @@ bool holdsAt(std::span<const std::uint8_t> bytes, std::size_t offset, std::strin
     return offset <= all.size() && all.substr(offset).starts_with(text);
 }
 
-Retained<CGImage> decode(std::span<const std::uint8_t> bytes) {
+Retained<CGImage> decode(std::span<const std::uint8_t> bytes, std::uint64_t mostPixels) {
     if (holdsAt(bytes, 0, "\x89PNG\r\n\x1a\n")) {
-        return decodePNG(bytes);
+        return decodePNG(bytes, mostPixels);
     }
     if (holdsAt(bytes, 0, "\xff\xd8\xff")) {
-        return decodeJPEG(bytes);
+        return decodeJPEG(bytes, mostPixels);
     }
     if (holdsAt(bytes, 0, "RIFF") && holdsAt(bytes, 8, "WEBP")) {
-        return decodeWebP(bytes);
+        return decodeWebP(bytes, mostPixels);
     }
     return nullptr;
 }
@@ -28,8 +28,13 @@ Retained<CGImage> decode(std::span<const std::uint8_t> bytes) {
 } // namespace
 
 Retained<CGImage> CGImageCreateWithData(std::span<const std::uint8_t> bytes) {
+    return CGImageCreateWithData(bytes, CGImage::kMaximumBytes / sizeof(std::uint32_t));
+}
+
+Retained<CGImage> CGImageCreateWithData(std::span<const std::uint8_t> bytes,
+                                        std::uint64_t mostPixels) {
     try {
-        return decode(bytes);
+        return decode(bytes, mostPixels);
     } catch (const std::bad_alloc &) {
         return nullptr;
     }

@@ -11,3 +11,7 @@
 /// Null for anything else: another format, an animated WebP, truncated or damaged data, too large a
 /// size, no memory. Any thread.
 PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithData(std::span<const std::uint8_t> bytes);
+
+/// The same, null also for a picture of more pixels than that: it is refused by its size alone.
+PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithData(std::span<const std::uint8_t> bytes,
+                                                        std::uint64_t mostPixels);

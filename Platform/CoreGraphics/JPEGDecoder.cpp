@@ -89,14 +89,14 @@ bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
 
 } // namespace
 
-Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file) {
+Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t mostPixels) {
     const Handle handle(tjInitDecompress());
     const Header header = handle ? readHeader(handle.get(), file) : Header();
     if (!header.isSound() || !isWorthDecoding(file, header)) {
         return nullptr;
     }
     PictureBuffer buffer(static_cast<std::uint64_t>(header.width),
-                         static_cast<std::uint64_t>(header.height));
+                         static_cast<std::uint64_t>(header.height), mostPixels);
     const TJPF format = header.isInks() ? TJPF_CMYK : TJPF_RGBA;
     if (!buffer || !readPixels(handle.get(), file, format, buffer)) {
         return nullptr;

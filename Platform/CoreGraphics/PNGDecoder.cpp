@@ -99,11 +99,11 @@ bool PNGReader::readPixels(PictureBuffer &buffer) {
 
 } // namespace
 
-Retained<CGImage> decodePNG(std::span<const std::uint8_t> file) {
+Retained<CGImage> decodePNG(std::span<const std::uint8_t> file, std::uint64_t mostPixels) {
     PNGReader reader(file);
     if (!reader.readHeader()) {
         return nullptr;
     }
-    PictureBuffer buffer(reader.width(), reader.height());
+    PictureBuffer buffer(reader.width(), reader.height(), mostPixels);
     return buffer && reader.readPixels(buffer) ? buffer.premultipliedImage() : nullptr;
 }

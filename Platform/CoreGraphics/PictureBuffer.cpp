@@ -50,9 +50,9 @@ Block premultiplied(const std::uint8_t *bytes, std::size_t count) {
 
 } // namespace
 
-PictureBuffer::PictureBuffer(std::uint64_t width, std::uint64_t height)
+PictureBuffer::PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels)
     : _width(width), _height(height) {
-    if (CGImage::isSizeSupported(width, height)) {
+    if (CGImage::isSizeSupported(width, height) && width * height <= mostPixels) {
         _bytes.reset(new (std::nothrow) std::uint8_t[size()]);
     }
 }

@@ -11,8 +11,9 @@
 /// costs only the rows that it really holds.
 class PictureBuffer {
   public:
-    /// Empty when a picture of that size is not supported or there is no memory for it.
-    PictureBuffer(std::uint64_t width, std::uint64_t height);
+    /// Empty when a picture of that size is not supported, has more pixels than that, or finds no
+    /// memory.
+    PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels);
 
     explicit operator bool() const noexcept { return _bytes != nullptr; }
 

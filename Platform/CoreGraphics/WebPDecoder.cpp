@@ -20,13 +20,13 @@ bool readPixels(std::span<const std::uint8_t> file, PictureBuffer &buffer) {
 
 } // namespace
 
-Retained<CGImage> decodeWebP(std::span<const std::uint8_t> file) {
+Retained<CGImage> decodeWebP(std::span<const std::uint8_t> file, std::uint64_t mostPixels) {
     WebPBitstreamFeatures features;
     if (WebPGetFeatures(file.data(), file.size(), &features) != VP8_STATUS_OK ||
         features.has_animation || features.width <= 0 || features.height <= 0) {
         return nullptr;
     }
     PictureBuffer buffer(static_cast<std::uint64_t>(features.width),
-                         static_cast<std::uint64_t>(features.height));
+                         static_cast<std::uint64_t>(features.height), mostPixels);
     return buffer && readPixels(file, buffer) ? buffer.premultipliedImage() : nullptr;
 }
