@@ -76,7 +76,7 @@ class Connection {
     }
 
     [[noreturn]] void failWithoutHost() const {
-        throw HostError(_path, "no host is running", "start one with `lumivera desktop`");
+        throw NoHostError(_path, "no host is running", "start one with `lumivera desktop`");
     }
 
     [[noreturn]] void failSilently() const {
