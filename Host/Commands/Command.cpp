@@ -1,6 +1,7 @@
 #include "Host/Commands/Command.h"
 
 #include "Host/Commands/AutostartCommand.h"
+#include "Host/Commands/ChooseCommand.h"
 #include "Host/Commands/CompletionsCommand.h"
 #include "Host/Commands/CtlCommand.h"
 #include "Host/Commands/DesktopCommand.h"
@@ -22,6 +23,7 @@ std::vector<std::unique_ptr<Command>> allCommands() {
     std::vector<std::unique_ptr<Command>> commands;
     commands.push_back(std::make_unique<RunCommand>());
     commands.push_back(std::make_unique<DesktopCommand>());
+    commands.push_back(std::make_unique<ChooseCommand>());
     commands.push_back(std::make_unique<CtlCommand>());
     commands.push_back(std::make_unique<DoctorCommand>());
     commands.push_back(std::make_unique<RenderCommand>());

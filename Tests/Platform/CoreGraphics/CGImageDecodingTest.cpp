@@ -145,6 +145,12 @@ TEST_P(Samples, DecodeToTheColorsOfTheirQuarters) {
     }
 }
 
+TEST_P(Samples, AreRefusedWhenTheyHaveMorePixelsThanTheCallerBears) {
+    const Bytes file = samplePicture(GetParam().file);
+    EXPECT_TRUE(CGImageCreateWithData(file, 32 * 32));
+    EXPECT_FALSE(CGImageCreateWithData(file, 32 * 32 - 1));
+}
+
 TEST_P(Samples, AreRefusedWhenCutShortAnywhere) {
     const Bytes file = samplePicture(GetParam().file);
     for (std::size_t size = 0; size < file.size(); ++size) {

@@ -1,0 +1,80 @@
+#include "Host/Commands/ChooseCommand.h"
+
+#include "Host/Chooser/BundleChoices.h"
+#include "Host/Chooser/ChooserShow.h"
+#include "Host/Chooser/ChosenWallpaper.h"
+#include "Host/Configuration/ConfigurationFile.h"
+#include "Host/Control/ControlPlace.h"
+#include "Host/Displays/DisplayWindow.h"
+#include "Host/Support/DescriptorThread.h"
+#include "Host/Support/HostError.h"
+#include "Host/Support/SignalWatch.h"
+#include "Host/Support/StandardOutput.h"
+#include "Host/Views/ViewProcess.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr const char *kHelp = "Opens a window in which to choose the wallpaper.";
+
+constexpr const char *kMore =
+    "Shows the installed wallpapers, the user's own and those in the folders. What is chosen is\n"
+    "written into the configuration, and shown at once where `lumivera desktop` runs.\n"
+    "A click selects a wallpaper; another one, or \"Use\", chooses it. Keys:\n"
+    "  arrows, page up and down, home, end\n"
+    "               select\n"
+    "  enter        choose, and close\n"
+    "  space        pause and go on\n"
+    "  s            screenshot into the pictures folder\n"
+    "  f or F11     full screen\n"
+    "  q or escape  close without choosing";
+
+constexpr const char *kWithoutDisplay =
+    "to choose without one, set `wallpaper` in the configuration file";
+
+/// A broken configuration is told about when something is written into it.
+std::string presentWallpaper(const std::string &configuration) {
+    try {
+        return ConfigurationFile::read(configuration).choice().bundle.value_or("");
+    } catch (const HostError &) {
+        return {};
+    }
+}
+
+} // namespace
+
+void ChooseCommand::declare(CLI::App &parent) {
+    _app = parent.add_subcommand("choose", kHelp);
+    _app->footer(kMore);
+    _app->add_option("DIR", _folders, "More folders that hold bundles");
+    _size.declare(*_app, {{1040, 660}, 1});
+}
+
+void ChooseCommand::run() {
+    const PictureSize size = _size.pictureSize();
+    const bool hasDensity = _app->count("--density") > 0;
+    const std::string configuration = ConfigurationFile::standardPath();
+    const ChosenWallpaper chosen(configuration, ControlPlace::standardFolder());
+    ChooserShow::Options options;
+    options.bundles = BundleChoices::find(_folders);
+    options.selected = BundleChoices::indexOf(options.bundles, presentWallpaper(configuration));
+    const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
+    const auto display =
+        openWindow(size.size, hasDensity ? std::optional(size.density) : std::nullopt,
+                   "Choose a wallpaper", kWithoutDisplay);
+    DescriptorThread descriptors;
+    options.makeView = [&](const ViewRequest &request, RemoteView::Listener &listener) {
+        const ViewProcess::Start start{request.bundle, false, request.choice, request.memory,
+                                       request.density};
+        return std::make_unique<ViewProcess>(descriptors, start, listener);
+    };
+    options.use = [&](const BundleListing &bundle) {
+        printToStandardOutput(chosen.use(bundle.path) + "\n");
+    };
+    ChooserShow(*display, std::move(options)).run();
+}
+
+} // namespace Lumivera
