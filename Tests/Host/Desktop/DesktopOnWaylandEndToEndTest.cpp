@@ -1,0 +1,187 @@
+#include "Tests/Host/Desktop/DesktopProgramTest.h"
+#include "Tests/Host/Displays/Wayland/HeadlessCompositor.h"
+#include "Tests/Host/Displays/Wayland/TestClient.h"
+#include "Tests/Host/VirtualScreen.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+using ::testing::HasSubstr;
+using Kind = HeadlessCompositor::Kind;
+using WindowKind = TestClient::WindowKind;
+
+namespace {
+
+using nlohmann::json;
+
+constexpr std::uint32_t kGreen = 0xFF20A020;
+constexpr auto kIdleTime = std::chrono::seconds(10);
+
+bool isRed(std::uint32_t pixel) { return (pixel & 0xFFFF00FF) == 0xFFFF0000; }
+bool isBlue(std::uint32_t pixel) { return (pixel & 0xFFFF00FF) == 0xFF0000FF; }
+
+/// The real host behind the windows of a real compositor.
+class DesktopOnWayland : public DesktopProgramTest, public ::testing::WithParamInterface<Kind> {
+  protected:
+    void startBeacon(Kind kind, const HeadlessCompositor *parent = nullptr) {
+        startCompositor(kind, parent);
+        if (!_real) {
+            return;
+        }
+        startHere(testBundle(folder(), "BeaconWallpaper"));
+    }
+
+    void startCompositor(Kind kind, const HeadlessCompositor *parent = nullptr) {
+        if (!HeadlessCompositor::isInstalled(kind)) {
+            GTEST_SKIP() << "the compositor or grim is not installed";
+        }
+        _real.emplace(kind, "", parent);
+        ASSERT_NE(_real->socket(), "") << "the compositor does not start";
+    }
+
+    void startHere(const std::string &bundle) {
+        start({bundle}, {"WAYLAND_DISPLAY=" + _real->socket()});
+        ASSERT_TRUE(statusBecomes([](json output) { return output["frames"] > 3; })) << log();
+    }
+
+    void TearDown() override {
+        DesktopProgramTest::TearDown();
+        _real.reset();
+    }
+
+    std::uint32_t pixel(std::size_t x, std::size_t y) {
+        const auto image = _real->picture(status().value("output", ""));
+        return image && x < image->width() && y < image->height()
+                   ? image->pixels()[y * image->width() + x]
+                   : 0;
+    }
+
+    bool isPaused() {
+        return statusBecomes([](json output) { return !output["pauseReasons"].empty(); });
+    }
+
+    bool isRunning() {
+        return statusBecomes([](json output) { return output["pauseReasons"].empty(); });
+    }
+
+    bool hasSize(unsigned width, unsigned height, double density) {
+        return statusBecomes([&](json output) {
+            return output["width"] == width && output["height"] == height &&
+                   output["density"] == density;
+        });
+    }
+
+    /// Whether the output shows the very pixels that the view has drawn, while it rests.
+    void expectSharp() {
+        EXPECT_EQ(ctl({"pause"}).status(), 0);
+        const auto isSame = [this] {
+            const auto drawn = picture();
+            const auto seen = _real->picture();
+            return drawn && seen && drawn->width() == seen->width() &&
+                   drawn->height() == seen->height() &&
+                   std::equal(drawn->pixels(), drawn->pixels() + drawn->width() * drawn->height(),
+                              seen->pixels());
+        };
+        EXPECT_TRUE(eventually(isSame));
+        EXPECT_EQ(ctl({"resume"}).status(), 0);
+    }
+
+    std::optional<HeadlessCompositor> _real;
+};
+
+TEST_P(DesktopOnWayland, MovesBehindAWindow) {
+    ASSERT_NO_FATAL_FAILURE(startBeacon(GetParam()));
+    EXPECT_TRUE(eventually([this] { return isRed(pixel(5, 5)); }));
+    const unsigned middle = status()["width"].get<unsigned>() / 2;
+    TestClient client(_real->socket());
+    client.openWindow(kGreen, WindowKind::Usual);
+    EXPECT_TRUE(eventually([&] {
+        client.serve();
+        return pixel(middle, 300) == kGreen;
+    }));
+    client.closeWindow();
+    EXPECT_TRUE(eventually([&] { return isRed(pixel(middle, 300)); }));
+    EXPECT_EQ(quit(), 0);
+    EXPECT_EQ(log(), "");
+}
+
+TEST_P(DesktopOnWayland, RestsBehindAFullScreenWindowWithoutUsingTheProcessor) {
+    ASSERT_NO_FATAL_FAILURE(startBeacon(GetParam()));
+    TestClient client(_real->socket());
+    client.openWindow(kGreen, WindowKind::FullScreen);
+    ASSERT_TRUE(isPaused());
+    long used = cpuTicks();
+    ASSERT_TRUE(eventually([&] { // the frame under way ends, and the view says that it rests
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        return std::exchange(used, cpuTicks()) == used;
+    }));
+    std::this_thread::sleep_for(kIdleTime);
+    EXPECT_EQ(cpuTicks(), used);
+    client.serve();
+    client.closeWindow();
+    EXPECT_TRUE(isRunning());
+    const int before = status()["frames"];
+    EXPECT_TRUE(statusBecomes([&](json output) { return output["frames"] > before; }));
+}
+
+TEST_P(DesktopOnWayland, EndsWithTheCompositor) {
+    ASSERT_NO_FATAL_FAILURE(startBeacon(GetParam()));
+    _real->kill();
+    EXPECT_EQ(waitForEnd(), 1);
+    EXPECT_THAT(log(), HasSubstr("lumivera: Wayland: the compositor has ended"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Compositors, DesktopOnWayland, ::testing::Values(Kind::Sway, Kind::Phoc),
+                         [](const ::testing::TestParamInfo<Kind> &info) {
+                             return info.param == Kind::Sway ? "Sway" : "Phoc";
+                         });
+
+class DesktopOnSway : public DesktopOnWayland {};
+
+TEST_F(DesktopOnSway, HearsClicksOnTheDesktop) {
+    ASSERT_NO_FATAL_FAILURE(startBeacon(Kind::Sway));
+    ASSERT_TRUE(eventually([this] { return isRed(pixel(5, 5)); }));
+    TestClient client(_real->socket());
+    EXPECT_TRUE(eventually([&] {
+        client.click(120, 80, 800, 600);
+        return isBlue(pixel(5, 5));
+    }));
+}
+
+TEST_F(DesktopOnSway, IsSharpAtEveryScale) {
+    ASSERT_NO_FATAL_FAILURE(startCompositor(Kind::Sway));
+    ASSERT_NO_FATAL_FAILURE(startHere(shippedBundle("Lumivera.bundle")));
+    expectSharp();
+    _real->tell("output HEADLESS-1 scale 2");
+    ASSERT_TRUE(hasSize(800, 600, 2));
+    expectSharp();
+    _real->tell("output HEADLESS-1 mode --custom 1200x900 scale 1.5");
+    ASSERT_TRUE(hasSize(1200, 900, 1.5));
+    expectSharp();
+}
+
+TEST_F(DesktopOnSway, FollowsTheOutputsThroughTenCycles) {
+    if (!HeadlessCompositor::isInstalled(Kind::Sway)) {
+        GTEST_SKIP() << "the compositor or grim is not installed";
+    }
+    const HeadlessCompositor outer(Kind::Sway);
+    ASSERT_NE(outer.socket(), "");
+    ASSERT_NO_FATAL_FAILURE(startBeacon(Kind::Sway, &outer));
+    for (unsigned cycle = 0; cycle < 10; ++cycle) {
+        outer.tell("kill");
+        ASSERT_TRUE(eventually([this] { return status().empty(); })) << "in turn " << cycle;
+        _real->tell("create_output");
+        const unsigned width = 640 + 32 * cycle;
+        outer.tell("output HEADLESS-1 mode --custom " + std::to_string(width) + "x480");
+        ASSERT_TRUE(hasSize(width, 480, 1)) << "in turn " << cycle;
+    }
+    EXPECT_TRUE(eventually([this] { return isRed(pixel(5, 5)); }));
+    EXPECT_EQ(children().size(), 1U);
+    EXPECT_EQ(log(), "");
+}
+
+} // namespace
