@@ -14,7 +14,8 @@ constexpr CGFloat kLargestUnit = 2;
 /// Of a picture, its width for its height.
 constexpr CGFloat kShape = 1.6;
 constexpr CGFloat kWidestPreview = 1.8;
-constexpr CGFloat kHighestPreview = 1.25;
+constexpr CGFloat kHighestPreview = 1.1;
+constexpr CGFloat kPreviewOnTop = 1.25;
 constexpr CGFloat kSlimmestPreview = 0.8;
 constexpr CGFloat kWideWindow = 1.1;
 
@@ -24,7 +25,8 @@ constexpr CGFloat kSmallMargin = 14;
 constexpr CGFloat kSmallWindow = 520;
 constexpr CGFloat kNarrowestShelf = 190;
 constexpr CGFloat kWidestShelf = 780;
-constexpr CGFloat kCardWidth = 150;
+constexpr CGFloat kCardWidth = 132;
+constexpr CGFloat kCardWidthInRow = 150;
 constexpr CGFloat kLabelHeight = 27;
 constexpr CGFloat kGap = 14;
 constexpr CGFloat kShelfEdge = 6;
@@ -91,8 +93,8 @@ void ChooserLayout::standBelowOneAnother(CGFloat margin) {
     const CGFloat between = margin * 0.7;
     const CGFloat info = std::min((kTitleHeight + kDetailsHeight / 2) * _unit, _size.height / 4);
     const CGFloat room = orNothing(_size.height - 2 * margin - 2 * between - info);
-    const CGFloat row = (kCardWidth / kShape + kLabelHeight) * _unit;
-    CGFloat height = std::min(width / kHighestPreview, _size.height * kPreviewShare);
+    const CGFloat row = (kCardWidthInRow / kShape + kLabelHeight) * _unit;
+    CGFloat height = std::min(width / kPreviewOnTop, _size.height * kPreviewShare);
     _isRow = room - height < kRowsOfGrid * row;
     if (_isRow) {
         height = std::max(std::min(room - row, width / kSlimmestPreview), room / 2);

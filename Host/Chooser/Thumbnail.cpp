@@ -5,7 +5,6 @@
 #include "Platform/Foundation/FileBytes.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace Lumivera {
@@ -14,21 +13,14 @@ namespace {
 
 constexpr const char *kBackground = "/lumivera_background_";
 
-/// The plain picture is meant for a small screen.
-constexpr double kSmallWidth = 480;
-
 Retained<CGImage> decode(const std::string &path) {
     const auto bytes = readFile(path, Thumbnail::kMostBytes);
     return bytes ? CGImageCreateWithData(*bytes, Thumbnail::kMostPixels) : nullptr;
 }
 
-/// The first of its versions that can be read, beginning with one that is large enough.
-Retained<CGImage> background(const std::string &bundlePath, double width) {
-    std::array<const char *, 3> endings{".png", "@2x.png", "@3x.png"};
-    if (width > kSmallWidth) {
-        std::swap(endings[0], endings[1]);
-    }
-    for (const char *ending : endings) {
+/// The smallest of its versions that can be read.
+Retained<CGImage> background(const std::string &bundlePath) {
+    for (const char *ending : {".png", "@2x.png", "@3x.png"}) {
         if (auto image = decode(bundlePath + kBackground + ending)) {
             return image;
         }
@@ -68,7 +60,7 @@ Retained<CGImage> Thumbnail::read(const std::string &bundlePath, CGSize size, CG
     const auto context = CGContext::bitmapContextCreate(static_cast<NSUInteger>(pixels.width),
                                                         static_cast<NSUInteger>(pixels.height),
                                                         CGBitmapFormat::AlphaFirstPremultiplied);
-    const auto image = context ? background(bundlePath, pixels.width) : nullptr;
+    const auto image = context ? background(bundlePath) : nullptr;
     if (!image) {
         return nullptr;
     }
