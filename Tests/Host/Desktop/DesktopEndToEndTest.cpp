@@ -1,13 +1,13 @@
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
+#include "Tests/Host/Policy/FakeSystem.h"
 #include "Tests/Host/VirtualScreen.h"
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -15,8 +15,6 @@ using ::testing::HasSubstr;
 namespace {
 
 using nlohmann::json;
-
-constexpr auto kIdleTime = std::chrono::seconds(10);
 
 /// The real host on an output that nobody sees.
 class DesktopEndToEndTest : public DesktopProgramTest {
@@ -105,17 +103,38 @@ TEST_F(DesktopEndToEndTest, UsesNoProcessorWhileItIsPaused) {
     startHeadless({});
     ASSERT_TRUE(shows("Lumivera.bundle"));
     EXPECT_EQ(ctl({"pause"}).status(), 0);
-    long used = cpuTicks();
-    ASSERT_TRUE(eventually([&] { // the frame under way ends, and the view says that it rests
-        std::this_thread::sleep_for(std::chrono::seconds(1));
-        return std::exchange(used, cpuTicks()) == used;
-    }));
-    std::this_thread::sleep_for(kIdleTime);
-    EXPECT_EQ(cpuTicks(), used);
+    EXPECT_TRUE(usesNoProcessor());
     EXPECT_EQ(status()["pauseReasons"], json::array({"user"}));
     EXPECT_EQ(ctl({"resume"}).status(), 0);
     const int before = status()["frames"];
     EXPECT_TRUE(statusBecomes([&](json output) { return output["frames"] > before; }));
+}
+
+TEST_F(DesktopEndToEndTest, RestsWithTheSession) {
+    Lumivera::FakeSystem system;
+    Lumivera::FakeServices services;
+    start({"--display", "headless", "--on-battery", "pause"},
+          {std::string("DBUS_SYSTEM_BUS_ADDRESS=") + std::getenv("DBUS_SYSTEM_BUS_ADDRESS")});
+    const auto isPausedBy = [&](const json &reasons) {
+        return statusBecomes([&](json output) {
+            services.serve();
+            return output["frames"] > 0 && output["pauseReasons"] == reasons;
+        });
+    };
+    EXPECT_TRUE(isPausedBy(json::array()));
+    services.setLocked(true);
+    EXPECT_TRUE(isPausedBy({"locked"}));
+    services.setOnBattery(true);
+    services.setLocked(false);
+    EXPECT_TRUE(isPausedBy({"battery"}));
+    services.setOnBattery(false);
+    services.prepareForSleep(true);
+    EXPECT_TRUE(isPausedBy({"asleep"}));
+    services.prepareForSleep(false);
+    EXPECT_TRUE(isPausedBy(json::array()));
+    services.setIdle(true);
+    ASSERT_TRUE(isPausedBy({"idle"}));
+    EXPECT_TRUE(usesNoProcessor());
 }
 
 TEST_F(DesktopEndToEndTest, LeavesNothingBehind) {

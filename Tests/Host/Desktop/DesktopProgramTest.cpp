@@ -17,6 +17,8 @@ namespace {
 
 using nlohmann::json;
 
+constexpr auto kIdleTime = std::chrono::seconds(10);
+
 /// Numbers of a process's status line behind its name, from the third field on.
 std::vector<std::string> fieldsOf(int process) {
     const std::string line = contentsOf("/proc/" + std::to_string(process) + "/stat");
@@ -140,4 +142,14 @@ long DesktopProgramTest::cpuTicks() const {
         ticks += ticksOf(child);
     }
     return ticks;
+}
+
+bool DesktopProgramTest::usesNoProcessor() const {
+    long used = cpuTicks();
+    eventually([&] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        return std::exchange(used, cpuTicks()) == used;
+    });
+    std::this_thread::sleep_for(kIdleTime);
+    return cpuTicks() == used;
 }

@@ -45,6 +45,9 @@ class DesktopProgramTest : public ::testing::Test {
     /// Ticks of the processor that the host and everything below it have used so far.
     long cpuTicks() const;
 
+    /// True when they use no tick for ten seconds, once what was under way has ended.
+    bool usesNoProcessor() const;
+
     /// The processes below it.
     std::vector<int> children() const;
 
