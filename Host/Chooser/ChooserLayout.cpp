@@ -61,6 +61,12 @@ ChooserLayout::ChooserLayout(const PictureSize &size, NSUInteger count)
     const CGFloat wanted = shorter < kSmallWindow * _unit ? kSmallMargin : kMargin;
     const CGFloat margin = std::min(wanted * _unit, shorter / 10);
     _edge = std::min(kShelfEdge * _unit, margin);
+    if (_count == 0) {
+        _preview =
+            snapped({{margin, margin},
+                     {orNothing(_size.width - 2 * margin), orNothing(_size.height - 2 * margin)}});
+        return;
+    }
     if (_size.width > _size.height * kWideWindow) {
         standBesideOneAnother(margin);
     } else {

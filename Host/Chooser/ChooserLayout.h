@@ -9,8 +9,8 @@
 namespace Lumivera {
 
 /// Where everything of the chooser stands: beside one another in a wide window, otherwise the
-/// preview on top and the cards below it, in a single row where there is no room for more. In
-/// points, on whole pixels; what finds no room is empty.
+/// preview on top and the cards below it, in a single row where there is no room for more.
+/// Without cards the preview has it all. In points, on whole pixels; what finds no room is empty.
 class ChooserLayout {
   public:
     ChooserLayout(const PictureSize &size, NSUInteger count);

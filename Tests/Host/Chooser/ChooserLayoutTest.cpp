@@ -144,6 +144,14 @@ TEST(ChooserLayout, LeadsAlongTheRowWithEveryArrow) {
     EXPECT_EQ(layout.neighbour(2, DisplayKey::Right), 3u);
 }
 
+TEST(ChooserLayout, LeavesAllRoomToThePreviewWithoutCards) {
+    const ChooserLayout layout({{700, 500}, 1}, 0);
+    EXPECT_GT(layout.preview().size.width, 600);
+    EXPECT_GT(layout.preview().size.height, 400);
+    EXPECT_TRUE(isEmpty(layout.button()));
+    EXPECT_TRUE(isEmpty(layout.shelf()));
+}
+
 TEST(ChooserLayout, StaysWhereItIsWithoutCards) {
     const ChooserLayout layout({{320, 480}, 1}, 0);
     for (const DisplayKey key : {DisplayKey::Right, DisplayKey::PageDown, DisplayKey::Last}) {
