@@ -19,7 +19,9 @@ union Attachment {
 
 int flagsFor(PacketSocket::Wait wait) { return wait == PacketSocket::Wait::No ? MSG_DONTWAIT : 0; }
 
-/// Nobody may send more than one; the room is for no more.
+/// Without the padding behind it, in which a second descriptor would come along unnoticed.
+constexpr std::size_t kAttachmentBytes = CMSG_LEN(sizeof(int));
+
 int attachedTo(msghdr &message) {
     const cmsghdr *header = CMSG_FIRSTHDR(&message);
     int descriptor = -1;
@@ -28,6 +30,22 @@ int attachedTo(msghdr &message) {
         std::memcpy(&descriptor, CMSG_DATA(header), sizeof descriptor);
     }
     return descriptor;
+}
+
+ssize_t sendWith(int attached, int descriptor, const void *bytes, std::size_t count, int flags) {
+    iovec part{const_cast<void *>(bytes), count};
+    Attachment attachment{};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = attachment.bytes;
+    message.msg_controllen = sizeof attachment.bytes;
+    cmsghdr *header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof attached);
+    std::memcpy(CMSG_DATA(header), &attached, sizeof attached);
+    return sendmsg(descriptor, &message, flags);
 }
 
 } // namespace
@@ -50,23 +68,11 @@ PacketSocket::~PacketSocket() {
 }
 
 bool PacketSocket::send(const void *bytes, std::size_t count, Wait wait, int attached) const {
-    iovec part{const_cast<void *>(bytes), count};
-    msghdr message{};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    Attachment attachment{};
-    if (attached >= 0) {
-        message.msg_control = attachment.bytes;
-        message.msg_controllen = sizeof attachment.bytes;
-        cmsghdr *header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = SOL_SOCKET;
-        header->cmsg_type = SCM_RIGHTS;
-        header->cmsg_len = CMSG_LEN(sizeof attached);
-        std::memcpy(CMSG_DATA(header), &attached, sizeof attached);
-    }
+    const int flags = MSG_NOSIGNAL | flagsFor(wait);
     ssize_t sent = 0;
     do {
-        sent = sendmsg(_descriptor, &message, MSG_NOSIGNAL | flagsFor(wait));
+        sent = attached < 0 ? ::send(_descriptor, bytes, count, flags)
+                            : sendWith(attached, _descriptor, bytes, count, flags);
     } while (sent < 0 && errno == EINTR);
     return sent == static_cast<ssize_t>(count);
 }
@@ -79,7 +85,7 @@ PacketSocket::Outcome PacketSocket::receive(void *bytes, std::size_t capacity, W
     message.msg_iov = &part;
     message.msg_iovlen = 1;
     message.msg_control = attachment.bytes;
-    message.msg_controllen = sizeof attachment.bytes;
+    message.msg_controllen = kAttachmentBytes;
     ssize_t received = 0;
     do {
         received = recvmsg(_descriptor, &message, MSG_CMSG_CLOEXEC | flagsFor(wait));
