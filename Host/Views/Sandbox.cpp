@@ -5,8 +5,10 @@
 #include <fcntl.h>
 #include <linux/landlock.h>
 #include <linux/seccomp.h>
+#include <linux/sockios.h>
 #include <sched.h>
 #include <seccomp.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -26,6 +28,10 @@ namespace Lumivera::Sandbox {
 namespace {
 
 constexpr rlim_t kOpenFiles = 256;
+
+/// Calls from here on came with kernels that the list below does not know.
+constexpr int kFirstUnknownCall = 451;
+constexpr int kLastUnknownCall = 511;
 
 /// The kernel's rules as its newest headers have them; older kernels take the first members.
 struct Ruleset {
@@ -87,15 +93,18 @@ void confineFiles(const std::vector<std::string> &readable) {
 
 /// Calls that reach out of the process. Drawing, threads and reading files need none of them.
 constexpr int kForbidden[] = {
-    // Connections.
-    SCMP_SYS(socket), SCMP_SYS(socketpair), SCMP_SYS(bind), SCMP_SYS(listen), SCMP_SYS(accept),
-    SCMP_SYS(accept4), SCMP_SYS(connect),
+    // Connections, and descriptors through the one that is there.
+    SCMP_SYS(sendmsg), SCMP_SYS(sendmmsg), SCMP_SYS(socket), SCMP_SYS(socketpair), SCMP_SYS(bind),
+    SCMP_SYS(listen), SCMP_SYS(accept), SCMP_SYS(accept4), SCMP_SYS(connect),
     // Other programs and processes.
     SCMP_SYS(execve), SCMP_SYS(execveat), SCMP_SYS(fork), SCMP_SYS(vfork), SCMP_SYS(ptrace),
     SCMP_SYS(process_vm_readv), SCMP_SYS(process_vm_writev), SCMP_SYS(process_madvise),
     SCMP_SYS(pidfd_open), SCMP_SYS(pidfd_getfd), SCMP_SYS(pidfd_send_signal), SCMP_SYS(tkill),
     SCMP_SYS(rt_sigqueueinfo), SCMP_SYS(rt_tgsigqueueinfo), SCMP_SYS(setpgid), SCMP_SYS(setsid),
-    SCMP_SYS(setpriority), SCMP_SYS(kcmp),
+    SCMP_SYS(setpriority), SCMP_SYS(kcmp), SCMP_SYS(sched_setaffinity),
+    SCMP_SYS(sched_setscheduler), SCMP_SYS(sched_setparam), SCMP_SYS(sched_setattr),
+    SCMP_SYS(ioprio_set), SCMP_SYS(migrate_pages), SCMP_SYS(move_pages), SCMP_SYS(process_mrelease),
+    SCMP_SYS(timer_create),
     // Files, beyond reading.
     SCMP_SYS(creat), SCMP_SYS(unlink), SCMP_SYS(unlinkat), SCMP_SYS(rename), SCMP_SYS(renameat),
     SCMP_SYS(renameat2), SCMP_SYS(mkdir), SCMP_SYS(mkdirat), SCMP_SYS(rmdir), SCMP_SYS(link),
@@ -104,16 +113,19 @@ constexpr int kForbidden[] = {
     SCMP_SYS(fchown), SCMP_SYS(lchown), SCMP_SYS(fchownat), SCMP_SYS(utime), SCMP_SYS(utimes),
     SCMP_SYS(utimensat), SCMP_SYS(futimesat), SCMP_SYS(setxattr), SCMP_SYS(lsetxattr),
     SCMP_SYS(fsetxattr), SCMP_SYS(removexattr), SCMP_SYS(lremovexattr), SCMP_SYS(fremovexattr),
-    SCMP_SYS(mq_open), SCMP_SYS(msgget), SCMP_SYS(semget), SCMP_SYS(shmget), SCMP_SYS(shmat),
+    SCMP_SYS(flock), SCMP_SYS(mq_open), SCMP_SYS(mq_unlink), SCMP_SYS(msgget), SCMP_SYS(msgctl),
+    SCMP_SYS(msgsnd), SCMP_SYS(msgrcv), SCMP_SYS(semget), SCMP_SYS(semctl), SCMP_SYS(semop),
+    SCMP_SYS(semtimedop), SCMP_SYS(shmget), SCMP_SYS(shmctl), SCMP_SYS(shmat),
     SCMP_SYS(memfd_create), SCMP_SYS(memfd_secret), SCMP_SYS(inotify_init), SCMP_SYS(inotify_init1),
     SCMP_SYS(fanotify_init), SCMP_SYS(open_by_handle_at), SCMP_SYS(name_to_handle_at),
     // The system.
-    SCMP_SYS(mount), SCMP_SYS(umount2), SCMP_SYS(open_tree), SCMP_SYS(move_mount), SCMP_SYS(fsopen),
-    SCMP_SYS(fsmount), SCMP_SYS(chroot), SCMP_SYS(pivot_root), SCMP_SYS(unshare), SCMP_SYS(setns),
-    SCMP_SYS(bpf), SCMP_SYS(perf_event_open), SCMP_SYS(keyctl), SCMP_SYS(add_key),
-    SCMP_SYS(request_key), SCMP_SYS(userfaultfd), SCMP_SYS(io_uring_setup), SCMP_SYS(init_module),
-    SCMP_SYS(finit_module), SCMP_SYS(delete_module), SCMP_SYS(kexec_load), SCMP_SYS(reboot),
-    SCMP_SYS(swapon), SCMP_SYS(swapoff), SCMP_SYS(acct), SCMP_SYS(syslog), SCMP_SYS(settimeofday),
+    SCMP_SYS(mount), SCMP_SYS(mount_setattr), SCMP_SYS(umount2), SCMP_SYS(open_tree),
+    SCMP_SYS(move_mount), SCMP_SYS(fsopen), SCMP_SYS(fsmount), SCMP_SYS(chroot),
+    SCMP_SYS(pivot_root), SCMP_SYS(unshare), SCMP_SYS(setns), SCMP_SYS(bpf),
+    SCMP_SYS(perf_event_open), SCMP_SYS(keyctl), SCMP_SYS(add_key), SCMP_SYS(request_key),
+    SCMP_SYS(userfaultfd), SCMP_SYS(io_uring_setup), SCMP_SYS(init_module), SCMP_SYS(finit_module),
+    SCMP_SYS(delete_module), SCMP_SYS(kexec_load), SCMP_SYS(reboot), SCMP_SYS(swapon),
+    SCMP_SYS(swapoff), SCMP_SYS(acct), SCMP_SYS(syslog), SCMP_SYS(settimeofday),
     SCMP_SYS(clock_settime), SCMP_SYS(adjtimex), SCMP_SYS(setrlimit), SCMP_SYS(personality),
     SCMP_SYS(quotactl), SCMP_SYS(vhangup), SCMP_SYS(ioperm), SCMP_SYS(iopl)};
 
@@ -121,8 +133,41 @@ void forbid(scmp_filter_ctx filter, int call, int error = EPERM) {
     seccomp_rule_add(filter, SCMP_ACT_ERRNO(static_cast<unsigned>(error)), call, 0);
 }
 
+/// Forbids the call where the argument, or those bits of it, are the value.
+void forbidWhere(scmp_filter_ctx filter, int call, const scmp_arg_cmp &condition) {
+    seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), call, 1, condition);
+}
+
+/// Ways to reach others by calls that are needed otherwise: signals when something can be read,
+/// leases, memory of pipes, limits, and staying when the host has gone.
+void confineArguments(scmp_filter_ctx filter) {
+    for (const scmp_datum_t command :
+         {F_SETOWN, F_SETOWN_EX, F_SETSIG, F_SETLEASE, F_NOTIFY, F_SETPIPE_SZ}) {
+        forbidWhere(filter, SCMP_SYS(fcntl), SCMP_A1(SCMP_CMP_EQ, command, 0));
+    }
+    for (const scmp_datum_t request : {TIOCSTI, FIOASYNC, FIOSETOWN, SIOCSPGRP}) {
+        forbidWhere(filter, SCMP_SYS(ioctl), SCMP_A1(SCMP_CMP_MASKED_EQ, 0xFFFFFFFF, request));
+    }
+    forbidWhere(filter, SCMP_SYS(prlimit64), SCMP_A2(SCMP_CMP_NE, 0, 0));
+    forbidWhere(filter, SCMP_SYS(prctl), SCMP_A0(SCMP_CMP_MASKED_EQ, 0xFFFFFFFF, PR_SET_PDEATHSIG));
+    forbidWhere(filter, SCMP_SYS(sendto), SCMP_A4(SCMP_CMP_NE, 0, 0));
+}
+
+/// Files are opened for reading what is there.
+void confineOpening(scmp_filter_ctx filter) {
+    const struct {
+        scmp_datum_t bits;
+        scmp_datum_t value;
+    } ways[] = {{O_ACCMODE, O_WRONLY}, {O_ACCMODE, O_RDWR}, {O_CREAT, O_CREAT}, {O_TRUNC, O_TRUNC}};
+    for (const auto &way : ways) {
+        forbidWhere(filter, SCMP_SYS(open), SCMP_A1(SCMP_CMP_MASKED_EQ, way.bits, way.value));
+        forbidWhere(filter, SCMP_SYS(openat), SCMP_A2(SCMP_CMP_MASKED_EQ, way.bits, way.value));
+    }
+}
+
 /// A call is let through unless a rule meets it. Calls that hide their arguments in memory are
-/// said not to be there: the C library then takes the ones that show them.
+/// said not to be there: the C library then takes the ones that show them. So are those that nobody
+/// could know of here.
 void confineCalls() {
     const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
     if (!filter) {
@@ -133,19 +178,16 @@ void confineCalls() {
     }
     forbid(filter, SCMP_SYS(clone3), ENOSYS);
     forbid(filter, SCMP_SYS(openat2), ENOSYS);
-    const auto no = SCMP_ACT_ERRNO(EPERM);
-    seccomp_rule_add(filter, no, SCMP_SYS(clone), 1, SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0));
+    for (int call = kFirstUnknownCall; call <= kLastUnknownCall; ++call) {
+        forbid(filter, call, ENOSYS);
+    }
+    forbidWhere(filter, SCMP_SYS(clone), SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0));
     const auto self = static_cast<scmp_datum_t>(getpid());
     for (const int call : {SCMP_SYS(kill), SCMP_SYS(tgkill)}) {
-        seccomp_rule_add(filter, no, call, 1, SCMP_A0(SCMP_CMP_NE, self, 0));
+        forbidWhere(filter, call, SCMP_A0(SCMP_CMP_NE, self, 0));
     }
-    for (const scmp_datum_t way : {O_WRONLY, O_RDWR}) {
-        seccomp_rule_add(filter, no, SCMP_SYS(open), 1,
-                         SCMP_A1(SCMP_CMP_MASKED_EQ, O_ACCMODE, way));
-        seccomp_rule_add(filter, no, SCMP_SYS(openat), 1,
-                         SCMP_A2(SCMP_CMP_MASKED_EQ, O_ACCMODE, way));
-    }
-    seccomp_rule_add(filter, no, SCMP_SYS(ioctl), 1, SCMP_A1(SCMP_CMP_EQ, 0x5412, 0)); // TIOCSTI
+    confineArguments(filter);
+    confineOpening(filter);
     seccomp_load(filter);
     seccomp_release(filter);
 }

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <string_view>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,6 +26,7 @@ constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
 constexpr auto kPatienceTime = static_cast<Clock::Nanoseconds>(ViewProcess::kPatience * 1e9);
 constexpr int kTheirSocket = 3;
 constexpr off_t kComplaintBytes = 4096;
+constexpr unsigned kMostThreads = 256;
 
 std::string programPath() {
     std::error_code error;
@@ -62,7 +64,7 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
                          std::pair<PacketSocket, PacketSocket> ends)
     : _watch(watch), _listener(listener), _memory(start.memory), _check([this] { check(); }),
       _connection(std::move(ends.first)), _lastSign(Clock::current().now()),
-      _pictureDeadline(_lastSign + kPatienceTime) {
+      _pictureDeadline(_lastSign + kPatienceTime), _isWanted(_memory->count()) {
     begin(start, ends.second);
     set(start.choice);
     if (start.choice.tint && start.choice.tint->alpha > 0) {
@@ -174,11 +176,53 @@ double ViewProcess::cpuTime() const {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// A process that leaves so many orders unread hangs; the next check ends it.
+/// A view that rests is woken to hear it; its answer tells that it can be stopped again.
 void ViewProcess::order(const ViewOrder &order, int attached) {
+    send(order, attached);
+    if (!_isRunning && order.kind != ViewOrder::Kind::Rest) {
+        ping(Clock::current().now() + kPatienceTime);
+        checkLater();
+    }
+    stopOrContinue();
+}
+
+void ViewProcess::ping(Clock::Nanoseconds deadline) {
+    expectAnswerBy(deadline);
+    send({}, -1);
+}
+
+/// A process that leaves so many orders unread hangs; the next check ends it.
+void ViewProcess::send(const ViewOrder &order, int attached) {
+    expectReportTo(order);
     if (!_connection.send(&order, sizeof order, PacketSocket::Wait::No, attached)) {
         _isDeaf = true;
         checkLater();
+    }
+}
+
+void ViewProcess::expectReportTo(const ViewOrder &order) {
+    switch (order.kind) {
+    case ViewOrder::Kind::Draw:
+        _isWanted.at(order.index) = true;
+        break;
+    case ViewOrder::Kind::Rest:
+    case ViewOrder::Kind::Ping:
+        ++_answersDue;
+        break;
+    case ViewOrder::Kind::Set:
+        _petalsDue += order.key == ViewOrder::Key::Petals ? 1 : 0;
+        break;
+    default:
+        break;
+    }
+}
+
+/// Whatever threads a view that rests has left behind: none of them runs on.
+void ViewProcess::stopOrContinue() {
+    const bool shallStop = !_isRunning && _answersDue == 0 && _pictureDeadline == Clock::kNever;
+    if (shallStop != _isStopped && _process > 0) {
+        _isStopped = shallStop;
+        kill(_process, shallStop ? SIGSTOP : SIGCONT);
     }
 }
 
@@ -202,6 +246,7 @@ bool ViewProcess::readReports() {
         PacketSocket::Packet packet;
         switch (_connection.receive(&report, sizeof report, PacketSocket::Wait::No, packet)) {
         case PacketSocket::Outcome::Nothing:
+            stopOrContinue();
             return true;
         case PacketSocket::Outcome::Ended:
             endWith(endProcess(), false);
@@ -218,19 +263,21 @@ bool ViewProcess::readReports() {
 
 bool ViewProcess::take(const ViewReport &report, std::size_t bytes) {
     if (bytes < offsetof(ViewReport, rects)) {
-        endWith("says what makes no sense", false);
-        return false;
+        return refuse();
     }
     _lastSign = Clock::current().now();
     switch (report.kind) {
     case ViewReport::Kind::Picture:
         return takePicture(report, bytes);
     case ViewReport::Kind::Petals:
+        if (_petalsDue == 0) {
+            return refuse();
+        }
+        --_petalsDue;
         _petals = report.petals;
         return true;
     case ViewReport::Kind::Answer:
-        _answerDeadline = Clock::kNever;
-        return true;
+        return takeAnswer();
     case ViewReport::Kind::Failure: {
         const std::size_t room = bytes - offsetof(ViewReport, text);
         endWith(inOneLine({report.text, strnlen(report.text, room)}),
@@ -238,17 +285,30 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes) {
         return false;
     }
     }
+    return refuse();
+}
+
+bool ViewProcess::refuse() {
     endWith("says what makes no sense", false);
     return false;
 }
 
+bool ViewProcess::takeAnswer() {
+    if (_answersDue == 0) {
+        return refuse();
+    }
+    --_answersDue;
+    _answerDeadline = _answersDue == 0 ? Clock::kNever : _lastSign + kPatienceTime;
+    return true;
+}
+
 bool ViewProcess::takePicture(const ViewReport &report, std::size_t bytes) {
     const std::size_t room = (bytes - offsetof(ViewReport, rects)) / sizeof(DeviceRect);
-    if (report.index >= _memory->count() ||
+    if (report.index >= _memory->count() || !_isWanted[report.index] ||
         report.count > std::min<std::size_t>(room, report.kMostRects)) {
-        endWith("says what makes no sense", false);
-        return false;
+        return refuse();
     }
+    _isWanted[report.index] = false;
     const DeviceRect whole{0, 0, static_cast<int>(_memory->width()),
                            static_cast<int>(_memory->height())};
     _rects.clear();
@@ -279,22 +339,36 @@ void ViewProcess::check() {
         return;
     }
     const Clock::Nanoseconds now = Clock::current().now();
-    if (isOverdue(now)) {
-        endWith("has drawn nothing for 5 s", false);
+    const std::string complaint = complaintAt(now);
+    if (!complaint.empty()) {
+        endWith(complaint, false);
         return;
     }
     const bool isAnswerDue = _answerDeadline != Clock::kNever;
     if (_isRunning && !isAnswerDue && now - _lastSign >= kSilence) {
-        expectAnswerBy(_lastSign + kPatienceTime);
-        order({});
+        ping(_lastSign + kPatienceTime);
     }
     if (_isRunning || isAnswerDue || _pictureDeadline != Clock::kNever) {
         checkLater();
     }
 }
 
-bool ViewProcess::isOverdue(Clock::Nanoseconds now) const {
-    return _isDeaf || now >= std::min(_pictureDeadline, _answerDeadline);
+/// In words what is wrong with the process; empty when nothing is.
+std::string ViewProcess::complaintAt(Clock::Nanoseconds now) const {
+    if (now >= std::min(_pictureDeadline, _answerDeadline)) {
+        return "has drawn nothing for 5 s";
+    }
+    if (_isDeaf) {
+        return "does not listen";
+    }
+    return hasTooManyThreads() ? "has too many threads" : "";
+}
+
+/// The kernel counts the links of the folder that has one of its own for each of them.
+bool ViewProcess::hasTooManyThreads() const {
+    struct stat status;
+    const std::string folder = "/proc/" + std::to_string(_process) + "/task";
+    return stat(folder.c_str(), &status) == 0 && status.st_nlink > kMostThreads;
 }
 
 /// The object may be gone after this.

@@ -14,8 +14,9 @@
 namespace Lumivera {
 
 /// A view in a process of its own, which may do nothing but draw. Nothing that it does harms us:
-/// when it dies, says what makes no sense, or gives no sign for kPatience while one is due, it is
-/// ended, and the listener hears of it.
+/// when it dies, says what makes no sense or what it was not asked for, or gives no sign for
+/// kPatience while one is due, it is ended, and the listener hears of it. While it rests, the whole
+/// process is stopped.
 class ViewProcess final : public RemoteView, private DescriptorSource {
   public:
     static constexpr NSTimeInterval kPatience = 5;
@@ -56,12 +57,19 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     bool readReports();
     bool take(const ViewReport &report, std::size_t bytes);
     bool takePicture(const ViewReport &report, std::size_t bytes);
+    bool takeAnswer();
+    bool refuse();
     void order(const ViewOrder &order, int attached = -1);
     void orderValue(ViewOrder::Key key, CGColor numbers);
+    void send(const ViewOrder &order, int attached);
+    void expectReportTo(const ViewOrder &order);
+    void ping(Clock::Nanoseconds deadline);
     void expectAnswerBy(Clock::Nanoseconds deadline);
+    void stopOrContinue();
     void checkLater();
     void check();
-    bool isOverdue(Clock::Nanoseconds now) const;
+    std::string complaintAt(Clock::Nanoseconds now) const;
+    bool hasTooManyThreads() const;
     void endWith(const std::string &reason, bool isHopeless);
     std::string endProcess();
     std::string lastWords() const;
@@ -80,7 +88,13 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     /// When the first picture and an answer must have come; kNever when none is due.
     Clock::Nanoseconds _pictureDeadline = Clock::kNever;
     Clock::Nanoseconds _answerDeadline = Clock::kNever;
+
+    /// What it has been asked for: the pictures that it may draw, and how many other reports.
+    std::vector<bool> _isWanted;
+    unsigned _answersDue = 0;
+    unsigned _petalsDue = 1;
     bool _isRunning = true;
+    bool _isStopped = false;
     bool _isDeaf = false;
     bool _hasEnded = false;
 };

@@ -16,6 +16,7 @@
 #include <new>
 #include <string_view>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 namespace Lumivera {
 
@@ -29,7 +30,7 @@ constexpr std::uint64_t kAddressSpacePerPixel = 24;
 
 constexpr int kWrongUsage = 2;
 
-/// The libraries, where the bundle is, and what its links lead to.
+/// The libraries, where the bundle is, and the files that its links lead to.
 std::vector<std::string> readablePaths(const fs::path &bundle) {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
@@ -47,7 +48,7 @@ std::vector<std::string> readablePaths(const fs::path &bundle) {
     paths.push_back(program.parent_path().parent_path().parent_path() / "lib");
     for (fs::directory_iterator entry(bundle, error), end; !error && entry != end;
          entry.increment(error)) {
-        if (entry->is_symlink(error)) {
+        if (entry->is_symlink(error) && entry->is_regular_file(error)) {
             paths.push_back(fs::canonical(entry->path(), error));
         }
     }
@@ -85,6 +86,8 @@ int runViewProgram(int argumentCount, const char *const *arguments) {
         return kWrongUsage;
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // Whatever else whoever began the host has left open is none of the view's.
+    close_range(static_cast<unsigned>(descriptor) + 1, ~0U, 0);
     const PacketSocket host(descriptor);
     try {
         ViewService::Start start = ViewService::readStart(host);

@@ -10,10 +10,12 @@
 
 #include <algorithm>
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace Lumivera;
 using ::testing::HasSubstr;
@@ -179,6 +181,68 @@ TEST_F(ViewProcessTest, IsEndedWhenItHangsAlthoughItRests) {
     _view->setRunning(false);
     ASSERT_TRUE(hasEnded());
     EXPECT_THAT(*_reason, HasSubstr("has drawn nothing for 5 s"));
+}
+
+TEST_F(ViewProcessTest, SpendsNothingWhileItRestsWhateverItsThreadsDo) {
+    beginHostile("be-busy-in-init");
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    _view->setRunning(false);
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    const double used = _view->cpuTime();
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    EXPECT_EQ(_view->cpuTime(), used);
+    const int before = _pictures;
+    _view->setRunning(true);
+    EXPECT_TRUE(hasDrawn(before + 10));
+}
+
+TEST_F(ViewProcessTest, HearsOfChangesWhileItRestsAndRestsOn) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    _view->setRunning(false);
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    WallpaperChoice choice;
+    choice.petals = 9;
+    for (int i = 0; i < 1000; ++i) {
+        _view->set(choice);
+        NSRunLoop::mainRunLoop().runForSeconds(0.001);
+    }
+    EXPECT_TRUE(serveUntil([&] { return _view->petals() == 9U; }));
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    const double used = _view->cpuTime();
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    EXPECT_EQ(_view->cpuTime(), used);
+    EXPECT_FALSE(_reason);
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItFloodsUsWithReports) {
+    beginHostile("flood-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("says what makes no sense"));
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItShowsPicturesThatNobodyAskedFor) {
+    _asksAgain = false;
+    beginHostile("intrude-in-frame");
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("says what makes no sense"));
+    EXPECT_EQ(_pictures, 1);
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItHasTooManyThreads) {
+    beginHostile("multiply-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("has too many threads"));
+}
+
+TEST_F(ViewProcessTest, GetsNothingThatWeWereBegunWith) {
+    const int left = fcntl(STDOUT_FILENO, F_DUPFD, 200);
+    begin(shippedBundle("Lumivera.bundle"));
+    EXPECT_TRUE(hasDrawn(1)) << *_reason;
+    EXPECT_FALSE(std::filesystem::exists("/proc/" + std::to_string(_view->process()) + "/fd/" +
+                                         std::to_string(left)));
+    close(left);
 }
 
 TEST_F(ViewProcessTest, CannotTakeAllMemory) {

@@ -2,16 +2,27 @@
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/UIKit/UIColor.h"
 
+#include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <map>
+#include <pthread.h>
+#include <sched.h>
 #include <stdexcept>
 #include <string>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -21,6 +32,10 @@
 namespace {
 
 constexpr int kFrame = 100;
+
+/// The descriptor of the one to the host, and the number of a call that the C library lacks.
+constexpr int kConnection = 3;
+constexpr long kChangeMode = 452;
 
 std::string bundleFolder;
 
@@ -63,6 +78,26 @@ void forbid(bool hasSucceeded) {
     }
 }
 
+/// By limits, by signals at news on the connection, by what goes along with reports, and by staying
+/// without it.
+void reachHost() {
+    const rlimit none{0, 0};
+    forbid(prlimit(getppid(), RLIMIT_CORE, &none, nullptr) == 0);
+    cpu_set_t processors;
+    CPU_ZERO(&processors);
+    CPU_SET(0, &processors);
+    forbid(sched_setaffinity(getppid(), sizeof processors, &processors) == 0);
+    forbid(fcntl(kConnection, F_SETOWN, getppid()) == 0);
+    forbid(fcntl(kConnection, F_SETSIG, SIGKILL) == 0);
+    int on = 1;
+    forbid(ioctl(kConnection, FIOASYNC, &on) == 0);
+    forbid(prctl(PR_SET_PDEATHSIG, 0) == 0);
+    forbid(timer_create(CLOCK_MONOTONIC, nullptr, std::array<timer_t, 1>().data()) == 0);
+    msghdr message{};
+    forbid(sendmsg(kConnection, &message, 0) >= 0 || errno != EPERM);
+    forbid(shmctl(0, IPC_RMID, nullptr) == 0 || errno != EPERM);
+}
+
 void reachOut() {
     const std::string beside = bundleFolder + "/../written";
     for (const std::string &path : {bundleFolder + "/written", beside, std::string("/tmp/written"),
@@ -78,19 +113,62 @@ void reachOut() {
     forbid(mkdir(beside.c_str(), 0700) == 0);
     forbid(symlink("/", beside.c_str()) == 0);
     forbid(open((bundleFolder + "/../secret").c_str(), O_RDONLY) >= 0);
+    forbid(open(description.c_str(), O_RDONLY | O_TRUNC) >= 0);
+    forbid(open(beside.c_str(), O_RDONLY | O_CREAT, 0600) >= 0);
+    forbid(syscall(kChangeMode, AT_FDCWD, description.c_str(), 0777, 0) == 0);
     forbid(socket(AF_INET, SOCK_STREAM, 0) >= 0);
     forbid(socket(AF_UNIX, SOCK_STREAM, 0) >= 0);
     forbid(fork() >= 0);
     forbid(kill(getppid(), 0) == 0);
+    reachHost();
     forbid(system("true") == 0);
     char *const arguments[] = {const_cast<char *>("true"), nullptr};
     execv("/bin/true", arguments);
 }
 
+/// To the host, of a kind: 0 a picture, 1 petals, 2 an answer.
+void report(std::uint32_t kind) {
+    const std::array<std::uint32_t, 8> words{kind};
+    send(kConnection, words.data(), sizeof words, MSG_NOSIGNAL);
+}
+
+void flood() {
+    for (int i = 0; i < 4; ++i) {
+        std::thread([] {
+            for (;;) {
+                report(1);
+                report(2);
+            }
+        }).detach();
+    }
+}
+
+void intrude() { report(0); }
+
+void beBusy() { std::thread(loop).detach(); }
+
+void multiply() {
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, std::size_t{64} << 10);
+    for (int i = 0; i < 1000; ++i) {
+        pthread_t thread;
+        pthread_create(
+            &thread, &attributes,
+            [](void *) -> void * {
+                for (;;) {
+                    pause();
+                }
+            },
+            nullptr);
+    }
+}
+
 void misbehave(const std::string &moment) {
     static const std::map<std::string, void (*)()> deeds = {
-        {"crash", crash}, {"loop", loop},          {"allocate", allocate},   {"exit", leave},
-        {"print", print}, {"reach-out", reachOut}, {"throw", raiseException}};
+        {"crash", crash},     {"loop", loop},          {"allocate", allocate},    {"exit", leave},
+        {"print", print},     {"reach-out", reachOut}, {"throw", raiseException}, {"flood", flood},
+        {"intrude", intrude}, {"be-busy", beBusy},     {"multiply", multiply}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {
