@@ -87,7 +87,7 @@ void DesktopCommand::declare(CLI::App &parent) {
         ->check(CLI::IsMember({"auto", "wayland", "x11", "headless"}).description(""));
     _app->add_option("--density", _density, "Pixels a point, instead of the desktop's own; X11")
         ->type_name("D")
-        ->check(CLI::Range(0.25, 16.0).description(""));
+        ->check(CLI::Range(0.1, 10.0).description(""));
     declareSwitch("click-through", "Leaves clicks to the file manager's icons");
     declareSwitch("trust", "Runs bundles' own libraries whoever can write them");
     _app->add_option("--config", _configuration,

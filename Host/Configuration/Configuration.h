@@ -37,7 +37,7 @@ class Configuration {
     /// Without values the command line decides, or the program.
     std::optional<bool> isClickThrough() const { return _isClickThrough; }
 
-    /// Whether bundles may run in the host's own process.
+    /// Whether bundles' own libraries are run whoever can write them.
     std::optional<bool> trusts() const { return _trusts; }
 
     /// Pixels a point.
