@@ -251,6 +251,9 @@ TEST_F(ControlServerTest, CostsNothingWhileNobodyAsks) {
 TEST_F(ControlServerTest, WaitsWhenThereAreNoMoreDescriptors) {
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
+    // The sanitizer needs descriptors when it first sees a kind of object in use.
+    costOfIdling();
+    EXPECT_EQ(connect()->ask(R"({"do":"pause"})"), kOk);
     const auto client = connect();
     const int next = dup(0);
     close(next);
