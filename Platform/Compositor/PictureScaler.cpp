@@ -1,11 +1,13 @@
 #include "Platform/Compositor/PictureScaler.h"
 
 #include <cmath>
+#include <limits>
 
 namespace {
 
 // One pixel's channels; compilers keep it in one register where the machine has such.
 using Channels = float __attribute__((vector_size(16)));
+using Levels = std::uint32_t __attribute__((vector_size(16)));
 
 // What one pixel takes from the texels of a row or column, from the first on.
 struct Tap {
@@ -73,58 +75,89 @@ Taps meanTaps(int texels, int pixels) {
 }
 
 Channels channelsOf(std::uint32_t pixel) {
-    return Channels{static_cast<float>(pixel & 0xFF), static_cast<float>(pixel >> 8 & 0xFF),
-                    static_cast<float>(pixel >> 16 & 0xFF), static_cast<float>(pixel >> 24)};
+    return __builtin_convertvector(Levels{pixel, pixel >> 8, pixel >> 16, pixel >> 24} & 0xFF,
+                                   Channels);
 }
 
 // A cubic overshoots beside sharp edges: colours stay within alpha, as premultiplied ones must.
 std::uint32_t pixelOf(const Channels &channels) {
     const float alpha = std::clamp(channels[3], 0.0F, 255.0F);
-    const auto byte = [&](float value) {
-        return static_cast<std::uint32_t>(std::clamp(value, 0.0F, alpha) + 0.5F);
-    };
-    return byte(channels[0]) | byte(channels[1]) << 8 | byte(channels[2]) << 16 | byte(alpha) << 24;
+    const Channels most{alpha, alpha, alpha, alpha};
+    const Channels positive = channels < 0.0F ? Channels{} : channels;
+    const Channels limited = positive > most ? most : positive;
+    const Levels levels = __builtin_convertvector(limited + 0.5F, Levels);
+    return levels[0] | levels[1] << 8 | levels[2] << 16 | levels[3] << 24;
 }
 
-void scaleRow(const std::uint32_t *row, const Taps &taps, Channels *result) {
-    for (const Tap &tap : taps.taps) {
-        Channels sum{};
-        for (int i = 0; i < tap.count; i++) {
-            sum += channelsOf(row[tap.first + i]) * taps.weights[tap.weights + i];
-        }
-        *result++ = sum;
-    }
-}
+// As many pixels are made at a time, so that a weight is fetched once for all of them.
+constexpr std::size_t kBlock = 4;
 
-void addRow(const std::vector<Channels> &row, float weight, std::vector<Channels> &sums) {
-    for (std::size_t i = 0; i < sums.size(); i++) {
-        sums[i] += row[i] * weight;
-    }
-}
+std::size_t roundedUp(std::size_t pixels) { return (pixels + kBlock - 1) / kBlock * kBlock; }
 
 // Rows scaled along x, kept for as long as pixels below take from them.
 class RowWindow {
   public:
     RowWindow(const Picture &picture, const Taps &columns, int rows)
         : _picture(picture), _columns(columns), _rows(rows),
-          _rowIn(static_cast<std::size_t>(rows), -1) {}
+          _rowIn(static_cast<std::size_t>(rows), -1) {
+        for (const Tap &tap : columns.taps) {
+            _first = std::min(_first, tap.first);
+            _end = std::max(_end, tap.first + tap.count);
+        }
+        _texels.resize(static_cast<std::size_t>(std::max(_end - _first, 0)));
+    }
 
-    const std::vector<Channels> &row(int y) {
+    // Up to a whole block.
+    const Channels *row(int y) {
         const auto slot = static_cast<std::size_t>(y) % _rows.size();
         if (_rowIn[slot] != y) {
-            _rows[slot].resize(_columns.taps.size());
-            scaleRow(_picture.at(0, y), _columns, _rows[slot].data());
+            _rows[slot].resize(roundedUp(_columns.taps.size()));
+            scaleRow(y, _rows[slot].data());
             _rowIn[slot] = y;
         }
-        return _rows[slot];
+        return _rows[slot].data();
     }
 
   private:
+    // A texel counts for several pixels.
+    void scaleRow(int y, Channels *result) {
+        for (int x = _first; x < _end; x++) {
+            _texels[static_cast<std::size_t>(x - _first)] = channelsOf(*_picture.at(x, y));
+        }
+        for (const Tap &tap : _columns.taps) {
+            const Channels *const texels = &_texels[static_cast<std::size_t>(tap.first - _first)];
+            const float *const weights = &_columns.weights[tap.weights];
+            Channels sum{};
+            for (int i = 0; i < tap.count; i++) {
+                sum += texels[i] * weights[i];
+            }
+            *result++ = sum;
+        }
+    }
+
     const Picture &_picture;
     const Taps &_columns;
+    int _first = std::numeric_limits<int>::max();
+    int _end = 0;
+    std::vector<Channels> _texels;
     std::vector<std::vector<Channels>> _rows;
     std::vector<int> _rowIn;
 };
+
+// Mixes rows into the block's pixels from `x` on.
+void mixBlock(const std::vector<const Channels *> &rows, const float *weights, int count,
+              std::size_t x, std::uint32_t *pixels) {
+    Channels sums[kBlock] = {};
+    for (int i = 0; i < count; i++) {
+        const Channels *const row = rows[static_cast<std::size_t>(i)] + x;
+        for (std::size_t k = 0; k < kBlock; k++) {
+            sums[k] += row[k] * weights[i];
+        }
+    }
+    for (std::size_t k = 0; k < kBlock; k++) {
+        pixels[k] = pixelOf(sums[k]);
+    }
+}
 
 std::vector<std::uint32_t> apply(const Picture &picture, const Taps &columns, const Taps &rows) {
     int most = 1;
@@ -132,17 +165,19 @@ std::vector<std::uint32_t> apply(const Picture &picture, const Taps &columns, co
         most = std::max(most, tap.count);
     }
     RowWindow window(picture, columns, most);
-    std::vector<Channels> sums(columns.taps.size());
+    std::vector<const Channels *> mixed(static_cast<std::size_t>(most));
+    const std::size_t width = columns.taps.size();
+    std::vector<std::uint32_t> line(roundedUp(width));
     std::vector<std::uint32_t> result;
-    result.reserve(columns.taps.size() * rows.taps.size());
+    result.reserve(width * rows.taps.size());
     for (const Tap &tap : rows.taps) {
-        std::fill(sums.begin(), sums.end(), Channels{});
         for (int i = 0; i < tap.count; i++) {
-            addRow(window.row(tap.first + i), rows.weights[tap.weights + i], sums);
+            mixed[static_cast<std::size_t>(i)] = window.row(tap.first + i);
         }
-        for (const Channels &sum : sums) {
-            result.push_back(pixelOf(sum));
+        for (std::size_t x = 0; x < width; x += kBlock) {
+            mixBlock(mixed, &rows.weights[tap.weights], tap.count, x, &line[x]);
         }
+        result.insert(result.end(), line.data(), line.data() + width);
     }
     return result;
 }
