@@ -48,8 +48,31 @@ void DescriptorWaiter::remove(DescriptorSource &source) {
     }
 }
 
-/// Other threads may change the view tree meanwhile, so what has arrived is only noted here.
+/// Other threads may change the view tree meanwhile, so what has arrived is only noted here. The
+/// run loop looks for calls when this is over, so until then nobody need wake it again.
 void DescriptorWaiter::wait(Clock::Nanoseconds nanoseconds) {
+    const bool hasArrived = prepareSources();
+    State before = State::Running;
+    const bool mayWait = _state.compare_exchange_strong(before, State::Waiting) && !hasArrived;
+    const bool isAnyReady = poll(mayWait ? nanoseconds : 0) || hasArrived;
+    _state = State::Woken;
+    if (isAnyReady && !_isServePending) {
+        _isServePending = true;
+        NSRunLoop::mainRunLoop().performSelector_afterDelay(
+            nullptr, kServeSources, [this] { serveReadySources(); }, 0);
+    }
+    _state = State::Running;
+}
+
+void DescriptorWaiter::wake() {
+    if (_state.exchange(State::Woken) == State::Waiting) {
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const auto size = write(_wakeDescriptor, &one, sizeof one);
+    }
+}
+
+/// True when something has arrived already.
+bool DescriptorWaiter::prepareSources() {
     std::erase_if(_entries, [](const Entry &entry) { return !entry.source; });
     _polled.assign(1, {_wakeDescriptor, POLLIN, 0});
     bool isAnyReady = false;
@@ -58,31 +81,27 @@ void DescriptorWaiter::wait(Clock::Nanoseconds nanoseconds) {
         isAnyReady = isAnyReady || entry.isReady;
         _polled.push_back({entry.source->descriptor(), entry.source->awaitedEvents(), 0});
     }
-    const timespec limit = timeFrom(isAnyReady ? 0 : nanoseconds);
-    const bool hasLimit = isAnyReady || nanoseconds != Clock::kNever;
-    if (ppoll(_polled.data(), _polled.size(), hasLimit ? &limit : nullptr, nullptr) > 0) {
-        std::uint64_t count = 0;
-        if (_polled[0].revents != 0 && read(_wakeDescriptor, &count, sizeof count) > 0) {
-            _isWakePending = false;
-        }
-        for (std::size_t i = 0; i < _entries.size(); ++i) {
-            const bool hasEvent = _polled[i + 1].revents != 0;
-            _entries[i].isReady = _entries[i].isReady || hasEvent;
-            isAnyReady = isAnyReady || hasEvent;
-        }
-    }
-    if (isAnyReady && !_isServePending) {
-        _isServePending = true;
-        NSRunLoop::mainRunLoop().performSelector_afterDelay(
-            nullptr, kServeSources, [this] { serveReadySources(); }, 0);
-    }
+    return isAnyReady;
 }
 
-void DescriptorWaiter::wake() {
-    const std::uint64_t one = 1;
-    if (!_isWakePending.exchange(true) && write(_wakeDescriptor, &one, sizeof one) < 0) {
-        _isWakePending = false;
+/// True when a source became ready.
+bool DescriptorWaiter::poll(Clock::Nanoseconds nanoseconds) {
+    const timespec limit = timeFrom(nanoseconds);
+    const bool hasLimit = nanoseconds != Clock::kNever;
+    if (ppoll(_polled.data(), _polled.size(), hasLimit ? &limit : nullptr, nullptr) <= 0) {
+        return false;
     }
+    if (_polled[0].revents != 0) {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const auto size = read(_wakeDescriptor, &count, sizeof count);
+    }
+    bool isAnyReady = false;
+    for (std::size_t i = 0; i < _entries.size(); ++i) {
+        const bool hasEvent = _polled[i + 1].revents != 0;
+        _entries[i].isReady = _entries[i].isReady || hasEvent;
+        isAnyReady = isAnyReady || hasEvent;
+    }
+    return isAnyReady;
 }
 
 /// Sources may come and go while others are served.

@@ -27,17 +27,22 @@ class DescriptorWaiter final : public RunLoopWaiter, public DescriptorWatch {
     void wake() override;
 
   private:
-    void serveReadySources();
-
     struct Entry {
         DescriptorSource *source;
         bool isReady;
     };
 
+    /// Only who waits has to be woken through the descriptor.
+    enum class State { Running, Waiting, Woken };
+
+    bool prepareSources();
+    bool poll(Clock::Nanoseconds nanoseconds);
+    void serveReadySources();
+
     std::vector<Entry> _entries;
     std::vector<pollfd> _polled;
     int _wakeDescriptor = -1;
-    std::atomic<bool> _isWakePending{false};
+    std::atomic<State> _state{State::Running};
     bool _isServePending = false;
 };
 
