@@ -79,7 +79,8 @@ TEST_F(DescriptorWaiterTest, IsWokenForACallOfAnotherThread) {
     _source.beforeWait = [&] {
         if (!other.joinable()) {
             other = std::thread([this] {
-                _loop.performSelectorOnMainThread(nullptr, [this] { _loop.stop(); }, true);
+                _loop.performSelectorOnMainThread(
+                    nullptr, [this] { _loop.stop(); }, true);
             });
         }
     };

@@ -40,13 +40,14 @@ constexpr long kChangeMode = 452;
 std::string bundleFolder;
 
 [[noreturn]] void crash() {
+    std::signal(SIGSEGV, SIG_DFL); // whoever looks for mistakes would make an exit of it
     raise(SIGSEGV);
     std::abort();
 }
 
 [[noreturn]] void loop() {
     for (;;) {
-        static volatile int turns = 0;
+        static volatile unsigned turns = 0;
         turns = turns + 1;
     }
 }
