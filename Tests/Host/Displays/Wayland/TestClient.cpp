@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 using namespace Lumivera;
 
@@ -33,6 +35,9 @@ struct TestClient::State {
     int height = 0;
     std::uint32_t serial = 0;
     std::unique_ptr<SharedPicture> memory;
+
+    /// That the window has shown.
+    std::vector<wl_buffer *> buffers;
 };
 
 struct TestClient::State::Events {
@@ -96,6 +101,7 @@ void TestClient::State::drawIfAsked() {
     wl_buffer *const buffer =
         wl_shm_pool_create_buffer(pool, 0, width, height, width * 4, WL_SHM_FORMAT_XRGB8888);
     wl_shm_pool_destroy(pool);
+    buffers.push_back(buffer);
     wl_surface_attach(surface, buffer, 0, 0);
     wl_surface_damage(surface, 0, 0, width, height);
     wl_surface_commit(surface);
@@ -146,6 +152,9 @@ void TestClient::closeWindow() {
         xdg_surface_destroy(_state->shellSurface);
         wl_surface_destroy(_state->surface);
         _state->surface = nullptr;
+        for (wl_buffer *buffer : std::exchange(_state->buffers, {})) {
+            wl_buffer_destroy(buffer);
+        }
         wl_display_roundtrip(_state->display);
     }
 }
