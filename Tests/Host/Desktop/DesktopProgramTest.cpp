@@ -147,7 +147,7 @@ long DesktopProgramTest::cpuTicks() const {
 bool DesktopProgramTest::usesNoProcessor() const {
     long used = cpuTicks();
     eventually([&] {
-        std::this_thread::sleep_for(std::chrono::seconds(1));
+        std::this_thread::sleep_for(std::chrono::seconds(3));
         return std::exchange(used, cpuTicks()) == used;
     });
     std::this_thread::sleep_for(kIdleTime);
