@@ -92,7 +92,7 @@ void copyPermissions(const std::string &path) {
 
 ConfigurationFile::ConfigurationFile(DescriptorWaiter &waiter, std::string path)
     : _waiter(waiter), _path(std::move(path)),
-      _notifications(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+      _notifications(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), _readAgain([this] { readAgain(); }) {
     if (_notifications >= 0) {
         watchFolders();
         _waiter.add(*this);
@@ -101,7 +101,6 @@ ConfigurationFile::ConfigurationFile(DescriptorWaiter &waiter, std::string path)
 }
 
 ConfigurationFile::~ConfigurationFile() {
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, callName());
     if (_notifications >= 0) {
         _waiter.remove(*this);
         close(_notifications);
@@ -167,12 +166,7 @@ bool ConfigurationFile::concernsUs(int watch, std::uint32_t mask, const char *na
     return false;
 }
 
-void ConfigurationFile::readSoon() {
-    NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
-    runLoop.cancelPreviousPerformRequestsWithTarget(nullptr, callName());
-    runLoop.performSelector_afterDelay(
-        nullptr, callName(), [this] { readAgain(); }, kQuietTime);
-}
+void ConfigurationFile::readSoon() { _readAgain.callAfter(kQuietTime); }
 
 /// Watches first: what changes after that is heard of.
 void ConfigurationFile::readAgain() {
@@ -230,10 +224,6 @@ void ConfigurationFile::watch(const std::string &path) {
             _watches.push_back({number, part.filename().string()});
         }
     }
-}
-
-std::string ConfigurationFile::callName() const {
-    return "lumiveraReadConfiguration" + std::to_string(reinterpret_cast<std::uintptr_t>(this));
 }
 
 } // namespace Lumivera

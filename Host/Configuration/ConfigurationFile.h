@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Host/Configuration/Configuration.h"
+#include "Host/Support/DeferredCall.h"
 #include "Host/Support/DescriptorWaiter.h"
 
 #include <cstdint>
@@ -73,11 +74,11 @@ class ConfigurationFile final : private DescriptorSource {
     void load();
     void watchFolders();
     void watch(const std::string &path);
-    std::string callName() const;
 
     DescriptorWaiter &_waiter;
     const std::string _path;
     int _notifications = -1;
+    DeferredCall _readAgain;
     std::vector<Watch> _watches;
     Configuration _configuration;
     std::string _problem;

@@ -34,6 +34,7 @@ bool isAllowed(int descriptor) {
 ControlServer::ControlServer(DescriptorWaiter &waiter, ControlTarget &target, std::string desktop,
                              const std::string &folder)
     : _waiter(waiter), _service(target, std::move(desktop)), _path(ControlPlace::socketIn(folder)),
+      _rest([] {}), // the next wait accepts again
       _self(std::make_shared<ControlServer *>(this)) {
     ControlPlace::makeFolder(folder);
     lock(folder);
@@ -49,7 +50,6 @@ ControlServer::ControlServer(DescriptorWaiter &waiter, ControlTarget &target, st
 
 ControlServer::~ControlServer() {
     *_self = nullptr;
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, callName());
     _waiter.remove(*this);
     unlink(_path.c_str());
     close(_listener);
@@ -84,7 +84,7 @@ void ControlServer::listenAtPath() {
 }
 
 /// A connection that cannot be taken would wake us without end.
-short ControlServer::awaitedEvents() const { return _isResting ? 0 : POLLIN; }
+short ControlServer::awaitedEvents() const { return _rest.isPending() ? 0 : POLLIN; }
 
 void ControlServer::serve() {
     for (;;) {
@@ -100,11 +100,7 @@ void ControlServer::serve() {
     }
 }
 
-void ControlServer::restAWhile() {
-    _isResting = true;
-    NSRunLoop::mainRunLoop().performSelector_afterDelay(
-        nullptr, callName(), [this] { _isResting = false; }, kRest);
-}
+void ControlServer::restAWhile() { _rest.callAfter(kRest); }
 
 void ControlServer::welcome(int descriptor) {
     std::string problem;
@@ -128,10 +124,6 @@ ControlPeer *ControlServer::findPeer(std::uint64_t number) {
         return peer->number() == number;
     });
     return found == _peers.end() ? nullptr : found->get();
-}
-
-std::string ControlServer::callName() const {
-    return "lumiveraAcceptAgain" + std::to_string(reinterpret_cast<std::uintptr_t>(this));
 }
 
 void ControlServer::peerAsked(ControlPeer &peer, std::string_view line) {

@@ -2,6 +2,7 @@
 
 #include "Host/Control/ControlPeer.h"
 #include "Host/Control/ControlService.h"
+#include "Host/Support/DeferredCall.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -41,7 +42,6 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
     void restAWhile();
     void welcome(int descriptor);
     ControlPeer *findPeer(std::uint64_t number);
-    std::string callName() const;
 
     void peerAsked(ControlPeer &peer, std::string_view line) override;
     void peerLeft(ControlPeer &peer) override;
@@ -51,7 +51,7 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
     const std::string _path;
     int _lock = -1;
     int _listener = -1;
-    bool _isResting = false;
+    DeferredCall _rest;
     std::uint64_t _lastNumber = 0;
     std::vector<std::unique_ptr<ControlPeer>> _peers;
 

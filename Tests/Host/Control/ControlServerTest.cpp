@@ -3,6 +3,7 @@
 #include "Host/Control/ControlPlace.h"
 #include "Tests/Host/Control/FakeTarget.h"
 #include "Tests/Host/Control/RawClient.h"
+#include "Tests/Host/Views/RealTimeLoop.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -54,22 +55,6 @@ std::string repeated(const std::string &text, int count) {
         result += text;
     }
     return result;
-}
-
-double cpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval &time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-/// The processor's time that serving takes while nothing happens.
-double costOfIdling() {
-    const double before = cpuSeconds();
-    NSRunLoop::mainRunLoop().runForSeconds(0.5);
-    return cpuSeconds() - before;
 }
 
 TEST_F(ControlServerTest, TellsTheStatus) {

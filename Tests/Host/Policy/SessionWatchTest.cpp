@@ -24,22 +24,6 @@ class Recorder final : public SessionWatch::Listener {
     SessionState last;
 };
 
-double cpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval &time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
-/// The processor's time that serving takes while nothing happens.
-double costOfIdling() {
-    const double before = cpuSeconds();
-    NSRunLoop::mainRunLoop().runForSeconds(0.5);
-    return cpuSeconds() - before;
-}
-
 /// The folder of a machine with a mains supply and a battery.
 class FakeSupplies {
   public:
