@@ -1,6 +1,7 @@
 #include "Host/Control/ControlServer.h"
 #include "Host/Control/ControlClient.h"
 #include "Host/Control/ControlPlace.h"
+#include "Host/Support/DeferredCall.h"
 #include "Tests/Host/Control/FakeTarget.h"
 #include "Tests/Host/Control/RawClient.h"
 #include "Tests/Host/Views/RealTimeLoop.h"
@@ -237,6 +238,8 @@ TEST_F(ControlServerTest, WaitsWhenThereAreNoMoreDescriptors) {
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
     // The sanitizer needs descriptors when it first sees a kind of object in use.
+    DeferredCall later([] {});
+    later.callAfter(0);
     costOfIdling();
     EXPECT_EQ(connect()->ask(R"({"do":"pause"})"), kOk);
     const auto client = connect();
