@@ -25,7 +25,7 @@ enum class SurfaceVisibility {
     Visible,
     Covered,    ///< other windows hide all of it
     FullScreen, ///< one window has the whole output to itself
-    Off,        ///< the output shows nothing
+    Off,        ///< the output shows nothing: it is blank or switched off
 };
 
 /// A place behind everything on one output. Main thread.

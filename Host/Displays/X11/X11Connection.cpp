@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <utility>
 #include <xcb/randr.h>
+#include <xcb/screensaver.h>
 #include <xcb/shape.h>
 #include <xcb/shm.h>
 #include <xcb/xcb.h>
@@ -210,7 +211,8 @@ bool X11Connection::chooseVisual() {
 
 /// A descriptor that is sent to a server on another machine breaks the connection.
 void X11Connection::findExtensions() {
-    for (xcb_extension_t *extension : {&xcb_shm_id, &xcb_randr_id, &xcb_shape_id}) {
+    for (xcb_extension_t *extension :
+         {&xcb_shm_id, &xcb_randr_id, &xcb_shape_id, &xcb_screensaver_id}) {
         xcb_prefetch_extension_data(_connection, extension);
     }
     _hasShapes = firstEvent(_connection, &xcb_shape_id) != 0;
@@ -227,6 +229,9 @@ void X11Connection::findExtensions() {
         if (version && (version->major_version > 1 || version->minor_version >= 5)) {
             _monitorEvents = first;
         }
+    }
+    if (const std::uint8_t first = firstEvent(_connection, &xcb_screensaver_id); first != 0) {
+        _screenSaverEvent = static_cast<std::uint8_t>(first + XCB_SCREENSAVER_NOTIFY);
     }
 }
 

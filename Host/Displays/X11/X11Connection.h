@@ -50,6 +50,12 @@ class X11Connection final : private DescriptorSource {
     bool hasMonitors() const { return _monitorEvents.has_value(); }
     bool isMonitorChange(const X11Event &event) const;
 
+    /// Whether the server tells when its screen saver comes and goes.
+    bool hasScreenSaver() const { return _screenSaverEvent.has_value(); }
+    bool isScreenSaverChange(const X11Event &event) const {
+        return event.type() == _screenSaverEvent;
+    }
+
     /// Whether windows may have other shapes than rectangles.
     bool hasShapes() const { return _hasShapes; }
 
@@ -90,6 +96,7 @@ class X11Connection final : private DescriptorSource {
     std::optional<X11Atoms> _atoms;
     std::optional<std::uint8_t> _sharedMemoryEvent;
     std::optional<std::uint8_t> _monitorEvents;
+    std::optional<std::uint8_t> _screenSaverEvent;
     bool _hasShapes = false;
     std::uint32_t _visual = 0;
     std::uint32_t _colormap = 0;

@@ -19,7 +19,7 @@ constexpr NSTimeInterval kRest = 0.05;
 X11Desktop::X11Desktop(DescriptorWaiter &waiter, const Options &options)
     : _options(options),
       _restName("lumiveraX11Rest" + std::to_string(reinterpret_cast<std::uintptr_t>(this))),
-      _connection(waiter, *this), _stack(_connection) {
+      _connection(waiter, *this), _stack(_connection), _screenSaver(_connection) {
     awaitEvents();
     updateDensity();
     updateOutputs();
@@ -45,6 +45,7 @@ void X11Desktop::eventArrived(const X11Event &event) {
     }
     _haveOutputsChanged = _haveOutputsChanged || isOutputChange(event);
     _hasStackChanged = _hasStackChanged || _stack.isChange(event);
+    _screenSaver.eventArrived(event);
     if (event.type() == XCB_PROPERTY_NOTIFY) {
         const auto &property = event.as<xcb_property_notify_event_t>();
         _hasDensityChanged = _hasDensityChanged || (property.window == _connection.root() &&
@@ -61,6 +62,9 @@ void X11Desktop::eventsEnded() {
     }
     if (_hasStackChanged && !_isResting) {
         updateStack();
+    }
+    for (const auto &surface : _surfaces) {
+        surface->setBlank(_screenSaver.isBlank());
     }
 }
 
@@ -132,6 +136,7 @@ void X11Desktop::place(const X11Output &output) {
     }
     _surfaces.push_back(
         std::make_unique<X11Surface>(_connection, output, _density, _options.clickThrough));
+    _surfaces.back()->setBlank(_screenSaver.isBlank());
     if (_listener) {
         _listener->outputAdded(*_surfaces.back());
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Displays/X11/X11ScreenSaver.h"
 #include "Host/Displays/X11/X11Surface.h"
 #include "Host/Displays/X11/X11WindowStack.h"
 
@@ -45,6 +46,7 @@ class X11Desktop final : public Desktop, private X11Listener {
     const std::string _restName;
     X11Connection _connection;
     X11WindowStack _stack;
+    X11ScreenSaver _screenSaver;
     CGFloat _density = 1;
     std::vector<std::unique_ptr<X11Surface>> _surfaces;
     Listener *_listener = nullptr;

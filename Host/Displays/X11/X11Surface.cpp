@@ -49,6 +49,9 @@ SurfaceGeometry X11Surface::geometry() const {
 }
 
 SurfaceVisibility X11Surface::visibility() const {
+    if (_isBlank) {
+        return SurfaceVisibility::Off;
+    }
     return _stackVisibility == SurfaceVisibility::Visible && _isObscured
                ? SurfaceVisibility::Covered
                : _stackVisibility;
@@ -94,6 +97,12 @@ void X11Surface::setDensity(CGFloat density) {
 void X11Surface::setStackVisibility(SurfaceVisibility visibility) {
     const SurfaceVisibility before = this->visibility();
     _stackVisibility = visibility;
+    tellVisibilityUnless(before);
+}
+
+void X11Surface::setBlank(bool isBlank) {
+    const SurfaceVisibility before = visibility();
+    _isBlank = isBlank;
     tellVisibilityUnless(before);
 }
 

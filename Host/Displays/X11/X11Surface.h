@@ -35,6 +35,7 @@ class X11Surface final : public DesktopSurface {
     void setArea(const DeviceRect &area);
     void setDensity(CGFloat density);
     void setStackVisibility(SurfaceVisibility visibility);
+    void setBlank(bool isBlank);
     void eventArrived(const X11Event &event);
 
     /// Goes beneath those windows again, unless one of them insists on its place.
@@ -58,6 +59,7 @@ class X11Surface final : public DesktopSurface {
     Listener *_listener = nullptr;
     SurfaceVisibility _stackVisibility = SurfaceVisibility::Visible;
     std::map<std::uint32_t, unsigned> _lowerings;
+    bool _isBlank = false;
     bool _isObscured = false;
     bool _isMapped = false;
 };

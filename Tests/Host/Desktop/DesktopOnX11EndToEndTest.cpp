@@ -147,6 +147,17 @@ TEST_P(DesktopOnX11EndToEndTest, RestsBehindAWindowOverEverything) {
     EXPECT_TRUE(isRunning());
 }
 
+TEST_P(DesktopOnX11EndToEndTest, RestsOnABlankScreenWithoutUsingTheProcessor) {
+    startBeacon();
+    _screen->run("xset s activate");
+    ASSERT_TRUE(isPausedBy("output-off"));
+    EXPECT_TRUE(usesNoProcessor());
+    _screen->run("xset s reset");
+    EXPECT_TRUE(isRunning());
+    const int before = status()["frames"];
+    EXPECT_TRUE(statusBecomes([&](json output) { return output["frames"] > before; }));
+}
+
 TEST_P(DesktopOnX11EndToEndTest, GoesOnBehindAFullScreenWindowWhereAskedTo) {
     startBeacon({"--no-pause-when-covered"});
     openWindow("Film", {"-fullscreen"});

@@ -107,6 +107,43 @@ TEST_F(X11Visibility, SurvivesTheEndOfTheWindowManager) {
         served([this] { return owner().surface.visibility() != SurfaceVisibility::FullScreen; }));
 }
 
+TEST_F(X11Visibility, IsLostToABlankScreenUntilSomebodyMovesTheMouse) {
+    begin();
+    screen->run("xset s activate");
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Off));
+    EXPECT_EQ(owner().visibilityChanges, 1);
+    xdotool("mousemove 5 5");
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    EXPECT_EQ(owner().visibilityChanges, 2);
+}
+
+TEST_F(X11Visibility, IsLostToABlankScreenWhateverTheWindows) {
+    begin();
+    openWindow("Film", "20x10+50+50", {"-fullscreen"});
+    ASSERT_TRUE(isVisibility(SurfaceVisibility::FullScreen));
+    screen->run("xset s activate");
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Off));
+    screen->run("xset s reset");
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::FullScreen));
+}
+
+TEST_F(X11Visibility, IsNotThereOnAScreenThatIsBlankAlready) {
+    startScreen();
+    screen->run("xset s activate");
+    open();
+    EXPECT_EQ(owner().surface.visibility(), SurfaceVisibility::Off);
+    screen->run("xset s reset");
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+}
+
+TEST_F(X11Visibility, StaysWhereTheScreenSaverDoesNotBlank) {
+    begin();
+    screen->run("xset s noblank");
+    screen->run("xset s activate");
+    openWindow("Film", "20x10+50+50", {"-fullscreen"});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::FullScreen));
+}
+
 // Nothing happens meanwhile, so that what is used is what a poll would cost.
 TEST_F(X11Visibility, CostsNothingWhileNothingChanges) {
     begin();
