@@ -31,6 +31,14 @@ bool takesNewView(const WallpaperChoice &before, const WallpaperChoice &now) {
            isLost(before.scaleLevel, now.scaleLevel);
 }
 
+/// Whether the bundle is not to be begun once more; counts its quick ends.
+bool isGivenUp(const ViewSlot &ended, bool isHopeless, int &quickEnds) {
+    const Clock::Nanoseconds age = Clock::current().now() - ended.startTime;
+    const bool isQuick = age < Clock::nanoseconds(kProof);
+    quickEnds = isQuick ? quickEnds + 1 : 0;
+    return isHopeless || quickEnds >= kMostQuickEnds;
+}
+
 } // namespace
 
 OutputShow::OutputShow(DesktopSurface &surface, ViewMaker makeView, LastGoodBundle &lastGood,
@@ -156,6 +164,7 @@ void OutputShow::viewDrew(RemoteView &view, unsigned index, const std::vector<De
     if (_coming && _coming->view.get() == &view) {
         _lendStandIn.cancel();
         _standIn.reset();
+        forgetStandIns();
         show(_coming);
     } else if (_standIn && _standIn->view.get() == &view) {
         show(_standIn);
@@ -171,7 +180,8 @@ void OutputShow::viewEnded(RemoteView &view, const std::string &reason, bool isH
     const auto take = [&view](std::optional<ViewSlot> &slot) {
         return slot && slot->view.get() == &view ? std::exchange(slot, std::nullopt) : std::nullopt;
     };
-    const bool isOther = take(_standIn).has_value();
+    const auto coming = take(_coming);
+    const auto standIn = take(_standIn);
     const auto shown = take(_shown);
     if (shown) {
         _prove.cancel();
@@ -179,26 +189,46 @@ void OutputShow::viewEnded(RemoteView &view, const std::string &reason, bool isH
         _presented.reset();
         servePictureReaders();
     }
-    const auto coming = take(_coming);
-    const auto &ended = coming ? coming : shown;
-    if (!isOther && ended && !_coming) {
+    const auto &ended = coming ? coming : standIn ? standIn : shown;
+    if (!ended) {
+        return;
+    }
+    if (ended->isStandIn) {
+        standInEnded(*ended, reason, isHopeless);
+    } else if (!_coming) {
         wantedViewEnded(*ended, reason, isHopeless);
+    } else {
+        _lendStandIn.callAfter(kUntilStandIn);
     }
 }
 
 /// What the surface shows stays there meanwhile.
 void OutputShow::wantedViewEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless) {
-    const bool namesBundle = reason.find(slot.bundle) != std::string::npos;
-    const std::string what = name() + ": " + (namesBundle ? reason : slot.bundle + ": " + reason);
-    const Clock::Nanoseconds age = Clock::current().now() - slot.startTime;
-    const bool isQuick = age < Clock::nanoseconds(kProof);
-    _quickEnds = isQuick ? _quickEnds + 1 : 0;
-    if (isHopeless || _quickEnds >= kMostQuickEnds) {
+    const std::string what = description(slot, reason);
+    if (isGivenUp(slot, isHopeless, _quickEnds)) {
         fallBack(what);
     } else {
         _listener.outputSays(what + "; it is begun anew");
         begin();
     }
+}
+
+void OutputShow::standInEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless) {
+    if (isGivenUp(slot, isHopeless, _quickStandInEnds) && slot.bundle == standInBundle()) {
+        _standInIndex = std::max(_standInIndex, _candidateIndex + 1) + 1;
+        _quickStandInEnds = 0;
+    }
+    const std::string next = standInBundle();
+    _listener.outputSays(description(slot, reason) + (next.empty() ? "; nothing else stands in"
+                                                      : next == slot.bundle
+                                                          ? "; it is begun anew"
+                                                          : "; " + next + " stands in instead"));
+    beginStandIn();
+}
+
+std::string OutputShow::description(const ViewSlot &slot, const std::string &reason) const {
+    const bool namesBundle = reason.find(slot.bundle) != std::string::npos;
+    return name() + ": " + (namesBundle ? reason : slot.bundle + ": " + reason);
 }
 
 void OutputShow::fallBack(const std::string &what) {
@@ -209,6 +239,8 @@ void OutputShow::fallBack(const std::string &what) {
         return;
     }
     _candidateIndex = 0;
+    _lendStandIn.cancel();
+    forgetStandIns();
     _retryDelay = std::clamp(_retryDelay * 2, kFirstRetry, kLongestRetry);
     _listener.outputSays(what + "; nothing else can be shown, so all is tried again in " +
                          std::to_string(std::lround(_retryDelay)) + " s");
@@ -228,6 +260,7 @@ void OutputShow::beginChoice() {
     _candidateIndex = 0;
     _quickEnds = 0;
     _retryDelay = 0;
+    forgetStandIns();
     begin();
 }
 
@@ -237,12 +270,14 @@ void OutputShow::begin() {
         return;
     }
     _coming = makeSlot(candidate());
-    if (!_shown && !_standIn) {
+    if (!_coming) {
+        _begin.callAfter(kFirstRetry);
+    } else if (!_shown && !_standIn) {
         _lendStandIn.callAfter(kUntilStandIn);
     }
 }
 
-/// Nothing when there can be no view now; it is tried again later.
+/// Nothing when there can be no view now.
 std::optional<ViewSlot> OutputShow::makeSlot(const std::string &bundle) {
     ViewSlot slot;
     slot.bundle = bundle;
@@ -254,7 +289,6 @@ std::optional<ViewSlot> OutputShow::makeSlot(const std::string &bundle) {
         slot.view = _makeView({bundle, _choice, slot.memory, slot.geometry.density}, *this);
     } catch (const HostError &error) {
         _listener.outputSays(name() + ": " + error.what());
-        _begin.callAfter(kFirstRetry);
         return std::nullopt;
     }
     slot.view->allowDrawing(0);
@@ -263,12 +297,27 @@ std::optional<ViewSlot> OutputShow::makeSlot(const std::string &bundle) {
 
 /// Somebody who waits for a slow wallpaper, or one that hangs, sees another one meanwhile.
 void OutputShow::beginStandIn() {
-    const std::string &bundle = _lastGood.path().empty() || _lastGood.path() == candidate()
-                                    ? _shippedBundle
-                                    : _lastGood.path();
-    if (!_shown && bundle != candidate()) {
-        _standIn = makeSlot(bundle);
+    const std::string bundle = standInBundle();
+    if (_shown || bundle.empty()) {
+        return;
     }
+    _standIn = makeSlot(bundle);
+    if (_standIn) {
+        _standIn->isStandIn = true;
+    } else {
+        _lendStandIn.callAfter(kFirstRetry);
+    }
+}
+
+/// What would be shown next if the candidate ended; empty when that has failed as well.
+std::string OutputShow::standInBundle() const {
+    const std::size_t index = std::max(_standInIndex, _candidateIndex + 1);
+    return index < _candidates.size() ? _candidates[index] : "";
+}
+
+void OutputShow::forgetStandIns() {
+    _standInIndex = 0;
+    _quickStandInEnds = 0;
 }
 
 void OutputShow::show(std::optional<ViewSlot> &coming) {

@@ -16,7 +16,8 @@ namespace Lumivera {
 /// A wallpaper on one output: keeps a view running there, whatever becomes of its processes. A new
 /// view takes the place of the old one with its first picture. One that ends is begun anew; after
 /// two ends within 10 s of their start, or a hopeless one, the last good bundle is shown, and if
-/// that ends too, the shipped one. Main thread.
+/// that ends too, the shipped one. While the first picture takes long, they stand in by the same
+/// rule. Main thread.
 class OutputShow final : private DesktopSurface::Listener, private RemoteView::Listener {
   public:
     /// Hears of the output, in call-outs of the main run loop.
@@ -78,8 +79,12 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     void begin();
     std::optional<ViewSlot> makeSlot(const std::string &bundle);
     void beginStandIn();
+    void forgetStandIns();
     void show(std::optional<ViewSlot> &coming);
+    std::string standInBundle() const;
     void wantedViewEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless);
+    void standInEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless);
+    std::string description(const ViewSlot &slot, const std::string &reason) const;
     void fallBack(const std::string &what);
     void updateRunning();
     void setEverywhere(const WallpaperChoice &choice);
@@ -96,6 +101,10 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     std::vector<std::string> _candidates;
     std::size_t _candidateIndex = 0;
     int _quickEnds = 0;
+
+    /// The first of the candidates that may stand in, where it comes after the one that is wanted.
+    std::size_t _standInIndex = 0;
+    int _quickStandInEnds = 0;
     NSTimeInterval _retryDelay = 0;
 
     /// On the surface; the one that is wanted there, until its first picture; one that is shown

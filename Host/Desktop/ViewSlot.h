@@ -30,6 +30,9 @@ struct ViewSlot {
     std::shared_ptr<SharedPicture> memory;
     std::unique_ptr<RemoteView> view;
     Clock::Nanoseconds startTime = 0;
+
+    /// For the one that is wanted, while that takes long.
+    bool isStandIn = false;
 };
 
 } // namespace Lumivera

@@ -224,6 +224,117 @@ TEST_F(OutputShowTest, ShowsAnotherWallpaperWithinThreeSecondsOfOneThatHangs) {
     EXPECT_EQ(_views.views().size(), 1U);
 }
 
+TEST_F(OutputShowTest, ReplacesAStandInAfterTwoQuickEnds) {
+    _lastGood.set(kGood);
+    _views.behaviours[kAsked].firstPicture = 1000;
+    _views.behaviours[kGood].end = 1;
+    begin();
+    runForSeconds(2.9);
+    EXPECT_EQ(shown(), kGood);
+    runForSeconds(2.5);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kGood, kGood, kShipped));
+    EXPECT_EQ(shown(), kShipped);
+    ASSERT_EQ(_lines.size(), 2U);
+    EXPECT_THAT(_lines[0], HasSubstr("/good: has ended as the test wanted; it is begun anew"));
+    EXPECT_THAT(_lines[1], HasSubstr("/shipped stands in instead"));
+    EXPECT_EQ(_show->status().failedBundle, "") << "the chosen one may still come";
+}
+
+TEST_F(OutputShowTest, ReplacesAStandInThatNeverHadAPicture) {
+    _lastGood.set(kGood);
+    _views.behaviours[kAsked].firstPicture = 20;
+    _views.behaviours[kGood] = {1000, 5, false, {}};
+    begin();
+    runForSeconds(13);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kGood, kGood, kShipped));
+    EXPECT_EQ(shown(), kShipped);
+    runForSeconds(8);
+    EXPECT_EQ(shown(), kAsked);
+    EXPECT_EQ(_views.views().size(), 1U);
+}
+
+TEST_F(OutputShowTest, ReplacesAHopelessStandInAtOnce) {
+    _lastGood.set(kGood);
+    _views.behaviours[kAsked].firstPicture = 1000;
+    _views.behaviours[kGood] = {10, 0.1, true, {}};
+    begin();
+    runForSeconds(3);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kGood, kShipped));
+    EXPECT_EQ(shown(), kShipped);
+}
+
+TEST_F(OutputShowTest, BeginsAStandInAnewThatEndsNowAndThen) {
+    _lastGood.set(kGood);
+    _views.behaviours[kAsked].firstPicture = 1000;
+    _views.behaviours[kGood].end = 11;
+    begin();
+    runForSeconds(26);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kGood, kGood, kGood));
+    EXPECT_EQ(shown(), kGood);
+}
+
+TEST_F(OutputShowTest, DoesWithoutAStandInWhenAllOfThemFail) {
+    _lastGood.set(kGood);
+    _views.behaviours[kAsked].firstPicture = 1000;
+    _views.behaviours[kGood].end = 1;
+    _views.behaviours[kShipped].end = 1;
+    begin();
+    runForSeconds(900);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kGood, kGood, kShipped, kShipped));
+    EXPECT_THAT(_lines.back(), HasSubstr("nothing else stands in"));
+    runForSeconds(101);
+    EXPECT_EQ(shown(), kAsked);
+}
+
+TEST_F(OutputShowTest, LetsAStandInStayWhereAllElseFails) {
+    _views.behaviours[kAsked] = {1000, 5, true, {}};
+    begin();
+    runForSeconds(3);
+    ASSERT_EQ(shown(), kShipped);
+    _views.behaviours[kShipped] = {10, 0.1, true, {}};
+    runForSeconds(4);
+    EXPECT_THAT(_lines.back(), HasSubstr("tried again in 10 s"));
+    EXPECT_EQ(shown(), kShipped);
+    _views.view(kShipped)->endNow();
+    runForSeconds(1);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kShipped, kShipped, kShipped));
+    EXPECT_THAT(_lines.back(), HasSubstr("nothing else stands in"));
+    _views.behaviours[kAsked] = {};
+    runForSeconds(10);
+    EXPECT_EQ(shown(), kAsked);
+}
+
+TEST_F(OutputShowTest, WaitsForASlowWallpaperAlthoughNothingCanStandIn) {
+    _views.behaviours[kAsked].firstPicture = 20;
+    begin();
+    runForSeconds(1);
+    _views.isOutOfProcesses = true;
+    runForSeconds(3);
+    EXPECT_EQ(_lines.size(), 1U);
+    _views.isOutOfProcesses = false;
+    runForSeconds(10);
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, kShipped));
+    EXPECT_EQ(shown(), kShipped);
+    runForSeconds(7);
+    EXPECT_EQ(shown(), kAsked);
+}
+
+TEST_F(OutputShowTest, ShowsAnotherWallpaperWhenTheOldOneEndsBeforeTheNewOneHasAPicture) {
+    begin();
+    runForSeconds(1);
+    _views.behaviours["/slow"].firstPicture = 30;
+    _choice.bundle = "/slow";
+    _show->choose(_choice);
+    runForSeconds(5);
+    ASSERT_EQ(shown(), kAsked);
+    _views.view(kAsked)->endNow();
+    runForSeconds(3);
+    EXPECT_EQ(shown(), kShipped);
+    runForSeconds(25);
+    EXPECT_EQ(shown(), "/slow");
+    EXPECT_THAT(_views.made(), ElementsAre(kAsked, "/slow", kShipped));
+}
+
 TEST_F(OutputShowTest, TriesAgainLaterWhenNothingCanBeShown) {
     _views.behaviours[kAsked] = {10, 0.1, true, {}};
     _views.behaviours[kShipped] = {10, 0.1, true, {}};
