@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <set>
 
 namespace Lumivera {
 
@@ -29,12 +30,17 @@ constexpr const char *kMore =
 void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
 
 ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
-    return [&waiter, isTrusted](const ViewRequest &request, RemoteView::Listener &listener) {
-        return std::make_unique<ViewProcess>(waiter,
-                                             ViewProcess::Start{request.bundle, isTrusted,
-                                                                request.choice, request.memory,
-                                                                request.density},
-                                             listener);
+    // Every view is refused the same.
+    const auto tell = [told = std::make_shared<std::set<std::string>>()](const std::string &name) {
+        if (told->insert(name).second) {
+            log("protection from wallpapers: " + name +
+                ": does not hold, although the kernel has it");
+        }
+    };
+    return [&waiter, isTrusted, tell](const ViewRequest &request, RemoteView::Listener &listener) {
+        const ViewProcess::Start start{request.bundle, isTrusted,       request.choice,
+                                       request.memory, request.density, tell};
+        return std::make_unique<ViewProcess>(waiter, start, listener);
     };
 }
 

@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <unistd.h>
 
 namespace Lumivera {
@@ -77,7 +78,8 @@ class Trial final : private RemoteView::Listener {
         try {
             DescriptorWaiter waiter;
             const auto memory = std::make_shared<SharedPicture>(kTrialSize, kTrialSize, 1);
-            ViewProcess view(waiter, {bundle, false, {}, memory, 1}, *this);
+            const auto refused = [this](const std::string &name) { _refused.insert(name); };
+            ViewProcess view(waiter, {bundle, false, {}, memory, 1, refused}, *this);
             view.allowDrawing(0);
             const Clock::Nanoseconds end = Clock::current().deadlineAfter(kUntilPicture);
             while (!_hasDrawn && _problem.empty() && NSRunLoop::mainRunLoop().runNextCall(end)) {
@@ -93,6 +95,9 @@ class Trial final : private RemoteView::Listener {
                 "install the program whole"};
     }
 
+    /// Whether the kernel has a protection but has refused it.
+    bool wasRefused(const std::string &protection) const { return _refused.contains(protection); }
+
   private:
     void viewDrew(RemoteView &, unsigned, const std::vector<DeviceRect> &) override {
         _hasDrawn = true;
@@ -101,17 +106,27 @@ class Trial final : private RemoteView::Listener {
 
     bool _hasDrawn = false;
     std::string _problem;
+    std::set<std::string> _refused;
 };
+
+Finding findingOf(const Sandbox::Protection &protection, bool wasRefused) {
+    if (wasRefused) {
+        return {protection.name, Level::Bad, "does not hold, although the kernel has it",
+                "look for what this session may not do"};
+    }
+    return protection.holds ? Finding{protection.name, Level::Good, "holds", ""}
+                            : Finding{protection.name, Level::Lacking, "does not hold",
+                                      "use a kernel that has it"};
+}
 
 Section examineProtection() {
     Section section{"Protection from wallpapers", {}};
+    Trial trial;
+    const Finding outcome = trial.run();
     for (const Sandbox::Protection &protection : Sandbox::available()) {
-        section.findings.push_back(protection.holds
-                                       ? Finding{protection.name, Level::Good, "holds", ""}
-                                       : Finding{protection.name, Level::Lacking, "does not hold",
-                                                 "use a kernel that has it"});
+        section.findings.push_back(findingOf(protection, trial.wasRefused(protection.name)));
     }
-    section.findings.push_back(Trial().run());
+    section.findings.push_back(outcome);
     return section;
 }
 

@@ -1,5 +1,6 @@
 #include "Host/Views/Sandbox.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -73,22 +74,23 @@ void allowReading(int ruleset, const std::string &path) {
     close(descriptor);
 }
 
-void confineFiles(const std::vector<std::string> &readable) {
+bool confineFiles(const std::vector<std::string> &readable) {
     const int version = landlockVersion();
     if (version < 1) {
-        return;
+        return false;
     }
     const Ruleset rules = rulesetOf(version);
     const auto ruleset =
         static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, rulesetBytes(version), 0));
     if (ruleset < 0) {
-        return;
+        return false;
     }
     for (const std::string &path : readable) {
         allowReading(ruleset, path);
     }
-    syscall(SYS_landlock_restrict_self, ruleset, 0);
+    const bool isConfined = syscall(SYS_landlock_restrict_self, ruleset, 0) == 0;
     close(ruleset);
+    return isConfined;
 }
 
 /// Calls that reach out of the process. Drawing, threads and reading files need none of them.
@@ -168,10 +170,10 @@ void confineOpening(scmp_filter_ctx filter) {
 /// A call is let through unless a rule meets it. Calls that hide their arguments in memory are
 /// said not to be there: the C library then takes the ones that show them. So are those that nobody
 /// could know of here.
-void confineCalls() {
+bool confineCalls() {
     const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
     if (!filter) {
-        return;
+        return false;
     }
     for (const int call : kForbidden) {
         forbid(filter, call);
@@ -188,13 +190,28 @@ void confineCalls() {
     }
     confineArguments(filter);
     confineOpening(filter);
-    seccomp_load(filter);
+    const bool isConfined = seccomp_load(filter) == 0;
     seccomp_release(filter);
+    return isConfined;
 }
 
-void limit(__rlimit_resource resource, rlim_t amount) {
-    const rlimit value{amount, amount};
-    setrlimit(resource, &value);
+/// A limit that is tighter already stays.
+bool limit(__rlimit_resource resource, rlim_t amount) {
+    rlimit value{};
+    if (getrlimit(resource, &value) != 0) {
+        return false;
+    }
+    value = {std::min(value.rlim_cur, amount), std::min(value.rlim_max, amount)};
+    return setrlimit(resource, &value) == 0;
+}
+
+bool limitMemory([[maybe_unused]] rlim_t bytes) {
+    bool isLimited = limit(RLIMIT_CORE, 0);
+    isLimited = limit(RLIMIT_NOFILE, kOpenFiles) && isLimited;
+#ifndef LUMIVERA_NEEDS_ADDRESS_SPACE
+    isLimited = limit(RLIMIT_AS, bytes) && isLimited;
+#endif
+    return isLimited;
 }
 
 } // namespace
@@ -210,16 +227,19 @@ std::vector<Protection> available() {
             {"a memory limit", true}};
 }
 
-void enter(const Limits &limits) {
-    limit(RLIMIT_CORE, 0);
-    limit(RLIMIT_NOFILE, kOpenFiles);
-#ifndef LUMIVERA_NEEDS_ADDRESS_SPACE
-    limit(RLIMIT_AS, limits.bytes);
-#endif
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0) {
-        confineFiles(limits.readable);
-        confineCalls();
+std::uint32_t enter(const Limits &limits) {
+    const std::vector<Protection> offered = available();
+    const bool isMemoryLimited = limitMemory(limits.bytes);
+    const bool isWithoutPrivileges = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
+    const bool areFilesConfined = isWithoutPrivileges && confineFiles(limits.readable);
+    const bool areCallsConfined = isWithoutPrivileges && confineCalls();
+    const bool holds[] = {isWithoutPrivileges, areFilesConfined, areFilesConfined, areCallsConfined,
+                          isMemoryLimited};
+    std::uint32_t refused = 0;
+    for (std::size_t i = 0; i < std::size(holds); ++i) {
+        refused |= offered.at(i).holds && !holds[i] ? 1U << i : 0;
     }
+    return refused;
 }
 
 } // namespace Lumivera::Sandbox

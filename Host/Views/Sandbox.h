@@ -13,7 +13,7 @@ struct Protection {
     bool holds = false;
 };
 
-/// What enter() can count on here. Changes nothing.
+/// What enter() can count on here: all kinds, always in the same order. Changes nothing.
 std::vector<Protection> available();
 
 struct Limits {
@@ -26,7 +26,8 @@ struct Limits {
 
 /// Gives up for ever what drawing does not need: further privileges, files but for reading the
 /// given ones, other processes, the network and any other new connection, memory beyond the limit.
-/// What the kernel does not have is left out. Called while the process has one thread.
-void enter(const Limits &limits);
+/// What the kernel does not have is left out. Gives a bit, as they are ordered by available(), for
+/// every protection that the kernel has but has refused. Called while the process has one thread.
+std::uint32_t enter(const Limits &limits);
 
 } // namespace Lumivera::Sandbox

@@ -36,10 +36,11 @@ struct ViewOrder {
 /// From the view to the host, who trusts none of it.
 struct ViewReport {
     enum class Kind : std::uint32_t {
-        Picture, ///< the picture `index` is drawn; what changed is in the first `count` rectangles
-        Petals,  ///< the view has `petals` of them
-        Answer,  ///< to Ping and Rest
-        Failure, ///< the view cannot be made; `text` says why, and the process ends
+        Picture,  ///< the picture `index` is drawn; what changed is in the first `count` rectangles
+        Petals,   ///< the view has `petals` of them
+        Answer,   ///< to Ping and Rest
+        Confined, ///< once, before the bundle is read; `index` are the bits of Sandbox::enter()
+        Failure,  ///< the view cannot be made; `text` says why, and the process ends
     };
 
     static constexpr std::uint32_t kMostRects = 32;

@@ -2,6 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/Spawning.h"
+#include "Host/Views/Sandbox.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -62,7 +63,8 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
 
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener,
                          std::pair<PacketSocket, PacketSocket> ends)
-    : _watch(watch), _listener(listener), _memory(start.memory), _check([this] { check(); }),
+    : _watch(watch), _listener(listener), _memory(start.memory),
+      _protectionRefused(start.protectionRefused), _check([this] { check(); }),
       _connection(std::move(ends.first)), _lastSign(Clock::current().now()),
       _pictureDeadline(_lastSign + kPatienceTime), _isWanted(_memory->count()) {
     begin(start, ends.second);
@@ -278,6 +280,8 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes) {
         return true;
     case ViewReport::Kind::Answer:
         return takeAnswer();
+    case ViewReport::Kind::Confined:
+        return takeConfinement(report);
     case ViewReport::Kind::Failure: {
         const std::size_t room = bytes - offsetof(ViewReport, text);
         endWith(inOneLine({report.text, strnlen(report.text, room)}),
@@ -299,6 +303,21 @@ bool ViewProcess::takeAnswer() {
     }
     --_answersDue;
     _answerDeadline = _answersDue == 0 ? Clock::kNever : _lastSign + kPatienceTime;
+    return true;
+}
+
+bool ViewProcess::takeConfinement(const ViewReport &report) {
+    if (!std::exchange(_isConfinementDue, false)) {
+        return refuse();
+    }
+    if (report.index != 0 && _protectionRefused) {
+        const std::vector<Sandbox::Protection> protections = Sandbox::available();
+        for (std::size_t i = 0; i < protections.size(); ++i) {
+            if ((report.index >> i & 1) != 0) {
+                _protectionRefused(protections[i].name);
+            }
+        }
+    }
     return true;
 }
 

@@ -8,7 +8,9 @@
 #include "Host/Views/ViewMessages.h"
 #include "Platform/Foundation/Clock.h"
 
+#include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace Lumivera {
@@ -27,6 +29,9 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
         WallpaperChoice choice;
         std::shared_ptr<SharedPicture> memory;
         CGFloat density = 1;
+
+        /// Told the names of the protections that the kernel has but has refused to this view.
+        std::function<void(const std::string &name)> protectionRefused = {};
     };
 
     /// A HostError when there can be no process. Watch and listener are not owned.
@@ -56,6 +61,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     void serve() override;
     bool readReports();
     bool take(const ViewReport &report, std::size_t bytes);
+    bool takeConfinement(const ViewReport &report);
     bool takePicture(const ViewReport &report, std::size_t bytes);
     bool takeAnswer();
     bool refuse();
@@ -77,6 +83,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     DescriptorWatch &_watch;
     Listener &_listener;
     const std::shared_ptr<SharedPicture> _memory;
+    const std::function<void(const std::string &name)> _protectionRefused;
     DeferredCall _check;
     PacketSocket _connection;
     int _process = -1;
@@ -93,6 +100,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     std::vector<bool> _isWanted;
     unsigned _answersDue = 0;
     unsigned _petalsDue = 1;
+    bool _isConfinementDue = true;
     bool _isRunning = true;
     bool _isStopped = false;
     bool _isDeaf = false;

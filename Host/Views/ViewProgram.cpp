@@ -55,12 +55,16 @@ std::vector<std::string> readablePaths(const fs::path &bundle) {
     return paths;
 }
 
-void enterSandbox(const std::string &bundle, const SharedPicture &memory) {
+void enterSandbox(const PacketSocket &host, const std::string &bundle,
+                  const SharedPicture &memory) {
     // Every further arena would take up address space that nothing uses.
     mallopt(M_ARENA_MAX, 1);
     const std::uint64_t pixels = std::uint64_t{memory.width()} * memory.height();
-    Sandbox::enter(
+    ViewReport report;
+    report.kind = ViewReport::Kind::Confined;
+    report.index = Sandbox::enter(
         {readablePaths(bundle), kAddressSpace + kAddressSpacePerPixel * pixels + memory.bytes()});
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
 }
 
 void reportFailure(const PacketSocket &host, const char *text) {
@@ -91,7 +95,7 @@ int runViewProgram(int argumentCount, const char *const *arguments) {
     const PacketSocket host(descriptor);
     try {
         ViewService::Start start = ViewService::readStart(host);
-        enterSandbox(arguments[2], *start.memory);
+        enterSandbox(host, arguments[2], *start.memory);
         const WallpaperBundle bundle(arguments[2], isTrusted ? WallpaperBundle::Trust::Anybody
                                                              : WallpaperBundle::Trust::UserAndRoot);
         ViewService(host, std::move(start), bundle).run();

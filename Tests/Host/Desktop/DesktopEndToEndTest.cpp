@@ -1,13 +1,17 @@
+#include "Host/Views/Sandbox.h"
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
 #include "Tests/Host/Policy/FakeSystem.h"
+#include "Tests/Host/Views/LandlockLayers.h"
 #include "Tests/Host/VirtualScreen.h"
 
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <unistd.h>
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -46,6 +50,29 @@ TEST_F(DesktopEndToEndTest, ShowsTheShippedWallpaperWithoutAnyWord) {
     EXPECT_EQ(shown->height(), 1080U);
     EXPECT_EQ(quit(), 0);
     EXPECT_EQ(log(), "");
+}
+
+TEST_F(DesktopEndToEndTest, TellsOnceOfAProtectionThatTheKernelRefuses) {
+    std::string lines;
+    for (const Lumivera::Sandbox::Protection &protection : Lumivera::Sandbox::available()) {
+        if (protection.holds && protection.name.find("Landlock") != std::string::npos) {
+            lines += "lumivera: protection from wallpapers: " + protection.name +
+                     ": does not hold, although the kernel has it\n";
+        }
+    }
+    if (lines.empty()) {
+        GTEST_SKIP() << "needs a kernel with Landlock";
+    }
+    const auto run = [this] {
+        useUpLandlock();
+        startHeadless({});
+        const bool isShown = shows("Lumivera.bundle") &&
+                             ctl({"wallpaper", "Maple"}).status() == 0 && shows("Maple.bundle");
+        quit();
+        std::fputs(log().c_str(), stderr);
+        _exit(isShown ? 0 : 1);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0), testing::StrEq(lines));
 }
 
 TEST_F(DesktopEndToEndTest, TakesItsWallpaperFromTheCommandLine) {

@@ -1,4 +1,6 @@
+#include "Host/Views/Sandbox.h"
 #include "Tests/Host/ProgramRun.h"
+#include "Tests/Host/Views/LandlockLayers.h"
 #include "Tests/Host/VirtualScreen.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
@@ -6,8 +8,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cstdio>
 #include <filesystem>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using nlohmann::json;
 using ::testing::HasSubstr;
@@ -55,6 +59,20 @@ TEST_F(DoctorEndToEndTest, SaysWhatTheScreenIsLike) {
     ASSERT_EQ(report["outputs"].size(), 1U);
     EXPECT_EQ(report["outputs"][0]["width"], 640);
     EXPECT_EQ(report["outputs"][0]["height"], 480);
+}
+
+TEST_F(DoctorEndToEndTest, SaysWhatTheKernelRefuses) {
+    const Lumivera::Sandbox::Protection files = Lumivera::Sandbox::available().at(1);
+    if (!files.holds) {
+        GTEST_SKIP() << "needs a kernel with Landlock";
+    }
+    const auto run = [this] {
+        useUpLandlock();
+        std::fputs(doctor().output().c_str(), stderr);
+        _exit(0);
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(0),
+                HasSubstr("!!  " + files.name + ": does not hold, although the kernel has it"));
 }
 
 TEST_F(DoctorEndToEndTest, SaysWhatIsWrongWithAWallpaper) {

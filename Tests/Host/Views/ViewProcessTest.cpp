@@ -230,6 +230,12 @@ TEST_F(ViewProcessTest, IsEndedWhenItShowsPicturesThatNobodyAskedFor) {
     EXPECT_EQ(_pictures, 1);
 }
 
+TEST_F(ViewProcessTest, IsEndedWhenItSaysThatItIsNotConfined) {
+    beginHostile("complain-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("says what makes no sense"));
+}
+
 TEST_F(ViewProcessTest, IsEndedWhenItHasTooManyThreads) {
     beginHostile("multiply-in-init");
     ASSERT_TRUE(hasEnded());

@@ -127,7 +127,7 @@ void reachOut() {
     execv("/bin/true", arguments);
 }
 
-/// To the host, of a kind: 0 a picture, 1 petals, 2 an answer.
+/// To the host, of a kind: 0 a picture, 1 petals, 2 an answer, 3 how it is confined.
 void report(std::uint32_t kind) {
     const std::array<std::uint32_t, 8> words{kind};
     send(kConnection, words.data(), sizeof words, MSG_NOSIGNAL);
@@ -145,6 +145,8 @@ void flood() {
 }
 
 void intrude() { report(0); }
+
+void complain() { report(3); }
 
 void beBusy() { std::thread(loop).detach(); }
 
@@ -167,9 +169,10 @@ void multiply() {
 
 void misbehave(const std::string &moment) {
     static const std::map<std::string, void (*)()> deeds = {
-        {"crash", crash},     {"loop", loop},          {"allocate", allocate},    {"exit", leave},
-        {"print", print},     {"reach-out", reachOut}, {"throw", raiseException}, {"flood", flood},
-        {"intrude", intrude}, {"be-busy", beBusy},     {"multiply", multiply}};
+        {"crash", crash},          {"loop", loop},         {"allocate", allocate},
+        {"exit", leave},           {"print", print},       {"reach-out", reachOut},
+        {"throw", raiseException}, {"flood", flood},       {"intrude", intrude},
+        {"be-busy", beBusy},       {"multiply", multiply}, {"complain", complain}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {
