@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <functional>
 
 namespace {
 
@@ -15,6 +16,9 @@ constexpr std::uint32_t kBlack = 0xFF000000;
 // other is still near the processor.
 constexpr int kBandBytes = 1 << 22;
 constexpr int kLeastBandRows = 16;
+
+// More than most have, so that few are found twice.
+constexpr std::size_t kSpansAnItem = 96;
 
 // Where threads share a picture.
 constexpr int kBandsAThread = 4;
@@ -78,35 +82,82 @@ void DisplayListPainter::setThreads(unsigned count) {
     }
 }
 
-void DisplayListPainter::mark(const DisplayItem &item, CellMask &mask) {
-    mark(item, mask, nullptr, _hands.front().sprites);
+// The memory for spans is taken at once, and what finds no room in it is found anew.
+void DisplayListPainter::beginFrame(const DisplayList &list, const DeviceRect &device) {
+    _list = &list;
+    _device = device;
+    _found.clear();
+    _found.reserve(list.items().capacity());
+    _spans.clear();
+    _spans.reserve(list.items().capacity() * kSpansAnItem);
 }
 
-void DisplayListPainter::mark(const Item &item, CellMask &mask, CellMask *again,
-                              SpritePainter &sprites) {
+void DisplayListPainter::mark(const DisplayItem &item, CellMask &mask) {
+    _found.resize(_list->items().size());
+    mark(item, {mask, nullptr, _hands.front().sprites, true});
+}
+
+void DisplayListPainter::mark(const Item &item, const Marking &marking) {
     if (item.kind == Item::Kind::Group) {
         for (const Item *member = &item + 1; member < &item + item.length;
              member += member->length) {
-            mark(*member, mask, again, sprites);
+            mark(*member, marking);
         }
-        return;
+    } else if (isSprite(item)) {
+        markSprite(item, marking);
+    } else {
+        marking.mask.add(item.bounds, marking.again);
     }
-    if (item.kind == Item::Kind::Picture && !item.isInPerspective() &&
-        !isCopy(item.map, *item.image) && !isWorthScaling(item)) {
-        if (const auto picture = sampled(item)) {
-            sprites.mark(item.bounds.intersection(mask.area()), *picture->texels, picture->quad,
-                         mask, again);
-        }
-        return;
-    }
-    mask.add(item.bounds, again);
 }
 
-void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
-                               const CellMask *mask) {
-    const std::vector<Item> &items = list.items();
+void DisplayListPainter::markSprite(const Item &item, const Marking &marking) {
+    const auto add = [&](const auto &shown) {
+        for (int y = shown.top(); y < shown.bottom(); y++) {
+            const PolygonSpans::Span row = shown.row(y);
+            marking.mask.add(y, row.left, row.right, marking.again);
+        }
+    };
+    const DeviceRect clip = item.bounds.intersection(marking.mask.area());
+    Found *const found = foundOf(item);
+    if (found && found->sprite) {
+        add(PolygonSpans::Kept(&_spans[found->firstSpan], found->top, found->bottom, clip));
+    } else if (const auto sprite = sampled(item)) {
+        const PolygonSpans &shown = marking.sprites.findShown(*sprite->texels, sprite->quad, clip);
+        add(shown);
+        if (found && marking.isKept) {
+            keep(*sprite, shown, *found);
+        }
+    }
+}
+
+// Null for items of another list, and when nothing was marked.
+DisplayListPainter::Found *DisplayListPainter::foundOf(const Item &item) {
+    const Item *const first = _list->items().data();
+    const bool isOurs =
+        std::greater_equal<>()(&item, first) && std::less<>()(&item, first + _found.size());
+    return isOurs ? &_found[static_cast<std::size_t>(&item - first)] : nullptr;
+}
+
+void DisplayListPainter::keep(const Sampled &sprite, const PolygonSpans &shown, Found &found) {
+    const auto rows = static_cast<std::size_t>(shown.bottom() - shown.top());
+    if (rows == 0 || rows > _spans.capacity() - _spans.size()) {
+        return;
+    }
+    found = {sprite, _spans.size(), shown.top(), shown.bottom()};
+    for (int y = shown.top(); y < shown.bottom(); y++) {
+        _spans.push_back(shown.row(y));
+    }
+}
+
+bool DisplayListPainter::isSprite(const Item &item) const {
+    return item.kind == Item::Kind::Picture && !item.isInPerspective() &&
+           !isCopy(item.map, *item.image) && !isWorthScaling(item);
+}
+
+void DisplayListPainter::paint(const PixelArea &target, const CellMask *mask) {
+    const std::vector<Item> &items = _list->items();
     const bool isHidden = !items.empty() && hidesAll(items.front());
-    const int rows = bandRows(list);
+    const int rows = bandRows();
     std::atomic<int> nextTop{_device.top};
     const auto work = [&](Hand &hand) {
         hand.buffers.setLargest({_device.left, _device.top, _device.right,
@@ -114,7 +165,7 @@ void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
         for (int top; (top = nextTop.fetch_add(rows)) < _device.bottom;) {
             const DeviceRect band{_device.left, top, _device.right,
                                   std::min(top + rows, _device.bottom)};
-            paintBand(list, {hand, target, {band, mask}, kFullWeight}, isHidden);
+            paintBand({hand, target, {band, mask}, kFullWeight}, isHidden);
         }
     };
     const bool isShared = rows < _device.height();
@@ -129,14 +180,15 @@ void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
 
 // Several for each thread, so that they end at the same time. More large pictures than are kept
 // would drive out what another thread draws: then one draws all.
-int DisplayListPainter::bandRows(const DisplayList &list) const {
+int DisplayListPainter::bandRows() const {
     if (_helpers.empty()) {
         return std::max(kBandBytes / (_device.width() * 4), kLeastBandRows);
     }
     const auto isLarge = [&](const Item &item) {
         return item.kind == Item::Kind::Picture && isWorthScaling(item);
     };
-    const auto large = std::count_if(list.items().begin(), list.items().end(), isLarge);
+    const std::vector<Item> &items = _list->items();
+    const auto large = std::count_if(items.begin(), items.end(), isLarge);
     if (static_cast<std::size_t>(large) > ScaledPictures::kMostEntries) {
         return _device.height();
     }
@@ -144,11 +196,12 @@ int DisplayListPainter::bandRows(const DisplayList &list) const {
     return std::max(_device.height() / bands, kLeastBandRows);
 }
 
-void DisplayListPainter::paintBand(const DisplayList &list, const Canvas &canvas, bool isHidden) {
+void DisplayListPainter::paintBand(const Canvas &canvas, bool isHidden) {
     if (!isHidden) {
         clear(canvas.target, canvas.clip, kBlack);
     }
-    paintMembers(list.items().data(), list.items().data() + list.items().size(), canvas);
+    const std::vector<Item> &items = _list->items();
+    paintMembers(items.data(), items.data() + items.size(), canvas);
 }
 
 void DisplayListPainter::endFrame() {
@@ -215,7 +268,7 @@ void DisplayListPainter::paintItem(const Item &item, const Canvas &canvas) {
 // Only where members may overlap need they be drawn as one first. Elsewhere each fades by itself.
 void DisplayListPainter::paintGroup(const Item &group, const Canvas &canvas) {
     GroupBuffers::Buffer &buffer = canvas.hand.buffers.take(canvas.clip.rect);
-    mark(group, buffer.shown, &buffer.shared, canvas.hand.sprites);
+    mark(group, {buffer.shown, &buffer.shared, canvas.hand.sprites, false});
     if (canvas.clip.mask) {
         buffer.shown.keep(*canvas.clip.mask);
         buffer.shared.keep(*canvas.clip.mask);
@@ -243,7 +296,7 @@ void DisplayListPainter::paintMask(const Item &group, const Canvas &canvas) {
     GroupBuffers::Buffer &buffer = canvas.hand.buffers.take(canvas.clip.rect);
     for (const Item *member = &group + 1; member < &group + group.length;
          member += member->length) {
-        mark(*member, buffer.shown, nullptr, canvas.hand.sprites);
+        mark(*member, {buffer.shown, nullptr, canvas.hand.sprites, false});
     }
     if (canvas.clip.mask) {
         buffer.shown.keep(*canvas.clip.mask);
@@ -279,16 +332,22 @@ void DisplayListPainter::paintInto(const PixelArea &pixels, const CellMask &show
 
 void DisplayListPainter::paintPicture(const Item &item, const Canvas &canvas) {
     CGImage &image = *item.image;
-    if (isCopy(item.map, image)) {
+    if (const Found *const found = foundOf(item); found && found->sprite) {
+        const PolygonSpans::Kept shown(&_spans[found->firstSpan], found->top, found->bottom,
+                                       canvas.clip.rect);
+        canvas.hand.sprites.draw(canvas.target, canvas.clip, *found->sprite->texels,
+                                 found->sprite->quad, canvas.weight, shown);
+    } else if (isCopy(item.map, image)) {
         QuadPainter::copyPicture(_kernels, canvas.target, canvas.clip, Picture::whole(image),
                                  static_cast<int>(std::round(item.map.tx)),
                                  static_cast<int>(std::round(item.map.ty)), canvas.weight);
     } else if (isWorthScaling(item)) {
         QuadPainter::copyPicture(_kernels, canvas.target, canvas.clip, scaledFor(item),
                                  item.bounds.left, item.bounds.top, canvas.weight);
-    } else if (const auto picture = sampled(item)) {
-        canvas.hand.sprites.draw(canvas.target, canvas.clip, *picture->texels, picture->quad,
-                                 canvas.weight);
+    } else if (const auto sprite = sampled(item)) {
+        SpritePainter &sprites = canvas.hand.sprites;
+        sprites.draw(canvas.target, canvas.clip, *sprite->texels, sprite->quad, canvas.weight,
+                     sprites.findShown(*sprite->texels, sprite->quad, canvas.clip.rect));
     }
 }
 

@@ -22,15 +22,16 @@ class DisplayListPainter {
     /// How many threads draw, the caller's included; 1 at first.
     void setThreads(unsigned count);
 
-    /// Comes before the other calls of a frame; `device` is the whole target.
-    void beginFrame(const DeviceRect &device) { _device = device; }
+    /// Comes before the other calls of a frame; `list` is what it shows, and `device` the whole
+    /// target.
+    void beginFrame(const DisplayList &list, const DeviceRect &device);
 
-    /// Adds the pixels that an item of a list, with its members, may change.
+    /// Adds the pixels that an item of this or another list, with its members, may change.
     void mark(const DisplayItem &item, CellMask &mask);
 
-    /// Draws over black: all, or only what is in the mask, whose area is the device. A pixel comes
-    /// out the same either way.
-    void paint(const DisplayList &list, const PixelArea &target, const CellMask *mask);
+    /// Draws the frame's list over black: all, or only what is in the mask, whose area is the
+    /// device. A pixel comes out the same either way.
+    void paint(const PixelArea &target, const CellMask *mask);
 
     /// Forgets what frames no longer use.
     void endFrame();
@@ -43,6 +44,24 @@ class DisplayListPainter {
     struct Sampled {
         const SpriteTexels *texels;
         DeviceQuad quad;
+    };
+
+    // What was found when an item of the frame's list was marked, for drawing it: a sprite, and
+    // where the spans of its rows are.
+    struct Found {
+        std::optional<Sampled> sprite;
+        std::size_t firstSpan = 0;
+        int top = 0;
+        int bottom = 0;
+    };
+
+    // Where to note which pixels items may change, see CellMask::add(), and whether to keep what is
+    // found for drawing.
+    struct Marking {
+        CellMask &mask;
+        CellMask *again;
+        SpritePainter &sprites;
+        bool isKept;
     };
 
     // What a thread draws with.
@@ -61,10 +80,14 @@ class DisplayListPainter {
         std::uint32_t weight;
     };
 
+    Found *foundOf(const Item &item);
+    void keep(const Sampled &sprite, const PolygonSpans &shown, Found &found);
     bool hidesAll(const Item &item);
-    int bandRows(const DisplayList &list) const;
-    void paintBand(const DisplayList &list, const Canvas &canvas, bool isHidden);
-    void mark(const Item &item, CellMask &mask, CellMask *again, SpritePainter &sprites);
+    int bandRows() const;
+    void paintBand(const Canvas &canvas, bool isHidden);
+    void mark(const Item &item, const Marking &marking);
+    void markSprite(const Item &item, const Marking &marking);
+    bool isSprite(const Item &item) const;
     void paintMembers(const Item *first, const Item *end, const Canvas &canvas);
     void paintItem(const Item &item, const Canvas &canvas);
     void paintGroup(const Item &group, const Canvas &canvas);
@@ -80,7 +103,12 @@ class DisplayListPainter {
     bool isWorthScaling(const Item &item) const;
 
     const PixelKernels &_kernels;
+    const DisplayList *_list = nullptr;
     DeviceRect _device;
+
+    // One for each item of the list.
+    std::vector<Found> _found;
+    std::vector<PolygonSpans::Span> _spans;
 
     // The first one is the caller's.
     std::deque<Hand> _hands;

@@ -35,6 +35,32 @@ class PolygonSpans {
         return {std::max(_lefts[index], _clipLeft), std::min(_rights[index], _clipRight)};
     }
 
+    /// Those of all rows, the pixels of another clip only; as here, but kept elsewhere.
+    class Kept {
+      public:
+        /// `spans` has one for each row in [top, bottom). Not owned.
+        Kept(const Span *spans, int top, int bottom, const DeviceRect &clip)
+            : _spans(spans), _firstRow(top), _top(std::max(top, clip.top)),
+              _bottom(std::max(_top, std::min(bottom, clip.bottom))), _clipLeft(clip.left),
+              _clipRight(clip.right) {}
+
+        int top() const { return _top; }
+        int bottom() const { return _bottom; }
+
+        Span row(int y) const {
+            const Span &span = _spans[y - _firstRow];
+            return {std::max(span.left, _clipLeft), std::min(span.right, _clipRight)};
+        }
+
+      private:
+        const Span *_spans;
+        int _firstRow;
+        int _top;
+        int _bottom;
+        int _clipLeft;
+        int _clipRight;
+    };
+
   private:
     void addEdge(const Point &from, const Point &to, int first, int end, bool isLeft);
     void addFarEdge(const Point &from, double slope, int first, int end, bool isLeft);

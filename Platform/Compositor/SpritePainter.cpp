@@ -123,9 +123,10 @@ struct SpritePainter::Sprite {
     const bool canCheck;
 };
 
+template <class Spans>
 void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const SpriteTexels &texels,
-                         const DeviceQuad &quad, std::uint32_t weight) {
-    if (texels.outline().empty || clip.rect.isEmpty()) {
+                         const DeviceQuad &quad, std::uint32_t weight, const Spans &shown) {
+    if (shown.top() == shown.bottom()) {
         return;
     }
     const Positions positions(quad, texels.width(), texels.height());
@@ -135,10 +136,10 @@ void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const S
     const Sprite sprite{target,    texels,
                         quad,      weight / 65536.0,
                         positions, isSmall(positions.step.u) && isSmall(positions.step.v)};
-    findShown(texels, quad, clip.rect);
     const bool hasEdges = findInside(texels, quad, clip.rect);
-    for (int y = _shown.top(); y < _shown.bottom(); y++) {
-        clip.forEachRun(y, _shown.row(y).left, _shown.row(y).right, [&](int left, int right) {
+    for (int y = shown.top(); y < shown.bottom(); y++) {
+        const PolygonSpans::Span row = shown.row(y);
+        clip.forEachRun(y, row.left, row.right, [&](int left, int right) {
             if (!hasEdges) {
                 addInside(sprite, y, left, right);
                 return;
@@ -152,21 +153,19 @@ void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const S
     flush(sprite);
 }
 
-void SpritePainter::mark(const DeviceRect &clip, const SpriteTexels &texels, const DeviceQuad &quad,
-                         CellMask &mask, CellMask *again) {
-    if (texels.outline().empty || clip.isEmpty()) {
-        return;
-    }
-    findShown(texels, quad, clip);
-    for (int y = _shown.top(); y < _shown.bottom(); y++) {
-        mask.add(y, _shown.row(y).left, _shown.row(y).right, again);
-    }
-}
+template void SpritePainter::draw(const PixelArea &, const PaintClip &, const SpriteTexels &,
+                                  const DeviceQuad &, std::uint32_t, const PolygonSpans &);
+template void SpritePainter::draw(const PixelArea &, const PaintClip &, const SpriteTexels &,
+                                  const DeviceQuad &, std::uint32_t, const PolygonSpans::Kept &);
 
 // An outline that touches the picture's edge reaches to where that fades out.
-void SpritePainter::findShown(const SpriteTexels &texels, const DeviceQuad &quad,
-                              const DeviceRect &clip) {
+const PolygonSpans &SpritePainter::findShown(const SpriteTexels &texels, const DeviceQuad &quad,
+                                             const DeviceRect &clip) {
     const SpriteOutline &outline = texels.outline();
+    if (outline.empty || clip.isEmpty()) {
+        _shown.clear();
+        return _shown;
+    }
     const auto widened = [](double place, int side, double units) {
         return place <= 0 ? -units / 2 : place >= side ? side + units / 2 : place;
     };
@@ -177,6 +176,7 @@ void SpritePainter::findShown(const SpriteTexels &texels, const DeviceQuad &quad
                               widened(corner.v, texels.height(), quad.unitsY()));
     }
     _shown.find(corners, clip);
+    return _shown;
 }
 
 // Finds what is covered wholly and has four texels around each pixel. False when that is all.

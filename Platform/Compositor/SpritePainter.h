@@ -13,20 +13,20 @@ class SpritePainter {
   public:
     explicit SpritePainter(const PixelKernels &kernels) : _kernels(kernels) {}
 
-    /// The texels fill `quad`, which was made with their size. `clip` must lie within the target;
-    /// `weight` is of 65536.
-    void draw(const PixelArea &target, const PaintClip &clip, const SpriteTexels &texels,
-              const DeviceQuad &quad, std::uint32_t weight);
+    /// Which pixels of `clip` draw() may change, row by row. The texels fill `quad`, which was made
+    /// with their size. Valid until the next call.
+    const PolygonSpans &findShown(const SpriteTexels &texels, const DeviceQuad &quad,
+                                  const DeviceRect &clip);
 
-    /// Adds the pixels of `clip` that draw() may change; see CellMask::add().
-    void mark(const DeviceRect &clip, const SpriteTexels &texels, const DeviceQuad &quad,
-              CellMask &mask, CellMask *again);
+    /// `clip` must lie within the target, and `shown` be of it; `weight` is of 65536.
+    template <class Spans>
+    void draw(const PixelArea &target, const PaintClip &clip, const SpriteTexels &texels,
+              const DeviceQuad &quad, std::uint32_t weight, const Spans &shown);
 
   private:
     class Positions;
     struct Sprite;
 
-    void findShown(const SpriteTexels &texels, const DeviceQuad &quad, const DeviceRect &clip);
     bool findInside(const SpriteTexels &texels, const DeviceQuad &quad, const DeviceRect &clip);
     PolygonSpans::Span insideOf(const PolygonSpans::Span &run, int y) const;
     void addInside(const Sprite &sprite, int y, int from, int to);
