@@ -19,6 +19,12 @@ struct SpriteSource {
     std::int32_t lastV = 0;
 };
 
+/// What a sprite's rows have in common: how far one pixel lies from the next.
+struct SpriteStep {
+    std::int32_t u = 0;
+    std::int32_t v = 0;
+};
+
 /// Pixels side by side, and where among the texel centres the first one lies. Positions have 16
 /// fractional bits and are of the middle of texels: 0 is the first one's.
 struct SpriteRow {
@@ -31,12 +37,13 @@ struct SpriteRow {
     std::uint32_t v = 0;
     /// Of kSpriteWeight, one a pixel; only where drawEdges() is asked.
     const std::uint32_t *weights = nullptr;
-};
 
-/// What a sprite's rows have in common: how far one pixel lies from the next.
-struct SpriteStep {
-    std::int32_t u = 0;
-    std::int32_t v = 0;
+    /// Its pixels [from, to), which may be none.
+    SpriteRow part(const SpriteStep &step, std::int32_t from, std::int32_t to) const {
+        const auto along = static_cast<std::uint32_t>(from);
+        return {pixels + from, to - from, u + along * static_cast<std::uint32_t>(step.u),
+                v + along * static_cast<std::uint32_t>(step.v), weights};
+    }
 };
 
 /// The loops over pixels, in one of the forms that the processor may have. Every form writes the

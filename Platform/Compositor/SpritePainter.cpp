@@ -112,6 +112,54 @@ class SpritePainter::Positions {
     const SpriteStep step;
 };
 
+// The positions of pixels that are covered wholly and have four texels around them. Nothing outside
+// of the picture is ever read, however odd its place: a row lies inside when its ends do.
+class SpritePainter::Inside {
+  public:
+    Inside(const SpriteTexels &texels, const DeviceQuad &quad, const SpriteStep &step)
+        : Inside(Side(texels.width(), quad.unitsX(), texels.source().lastU),
+                 Side(texels.height(), quad.unitsY(), texels.source().lastV),
+                 isSmall(step.u) && isSmall(step.v)) {}
+
+    bool holds(const SpriteRow &row, const SpriteStep &step, int index) const {
+        const auto along = static_cast<std::uint32_t>(index);
+        return row.u + along * static_cast<std::uint32_t>(step.u) - _u.first < _u.count &&
+               row.v + along * static_cast<std::uint32_t>(step.v) - _v.first < _v.count;
+    }
+
+  private:
+    // Positions along one side.
+    struct Side {
+        Side(int texels, double unitsAPixel, std::int32_t last) {
+            const double margin = std::max(0.5, unitsAPixel / 2) + kSafely;
+            const double from = (margin - 0.5) * kUnit;
+            const double to = std::min<double>((texels - margin - 0.5) * kUnit, last);
+            if (from <= to) {
+                first = static_cast<std::uint32_t>(from);
+                count = static_cast<std::uint32_t>(to) - first + 1;
+            }
+        }
+
+        static constexpr double kUnit = 65536;
+
+        std::uint32_t first = 0;
+        std::uint32_t count = 0;
+    };
+
+    Inside(const Side &u, const Side &v, bool canCheck) : _u(u), _v(v) {
+        if (!canCheck) {
+            _u.count = 0;
+        }
+    }
+
+    static bool isSmall(std::int32_t step) {
+        return static_cast<std::uint32_t>(step) + kMostStep < 2 * kMostStep;
+    }
+
+    Side _u;
+    Side _v;
+};
+
 // What is being drawn.
 struct SpritePainter::Sprite {
     const PixelArea &target;
@@ -119,8 +167,7 @@ struct SpritePainter::Sprite {
     const DeviceQuad &quad;
     const double opacity;
     const Positions positions;
-    // Whether a row lies within the picture when its ends do.
-    const bool canCheck;
+    const Inside inside;
 };
 
 template <class Spans>
@@ -130,25 +177,12 @@ void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const S
         return;
     }
     const Positions positions(quad, texels.width(), texels.height());
-    const auto isSmall = [](std::int32_t step) {
-        return static_cast<std::uint32_t>(step) + kMostStep < 2 * kMostStep;
-    };
-    const Sprite sprite{target,    texels,
-                        quad,      weight / 65536.0,
-                        positions, isSmall(positions.step.u) && isSmall(positions.step.v)};
-    const bool hasEdges = findInside(texels, quad, clip.rect);
+    const Sprite sprite{target,           texels,    quad,
+                        weight / 65536.0, positions, Inside(texels, quad, positions.step)};
     for (int y = shown.top(); y < shown.bottom(); y++) {
         const PolygonSpans::Span row = shown.row(y);
-        clip.forEachRun(y, row.left, row.right, [&](int left, int right) {
-            if (!hasEdges) {
-                addInside(sprite, y, left, right);
-                return;
-            }
-            const PolygonSpans::Span inside = insideOf({left, right}, y);
-            addEdge(sprite, y, left, inside.left);
-            addInside(sprite, y, inside.left, inside.right);
-            addEdge(sprite, y, inside.right, right);
-        });
+        clip.forEachRun(y, row.left, row.right,
+                        [&](int left, int right) { addRun(sprite, y, left, right); });
     }
     flush(sprite);
 }
@@ -179,72 +213,48 @@ const PolygonSpans &SpritePainter::findShown(const SpriteTexels &texels, const D
     return _shown;
 }
 
-// Finds what is covered wholly and has four texels around each pixel. False when that is all.
-bool SpritePainter::findInside(const SpriteTexels &texels, const DeviceQuad &quad,
-                               const DeviceRect &clip) {
-    const SpriteOutline &outline = texels.outline();
-    const double left = std::max(0.5 + kSafely, quad.unitsX() / 2);
-    const double top = std::max(0.5 + kSafely, quad.unitsY() / 2);
-    const double right = texels.width() - left;
-    const double bottom = texels.height() - top;
-    if (outline.left >= left && outline.right <= right && outline.top >= top &&
-        outline.bottom <= bottom) {
-        return false;
-    }
-    if (left < right && top < bottom) {
-        const PolygonSpans::Point corners[] = {
-            onDevice(quad, left, top), onDevice(quad, right, top), onDevice(quad, right, bottom),
-            onDevice(quad, left, bottom)};
-        _inside.find(corners, clip);
-    } else {
-        _inside.clear();
-    }
-    return true;
-}
-
-// The part of a row's run that findInside() found.
-PolygonSpans::Span SpritePainter::insideOf(const PolygonSpans::Span &run, int y) const {
-    if (y < _inside.top() || y >= _inside.bottom()) {
-        return {run.right, run.right};
-    }
-    const PolygonSpans::Span &inside = _inside.row(y);
-    const int left = std::max(std::min(inside.left, run.right), run.left);
-    return {left, std::max(std::min(inside.right, run.right), left)};
-}
-
-void SpritePainter::addInside(const Sprite &sprite, int y, int from, int to) {
-    const SpriteSource &source = sprite.texels.source();
-    const SpriteStep &step = sprite.positions.step;
-    const auto mostU = static_cast<std::uint32_t>(source.lastU);
-    const auto mostV = static_cast<std::uint32_t>(source.lastV);
+void SpritePainter::addRun(const Sprite &sprite, int y, int from, int to) {
     const Positions::Line line = sprite.positions.line(y);
+    const Inside inside = sprite.inside;
+    const SpriteStep step = sprite.positions.step;
     while (from < to) {
         SpriteRow row = sprite.positions.piece(line, from, to);
         row.pixels = sprite.target.at(from, y);
-        // Nothing outside of the picture is ever read, however odd its place.
-        const auto steps = static_cast<std::uint32_t>(row.count - 1);
-        const bool isInside = sprite.canCheck && row.u <= mostU && row.v <= mostV &&
-                              row.u + steps * static_cast<std::uint32_t>(step.u) <= mostU &&
-                              row.v + steps * static_cast<std::uint32_t>(step.v) <= mostV;
-        if (!isInside) {
-            addEdgeRow(sprite, y, row, from);
+        if (inside.holds(row, step, 0) && inside.holds(row, step, row.count - 1)) {
+            addInsideRow(sprite, row);
         } else {
-            if (_insideCount == kMostRows) {
-                flush(sprite);
-            }
-            _insideRows[_insideCount++] = row;
+            addParts(sprite, y, row, from);
         }
         from += row.count;
     }
 }
 
-void SpritePainter::addEdge(const Sprite &sprite, int y, int from, int to) {
-    const Positions::Line line = sprite.positions.line(y);
-    while (from < to) {
-        SpriteRow row = sprite.positions.piece(line, from, to);
-        row.pixels = sprite.target.at(from, y);
-        addEdgeRow(sprite, y, row, from);
-        from += row.count;
+void SpritePainter::addInsideRow(const Sprite &sprite, const SpriteRow &row) {
+    if (_insideCount == kMostRows) {
+        flush(sprite);
+    }
+    _insideRows[_insideCount++] = row;
+}
+
+// At most one part in the middle is inside.
+void SpritePainter::addParts(const Sprite &sprite, int y, SpriteRow row, int from) {
+    const SpriteStep &step = sprite.positions.step;
+    int left = 0;
+    int right = row.count;
+    while (left < right && !sprite.inside.holds(row, step, left)) {
+        left++;
+    }
+    while (left < right && !sprite.inside.holds(row, step, right - 1)) {
+        right--;
+    }
+    if (left < right) {
+        addInsideRow(sprite, row.part(step, left, right));
+    }
+    if (left > 0) {
+        addEdgeRow(sprite, y, row.part(step, 0, left), from);
+    }
+    if (right < row.count) {
+        addEdgeRow(sprite, y, row.part(step, right, row.count), from + right);
     }
 }
 

@@ -25,18 +25,17 @@ class SpritePainter {
 
   private:
     class Positions;
+    class Inside;
     struct Sprite;
 
-    bool findInside(const SpriteTexels &texels, const DeviceQuad &quad, const DeviceRect &clip);
-    PolygonSpans::Span insideOf(const PolygonSpans::Span &run, int y) const;
-    void addInside(const Sprite &sprite, int y, int from, int to);
-    void addEdge(const Sprite &sprite, int y, int from, int to);
+    void addRun(const Sprite &sprite, int y, int from, int to);
+    void addInsideRow(const Sprite &sprite, const SpriteRow &row);
+    void addParts(const Sprite &sprite, int y, SpriteRow row, int from);
     void addEdgeRow(const Sprite &sprite, int y, SpriteRow row, int from);
     void flush(const Sprite &sprite);
 
     const PixelKernels &_kernels;
     PolygonSpans _shown;
-    PolygonSpans _inside;
 
     // What the loops over pixels get next.
     static constexpr std::size_t kMostRows = 256;
