@@ -31,6 +31,15 @@ Retained<CGImage> CGImage::imageWithPixels(NSUInteger width, NSUInteger height,
     if (!isSizeSupported(width, height) || pixels.size() != width * height) {
         return nullptr;
     }
+    const auto owner = std::make_shared<const std::vector<std::uint32_t>>(std::move(pixels));
+    return Retained<CGImage>::adopt(new CGImage(width, height, Pixels(owner, owner->data())));
+}
+
+Retained<CGImage> CGImage::imageOwningPixels(NSUInteger width, NSUInteger height,
+                                             std::unique_ptr<std::uint32_t[]> pixels) {
+    if (!isSizeSupported(width, height) || !pixels) {
+        return nullptr;
+    }
     return Retained<CGImage>::adopt(new CGImage(width, height, std::move(pixels)));
 }
 
@@ -39,5 +48,6 @@ bool CGImage::isSizeSupported(std::uint64_t width, std::uint64_t height) noexcep
            width * height <= kMaximumBytes / sizeof(std::uint32_t);
 }
 
-CGImage::CGImage(NSUInteger width, NSUInteger height, std::vector<std::uint32_t> pixels)
-    : _width(width), _height(height), _pixels(std::move(pixels)), _opaque(areOpaque(_pixels)) {}
+CGImage::CGImage(NSUInteger width, NSUInteger height, Pixels pixels)
+    : _width(width), _height(height), _pixels(std::move(pixels)),
+      _opaque(areOpaque({_pixels.get(), width * height})) {}

@@ -4,6 +4,7 @@
 #include "Platform/Foundation/Retained.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 /// A bitmap that never changes: rows from the top, without padding, one 32-bit word a pixel in the
@@ -21,6 +22,10 @@ class PLATFORM_EXPORT CGImage final : public NSObject {
     static Retained<CGImage> imageWithPixels(NSUInteger width, NSUInteger height,
                                              std::vector<std::uint32_t> pixels);
 
+    /// The same with memory that nobody had to clear first; `pixels` has room for all.
+    static Retained<CGImage> imageOwningPixels(NSUInteger width, NSUInteger height,
+                                               std::unique_ptr<std::uint32_t[]> pixels);
+
     /// True when a bitmap of that many pixels lies within the bounds.
     static bool isSizeSupported(std::uint64_t width, std::uint64_t height) noexcept;
 
@@ -28,17 +33,19 @@ class PLATFORM_EXPORT CGImage final : public NSObject {
     NSUInteger height() const noexcept { return _height; }
 
     /// width() × height() pixels; valid while the image lives.
-    const std::uint32_t *pixels() const noexcept { return _pixels.data(); }
+    const std::uint32_t *pixels() const noexcept { return _pixels.get(); }
 
     /// True when every pixel's alpha is 255. Found once, when the image is made.
     bool isOpaque() const noexcept { return _opaque; }
 
   private:
-    CGImage(NSUInteger width, NSUInteger height, std::vector<std::uint32_t> pixels);
+    using Pixels = std::shared_ptr<const std::uint32_t[]>;
+
+    CGImage(NSUInteger width, NSUInteger height, Pixels pixels);
     ~CGImage() override = default;
 
     const NSUInteger _width;
     const NSUInteger _height;
-    const std::vector<std::uint32_t> _pixels;
+    const Pixels _pixels;
     const bool _opaque;
 };

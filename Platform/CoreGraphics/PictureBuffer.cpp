@@ -7,7 +7,6 @@
 #include <bit>
 #include <cstring>
 #include <new>
-#include <vector>
 
 namespace {
 
@@ -53,14 +52,14 @@ Block premultiplied(const std::uint8_t *bytes, std::size_t count) {
 PictureBuffer::PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels)
     : _width(width), _height(height) {
     if (CGImage::isSizeSupported(width, height) && width * height <= mostPixels) {
-        _bytes.reset(new (std::nothrow) std::uint8_t[size()]);
+        _pixels.reset(new (std::nothrow) std::uint32_t[width * height]);
     }
 }
 
 void PictureBuffer::convertFromInks(bool inverted) {
     const std::uint8_t flip = inverted ? 0 : 0xff;
-    std::uint8_t *const end = _bytes.get() + size();
-    for (std::uint8_t *pixel = _bytes.get(); pixel != end; pixel += 4) {
+    std::uint8_t *const end = bytes() + size();
+    for (std::uint8_t *pixel = bytes(); pixel != end; pixel += 4) {
         const std::uint32_t light = pixel[3] ^ flip;
         for (int i = 0; i < 3; ++i) {
             pixel[i] = static_cast<std::uint8_t>(premultipliedComponent(pixel[i] ^ flip, light));
@@ -69,16 +68,13 @@ void PictureBuffer::convertFromInks(bool inverted) {
     }
 }
 
-Retained<CGImage> PictureBuffer::premultipliedImage() const {
-    std::vector<std::uint32_t> pixels;
-    pixels.reserve(_width * _height);
-    const std::uint8_t *const end = _bytes.get() + size();
-    for (const std::uint8_t *bytes = _bytes.get(); bytes != end;) {
-        const std::size_t count = std::min(static_cast<std::size_t>(end - bytes) / 4, kBlock);
-        const Block block = premultiplied(bytes, count);
-        pixels.insert(pixels.end(), block.begin(),
-                      block.begin() + static_cast<std::ptrdiff_t>(count));
-        bytes += count * 4;
+Retained<CGImage> PictureBuffer::premultipliedImage() {
+    std::uint8_t *const end = bytes() + size();
+    for (std::uint8_t *block = bytes(); block != end;) {
+        const std::size_t count = std::min(static_cast<std::size_t>(end - block) / 4, kBlock);
+        const Block words = premultiplied(block, count);
+        std::memcpy(block, words.data(), count * 4);
+        block += count * 4;
     }
-    return CGImage::imageWithPixels(_width, _height, std::move(pixels));
+    return CGImage::imageOwningPixels(_width, _height, std::move(_pixels));
 }

@@ -15,23 +15,25 @@ class PictureBuffer {
     /// memory.
     PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels);
 
-    explicit operator bool() const noexcept { return _bytes != nullptr; }
+    explicit operator bool() const noexcept { return _pixels != nullptr; }
 
     std::size_t width() const noexcept { return _width; }
     std::size_t height() const noexcept { return _height; }
     std::size_t bytesPerRow() const noexcept { return _width * 4; }
     std::size_t size() const noexcept { return bytesPerRow() * _height; }
-    std::uint8_t *row(std::size_t y) noexcept { return _bytes.get() + y * bytesPerRow(); }
+    std::uint8_t *row(std::size_t y) noexcept { return bytes() + y * bytesPerRow(); }
 
     /// Reads the four bytes of each pixel as cyan, magenta, yellow, key and makes colours of them.
     /// `inverted`: 255 is no ink, otherwise 0 is.
     void convertFromInks(bool inverted);
 
-    /// The finished picture. Every pixel must have been written.
-    Retained<CGImage> premultipliedImage() const;
+    /// The finished picture, which takes over the memory. Every pixel must have been written.
+    Retained<CGImage> premultipliedImage();
 
   private:
+    std::uint8_t *bytes() noexcept { return reinterpret_cast<std::uint8_t *>(_pixels.get()); }
+
     std::size_t _width;
     std::size_t _height;
-    std::unique_ptr<std::uint8_t[]> _bytes;
+    std::unique_ptr<std::uint32_t[]> _pixels;
 };
