@@ -215,14 +215,18 @@ void OutputShow::wantedViewEnded(const ViewSlot &slot, const std::string &reason
 
 void OutputShow::standInEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless) {
     if (isGivenUp(slot, isHopeless, _quickStandInEnds) && slot.bundle == standInBundle()) {
-        _standInIndex = std::max(_standInIndex, _candidateIndex + 1) + 1;
+        _standInIndex = standInIndex() + 1;
         _quickStandInEnds = 0;
     }
+    const std::string what = description(slot, reason);
     const std::string next = standInBundle();
-    _listener.outputSays(description(slot, reason) + (next.empty() ? "; nothing else stands in"
-                                                      : next == slot.bundle
-                                                          ? "; it is begun anew"
-                                                          : "; " + next + " stands in instead"));
+    if (next.empty()) {
+        _listener.outputSays(what + "; nothing else stands in");
+    } else if (next == slot.bundle) {
+        _listener.outputSays(what + "; it is begun anew");
+    } else {
+        _listener.outputSays(what + "; " + next + " stands in instead");
+    }
     beginStandIn();
 }
 
@@ -309,9 +313,13 @@ void OutputShow::beginStandIn() {
     }
 }
 
+std::size_t OutputShow::standInIndex() const {
+    return std::max(_standInIndex, _candidateIndex + 1);
+}
+
 /// What would be shown next if the candidate ended; empty when that has failed as well.
 std::string OutputShow::standInBundle() const {
-    const std::size_t index = std::max(_standInIndex, _candidateIndex + 1);
+    const std::size_t index = standInIndex();
     return index < _candidates.size() ? _candidates[index] : "";
 }
 

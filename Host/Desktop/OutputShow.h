@@ -81,6 +81,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     void beginStandIn();
     void forgetStandIns();
     void show(std::optional<ViewSlot> &coming);
+    std::size_t standInIndex() const;
     std::string standInBundle() const;
     void wantedViewEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless);
     void standInEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless);

@@ -205,7 +205,7 @@ bool limit(__rlimit_resource resource, rlim_t amount) {
     return setrlimit(resource, &value) == 0;
 }
 
-bool limitMemory([[maybe_unused]] rlim_t bytes) {
+bool limitResources([[maybe_unused]] rlim_t bytes) {
     bool isLimited = limit(RLIMIT_CORE, 0);
     isLimited = limit(RLIMIT_NOFILE, kOpenFiles) && isLimited;
 #ifndef LUMIVERA_NEEDS_ADDRESS_SPACE
@@ -229,7 +229,7 @@ std::vector<Protection> available() {
 
 std::uint32_t enter(const Limits &limits) {
     const std::vector<Protection> offered = available();
-    const bool isMemoryLimited = limitMemory(limits.bytes);
+    const bool isMemoryLimited = limitResources(limits.bytes);
     const bool isWithoutPrivileges = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
     const bool areFilesConfined = isWithoutPrivileges && confineFiles(limits.readable);
     const bool areCallsConfined = isWithoutPrivileges && confineCalls();

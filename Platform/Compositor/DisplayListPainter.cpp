@@ -120,7 +120,7 @@ void DisplayListPainter::markSprite(const Item &item, const Marking &marking) {
     const DeviceRect clip = item.bounds.intersection(marking.mask.area());
     Found *const found = foundOf(item);
     if (found && found->sprite) {
-        add(PolygonSpans::Kept(&_spans[found->firstSpan], found->top, found->bottom, clip));
+        add(spansOf(*found, clip));
     } else if (const auto sprite = sampled(item)) {
         const PolygonSpans &shown = marking.sprites.findShown(*sprite->texels, sprite->quad, clip);
         add(shown);
@@ -147,6 +147,10 @@ void DisplayListPainter::keep(const Sampled &sprite, const PolygonSpans &shown, 
     for (int y = shown.top(); y < shown.bottom(); y++) {
         _spans.push_back(shown.row(y));
     }
+}
+
+PolygonSpans::Kept DisplayListPainter::spansOf(const Found &found, const DeviceRect &clip) const {
+    return {&_spans[found.firstSpan], found.top, found.bottom, clip};
 }
 
 bool DisplayListPainter::isSprite(const Item &item) const {
@@ -215,6 +219,8 @@ void DisplayListPainter::purge() {
     }
     _scaled.purge();
     _pictures.purge();
+    _found = {};
+    _spans = {};
 }
 
 // Nothing of what was there before shows through the item, or beside it.
@@ -333,10 +339,9 @@ void DisplayListPainter::paintInto(const PixelArea &pixels, const CellMask &show
 void DisplayListPainter::paintPicture(const Item &item, const Canvas &canvas) {
     CGImage &image = *item.image;
     if (const Found *const found = foundOf(item); found && found->sprite) {
-        const PolygonSpans::Kept shown(&_spans[found->firstSpan], found->top, found->bottom,
-                                       canvas.clip.rect);
         canvas.hand.sprites.draw(canvas.target, canvas.clip, *found->sprite->texels,
-                                 found->sprite->quad, canvas.weight, shown);
+                                 found->sprite->quad, canvas.weight,
+                                 spansOf(*found, canvas.clip.rect));
     } else if (isCopy(item.map, image)) {
         QuadPainter::copyPicture(_kernels, canvas.target, canvas.clip, Picture::whole(image),
                                  static_cast<int>(std::round(item.map.tx)),

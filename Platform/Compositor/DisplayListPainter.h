@@ -22,8 +22,8 @@ class DisplayListPainter {
     /// How many threads draw, the caller's included; 1 at first.
     void setThreads(unsigned count);
 
-    /// Comes before the other calls of a frame; `list` is what it shows, and `device` the whole
-    /// target.
+    /// Comes before the other calls of a frame; `list` is what it shows, not owned and unchanged
+    /// until endFrame(), and `device` the whole target.
     void beginFrame(const DisplayList &list, const DeviceRect &device);
 
     /// Adds the pixels that an item of this or another list, with its members, may change.
@@ -82,6 +82,7 @@ class DisplayListPainter {
 
     Found *foundOf(const Item &item);
     void keep(const Sampled &sprite, const PolygonSpans &shown, Found &found);
+    PolygonSpans::Kept spansOf(const Found &found, const DeviceRect &clip) const;
     bool hidesAll(const Item &item);
     int bandRows() const;
     void paintBand(const Canvas &canvas, bool isHidden);

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <optional>
-#include <sys/resource.h>
 
 using namespace Lumivera;
 
