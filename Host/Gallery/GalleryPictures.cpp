@@ -65,7 +65,7 @@ GalleryPictures::GalleryPictures(const std::string &bundlePath) : _tile(drawTile
 
 /// One pixel wide: it is stretched.
 Retained<CGImage> GalleryPictures::background(const PictureSize &size) {
-    std::vector<std::uint32_t> pixels;
+    CGPixels pixels;
     const std::size_t height = size.pixelHeight();
     for (std::size_t y = 0; y < height; ++y) {
         const CGFloat part = static_cast<CGFloat>(y) / static_cast<CGFloat>(height);

@@ -2,6 +2,7 @@
 
 #include "Platform/Compositor/DeviceRect.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <vector>
@@ -10,6 +11,12 @@
 /// a time. Adding and walking take time by the row, not by the pixel. Keeps its memory.
 class CellMask {
   public:
+    /// Pixels of a cell.
+    static constexpr int kCell = 16;
+
+    /// Where the next cell begins.
+    static int endOfCell(int x) { return (x & -kCell) + kCell; }
+
     /// Forgets all; from now on the set is of the pixels of `area`, which holds no negative ones.
     void reset(const DeviceRect &area);
 
@@ -37,6 +44,16 @@ class CellMask {
     /// Whether any of these pixels' cells is in the set.
     bool intersects(const DeviceRect &rect) const;
 
+    /// Eight cells of a row side by side, a bit each, the first one's the lowest; it begins at
+    /// `left`, a multiple of their width.
+    static constexpr int kEightCells = 8 * kCell;
+    unsigned eightCells(int y, int left) const {
+        return wordsOf(y)[(left >> kWordShift) - _firstWord] >> bitOf(left) & 0xFF;
+    }
+
+    /// Of eight cells, the bits of that with the pixel and of those behind it.
+    static unsigned cellsFrom(int pixel) { return 0xFFU << std::clamp(pixel / kCell, 0, 8) & 0xFF; }
+
     /// Calls run(left, right) for the pixels of [left, right) in the set, from the left.
     template <class Run> void forEachRun(int y, int left, int right, const Run &run) const {
         const std::uint64_t *const row = wordsOf(y);
@@ -55,7 +72,6 @@ class CellMask {
     }
 
   private:
-    static constexpr int kCell = 16;
     static constexpr int kWordPixels = kCell * 64;
     static constexpr int kWordShift = 10;
 

@@ -2,9 +2,9 @@
 
 #include "Platform/Compositor/DisplayList.h"
 #include "Platform/Compositor/GroupBuffers.h"
+#include "Platform/Compositor/LargePictures.h"
 #include "Platform/Compositor/PaintClip.h"
 #include "Platform/Compositor/PaintHelper.h"
-#include "Platform/Compositor/ScaledPictures.h"
 #include "Platform/Compositor/SpritePainter.h"
 #include "Platform/Compositor/SpritePictures.h"
 
@@ -33,7 +33,7 @@ class DisplayListPainter {
     /// device. A pixel comes out the same either way.
     void paint(const PixelArea &target, const CellMask *mask);
 
-    /// Forgets what frames no longer use.
+    /// Forgets what painted frames no longer use.
     void endFrame();
     void purge();
 
@@ -98,10 +98,10 @@ class DisplayListPainter {
     void paintPicture(const Item &item, const Canvas &canvas);
     void paintInPerspective(const Item &item, const Canvas &canvas);
     void copyMasked(const Item &mask, const Picture &picture, const Canvas &canvas);
-    Picture scaledFor(const Item &item);
+    const ColumnPicture *preparedFor(const Item &item, bool isDrawnWhole);
     std::optional<Sampled> sampled(const Item &item);
     const SpriteTexels &texelsOf(CGImage &image, int halvingsX, int halvingsY);
-    bool isWorthScaling(const Item &item) const;
+    bool isLarge(const Item &item) const;
 
     const PixelKernels &_kernels;
     const DisplayList *_list = nullptr;
@@ -117,6 +117,6 @@ class DisplayListPainter {
 
     // Guards what threads share while they draw.
     std::mutex _preparing;
-    ScaledPictures _scaled;
+    LargePictures _large;
     SpritePictures _pictures;
 };

@@ -25,7 +25,7 @@ class GroupBuffers {
 
         explicit Buffer(const DeviceRect &largest);
 
-        std::vector<std::uint32_t> _pixels;
+        CGPixels _pixels;
     };
 
     /// From now on no area is larger than this one, within which they all lie. No buffer is taken.

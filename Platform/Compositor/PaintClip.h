@@ -19,4 +19,20 @@ struct PaintClip {
             run(left, right);
         }
     }
+
+    /// Calls draw(left, y, cells) where any of the eight cells of a row from `left` on, which may
+    /// begin and end outside of the rectangle, have pixels to draw; `cells` has their bits, see
+    /// CellMask::eightCells(). Goes from top to bottom, and then on to the right.
+    template <class Draw> void forEachEightCells(const Draw &draw) const {
+        constexpr int kWidth = CellMask::kEightCells;
+        for (int left = rect.left & -kWidth; left < rect.right; left += kWidth) {
+            const unsigned inside = CellMask::cellsFrom(rect.left - left) &
+                                    ~CellMask::cellsFrom(rect.right - left + CellMask::kCell - 1);
+            for (int y = rect.top; y < rect.bottom; y++) {
+                if (const unsigned cells = mask ? mask->eightCells(y, left) & inside : inside) {
+                    draw(left, y, cells);
+                }
+            }
+        }
+    }
 };

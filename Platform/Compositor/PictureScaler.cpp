@@ -159,7 +159,9 @@ void mixBlock(const std::vector<const Channels *> &rows, const float *weights, i
     }
 }
 
-std::vector<std::uint32_t> apply(const Picture &picture, const Taps &columns, const Taps &rows) {
+// Gives row(index, pixels) one after the other.
+template <class Row>
+void apply(const Picture &picture, const Taps &columns, const Taps &rows, const Row &row) {
     int most = 1;
     for (const Tap &tap : rows.taps) {
         most = std::max(most, tap.count);
@@ -168,8 +170,7 @@ std::vector<std::uint32_t> apply(const Picture &picture, const Taps &columns, co
     std::vector<const Channels *> mixed(static_cast<std::size_t>(most));
     const std::size_t width = columns.taps.size();
     std::vector<std::uint32_t> line(roundedUp(width));
-    std::vector<std::uint32_t> result;
-    result.reserve(width * rows.taps.size());
+    int index = 0;
     for (const Tap &tap : rows.taps) {
         for (int i = 0; i < tap.count; i++) {
             mixed[static_cast<std::size_t>(i)] = window.row(tap.first + i);
@@ -177,23 +178,30 @@ std::vector<std::uint32_t> apply(const Picture &picture, const Taps &columns, co
         for (std::size_t x = 0; x < width; x += kBlock) {
             mixBlock(mixed, &rows.weights[tap.weights], tap.count, x, &line[x]);
         }
-        result.insert(result.end(), line.data(), line.data() + width);
+        row(index++, line.data());
     }
-    return result;
 }
 
 } // namespace
 
 namespace PictureScaler {
 
-std::vector<std::uint32_t> scaled(const Picture &picture, const Axis &x, const Axis &y,
-                                  const DeviceRect &area) {
-    return apply(picture, cubicTaps(picture.width, x, area.left, area.right),
-                 cubicTaps(picture.height, y, area.top, area.bottom));
+ColumnPicture scaled(const Picture &picture, const Axis &x, const Axis &y, const DeviceRect &area) {
+    ColumnPicture result(area);
+    apply(picture, cubicTaps(picture.width, x, area.left, area.right),
+          cubicTaps(picture.height, y, area.top, area.bottom),
+          [&](int row, const std::uint32_t *pixels) { result.setRow(area.top + row, pixels); });
+    return result;
 }
 
-std::vector<std::uint32_t> reduced(const Picture &picture, int width, int height) {
-    return apply(picture, meanTaps(picture.width, width), meanTaps(picture.height, height));
+CGPixels reduced(const Picture &picture, int width, int height) {
+    CGPixels result;
+    result.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    apply(picture, meanTaps(picture.width, width), meanTaps(picture.height, height),
+          [&](int, const std::uint32_t *pixels) {
+              result.insert(result.end(), pixels, pixels + width);
+          });
+    return result;
 }
 
 } // namespace PictureScaler

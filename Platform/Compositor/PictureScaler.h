@@ -1,8 +1,7 @@
 #pragma once
 
+#include "Platform/Compositor/ColumnPicture.h"
 #include "Platform/Compositor/PixelArea.h"
-
-#include <vector>
 
 /// Scales pictures well rather than fast, along each axis by itself. The same picture and
 /// numbers give the same pixels on every machine.
@@ -18,11 +17,10 @@ struct Axis {
 
 /// The pixels of `area` with a cubic filter, widened for reduction so that every texel counts.
 /// Where the picture's edges cross a pixel, the pixel is covered in part.
-std::vector<std::uint32_t> scaled(const Picture &picture, const Axis &x, const Axis &y,
-                                  const DeviceRect &area);
+ColumnPicture scaled(const Picture &picture, const Axis &x, const Axis &y, const DeviceRect &area);
 
 /// The whole picture in width × height pixels, neither above the picture's own: each is the exact
 /// mean of what it covers.
-std::vector<std::uint32_t> reduced(const Picture &picture, int width, int height);
+CGPixels reduced(const Picture &picture, int width, int height);
 
 } // namespace PictureScaler

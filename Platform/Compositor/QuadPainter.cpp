@@ -22,6 +22,16 @@ void copyRow(const PixelKernels &kernels, const std::uint32_t *source, std::uint
     }
 }
 
+// `stride` is from one cell's pixels to the next one's.
+void copyCells(const std::uint32_t *source, std::ptrdiff_t stride, std::uint32_t *target,
+               unsigned cells) {
+    for (; cells != 0; cells &= cells - 1) {
+        const int cell = std::countr_zero(cells);
+        std::memcpy(target + std::ptrdiff_t{cell} * CellMask::kCell, source + cell * stride,
+                    CellMask::kCell * sizeof *target);
+    }
+}
+
 // A colour premultiplied and with 16 bits a channel, so that fading rounds once.
 class FillColor {
   public:
@@ -77,6 +87,25 @@ void copyPicture(const PixelKernels &kernels, const PixelArea &target, const Pai
                     picture.opaque, weight);
         });
     }
+}
+
+void copyColumns(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
+                 const ColumnPicture &picture, std::uint32_t weight) {
+    const bool hides = picture.isOpaque() && weight == kFullWeight;
+    const DeviceRect &rect = clip.rect;
+    clip.forEachEightCells([&](int first, int y, unsigned cells) {
+        const bool isWhole = first >= rect.left && first + CellMask::kEightCells <= rect.right;
+        if (hides && isWhole) {
+            copyCells(picture.at(first, y), picture.columnStride(), target.at(first, y), cells);
+            return;
+        }
+        for (; cells != 0; cells &= cells - 1) {
+            const int cell = first + std::countr_zero(cells) * CellMask::kCell;
+            const int left = std::max(cell, rect.left);
+            const int right = std::min(cell + CellMask::kCell, rect.right);
+            copyRow(kernels, picture.at(left, y), target.at(left, y), right - left, hides, weight);
+        }
+    });
 }
 
 void copyMasked(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Platform/Compositor/ColumnPicture.h"
 #include "Platform/Compositor/DeviceQuad.h"
 #include "Platform/Compositor/PaintClip.h"
 #include "Platform/Compositor/PixelArea.h"
@@ -13,6 +14,10 @@ namespace QuadPainter {
 /// The picture texel by pixel, its top left one at (left, top).
 void copyPicture(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
                  const Picture &picture, int left, int top, std::uint32_t weight);
+
+/// The picture's part within the clip, which lies in the picture's area.
+void copyColumns(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,
+                 const ColumnPicture &picture, std::uint32_t weight);
 
 /// As copyPicture(), showing only what lies inside `mask`.
 void copyMasked(const PixelKernels &kernels, const PixelArea &target, const PaintClip &clip,

@@ -24,7 +24,7 @@ class SpritePictures {
 
     struct Entry {
         Retained<CGImage> image;
-        std::vector<std::uint32_t> reduced;
+        CGPixels reduced;
         SpriteTexels texels;
         unsigned lastUsed = 0;
     };

@@ -67,15 +67,15 @@ void CGCanvas::settle() {
     _strokes.clear();
 }
 
-std::vector<std::uint32_t> CGCanvas::pixels() const {
-    std::vector<std::uint32_t> result;
+CGPixels CGCanvas::pixels() const {
+    CGPixels result;
     result.reserve(_width * _height);
     computeRows([&](CanvasRow &row, std::size_t) { row.appendPixels(result); });
     return result;
 }
 
-std::vector<std::uint32_t> CGCanvas::greyPixels() const {
-    std::vector<std::uint32_t> result;
+CGPixels CGCanvas::greyPixels() const {
+    CGPixels result;
     result.reserve(_width * _height);
     computeRows([&](CanvasRow &row, std::size_t) { row.appendGreys(result); });
     return result;

@@ -56,11 +56,11 @@ class CGCanvas {
     void paint(CGStroke stroke);
 
     /// Rounded to 8 bits: premultiplied 0xAARRGGBB.
-    std::vector<std::uint32_t> pixels() const;
+    CGPixels pixels() const;
 
     /// The same in opaque greys, what is transparent over black: 0.2126 red + 0.7152 green + 0.0722
     /// blue, so that neutral greys map to themselves.
-    std::vector<std::uint32_t> greyPixels() const;
+    CGPixels greyPixels() const;
 
   private:
     static constexpr std::size_t kComponents = 4;

@@ -26,18 +26,8 @@ bool areOpaque(std::span<const std::uint32_t> pixels) {
 
 } // namespace
 
-Retained<CGImage> CGImage::imageWithPixels(NSUInteger width, NSUInteger height,
-                                           std::vector<std::uint32_t> pixels) {
+Retained<CGImage> CGImage::imageWithPixels(NSUInteger width, NSUInteger height, CGPixels pixels) {
     if (!isSizeSupported(width, height) || pixels.size() != width * height) {
-        return nullptr;
-    }
-    const auto owner = std::make_shared<const std::vector<std::uint32_t>>(std::move(pixels));
-    return Retained<CGImage>::adopt(new CGImage(width, height, Pixels(owner, owner->data())));
-}
-
-Retained<CGImage> CGImage::imageOwningPixels(NSUInteger width, NSUInteger height,
-                                             std::unique_ptr<std::uint32_t[]> pixels) {
-    if (!isSizeSupported(width, height) || !pixels) {
         return nullptr;
     }
     return Retained<CGImage>::adopt(new CGImage(width, height, std::move(pixels)));
@@ -48,6 +38,5 @@ bool CGImage::isSizeSupported(std::uint64_t width, std::uint64_t height) noexcep
            width * height <= kMaximumBytes / sizeof(std::uint32_t);
 }
 
-CGImage::CGImage(NSUInteger width, NSUInteger height, Pixels pixels)
-    : _width(width), _height(height), _pixels(std::move(pixels)),
-      _opaque(areOpaque({_pixels.get(), width * height})) {}
+CGImage::CGImage(NSUInteger width, NSUInteger height, CGPixels pixels)
+    : _width(width), _height(height), _pixels(std::move(pixels)), _opaque(areOpaque(_pixels)) {}

@@ -63,7 +63,7 @@ Retained<CGImage> CGImageCreateWithImageInRect(const CGImage *image, const CGRec
     }
     const Extent x = extentOf(rect.origin.x, rect.size.width, image->width());
     const Extent y = extentOf(rect.origin.y, rect.size.height, image->height());
-    std::vector<std::uint32_t> pixels;
+    CGPixels pixels;
     pixels.reserve((x.end - x.first) * (y.end - y.first));
     for (NSUInteger row = y.first; row < y.end; ++row) {
         const std::uint32_t *from = image->pixels() + row * image->width();
@@ -77,8 +77,7 @@ Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *image, CGCompone
     if (!image || !image->isOpaque()) {
         return nullptr;
     }
-    std::vector<std::uint32_t> pixels(image->pixels(),
-                                      image->pixels() + image->width() * image->height());
+    CGPixels pixels(image->pixels(), image->pixels() + image->width() * image->height());
     std::replace_if(
         pixels.begin(), pixels.end(),
         [&](std::uint32_t pixel) {
@@ -116,7 +115,7 @@ Retained<CGImage> CGImageCreateWithMask(const CGImage *image, const CGImageMask 
     const NSUInteger height = image->height();
     const auto columns = samplesUnder(width, mask->width());
     const auto rows = samplesUnder(height, mask->height());
-    std::vector<std::uint32_t> pixels;
+    CGPixels pixels;
     pixels.reserve(width * height);
     const std::uint32_t *from = image->pixels();
     for (const NSUInteger row : rows) {

@@ -211,17 +211,17 @@ std::span<const std::uint8_t> CanvasRow::clipOf(const CGStroke &stroke, std::siz
                        : std::span<const std::uint8_t>();
 }
 
-template <class Write> void CanvasRow::append(std::vector<std::uint32_t> &words, Write write) {
+template <class Write> void CanvasRow::append(CGPixels &words, Write write) {
     for (std::size_t i = 0; i < _pixels.size(); i += kGroup) {
         write({_pixels[i], _pixels[i + 1], _pixels[i + 2], _pixels[i + 3]}, _words.data() + i);
     }
     words.insert(words.end(), _words.begin(), _words.begin() + static_cast<std::ptrdiff_t>(_width));
 }
 
-void CanvasRow::appendPixels(std::vector<std::uint32_t> &words) {
+void CanvasRow::appendPixels(CGPixels &words) {
     append(words, [](const Group &group, std::uint32_t *first) { writeWords(group, first); });
 }
 
-void CanvasRow::appendGreys(std::vector<std::uint32_t> &words) {
+void CanvasRow::appendGreys(CGPixels &words) {
     append(words, [](const Group &group, std::uint32_t *first) { writeGreys(group, first); });
 }

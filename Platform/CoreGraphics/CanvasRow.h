@@ -25,14 +25,14 @@ class CanvasRow {
     void paint(const CGStroke &stroke, std::size_t y);
 
     /// Rounded to 8 bits: premultiplied 0xAARRGGBB, in colours or as opaque greys.
-    void appendPixels(std::vector<std::uint32_t> &words);
-    void appendGreys(std::vector<std::uint32_t> &words);
+    void appendPixels(CGPixels &words);
+    void appendGreys(CGPixels &words);
 
   private:
     /// Blue, green, red, alpha from 0 to 1.
     using Lanes = float __attribute__((vector_size(16)));
 
-    template <class Write> void append(std::vector<std::uint32_t> &words, Write write);
+    template <class Write> void append(CGPixels &words, Write write);
     template <class Mode> void blendPicture(const CGStroke &stroke, std::size_t y);
     template <class Mode> void blendColor(const CGStroke &stroke, std::size_t y);
     template <class Mode> void blend(const CGStroke &stroke, std::size_t y);

@@ -51,8 +51,13 @@ Block premultiplied(const std::uint8_t *bytes, std::size_t count) {
 
 PictureBuffer::PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels)
     : _width(width), _height(height) {
-    if (CGImage::isSizeSupported(width, height) && width * height <= mostPixels) {
-        _pixels.reset(new (std::nothrow) std::uint32_t[width * height]);
+    if (!CGImage::isSizeSupported(width, height) || width * height > mostPixels) {
+        return;
+    }
+    try {
+        _pixels.resize(width * height);
+    } catch (const std::bad_alloc &) {
+        _pixels.clear();
     }
 }
 
@@ -76,5 +81,5 @@ Retained<CGImage> PictureBuffer::premultipliedImage() {
         std::memcpy(block, words.data(), count * 4);
         block += count * 4;
     }
-    return CGImage::imageOwningPixels(_width, _height, std::move(_pixels));
+    return CGImage::imageWithPixels(_width, _height, std::move(_pixels));
 }

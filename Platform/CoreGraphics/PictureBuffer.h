@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 /// Where a decoder puts its pixels: red, green, blue, alpha, one byte each, not premultiplied, rows
 /// from the top. The memory is not cleared, so that a damaged file that claims a large picture
@@ -15,7 +14,7 @@ class PictureBuffer {
     /// memory.
     PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels);
 
-    explicit operator bool() const noexcept { return _pixels != nullptr; }
+    explicit operator bool() const noexcept { return !_pixels.empty(); }
 
     std::size_t width() const noexcept { return _width; }
     std::size_t height() const noexcept { return _height; }
@@ -31,9 +30,9 @@ class PictureBuffer {
     Retained<CGImage> premultipliedImage();
 
   private:
-    std::uint8_t *bytes() noexcept { return reinterpret_cast<std::uint8_t *>(_pixels.get()); }
+    std::uint8_t *bytes() noexcept { return reinterpret_cast<std::uint8_t *>(_pixels.data()); }
 
     std::size_t _width;
     std::size_t _height;
-    std::unique_ptr<std::uint32_t[]> _pixels;
+    CGPixels _pixels;
 };

@@ -12,7 +12,7 @@
 
 namespace {
 
-using Pixels = std::vector<std::uint32_t>;
+using Pixels = CGPixels;
 using ::testing::Each;
 using ::testing::ElementsAre;
 

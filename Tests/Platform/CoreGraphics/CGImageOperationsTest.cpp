@@ -7,7 +7,7 @@
 
 namespace {
 
-using Pixels = std::vector<std::uint32_t>;
+using Pixels = CGPixels;
 using ::testing::ElementsAre;
 
 Retained<CGImage> image(NSUInteger width, NSUInteger height, Pixels pixels) {

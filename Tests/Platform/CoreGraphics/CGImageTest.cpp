@@ -2,7 +2,14 @@
 
 #include <gtest/gtest.h>
 
-using Pixels = std::vector<std::uint32_t>;
+using Pixels = CGPixels;
+
+/// A picture that fills the screen is copied by whole lines of the processor's cache.
+TEST(CGPixels, BeginAtALineOfTheCache) {
+    for (std::size_t count = 1; count < 100000; count = count * 3 + 1) {
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(Pixels(count, 0).data()) % 64, 0u) << count;
+    }
+}
 
 TEST(CGImage, KeepsThePixelsItIsGiven) {
     const auto image = CGImage::imageWithPixels(2, 3, {1, 2, 3, 4, 5, 6});

@@ -28,7 +28,7 @@ inline void expectStoredPicture(const CGImage &actual, const std::string &file, 
     ASSERT_TRUE(expected) << file;
     ASSERT_EQ(actual.width(), expected->width());
     ASSERT_EQ(actual.height(), expected->height());
-    std::vector<std::uint32_t> differences;
+    CGPixels differences;
     int largestFound = 0;
     long long totalFound = 0;
     for (std::size_t i = 0; i < actual.width() * actual.height(); ++i) {

@@ -13,7 +13,7 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-using Pixels = std::vector<std::uint32_t>;
+using Pixels = CGPixels;
 
 /// A PNG file of that width, one pixel high, by which a test knows it again.
 Bytes pictureOfWidth(NSUInteger width) {
@@ -22,7 +22,7 @@ Bytes pictureOfWidth(NSUInteger width) {
 }
 
 Retained<CGImage> bitmapOfSize(NSUInteger width, NSUInteger height) {
-    return CGImage::imageWithPixels(width, height, Pixels(width * height));
+    return CGImage::imageWithPixels(width, height, Pixels(width * height, 0));
 }
 
 /// A screen's scale, 0 for no screen; the densities of the files that there are, and which of them

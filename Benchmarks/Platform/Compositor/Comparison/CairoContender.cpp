@@ -4,8 +4,7 @@
 
 namespace {
 
-cairo_surface_t *surfaceOf(const std::vector<std::uint32_t> &pixels, cairo_format_t format,
-                           int width, int height) {
+cairo_surface_t *surfaceOf(const CGPixels &pixels, cairo_format_t format, int width, int height) {
     auto *const bytes =
         reinterpret_cast<unsigned char *>(const_cast<std::uint32_t *>(pixels.data()));
     return cairo_image_surface_create_for_data(bytes, format, width, height, width * 4);
@@ -47,11 +46,11 @@ class CairoContender final : public Contender {
         cairo_surface_flush(_target);
     }
 
-    std::vector<std::uint32_t> pixels() override { return _pixels; }
+    CGPixels pixels() override { return _pixels; }
 
   private:
     const PetalScene &_scene;
-    std::vector<std::uint32_t> _pixels;
+    CGPixels _pixels;
     cairo_surface_t *_petal;
     cairo_surface_t *_background;
     cairo_surface_t *_target;

@@ -17,7 +17,7 @@ class Contender {
     virtual void draw() = 0;
 
     /// What was drawn last, row by row: 0xXXRRGGBB.
-    virtual std::vector<std::uint32_t> pixels() = 0;
+    virtual CGPixels pixels() = 0;
 };
 
 struct ContenderKind {

@@ -142,8 +142,8 @@ class OpenGLContender final : public Contender {
         glFinish();
     }
 
-    std::vector<std::uint32_t> pixels() override {
-        std::vector<std::uint32_t> result(_scene.background().size());
+    CGPixels pixels() override {
+        CGPixels result(_scene.background().size());
         glBindFramebuffer(GL_FRAMEBUFFER, _framebuffer);
         glReadPixels(0, 0, _scene.width(), _scene.height(), GL_RGBA, GL_UNSIGNED_BYTE,
                      result.data());

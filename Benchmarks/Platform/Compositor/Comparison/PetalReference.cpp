@@ -70,8 +70,7 @@ void PetalReference::draw(const PetalScene &scene, const PetalScene::Petal &peta
     }
 }
 
-PetalReference::Difference
-PetalReference::differenceOf(const std::vector<std::uint32_t> &pixels) const {
+PetalReference::Difference PetalReference::differenceOf(const CGPixels &pixels) const {
     Difference result;
     for (std::size_t i = 0; i < _channels.size(); i++) {
         const double actual = pixels[i / 3] >> 8 * (i % 3) & 255;

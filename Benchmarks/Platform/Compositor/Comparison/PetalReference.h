@@ -16,7 +16,7 @@ class PetalReference {
 
     /// Of the colours of a picture from the reference, rounded to whole levels; row by row,
     /// 0xXXRRGGBB.
-    Difference differenceOf(const std::vector<std::uint32_t> &pixels) const;
+    Difference differenceOf(const CGPixels &pixels) const;
 
   private:
     void draw(const PetalScene &scene, const PetalScene::Petal &petal);

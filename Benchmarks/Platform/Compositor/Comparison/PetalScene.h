@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/CoreGraphics/CGPixels.h"
+
 #include <cstdint>
 #include <vector>
 
@@ -22,10 +24,10 @@ class PetalScene {
     int height() const { return _height; }
 
     /// As large as the screen, opaque.
-    const std::vector<std::uint32_t> &background() const { return _background; }
+    const CGPixels &background() const { return _background; }
 
     /// kPetalSide × kPetalSide; 44 % of the texels show.
-    const std::vector<std::uint32_t> &petalPixels() const { return _petalPixels; }
+    const CGPixels &petalPixels() const { return _petalPixels; }
 
     const std::vector<Petal> &petals() const { return _petals; }
 
@@ -35,7 +37,7 @@ class PetalScene {
   private:
     int _width;
     int _height;
-    std::vector<std::uint32_t> _background;
-    std::vector<std::uint32_t> _petalPixels;
+    CGPixels _background;
+    CGPixels _petalPixels;
     std::vector<Petal> _petals;
 };

@@ -6,8 +6,8 @@
 
 namespace {
 
-pixman_image_t *imageOf(const std::vector<std::uint32_t> &pixels, pixman_format_code_t format,
-                        int width, int height) {
+pixman_image_t *imageOf(const CGPixels &pixels, pixman_format_code_t format, int width,
+                        int height) {
     return pixman_image_create_bits(format, width, height,
                                     const_cast<std::uint32_t *>(pixels.data()), width * 4);
 }
@@ -37,7 +37,7 @@ class PixmanContender final : public Contender {
         }
     }
 
-    std::vector<std::uint32_t> pixels() override { return _pixels; }
+    CGPixels pixels() override { return _pixels; }
 
   private:
     // Only the rectangle around the petal is composited, and the transform starts from there.
@@ -66,7 +66,7 @@ class PixmanContender final : public Contender {
     }
 
     const PetalScene &_scene;
-    std::vector<std::uint32_t> _pixels;
+    CGPixels _pixels;
     pixman_image_t *_petal;
     pixman_image_t *_background;
     pixman_image_t *_target;
