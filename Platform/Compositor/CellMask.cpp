@@ -12,26 +12,18 @@ void CellMask::reset(const DeviceRect &area) {
     _cells.assign(rows * _wordsARow, 0);
 }
 
-void CellMask::add(int y, int left, int right, CellMask *again) {
-    if (left >= right) {
-        return;
-    }
+void CellMask::addToWords(int y, int left, int right, CellMask *again) {
     const int first = (left >> kWordShift) - _firstWord;
     const int last = ((right - 1) >> kWordShift) - _firstWord;
-    const std::size_t row = static_cast<std::size_t>(y - _area.top) * _wordsARow;
     for (int word = first; word <= last; word++) {
         std::uint64_t cells = ~std::uint64_t{0};
         if (word == first) {
-            cells &= ~std::uint64_t{0} << bitOf(left);
+            cells &= cellsFrom(left);
         }
         if (word == last) {
-            cells &= ~std::uint64_t{0} >> (63 - bitOf(right - 1));
+            cells &= cellsUpTo(right - 1);
         }
-        std::uint64_t &present = _cells[row + static_cast<std::size_t>(word)];
-        if (again) {
-            again->_cells[row + static_cast<std::size_t>(word)] |= present & cells;
-        }
-        present |= cells;
+        addCells(indexOf(y) + static_cast<std::size_t>(word), cells, again);
     }
 }
 
@@ -83,17 +75,4 @@ bool CellMask::intersects(const DeviceRect &rect) const {
         forEachRun(y, inside.left, inside.right, [&](int, int) { found = true; });
     }
     return found;
-}
-
-// Of the run that `left` lies in.
-int CellMask::endOfRun(const std::uint64_t *row, int left, int right) const {
-    int end = left;
-    while (end < right) {
-        const std::uint64_t missing = ~row[(end >> kWordShift) - _firstWord] >> bitOf(end);
-        if (missing != 0) {
-            return startOfCell(end) + std::countr_zero(missing) * kCell;
-        }
-        end = (end | (kWordPixels - 1)) + 1;
-    }
-    return end;
 }

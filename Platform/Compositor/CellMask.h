@@ -24,7 +24,18 @@ class CellMask {
 
     /// Adds pixels of a row of the area, with the rest of the cells that they lie in. Cells that
     /// are in the set already go into `again`, too, which was reset to the same area.
-    void add(int y, int left, int right, CellMask *again = nullptr);
+    void add(int y, int left, int right, CellMask *again = nullptr) {
+        if (left >= right) {
+            return;
+        }
+        const int word = (left >> kWordShift) - _firstWord;
+        if (word == ((right - 1) >> kWordShift) - _firstWord) {
+            addCells(indexOf(y) + static_cast<std::size_t>(word),
+                     cellsFrom(left) & cellsUpTo(right - 1), again);
+        } else {
+            addToWords(y, left, right, again);
+        }
+    }
     void add(const DeviceRect &rect, CellMask *again = nullptr);
 
     /// Adds what is in another set of the same area.
@@ -52,7 +63,7 @@ class CellMask {
     }
 
     /// Of eight cells, the bits of that with the pixel and of those behind it.
-    static unsigned cellsFrom(int pixel) { return 0xFFU << std::clamp(pixel / kCell, 0, 8) & 0xFF; }
+    static unsigned eightFrom(int pixel) { return 0xFFU << std::clamp(pixel / kCell, 0, 8) & 0xFF; }
 
     /// Calls run(left, right) for the pixels of [left, right) in the set, from the left.
     template <class Run> void forEachRun(int y, int left, int right, const Run &run) const {
@@ -72,17 +83,44 @@ class CellMask {
     }
 
   private:
+    static constexpr int kCellShift = 4;
+    static_assert(1 << kCellShift == kCell);
     static constexpr int kWordPixels = kCell * 64;
     static constexpr int kWordShift = 10;
 
-    static int bitOf(int x) { return x / kCell % 64; }
+    static int bitOf(int x) { return (x >> kCellShift) & 63; }
     static int startOfCell(int x) { return x & -kCell; }
 
-    const std::uint64_t *wordsOf(int y) const {
-        return &_cells[static_cast<std::size_t>(y - _area.top) * _wordsARow];
+    // Of the word that the pixel lies in.
+    static std::uint64_t cellsFrom(int x) { return ~std::uint64_t{0} << bitOf(x); }
+    static std::uint64_t cellsUpTo(int x) { return ~std::uint64_t{0} >> (63 - bitOf(x)); }
+
+    std::size_t indexOf(int y) const {
+        return static_cast<std::size_t>(y - _area.top) * _wordsARow;
+    }
+    const std::uint64_t *wordsOf(int y) const { return &_cells[indexOf(y)]; }
+
+    void addCells(std::size_t index, std::uint64_t cells, CellMask *again) {
+        if (again) {
+            again->_cells[index] |= _cells[index] & cells;
+        }
+        _cells[index] |= cells;
     }
 
-    int endOfRun(const std::uint64_t *row, int left, int right) const;
+    // Of the run that `left` lies in.
+    int endOfRun(const std::uint64_t *row, int left, int right) const {
+        int end = left;
+        while (end < right) {
+            const std::uint64_t missing = ~row[(end >> kWordShift) - _firstWord] >> bitOf(end);
+            if (missing != 0) {
+                return startOfCell(end) + std::countr_zero(missing) * kCell;
+            }
+            end = (end | (kWordPixels - 1)) + 1;
+        }
+        return end;
+    }
+
+    void addToWords(int y, int left, int right, CellMask *again);
 
     DeviceRect _area;
     int _firstWord = 0;

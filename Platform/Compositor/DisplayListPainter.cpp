@@ -144,8 +144,10 @@ void DisplayListPainter::keep(const Sampled &sprite, const PolygonSpans &shown, 
         return;
     }
     found = {sprite, _spans.size(), shown.top(), shown.bottom()};
+    _spans.resize(_spans.size() + rows);
+    PolygonSpans::Span *span = &_spans[found.firstSpan];
     for (int y = shown.top(); y < shown.bottom(); y++) {
-        _spans.push_back(shown.row(y));
+        *span++ = shown.row(y);
     }
 }
 
@@ -164,6 +166,7 @@ void DisplayListPainter::paint(const PixelArea &target, const CellMask *mask) {
     const int rows = bandRows();
     std::atomic<int> nextTop{_device.top};
     const auto work = [&](Hand &hand) {
+        hand.sprites.begin();
         hand.buffers.setLargest({_device.left, _device.top, _device.right,
                                  std::min(_device.top + rows, _device.bottom)});
         for (int top; (top = nextTop.fetch_add(rows)) < _device.bottom;) {

@@ -26,8 +26,8 @@ struct PaintClip {
     template <class Draw> void forEachEightCells(const Draw &draw) const {
         constexpr int kWidth = CellMask::kEightCells;
         for (int left = rect.left & -kWidth; left < rect.right; left += kWidth) {
-            const unsigned inside = CellMask::cellsFrom(rect.left - left) &
-                                    ~CellMask::cellsFrom(rect.right - left + CellMask::kCell - 1);
+            const unsigned inside = CellMask::eightFrom(rect.left - left) &
+                                    ~CellMask::eightFrom(rect.right - left + CellMask::kCell - 1);
             for (int y = rect.top; y < rect.bottom; y++) {
                 if (const unsigned cells = mask ? mask->eightCells(y, left) & inside : inside) {
                     draw(left, y, cells);

@@ -1,5 +1,6 @@
 #include "Platform/Compositor/SpritePainter.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -45,6 +46,12 @@ std::int32_t stepOf(std::uint64_t fixedStep) {
 
 } // namespace
 
+// Where a row's pixels would begin at the column of the sprite's middle.
+struct SpritePainter::Line {
+    std::uint64_t u;
+    std::uint64_t v;
+};
+
 // Where pixels lie among the texel centres. All sums wrap around, and what lies within a picture
 // comes out right.
 class SpritePainter::Positions {
@@ -61,13 +68,12 @@ class SpritePainter::Positions {
         _v = fixed(back.ty + back.b * (_x + 0.5) + back.d * (_y + 0.5) - 0.5) + kHalfStepOfV;
     }
 
-    // Where a row's pixels would begin at the middle's column.
-    struct Line {
-        std::uint64_t u;
-        std::uint64_t v;
-    };
-
     Line line(int y) const { return {_u + times(_stepUY, y - _y), _v + times(_stepVY, y - _y)}; }
+
+    void goDown(Line &line) const {
+        line.u += _stepUY;
+        line.v += _stepVY;
+    }
 
     // The piece of a row from `x` up to `end` at most.
     SpriteRow piece(Line line, int x, int end) const {
@@ -113,7 +119,7 @@ class SpritePainter::Positions {
 };
 
 // The positions of pixels that are covered wholly and have four texels around them. Nothing outside
-// of the picture is ever read, however odd its place: a row lies inside when its ends do.
+// of the picture is ever read, however odd its place.
 class SpritePainter::Inside {
   public:
     Inside(const SpriteTexels &texels, const DeviceQuad &quad, const SpriteStep &step)
@@ -125,6 +131,11 @@ class SpritePainter::Inside {
         const auto along = static_cast<std::uint32_t>(index);
         return row.u + along * static_cast<std::uint32_t>(step.u) - _u.first < _u.count &&
                row.v + along * static_cast<std::uint32_t>(step.v) - _v.first < _v.count;
+    }
+
+    // A row lies inside when its ends do.
+    bool holdsAll(const SpriteRow &row, const SpriteStep &step) const {
+        return holds(row, step, 0) && holds(row, step, row.count - 1);
     }
 
   private:
@@ -170,19 +181,42 @@ struct SpritePainter::Sprite {
     const Inside inside;
 };
 
+inline void SpritePainter::addRun(const Sprite &sprite, const Line &line, int y, int from, int to) {
+    while (from < to) {
+        SpriteRow row = sprite.positions.piece(line, from, to);
+        row.pixels = sprite.target.at(from, y);
+        if (sprite.inside.holdsAll(row, sprite.positions.step)) {
+            addInsideRow(sprite, row);
+        } else {
+            addParts(sprite, y, row, from);
+        }
+        from += row.count;
+    }
+}
+
+inline void SpritePainter::addInsideRow(const Sprite &sprite, const SpriteRow &row) {
+    if (_insideCount == kMostRows) {
+        flush(sprite);
+    }
+    _insideRows[_insideCount++] = row;
+}
+
 template <class Spans>
 void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const SpriteTexels &texels,
                          const DeviceQuad &quad, std::uint32_t weight, const Spans &shown) {
     if (shown.top() == shown.bottom()) {
         return;
     }
+    fetch(texels);
     const Positions positions(quad, texels.width(), texels.height());
     const Sprite sprite{target,           texels,    quad,
                         weight / 65536.0, positions, Inside(texels, quad, positions.step)};
+    Line line = positions.line(shown.top());
     for (int y = shown.top(); y < shown.bottom(); y++) {
-        const PolygonSpans::Span row = shown.row(y);
-        clip.forEachRun(y, row.left, row.right,
-                        [&](int left, int right) { addRun(sprite, y, left, right); });
+        const PolygonSpans::Span span = shown.row(y);
+        clip.forEachRun(y, span.left, span.right,
+                        [&](int left, int right) { addRun(sprite, line, y, left, right); });
+        positions.goDown(line);
     }
     flush(sprite);
 }
@@ -191,6 +225,14 @@ template void SpritePainter::draw(const PixelArea &, const PaintClip &, const Sp
                                   const DeviceQuad &, std::uint32_t, const PolygonSpans &);
 template void SpritePainter::draw(const PixelArea &, const PaintClip &, const SpriteTexels &,
                                   const DeviceQuad &, std::uint32_t, const PolygonSpans::Kept &);
+
+void SpritePainter::fetch(const SpriteTexels &texels) {
+    const auto end = _fetched.begin() + _fetchedCount;
+    if (_fetchedCount < kMostFetched && std::find(_fetched.begin(), end, &texels) == end) {
+        _fetched[_fetchedCount++] = &texels;
+        texels.fetch();
+    }
+}
 
 // An outline that touches the picture's edge reaches to where that fades out.
 const PolygonSpans &SpritePainter::findShown(const SpriteTexels &texels, const DeviceQuad &quad,
@@ -211,29 +253,6 @@ const PolygonSpans &SpritePainter::findShown(const SpriteTexels &texels, const D
     }
     _shown.find(corners, clip);
     return _shown;
-}
-
-void SpritePainter::addRun(const Sprite &sprite, int y, int from, int to) {
-    const Positions::Line line = sprite.positions.line(y);
-    const Inside inside = sprite.inside;
-    const SpriteStep step = sprite.positions.step;
-    while (from < to) {
-        SpriteRow row = sprite.positions.piece(line, from, to);
-        row.pixels = sprite.target.at(from, y);
-        if (inside.holds(row, step, 0) && inside.holds(row, step, row.count - 1)) {
-            addInsideRow(sprite, row);
-        } else {
-            addParts(sprite, y, row, from);
-        }
-        from += row.count;
-    }
-}
-
-void SpritePainter::addInsideRow(const Sprite &sprite, const SpriteRow &row) {
-    if (_insideCount == kMostRows) {
-        flush(sprite);
-    }
-    _insideRows[_insideCount++] = row;
 }
 
 // At most one part in the middle is inside.

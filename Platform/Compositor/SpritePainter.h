@@ -13,6 +13,9 @@ class SpritePainter {
   public:
     explicit SpritePainter(const PixelKernels &kernels) : _kernels(kernels) {}
 
+    /// Begins a picture: since the one before, others have had the processor's cache.
+    void begin() { _fetchedCount = 0; }
+
     /// Which pixels of `clip` draw() may change, row by row. The texels fill `quad`, which was made
     /// with their size. Valid until the next call.
     const PolygonSpans &findShown(const SpriteTexels &texels, const DeviceQuad &quad,
@@ -26,16 +29,24 @@ class SpritePainter {
   private:
     class Positions;
     class Inside;
+    struct Line;
     struct Sprite;
 
-    void addRun(const Sprite &sprite, int y, int from, int to);
+    void addRun(const Sprite &sprite, const Line &line, int y, int from, int to);
     void addInsideRow(const Sprite &sprite, const SpriteRow &row);
     void addParts(const Sprite &sprite, int y, SpriteRow row, int from);
     void addEdgeRow(const Sprite &sprite, int y, SpriteRow row, int from);
     void flush(const Sprite &sprite);
 
+    void fetch(const SpriteTexels &texels);
+
     const PixelKernels &_kernels;
     PolygonSpans _shown;
+
+    // Those of this picture; of more, looking for them would cost too much.
+    static constexpr std::size_t kMostFetched = 16;
+    std::array<const SpriteTexels *, kMostFetched> _fetched;
+    std::size_t _fetchedCount = 0;
 
     // What the loops over pixels get next.
     static constexpr std::size_t kMostRows = 256;

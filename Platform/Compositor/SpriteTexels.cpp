@@ -7,6 +7,10 @@ constexpr long long kMostPrepared = 1 << 18;
 
 constexpr int kBytesOfPair = 8;
 
+// Of a part of the processor's cache that leaves room for what is drawn.
+constexpr std::size_t kMostFetched = 1 << 18;
+constexpr std::size_t kCacheLine = 64;
+
 } // namespace
 
 SpriteTexels::SpriteTexels(const Picture &picture)
@@ -22,6 +26,14 @@ SpriteTexels::SpriteTexels(const Picture &picture)
         _source.stride = _width;
         _source.lastU = ((_width - 1) << 16) - 1;
         _source.lastV = ((_height - 1) << 16) - 1;
+    }
+}
+
+void SpriteTexels::fetch() const {
+    if (_pairs.size() <= kMostFetched) {
+        for (std::size_t i = 0; i < _pairs.size(); i += kCacheLine) {
+            __builtin_prefetch(&_pairs[i]);
+        }
     }
 }
 

@@ -21,6 +21,10 @@ class SpriteTexels {
     int height() const { return _height; }
     const SpriteOutline &outline() const { return _outline; }
 
+    /// Has the processor fetch the texels into its cache, unless they are too many for it. Rows of
+    /// a turned sprite run across them in a way that it does not foresee.
+    void fetch() const;
+
     /// Valid while this is neither changed nor destroyed.
     const SpriteSource &source() const { return _source; }
 
