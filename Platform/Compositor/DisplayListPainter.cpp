@@ -66,6 +66,14 @@ void clear(const PixelArea &area, const PaintClip &clip, std::uint32_t pixel) {
     }
 }
 
+// Has memory look for what will be drawn while rows are found, when it has little else to do.
+void fetch(const PixelArea &target, int y, const PolygonSpans::Span &span) {
+    constexpr int kNotUsedSoon = 2;
+    for (int x = span.left & -CellMask::kCell; x < span.right; x += CellMask::kCell) {
+        __builtin_prefetch(target.at(x, y), 0, kNotUsedSoon);
+    }
+}
+
 } // namespace
 
 DisplayListPainter::DisplayListPainter(const PixelKernels &kernels) : _kernels(kernels) {
@@ -83,9 +91,10 @@ void DisplayListPainter::setThreads(unsigned count) {
 }
 
 // The memory for spans is taken at once, and what finds no room in it is found anew.
-void DisplayListPainter::beginFrame(const DisplayList &list, const DeviceRect &device) {
+void DisplayListPainter::beginFrame(const DisplayList &list, const PixelArea &target) {
     _list = &list;
-    _device = device;
+    _target = target;
+    _device = target.area;
     _found.clear();
     _found.reserve(list.items().capacity());
     _spans.clear();
@@ -147,7 +156,8 @@ void DisplayListPainter::keep(const Sampled &sprite, const PolygonSpans &shown, 
     _spans.resize(_spans.size() + rows);
     PolygonSpans::Span *span = &_spans[found.firstSpan];
     for (int y = shown.top(); y < shown.bottom(); y++) {
-        *span++ = shown.row(y);
+        *span = shown.row(y);
+        fetch(_target, y, *span++);
     }
 }
 
@@ -160,7 +170,7 @@ bool DisplayListPainter::isSprite(const Item &item) const {
            !isCopy(item.map, *item.image) && !isLarge(item);
 }
 
-void DisplayListPainter::paint(const PixelArea &target, const CellMask *mask) {
+void DisplayListPainter::paint(const CellMask *mask) {
     const std::vector<Item> &items = _list->items();
     const bool isHidden = !items.empty() && hidesAll(items.front());
     const int rows = bandRows();
@@ -172,7 +182,7 @@ void DisplayListPainter::paint(const PixelArea &target, const CellMask *mask) {
         for (int top; (top = nextTop.fetch_add(rows)) < _device.bottom;) {
             const DeviceRect band{_device.left, top, _device.right,
                                   std::min(top + rows, _device.bottom)};
-            paintBand({hand, target, {band, mask}, kFullWeight}, isHidden);
+            paintBand({hand, _target, {band, mask}, kFullWeight}, isHidden);
         }
     };
     const bool isShared = rows < _device.height();

@@ -23,15 +23,15 @@ class DisplayListPainter {
     void setThreads(unsigned count);
 
     /// Comes before the other calls of a frame; `list` is what it shows, not owned and unchanged
-    /// until endFrame(), and `device` the whole target.
-    void beginFrame(const DisplayList &list, const DeviceRect &device);
+    /// until endFrame(), and `target` the whole device.
+    void beginFrame(const DisplayList &list, const PixelArea &target);
 
     /// Adds the pixels that an item of this or another list, with its members, may change.
     void mark(const DisplayItem &item, CellMask &mask);
 
-    /// Draws the frame's list over black: all, or only what is in the mask, whose area is the
-    /// device. A pixel comes out the same either way.
-    void paint(const PixelArea &target, const CellMask *mask);
+    /// Draws the frame's list over black into its target: all, or only what is in the mask, whose
+    /// area is the device. A pixel comes out the same either way.
+    void paint(const CellMask *mask);
 
     /// Forgets what painted frames no longer use.
     void endFrame();
@@ -105,6 +105,7 @@ class DisplayListPainter {
 
     const PixelKernels &_kernels;
     const DisplayList *_list = nullptr;
+    PixelArea _target;
     DeviceRect _device;
 
     // One for each item of the list.

@@ -26,7 +26,7 @@ class SoftwareCompositor::Frames {
         if (scale > 0 && std::isfinite(scale)) {
             _now.build(root, target.area, scale, CACurrentMediaTime());
         }
-        _painter.beginFrame(_now, target.area);
+        _painter.beginFrame(_now, target);
         const bool isKnown = age > 0 && target.area == _device;
         _device = target.area;
         CellMask &changed = _history.begin(_device);
@@ -39,7 +39,7 @@ class SoftwareCompositor::Frames {
         _images.follow(_now.items());
         const CellMask *const missing = _history.since(age);
         if (!missing || !missing->isEmpty()) {
-            _painter.paint(target, missing);
+            _painter.paint(missing);
             _painter.endFrame();
         }
     }
