@@ -167,7 +167,7 @@ PolygonSpans::Kept DisplayListPainter::spansOf(const Found &found, const DeviceR
 
 bool DisplayListPainter::isSprite(const Item &item) const {
     return item.kind == Item::Kind::Picture && !item.isInPerspective() &&
-           !isCopy(item.map, *item.image) && !isLarge(item);
+           !isCopy(item.map, *item.image) && !isWorthScaling(item);
 }
 
 void DisplayListPainter::paint(const CellMask *mask) {
@@ -203,9 +203,9 @@ int DisplayListPainter::bandRows() const {
     }
     const std::vector<Item> &items = _list->items();
     const auto large = std::count_if(items.begin(), items.end(), [&](const Item &item) {
-        return item.kind == Item::Kind::Picture && isLarge(item);
+        return item.kind == Item::Kind::Picture && isWorthScaling(item);
     });
-    if (static_cast<std::size_t>(large) > LargePictures::kMostEntries) {
+    if (static_cast<std::size_t>(large) > ScaledPictures::kMostEntries) {
         return _device.height();
     }
     const int bands = kBandsAThread * static_cast<int>(_hands.size());
@@ -221,7 +221,7 @@ void DisplayListPainter::paintBand(const Canvas &canvas, bool isHidden) {
 }
 
 void DisplayListPainter::endFrame() {
-    _large.endFrame();
+    _scaled.endFrame();
     _pictures.endFrame();
 }
 
@@ -229,7 +229,7 @@ void DisplayListPainter::purge() {
     for (Hand &hand : _hands) {
         hand.buffers.purge();
     }
-    _large.purge();
+    _scaled.purge();
     _pictures.purge();
     _found = {};
     _spans = {};
@@ -246,7 +246,7 @@ bool DisplayListPainter::hidesAll(const Item &item) {
     }
     return item.kind == Item::Kind::Picture &&
            (isCopy(item.map, *item.image) ? item.image->isOpaque()
-                                          : isLarge(item) && preparedFor(item, true)->isOpaque());
+                                          : isWorthScaling(item) && scaledFor(item).isOpaque());
 }
 
 void DisplayListPainter::paintMembers(const Item *first, const Item *end, const Canvas &canvas) {
@@ -354,12 +354,13 @@ void DisplayListPainter::paintPicture(const Item &item, const Canvas &canvas) {
         canvas.hand.sprites.draw(canvas.target, canvas.clip, *found->sprite->texels,
                                  found->sprite->quad, canvas.weight,
                                  spansOf(*found, canvas.clip.rect));
-    } else if (const ColumnPicture *const picture = preparedFor(item, !canvas.clip.mask)) {
-        QuadPainter::copyColumns(_kernels, canvas.target, canvas.clip, *picture, canvas.weight);
     } else if (isCopy(item.map, image)) {
         QuadPainter::copyPicture(_kernels, canvas.target, canvas.clip, Picture::whole(image),
                                  static_cast<int>(std::round(item.map.tx)),
                                  static_cast<int>(std::round(item.map.ty)), canvas.weight);
+    } else if (isWorthScaling(item)) {
+        QuadPainter::copyColumns(_kernels, canvas.target, canvas.clip, scaledFor(item),
+                                 canvas.weight);
     } else if (const auto sprite = sampled(item)) {
         SpritePainter &sprites = canvas.hand.sprites;
         sprites.draw(canvas.target, canvas.clip, *sprite->texels, sprite->quad, canvas.weight,
@@ -367,22 +368,12 @@ void DisplayListPainter::paintPicture(const Item &item, const Canvas &canvas) {
     }
 }
 
-// Null for what is not large, and for what is better copied from its image.
-const ColumnPicture *DisplayListPainter::preparedFor(const Item &item, bool isDrawnWhole) {
-    if (!isLarge(item)) {
-        return nullptr;
-    }
+const ColumnPicture &DisplayListPainter::scaledFor(const Item &item) {
     CGImage &image = *item.image;
     const Picture whole = Picture::whole(image);
     const Affine map = texelMap(item.map, whole.width, whole.height);
-    PictureScaler::Axis x{map.tx, map.a};
-    PictureScaler::Axis y{map.ty, map.d};
-    if (isCopy(item.map, image)) {
-        x = {std::round(x.origin), 1};
-        y = {std::round(y.origin), 1};
-    }
     const std::lock_guard lock(_preparing);
-    return _large.prepared(image, x, y, item.bounds, isDrawnWhole);
+    return _scaled.scaled(image, {map.tx, map.a}, {map.ty, map.d}, item.bounds);
 }
 
 std::optional<DisplayListPainter::Sampled> DisplayListPainter::sampled(const Item &item) {
@@ -426,6 +417,6 @@ void DisplayListPainter::paintInPerspective(const Item &item, const Canvas &canv
 }
 
 // An eighth of the screen and more is likely to stay where it is.
-bool DisplayListPainter::isLarge(const Item &item) const {
+bool DisplayListPainter::isWorthScaling(const Item &item) const {
     return isUpright(item.map) && item.bounds.area() * 8 >= _device.area();
 }

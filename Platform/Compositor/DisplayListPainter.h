@@ -2,9 +2,9 @@
 
 #include "Platform/Compositor/DisplayList.h"
 #include "Platform/Compositor/GroupBuffers.h"
-#include "Platform/Compositor/LargePictures.h"
 #include "Platform/Compositor/PaintClip.h"
 #include "Platform/Compositor/PaintHelper.h"
+#include "Platform/Compositor/ScaledPictures.h"
 #include "Platform/Compositor/SpritePainter.h"
 #include "Platform/Compositor/SpritePictures.h"
 
@@ -98,10 +98,10 @@ class DisplayListPainter {
     void paintPicture(const Item &item, const Canvas &canvas);
     void paintInPerspective(const Item &item, const Canvas &canvas);
     void copyMasked(const Item &mask, const Picture &picture, const Canvas &canvas);
-    const ColumnPicture *preparedFor(const Item &item, bool isDrawnWhole);
+    const ColumnPicture &scaledFor(const Item &item);
     std::optional<Sampled> sampled(const Item &item);
     const SpriteTexels &texelsOf(CGImage &image, int halvingsX, int halvingsY);
-    bool isLarge(const Item &item) const;
+    bool isWorthScaling(const Item &item) const;
 
     const PixelKernels &_kernels;
     const DisplayList *_list = nullptr;
@@ -118,6 +118,6 @@ class DisplayListPainter {
 
     // Guards what threads share while they draw.
     std::mutex _preparing;
-    LargePictures _large;
+    ScaledPictures _scaled;
     SpritePictures _pictures;
 };

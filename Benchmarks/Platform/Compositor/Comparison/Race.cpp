@@ -46,9 +46,6 @@ Race::Race(const Size &size, const std::string &beginning)
 
 void Race::run(int rounds) {
     for (Lane &lane : _lanes) {
-        // What stays where it was is prepared in the second picture, by those who prepare it.
-        _scene.step();
-        lane.contender->draw();
         lane.framesATurn = std::max(1, static_cast<int>(kMillisecondsATurn / takeTurn(lane)));
     }
     for (int round = 0; round < rounds; round++) {

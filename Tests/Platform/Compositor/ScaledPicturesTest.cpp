@@ -1,4 +1,4 @@
-#include "Platform/Compositor/LargePictures.h"
+#include "Platform/Compositor/ScaledPictures.h"
 #include "Platform/Compositor/QuadPainter.h"
 #include "Tests/Platform/Compositor/CompositorTesting.h"
 
@@ -9,7 +9,6 @@
 namespace {
 
 constexpr std::uint32_t kFullWeight = 65536;
-constexpr PictureScaler::Axis kInPlace{0, 1};
 
 Retained<CGImage> noise(int width, int height, std::uint32_t alpha, std::mt19937 &random) {
     return makeImage(static_cast<NSUInteger>(width), static_cast<NSUInteger>(height),
@@ -94,42 +93,15 @@ TEST(ColumnPicture, IsDrawnAsThePictureThatItHolds) {
     }
 }
 
-TEST(LargePictures, LeavesACopyToTheImageUntilItHasStayed) {
-    std::mt19937 random(1);
-    const auto image = noise(40, 10, 0xFF000000, random);
-    const DeviceRect area{0, 0, 40, 10};
-    LargePictures pictures;
-    EXPECT_EQ(pictures.prepared(*image, kInPlace, kInPlace, area, false), nullptr);
-    EXPECT_EQ(pictures.prepared(*image, kInPlace, kInPlace, area, false), nullptr);
-    pictures.endFrame();
-    EXPECT_EQ(pictures.prepared(*image, kInPlace, kInPlace, area, true), nullptr);
-    const ColumnPicture *const columns = pictures.prepared(*image, kInPlace, kInPlace, area, false);
-    ASSERT_NE(columns, nullptr);
-    EXPECT_EQ(*columns->at(39, 9), image->pixels()[399]);
-}
-
-TEST(LargePictures, NeverPreparesACopyThatMovesOn) {
-    std::mt19937 random(1);
-    const auto image = noise(40, 10, 0xFF000000, random);
-    LargePictures pictures;
-    for (int frame = 0; frame < 10; frame++) {
-        const PictureScaler::Axis x{-1.0 * frame, 1};
-        EXPECT_EQ(pictures.prepared(*image, x, kInPlace, {0, 0, 40 - frame, 10}, false), nullptr);
-        pictures.endFrame();
-    }
-}
-
-TEST(LargePictures, KeepsWhatEveryFrameUses) {
+TEST(ScaledPictures, KeepsWhatEveryFrameUses) {
     std::mt19937 random(1);
     const auto image = noise(40, 10, 0xFF000000, random);
     const PictureScaler::Axis doubled{0, 2};
     const DeviceRect area{0, 0, 80, 20};
-    LargePictures pictures;
-    const ColumnPicture *const columns = pictures.prepared(*image, doubled, doubled, area, true);
-    ASSERT_NE(columns, nullptr);
-    const std::uint32_t *const pixels = columns->at(0, 0);
+    ScaledPictures pictures;
+    const std::uint32_t *const pixels = pictures.scaled(*image, doubled, doubled, area).at(0, 0);
     pictures.endFrame();
-    EXPECT_EQ(pictures.prepared(*image, doubled, doubled, area, false)->at(0, 0), pixels);
+    EXPECT_EQ(pictures.scaled(*image, doubled, doubled, area).at(0, 0), pixels);
     pictures.endFrame();
     EXPECT_EQ(image->retainCount(), 2u);
     pictures.endFrame();
