@@ -372,6 +372,19 @@ TEST(SoftwareCompositor, LetsGoOfItsImagesWhenPurged) {
     EXPECT_EQ(small->retainCount(), 2U);
 }
 
+/// Scaling it takes as long as many frames.
+TEST(SoftwareCompositor, KeepsItsScaledBackgroundWhileNothingChanges) {
+    const auto root = makeLayer(0, 0, 100, 80);
+    auto image = makeOpaqueNoise(211, 97, 4);
+    root->setContents(image);
+    SoftwareCompositor compositor;
+    Canvas canvas(100, 80);
+    canvas.draw(compositor, *root);
+    const NSUInteger users = image->retainCount();
+    EXPECT_TRUE(canvas.drawOver(1, compositor, *root).empty());
+    EXPECT_EQ(image->retainCount(), users);
+}
+
 TEST(SoftwareCompositor, FollowsAChangeOfTargetSizeAndScale) {
     const auto root = makeLayer(0, 0, 100, 80);
     root->setContents(makeOpaqueNoise(211, 97, 4));
