@@ -5,8 +5,8 @@
 #include <new>
 #include <vector>
 
-/// Memory that begins where a line of the processor's cache does, and so do a display's: pixels
-/// that are copied by whole lines then meet no line twice. New elements without a value are not
+/// Memory that begins where a line of the processor's cache does, as a display's does: pixels that
+/// are copied by whole lines then meet no line twice. New elements without a value are not
 /// cleared; give one where they are not written anyway.
 template <class Element> struct CacheLineAllocator {
     using value_type = Element;
