@@ -6,7 +6,7 @@ ColumnPicture::ColumnPicture(const DeviceRect &area) : _area(area) {
     if (!area.isEmpty()) {
         const int columns = (area.right - 1) / CellMask::kCell - area.left / CellMask::kCell + 1;
         _pixels.resize(static_cast<std::size_t>(columns) * CellMask::kCell *
-                       static_cast<std::size_t>(area.height()));
+                       static_cast<std::size_t>(rows()));
     }
 }
 

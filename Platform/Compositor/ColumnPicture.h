@@ -24,12 +24,15 @@ class ColumnPicture {
     const std::uint32_t *at(int x, int y) const { return &_pixels[indexOf(x, y)]; }
 
     /// How far a pixel lies from that a cell further right.
-    std::ptrdiff_t columnStride() const { return std::ptrdiff_t{_area.height()} * CellMask::kCell; }
+    std::ptrdiff_t columnStride() const { return std::ptrdiff_t{rows()} * CellMask::kCell; }
 
   private:
+    // An odd number: the same row of all columns must not share one place in the cache.
+    int rows() const { return _area.height() | 1; }
+
     std::size_t indexOf(int x, int y) const {
         const int column = x / CellMask::kCell - _area.left / CellMask::kCell;
-        return (static_cast<std::size_t>(column) * static_cast<std::size_t>(_area.height()) +
+        return (static_cast<std::size_t>(column) * static_cast<std::size_t>(rows()) +
                 static_cast<std::size_t>(y - _area.top)) *
                    CellMask::kCell +
                static_cast<std::size_t>(x % CellMask::kCell);

@@ -95,6 +95,7 @@ void DisplayListPainter::beginFrame(const DisplayList &list, const PixelArea &ta
     _list = &list;
     _target = target;
     _device = target.area;
+    _isPainted = false;
     _found.clear();
     _found.reserve(list.items().capacity());
     _spans.clear();
@@ -171,6 +172,7 @@ bool DisplayListPainter::isSprite(const Item &item) const {
 }
 
 void DisplayListPainter::paint(const CellMask *mask) {
+    _isPainted = true;
     const std::vector<Item> &items = _list->items();
     const bool isHidden = !items.empty() && hidesAll(items.front());
     const int rows = bandRows();
@@ -221,7 +223,9 @@ void DisplayListPainter::paintBand(const Canvas &canvas, bool isHidden) {
 }
 
 void DisplayListPainter::endFrame() {
-    _scaled.endFrame();
+    if (_isPainted) {
+        _scaled.endFrame();
+    }
     _pictures.endFrame();
 }
 

@@ -33,7 +33,7 @@ class DisplayListPainter {
     /// area is the device. A pixel comes out the same either way.
     void paint(const CellMask *mask);
 
-    /// Forgets what painted frames no longer use.
+    /// Forgets what frames no longer use. Of one that was not painted nobody knows what it uses.
     void endFrame();
     void purge();
 
@@ -107,6 +107,7 @@ class DisplayListPainter {
     const DisplayList *_list = nullptr;
     PixelArea _target;
     DeviceRect _device;
+    bool _isPainted = false;
 
     // One for each item of the list.
     std::vector<Found> _found;

@@ -7,7 +7,7 @@
 
 /// Large upright pictures, such as a background, scaled once for where they stand on the device, so
 /// that a frame only copies them. Only the part that the device shows is kept, and only for as
-/// long as every frame uses it.
+/// long as every frame that is painted uses it.
 class ScaledPictures {
   public:
     /// Each may be as large as the screen.

@@ -40,8 +40,8 @@ class SoftwareCompositor::Frames {
         const CellMask *const missing = _history.since(age);
         if (!missing || !missing->isEmpty()) {
             _painter.paint(missing);
-            _painter.endFrame();
         }
+        _painter.endFrame();
     }
 
     void setThreads(unsigned count) { _painter.setThreads(count); }

@@ -6,7 +6,6 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <new>
 
 namespace {
 
@@ -51,13 +50,8 @@ Block premultiplied(const std::uint8_t *bytes, std::size_t count) {
 
 PictureBuffer::PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels)
     : _width(width), _height(height) {
-    if (!CGImage::isSizeSupported(width, height) || width * height > mostPixels) {
-        return;
-    }
-    try {
+    if (CGImage::isSizeSupported(width, height) && width * height <= mostPixels) {
         _pixels.resize(width * height);
-    } catch (const std::bad_alloc &) {
-        _pixels.clear();
     }
 }
 

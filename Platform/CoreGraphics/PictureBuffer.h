@@ -10,8 +10,8 @@
 /// costs only the rows that it really holds.
 class PictureBuffer {
   public:
-    /// Empty when a picture of that size is not supported, has more pixels than that, or finds no
-    /// memory.
+    /// Empty when a picture of that size is not supported or has more pixels than that; throws
+    /// std::bad_alloc when there is no memory.
     PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels);
 
     explicit operator bool() const noexcept { return !_pixels.empty(); }

@@ -57,33 +57,35 @@ TEST(ColumnPicture, BeginsWhereTheProcessorsMemoryDoes) {
     }
 }
 
-/// Wherever it stands, whatever is asked for of it: as if it lay in rows.
+/// Wherever it stands, whatever is asked for of it, in a target of the device or in one of its own:
+/// as if it lay in rows.
 TEST(ColumnPicture, IsDrawnAsThePictureThatItHolds) {
     std::mt19937 random(7);
     const auto below = [&](int count) { return static_cast<int>(random() % unsigned(count)); };
-    for (int round = 0; round < 300; round++) {
-        const DeviceRect device{0, 0, 1 + below(1400), 1 + below(20)};
+    for (int round = 0; round < 400; round++) {
+        const DeviceRect device{0, 0, 1 + below(2500), 1 + below(20)};
         const int left = below(device.right);
         const int top = below(device.bottom);
         const DeviceRect area{left, top, left + 1 + below(device.right - left),
                               top + 1 + below(device.bottom - top)};
+        const DeviceRect whole = round % 2 == 0 ? device : area;
         const std::uint32_t alpha = round % 3 == 0 ? 0x80000000 : 0xFF000000;
         const auto image = noise(area.width(), area.height(), alpha, random);
         CellMask mask;
-        mask.reset(device);
+        mask.reset(whole);
         for (int i = 0; i < 40; i++) {
-            const int from = below(device.right);
-            mask.add(below(device.bottom), from, from + 1 + below(device.right - from));
+            const int from = whole.left + below(whole.width());
+            mask.add(whole.top + below(whole.height()), from, from + 1 + below(whole.right - from));
         }
         const int clipLeft = area.left + below(area.width());
         const PaintClip clip{
             {clipLeft, area.top, clipLeft + 1 + below(area.right - clipLeft), area.bottom},
             round % 4 == 0 ? nullptr : &mask};
         const std::uint32_t weight = round % 5 == 0 ? 40000 : kFullWeight;
-        CGPixels inRows(static_cast<std::size_t>(device.area()), 0xFF336699);
+        CGPixels inRows(static_cast<std::size_t>(whole.area()), 0xFF336699);
         CGPixels inColumns = inRows;
         const auto target = [&](CGPixels &pixels) {
-            return PixelArea{pixels.data(), device, device.width()};
+            return PixelArea{pixels.data(), whole, whole.width()};
         };
         QuadPainter::copyPicture(PixelKernels::best(), target(inRows), clip, Picture::whole(*image),
                                  area.left, area.top, weight);

@@ -31,8 +31,8 @@ TEST(CGImage, IsNullForTheWrongNumberOfPixels) {
 }
 
 TEST(CGImage, TakesSidesUpToTheLargest) {
-    EXPECT_TRUE(CGImage::imageWithPixels(16384, 1, Pixels(16384)));
-    EXPECT_TRUE(CGImage::imageWithPixels(1, 16384, Pixels(16384)));
+    EXPECT_TRUE(CGImage::imageWithPixels(16384, 1, Pixels(16384, 0)));
+    EXPECT_TRUE(CGImage::imageWithPixels(1, 16384, Pixels(16384, 0)));
     EXPECT_FALSE(CGImage::imageWithPixels(16385, 1, Pixels(16385)));
     EXPECT_FALSE(CGImage::imageWithPixels(1, 16385, Pixels(16385)));
 }
