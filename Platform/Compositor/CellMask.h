@@ -14,8 +14,9 @@ class CellMask {
     /// Pixels of a cell.
     static constexpr int kCell = 16;
 
-    /// Where the next cell begins.
-    static int endOfCell(int x) { return (x & -kCell) + kCell; }
+    /// Where the pixel's cell begins, and where the next one does.
+    static int startOfCell(int x) { return x & -kCell; }
+    static int endOfCell(int x) { return startOfCell(x) + kCell; }
 
     /// Forgets all; from now on the set is of the pixels of `area`, which holds no negative ones.
     void reset(const DeviceRect &area);
@@ -89,7 +90,6 @@ class CellMask {
     static constexpr int kWordShift = 10;
 
     static int bitOf(int x) { return (x >> kCellShift) & 63; }
-    static int startOfCell(int x) { return x & -kCell; }
 
     // Of the word that the pixel lies in.
     static std::uint64_t cellsFrom(int x) { return ~std::uint64_t{0} << bitOf(x); }

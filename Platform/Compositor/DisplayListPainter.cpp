@@ -69,7 +69,7 @@ void clear(const PixelArea &area, const PaintClip &clip, std::uint32_t pixel) {
 // Has memory look for what will be drawn while rows are found, when it has little else to do.
 void fetch(const PixelArea &target, int y, const PolygonSpans::Span &span) {
     constexpr int kIntoSecondCache = 2;
-    for (int x = span.left & -CellMask::kCell; x < span.right; x += CellMask::kCell) {
+    for (int x = CellMask::startOfCell(span.left); x < span.right; x += CellMask::kCell) {
         __builtin_prefetch(target.at(x, y), 0, kIntoSecondCache);
     }
 }
