@@ -15,7 +15,9 @@ HWY_BEFORE_NAMESPACE();
 namespace {
 namespace HWY_NAMESPACE {
 
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+// SSE2 lacks the shuffle and the multiplication of bytes that the loops are made of. Highway 1.0
+// does not know that target.
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SSE2
 
 const PixelKernels *kernels() { return &PixelKernels::plain(); }
 
@@ -485,27 +487,14 @@ const PixelKernels &PixelKernels::best() {
 
 std::vector<const PixelKernels *> PixelKernels::all() {
     std::vector<const PixelKernels *> result;
-    [[maybe_unused]] const auto add = [&](std::int64_t target, const PixelKernels *kernels) {
-        if (HWY_SUPPORTED_TARGETS & target) {
-            result.push_back(kernels);
-        }
-    };
-#if HWY_TARGETS & HWY_AVX3
-    add(HWY_AVX3, N_AVX3::kernels());
-#endif
-#if HWY_TARGETS & HWY_AVX2
-    add(HWY_AVX2, N_AVX2::kernels());
-#endif
-#if HWY_TARGETS & HWY_SSE4
-    add(HWY_SSE4, N_SSE4::kernels());
-#endif
-#if HWY_TARGETS & HWY_SSSE3
-    add(HWY_SSSE3, N_SSSE3::kernels());
-#endif
-#if HWY_TARGETS & HWY_NEON
-    add(HWY_NEON, N_NEON::kernels());
-#endif
-    result.push_back(&plain());
+    for (const std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        hwy::SetSupportedTargetsForTest(target);
+        result.push_back(HWY_DYNAMIC_DISPATCH(kernels)());
+    }
+    hwy::SetSupportedTargetsForTest(0); // asks the processor again
+    if (result.empty() || result.back() != &plain()) {
+        result.push_back(&plain());
+    }
     return result;
 }
 

@@ -76,6 +76,7 @@ struct PLATFORM_EXPORT PixelKernels {
     /// The fastest one that this processor runs.
     static const PixelKernels &best();
 
-    /// Every one that this processor runs, the fastest first and plain() last.
+    /// Every one that this processor runs, the fastest first and plain() last. For tests and
+    /// benchmarks: no other thread may call best() for the first time meanwhile.
     static std::vector<const PixelKernels *> all();
 };

@@ -36,7 +36,7 @@ struct WaylandPointer::Events {
         }
     }
 
-    /// Old pointers do not say what belongs together.
+    /// A wl_pointer before version 5 sends no frame event, so each axis event is a step of its own.
     static void axis(void *data, wl_pointer *pointer, std::uint32_t, std::uint32_t axis,
                      wl_fixed_t value) {
         if (axis == WL_POINTER_AXIS_HORIZONTAL_SCROLL) {
@@ -60,16 +60,21 @@ struct WaylandPointer::Events {
     static void axisDiscrete(void *, wl_pointer *, std::uint32_t, std::int32_t) {}
     static void axisValue120(void *, wl_pointer *, std::uint32_t, std::int32_t) {}
 
-    static constexpr wl_pointer_listener kPointer{.enter = enter,
-                                                  .leave = leave,
-                                                  .motion = motion,
-                                                  .button = button,
-                                                  .axis = axis,
-                                                  .frame = frame,
-                                                  .axis_source = axisSource,
-                                                  .axis_stop = axisStop,
-                                                  .axis_discrete = axisDiscrete,
-                                                  .axis_value120 = axisValue120};
+    /// Newer headers have more members; their events come only to those who bind a newer pointer.
+    static constexpr wl_pointer_listener kPointer = [] {
+        wl_pointer_listener listener{};
+        listener.enter = enter;
+        listener.leave = leave;
+        listener.motion = motion;
+        listener.button = button;
+        listener.axis = axis;
+        listener.frame = frame;
+        listener.axis_source = axisSource;
+        listener.axis_stop = axisStop;
+        listener.axis_discrete = axisDiscrete;
+        listener.axis_value120 = axisValue120;
+        return listener;
+    }();
 };
 
 WaylandPointer::WaylandPointer(wl_pointer *pointer, WaylandCursor &cursor)
