@@ -333,15 +333,23 @@ void OutputShow::show(std::optional<ViewSlot> &coming) {
     _isFirstPictureReady = true;
     _presented.reset();
     _ownPetals = _shown->view->petals();
-    _prove.callAfter(kProof);
+    _prove.cancel();
     updatePetals();
     updateRunning();
     _surface.setMemory(_shown->memory);
 }
 
 void OutputShow::updateRunning() {
-    if (_shown) {
-        _shown->view->setRunning(_isRunning && _shown->geometry == _surface.geometry());
+    if (!_shown) {
+        return;
+    }
+    const bool isRunning = _isRunning && _shown->geometry == _surface.geometry();
+    _shown->view->setRunning(isRunning);
+    // A view that is stopped proves nothing, and nothing of ours wakes while it is.
+    if (!isRunning) {
+        _prove.cancel();
+    } else if (!_prove.isPending()) {
+        _prove.callAfter(kProof);
     }
 }
 

@@ -68,16 +68,3 @@ Retained<CGImage> ProgramWindowTest::picture() const {
     return CGImageCreateWithData(
         {reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()});
 }
-
-long ProgramWindowTest::cpuTime() const {
-    const std::string text = contentsOf("/proc/" + std::to_string(_process) + "/stat");
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string skipped;
-    for (int i = 0; i < 11; ++i) {
-        fields >> skipped;
-    }
-    long user = 0;
-    long system = 0;
-    fields >> user >> system;
-    return user + system;
-}

@@ -38,9 +38,6 @@ class ProgramWindowTest : public ::testing::Test {
     /// What the window shows.
     Retained<CGImage> picture() const;
 
-    /// Ticks of the processor that the program has used so far.
-    long cpuTime() const;
-
     const std::string &window() const { return _window; }
     pid_t process() const { return _process; }
 

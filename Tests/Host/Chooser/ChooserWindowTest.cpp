@@ -1,4 +1,5 @@
 #include "Host/Chooser/ChooserLayout.h"
+#include "Tests/Host/ProcessActivity.h"
 #include "Tests/Host/ProgramWindowTest.h"
 
 #include <gmock/gmock.h>
@@ -200,9 +201,9 @@ TEST_F(ChooserWindow, TakesNoTimeOfTheProcessorWhileItIsPaused) {
     ASSERT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     press("space");
     ASSERT_TRUE(eventually([&] {
-        const long before = cpuTime();
+        const long before = activityOf(process());
         usleep(1'500'000);
-        return cpuTime() == before;
+        return activityOf(process()) == before;
     }));
 }
 

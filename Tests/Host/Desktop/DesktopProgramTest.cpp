@@ -9,7 +9,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <thread>
 #include <unistd.h>
 
@@ -19,30 +18,13 @@ using nlohmann::json;
 
 constexpr auto kIdleTime = std::chrono::seconds(10);
 
-/// What a process uses in that time though it does nothing: the thread sanitizer has a thread of
-/// its own that wakes ten times a second.
+/// What a process may show of activity in that time though it does nothing: the thread sanitizer
+/// has a thread of its own that wakes ten times a second.
 #ifdef __SANITIZE_THREAD__
-constexpr long kIdleTicks = 1;
+constexpr long kIdleActivity = 1;
 #else
-constexpr long kIdleTicks = 0;
+constexpr long kIdleActivity = 0;
 #endif
-
-/// Numbers of a process's status line behind its name, from the third field on.
-std::vector<std::string> fieldsOf(int process) {
-    const std::string line = contentsOf("/proc/" + std::to_string(process) + "/stat");
-    std::istringstream fields(line.substr(std::min(line.rfind(')') + 1, line.size())));
-    std::vector<std::string> texts;
-    for (std::string field; fields >> field;) {
-        texts.push_back(field);
-    }
-    return texts;
-}
-
-/// In ticks, by its own threads. 0 when it has gone.
-long ticksOf(int process) {
-    const auto fields = fieldsOf(process);
-    return fields.size() > 12 ? std::atol(fields[11].c_str()) + std::atol(fields[12].c_str()) : 0;
-}
 
 } // namespace
 
@@ -132,33 +114,21 @@ Retained<CGImage> DesktopProgramTest::picture() {
         {reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()});
 }
 
-std::vector<int> DesktopProgramTest::children() const {
-    std::vector<int> found;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
-        const int process = std::atoi(entry.path().filename().c_str());
-        const auto fields = process > 0 ? fieldsOf(process) : std::vector<std::string>();
-        if (fields.size() > 1 && std::atoi(fields[1].c_str()) == _process) {
-            found.push_back(process);
-        }
+long DesktopProgramTest::activity() const {
+    long sum = activityOf(_process);
+    for (const pid_t child : children()) {
+        sum += activityOf(child);
     }
-    return found;
-}
-
-long DesktopProgramTest::cpuTicks() const {
-    long ticks = ticksOf(_process);
-    for (const int child : children()) {
-        ticks += ticksOf(child);
-    }
-    return ticks;
+    return sum;
 }
 
 bool DesktopProgramTest::usesNoProcessor() const {
-    long used = cpuTicks();
+    long before = activity();
     eventually([&] {
         std::this_thread::sleep_for(std::chrono::seconds(3));
-        return std::exchange(used, cpuTicks()) == used;
+        return std::exchange(before, activity()) == before;
     });
     std::this_thread::sleep_for(kIdleTime);
     const long processes = 1 + static_cast<long>(children().size());
-    return cpuTicks() - used <= processes * kIdleTicks;
+    return activity() - before <= processes * kIdleActivity;
 }

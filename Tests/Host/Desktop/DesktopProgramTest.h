@@ -2,6 +2,7 @@
 
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/Retained.h"
+#include "Tests/Host/ProcessActivity.h"
 #include "Tests/Host/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
@@ -42,14 +43,12 @@ class DesktopProgramTest : public ::testing::Test {
     /// What the first output shows; null for nothing.
     Retained<CGImage> picture();
 
-    /// Ticks of the processor that the host and everything below it have used so far.
-    long cpuTicks() const;
-
-    /// True when they use no tick for ten seconds, once what was under way has ended.
+    /// True when no thread of the host and of the processes that it has begun wakes for ten
+    /// seconds, once what was under way has ended.
     bool usesNoProcessor() const;
 
-    /// The processes below it.
-    std::vector<int> children() const;
+    /// The processes that it has begun.
+    std::vector<pid_t> children() const { return childrenOf(_process); }
 
     /// What it has printed on stderr so far.
     std::string log() const { return contentsOf(_folder.path() + "/log"); }
@@ -61,6 +60,7 @@ class DesktopProgramTest : public ::testing::Test {
 
   private:
     std::vector<std::string> surroundings() const;
+    long activity() const;
 
     pid_t _process = -1;
     int _pictureNumber = 0;

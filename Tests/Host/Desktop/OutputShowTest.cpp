@@ -374,6 +374,27 @@ TEST_F(OutputShowTest, RemembersABundleThatRanForAWhile) {
     EXPECT_EQ(_lastGood.path(), kAsked);
 }
 
+TEST_F(OutputShowTest, RemembersNoBundleForTheTimeThatItRested) {
+    begin();
+    runForSeconds(5);
+    _show->setRunning(false);
+    runForSeconds(60);
+    EXPECT_EQ(_lastGood.path(), "");
+    _show->setRunning(true);
+    runForSeconds(9);
+    EXPECT_EQ(_lastGood.path(), "");
+    runForSeconds(2);
+    EXPECT_EQ(_lastGood.path(), kAsked);
+}
+
+TEST_F(OutputShowTest, WaitsForNothingWhileTheViewRests) {
+    begin();
+    runForSeconds(5);
+    _show->setRunning(false);
+    runForSeconds(1);
+    EXPECT_EQ(NSRunLoop::mainRunLoop().nextDeadline(), Clock::kNever);
+}
+
 TEST_F(OutputShowTest, LetsTheViewRest) {
     begin();
     runForSeconds(1);
