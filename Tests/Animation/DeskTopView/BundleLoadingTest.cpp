@@ -1,7 +1,9 @@
 #include "Animation/DeskTopView/DeskTopView.h"
 
+#include "Animation/Common/ImageCache.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/UIKit/UIScreen.h"
+#include "Tests/Animation/Support/LoaderWatch.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
 #include "Tests/Support/SimulatedTime.h"
 
@@ -16,7 +18,11 @@ namespace {
 
 constexpr const char *kPetals = LUMIVERA_BUILD_DIR "/lib/libLumiveraLiveWallpaper.dylib";
 constexpr const char *kTiny = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libTinyWallpaper.so";
+constexpr const char *kHigh = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libHighWallpaper.so";
+constexpr const char *kBorrowing =
+    LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libBorrowingWallpaper.so";
 constexpr const char *kNoEntryPoint = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libNoEntryPoint.so";
+constexpr const char *kKit = LUMIVERA_BUILD_DIR "/lib/libLumiveraWallpaperKit.so";
 
 /// A bundle whose description names a library.
 class BundleLoading : public SimulatedTimeTest {
@@ -38,10 +44,11 @@ class BundleLoading : public SimulatedTimeTest {
         nameLibrary("wallpaper.dylib");
     }
 
-    Retained<DeskTopView> load() {
+    Retained<DeskTopView> load() { return load(_bundle.open().get()); }
+
+    static Retained<DeskTopView> load(NSBundle *bundle) {
         const NSAutoreleasePool pool;
-        return Retained<DeskTopView>(
-            DeskTopView::createDeskTopViewFromBundle(_bundle.open().get()));
+        return Retained<DeskTopView>(DeskTopView::createDeskTopViewFromBundle(bundle));
     }
 
     const WallpaperBundle &bundle() const { return _bundle; }
@@ -103,6 +110,57 @@ TEST_F(BundleLoading, LoadsTheBundleThatShips) {
     runForSeconds(0.6);
     EXPECT_TRUE(view->bgView()->image());
     EXPECT_TRUE(view->isAnimating());
+}
+
+TEST_F(BundleLoading, OpensTheLibraryLazilyAndClosesItOnceItHasTheView) {
+    useLibrary(kPetals);
+    const auto opened = bundle().open();
+    LoaderWatch loader;
+    loader.beforeClosing = [&opened] {
+        EXPECT_EQ(ImageCache::sharedInstance()->resBundle(), opened) << "given the very object";
+    };
+    ASSERT_TRUE(load(opened.get()));
+    ASSERT_EQ(loader.openings.size(), 1u);
+    EXPECT_EQ(loader.openings[0].path, opened->resourcePath() + "/wallpaper.dylib");
+    EXPECT_EQ(loader.openings[0].mode, RTLD_LAZY);
+    EXPECT_THAT(loader.closings, testing::ElementsAre(loader.openings[0].library));
+    loader.beforeClosing = nullptr;
+    ImageCache::sharedInstance()->setResBundle(nullptr);
+}
+
+TEST_F(BundleLoading, ClosesALibraryWithoutTheEntryPointToo) {
+    useLibrary(kNoEntryPoint);
+    const LoaderWatch loader;
+    EXPECT_FALSE(load());
+    ASSERT_EQ(loader.openings.size(), 1u);
+    EXPECT_THAT(loader.closings, testing::ElementsAre(loader.openings[0].library));
+}
+
+TEST_F(BundleLoading, OpensNothingWithoutALibrarysName) {
+    bundle().describe("");
+    const LoaderWatch loader;
+    EXPECT_FALSE(load());
+    EXPECT_TRUE(loader.openings.empty());
+    EXPECT_TRUE(loader.closings.empty());
+}
+
+TEST_F(BundleLoading, TakesALibraryThatWasLinkedForAnotherAddress) {
+    useLibrary(kHigh);
+    const auto view = load();
+    ASSERT_TRUE(view);
+    EXPECT_EQ(view->frame(), CGRectMake(0, 0, 20, 20));
+}
+
+TEST_F(BundleLoading, CallsAnEntryPointInALibraryBehindTheNamedOne) {
+    useLibrary(kBorrowing);
+    const auto view = load();
+    ASSERT_TRUE(view);
+    EXPECT_EQ(view->frame().size.width, static_cast<CGFloat>(bundle().folder().path().size()));
+}
+
+TEST_F(BundleLoading, GivesNothingForTheKitItself) {
+    useLibrary(kKit);
+    EXPECT_FALSE(load());
 }
 
 TEST_F(BundleLoading, GivesNothingForNoBundle) {
@@ -167,6 +225,16 @@ TEST_F(BundleLoading, StaysSilentWhateverGoesWrong) {
     nameLibrary("wallpaper.dylib");
     load();
     EXPECT_THAT(log().lines(), testing::ElementsAre());
+}
+
+TEST(WallpaperLibrary, HasNoEntryPointsInItsKit) {
+    void *const library = dlopen(kKit, RTLD_LAZY);
+    ASSERT_TRUE(library) << dlerror();
+    for (const char *name :
+         {"getDeskTopViewName", "getDeskTopViewVersion", "getDeskTopViewInstance"}) {
+        EXPECT_FALSE(dlsym(library, name)) << name;
+    }
+    dlclose(library);
 }
 
 TEST(WallpaperLibrary, ExportsItsFunctionsUnmangledAndStaysWhenItIsClosed) {
