@@ -10,6 +10,7 @@
 #include <dlfcn.h>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -118,8 +119,7 @@ DeskTopView::~DeskTopView() {
     NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(this, "delayLoading");
     DeskTopView::stopAnimating();
     _bgView = nullptr;
-    _operationQueue->cancelAllOperations();
-    _operationQueue = nullptr;
+    std::exchange(_operationQueue, nullptr)->cancelAllOperations();
 }
 
 void DeskTopView::setFrame(const CGRect &frame) {

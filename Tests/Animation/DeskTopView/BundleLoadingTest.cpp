@@ -12,6 +12,7 @@
 
 #include <dlfcn.h>
 #include <filesystem>
+#include <link.h>
 #include <unistd.h>
 
 namespace {
@@ -251,6 +252,20 @@ TEST(WallpaperLibrary, ExportsItsFunctionsUnmangledAndStaysWhenItIsClosed) {
         if (again) {
             dlclose(again);
         }
+    }
+}
+
+TEST(WallpaperLibrary, IsLinkedToStayAndSoIsItsKit) {
+    for (const char *path : {kPetals, kKit}) {
+        void *const library = dlopen(path, RTLD_LAZY);
+        link_map *map = nullptr;
+        ASSERT_EQ(dlinfo(library, RTLD_DI_LINKMAP, &map), 0) << path;
+        ElfW(Addr) flags = 0;
+        for (const ElfW(Dyn) *entry = map->l_ld; entry->d_tag != DT_NULL; ++entry) {
+            flags = entry->d_tag == DT_FLAGS_1 ? entry->d_un.d_val : flags;
+        }
+        EXPECT_TRUE(flags & DF_1_NODELETE) << path;
+        dlclose(library);
     }
 }
 

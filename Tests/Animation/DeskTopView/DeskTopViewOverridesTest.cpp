@@ -22,7 +22,8 @@ class CallsView final : public DeskTopView {
         : DeskTopView(CGRectMake(10, 20, 320, 480)), _calls(calls) {}
 
     void setFrame(const CGRect &frame) override {
-        note("setFrame", frame.origin.x, frame.origin.y, frame.size.width, frame.size.height);
+        note("setFrame", frame.origin.x, frame.origin.y, frame.size.width, frame.size.height, "of",
+             scale());
         DeskTopView::setFrame(frame);
     }
 
@@ -112,7 +113,8 @@ TEST_F(DeskTopViewOverrides, AreWhatAHostReachesThroughTheInterface) {
 
 TEST_F(DeskTopViewOverrides, OfTheFrameTakeTheSizeOfANewScale) {
     view->setScale(0.5);
-    EXPECT_THAT(takeCalls(), ElementsAre("setScale 0.5 0", "setFrame 10 20 160 240"));
+    EXPECT_THAT(takeCalls(), ElementsAre("setScale 0.5 0", "setFrame 10 20 160 240 of 1"))
+        << "the scale is set last";
     EXPECT_EQ(view->scale(), 0.5);
 }
 
@@ -120,7 +122,7 @@ TEST_F(DeskTopViewOverrides, OfTheScaleAreCalledWithANewBackgroundInPlace) {
     view->setScale(0.5);
     takeCalls();
     view->setBackgroundImage(pictureOfSize(8, 6));
-    EXPECT_THAT(takeCalls(), ElementsAre("setScale 0.5 1", "setFrame 10 20 160 240"));
+    EXPECT_THAT(takeCalls(), ElementsAre("setScale 0.5 1", "setFrame 10 20 160 240 of 0.5"));
 }
 
 TEST_F(DeskTopViewOverrides, OfStoppingAreCalledBeforeTheViewLeavesItsSuperview) {
