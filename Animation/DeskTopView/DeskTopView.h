@@ -28,8 +28,8 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
   public:
     /// Loads the library that the bundle's description names under "name Library" from the
     /// bundle's resource folder and asks it for a view. Null for a null bundle, without such a
-    /// name, for a library that cannot be opened or has no getDeskTopViewInstance. Autoreleased.
-    /// Main thread.
+    /// name, for a library that cannot be opened, and when the loader finds no
+    /// getDeskTopViewInstance in it or behind it. Autoreleased. Main thread.
     static DeskTopView *createDeskTopViewFromBundle(NSBundle *bundle);
 
     /// Texts that live as long as the library.

@@ -22,6 +22,8 @@ for name in Lumivera Maple; do
     [[ -f $bundle/description.plist ]] || { echo "$bundle has no description"; exit 1; }
     [[ $bundle/libLumiveraLiveWallpaper.dylib -ef $library ]] ||
         { echo "$bundle does not lead to the installed library"; exit 1; }
+    ! ldd "$bundle/libLumiveraLiveWallpaper.dylib" | grep 'not found' ||
+        { echo "$bundle's library does not find those behind it"; exit 1; }
 done
 
 # Loaded from the new place, not from the build folder.

@@ -154,6 +154,7 @@ TEST_F(BundleLoading, TakesALibraryThatWasLinkedForAnotherAddress) {
 
 TEST_F(BundleLoading, CallsAnEntryPointInALibraryBehindTheNamedOne) {
     useLibrary(kBorrowing);
+    std::filesystem::create_symlink(kTiny, bundle().folder().pathOf("libTinyWallpaper.so"));
     const auto view = load();
     ASSERT_TRUE(view);
     EXPECT_EQ(view->frame().size.width, static_cast<CGFloat>(bundle().folder().path().size()));

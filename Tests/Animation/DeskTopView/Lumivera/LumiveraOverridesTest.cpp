@@ -35,7 +35,7 @@ class WatchedPetals final : public LumiveraView {
         LumiveraView::setBackgroundImage(std::move(image));
     }
 
-    void startAnimating() override { atStart.emplace(*this, random); }
+    void startAnimating() override { starts.emplace_back(*this, random); }
 
     void setSpeedLevel(NSInteger level) override {
         levels.push_back(level);
@@ -47,7 +47,7 @@ class WatchedPetals final : public LumiveraView {
     ScriptedRandom random;
     Retained<UIImage> background;
     std::optional<Moment> atBackground;
-    std::optional<Moment> atStart;
+    std::vector<Moment> starts;
     std::vector<NSInteger> levels;
     std::vector<CGPoint> taps;
 };
@@ -59,9 +59,10 @@ class LumiveraOverrides : public PetalWallpaper {
 
 TEST_F(LumiveraOverrides, SeeTheBackgroundBeforeAnythingElse) {
     watched->initResource();
-    EXPECT_EQ(watched->background->fileName(), "lumivera_background_.png");
     EXPECT_EQ(watched->bgView()->image(), watched->background);
+    ASSERT_TRUE(watched->background);
     ASSERT_TRUE(watched->atBackground);
+    EXPECT_EQ(watched->background->fileName(), "lumivera_background_.png");
     EXPECT_FALSE(watched->atBackground->isSeeded);
     EXPECT_FALSE(watched->atBackground->hasNames);
     EXPECT_EQ(watched->atBackground->subviews, 1u);
@@ -70,13 +71,14 @@ TEST_F(LumiveraOverrides, SeeTheBackgroundBeforeAnythingElse) {
 TEST_F(LumiveraOverrides, AreStartedWhenEverythingIsThereAndNothingWasDrawn) {
     watched->setSakuraScaleLevel(5);
     watched->initResource();
-    ASSERT_TRUE(watched->atStart);
-    EXPECT_TRUE(watched->atStart->isSeeded);
-    EXPECT_TRUE(watched->atStart->hasNames);
-    EXPECT_EQ(watched->atStart->subviews, 4u);
-    EXPECT_EQ(watched->atStart->scaleLevel, 1) << "whatever a host had set";
-    EXPECT_FALSE(watched->atStart->isAnimating);
-    EXPECT_EQ(watched->atStart->draws, 0u);
+    ASSERT_EQ(watched->starts.size(), 1u);
+    const Moment &start = watched->starts[0];
+    EXPECT_TRUE(start.isSeeded);
+    EXPECT_TRUE(start.hasNames);
+    EXPECT_EQ(start.subviews, 4u);
+    EXPECT_EQ(start.scaleLevel, 1) << "whatever a host had set";
+    EXPECT_FALSE(start.isAnimating);
+    EXPECT_EQ(start.draws, 0u);
 }
 
 TEST_F(LumiveraOverrides, AreGivenTheDescriptionsSpeedLevelWhateverItsSize) {
