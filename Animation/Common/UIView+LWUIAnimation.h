@@ -13,8 +13,9 @@
 /// layer. Main thread.
 class WALLPAPER_EXPORT LWUIAnimation {
   public:
-    /// What views do when an animation that they are the delegate of stops: a translation under its
-    /// key becomes part of the view's centre. The finished flag does not matter.
+    /// What views do when an animation that they are the delegate of stops: the one that stands
+    /// under "translation" becomes part of the view's centre. One that was replaced stands there no
+    /// more, and is ignored as all others are. The finished flag does not matter.
     static void animationDidStop_finished(UIView *view, CAAnimation *animation, bool finished);
 
     /// Sets all but the duration, which is accepted and not applied. Without a target the animation

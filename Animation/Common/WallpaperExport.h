@@ -1,5 +1,5 @@
 #pragma once
 
-/// Marks what the wallpaper library shows to hosts and to other wallpapers; everything else in it
-/// is hidden.
+/// Marks what a wallpaper library, or the kit that wallpapers are made with, shows to others;
+/// everything else in it is hidden.
 #define WALLPAPER_EXPORT __attribute__((visibility("default")))

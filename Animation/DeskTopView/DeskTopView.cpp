@@ -7,10 +7,10 @@
 #include "Platform/Foundation/NSThread.h"
 #include "Platform/QuartzCore/CAMediaTime.h"
 
-#include <cstdint>
 #include <dlfcn.h>
-#include <link.h>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -32,39 +32,50 @@ std::string libraryPath(const NSBundle &bundle) {
 
 using EntryPoint = DeskTopView *(*)(NSBundle *);
 
-/// The library's own function that makes views; null when it has none. The loader also looks into
-/// the libraries behind it, and behind every wallpaper is this one, whose function is not meant.
-EntryPoint entryPointOf(void *library) {
-    void *symbol = dlsym(library, "getDeskTopViewInstance");
-    link_map *itself = nullptr;
-    Dl_info place;
-    if (!symbol || dlinfo(library, RTLD_DI_LINKMAP, &itself) != 0 || dladdr(symbol, &place) == 0) {
-        return nullptr;
-    }
-    const bool isOwn = reinterpret_cast<std::uintptr_t>(place.dli_fbase) == itself->l_addr;
-    return isOwn ? reinterpret_cast<EntryPoint>(symbol) : nullptr;
-}
-
-/// One turn of the loop: a frame on the main thread, then the rest of its period asleep. The view
-/// is kept alive during the frame and may die while the loop sleeps. False when the loop is over.
-bool runFrame(const Weak<DeskTopView> &weakView) {
-    NSTimeInterval elapsed = 0;
-    {
-        const Retained<DeskTopView> view = weakView.lock();
-        if (!view) {
-            return false;
-        }
-        const NSTimeInterval start = CACurrentMediaTime();
-        NSRunLoop::mainRunLoop().performSelectorOnMainThread(
-            view.get(), [&view] { view->doAnimating(); }, true);
-        elapsed = CACurrentMediaTime() - start;
-    }
-    NSThread::sleepForTimeInterval(elapsed < kFramePeriod ? kFramePeriod - elapsed : kOverrunPause);
-    const Retained<DeskTopView> view = weakView.lock();
-    return view && view->isAnimating();
-}
-
 } // namespace
+
+/// Stands for its view with the view's operations, and does not own it: the view may die while the
+/// loop sleeps.
+class DeskTopView::Loop final : public NSObject, public UpdateOperationDelegate {
+  public:
+    explicit Loop(DeskTopView *view) : _view(view) {}
+
+    bool respondsToSelector(std::string_view selector) const override {
+        const auto view = _view.lock();
+        return view && view->respondsToSelector(selector);
+    }
+
+    void runLoop() override {
+        const NSAutoreleasePool pool;
+        while (isWanted()) {
+            const NSTimeInterval elapsed = runFrame();
+            NSThread::sleepForTimeInterval(elapsed < kFramePeriod ? kFramePeriod - elapsed
+                                                                  : kOverrunPause);
+        }
+    }
+
+  private:
+    template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
+
+    ~Loop() override = default;
+
+    bool isWanted() const {
+        const auto view = _view.lock();
+        return view && view->_isAnimating.load(std::memory_order_relaxed);
+    }
+
+    /// The seconds that it took, the wait for the main thread included.
+    NSTimeInterval runFrame() const {
+        const NSTimeInterval start = CACurrentMediaTime();
+        if (const auto view = _view.lock()) {
+            NSRunLoop::mainRunLoop().performSelectorOnMainThread(
+                view.get(), [&view] { view->doAnimating(); }, true);
+        }
+        return CACurrentMediaTime() - start;
+    }
+
+    const Weak<DeskTopView> _view;
+};
 
 DeskTopView *DeskTopView::createDeskTopViewFromBundle(NSBundle *bundle) {
     const std::string path = bundle ? libraryPath(*bundle) : std::string();
@@ -72,7 +83,7 @@ DeskTopView *DeskTopView::createDeskTopViewFromBundle(NSBundle *bundle) {
     if (!library) {
         return nullptr;
     }
-    const EntryPoint entryPoint = entryPointOf(library);
+    const auto entryPoint = reinterpret_cast<EntryPoint>(dlsym(library, "getDeskTopViewInstance"));
     DeskTopView *view = entryPoint ? entryPoint(bundle) : nullptr;
     dlclose(library);
     return view;
@@ -82,7 +93,8 @@ Retained<DeskTopView> DeskTopView::initWithFrame(const CGRect &frame) {
     return makeRetained<DeskTopView>(frame);
 }
 
-DeskTopView::DeskTopView(const CGRect &frame) : UIScrollView(frame) {
+DeskTopView::DeskTopView(const CGRect &frame)
+    : UIScrollView(frame), _loop(makeRetained<Loop>(this)) {
     setClipsToBounds(true);
     setShowsVerticalScrollIndicator(false);
     setShowsHorizontalScrollIndicator(false);
@@ -107,8 +119,7 @@ DeskTopView::~DeskTopView() {
     NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(this, "delayLoading");
     DeskTopView::stopAnimating();
     _bgView = nullptr;
-    _operationQueue->cancelAllOperations();
-    _operationQueue = nullptr;
+    std::exchange(_operationQueue, nullptr)->cancelAllOperations();
 }
 
 void DeskTopView::setFrame(const CGRect &frame) {
@@ -151,7 +162,7 @@ void DeskTopView::startAnimating() {
         return;
     }
     const auto operation = makeRetained<UpdateOperation>();
-    operation->setDelegate(this);
+    operation->setDelegate(_loop.get());
     _updateOperation.set(Weak<UpdateOperation>(operation.get()));
     _operationQueue->addOperation(operation);
     _operationQueue->setSuspended(false);
@@ -177,12 +188,6 @@ void DeskTopView::removeFromSuperview() {
 }
 
 void DeskTopView::runLoop() {
-    const NSAutoreleasePool pool;
-    Retained<DeskTopView> view = Retained<DeskTopView>::adopt(this);
-    const Weak<DeskTopView> weakView(this);
-    bool runs = isAnimating();
-    view = nullptr;
-    while (runs) {
-        runs = runFrame(weakView);
-    }
+    const Retained<Loop> loop = _loop;
+    loop->runLoop();
 }

@@ -28,8 +28,8 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
   public:
     /// Loads the library that the bundle's description names under "name Library" from the
     /// bundle's resource folder and asks it for a view. Null for a null bundle, without such a
-    /// name, for a library that cannot be opened or has no getDeskTopViewInstance. Autoreleased.
-    /// Main thread.
+    /// name, for a library that cannot be opened, and when the loader finds no
+    /// getDeskTopViewInstance in it or behind it. Autoreleased. Main thread.
     static DeskTopView *createDeskTopViewFromBundle(NSBundle *bundle);
 
     /// Texts that live as long as the library.
@@ -68,7 +68,11 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
     void tapActionAtViewPoint(CGPoint) override {}
     void gestureAction_atPoint(std::int32_t, CGPoint) override {}
     void openSettingMenu() override {}
-    void runLoop() override;
+
+    /// Makes frames, 25 ms apart at least, for as long as the view is meant to animate; blocks, at
+    /// once over when it is stopped. The clock's operation does the same on its own thread, so a
+    /// wallpaper has no part in it. Any thread; the caller keeps the view alive.
+    void runLoop() final;
 
     /// Not owned; never called.
     DeskTopViewDelegate *destTopViewDelegate() const { return _destTopViewDelegate; }
@@ -98,6 +102,8 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
   private:
     template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
 
+    class Loop;
+
     std::atomic<bool> _isAnimating{false};
     DeskTopViewDelegate *_destTopViewDelegate = nullptr;
     Retained<UIImageView> _bgView;
@@ -108,4 +114,5 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
     NSTimeInterval _lastTime = 0;
     NSInteger _speedLevel = 0;
     TreeValue<CGFloat> _scale{1};
+    const Retained<Loop> _loop;
 };

@@ -4,7 +4,7 @@ void UpdateOperation::main() {
     if (const auto asked = delegate(); !asked || !asked->respondsToSelector("runLoop")) {
         return;
     }
-    if (auto driven = delegate()) {
-        driven.leak()->runLoop();
+    if (const auto driven = delegate()) {
+        driven->runLoop();
     }
 }

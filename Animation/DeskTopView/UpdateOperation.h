@@ -15,8 +15,7 @@ class WALLPAPER_EXPORT UpdateOperationDelegate {
         return selector == "runLoop";
     }
 
-    /// Runs the animation until it is stopped; blocks. Takes over one reference to the object from
-    /// the caller, so that the object need not outlive its own loop.
+    /// Runs the animation until it is stopped; blocks.
     virtual void runLoop() = 0;
 
   protected:
@@ -34,7 +33,8 @@ class WALLPAPER_EXPORT UpdateOperation final : public NSOperation {
         _delegate.set(Weak<UpdateOperationDelegate>(delegate));
     }
 
-    /// Ends at once without a delegate or with one that does not answer runLoop.
+    /// Ends at once without a delegate or with one that does not answer runLoop. Keeps the delegate
+    /// alive during its loop.
     void main() override;
 
   private:

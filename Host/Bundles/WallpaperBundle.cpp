@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <dlfcn.h>
 #include <filesystem>
-#include <link.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -35,16 +34,6 @@ void checkFolder(const std::string &path) {
     if (access(path.c_str(), R_OK | X_OK) != 0) {
         throw HostError(path, "cannot be read: " + systemErrorText(), "check its permissions");
     }
-}
-
-/// Asking the loader for a symbol finds those of the libraries behind the library as well.
-bool hasOwnSymbol(void *library, const char *name) {
-    void *symbol = dlsym(library, name);
-    link_map *asked = nullptr;
-    void *found = nullptr;
-    Dl_info place;
-    return symbol && dlinfo(library, RTLD_DI_LINKMAP, &asked) == 0 &&
-           dladdr1(symbol, &place, &found, RTLD_DL_LINKMAP) != 0 && found == asked;
 }
 
 std::string lastError() {
@@ -109,7 +98,7 @@ void WallpaperBundle::loadLibrary() const {
         throw HostError(_libraryPath, "cannot be loaded: " + lastError(),
                         "build it for this system");
     }
-    const bool hasEntryPoint = hasOwnSymbol(library, kEntryPoint);
+    const bool hasEntryPoint = dlsym(library, kEntryPoint) != nullptr;
     dlclose(library);
     if (!hasEntryPoint) {
         throw HostError(_libraryPath, std::string("has no function ") + kEntryPoint,

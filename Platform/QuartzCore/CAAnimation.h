@@ -10,8 +10,9 @@ class CAAnimation;
 /// Hears of an animation's end. Implemented by classes that derive from NSObject.
 class PLATFORM_EXPORT CAAnimationDelegate {
   public:
-    /// The animation, still under its key, has run to its end (`finished`), or is about to be
-    /// removed or replaced before that. Told once for each time that it was added. Main thread.
+    /// The animation, still under its key, has run to its end (`finished`) or is about to be
+    /// removed before that; or another one has taken its place under the key. Told once for each
+    /// time that it was added. Main thread.
     virtual void animationDidStop_finished(CAAnimation *animation, bool finished) = 0;
 
   protected:

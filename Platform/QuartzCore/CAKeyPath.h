@@ -29,7 +29,6 @@ class CAKeyPath {
 
     /// What is read is an angle, known up to whole turns.
     bool isAngle() const { return _kind == Kind::Rotation || _kind == Kind::SublayerRotationX; }
-    bool isTranslation() const { return _kind == Kind::Translation; }
 
   private:
     enum class Kind : std::uint8_t {

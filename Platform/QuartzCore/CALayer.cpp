@@ -226,6 +226,13 @@ void CALayer::onMainThread(const std::function<void()> &action) {
     }
 }
 
+void CALayer::keepShownValues() {
+    _latestChange = 0;
+    if (_animations) {
+        _animations->keepShownValues();
+    }
+}
+
 CALayerValues CALayer::values() const {
     return {_position, _bounds, _opacity, _transform, sublayerTransformInPlace()};
 }

@@ -103,10 +103,10 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     /// Not owned; null for a layer in no tree.
     CALayer *superlayer() const { return read(_superlayer); }
 
-    /// Runs the animation from now, or from its begin time, in place of the one under that key: its
-    /// delegate is told first, while it is still there. What animations show lies over the layer's
-    /// own values, which stay as they are. On another thread than the main thread the main thread
-    /// does it soon; so with the removals. Null is ignored.
+    /// Runs the animation from now, or from its begin time, in place of the one under that key,
+    /// whose delegate is then told that it did not finish. What animations show lies over the
+    /// layer's own values, which stay as they are. On another thread than the main thread the main
+    /// thread does it soon; so with the removals. Null is ignored.
     void addAnimation_forKey(CAAnimation *animation, std::string_view key);
 
     /// The very object that was added; null when there is none.
@@ -117,6 +117,10 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     void removeAllAnimations();
 
     bool hasAnimations() const { return read(_hasAnimations); }
+
+    /// Animations that are added later in this call-out begin at what is shown now, not at what was
+    /// shown before the call-out. Main thread.
+    void keepShownValues();
 
     /// The values that the layer shows at a time of the media clock.
     CALayerValues presentationAt(NSTimeInterval time) const;

@@ -12,9 +12,9 @@ namespace {
 
 constexpr const char *kCall = "layerAnimation";
 
-// A delegate that puts another animation under the key as soon as one stops has it replaced too,
-// but not for ever.
-constexpr int kReplacementsAtMost = 8;
+// A delegate that puts another animation under the key as soon as one was replaced hears that this
+// one was replaced too, but not for ever.
+constexpr int kDeepestTelling = 8;
 
 class CallTarget final : public NSObject {};
 
@@ -28,26 +28,25 @@ CALayerAnimations::~CALayerAnimations() {
     }
 }
 
-void CALayerAnimations::add(CAAnimation &animation, std::string_view keyText) {
-    const Retained<CAAnimation> kept(&animation);
-    const std::string key(keyText);
+void CALayerAnimations::add(CAAnimation &animation, std::string_view key) {
     changeBegins();
     const NSTimeInterval now = CACurrentMediaTime();
     const CALayerValues shown = _layer.presentationAt(now);
-    stopUnder(key);
-    const CALayerValues present = _layer.presentationAt(now);
-    const auto placeInFlight =
-        _before.isFlightStopped ? std::optional(_before.place) : std::nullopt;
+    const Entry *old = find(key);
+    std::optional<Entry> replaced = old ? erase(old->number) : std::nullopt;
     static std::uint64_t number = 0;
     const NSTimeInterval begin = animation.beginTime() != 0 ? animation.beginTime() : now;
     _entries.push_back({++number,
-                        key,
-                        kept,
-                        {animation, begin, {_before.shown, shown, present, placeInFlight}},
+                        std::string(key),
+                        Retained<CAAnimation>(&animation),
+                        {animation, begin, {_before.shown, shown}},
                         makeRetained<CallTarget>()});
     _layer._hasAnimations = true;
     schedule(_entries.back(), now);
     _layer.setNeedsComposite();
+    if (replaced && _telling < kDeepestTelling) {
+        stop(*replaced, false);
+    }
 }
 
 /// The run loop tells of the end, and of a beginning that is still to come.
@@ -87,11 +86,11 @@ void CALayerAnimations::begins(std::uint64_t number) {
 
 /// The last of the entry's calls: a loop with many calls need not look for others.
 void CALayerAnimations::ends(std::uint64_t number) {
+    changeBegins();
     if (Entry *entry = find(number)) {
         entry->calls = nullptr;
+        stop(*entry, true);
     }
-    changeBegins();
-    stop(number, true);
     const Entry *entry = find(number);
     if (entry && entry->animation->isRemovedOnCompletion()) {
         erase(number);
@@ -99,13 +98,10 @@ void CALayerAnimations::ends(std::uint64_t number) {
     _layer.setNeedsComposite();
 }
 
-void CALayerAnimations::remove(std::string_view keyText) {
-    const std::string key(keyText);
+void CALayerAnimations::remove(std::string_view key) {
     changeBegins();
     if (const Entry *entry = find(key)) {
-        const std::uint64_t number = entry->number;
-        stop(number, false);
-        erase(number);
+        remove(entry->number);
     }
 }
 
@@ -116,34 +112,23 @@ void CALayerAnimations::removeAll() {
         numbers.push_back(entry.number);
     }
     for (const std::uint64_t number : numbers) {
-        stop(number, false);
-        erase(number);
+        remove(number);
     }
 }
 
-void CALayerAnimations::stopUnder(std::string_view key) {
-    for (int i = 0; i < kReplacementsAtMost; ++i) {
-        const Entry *entry = find(key);
-        if (!entry) {
-            return;
-        }
-        const std::uint64_t number = entry->number;
-        stop(number, false);
-        erase(number);
+void CALayerAnimations::remove(std::uint64_t number) {
+    if (Entry *entry = find(number)) {
+        stop(*entry, false);
     }
-    if (const Entry *entry = find(key)) {
-        erase(entry->number);
-    }
+    erase(number);
 }
 
 /// Tells the delegate once; the delegate may remove the entry, and may add others.
-void CALayerAnimations::stop(std::uint64_t number, bool finished) {
-    Entry *entry = find(number);
-    if (!entry || std::exchange(entry->isStopped, true)) {
+void CALayerAnimations::stop(Entry &entry, bool finished) {
+    if (std::exchange(entry.isStopped, true)) {
         return;
     }
-    _before.isFlightStopped = _before.isFlightStopped || entry->running.isFlight();
-    const Retained<CAAnimation> animation = entry->animation;
+    const Retained<CAAnimation> animation = entry.animation;
     if (const auto delegate = animation->delegate()) {
         ++_telling;
         delegate->animationDidStop_finished(animation.get(), finished);
@@ -151,17 +136,18 @@ void CALayerAnimations::stop(std::uint64_t number, bool finished) {
     }
 }
 
-void CALayerAnimations::erase(std::uint64_t number) {
+std::optional<CALayerAnimations::Entry> CALayerAnimations::erase(std::uint64_t number) {
     const auto entry = std::find_if(_entries.begin(), _entries.end(),
                                     [number](const Entry &e) { return e.number == number; });
     if (entry == _entries.end()) {
-        return;
+        return std::nullopt;
     }
-    const Entry erased = std::move(*entry);
+    std::optional<Entry> erased(std::move(*entry));
     _entries.erase(entry);
     _layer._hasAnimations = !isEmpty();
-    cancelCalls(erased);
+    cancelCalls(*erased);
     _layer.setNeedsComposite();
+    return erased;
 }
 
 const CALayerAnimations::Entry *CALayerAnimations::find(std::string_view key) const {
@@ -201,9 +187,14 @@ void CALayerAnimations::changeBegins() {
     if (_before.callOut == callOutNumber()) {
         return;
     }
-    const CALayerValues shown = _layer.presentationAt(CACurrentMediaTime());
-    _before = {callOutNumber(), isEmpty() ? _layer.valuesBeforeCallOut() : shown, shown.position,
-               false};
+    keepShownValues();
+    if (isEmpty()) {
+        _before.shown = _layer.valuesBeforeCallOut();
+    }
+}
+
+void CALayerAnimations::keepShownValues() {
+    _before = {callOutNumber(), _layer.presentationAt(CACurrentMediaTime())};
 }
 
 bool CALayerAnimations::isForgettable() const {

@@ -22,7 +22,7 @@ class CALayerAnimations {
 
     bool isEmpty() const { return _entries.empty(); }
 
-    /// Replaces the one under the key.
+    /// Replaces the one under the key, whose delegate is told afterwards.
     void add(CAAnimation &animation, std::string_view key);
     void remove(std::string_view key);
     void removeAll();
@@ -36,6 +36,9 @@ class CALayerAnimations {
 
     /// Keeps what the layer shows, unless that was done in this call-out.
     void changeBegins();
+
+    /// Keeps it in any case.
+    void keepShownValues();
 
     /// Nothing is left that a later change could need.
     bool isForgettable() const;
@@ -58,19 +61,13 @@ class CALayerAnimations {
     struct Before {
         std::uint64_t callOut = 0;
         CALayerValues shown;
-
-        /// Where the layer was, animations included, when its first change was noted here.
-        CGPoint place;
-
-        /// A flight was stopped since.
-        bool isFlightStopped = false;
     };
 
     const Entry *find(std::string_view key) const;
     Entry *find(std::uint64_t number);
-    void stopUnder(std::string_view key);
-    void stop(std::uint64_t number, bool finished);
-    void erase(std::uint64_t number);
+    void remove(std::uint64_t number);
+    void stop(Entry &entry, bool finished);
+    std::optional<Entry> erase(std::uint64_t number);
     void ends(std::uint64_t number);
     void begins(std::uint64_t number);
     static void cancelCalls(const Entry &entry);

@@ -9,17 +9,6 @@ constexpr CGFloat kWholeTurn = 6.283185307179586476925286766559;
 
 bool isSet(const CAAnimationValue &value) { return !std::holds_alternative<std::monostate>(value); }
 
-/// Where a course without a from value starts.
-CAComponents startOf(const CAKeyPath &keyPath, const CALayerValues &seen, CGPoint place,
-                     CGPoint present) {
-    CAComponents from = keyPath.read(seen);
-    if (keyPath.isTranslation()) {
-        from[0] += place.x - present.x;
-        from[1] += place.y - present.y;
-    }
-    return from;
-}
-
 } // namespace
 
 CARunningAnimation::CARunningAnimation(const CAAnimation &animation, NSTimeInterval begin,
@@ -46,16 +35,10 @@ CARunningAnimation::courseOf(const CABasicAnimation &animation, const Start &sta
     if ((hasFrom && !from) || (hasTo && !to)) {
         return std::nullopt;
     }
-    const CGPoint present = start.present.position;
     if (from) {
         return Course{*keyPath, *from, to, false};
     }
-    if (to) {
-        const auto begin = startOf(*keyPath, start.shown, start.shown.position, present);
-        return Course{*keyPath, begin, to, false};
-    }
-    const CGPoint place = start.placeInFlight.value_or(present);
-    return Course{*keyPath, startOf(*keyPath, start.before, place, present), to, true};
+    return Course{*keyPath, keyPath->read(to ? start.shown : start.before), to, !to};
 }
 
 void CARunningAnimation::addMembers(const CAAnimationGroup &group, const Start &start, int depth) {
@@ -99,10 +82,4 @@ void CARunningAnimation::Course::apply(double progress, const CALayerValues &own
         }
     }
     keyPath.write(target, shown);
-}
-
-bool CARunningAnimation::isFlight() const {
-    return (_course && _course->keyPath.isTranslation()) ||
-           std::any_of(_members.begin(), _members.end(),
-                       [](const CARunningAnimation &member) { return member.isFlight(); });
 }

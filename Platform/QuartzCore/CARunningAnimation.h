@@ -11,15 +11,9 @@ class CARunningAnimation {
   public:
     /// What a layer looked like when an animation was added.
     struct Start {
-        /// Shown before the call-out changed anything, right before the animation was added, and
-        /// now.
+        /// Shown before the call-out changed anything, and right before the animation was added.
         const CALayerValues &before;
         const CALayerValues &shown;
-        const CALayerValues &present;
-
-        /// Where the layer was when a translation that was stopped in this call-out began it; what
-        /// moved since then was not seen yet.
-        std::optional<CGPoint> placeInFlight;
     };
 
     /// `begin` in seconds of the time that will be given to apply().
@@ -32,9 +26,6 @@ class CARunningAnimation {
 
     NSTimeInterval begin() const { return _begin; }
     NSTimeInterval end() const { return _begin + _timing.activeDuration(); }
-
-    /// It, or one in it, moves the layer by "transform.translation".
-    bool isFlight() const;
 
     /// It, or one in it, goes to a value of the layer's own: only then apply() looks at them.
     bool leadsToOwnValues() const { return _leadsToOwnValues; }

@@ -7,7 +7,8 @@ trap 'rm -rf "$prefix"' EXIT
 cmake --install "$1" --prefix "$prefix" >/dev/null
 
 library=$prefix/lib/libLumiveraLiveWallpaper.dylib
-for file in "$library" "$prefix/lib/libLumiveraPlatform.so" "$prefix/bin/lumivera" \
+for file in "$library" "$prefix/lib/libLumiveraWallpaperKit.so" \
+    "$prefix/lib/libLumiveraPlatform.so" "$prefix/bin/lumivera" \
     "$prefix/share/lumivera/sounds/chime.wav" "$prefix/share/man/man1/lumivera.1" \
     "$prefix/share/applications/lumivera.desktop" "$prefix/lib/systemd/user/lumivera.service" \
     "$prefix/share/icons/hicolor/scalable/apps/lumivera.svg" \
@@ -21,11 +22,13 @@ for name in Lumivera Maple; do
     [[ -f $bundle/description.plist ]] || { echo "$bundle has no description"; exit 1; }
     [[ $bundle/libLumiveraLiveWallpaper.dylib -ef $library ]] ||
         { echo "$bundle does not lead to the installed library"; exit 1; }
+    ! ldd "$bundle/libLumiveraLiveWallpaper.dylib" | grep 'not found' ||
+        { echo "$bundle's library does not find those behind it"; exit 1; }
 done
 
 # Loaded from the new place, not from the build folder.
 loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)
-[[ $(wc -l <<<"$loaded") == 2 ]] || { echo "the program loads $loaded"; exit 1; }
+[[ $(wc -l <<<"$loaded") == 3 ]] || { echo "the program loads $loaded"; exit 1; }
 "$prefix/bin/lumivera" --help >/dev/null
 
 # The completions are those of this very program.

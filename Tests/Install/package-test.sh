@@ -16,7 +16,8 @@ done
 
 dpkg-deb -x "${packages[0]}" "$folder/root"
 usr=$folder/root/usr
-for file in bin/lumivera lib/libLumiveraPlatform.so lib/libLumiveraLiveWallpaper.dylib \
+for file in bin/lumivera lib/libLumiveraPlatform.so lib/libLumiveraWallpaperKit.so \
+    lib/libLumiveraLiveWallpaper.dylib \
     lib/systemd/user/lumivera.service share/applications/lumivera.desktop \
     share/man/man1/lumivera.1 share/lumivera/wallpapers/Lumivera.bundle/description.plist; do
     [[ -s $usr/$file ]] || { echo "the package has no $file"; exit 1; }

@@ -52,8 +52,8 @@ function complain(what) {
 function mayUseLibraries(row, header) {
     if (row ~ /^(Tests|Fuzz|Benchmarks)$/)
         return 1
-    # The wallpaper library opens other wallpapers with the dynamic loader.
-    if (header == "dlfcn.h" || header == "link.h")
+    # The base class of wallpapers opens their libraries with the dynamic loader.
+    if (header == "dlfcn.h")
         return FILENAME ~ /\.cpp$/
     return FILENAME ~ /\.cpp$/ && (row == "Host" || row ~ /^Platform\//)
 }

@@ -9,8 +9,8 @@
 
 namespace {
 
-constexpr NSInteger kSpeedUnitsPerLevel = 12;
-constexpr NSInteger kDefaultSpeedUnits = 24;
+constexpr double kSpeedUnitsPerLevel = 12;
+constexpr double kDefaultSpeedUnits = 24;
 constexpr double kPointsPerUnit = 0.015;
 constexpr double kDegreesPerUnit = 0.025;
 constexpr double kRadiansPerDegree = 0.017453292519943295;
@@ -58,19 +58,20 @@ Sakura::Sakura(const CGRect &frame, CGFloat scale, CGFloat swayRate)
 Sakura::~Sakura() { setMaskColor(nullptr); }
 
 void Sakura::resetFallingSpeedLevel(NSInteger level) {
-    NSInteger units = kSpeedUnitsPerLevel * level;
+    // Whole numbers, which even the largest level cannot carry beyond a word.
+    double units = kSpeedUnitsPerLevel * static_cast<double>(level);
     if (units == 0) {
         units = kDefaultSpeedUnits;
     }
-    const NSInteger draw = std::rand();
-    const NSInteger drift = draw % units;
-    const NSInteger fall = draw % (2 * units);
+    const int draw = std::rand();
+    const double drift = std::fmod(draw, units);
+    const double fall = std::fmod(draw, 2 * units);
     const bool isEven = draw % 2 == 0;
     const double sign = isEven ? 1 : -1;
-    _originSpeed.x = static_cast<float>(static_cast<double>(drift + units) * kPointsPerUnit * sign);
-    _originSpeed.y = static_cast<float>(static_cast<double>(fall + 3 * units) * kPointsPerUnit);
+    _originSpeed.x = static_cast<float>((drift + units) * kPointsPerUnit * sign);
+    _originSpeed.y = static_cast<float>((fall + 3 * units) * kPointsPerUnit);
     _angle = 0;
-    _angleStep = static_cast<double>(fall + units) * kDegreesPerUnit * kRadiansPerDegree;
+    _angleStep = (fall + units) * kDegreesPerUnit * kRadiansPerDegree;
     _isXOffset = std::rand() % kPetalsPerSwayingOne == 0;
     if (isEven) {
         _angleStep = -_angleStep;

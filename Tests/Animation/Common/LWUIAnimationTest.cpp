@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -114,6 +115,23 @@ class LWUIAnimationTest : public SimulatedTimeTest {
     Retained<UIView> view = UIView::initWithFrame(kFrame);
 };
 
+/// Goes back to where it came from when its first move ends.
+class Wanderer final : public UIView {
+  public:
+    Wanderer() : UIView(kFrame) {}
+
+    void animationDidStop_finished(CAAnimation *animation, bool finished) override {
+        UIView::animationDidStop_finished(animation, finished);
+        if (!std::exchange(_isOnItsWayBack, true)) {
+            LWUIAnimation::setTranslateAnimation_duration_repeatCount_autoreverses(this, kCenter, 1,
+                                                                                   0, false);
+        }
+    }
+
+  private:
+    bool _isOnItsWayBack = false;
+};
+
 /// Everything that can be asked of a view, by itself.
 struct Operation {
     const char *key;
@@ -207,8 +225,43 @@ TEST_F(LWUIAnimationTest, TheSecondOfTwoMovesInARowLandsExactly) {
     move(kDestination);
     EXPECT_EQ(placeAfter(0), kCenter);
     EXPECT_EQ(placeAfter(0.25), (CGPoint{85, 95}));
-    runForSeconds(0.75);
+    runForSeconds(0.75 - 1.0 / 512);
+    EXPECT_EQ(view->center(), kCenter) << "the first one was replaced";
+    EXPECT_EQ(layer().transform(), CATransform3DMakeTranslation(100, 200, 0));
+    runForSeconds(1.0 / 512);
     expectFolded(kDestination);
+}
+
+TEST_F(LWUIAnimationTest, AMoveMayBeginWhenTheLastOneEnds) {
+    view = makeRetained<Wanderer>();
+    nextCallOut();
+    move(kDestination);
+    runForSeconds(1);
+    EXPECT_EQ(placeAfter(0), kDestination);
+    EXPECT_EQ(view->center(), kDestination);
+    EXPECT_EQ(placeAfter(0.5), (CGPoint{110, 145}));
+    runForSeconds(0.5);
+    expectFolded(kCenter);
+}
+
+TEST_F(LWUIAnimationTest, AMoveBeginsAtTheDestinationOfOneThatWasJustRemoved) {
+    move(kDestination);
+    runForSeconds(0.5);
+    nextCallOut();
+    layer().removeAnimationForKey("translation");
+    move(kCenter);
+    EXPECT_EQ(placeAfter(0), kDestination);
+    EXPECT_EQ(placeAfter(0.5), (CGPoint{110, 145}));
+}
+
+TEST_F(LWUIAnimationTest, AMoveUnderAnotherKeyIsNotFolded) {
+    const auto animation = CABasicAnimation::animationWithKeyPath("transform.translation");
+    animation->setDelegate(view.get());
+    layer().addAnimation_forKey(animation.get(), "another");
+    layer().setTransform(CATransform3DMakeTranslation(3, 4, 0));
+    runForSeconds(1);
+    EXPECT_EQ(view->center(), kCenter);
+    EXPECT_EQ(layer().transform().m41, 3);
 }
 
 TEST_F(LWUIAnimationTest, AMoveGoesOnFromWhereTheOneBeforeGot) {

@@ -1,7 +1,9 @@
 #include "Animation/DeskTopView/DeskTopView.h"
 
+#include "Animation/Common/ImageCache.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/UIKit/UIScreen.h"
+#include "Tests/Animation/Support/LoaderWatch.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
 #include "Tests/Support/SimulatedTime.h"
 
@@ -10,13 +12,18 @@
 
 #include <dlfcn.h>
 #include <filesystem>
+#include <link.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr const char *kPetals = LUMIVERA_BUILD_DIR "/lib/libLumiveraLiveWallpaper.dylib";
 constexpr const char *kTiny = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libTinyWallpaper.so";
+constexpr const char *kHigh = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libHighWallpaper.so";
+constexpr const char *kBorrowing =
+    LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libBorrowingWallpaper.so";
 constexpr const char *kNoEntryPoint = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libNoEntryPoint.so";
+constexpr const char *kKit = LUMIVERA_BUILD_DIR "/lib/libLumiveraWallpaperKit.so";
 
 /// A bundle whose description names a library.
 class BundleLoading : public SimulatedTimeTest {
@@ -38,10 +45,11 @@ class BundleLoading : public SimulatedTimeTest {
         nameLibrary("wallpaper.dylib");
     }
 
-    Retained<DeskTopView> load() {
+    Retained<DeskTopView> load() { return load(_bundle.open().get()); }
+
+    static Retained<DeskTopView> load(NSBundle *bundle) {
         const NSAutoreleasePool pool;
-        return Retained<DeskTopView>(
-            DeskTopView::createDeskTopViewFromBundle(_bundle.open().get()));
+        return Retained<DeskTopView>(DeskTopView::createDeskTopViewFromBundle(bundle));
     }
 
     const WallpaperBundle &bundle() const { return _bundle; }
@@ -103,6 +111,58 @@ TEST_F(BundleLoading, LoadsTheBundleThatShips) {
     runForSeconds(0.6);
     EXPECT_TRUE(view->bgView()->image());
     EXPECT_TRUE(view->isAnimating());
+}
+
+TEST_F(BundleLoading, OpensTheLibraryLazilyAndClosesItOnceItHasTheView) {
+    useLibrary(kPetals);
+    const auto opened = bundle().open();
+    LoaderWatch loader;
+    loader.beforeClosing = [&opened] {
+        EXPECT_EQ(ImageCache::sharedInstance()->resBundle(), opened) << "given the very object";
+    };
+    ASSERT_TRUE(load(opened.get()));
+    ASSERT_EQ(loader.openings.size(), 1u);
+    EXPECT_EQ(loader.openings[0].path, opened->resourcePath() + "/wallpaper.dylib");
+    EXPECT_EQ(loader.openings[0].mode, RTLD_LAZY);
+    EXPECT_THAT(loader.closings, testing::ElementsAre(loader.openings[0].library));
+    loader.beforeClosing = nullptr;
+    ImageCache::sharedInstance()->setResBundle(nullptr);
+}
+
+TEST_F(BundleLoading, ClosesALibraryWithoutTheEntryPointToo) {
+    useLibrary(kNoEntryPoint);
+    const LoaderWatch loader;
+    EXPECT_FALSE(load());
+    ASSERT_EQ(loader.openings.size(), 1u);
+    EXPECT_THAT(loader.closings, testing::ElementsAre(loader.openings[0].library));
+}
+
+TEST_F(BundleLoading, OpensNothingWithoutALibrarysName) {
+    bundle().describe("");
+    const LoaderWatch loader;
+    EXPECT_FALSE(load());
+    EXPECT_TRUE(loader.openings.empty());
+    EXPECT_TRUE(loader.closings.empty());
+}
+
+TEST_F(BundleLoading, TakesALibraryThatWasLinkedForAnotherAddress) {
+    useLibrary(kHigh);
+    const auto view = load();
+    ASSERT_TRUE(view);
+    EXPECT_EQ(view->frame(), CGRectMake(0, 0, 20, 20));
+}
+
+TEST_F(BundleLoading, CallsAnEntryPointInALibraryBehindTheNamedOne) {
+    useLibrary(kBorrowing);
+    std::filesystem::create_symlink(kTiny, bundle().folder().pathOf("libTinyWallpaper.so"));
+    const auto view = load();
+    ASSERT_TRUE(view);
+    EXPECT_EQ(view->frame().size.width, static_cast<CGFloat>(bundle().folder().path().size()));
+}
+
+TEST_F(BundleLoading, GivesNothingForTheKitItself) {
+    useLibrary(kKit);
+    EXPECT_FALSE(load());
 }
 
 TEST_F(BundleLoading, GivesNothingForNoBundle) {
@@ -169,6 +229,16 @@ TEST_F(BundleLoading, StaysSilentWhateverGoesWrong) {
     EXPECT_THAT(log().lines(), testing::ElementsAre());
 }
 
+TEST(WallpaperLibrary, HasNoEntryPointsInItsKit) {
+    void *const library = dlopen(kKit, RTLD_LAZY);
+    ASSERT_TRUE(library) << dlerror();
+    for (const char *name :
+         {"getDeskTopViewName", "getDeskTopViewVersion", "getDeskTopViewInstance"}) {
+        EXPECT_FALSE(dlsym(library, name)) << name;
+    }
+    dlclose(library);
+}
+
 TEST(WallpaperLibrary, ExportsItsFunctionsUnmangledAndStaysWhenItIsClosed) {
     for (const char *path : {kPetals, kTiny}) {
         void *const library = dlopen(path, RTLD_LAZY);
@@ -183,6 +253,20 @@ TEST(WallpaperLibrary, ExportsItsFunctionsUnmangledAndStaysWhenItIsClosed) {
         if (again) {
             dlclose(again);
         }
+    }
+}
+
+TEST(WallpaperLibrary, IsLinkedToStayAndSoIsItsKit) {
+    for (const char *path : {kPetals, kKit}) {
+        void *const library = dlopen(path, RTLD_LAZY);
+        link_map *map = nullptr;
+        ASSERT_EQ(dlinfo(library, RTLD_DI_LINKMAP, &map), 0) << path;
+        ElfW(Addr) flags = 0;
+        for (const ElfW(Dyn) *entry = map->l_ld; entry->d_tag != DT_NULL; ++entry) {
+            flags = entry->d_tag == DT_FLAGS_1 ? entry->d_un.d_val : flags;
+        }
+        EXPECT_TRUE(flags & DF_1_NODELETE) << path;
+        dlclose(library);
     }
 }
 

@@ -1,8 +1,13 @@
+#include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Tests/Animation/Support/RecordingView.h"
 #include "Tests/Support/SimulatedTime.h"
+#include "Tests/Support/Tracked.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <optional>
+#include <utility>
 
 namespace {
 
@@ -42,6 +47,10 @@ class DeskTopViewLoop : public SimulatedTimeTest {
     RecordingView &view() { return *_view; }
     Recording &recording() { return _recording; }
     NSUInteger loopCount() const { return _view->operationQueue().operationCount(); }
+
+    /// The view's own, which nobody else is to touch.
+    NSOperationQueue &queue() { return const_cast<NSOperationQueue &>(_view->operationQueue()); }
+
     void dropView() { _view = nullptr; }
     Retained<RecordingView> takeView() { return std::move(_view); }
 
@@ -119,6 +128,112 @@ TEST_F(DeskTopViewLoop, IsOneHoweverOftenItIsStarted) {
     EXPECT_EQ(loopCount(), 1u);
     EXPECT_EQ(recording().frames.size(), 40u);
     view().stopAnimating();
+}
+
+TEST_F(DeskTopViewLoop, IsOneWhenItIsStoppedAndStartedAgainBeforeItBegan) {
+    bool isAskedFirst = true;
+    view().onAsked = [&] {
+        if (std::exchange(isAskedFirst, false)) {
+            NSRunLoop::mainRunLoop().performSelectorOnMainThread(
+                nullptr,
+                [this] {
+                    view().stopAnimating();
+                    view().startAnimating();
+                },
+                true);
+        }
+    };
+    start();
+    runShortOf(2);
+    EXPECT_EQ(loopCount(), 1u);
+    EXPECT_EQ(recording().frames.size(), 80u);
+    view().stopAnimating();
+}
+
+TEST_F(DeskTopViewLoop, MakesNoFrameWhenItsViewRefuses) {
+    view().answers = false;
+    start();
+    runForSeconds(1);
+    EXPECT_TRUE(recording().frames.empty());
+    EXPECT_EQ(loopCount(), 0u);
+}
+
+TEST_F(DeskTopViewLoop, CancelsEveryOperationOfItsQueueAtAStop) {
+    start();
+    runForSeconds(0.05);
+    queue().setSuspended(true);
+    const auto waiting = makeRetained<NSOperation>();
+    queue().addOperation(waiting);
+    view().stopAnimating();
+    EXPECT_TRUE(waiting->isCancelled());
+    queue().setSuspended(false);
+}
+
+TEST_F(DeskTopViewLoop, LetsItsQueueRunAgain) {
+    queue().setSuspended(true);
+    start();
+    EXPECT_FALSE(queue().isSuspended());
+    runShortOf(0.1);
+    EXPECT_EQ(recording().frames.size(), 4u);
+    view().stopAnimating();
+}
+
+TEST_F(DeskTopViewLoop, IsNotKeptUpByAWallpaperThatSaysThatItAnimates) {
+    view().boasts = true;
+    start();
+    runForSeconds(0.110);
+    EXPECT_EQ(recording().frames.size(), 5u);
+    view().stopAnimating();
+    runForSeconds(1);
+    EXPECT_EQ(recording().frames.size(), 5u);
+    EXPECT_EQ(loopCount(), 0u);
+}
+
+TEST_F(DeskTopViewLoop, IsOverAtOnceWhenItIsCalledOnAStoppedView) {
+    const NSUInteger references = view().retainCount();
+    view().runLoop();
+    EXPECT_TRUE(recording().frames.empty());
+    EXPECT_EQ(view().retainCount(), references);
+    NSThread::detachNewThread(&view(), [this] { view().runLoop(); });
+    runForSeconds(1);
+    EXPECT_TRUE(recording().frames.empty());
+    EXPECT_EQ(view().retainCount(), references);
+}
+
+TEST_F(DeskTopViewLoop, RunsForWhoeverCallsIt) {
+    start();
+    NSThread::detachNewThread(&view(), [this] { view().runLoop(); });
+    runShortOf(1);
+    EXPECT_EQ(recording().frames.size(), 80u);
+    EXPECT_TRUE(recording().framesWereOnMainThread);
+    view().stopAnimating();
+}
+
+TEST_F(DeskTopViewLoop, MakesItsFramesAtOnceWhenTheMainThreadCallsIt) {
+    view().onFrame = [this] {
+        if (recording().frames.size() == 3) {
+            view().stopAnimating();
+        }
+    };
+    start();
+    view().runLoop();
+    EXPECT_THAT(frameTimes(), ElementsAre(0, 25, 50));
+}
+
+TEST_F(DeskTopViewLoop, HasOneAutoreleasePoolForAllItsFrames) {
+    const NSAutoreleasePool outer;
+    std::atomic<int> deaths = 0;
+    view().onFrame = [&] {
+        autorelease(makeRetained<Tracked>(deaths));
+        EXPECT_EQ(deaths, 0);
+        if (recording().frames.size() == 3) {
+            view().stopAnimating();
+        }
+    };
+    start();
+    view().runLoop();
+    EXPECT_EQ(deaths, 3);
+    view().onFrame = nullptr; // the clock's own thread may have handed one over
 }
 
 TEST_F(DeskTopViewLoop, IsNotTroubledByAStopBeforeItRan) {
@@ -294,19 +409,90 @@ TEST_F(DeskTopViewLoop, StopsWithItsView) {
 
 class DeskTopViewDeath : public SimulatedTimeTest {};
 
-TEST_F(DeskTopViewDeath, IsLoggedAndTouchesNoDelegate) {
+/// What a view has while it dies.
+struct Remains {
+    explicit Remains(const DeskTopView &view)
+        : delegate(view.destTopViewDelegate()), isAnimating(view.isAnimating()),
+          hasBackground(view.bgView() != nullptr) {}
+
+    DeskTopViewDelegate *delegate;
+    bool isAnimating;
+    bool hasBackground;
+};
+
+TEST_F(DeskTopViewDeath, IsLoggedBeforeAnythingElse) {
     struct Delegate : DeskTopViewDelegate {
-        int value = 7;
+    } delegate;
+    Recording recording;
+    auto view = makeRetained<RecordingView>(CGRect(), recording);
+    view->setDestTopViewDelegate(&delegate);
+    view->startAnimating();
+    runForSeconds(1);
+    std::vector<std::string> lines;
+    std::optional<Remains> remains;
+    NSLogSetSink([&, dying = view.get()](std::string_view line) {
+        lines.emplace_back(line);
+        remains.emplace(*dying);
+    });
+    view = nullptr;
+    NSLogSetSink(nullptr);
+    EXPECT_THAT(lines, ElementsAre("=========DeskTopView dealloc========="));
+    ASSERT_TRUE(remains);
+    EXPECT_EQ(remains->delegate, &delegate);
+    EXPECT_TRUE(remains->isAnimating);
+    EXPECT_TRUE(remains->hasBackground);
+}
+
+/// Does something when it dies.
+class Mourner final : public UIView {
+  public:
+    explicit Mourner(std::function<void()> atDeath)
+        : UIView(CGRect()), _atDeath(std::move(atDeath)) {}
+
+    ~Mourner() override { _atDeath(); }
+
+  private:
+    const std::function<void()> _atDeath;
+};
+
+/// Calls `atDeath` when the view's background goes, which is then in nobody else's hands.
+void mournBackground(const DeskTopView &view, const std::function<void()> &atDeath) {
+    view.bgView()->addSubview(makeRetained<Mourner>(atDeath).get());
+    view.bgView()->removeFromSuperview();
+}
+
+TEST_F(DeskTopViewDeath, EndsTheDelegateAndTheClockBeforeTheBackground) {
+    struct Delegate : DeskTopViewDelegate {
     } delegate;
     const LogRecorder log;
     Recording recording;
     auto view = makeRetained<RecordingView>(CGRect(), recording);
     view->setDestTopViewDelegate(&delegate);
+    view->startAnimating();
     runForSeconds(1);
-    EXPECT_THAT(log.lines(), ElementsAre());
+    std::optional<Remains> remains;
+    mournBackground(*view, [&, dying = view.get()] { remains.emplace(*dying); });
     view = nullptr;
-    EXPECT_THAT(log.lines(), ElementsAre("=========DeskTopView dealloc========="));
-    EXPECT_EQ(delegate.value, 7);
+    ASSERT_TRUE(remains);
+    EXPECT_EQ(remains->delegate, nullptr);
+    EXPECT_FALSE(remains->isAnimating);
+}
+
+TEST_F(DeskTopViewDeath, CancelsWhatItsQueueStillHasAfterTheBackgroundWent) {
+    const LogRecorder log;
+    Recording recording;
+    auto view = makeRetained<RecordingView>(CGRect(), recording);
+    runForSeconds(1);
+    auto &queue = const_cast<NSOperationQueue &>(view->operationQueue());
+    queue.setSuspended(true);
+    const auto waiting = makeRetained<NSOperation>();
+    queue.addOperation(waiting);
+    bool wasCancelledBefore = true;
+    mournBackground(*view, [&] { wasCancelledBefore = waiting->isCancelled(); });
+    view = nullptr;
+    EXPECT_FALSE(wasCancelledBefore);
+    EXPECT_TRUE(waiting->isCancelled());
+    EXPECT_EQ(waiting->retainCount(), 1u);
 }
 
 TEST_F(DeskTopViewDeath, LetsGoOfTheBackground) {

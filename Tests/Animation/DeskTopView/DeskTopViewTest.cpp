@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 #include <string_view>
 
@@ -155,6 +156,11 @@ TEST_F(DeskTopViewTest, LetsTimeComeWheneverTheClockAdvancedForAnIntervalOfZero)
 
 TEST_F(DeskTopViewTest, NeverLetsTimeComeForAnInfiniteInterval) {
     EXPECT_FALSE(view().timeComeWithInterval(std::numeric_limits<double>::infinity()));
+}
+
+TEST_F(DeskTopViewTest, NeverLetsTimeComeForAnIntervalThatIsNoNumber) {
+    EXPECT_FALSE(view().timeComeWithInterval(std::nan("")));
+    EXPECT_TRUE(view().timeComeWithInterval(0)) << "nothing was kept of it";
 }
 
 TEST_F(DeskTopViewTest, KeepsOneTimeForEachView) {

@@ -5,6 +5,7 @@
 #include "Platform/Foundation/NSThread.h"
 
 #include <functional>
+#include <string_view>
 #include <vector>
 
 /// What a view has done, for looking at after its death as well.
@@ -35,6 +36,16 @@ class RecordingView final : public DeskTopView {
         _recording.loadedAt = Clock::current().now();
     }
 
+    /// True even when the clock does not run.
+    bool isAnimating() const override { return boasts || DeskTopView::isAnimating(); }
+
+    bool respondsToSelector(std::string_view selector) const override {
+        if (onAsked) {
+            onAsked();
+        }
+        return answers && DeskTopView::respondsToSelector(selector);
+    }
+
     void doAnimating() override {
         _recording.frames.push_back(Clock::current().now());
         _recording.framesWereOnMainThread &= NSThread::isMainThread();
@@ -43,7 +54,12 @@ class RecordingView final : public DeskTopView {
         }
     }
 
+    bool boasts = false;
+    bool answers = true;
     std::function<void()> onFrame;
+
+    /// On the thread of the clock's operation, when it asks for the loop.
+    std::function<void()> onAsked;
 
   private:
     Recording &_recording;

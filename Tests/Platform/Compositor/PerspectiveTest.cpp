@@ -381,20 +381,58 @@ TEST(Perspective, ShowsTheBackOfWhatIsTurnedAround) {
     expectCoveredBy(back, drawn(back.makeFilledTree(kRed)), 0xFFFF0000);
 }
 
-TEST(Perspective, SurvivesNumbersThatAreNone) {
-    for (const CGFloat number : {std::nan(""), std::numeric_limits<CGFloat>::infinity(), 1e300}) {
-        const Sheet sheet;
-        const auto layer = sheet.makeSheet();
-        layer->setContents(makeTexture());
-        layer->setMasksToBounds(true);
-        const auto root = sheet.makeTree(layer);
-        for (CGFloat CATransform3D::*element :
-             {&CATransform3D::m34, &CATransform3D::m14, &CATransform3D::m44, &CATransform3D::m41}) {
-            CATransform3D t = root->sublayerTransform();
-            t.*element = number;
-            root->setSublayerTransform(t);
-            drawn(root);
+using Element = CGFloat CATransform3D::*;
+
+/// A white square beside a red sheet that is seen through a transform with one element changed;
+/// just the square without any sheet.
+Canvas drawnWith(Element element, CGFloat number, bool hasSheet = true) {
+    const Sheet sheet;
+    const auto layer = sheet.makeSheet();
+    layer->setBackgroundColor(kRed);
+    layer->setMasksToBounds(true);
+    const auto tilted = sheet.makeTree(layer);
+    CATransform3D t = tilted->sublayerTransform();
+    t.*element = number;
+    tilted->setSublayerTransform(t);
+    const auto root = makeLayer(0, 0, kSide, kSide);
+    root->addSublayer(makeFilled(0, 0, 20, 20, kWhite).get());
+    if (hasSheet) {
+        root->addSublayer(tilted.get());
+    }
+    return drawn(root);
+}
+
+TEST(Perspective, ShowsNothingThroughNumbersThatAreNone) {
+    constexpr CGFloat kInfinity = std::numeric_limits<CGFloat>::infinity();
+    const Canvas square = drawnWith(&CATransform3D::m34, 0, false);
+    ASSERT_EQ(square.count(0xFFFFFFFF), 400U);
+    ASSERT_EQ(square.count(0xFFFF0000), 0U);
+    for (const CGFloat number : {std::nan(""), kInfinity, -kInfinity}) {
+        for (const Element element :
+             {&CATransform3D::m34, &CATransform3D::m14, &CATransform3D::m44, &CATransform3D::m41,
+              &CATransform3D::m11, &CATransform3D::m22, &CATransform3D::m42}) {
+            EXPECT_EQ(drawnWith(element, number), square) << number;
         }
+    }
+}
+
+TEST(Perspective, ShowsWhatHugeNumbersMean) {
+    const Canvas square = drawnWith(&CATransform3D::m34, 0, false);
+    for (const CGFloat number : {1e300, -1e300}) {
+        // The sheet lies where the depth is 0, so what depth does to it does not matter.
+        EXPECT_EQ(drawnWith(&CATransform3D::m34, number), drawnWith(&CATransform3D::m34, 0));
+        for (const Element farAway :
+             {&CATransform3D::m14, &CATransform3D::m44, &CATransform3D::m41, &CATransform3D::m42}) {
+            EXPECT_EQ(drawnWith(farAway, number), square) << number;
+        }
+        const Canvas wide = drawnWith(&CATransform3D::m11, number);
+        const Canvas high = drawnWith(&CATransform3D::m22, number);
+        for (std::size_t i = 0; i < kSide; i++) {
+            ASSERT_EQ(wide.at(i, kSide / 2), 0xFFFF0000) << i;
+            ASSERT_EQ(high.at(kSide / 2, i), 0xFFFF0000) << i;
+        }
+        EXPECT_EQ(wide.at(kSide / 2, kSide - 10), 0xFF000000);
+        EXPECT_EQ(high.at(kSide - 10, kSide / 2), 0xFF000000);
     }
 }
 

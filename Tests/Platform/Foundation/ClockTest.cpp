@@ -31,7 +31,8 @@ TEST_P(ClockConversion, RoundsAndClamps) {
 INSTANTIATE_TEST_SUITE_P(
     Table, ClockConversion,
     ::testing::Values(Conversion{0, 0}, Conversion{0.025, 25'000'000}, Conversion{0.1, 100'000'000},
-                      Conversion{1e-9, 1}, Conversion{0.4e-9, 0}, Conversion{-1.5, -1'500'000'000},
+                      Conversion{1e-9, 1}, Conversion{0.4e-9, 0}, Conversion{0.6e-9, 1},
+                      Conversion{-0.6e-9, -1}, Conversion{-1.5, -1'500'000'000},
                       Conversion{9.3e9, Clock::kNever}, Conversion{-9.3e9, kEarliest},
                       Conversion{kInfinity, Clock::kNever}, Conversion{-kInfinity, kEarliest},
                       Conversion{std::nan(""), 0}, Conversion{1e308, Clock::kNever}));
@@ -52,6 +53,7 @@ TEST(Clock, DeadlineBeyondTheRangeNeverComes) {
     SimulatedClock clock;
     EXPECT_EQ(clock.deadlineAfter(kInfinity), Clock::kNever);
     EXPECT_EQ(clock.deadlineAfter(9.223372036e9), Clock::kNever);
+    EXPECT_EQ(clock.deadlineAfter(9.2e9), SimulatedClock::kStart + 9'200'000'000'000'000'000);
 }
 
 TEST(Clock, InstalledClockIsInForceUntilItIsTakenBack) {

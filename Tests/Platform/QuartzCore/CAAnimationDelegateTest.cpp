@@ -50,16 +50,16 @@ TEST_F(CAAnimationDelegateTest, HearsOfTheRemovalOfAll) {
     EXPECT_FALSE(layer->hasAnimations());
 }
 
-TEST_F(CAAnimationDelegateTest, HearsOfAReplacementBeforeIt) {
+TEST_F(CAAnimationDelegateTest, HearsOfAReplacementOnceTheNewOneStandsUnderTheKey) {
     const auto first = makeTold();
     const auto second = makeTold();
     add(first);
     runForSeconds(0.5);
     add(second);
-    EXPECT_EQ(listener->stops, (Stops{{first.get(), false, true}}));
+    EXPECT_EQ(listener->stops, (Stops{{first.get(), false, false}}));
     EXPECT_EQ(layer->animationForKey("key"), second);
     runForSeconds(1);
-    EXPECT_EQ(listener->stops, (Stops{{first.get(), false, true}, {second.get(), true, true}}));
+    EXPECT_EQ(listener->stops, (Stops{{first.get(), false, false}, {second.get(), true, true}}));
 }
 
 TEST_F(CAAnimationDelegateTest, HearsOncePerAdditionOfTheSameAnimation) {
@@ -116,18 +116,35 @@ TEST_F(CAAnimationDelegateTest, MayStartTheNextAnimationUnderTheSameKey) {
     EXPECT_FALSE(layer->hasAnimations());
 }
 
-TEST_F(CAAnimationDelegateTest, AStubbornOneCannotKeepAnAnimationFromBeingReplaced) {
-    const auto wanted = makeFade(0.25, 0.25);
-    int additions = 0;
+TEST_F(CAAnimationDelegateTest, MayPutAnotherAnimationInPlaceOfTheOneThatReplacedIts) {
+    const auto later = makeFade(0.25, 0.25);
+    listener->then = [&] { add(later); };
+    add(makeTold());
+    add(makeFade(0.75, 0.75));
+    EXPECT_EQ(layer->animationForKey("key"), later);
+    EXPECT_EQ(opacity(), 0.25F);
+}
+
+TEST_F(CAAnimationDelegateTest, AStubbornOneHasItsWayButNotForEver) {
+    Retained<CABasicAnimation> latest;
     listener->then = [&] {
-        if (++additions < 1000) {
-            add(makeTold());
-        }
+        latest = makeTold();
+        add(latest);
     };
     add(makeTold());
-    add(wanted);
-    EXPECT_EQ(layer->animationForKey("key"), wanted);
-    EXPECT_EQ(opacity(), 0.25F);
+    add(makeTold());
+    EXPECT_EQ(layer->animationForKey("key"), latest);
+    EXPECT_EQ(listener->stops.size(), 8U);
+    listener->then = nullptr;
+}
+
+TEST_F(CAAnimationDelegateTest, HearsNothingMoreOfAnEndedAnimationThatIsReplaced) {
+    const auto animation = makeTold();
+    animation->setRemovedOnCompletion(false);
+    add(animation);
+    runForSeconds(1);
+    add(makeFade(0.25, 0.25));
+    EXPECT_EQ(listener->stops, (Stops{{animation.get(), true, true}}));
 }
 
 TEST_F(CAAnimationDelegateTest, MayDropTheLayer) {

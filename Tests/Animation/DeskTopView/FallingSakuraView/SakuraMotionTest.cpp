@@ -192,13 +192,16 @@ TEST_F(SakuraMotion, IsPushedAwayFromATapAtItsSpeed) {
 
 TEST_F(SakuraMotion, ComputesThePushInSinglePrecision) {
     petal().setCenter({100.1, 200.7});
-    petal().doResponseWithTapPoint_speed({97.3, 211.2}, 1.7);
-    const auto dx = static_cast<float>(100.1 - 97.3);
-    const auto dy = static_cast<float>(200.7 - 211.2);
-    const float length =
-        std::sqrt(static_cast<float>(double{dx} * double{dx} + double{dy} * double{dy}));
-    EXPECT_EQ(probe().changedSpeed().x, static_cast<float>(1.7 * double{dx / length}));
-    EXPECT_EQ(probe().changedSpeed().y, static_cast<float>(1.7 * double{dy / length}));
+    for (int i = 0; i < 100; ++i) {
+        const CGPoint tap{97.3 + 0.31 * i, 211.2 - 0.17 * i};
+        petal().doResponseWithTapPoint_speed(tap, 1.7);
+        const auto dx = static_cast<float>(100.1 - tap.x);
+        const auto dy = static_cast<float>(200.7 - tap.y);
+        const float length =
+            std::sqrt(static_cast<float>(double{dx} * double{dx} + double{dy} * double{dy}));
+        ASSERT_EQ(probe().changedSpeed().x, static_cast<float>(1.7 * double{dx / length})) << i;
+        ASSERT_EQ(probe().changedSpeed().y, static_cast<float>(1.7 * double{dy / length})) << i;
+    }
 }
 
 TEST_F(SakuraMotion, IsNotPushedByATapOnItsVeryCentre) {

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 namespace {
 
 constexpr int kNoSway = 1;
@@ -114,6 +116,64 @@ INSTANTIATE_TEST_SUITE_P(
                     SpeedRow{2, 2147483647, -0.465f, 1.545f, 1.375},
                     SpeedRow{400'000'000, 2147483647, -104212254.705f, 248212254.705f,
                              0.025 * 6947483647.0}));
+
+// Twelve times such a level leaves the word; twice that may even be 0 in it.
+TEST(Sakura, SurvivesALevelBeyondTheWord) {
+    using Limits = std::numeric_limits<NSInteger>;
+    constexpr NSInteger kHigh = NSInteger{1} << (Limits::digits - 2);
+    const auto petal = Sakura::initWithFrame(CGRect());
+    SakuraProbe probe(*petal);
+    for (const NSInteger level : {Limits::max(), Limits::max() / 12 + 1, kHigh, kHigh / 3 + 1,
+                                  Limits::max() / 60 + 1, Limits::min()}) {
+        for (const int draw : {0, 1, 2147483647}) {
+            ScriptedRandom random{draw, kNoSway};
+            petal->resetFallingSpeedLevel(level);
+            const double units = 12.0 * static_cast<double>(level);
+            const double sign = draw % 2 == 0 ? 1 : -1;
+            EXPECT_FLOAT_EQ(probe.originSpeed().x, static_cast<float>(units * 0.015 * sign));
+            EXPECT_FLOAT_EQ(probe.originSpeed().y, static_cast<float>(3 * units * 0.015));
+            EXPECT_NEAR(probe.angleStep() / (-sign * units * 0.025 * kRadiansPerDegree), 1, 1e-8);
+            petal->falling();
+        }
+    }
+}
+
+TEST(Sakura, TakesTheSignOfANegativeLevelButNotOfTheRemainder) {
+    const auto petal = Sakura::initWithFrame(CGRect());
+    SakuraProbe probe(*petal);
+    ScriptedRandom random{17, kNoSway};
+    petal->resetFallingSpeedLevel(-1);
+    EXPECT_EQ(probe.originSpeed(),
+              (CppVector2D{static_cast<float>(7 * 0.015), static_cast<float>(-19 * 0.015)}));
+    EXPECT_DOUBLE_EQ(probe.angleStep(), 5 * 0.025 * kRadiansPerDegree);
+}
+
+TEST(Sakura, StaysWithItsOriginWhereverItFalls) {
+    const auto petal = Sakura::initWithFrame(CGRectMake(10, 20, 30, 40));
+    petal->falling();
+    petal->setCenter({7, 8});
+    petal->resetPropertyWithImage_scaleLevel_fallingSpeed_fallingOffset(pictureOfSize(40, 30), 1, 1,
+                                                                        0);
+    petal->setScale(2);
+    petal->falling();
+    EXPECT_EQ(petal->originPosition(), CGPointMake(25, 40));
+    EXPECT_EQ(petal->originAngle(), 0.0);
+}
+
+TEST(Sakura, KeepsWhatItsOwnerSets) {
+    const auto petal = Sakura::initWithFrame(CGRect());
+    SakuraProbe(*petal).angleStep() = 0.25;
+    petal->setOriginPosition({1, 2});
+    petal->setOriginAngle(3);
+    petal->setAngle(0.5);
+    petal->setWidth(7);
+    EXPECT_EQ(petal->originPosition(), CGPointMake(1, 2));
+    EXPECT_EQ(petal->originAngle(), 3.0);
+    EXPECT_EQ(petal->width(), 7u);
+    petal->falling();
+    EXPECT_EQ(petal->angle(), 0.75);
+    EXPECT_EQ(petal->layer()->transform(), CATransform3DMakeRotation(0.75, 0, 0, 1));
+}
 
 TEST(Sakura, MovesLikeLevelTwoAtLevelZeroForEveryDraw) {
     const auto zero = Sakura::initWithFrame(CGRect());

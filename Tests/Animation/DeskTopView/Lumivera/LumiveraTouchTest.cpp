@@ -33,6 +33,13 @@ TEST_F(LumiveraTouch, PushesAPetalThatIsCloserThanFiftyPoints) {
     EXPECT_FALSE(isPushed(2));
 }
 
+TEST_F(LumiveraTouch, MeasuresInSinglePrecision) {
+    loadThreePetals();
+    petal(0, 0).setCenter({150 - 1e-9, 100});
+    view().tapActionAtViewPoint({100, 100});
+    EXPECT_FALSE(isPushed(0)) << "nearer than fifty points, but not by a single's last digit";
+}
+
 TEST_F(LumiveraTouch, ScalesItsReachAndItsPushWithTheView) {
     loadThreePetals();
     view().setScale(0.5);
@@ -145,6 +152,15 @@ TEST_F(LumiveraTouch, ResetsEveryPetalAndAllLaterOnesToANewSpeedLevel) {
     ScriptedRandom random{3, 0, 71, 1, 0, 0};
     makePetals(10);
     EXPECT_EQ(SakuraProbe(petal(0, 4)).originSpeed(), (CppVector2D{-1.065f, 2.685f}));
+}
+
+TEST_F(LumiveraTouch, TakesANegativeSpeedLevelAsItIs) {
+    loadThreePetals();
+    ScriptedRandom random{0, 1, 0, 1, 0, 1};
+    view().setSpeedLevel(-3);
+    for (NSUInteger layer = 0; layer < 3; ++layer) {
+        EXPECT_EQ(SakuraProbe(petal(layer, 0)).originSpeed(), (CppVector2D{-0.54f, -1.62f}));
+    }
 }
 
 TEST_F(LumiveraTouch, GivesRecycledPetalsTheSpeedLevelToo) {

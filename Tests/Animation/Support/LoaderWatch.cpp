@@ -1,0 +1,37 @@
+#include "Tests/Animation/Support/LoaderWatch.h"
+
+#include <dlfcn.h>
+
+namespace {
+
+LoaderWatch *watch = nullptr;
+
+} // namespace
+
+LoaderWatch::LoaderWatch() { watch = this; }
+
+LoaderWatch::~LoaderWatch() { watch = nullptr; }
+
+// The program's own definitions come before the C library's, for the libraries it uses as well.
+
+extern "C" __attribute__((visibility("default"))) void *dlopen(const char *path,
+                                                               int mode) noexcept {
+    static const auto real =
+        reinterpret_cast<void *(*)(const char *, int)>(dlsym(RTLD_NEXT, "dlopen"));
+    void *const library = real(path, mode);
+    if (watch) {
+        watch->openings.push_back({path ? path : "", mode, library});
+    }
+    return library;
+}
+
+extern "C" __attribute__((visibility("default"))) int dlclose(void *library) noexcept {
+    static const auto real = reinterpret_cast<int (*)(void *)>(dlsym(RTLD_NEXT, "dlclose"));
+    if (watch) {
+        watch->closings.push_back(library);
+        if (watch->beforeClosing) {
+            watch->beforeClosing();
+        }
+    }
+    return real(library);
+}
