@@ -28,13 +28,25 @@ void countLogLines() {
     }();
 }
 
-DataEncrypt::Datas read(const std::uint8_t *data, std::size_t size) {
-    const int file = memfd_create("pack", MFD_CLOEXEC);
-    require(write(file, data, size) == static_cast<ssize_t>(size));
-    const auto entries =
-        DataEncrypt::readDatasFromFilePath("/proc/self/fd/" + std::to_string(file));
+/// The file that holds the bytes, until the next call.
+std::string pathOf(const std::uint8_t *data, std::size_t size) {
+    static int file = -1;
     close(file);
-    return entries;
+    file = memfd_create("pack", MFD_CLOEXEC);
+    require(write(file, data, size) == static_cast<ssize_t>(size));
+    return "/proc/self/fd/" + std::to_string(file);
+}
+
+/// Entries lie back to back, and the reading says why it ended before the last of them.
+void checkPack(const DataEncrypt::Pack &pack, std::size_t size) {
+    std::uint64_t offset = kIntegerSize;
+    for (const auto &entry : pack.entries) {
+        require(entry.offset == offset);
+        offset += kIntegerSize + entry.key.size() + kIntegerSize + entry.value.size();
+    }
+    require(pack.end == (size < kIntegerSize ? 0 : offset) && pack.end <= size);
+    const auto count = static_cast<std::int64_t>(pack.entries.size());
+    require(size < kIntegerSize || pack.problem.empty() == (count >= pack.count));
 }
 
 } // namespace
@@ -43,7 +55,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     countLogLines();
     linesLogged = 0;
     std::size_t held = kIntegerSize;
-    const auto entries = read(data, size);
+    const std::string path = pathOf(data, size);
+    checkPack(DataEncrypt::readPack(path), size);
+    linesLogged = 0;
+    const auto entries = DataEncrypt::readDatasFromFilePath(path);
     for (const auto &[key, value] : entries) {
         require(isValidUTF8(key));
         held += kIntegerSize + key.size() + kIntegerSize + value.size();

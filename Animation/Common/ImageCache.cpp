@@ -4,18 +4,26 @@
 #include "Platform/Foundation/NSLog.h"
 #include "Platform/UIKit/UIScreen.h"
 
+#include <atomic>
+
 namespace {
 
 constexpr NSUInteger kInitialCapacity = 20;
 
+std::atomic<ImageCache *> imageCacheInstance{nullptr};
+
 } // namespace
 
 ImageCache *ImageCache::sharedInstance() {
-    static ImageCache *const imageCacheInstance = init().leak();
-    return imageCacheInstance;
+    static ImageCache *const instance = imageCacheInstance = init().leak();
+    return instance;
 }
 
-void ImageCache::releaseInstance() { sharedInstance()->clearMemorryCache(); }
+void ImageCache::releaseInstance() {
+    if (ImageCache *const instance = imageCacheInstance) {
+        instance->clearMemorryCache();
+    }
+}
 
 Retained<ImageCache> ImageCache::init() { return makeRetained<ImageCache>(); }
 

@@ -15,7 +15,7 @@ class WALLPAPER_EXPORT ImageCache final : public NSObject {
     /// Made on the first call; lives as long as the process.
     static ImageCache *sharedInstance();
 
-    /// Empties the shared instance's cache; the instance and its bundle stay.
+    /// Empties the shared instance's cache, if there is one; the instance and its bundle stay.
     static void releaseInstance();
 
     /// An empty cache without a bundle.

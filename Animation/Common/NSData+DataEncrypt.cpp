@@ -2,15 +2,15 @@
 
 #include "Platform/Foundation/FileBytes.h"
 #include "Platform/Foundation/NSLog.h"
+#include "Platform/Foundation/RegularFile.h"
 #include "Platform/Foundation/UnicodeText.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <memory>
-#include <optional>
+#include <new>
 
 namespace {
 
@@ -20,52 +20,94 @@ struct FileCloser {
 using File = std::unique_ptr<std::FILE, FileCloser>;
 
 constexpr std::size_t kIntegerSize = 4;
+constexpr std::uint64_t kAnySize = std::numeric_limits<std::ptrdiff_t>::max() - 1;
 
 /// Reads a pack and never past what the file holds: lengths are held against the bytes that are
 /// left before memory is taken.
 class PackReader {
   public:
-    explicit PackReader(const std::string &path) {
-        std::error_code error;
-        if (std::filesystem::is_regular_file(path, error)) {
-            _file.reset(std::fopen(path.c_str(), "rb"));
-            _left = std::filesystem::file_size(path, error);
-        }
-        if (error) {
-            _file.reset();
-        }
-    }
+    explicit PackReader(const std::string &path) : _file(path) {}
 
-    bool isOpen() const { return _file != nullptr; }
-
-    std::optional<std::int32_t> readInteger() {
-        std::uint8_t bytes[kIntegerSize] = {};
-        if (_left < kIntegerSize ||
-            std::fread(bytes, 1, kIntegerSize, _file.get()) != kIntegerSize) {
-            return std::nullopt;
+    DataEncrypt::Pack read() {
+        try {
+            readEntries();
+        } catch (const std::bad_alloc &) {
+            fail("is too large for the memory that is free");
         }
-        _left -= kIntegerSize;
-        return DataEncrypt::byteToInt(bytes);
-    }
-
-    /// A length and that many bytes.
-    template <class Container> std::optional<Container> readRecord() {
-        const auto length = readInteger();
-        if (!length || *length < 0 || static_cast<std::uint64_t>(*length) > _left) {
-            return std::nullopt;
-        }
-        Container bytes(static_cast<std::size_t>(*length), {});
-        if (!bytes.empty() &&
-            std::fread(bytes.data(), 1, bytes.size(), _file.get()) != bytes.size()) {
-            return std::nullopt;
-        }
-        _left -= bytes.size();
-        return bytes;
+        return std::move(_pack);
     }
 
   private:
-    File _file;
-    std::uint64_t _left = 0;
+    void readEntries() {
+        if (!readInteger(_pack.count)) {
+            return;
+        }
+        _pack.end = _offset;
+        for (std::int32_t i = 0; i < _pack.count && readEntry(); ++i) {
+            _pack.end = _offset;
+        }
+    }
+
+    bool readEntry() {
+        DataEncrypt::Pack::Entry entry{{}, {}, _offset};
+        if (!readRecord(entry.key)) {
+            return false;
+        }
+        if (!isValidUTF8(entry.key)) {
+            return fail("has a name that is not UTF-8");
+        }
+        NSLog("key = " + entry.key);
+        if (!readRecord(entry.value)) {
+            return false;
+        }
+        NSLog("data length = " + std::to_string(entry.value.size()));
+        _pack.entries.push_back(std::move(entry));
+        return true;
+    }
+
+    /// A length and that many bytes.
+    template <class Container> bool readRecord(Container &bytes) {
+        std::int32_t length = 0;
+        if (!readInteger(length)) {
+            return false;
+        }
+        if (length < 0) {
+            return fail("has a negative length");
+        }
+        if (static_cast<std::uint64_t>(length) > left()) {
+            return fail("is cut short");
+        }
+        bytes.resize(static_cast<std::size_t>(length));
+        return readBytes({reinterpret_cast<std::uint8_t *>(bytes.data()), bytes.size()});
+    }
+
+    bool readInteger(std::int32_t &value) {
+        std::uint8_t bytes[kIntegerSize] = {};
+        if (!readBytes(bytes)) {
+            return false;
+        }
+        value = DataEncrypt::byteToInt(bytes);
+        return true;
+    }
+
+    bool readBytes(std::span<std::uint8_t> target) {
+        if (target.size() > left() || _file.read(target) != target.size()) {
+            return fail("is cut short");
+        }
+        _offset += target.size();
+        return true;
+    }
+
+    std::uint64_t left() const { return _file.size() - _offset; }
+
+    bool fail(const char *problem) {
+        _pack.problem = problem;
+        return false;
+    }
+
+    RegularFile _file;
+    std::uint64_t _offset = 0;
+    DataEncrypt::Pack _pack;
 };
 
 constexpr std::size_t kBlockWords = 8;
@@ -81,6 +123,15 @@ void transformBlock(std::uint8_t *bytes) {
         word = ~((word & kSeconds) << 8 | (word >> 8 & kSeconds));
     }
     std::memcpy(bytes, words, sizeof words);
+}
+
+/// The bytes with their transform and trailing byte, in the memory that they have.
+DataEncrypt::Bytes encoded(DataEncrypt::Bytes bytes, bool encrypt) {
+    if (encrypt) {
+        DataEncrypt::transformPairs(bytes);
+    }
+    bytes.push_back(encrypt ? 1 : 0);
+    return bytes;
 }
 
 void writeInteger(std::FILE *file, std::size_t value) {
@@ -134,44 +185,33 @@ DataEncrypt::Bytes DataEncrypt::encryptionDataWithData_encrypt(std::span<const s
     Bytes result;
     result.reserve(data.size() + 1);
     result.assign(data.begin(), data.end());
-    if (encrypt) {
-        transformPairs(result);
-    }
-    result.push_back(encrypt ? 1 : 0);
-    return result;
+    return encoded(std::move(result), encrypt);
 }
 
 DataEncrypt::Bytes DataEncrypt::encryptionDataWithContentsOfFile_encrypt(const std::string &path,
                                                                          bool encrypt) {
-    const auto contents = readFile(path, std::numeric_limits<std::int32_t>::max());
-    return encryptionDataWithData_encrypt(contents.value_or(Bytes()), encrypt);
+    return encoded(readFile(path, kAnySize).value_or(Bytes()), encrypt);
 }
 
 DataEncrypt::Bytes DataEncrypt::dataWithEncryptionData(std::span<const std::uint8_t> data) {
     if (data.empty()) {
         return {};
     }
-    Bytes result(data.begin(), data.end() - 1);
-    transformPairs(result);
-    return result;
+    try {
+        Bytes result(data.begin(), data.end() - 1);
+        transformPairs(result);
+        return result;
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
 }
+
+DataEncrypt::Pack DataEncrypt::readPack(const std::string &path) { return PackReader(path).read(); }
 
 DataEncrypt::Datas DataEncrypt::readDatasFromFilePath(const std::string &path) {
     Datas datas;
-    PackReader reader(path);
-    const std::int32_t count = reader.isOpen() ? reader.readInteger().value_or(0) : 0;
-    for (std::int32_t i = 0; i < count; ++i) {
-        auto key = reader.readRecord<std::string>();
-        if (!key || !isValidUTF8(*key)) {
-            break;
-        }
-        NSLog("key = " + *key);
-        auto value = reader.readRecord<Bytes>();
-        if (!value) {
-            break;
-        }
-        NSLog("data length = " + std::to_string(value->size()));
-        datas.insert_or_assign(std::move(*key), std::move(*value));
+    for (Pack::Entry &entry : readPack(path).entries) {
+        datas.insert_or_assign(std::move(entry.key), std::move(entry.value));
     }
     return datas;
 }

@@ -16,6 +16,21 @@ class WALLPAPER_EXPORT DataEncrypt {
     using Bytes = std::vector<std::uint8_t>;
     using Datas = std::map<std::string, Bytes>;
 
+    /// A pack as it lies in its file, for those who must know what `readDatasFromFilePath` leaves
+    /// out.
+    struct Pack {
+        struct Entry {
+            std::string key;
+            Bytes value;
+            std::uint64_t offset; ///< Of the key's length, in bytes from the file's start.
+        };
+
+        std::vector<Entry> entries; ///< In the file's order; a key may occur twice.
+        std::int32_t count = 0;     ///< Of entries, as the file says; may be negative.
+        std::uint64_t end = 0;      ///< Behind the last entry: the offset of one that is not whole.
+        std::string problem;        ///< Why the next entry could not be read; empty for none.
+    };
+
     /// Writes 4 bytes.
     static void integer_toByte(std::int32_t value, std::uint8_t *bytes);
 
@@ -29,15 +44,19 @@ class WALLPAPER_EXPORT DataEncrypt {
     /// The data, transformed if `encrypt`, and a trailing byte 1 or 0 that says which.
     static Bytes encryptionDataWithData_encrypt(std::span<const std::uint8_t> data, bool encrypt);
 
-    /// The same of a whole file; one that cannot be read counts as empty.
+    /// The same of a whole file; one that cannot be read, or not for lack of memory, is empty.
     static Bytes encryptionDataWithContentsOfFile_encrypt(const std::string &path, bool encrypt);
 
-    /// Drops the trailing byte, whatever it says, and transforms the rest. Empty for empty data.
+    /// Drops the trailing byte, whatever it says, and transforms the rest. Empty for empty data and
+    /// without memory.
     static Bytes dataWithEncryptionData(std::span<const std::uint8_t> data);
 
-    /// The entries of a pack, values as they are stored. Empty when the file cannot be read; of a
-    /// truncated or corrupt pack the entries before the damage. A key that occurs twice keeps its
-    /// last value. Logs each key and each value's length.
+    /// The entries of a pack, values as they are stored, up to the first that is damaged, cut short
+    /// or too large for memory; none when the file cannot be read. Logs each key and each value's
+    /// length.
+    static Pack readPack(const std::string &path);
+
+    /// The same by key. A key that occurs twice keeps its last value.
     static Datas readDatasFromFilePath(const std::string &path);
 
     /// False when the file cannot be opened for writing; later errors go unnoticed. A key is

@@ -6,8 +6,21 @@
 #include "Host/Support/ProgressBar.h"
 
 #include <CLI/CLI.hpp>
+#include <new>
 
 namespace Lumivera {
+
+namespace {
+
+DataEncrypt::Bytes payloadOf(const DataEncrypt::Pack::Entry &entry) {
+    DataEncrypt::Bytes payload = DataEncrypt::dataWithEncryptionData(entry.value);
+    if (payload.size() != ResourcePack::payloadSize(entry)) {
+        throw std::bad_alloc();
+    }
+    return payload;
+}
+
+} // namespace
 
 void PackExtractCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand(
@@ -21,9 +34,9 @@ void PackExtractCommand::declare(CLI::App &parent) {
 /// Every name is looked at before the first file is written.
 void PackExtractCommand::run() {
     const ResourcePack pack = ResourcePack::read(_pack);
-    for (const auto &[key, value] : pack.entries) {
-        if (!ConfinedFolder::isInside(key)) {
-            throw HostError(_pack, "the name \"" + key + "\" would leave the folder",
+    for (const auto &entry : pack.entries) {
+        if (!ConfinedFolder::isInside(entry.key)) {
+            throw HostError(_pack, "the name \"" + entry.key + "\" would leave the folder",
                             "nothing was extracted");
         }
     }
@@ -31,15 +44,15 @@ void PackExtractCommand::run() {
         const ConfinedFolder folder(_folder);
         ProgressBar progress("extracting", pack.entries.size());
         std::size_t done = 0;
-        for (const auto &[key, value] : pack.entries) {
-            folder.writeFile(key, DataEncrypt::dataWithEncryptionData(value));
+        for (const auto &entry : pack.entries) {
+            folder.writeFile(entry.key, payloadOf(entry));
             progress.update(++done);
         }
     }
     if (!pack.problem.empty()) {
         throw HostError(_pack, pack.problem,
                         pack.entries.empty() ? "nothing was extracted"
-                                             : "only those entries were extracted");
+                                             : "the other entries were extracted");
     }
 }
 

@@ -12,26 +12,20 @@ namespace Lumivera {
 
 namespace {
 
-/// Without the byte that says how the value is stored.
-std::size_t payloadSize(const DataEncrypt::Bytes &value) {
-    return value.empty() ? 0 : value.size() - 1;
-}
+using Entries = std::vector<DataEncrypt::Pack::Entry>;
 
-std::string table(const DataEncrypt::Datas &entries) {
+std::string table(const Entries &entries) {
     std::vector<std::vector<std::string>> rows{{"NAME", "BYTES"}};
-    for (const auto &[key, value] : entries) {
-        rows.push_back({key, std::to_string(payloadSize(value))});
+    for (const auto &entry : entries) {
+        rows.push_back({entry.key, std::to_string(ResourcePack::payloadSize(entry))});
     }
     return textTable(rows);
 }
 
-std::string json(const DataEncrypt::Datas &entries) {
+std::string json(const Entries &entries) {
     auto array = nlohmann::ordered_json::array();
-    for (const auto &[key, value] : entries) {
-        nlohmann::ordered_json entry;
-        entry["name"] = key;
-        entry["bytes"] = payloadSize(value);
-        array.push_back(entry);
+    for (const auto &entry : entries) {
+        array.push_back({{"name", entry.key}, {"bytes", ResourcePack::payloadSize(entry)}});
     }
     return array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }

@@ -6,8 +6,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <limits>
+#include <map>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,53 +18,40 @@ namespace {
 
 constexpr const char *kPlaceAdvice = "check the folder, its permissions and the free space";
 
-/// Steps over a pack's lengths without reading what they measure.
-class PackWalker {
-  public:
-    explicit PackWalker(const std::string &path) : _file(path, std::ios::binary) {
-        std::error_code error;
-        const auto size = std::filesystem::file_size(path, error);
-        _left = error ? 0 : size;
-    }
+/// As "entry 2 of 3, at byte 21,".
+std::string nameOf(const DataEncrypt::Pack &pack, std::size_t index, std::uint64_t offset) {
+    return "entry " + std::to_string(index + 1) + " of " + std::to_string(pack.count) +
+           ", at byte " + std::to_string(offset) + ",";
+}
 
-    bool readLength(std::int32_t &length) {
-        std::uint8_t bytes[4];
-        if (_left < sizeof bytes || !_file.read(reinterpret_cast<char *>(bytes), sizeof bytes)) {
-            return false;
-        }
-        _left -= sizeof bytes;
-        length = DataEncrypt::byteToInt(bytes);
-        return true;
-    }
-
-    bool skipPart() {
-        std::int32_t length = 0;
-        if (!readLength(length) || length < 0 || static_cast<std::uint64_t>(length) > _left) {
-            return false;
-        }
-        _left -= static_cast<std::uint64_t>(length);
-        _file.seekg(length, std::ios::cur);
-        return true;
-    }
-
-  private:
-    std::ifstream _file;
-    std::uint64_t _left = 0;
-};
-
-std::string problemOfFile(const std::string &path) {
-    PackWalker walker(path);
-    std::int32_t count = 0;
-    if (!walker.readLength(count) || count < 0) {
+std::string problemOfEnd(const DataEncrypt::Pack &pack) {
+    if (pack.count < 0 || (pack.end == 0 && !pack.problem.empty())) {
         return "is no resource pack";
     }
-    for (std::int32_t i = 0; i < count; ++i) {
-        if (!walker.skipPart() || !walker.skipPart()) {
-            return "is damaged or cut short after " + std::to_string(i) + " of " +
-                   std::to_string(count) + " entries";
+    return pack.problem.empty() ? std::string()
+                                : nameOf(pack, pack.entries.size(), pack.end) + " " + pack.problem;
+}
+
+/// Names the first entry that is hidden behind a later one of its name, and counts the others.
+std::string problemOfNames(const DataEncrypt::Pack &pack) {
+    std::map<std::string_view, std::size_t> later;
+    std::string problem;
+    std::size_t others = 0;
+    for (std::size_t i = pack.entries.size(); i-- > 0;) {
+        const auto [place, isLast] = later.emplace(pack.entries[i].key, i);
+        if (!isLast) {
+            others += problem.empty() ? 0 : 1;
+            problem = nameOf(pack, i, pack.entries[i].offset) + " has the name of entry " +
+                      std::to_string(place->second + 1) + ", which replaces it";
         }
     }
-    return {};
+    return others == 0 ? problem : problem + " (and " + std::to_string(others) + " more like it)";
+}
+
+std::string problemOf(const DataEncrypt::Pack &pack) {
+    const std::string end = problemOfEnd(pack);
+    const std::string names = problemOfNames(pack);
+    return end.empty() || names.empty() ? end + names : end + ", and " + names;
 }
 
 void checkReadable(const std::string &path) {
@@ -102,10 +90,13 @@ class TemporaryFile {
 
 ResourcePack ResourcePack::read(const std::string &path) {
     checkReadable(path);
-    ResourcePack pack;
-    pack.problem = problemOfFile(path);
-    pack.entries = DataEncrypt::readDatasFromFilePath(path);
-    return pack;
+    DataEncrypt::Pack pack = DataEncrypt::readPack(path);
+    std::string problem = problemOf(pack);
+    return {std::move(pack.entries), std::move(problem)};
+}
+
+std::size_t ResourcePack::payloadSize(const DataEncrypt::Pack::Entry &entry) {
+    return entry.value.empty() ? 0 : entry.value.size() - 1;
 }
 
 std::string ResourcePack::problemOfKey(const std::string &key) {

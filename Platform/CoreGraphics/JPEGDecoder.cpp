@@ -1,8 +1,8 @@
+#include "Platform/CoreGraphics/JPEGSegments.h"
 #include "Platform/CoreGraphics/PictureBuffer.h"
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <memory>
 #include <turbojpeg.h>
@@ -12,7 +12,6 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::uint8_t kStartOfScan = 0xda;
-constexpr std::uint8_t kAdobeSegment = 0xee;
 
 struct HandleDeleter {
     void operator()(void *handle) const { tjDestroy(handle); }
@@ -27,6 +26,15 @@ struct Header {
 
     bool isSound() const { return width > 0 && height > 0 && colorSpace >= 0; }
     bool isInks() const { return colorSpace == TJCS_CMYK || colorSpace == TJCS_YCCK; }
+
+    ColorConversion::Pixels pixels(bool areInksInverted) const {
+        if (isInks()) {
+            return areInksInverted ? ColorConversion::Pixels::InvertedInks
+                                   : ColorConversion::Pixels::Inks;
+        }
+        return colorSpace == TJCS_GRAY ? ColorConversion::Pixels::Greys
+                                       : ColorConversion::Pixels::Colors;
+    }
 };
 
 /// The call also fails on a subsampling that has no name in the library, which it decodes all the
@@ -36,24 +44,6 @@ Header readHeader(void *handle, Bytes file) {
     tjDecompressHeader3(handle, file.data(), file.size(), &header.width, &header.height,
                         &header.subsampling, &header.colorSpace);
     return header;
-}
-
-/// Adobe's programs write inks the other way round, and mark the files that they write.
-bool hasAdobeSegment(Bytes file) {
-    std::size_t position = 2;
-    while (position + 4 <= file.size() && file[position] == 0xff) {
-        const std::uint8_t kind = file[position + 1];
-        const std::size_t length = std::size_t{file[position + 2]} << 8 | file[position + 3];
-        if (kind == kStartOfScan) {
-            return false;
-        }
-        if (kind == kAdobeSegment && length >= 7 && position + 9 <= file.size() &&
-            std::memcmp(&file[position + 4], "Adobe", 5) == 0) {
-            return true;
-        }
-        position += kind == 0xff ? 1 : 2 + length;
-    }
-    return false;
 }
 
 /// Within coded data 0xff never stands before this byte, so this counts what the decoder will meet,
@@ -101,8 +91,12 @@ Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t m
     if (!buffer || !readPixels(handle.get(), file, format, buffer)) {
         return nullptr;
     }
-    if (header.isInks()) {
-        buffer.convertFromInks(hasAdobeSegment(file));
+    const JPEGSegments segments = JPEGSegments::of(file);
+    const auto pixels = header.pixels(segments.hasAdobeMark);
+    if (const auto conversion = ColorConversion::fromProfile(segments.profile, pixels)) {
+        buffer.convertColors(conversion);
+    } else if (header.isInks()) {
+        buffer.convertFromInks(segments.hasAdobeMark);
     }
-    return buffer.premultipliedImage();
+    return buffer.premultipliedImage(PictureOrientation::inExif(segments.exif));
 }

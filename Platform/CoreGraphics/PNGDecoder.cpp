@@ -4,7 +4,10 @@
 #include <algorithm>
 #include <csetjmp>
 #include <cstring>
+#include <iterator>
+#include <optional>
 #include <png.h>
+#include <vector>
 
 namespace {
 
@@ -21,10 +24,10 @@ void readBytes(png_structp png, png_bytep to, std::size_t count) {
     left = left.subspan(count);
 }
 
-/// The chunks that say nothing about the pixels, or that would have their values changed. The
-/// library skips them unread, so that no compressed text or profile is ever unpacked.
-constexpr png_byte kSkippedChunks[] = "bKGD\0cHRM\0eXIf\0gAMA\0hIST\0iCCP\0iTXt\0oFFs\0pCAL\0pHYs\0"
-                                      "sBIT\0sCAL\0sPLT\0sRGB\0tEXt\0tIME\0zTXt";
+/// The chunks that say nothing about the pixels. The library skips them unread, so that no
+/// compressed text is ever unpacked.
+constexpr png_byte kSkippedChunks[] = "bKGD\0hIST\0iTXt\0oFFs\0pCAL\0pHYs\0sBIT\0sCAL\0sPLT\0tEXt\0"
+                                      "tIME\0zTXt";
 
 class PNGReader {
   public:
@@ -38,11 +41,26 @@ class PNGReader {
     std::uint64_t width() const { return png_get_image_width(_png, _info); }
     std::uint64_t height() const { return png_get_image_height(_png, _info); }
 
-    /// The rest of the file.
-    bool readPixels(PictureBuffer &buffer);
+    bool hasWords() const { return png_get_bit_depth(_png, _info) == 16; }
+
+    /// From the colours that the header describes; empty where they are sRGB's.
+    ColorConversion conversion() const;
+
+    /// The rest of the file. Where words are to be converted, `words` holds a row of them.
+    bool readPixels(PictureBuffer &buffer, const ColorConversion &conversion,
+                    std::span<std::uint8_t> words);
+
+    /// Known after the pixels.
+    PictureOrientation orientation() const;
 
   private:
-    void askForRGBA();
+    ColorConversion::Pixels pixelKind() const;
+    std::optional<double> gamma() const;
+    std::optional<ColorConversion::Chromaticities> chromaticities() const;
+    void askForRGBA(bool asWords);
+    bool isEndSound() const;
+    void readWords(PictureBuffer &buffer, const ColorConversion &conversion,
+                   std::span<std::uint8_t> words, int passes);
 
     std::span<const std::uint8_t> _left;
     png_structp _png;
@@ -65,36 +83,111 @@ bool PNGReader::readHeader() {
     }
     png_set_read_fn(_png, &_left, readBytes);
     png_set_user_limits(_png, CGImage::kMaximumSide, CGImage::kMaximumSide);
+    png_set_chunk_malloc_max(_png, ColorConversion::kLargestProfile);
     png_set_keep_unknown_chunks(_png, PNG_HANDLE_CHUNK_NEVER, kSkippedChunks,
                                 (sizeof kSkippedChunks) / 5);
     png_read_info(_png, _info);
     return true;
 }
 
-void PNGReader::askForRGBA() {
-    png_set_expand(_png);
-    png_set_scale_16(_png);
-    png_set_gray_to_rgb(_png);
-    png_set_add_alpha(_png, 0xff, PNG_FILLER_AFTER);
+ColorConversion::Pixels PNGReader::pixelKind() const {
+    using Pixels = ColorConversion::Pixels;
+    if (png_get_color_type(_png, _info) & PNG_COLOR_MASK_COLOR) {
+        return hasWords() ? Pixels::ColorWords : Pixels::Colors;
+    }
+    return hasWords() ? Pixels::GreyWords : Pixels::Greys;
 }
 
-bool PNGReader::readPixels(PictureBuffer &buffer) {
+std::optional<double> PNGReader::gamma() const {
+    double gamma = 0;
+    return png_get_gAMA(_png, _info, &gamma) ? std::optional(gamma) : std::nullopt;
+}
+
+std::optional<ColorConversion::Chromaticities> PNGReader::chromaticities() const {
+    ColorConversion::Chromaticities c{};
+    const bool areThere = png_get_cHRM(_png, _info, &c.white[0], &c.white[1], &c.red[0], &c.red[1],
+                                       &c.green[0], &c.green[1], &c.blue[0], &c.blue[1]) != 0;
+    return areThere ? std::optional(c) : std::nullopt;
+}
+
+ColorConversion PNGReader::conversion() const {
+    if (png_get_valid(_png, _info, PNG_INFO_sRGB)) {
+        return {};
+    }
+    png_charp name = nullptr;
+    int compression = 0;
+    png_bytep profile = nullptr;
+    png_uint_32 size = 0;
+    if (png_get_iCCP(_png, _info, &name, &compression, &profile, &size)) {
+        return ColorConversion::fromProfile({profile, size}, pixelKind());
+    }
+    const auto exponent = gamma();
+    const auto primaries = chromaticities();
+    return exponent || primaries ? ColorConversion::fromGamma(exponent, primaries, pixelKind())
+                                 : ColorConversion();
+}
+
+PictureOrientation PNGReader::orientation() const {
+    png_uint_32 size = 0;
+    png_bytep exif = nullptr;
+    return png_get_eXIf_1(_png, _info, &size, &exif) ? PictureOrientation::inExif({exif, size})
+                                                     : PictureOrientation();
+}
+
+void PNGReader::askForRGBA(bool asWords) {
+    png_set_expand(_png);
+    if (!asWords) {
+        png_set_scale_16(_png);
+    }
+    png_set_gray_to_rgb(_png);
+    png_set_add_alpha(_png, asWords ? 0xffff : 0xff, PNG_FILLER_AFTER);
+}
+
+bool PNGReader::readPixels(PictureBuffer &buffer, const ColorConversion &conversion,
+                           std::span<std::uint8_t> words) {
     if (setjmp(png_jmpbuf(_png))) {
         return false;
     }
-    askForRGBA();
+    askForRGBA(!words.empty());
     const int passes = png_set_interlace_handling(_png);
     png_read_update_info(_png, _info);
-    if (png_get_rowbytes(_png, _info) != buffer.bytesPerRow()) {
+    if (png_get_rowbytes(_png, _info) != (words.empty() ? buffer.bytesPerRow() : words.size())) {
         return false;
     }
-    for (int pass = 0; pass < passes; ++pass) {
+    if (!words.empty()) {
+        readWords(buffer, conversion, words, passes);
+    }
+    for (int pass = 0; pass < passes && words.empty(); ++pass) {
         for (std::size_t y = 0; y < buffer.height(); ++y) {
             png_read_row(_png, buffer.row(y), nullptr);
         }
     }
-    png_read_end(_png, nullptr);
-    return true;
+    png_read_end(_png, _info);
+    return isEndSound();
+}
+
+/// Newer versions of the library overlook a damaged end.
+bool PNGReader::isEndSound() const {
+    constexpr std::uint8_t kEnd[] = {0, 0, 0, 0, 'I', 'E', 'N', 'D', 0xae, 0x42, 0x60, 0x82};
+    return std::equal(std::begin(kEnd), std::end(kEnd), _left.data() - sizeof kEnd);
+}
+
+/// Converts each pixel as soon as it is read, so that no picture of words is ever held.
+void PNGReader::readWords(PictureBuffer &buffer, const ColorConversion &conversion,
+                          std::span<std::uint8_t> words, int passes) {
+    for (int pass = 0; pass < passes; ++pass) {
+        for (std::size_t y = 0; y < buffer.height(); ++y) {
+            png_read_row(_png, words.data(), nullptr);
+            if (passes == 1) {
+                conversion.convert(words.data(), buffer.row(y), buffer.width());
+            } else if (PNG_ROW_IN_INTERLACE_PASS(y, pass)) {
+                const std::size_t step = std::size_t{1} << PNG_PASS_COL_SHIFT(pass);
+                for (std::size_t x = PNG_PASS_START_COL(pass); x < buffer.width(); x += step) {
+                    conversion.convert(&words[x * 8], buffer.row(y) + x * 4, 1);
+                }
+            }
+        }
+    }
 }
 
 } // namespace
@@ -105,5 +198,17 @@ Retained<CGImage> decodePNG(std::span<const std::uint8_t> file, std::uint64_t mo
         return nullptr;
     }
     PictureBuffer buffer(reader.width(), reader.height(), mostPixels);
-    return buffer && reader.readPixels(buffer) ? buffer.premultipliedImage() : nullptr;
+    if (!buffer) {
+        return nullptr;
+    }
+    const ColorConversion conversion = reader.conversion();
+    const bool areWordsConverted = conversion && reader.hasWords();
+    std::vector<std::uint8_t> words(areWordsConverted ? buffer.bytesPerRow() * 2 : 0);
+    if (!reader.readPixels(buffer, conversion, words)) {
+        return nullptr;
+    }
+    if (conversion && !areWordsConverted) {
+        buffer.convertColors(conversion);
+    }
+    return buffer.premultipliedImage(reader.orientation());
 }

@@ -67,7 +67,19 @@ void PictureBuffer::convertFromInks(bool inverted) {
     }
 }
 
-Retained<CGImage> PictureBuffer::premultipliedImage() {
+void PictureBuffer::convertColors(const ColorConversion &conversion) {
+    for (std::size_t y = 0; y < _height; ++y) {
+        conversion.convert(row(y), row(y), _width);
+    }
+}
+
+Retained<CGImage> PictureBuffer::premultipliedImage(const PictureOrientation &orientation) {
+    premultiply();
+    turnUpright(orientation);
+    return CGImage::imageWithPixels(_width, _height, std::move(_pixels));
+}
+
+void PictureBuffer::premultiply() {
     std::uint8_t *const end = bytes() + size();
     for (std::uint8_t *block = bytes(); block != end;) {
         const std::size_t count = std::min(static_cast<std::size_t>(end - block) / 4, kBlock);
@@ -75,5 +87,41 @@ Retained<CGImage> PictureBuffer::premultipliedImage() {
         std::memcpy(block, words.data(), count * 4);
         block += count * 4;
     }
-    return CGImage::imageWithPixels(_width, _height, std::move(_pixels));
+}
+
+void PictureBuffer::turnUpright(const PictureOrientation &orientation) {
+    if (orientation.mirrorsX) {
+        for (std::size_t y = 0; y < _height; ++y) {
+            std::uint32_t *const row = &_pixels[y * _width];
+            std::reverse(row, row + _width);
+        }
+    }
+    if (orientation.mirrorsY) {
+        for (std::size_t y = 0; y < _height / 2; ++y) {
+            std::uint32_t *const row = &_pixels[y * _width];
+            std::swap_ranges(row, row + _width, &_pixels[(_height - 1 - y) * _width]);
+        }
+    }
+    if (orientation.areColumns) {
+        swapRowsAndColumns();
+    }
+}
+
+/// By squares whose rows and columns both fit into the processor's cache.
+void PictureBuffer::swapRowsAndColumns() {
+    constexpr std::size_t kSide = 32;
+    CGPixels turned(_pixels.size());
+    for (std::size_t top = 0; top < _height; top += kSide) {
+        for (std::size_t left = 0; left < _width; left += kSide) {
+            const std::size_t bottom = std::min(top + kSide, _height);
+            const std::size_t right = std::min(left + kSide, _width);
+            for (std::size_t x = left; x < right; ++x) {
+                for (std::size_t y = top; y < bottom; ++y) {
+                    turned[x * _height + y] = _pixels[y * _width + x];
+                }
+            }
+        }
+    }
+    std::swap(_width, _height);
+    _pixels = std::move(turned);
 }

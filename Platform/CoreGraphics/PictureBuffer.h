@@ -1,6 +1,8 @@
 #pragma once
 
 #include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/CoreGraphics/ColorConversion.h"
+#include "Platform/CoreGraphics/PictureOrientation.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -26,10 +28,19 @@ class PictureBuffer {
     /// `inverted`: 255 is no ink, otherwise 0 is.
     void convertFromInks(bool inverted);
 
-    /// The finished picture, which takes over the memory. Every pixel must have been written.
-    Retained<CGImage> premultipliedImage();
+    /// Reads the pixels as what the conversion is from and makes colours of them.
+    void convertColors(const ColorConversion &conversion);
+
+    /// The finished picture, upright, which takes over the memory; only one of which rows become
+    /// columns needs as much again, and throws std::bad_alloc without. Every pixel must have been
+    /// written.
+    Retained<CGImage> premultipliedImage(const PictureOrientation &orientation);
 
   private:
+    void premultiply();
+    void turnUpright(const PictureOrientation &orientation);
+    void swapRowsAndColumns();
+
     std::uint8_t *bytes() noexcept { return reinterpret_cast<std::uint8_t *>(_pixels.data()); }
 
     std::size_t _width;

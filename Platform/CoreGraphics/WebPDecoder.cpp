@@ -1,9 +1,30 @@
 #include "Platform/CoreGraphics/PictureBuffer.h"
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
+#include <algorithm>
+#include <string_view>
 #include <webp/decode.h>
 
 namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+/// The contents of the first chunk of that name; empty when there is none.
+Bytes chunkOf(Bytes file, std::string_view name) {
+    constexpr std::size_t kFileHead = 12, kChunkHead = 8;
+    Bytes left = file.subspan(std::min(file.size(), kFileHead));
+    while (left.size() >= kChunkHead) {
+        const std::size_t size =
+            left[4] | left[5] << 8 | left[6] << 16 | static_cast<std::size_t>(left[7]) << 24;
+        const bool isFound = std::equal(name.begin(), name.end(), left.begin());
+        left = left.subspan(kChunkHead);
+        if (size > left.size() || isFound) {
+            return size > left.size() ? Bytes() : left.first(size);
+        }
+        left = left.subspan(std::min(left.size(), size + size % 2));
+    }
+    return {};
+}
 
 bool readPixels(std::span<const std::uint8_t> file, PictureBuffer &buffer) {
     WebPDecoderConfig config;
@@ -28,5 +49,13 @@ Retained<CGImage> decodeWebP(std::span<const std::uint8_t> file, std::uint64_t m
     }
     PictureBuffer buffer(static_cast<std::uint64_t>(features.width),
                          static_cast<std::uint64_t>(features.height), mostPixels);
-    return buffer && readPixels(file, buffer) ? buffer.premultipliedImage() : nullptr;
+    if (!buffer || !readPixels(file, buffer)) {
+        return nullptr;
+    }
+    const auto conversion =
+        ColorConversion::fromProfile(chunkOf(file, "ICCP"), ColorConversion::Pixels::Colors);
+    if (conversion) {
+        buffer.convertColors(conversion);
+    }
+    return buffer.premultipliedImage(PictureOrientation::inExif(chunkOf(file, "EXIF")));
 }

@@ -36,6 +36,24 @@ class Pack : public ::testing::Test {
         return path;
     }
 
+    /// A pack with these keys and values, whatever they are.
+    std::string packOf(const std::vector<std::pair<std::string, std::string>> &entries) {
+        std::string bytes = integer(entries.size());
+        for (const auto &[key, value] : entries) {
+            const auto stored = DataEncrypt::encryptionDataWithData_encrypt(
+                {reinterpret_cast<const std::uint8_t *>(value.data()), value.size()}, true);
+            bytes += integer(key.size()) + key;
+            bytes += integer(stored.size()) + std::string(stored.begin(), stored.end());
+        }
+        return _folder.write("x.pack", bytes);
+    }
+
+    static std::string integer(std::size_t value) {
+        std::uint8_t bytes[4];
+        DataEncrypt::integer_toByte(static_cast<std::int32_t>(value), bytes);
+        return {reinterpret_cast<const char *>(bytes), sizeof bytes};
+    }
+
     TemporaryFolder _folder;
 };
 
@@ -151,6 +169,41 @@ TEST_F(Pack, DoesNotGoThroughLinkedFolders) {
     EXPECT_TRUE(fs::is_empty(outside));
 }
 
+TEST_F(Pack, SaysWhichNameIsNotUTF8AndKeepsWhatStandsBefore) {
+    const std::string path =
+        packOf({{"a.png", "first"}, {"\xff\xfe", "second"}, {"c.png", "third"}});
+    const auto list = pack({"list", path, "--json"});
+    expectFailure(list, "x.pack: entry 2 of 3, at byte 23, has a name that is not UTF-8");
+    const auto entries = nlohmann::json::parse(list.output());
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0]["name"], "a.png");
+    const auto extract = pack({"extract", path, "-d", _folder.pathOf("out")});
+    expectFailure(extract, "entry 2 of 3, at byte 23, has a name that is not UTF-8");
+    EXPECT_EQ(contentsOf(_folder.pathOf("out/a.png")), "first");
+}
+
+TEST_F(Pack, SaysWhichEntryIsHiddenByALaterOneOfItsName) {
+    const std::string path =
+        packOf({{"a.png", "first"}, {"b.png", "second"}, {"a.png", "third"}, {"b.png", "4th"}});
+    const std::string words = "entry 1 of 4, at byte 4, has the name of entry 3, which replaces it "
+                              "(and 1 more like it)";
+    const auto list = pack({"list", path, "--json"});
+    expectFailure(list, words);
+    EXPECT_EQ(nlohmann::json::parse(list.output()).size(), 4u);
+    expectFailure(pack({"extract", path, "-d", _folder.pathOf("out")}), words);
+    EXPECT_EQ(contentsOf(_folder.pathOf("out/a.png")), "third");
+    EXPECT_EQ(contentsOf(_folder.pathOf("out/b.png")), "4th");
+}
+
+TEST_F(Pack, IsToldFromOtherFiles) {
+    for (const char *bytes : {"", "abc", "\xff\xff\xff\xff"}) {
+        const std::string path = _folder.write("other", bytes);
+        expectFailure(pack({"list", path}), "other: is no resource pack");
+        expectFailure(pack({"extract", path, "-d", _folder.pathOf("out")}), "nothing was");
+    }
+    EXPECT_EQ(pack({"list", _folder.write("none.pack", std::string(4, '\0'))}).status(), 0);
+}
+
 TEST_F(Pack, ExtractsWhatStandsBeforeTheDamage) {
     const std::string a = _folder.write("a.png", "first");
     const std::string b = _folder.write("b.png", "second");
@@ -158,7 +211,7 @@ TEST_F(Pack, ExtractsWhatStandsBeforeTheDamage) {
     pack({"create", path, a, b});
     fs::resize_file(path, fs::file_size(path) - 3);
     const auto run = pack({"extract", path, "-d", _folder.pathOf("out")});
-    expectFailure(run, "cut short after 1 of 2 entries");
+    expectFailure(run, "entry 2 of 2, at byte 23, is cut short");
     EXPECT_EQ(contentsOf(_folder.pathOf("out/a.png")), "first");
     EXPECT_FALSE(fs::exists(_folder.pathOf("out/b.png")));
 }

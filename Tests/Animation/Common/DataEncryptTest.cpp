@@ -1,10 +1,13 @@
 #include "Animation/Common/NSData+DataEncrypt.h"
 
+#include "Tests/Animation/Support/AllocationCounter.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <limits>
 #include <numeric>
 
@@ -93,6 +96,52 @@ TEST(DataEncrypt, EncodesAWholeFile) {
               (Bytes{0xcb, 0xed, 1}));
     EXPECT_EQ(DataEncrypt::encryptionDataWithContentsOfFile_encrypt(path, false),
               (Bytes{0x12, 0x34, 0}));
+}
+
+/// True when a test may take that much memory without harm to what else runs.
+bool isMemoryFree(std::uint64_t gibibytes) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    return false;
+#else
+    std::ifstream file("/proc/meminfo");
+    std::string word;
+    std::uint64_t kibibytes = 0;
+    while (file >> word && word != "MemAvailable:") {
+    }
+    return file >> kibibytes && kibibytes >> 20 >= gibibytes;
+#endif
+}
+
+TEST(DataEncrypt, EncodesAFileOfTwoGibibytesWhole) {
+    if (!isMemoryFree(6)) {
+        GTEST_SKIP() << "needs 2 GiB of memory";
+    }
+    constexpr std::uint64_t kSize = std::uint64_t{1} << 31;
+    const TemporaryFolder folder;
+    const std::string path = folder.write("data", "");
+    std::filesystem::resize_file(path, kSize);
+    const Bytes encoded = DataEncrypt::encryptionDataWithContentsOfFile_encrypt(path, false);
+    ASSERT_EQ(encoded.size(), kSize + 1);
+    EXPECT_EQ(encoded[kSize - 1], 0);
+    EXPECT_LE(encoded.capacity(), kSize + 4096) << "no second buffer";
+}
+
+TEST(DataEncrypt, CountsAFileThatMemoryDoesNotHoldAsEmpty) {
+    const TemporaryFolder folder;
+    const std::string path = folder.write("data", "");
+    std::filesystem::resize_file(path, 1 << 20);
+    AllocationCounter::setLargestBlock(1 << 19);
+    const Bytes encoded = DataEncrypt::encryptionDataWithContentsOfFile_encrypt(path, true);
+    AllocationCounter::setLargestBlock(SIZE_MAX / 2);
+    EXPECT_EQ(encoded, Bytes{1});
+}
+
+TEST(DataEncrypt, DecodesToNothingWithoutMemory) {
+    const Bytes encoded(1 << 20);
+    AllocationCounter::setLargestBlock(1 << 19);
+    const Bytes decoded = DataEncrypt::dataWithEncryptionData(encoded);
+    AllocationCounter::setLargestBlock(SIZE_MAX / 2);
+    EXPECT_TRUE(decoded.empty());
 }
 
 TEST(DataEncrypt, CountsAFileThatItCannotReadAsEmpty) {

@@ -2,7 +2,10 @@
 
 #include "Animation/Common/NSData+DataEncrypt.h"
 #include "Platform/UIKit/UIScreen.h"
+#include "Tests/Animation/Support/AllocationCounter.h"
 #include "Tests/Animation/Support/WallpaperBundle.h"
+#include "Tests/Platform/CoreGraphics/ExifBuilder.h"
+#include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Support/SimulatedTime.h"
 
 #include <gmock/gmock.h>
@@ -71,6 +74,42 @@ TEST(SharedImageCache, StaysWithItsBundleButEmptyAfterItsRelease) {
     EXPECT_NE(second.get(), first.get());
     EXPECT_THAT(log.lines(), testing::ElementsAre());
     shared->setResBundle(nullptr);
+}
+
+/// In a process of its own, in which nobody has asked for the instance.
+TEST(SharedImageCacheDeathTest, DoesNotComeIntoBeingByItsRelease) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto release = [] {
+        const std::size_t before = AllocationCounter::totalBlocks();
+        ImageCache::releaseInstance();
+        const std::size_t byRelease = AllocationCounter::totalBlocks() - before;
+        ImageCache::sharedInstance();
+        const std::size_t byUse = AllocationCounter::totalBlocks() - before;
+        std::_Exit(byRelease == 0 && byUse > 0 ? 0 : 1);
+    };
+    EXPECT_EXIT(release(), testing::ExitedWithCode(0), "");
+}
+
+TEST(SharedImageCacheDeathTest, IsSilentWhenTheProcessEnds) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto end = [] {
+        NSLogSetSink([](std::string_view line) {
+            std::fprintf(stderr, "logged: %s\n", std::string(line).c_str());
+        });
+        ImageCache::sharedInstance();
+        NSLog("a line");
+        std::exit(0);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(0),
+                testing::AllOf(testing::HasSubstr("logged: a line"),
+                               testing::Not(testing::HasSubstr("dealloc"))));
+}
+
+TEST_F(ImageCacheTest, TakesANameWithAPercentSignAsItIs) {
+    bundle().addPicture("50%s%n.png", 3, 4);
+    EXPECT_TRUE(cache().imageWithName("50%s%n.png"));
+    cache().clearMemorryCache();
+    EXPECT_TRUE(cache().imageWithName2x("50%s%n.png"));
 }
 
 TEST_F(ImageCacheTest, LoadsANameOnce) {
@@ -196,6 +235,26 @@ TEST_F(ImageCacheTest, GivesAPictureTheScreensScale) {
     EXPECT_EQ(cache().imageWithName("a.png").get(), picture.get()) << "one dictionary for both";
 }
 
+TEST_F(ImageCacheTest, KeepsAPhotographUprightWhateverItsScale) {
+    const auto photograph = PNGBuilder({8, 6, 8, PNGBuilder::Grey})
+                                .chunk("eXIf", exifWithOrientation(6, true))
+                                .pixels([](auto x, auto y, int) { return x * 10 + y; })
+                                .finish();
+    bundle().folder().write("a.png", photograph);
+    writePack({{"b.png", photograph}});
+    const auto plain = cache().imageWithName("a.png");
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->size(), CGSizeMake(6, 8));
+    cache().clearMemorryCache();
+    setScreenScale(2);
+    const auto dense = cache().imageWithName2x("a.png");
+    ASSERT_TRUE(dense);
+    EXPECT_EQ(dense->size(), CGSizeMake(3, 4));
+    EXPECT_EQ(dense->bitmap()->pixels()[5], 0xff000000u) << "the top left is the top right now";
+    cache().setResourceData("a.pack");
+    EXPECT_EQ(cache().imageWithName("b.png")->size(), CGSizeMake(6, 8));
+}
+
 TEST_F(ImageCacheTest, LeavesThePictureAsItIsWithoutAScreen) {
     bundle().addPicture("a.png", 8, 6);
     EXPECT_EQ(cache().imageWithName2x("a.png")->scale(), 1.0);
@@ -214,6 +273,24 @@ TEST_F(ImageCacheTest, CachesNothingForAMissingNameAtTheScreensScale) {
     EXPECT_FALSE(cache().imageWithName2x("a.png"));
     bundle().addPicture("a.png", 8, 6);
     EXPECT_TRUE(cache().imageWithName2x("a.png"));
+}
+
+TEST(ImageCache, LogsItsEndBeforeItLetsGoOfAnything) {
+    const WallpaperBundle bundle;
+    bundle.addPicture("a.png", 3, 4);
+    const auto opened = bundle.open();
+    auto cache = ImageCache::init();
+    cache->setResBundle(opened);
+    const auto picture = cache->imageWithName("a.png");
+    std::vector<NSUInteger> holders;
+    NSLogSetSink([&](std::string_view) {
+        holders = {picture->retainCount(), opened->retainCount()};
+    });
+    cache = nullptr;
+    NSLogSetSink(nullptr);
+    EXPECT_THAT(holders, testing::ElementsAre(2u, 2u));
+    EXPECT_EQ(picture->retainCount(), 1u);
+    EXPECT_EQ(opened->retainCount(), 1u);
 }
 
 TEST(ImageCache, LogsItsEndAndLetsGoOfItsBundle) {

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 namespace {
@@ -241,6 +242,92 @@ TEST(RoundCorners, OfAnyRadiusGiveAPictureOfTheSameSize) {
         EXPECT_EQ(pixelsOf(SpriteExtend::imageWithRoundCorners(image.get(), radius).get()).size(),
                   240u)
             << radius;
+    }
+}
+
+namespace {
+
+/// Four quarters, each of a colour of its own.
+Retained<UIImage> quartersOf(NSUInteger width, NSUInteger height, CGFloat scale) {
+    Pixels pixels(width * height);
+    for (NSUInteger i = 0; i < pixels.size(); ++i) {
+        constexpr std::uint32_t kColors[] = {kRed, kGreen, kBlue, kWhite};
+        pixels[i] = kColors[(i % width * 2 / width) + (i / width * 2 / height) * 2];
+    }
+    return imageOf(width, height, std::move(pixels), scale);
+}
+
+/// How much of a pixel lies inside a rectangle with rounded corners that stands on the bitmap's
+/// lower left corner; y runs up.
+double coverage(int x, int y, double width, double height, double radius) {
+    constexpr int kSamples = 64;
+    int inside = 0;
+    for (int i = 0; i < kSamples * kSamples; ++i) {
+        const double px = x + (i % kSamples + 0.5) / kSamples;
+        const double py = y + (i / kSamples + 0.5) / kSamples;
+        const double dx = std::max({radius - px, px - (width - radius), 0.0});
+        const double dy = std::max({radius - py, py - (height - radius), 0.0});
+        inside += px <= width && py <= height && dx * dx + dy * dy <= radius * radius;
+    }
+    return static_cast<double>(inside) / (kSamples * kSamples);
+}
+
+} // namespace
+
+TEST(DensePictures, AreRoundedInPoints) {
+    constexpr double kRadius = 1.5;
+    for (const NSUInteger scale : {2u, 3u}) {
+        // A third or half of a point is beyond the last whole one.
+        const NSUInteger width = 6 * scale + 1, height = 4 * scale + 1;
+        const auto image = imageOf(width, height, Pixels(width * height, kRed), scale);
+        const auto result = SpriteExtend::imageWithRoundCorners(image.get(), kRadius);
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->scale(), 1);
+        ASSERT_EQ(result->size(), CGSizeMake(6, 4));
+        const CGSize size = image->size();
+        for (int y = 0; y < 4; ++y) {
+            for (int x = 0; x < 6; ++x) {
+                const double expected = coverage(x, 3 - y, size.width, size.height, kRadius);
+                const std::uint32_t found = pixelsOf(result.get())[y * 6 + x];
+                EXPECT_NEAR(found >> 24, expected * 255, 3) << x << ", " << y << " at " << scale;
+                EXPECT_EQ(found >> 16 & 0xff, found >> 24);
+            }
+        }
+    }
+}
+
+TEST(DensePictures, AreOverlaidInPoints) {
+    for (const NSUInteger scale : {2u, 3u}) {
+        const auto image = quartersOf(6 * scale, 4 * scale, scale);
+        const auto result =
+            SpriteExtend::imageColorOverlay(image.get(), color(0.25, 0.25, 0.25).get());
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->scale(), 1);
+        ASSERT_EQ(result->size(), CGSizeMake(6, 4));
+        // Dark grey multiplies: twice a quarter of what lies above.
+        const Pixels pixels = pixelsOf(result.get());
+        EXPECT_EQ(pixels[0], 0xff800000u);
+        EXPECT_EQ(pixels[5], 0xff008000u);
+        EXPECT_EQ(pixels[18], 0xff000080u);
+        EXPECT_EQ(pixels[23], 0xff808080u);
+    }
+}
+
+TEST(DensePictures, AreCombinedAndTurnedGreyInPoints) {
+    for (const NSUInteger scale : {2u, 3u}) {
+        const auto image = quartersOf(6 * scale, 4 * scale, scale);
+        const auto top = quartersOf(3, 2, 7);
+        const auto combined = SpriteExtend::drawToImage(image.get(), top.get());
+        ASSERT_TRUE(combined);
+        EXPECT_EQ(combined->scale(), 1);
+        ASSERT_EQ(combined->size(), CGSizeMake(6, 4));
+        const NSUInteger width = 6 * scale + scale - 1;
+        const auto odd = imageOf(width, 4 * scale, Pixels(width * 4 * scale, kWhite), scale);
+        const auto grey = SpriteExtend::createGrayImageWithAlpha(odd.get(), false);
+        ASSERT_TRUE(grey);
+        EXPECT_EQ(grey->scale(), 1);
+        EXPECT_EQ(grey->size(), CGSizeMake(6, 4));
+        EXPECT_THAT(pixelsOf(grey.get()), Each(kWhite));
     }
 }
 

@@ -39,10 +39,22 @@ std::string record(const std::string &text) {
     return integer(static_cast<std::int32_t>(text.size())) + text;
 }
 
+class MemoryLimit {
+  public:
+    explicit MemoryLimit(std::size_t bytes) { AllocationCounter::setLargestBlock(bytes); }
+    ~MemoryLimit() { AllocationCounter::setLargestBlock(SIZE_MAX / 2); }
+    MemoryLimit(const MemoryLimit &) = delete;
+    MemoryLimit &operator=(const MemoryLimit &) = delete;
+};
+
 class ResourcePack : public testing::Test {
   protected:
     Datas read(std::string_view bytes) {
         return DataEncrypt::readDatasFromFilePath(MemoryFile(bytes).path());
+    }
+
+    DataEncrypt::Pack readPack(std::string_view bytes) {
+        return DataEncrypt::readPack(MemoryFile(bytes).path());
     }
 
     std::string written(const Datas &datas) {
@@ -101,6 +113,24 @@ TEST_F(ResourcePack, IgnoresWhatComesAfterTheLastEntry) {
     EXPECT_EQ(read(std::string(kOnePicture) + "more").size(), 1u);
 }
 
+TEST_F(ResourcePack, HasNoMoreEntriesThanItSays) {
+    EXPECT_EQ(read(integer(1) + record("a") + record("1") + record("b") + record("2")),
+              (Datas{{"a", {'1'}}}));
+    EXPECT_TRUE(read(integer(0) + record("a") + record("1")).empty());
+}
+
+TEST_F(ResourcePack, TakesAKeyWithAZeroByteWhole) {
+    const std::string key("a\0b", 3);
+    EXPECT_EQ(read(integer(1) + record(key) + record("1")), (Datas{{key, {'1'}}}));
+    EXPECT_THAT(log(), testing::ElementsAre("key = " + key, "data length = 1"));
+}
+
+TEST_F(ResourcePack, TakesAKeyWithAPercentSignAsItIs) {
+    const std::string key = "100%s%n%d.png";
+    EXPECT_EQ(read(integer(1) + record(key) + record("1")), (Datas{{key, {'1'}}}));
+    EXPECT_EQ(log().front(), "key = " + key);
+}
+
 TEST_F(ResourcePack, KeepsTheLastValueOfAKeyThatOccursTwice) {
     const Datas datas = read(integer(2) + record("a") + record("1") + record("a") + record("2"));
     EXPECT_EQ(datas, (Datas{{"a", {'2'}}}));
@@ -146,6 +176,53 @@ TEST_F(ResourcePack, AllocatesNothingForAnAbsurdCountOrLength) {
         const std::size_t before = AllocationCounter::totalBytes();
         EXPECT_TRUE(DataEncrypt::readDatasFromFilePath(path).empty());
         EXPECT_LT(AllocationCounter::totalBytes() - before, 64u * 1024);
+    }
+}
+
+TEST_F(ResourcePack, EndsWhereTheMemoryDoes) {
+    const std::string head = integer(3) + record("a") + record("one") + record("b");
+    folder().write("a.pack", head + integer(0x7fffffff));
+    std::filesystem::resize_file(path(), head.size() + 4 + 0x7fffffff);
+    const MemoryLimit limit(64 << 20);
+    EXPECT_EQ(DataEncrypt::readDatasFromFilePath(path()), (Datas{{"a", {'o', 'n', 'e'}}}));
+    EXPECT_THAT(log(), testing::ElementsAre("key = a", "data length = 3", "key = b"));
+    EXPECT_EQ(DataEncrypt::readPack(path()).problem, "is too large for the memory that is free");
+}
+
+TEST_F(ResourcePack, IsReadInTheFilesOrderWithEveryEntry) {
+    const auto pack = readPack(integer(3) + record("b") + record("one") + record("a") + record("") +
+                               record("b") + record("2"));
+    EXPECT_EQ(pack.count, 3);
+    EXPECT_EQ(pack.problem, "");
+    ASSERT_EQ(pack.entries.size(), 3u);
+    EXPECT_EQ(pack.entries[0].key, "b");
+    EXPECT_EQ(pack.entries[0].value, (Bytes{'o', 'n', 'e'}));
+    EXPECT_EQ(pack.entries[0].offset, 4u);
+    EXPECT_EQ(pack.entries[1].key, "a");
+    EXPECT_EQ(pack.entries[1].offset, 16u);
+    EXPECT_EQ(pack.entries[2].key, "b");
+    EXPECT_EQ(pack.entries[2].offset, 25u);
+    EXPECT_EQ(pack.end, 35u);
+}
+
+TEST_F(ResourcePack, SaysWhereItEndsAndWhy) {
+    const std::string whole = integer(2) + record("a") + record("1");
+    const struct {
+        std::string rest;
+        std::string problem;
+    } cases[] = {{record("b") + integer(2) + "x", "is cut short"},
+                 {record("b") + "\0\0", "is cut short"},
+                 {integer(0x7fffffff) + "b", "is cut short"},
+                 {"", "is cut short"},
+                 {integer(-1) + "b", "has a negative length"},
+                 {record("b") + integer(-5), "has a negative length"},
+                 {record("\xff") + record("2"), "has a name that is not UTF-8"}};
+    for (const auto &one : cases) {
+        const auto pack = readPack(whole + one.rest);
+        EXPECT_EQ(pack.problem, one.problem);
+        EXPECT_EQ(pack.entries.size(), 1u);
+        EXPECT_EQ(pack.count, 2);
+        EXPECT_EQ(pack.end, whole.size());
     }
 }
 

@@ -4,7 +4,33 @@
 #include "Tests/Support/SoundListener.h"
 #include "Tests/Support/WaveFile.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
+
+namespace {
+
+constexpr const char *kOwnSound = "/Library/Application Support/Scenebook2N/res/Reed/splash1.wav";
+
+/// Where the host's own sound lies in this test; without, it is missing as everywhere.
+std::string ownSound;
+
+/// The paths that were registered.
+std::vector<std::string> registered;
+
+} // namespace
+
+/// Stands in front of the platform's function, for the wallpaper library as well: no test can put a
+/// file at the fixed path.
+__attribute__((visibility("default"))) OSStatus
+AudioServicesCreateSystemSoundID(const NSURL *file, SystemSoundID *sound) {
+    using Function = OSStatus (*)(const NSURL *, SystemSoundID *);
+    static const auto platforms = reinterpret_cast<Function>(
+        dlsym(RTLD_NEXT, "_Z32AudioServicesCreateSystemSoundIDPK5NSURLPj"));
+    registered.push_back(file->path());
+    const bool isReplaced = file->path() == kOwnSound && !ownSound.empty();
+    return isReplaced ? platforms(NSURL::fileURLWithPath(ownSound).get(), sound)
+                      : platforms(file, sound);
+}
 
 namespace {
 
@@ -64,6 +90,21 @@ TEST_F(SoundPlayTest, WithoutItsFileKeepsTheIdentifierThatItHad) {
     player->initSound();
     EXPECT_EQ(player->soundID(), 77U);
     player->setSoundID(0);
+}
+
+TEST_F(SoundPlayTest, RegistersItsSoundOnceAndOnItsPath) {
+    ownSound = folder.write("own.wav", WaveFile::ofFloats(Floats(600, 0.5F)).bytes());
+    registered.clear();
+    player->initSound();
+    ownSound.clear();
+    EXPECT_EQ(registered, std::vector<std::string>{kOwnSound});
+    const SystemSoundID own = player->soundID();
+    EXPECT_NE(own, 0U);
+    player->playSysSound(own);
+    EXPECT_EQ(listener.readSound(600), Floats(600, 0.5F));
+    listener.readWhile(AudioServicesCloseDevice);
+    player = nullptr;
+    EXPECT_NE(AudioServicesDisposeSystemSoundID(own), 0) << "it was disposed of";
 }
 
 TEST_F(SoundPlayTest, PlaysWhateverSoundItIsAskedTo) {

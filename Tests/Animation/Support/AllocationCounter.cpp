@@ -13,6 +13,7 @@ std::atomic<std::size_t> newBlocks{0};
 std::atomic<std::size_t> newBytes{0};
 std::atomic<std::size_t> freedBlocks{0};
 std::atomic<std::size_t> freedBytes{0};
+std::atomic<std::size_t> largestBlock{SIZE_MAX / 2};
 
 // In front of each block stands the size that was asked for: what the C library really gave depends
 // on its free blocks, and so differs between two equal requests.
@@ -34,14 +35,15 @@ void *counted(void *memory, std::size_t header, std::size_t size) noexcept {
 }
 
 void *allocate(std::size_t size) noexcept {
-    return size > SIZE_MAX - kHeader ? nullptr
-                                     : counted(std::malloc(size + kHeader), kHeader, size);
+    return size > largestBlock.load() ? nullptr
+                                      : counted(std::malloc(size + kHeader), kHeader, size);
 }
 
 void *allocate(std::size_t size, std::align_val_t alignment) noexcept {
     const std::size_t header = headerFor(alignment);
     const std::size_t whole = (size + 2 * header - 1) / header * header;
-    return whole < size ? nullptr : counted(std::aligned_alloc(header, whole), header, size);
+    return size > largestBlock.load() ? nullptr
+                                      : counted(std::aligned_alloc(header, whole), header, size);
 }
 
 void *orThrow(void *block) {
@@ -68,6 +70,7 @@ std::size_t AllocationCounter::liveBlocks() { return newBlocks.load() - freedBlo
 std::size_t AllocationCounter::liveBytes() { return newBytes.load() - freedBytes.load(); }
 std::size_t AllocationCounter::totalBlocks() { return newBlocks.load(); }
 std::size_t AllocationCounter::totalBytes() { return newBytes.load(); }
+void AllocationCounter::setLargestBlock(std::size_t bytes) { largestBlock = bytes; }
 
 // Every form that the program's libraries use: a block that one family of functions hands out may
 // not go back to another.

@@ -14,4 +14,7 @@ class AllocationCounter {
     /// Blocks and bytes ever handed out.
     static std::size_t totalBlocks();
     static std::size_t totalBytes();
+
+    /// Memory for blocks of more bytes is refused from now on, as if there were none.
+    static void setLargestBlock(std::size_t bytes);
 };

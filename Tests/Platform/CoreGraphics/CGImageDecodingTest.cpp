@@ -269,10 +269,18 @@ TEST(CGImageDecoding, TakesNoMemoryForAWebPThatOnlyClaimsToBeLarge) {
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
-TEST(CGImageDecoding, UnpacksNoTextOrProfile) {
+TEST(CGImageDecoding, UnpacksNoTextAndNoMoreOfAProfileThanItTakes) {
     const Bytes bomb = compressedZeros();
     const std::string_view name("a\0\0", 3);
     const std::string_view international("a\0\1\0\0\0", 6);
+    Bytes profile(132);
+    putBigEndian(profile, 0, 0x0400); // 64 MiB
+    const Bytes claim = PNGBuilder::stored(profile);
+    const auto claiming = CGImageCreateWithData(PNGBuilder({1, 1})
+                                                    .chunk("iCCP", concatenated(name, claim))
+                                                    .pixels([](auto...) { return 255u; })
+                                                    .finish());
+    EXPECT_TRUE(claiming);
     const auto file = PNGBuilder({1, 1})
                           .chunk("iCCP", concatenated(name, bomb))
                           .chunk("zTXt", concatenated(name, bomb))

@@ -180,16 +180,6 @@ TEST(PNGDecoding, ComparesTheTransparentColorInAllSixteenBits) {
     EXPECT_EQ(pixelAt(*image, 1, 0), 0xff808080);
 }
 
-TEST(PNGDecoding, TakesValuesAsTheyAreWhateverGammaTheFileClaims) {
-    const Chunk linear{"gAMA", {0, 1, 0x86, 0xa0}};
-    const Chunk odd{"gAMA", {0, 0, 0x27, 0x10}};
-    const auto eight = decodeWithChunks({1, 1, 8, PNGBuilder::Grey}, 100, linear);
-    const auto sixteen = decodeWithChunks({1, 1, 16, PNGBuilder::Grey}, 100 * 257, odd);
-    ASSERT_TRUE(eight && sixteen);
-    EXPECT_EQ(pixelAt(*eight, 0, 0), 0xff646464);
-    EXPECT_EQ(pixelAt(*sixteen, 0, 0), 0xff646464);
-}
-
 TEST(PNGDecoding, DoesNotMindDamagedDescriptions) {
     const Bytes junk{1, 2, 3, 0, 5, 6, 7, 0xff, 9};
     const auto image = decodeWithChunks(

@@ -93,6 +93,13 @@ TEST(NSLog, ShowsALineOnATerminal) {
     EXPECT_EQ(terminal.line(), "A line of a test, with é.\n");
 }
 
+TEST(NSLog, ShowsPercentSignsAsTheyAre) {
+    const TerminalAsStderr terminal;
+    ASSERT_TRUE(terminal.isOpen);
+    NSLog("100%s and 5%d%n");
+    EXPECT_EQ(terminal.line(), "100%s and 5%d%n\n");
+}
+
 TEST(NSLog, ShowsControlCharactersOnATerminalAsQuestionMarks) {
     const TerminalAsStderr terminal;
     ASSERT_TRUE(terminal.isOpen);

@@ -1,0 +1,88 @@
+#include "Platform/CoreGraphics/JPEGSegments.h"
+
+#include "Platform/CoreGraphics/ColorConversion.h"
+
+#include <map>
+#include <string_view>
+
+namespace {
+
+using Bytes = std::span<const std::uint8_t>;
+
+constexpr std::uint8_t kStartOfScan = 0xda;
+constexpr std::uint8_t kExifSegment = 0xe1;
+constexpr std::uint8_t kProfileSegment = 0xe2;
+constexpr std::uint8_t kAdobeSegment = 0xee;
+
+bool startsWith(Bytes bytes, std::string_view text) {
+    return std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size())
+        .starts_with(text);
+}
+
+/// Calls `take(kind, contents)` for each segment before the first scan.
+template <class Take> void forEachSegment(Bytes file, Take take) {
+    std::size_t position = 2;
+    while (position + 4 <= file.size() && file[position] == 0xff) {
+        const std::uint8_t kind = file[position + 1];
+        const std::size_t length = std::size_t{file[position + 2]} << 8 | file[position + 3];
+        if (kind == kStartOfScan) {
+            return;
+        }
+        if (kind == 0xff) {
+            ++position;
+            continue;
+        }
+        if (length >= 2 && length + 2 <= file.size() - position) {
+            take(kind, file.subspan(position + 4, length - 2));
+        }
+        position += 2 + length;
+    }
+}
+
+/// A profile larger than a segment comes in several, which say their number and how many they are.
+class ProfileParts {
+  public:
+    void add(Bytes segment) {
+        constexpr std::string_view kName("ICC_PROFILE\0", 12);
+        const std::size_t head = kName.size() + 2;
+        if (startsWith(segment, kName) && segment.size() >= head) {
+            _count = segment[kName.size() + 1];
+            _parts.emplace(segment[kName.size()], segment.subspan(head));
+        }
+    }
+
+    std::vector<std::uint8_t> joined() const {
+        std::vector<std::uint8_t> profile;
+        const bool isWhole = !_parts.empty() && _parts.size() == _count &&
+                             _parts.begin()->first == 1 && _parts.rbegin()->first == _count;
+        for (const auto &[number, part] : _parts) {
+            if (!isWhole || profile.size() + part.size() > ColorConversion::kLargestProfile) {
+                return {};
+            }
+            profile.insert(profile.end(), part.begin(), part.end());
+        }
+        return profile;
+    }
+
+  private:
+    std::map<std::uint8_t, Bytes> _parts;
+    std::size_t _count = 0;
+};
+
+} // namespace
+
+JPEGSegments JPEGSegments::of(std::span<const std::uint8_t> file) {
+    JPEGSegments found;
+    ProfileParts profile;
+    forEachSegment(file, [&](std::uint8_t kind, Bytes contents) {
+        if (kind == kAdobeSegment && startsWith(contents, "Adobe")) {
+            found.hasAdobeMark = true;
+        } else if (kind == kExifSegment && startsWith(contents, "Exif") && found.exif.empty()) {
+            found.exif = contents;
+        } else if (kind == kProfileSegment) {
+            profile.add(contents);
+        }
+    });
+    found.profile = profile.joined();
+    return found;
+}
