@@ -371,6 +371,9 @@ TEST(PictureColors, OfJPEGStayAsTheyAreWhenAPartOfTheProfileIsMissing) {
         ASSERT_TRUE(after);
         EXPECT_EQ(pixelAt(*after, 24, 8), pixelAt(*before, 24, 8)) << number << " of " << count;
     }
+    const auto withoutSecond = withSegment(withSegment(plain, 0xe2, profilePart({}, 3, 3)), 0xe2,
+                                           profilePart(profile, 1, 3));
+    EXPECT_EQ(pixelAt(*CGImageCreateWithData(withoutSecond), 24, 8), pixelAt(*before, 24, 8));
 }
 
 TEST(PictureColors, OfAGreyJPEGAreThoseOfItsProfile) {

@@ -294,6 +294,24 @@ TEST_F(NSRunLoopTest, StopEndsTheInnermostLoopAlone) {
     EXPECT_EQ(elapsed(), 10);
 }
 
+TEST_F(NSRunLoopTest, TellsWhoseCallRunsInANestedLoopAndAfterIt) {
+    const auto outer = makeRetained<NSObject>();
+    const auto inner = makeRetained<NSObject>();
+    std::vector<const NSObject *> targets;
+    const auto note = [&] { targets.push_back(loop().currentTarget()); };
+    loop().performSelector_afterDelay(inner.get(), "inner", note, 2);
+    loop().performSelector_afterDelay(
+        outer.get(), "outer",
+        [&] {
+            runForSeconds(3);
+            note();
+        },
+        1);
+    runForSeconds(10);
+    note();
+    EXPECT_EQ(targets, (std::vector<const NSObject *>{inner.get(), outer.get(), nullptr}));
+}
+
 TEST_F(NSRunLoopTest, ANestedLoopServesPendingCalls) {
     loop().performSelector_afterDelay(
         nullptr, "outer",
