@@ -120,15 +120,15 @@ Profile profileOf(const Context &context, const Curve &curve, Pixels pixels,
     return Profile(cmsCreateRGBProfileTHR(context.get(), &white, &triple, curves));
 }
 
-/// Null when the profile lacks what it takes. The library's short cuts are exact only for colours
-/// of 8 bits.
+/// Null when the profile lacks what it takes. The library's short cut for greys
+/// loses the darks.
 std::shared_ptr<void> transformFrom(const Context &context, const Profile &profile, Pixels pixels) {
     const Profile target(cmsCreate_sRGBProfileTHR(context.get()));
     if (!profile || !target) {
         return nullptr;
     }
     cmsUInt32Number flags = cmsFLAGS_BLACKPOINTCOMPENSATION;
-    if (isGrey(pixels) || areWords(pixels)) {
+    if (isGrey(pixels)) {
         flags |= cmsFLAGS_NOOPTIMIZE;
     }
     void *const transform =

@@ -1,5 +1,7 @@
 #include "Platform/Foundation/NSRunLoop.h"
 
+#include "Platform/Foundation/NSString.h"
+
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Tests/Support/SimulatedTime.h"
 #include "Tests/Support/Tracked.h"
@@ -295,8 +297,8 @@ TEST_F(NSRunLoopTest, StopEndsTheInnermostLoopAlone) {
 }
 
 TEST_F(NSRunLoopTest, TellsWhoseCallRunsInANestedLoopAndAfterIt) {
-    const auto outer = makeRetained<NSObject>();
-    const auto inner = makeRetained<NSObject>();
+    const auto outer = NSString::stringWithUTF8String("outer");
+    const auto inner = NSString::stringWithUTF8String("inner");
     std::vector<const NSObject *> targets;
     const auto note = [&] { targets.push_back(loop().currentTarget()); };
     loop().performSelector_afterDelay(inner.get(), "inner", note, 2);
