@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <lcms2.h>
 #include <lcms2_plugin.h>
 
@@ -174,15 +175,15 @@ Profile profileOf(const Context &context, const Curve &curve, Pixels pixels,
     return Profile(cmsCreateRGBProfileTHR(context.get(), &white, &triple, curves));
 }
 
-/// Null when the profile lacks what it takes. The library's short cuts are exact only for colours
-/// of 8 bits.
+/// Null when the profile lacks what it takes. The library's short cut for greys
+/// loses the darks.
 std::shared_ptr<void> transformFrom(const Context &context, const Profile &profile, Pixels pixels) {
     const Profile target(cmsCreate_sRGBProfileTHR(context.get()));
     if (!profile || !target) {
         return nullptr;
     }
     cmsUInt32Number flags = cmsFLAGS_BLACKPOINTCOMPENSATION;
-    if (isGrey(pixels) || areWords(pixels)) {
+    if (isGrey(pixels)) {
         flags |= cmsFLAGS_NOOPTIMIZE;
     }
     void *const transform =
@@ -230,9 +231,24 @@ ColorConversion ColorConversion::fromGamma(std::optional<double> gamma,
 }
 
 ColorConversion::ColorConversion(std::shared_ptr<void> transform, Pixels pixels)
-    : _transform(std::move(transform)), _pixels(pixels) {}
+    : _transform(std::move(transform)), _pixels(pixels) {
+    for (int grey = 0; _transform && _pixels == Pixels::Greys && grey < 256; ++grey) {
+        const std::uint8_t from[4] = {static_cast<std::uint8_t>(grey)};
+        std::uint8_t to[4] = {};
+        cmsDoTransform(_transform.get(), from, to, 1);
+        _greys[static_cast<std::size_t>(grey)] = to[1];
+    }
+}
 
 void ColorConversion::convert(const std::uint8_t *from, std::uint8_t *to, std::size_t count) const {
+    if (_pixels == Pixels::Greys) {
+        for (std::size_t i = 0; i < count * 4; i += 4) {
+            const std::uint8_t grey = _greys[from[i]];
+            const std::uint8_t pixel[] = {grey, grey, grey, from[i + 3]};
+            std::memcpy(to + i, pixel, sizeof pixel);
+        }
+        return;
+    }
     cmsDoTransform(_transform.get(), from, to, static_cast<cmsUInt32Number>(count));
     if (isInks(_pixels)) {
         for (std::size_t i = 0; i < count; ++i) {

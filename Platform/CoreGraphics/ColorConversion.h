@@ -54,4 +54,5 @@ class ColorConversion {
 
     std::shared_ptr<void> _transform;
     Pixels _pixels = Pixels::Colors;
+    std::array<std::uint8_t, 256> _greys{}; // what comes of each, where the pixels are greys
 };

@@ -97,9 +97,9 @@ TEST_F(SoundPlayTest, RegistersItsSoundOnceAndOnItsPath) {
     registered.clear();
     player->initSound();
     ownSound.clear();
-    EXPECT_EQ(registered, std::vector<std::string>{kOwnSound});
+    ASSERT_EQ(registered, std::vector<std::string>{kOwnSound});
     const SystemSoundID own = player->soundID();
-    EXPECT_NE(own, 0U);
+    ASSERT_NE(own, 0U);
     player->playSysSound(own);
     EXPECT_EQ(listener.readSound(600), Floats(600, 0.5F));
     listener.readWhile(AudioServicesCloseDevice);

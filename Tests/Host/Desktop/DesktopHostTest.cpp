@@ -156,6 +156,8 @@ TEST_F(DesktopHostTest, PausesForTheUser) {
     EXPECT_THAT(status(kRight).pauseReasons, ElementsAre("user"));
     _desktop.addOutput("NEW", kGeometry);
     EXPECT_THAT(status("NEW").pauseReasons, ElementsAre("user"));
+    _host->setPaused("", true);
+    EXPECT_THAT(status(kLeft).pauseReasons, ElementsAre("user")) << "all means all";
 }
 
 TEST_F(DesktopHostTest, PausesAllWhileTheScreenIsLocked) {

@@ -3,6 +3,7 @@
 #include "Tests/Host/ProgramRun.h"
 #include "Tests/Host/Views/HostileBundle.h"
 #include "Tests/Host/Views/RealTimeLoop.h"
+#include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -83,6 +84,21 @@ TEST_F(ViewProcessTest, DrawsTheWallpaperIntoTheMemory) {
                             [](std::uint32_t pixel) { return (pixel & 0xFFFFFF) != 0; }),
               kWidth * kHeight / 2);
     EXPECT_EQ(_rects, (std::vector<DeviceRect>{{0, 0, kWidth, kHeight}}));
+}
+
+TEST_F(ViewProcessTest, ConvertsTheColorsOfAPicture) {
+    const std::string bundle = copyOfShippedBundle(_folder.path());
+    const std::uint8_t linear[] = {0, 1, 0x86, 0xa0};
+    const auto background = PNGBuilder({4, 4, 8, PNGBuilder::Grey})
+                                .chunk("gAMA", linear)
+                                .pixels([](auto...) { return 64; })
+                                .finish();
+    _folder.write("Copy.bundle/lumivera_background_.png", background);
+    WallpaperChoice choice;
+    choice.petals = 0;
+    begin(bundle, choice);
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    EXPECT_EQ(_memory->pixels(0)[kWidth * kHeight / 2], 0xff898989);
 }
 
 TEST_F(ViewProcessTest, GoesOnDrawingWhatMoves) {

@@ -173,19 +173,22 @@ TEST(PictureColors, OfSixteenBitsAreConvertedBeforeTheyAreRounded) {
                                          65535 - x * 800};
         return samples[channel];
     };
-    for (const bool isInterlaced : {false, true}) {
-        const auto image =
-            CGImageCreateWithData(pngWith({61, 33, 16, PNGBuilder::RGBA, isInterlaced},
-                                          {{"gAMA", hundredThousandths(1)}}, sample));
-        ASSERT_TRUE(image);
-        for (std::uint32_t y = 0; y < 33; ++y) {
-            for (std::uint32_t x = 0; x < 61; ++x) {
-                const std::uint32_t alpha = levelOf(sample(x, y, 3) / 65535.0);
-                const std::uint32_t expected =
-                    expectedPixel(withGamma(1), {sample(x, y, 0), sample(x, y, 1), sample(x, y, 2)},
-                                  65535, alpha);
-                ASSERT_LE(differenceOf(pixelAt(*image, x, y), expected), 1) << x << ", " << y;
-                ASSERT_EQ(pixelAt(*image, x, y) >> 24, alpha);
+    ColorSpace wide = displayP3();
+    wide.light = withGamma(1).light;
+    for (const ColorSpace &space : {withGamma(1), wide}) {
+        for (const bool isInterlaced : {false, true}) {
+            const auto image = CGImageCreateWithData(pngWith(
+                {61, 33, 16, PNGBuilder::RGBA, isInterlaced},
+                {{"gAMA", hundredThousandths(1)}, {"cHRM", chromaticities(space)}}, sample));
+            ASSERT_TRUE(image);
+            for (std::uint32_t y = 0; y < 33; ++y) {
+                for (std::uint32_t x = 0; x < 61; ++x) {
+                    const std::uint32_t alpha = levelOf(sample(x, y, 3) / 65535.0);
+                    const std::uint32_t expected = expectedPixel(
+                        space, {sample(x, y, 0), sample(x, y, 1), sample(x, y, 2)}, 65535, alpha);
+                    ASSERT_LE(differenceOf(pixelAt(*image, x, y), expected), 1) << x << ", " << y;
+                    ASSERT_EQ(pixelAt(*image, x, y) >> 24, alpha);
+                }
             }
         }
     }
@@ -371,6 +374,9 @@ TEST(PictureColors, OfJPEGStayAsTheyAreWhenAPartOfTheProfileIsMissing) {
         ASSERT_TRUE(after);
         EXPECT_EQ(pixelAt(*after, 24, 8), pixelAt(*before, 24, 8)) << number << " of " << count;
     }
+    const auto withoutSecond = withSegment(withSegment(plain, 0xe2, profilePart({}, 3, 3)), 0xe2,
+                                           profilePart(profile, 1, 3));
+    EXPECT_EQ(pixelAt(*CGImageCreateWithData(withoutSecond), 24, 8), pixelAt(*before, 24, 8));
 }
 
 TEST(PictureColors, OfAGreyJPEGAreThoseOfItsProfile) {

@@ -1,5 +1,7 @@
 #include "Platform/Foundation/NSRunLoop.h"
 
+#include "Platform/Foundation/NSString.h"
+
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Tests/Support/SimulatedTime.h"
 #include "Tests/Support/Tracked.h"
@@ -292,6 +294,24 @@ TEST_F(NSRunLoopTest, StopEndsTheInnermostLoopAlone) {
     runForSeconds(10);
     EXPECT_EQ(_trace, "inner over outer goes on");
     EXPECT_EQ(elapsed(), 10);
+}
+
+TEST_F(NSRunLoopTest, TellsWhoseCallRunsInANestedLoopAndAfterIt) {
+    const auto outer = NSString::stringWithUTF8String("outer");
+    const auto inner = NSString::stringWithUTF8String("inner");
+    std::vector<const NSObject *> targets;
+    const auto note = [&] { targets.push_back(loop().currentTarget()); };
+    loop().performSelector_afterDelay(inner.get(), "inner", note, 2);
+    loop().performSelector_afterDelay(
+        outer.get(), "outer",
+        [&] {
+            runForSeconds(3);
+            note();
+        },
+        1);
+    runForSeconds(10);
+    note();
+    EXPECT_EQ(targets, (std::vector<const NSObject *>{inner.get(), outer.get(), nullptr}));
 }
 
 TEST_F(NSRunLoopTest, ANestedLoopServesPendingCalls) {
