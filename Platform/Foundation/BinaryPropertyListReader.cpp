@@ -311,7 +311,7 @@ std::optional<PropertyList> BinaryReader::readArray(Cursor &cursor, std::uint8_t
         }
         values.push_back(std::move(*value));
     }
-    return PropertyList(std::move(values));
+    return std::optional<PropertyList>(std::in_place, std::move(values));
 }
 
 /// First all keys, then all values.
@@ -331,7 +331,7 @@ std::optional<PropertyList> BinaryReader::readDictionary(Cursor &cursor, std::ui
         }
         entries.insert_or_assign(std::move(*key), std::move(*value));
     }
-    return PropertyList(std::move(entries));
+    return std::optional<PropertyList>(std::in_place, std::move(entries));
 }
 
 } // namespace
