@@ -91,8 +91,11 @@ class PackReader {
     }
 
     bool readBytes(std::span<std::uint8_t> target) {
-        if (target.size() > left() || _file.read(target) != target.size()) {
+        if (target.size() > left()) {
             return fail("is cut short");
+        }
+        if (const auto count = _file.read(target); count != target.size()) {
+            return fail(count ? "is cut short" : "cannot be read");
         }
         _offset += target.size();
         return true;
@@ -210,8 +213,13 @@ DataEncrypt::Pack DataEncrypt::readPack(const std::string &path) { return PackRe
 
 DataEncrypt::Datas DataEncrypt::readDatasFromFilePath(const std::string &path) {
     Datas datas;
-    for (Pack::Entry &entry : readPack(path).entries) {
-        datas.insert_or_assign(std::move(entry.key), std::move(entry.value));
+    Pack pack = readPack(path);
+    try {
+        for (Pack::Entry &entry : pack.entries) {
+            datas.insert_or_assign(std::move(entry.key), std::move(entry.value));
+        }
+    } catch (const std::bad_alloc &) {
+        // Those that found room are given, as those that the reading had memory for.
     }
     return datas;
 }

@@ -6,6 +6,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// The reversible byte form of pictures in resource packs, and the pack file itself: a count of
@@ -28,7 +29,7 @@ class WALLPAPER_EXPORT DataEncrypt {
         std::vector<Entry> entries; ///< In the file's order; a key may occur twice.
         std::int32_t count = 0;     ///< Of entries, as the file says; may be negative.
         std::uint64_t end = 0;      ///< Behind the last entry: the offset of one that is not whole.
-        std::string problem;        ///< Why the next entry could not be read; empty for none.
+        std::string_view problem;   ///< Why the next entry could not be read; empty for none.
     };
 
     /// Writes 4 bytes.
@@ -44,7 +45,8 @@ class WALLPAPER_EXPORT DataEncrypt {
     /// The data, transformed if `encrypt`, and a trailing byte 1 or 0 that says which.
     static Bytes encryptionDataWithData_encrypt(std::span<const std::uint8_t> data, bool encrypt);
 
-    /// The same of a whole file; one that cannot be read, or not for lack of memory, is empty.
+    /// The same of a whole file. One that cannot be read, or does not fit into memory, counts as
+    /// empty: the result is the trailing byte alone.
     static Bytes encryptionDataWithContentsOfFile_encrypt(const std::string &path, bool encrypt);
 
     /// Drops the trailing byte, whatever it says, and transforms the rest. Empty for empty data and

@@ -69,9 +69,9 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
     void gestureAction_atPoint(std::int32_t, CGPoint) override {}
     void openSettingMenu() override {}
 
-    /// Makes frames, 25 ms apart at least, for as long as the view is meant to animate; blocks, at
-    /// once over when it is stopped. The clock's operation does the same on its own thread, so a
-    /// wallpaper has no part in it. Any thread; the caller keeps the view alive.
+    /// Makes frames, 25 ms apart at least, while the view is meant to animate, and blocks until it
+    /// is stopped; returns at once when it is stopped already. The clock's operation runs the same
+    /// loop on its own thread. Any thread; the caller keeps the view alive.
     void runLoop() final;
 
     /// Not owned; never called.

@@ -52,7 +52,7 @@ void PackExtractCommand::run() {
     if (!pack.problem.empty()) {
         throw HostError(_pack, pack.problem,
                         pack.entries.empty() ? "nothing was extracted"
-                                             : "the other entries were extracted");
+                                             : "every entry that could be read was extracted");
     }
 }
 

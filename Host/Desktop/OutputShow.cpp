@@ -45,7 +45,7 @@ OutputShow::OutputShow(DesktopSurface &surface, ViewMaker makeView, LastGoodBund
                        std::string shippedBundle, Listener &listener)
     : _surface(surface), _makeView(std::move(makeView)), _lastGood(lastGood),
       _shippedBundle(std::move(shippedBundle)), _listener(listener), _begin([this] { begin(); }),
-      _lendStandIn([this] { beginStandIn(); }), _prove([this] { _lastGood.set(_shown->bundle); }),
+      _lendStandIn([this] { beginStandIn(); }), _prove([this] { prove(); }),
       _readPictureAnyway([this] { servePictureReaders(); }) {
     _surface.setListener(this);
 }
@@ -348,9 +348,14 @@ void OutputShow::updateRunning() {
     // A view that is stopped proves nothing, and nothing of ours wakes while it is.
     if (!isRunning) {
         _prove.cancel();
-    } else if (!_prove.isPending()) {
+    } else if (!_shown->isProven && !_prove.isPending()) {
         _prove.callAfter(kProof);
     }
+}
+
+void OutputShow::prove() {
+    _shown->isProven = true;
+    _lastGood.set(_shown->bundle);
 }
 
 void OutputShow::setEverywhere(const WallpaperChoice &choice) {

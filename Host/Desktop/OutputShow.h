@@ -88,6 +88,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     std::string description(const ViewSlot &slot, const std::string &reason) const;
     void fallBack(const std::string &what);
     void updateRunning();
+    void prove();
     void setEverywhere(const WallpaperChoice &choice);
     void updatePetals();
     void servePictureReaders();

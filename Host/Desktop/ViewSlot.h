@@ -33,6 +33,9 @@ struct ViewSlot {
 
     /// For the one that is wanted, while that takes long.
     bool isStandIn = false;
+
+    /// It has run for long enough to be the last good one.
+    bool isProven = false;
 };
 
 } // namespace Lumivera

@@ -143,7 +143,7 @@ bool isPlainSRGB(cmsHPROFILE profile) {
            std::all_of(std::begin(kChannels), std::end(kChannels), isSRGB);
 }
 
-/// Many files tell of sRGB as well as one exponent can: 1 / 2.2.
+/// Many files of sRGB pixels give 1 / 2.2, the exponent that comes nearest to its curve.
 bool standsForSRGB(double gamma) {
     constexpr double kSRGB = 0.45455, kTolerance = 0.05;
     return std::abs(gamma / kSRGB - 1) < kTolerance;
@@ -175,8 +175,8 @@ Profile profileOf(const Context &context, const Curve &curve, Pixels pixels,
     return Profile(cmsCreateRGBProfileTHR(context.get(), &white, &triple, curves));
 }
 
-/// Null when the profile lacks what it takes. The library's short cut for greys
-/// loses the darks.
+/// Null when the profile lacks what a transform needs. The library's optimisation of grey profiles
+/// makes dark greys black, so it is switched off for them.
 std::shared_ptr<void> transformFrom(const Context &context, const Profile &profile, Pixels pixels) {
     const Profile target(cmsCreate_sRGBProfileTHR(context.get()));
     if (!profile || !target) {
@@ -218,7 +218,7 @@ ColorConversion ColorConversion::fromGamma(std::optional<double> gamma,
                                            Pixels pixels) {
     const bool hasSRGBGamma = !gamma || standsForSRGB(*gamma);
     if (hasSRGBGamma && (!chromaticities || areSRGB(*chromaticities))) {
-        return {}; // as most files say that say anything
+        return {};
     }
     const Context context = makeContext();
     if (!context) {

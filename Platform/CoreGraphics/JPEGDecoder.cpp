@@ -18,32 +18,14 @@ struct HandleDeleter {
 };
 using Handle = std::unique_ptr<void, HandleDeleter>;
 
-struct Header {
-    int width = -1;
-    int height = -1;
-    int subsampling = -1;
-    int colorSpace = -1;
+bool isInks(const JPEGSegments &segments) { return segments.components == 4; }
 
-    bool isSound() const { return width > 0 && height > 0 && colorSpace >= 0; }
-    bool isInks() const { return colorSpace == TJCS_CMYK || colorSpace == TJCS_YCCK; }
-
-    ColorConversion::Pixels pixels(bool areInksInverted) const {
-        if (isInks()) {
-            return areInksInverted ? ColorConversion::Pixels::InvertedInks
-                                   : ColorConversion::Pixels::Inks;
-        }
-        return colorSpace == TJCS_GRAY ? ColorConversion::Pixels::Greys
-                                       : ColorConversion::Pixels::Colors;
+ColorConversion::Pixels pixelsOf(const JPEGSegments &segments) {
+    using Pixels = ColorConversion::Pixels;
+    if (isInks(segments)) {
+        return segments.hasAdobeMark ? Pixels::InvertedInks : Pixels::Inks;
     }
-};
-
-/// The call also fails on a subsampling that has no name in the library, which it decodes all the
-/// same; so what it found out is what counts.
-Header readHeader(void *handle, Bytes file) {
-    Header header;
-    tjDecompressHeader3(handle, file.data(), file.size(), &header.width, &header.height,
-                        &header.subsampling, &header.colorSpace);
-    return header;
+    return segments.components == 1 ? Pixels::Greys : Pixels::Colors;
 }
 
 /// Within coded data 0xff never stands before this byte, so this counts what the decoder will meet,
@@ -61,13 +43,11 @@ std::uint64_t countScans(Bytes file) {
 }
 
 /// Each scan passes over the whole picture, and a scan of nothing takes but a few bytes.
-bool isWorthDecoding(Bytes file, const Header &header) {
+bool isWorthDecoding(Bytes file, const JPEGSegments &segments) {
     constexpr std::uint64_t kScansOfLargest = 32;
     constexpr std::uint64_t kMostPixels = CGImage::kMaximumBytes / 4 * kScansOfLargest;
-    const auto width = static_cast<std::uint64_t>(header.width);
-    const auto height = static_cast<std::uint64_t>(header.height);
-    return CGImage::isSizeSupported(width, height) &&
-           countScans(file) <= kMostPixels / (width * height);
+    return CGImage::isSizeSupported(segments.width, segments.height) &&
+           countScans(file) <= kMostPixels / (std::uint64_t{segments.width} * segments.height);
 }
 
 bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
@@ -80,22 +60,22 @@ bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
 } // namespace
 
 Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t mostPixels) {
+    // The library's own call for the header fails on a sampling that has no name in the library,
+    // which it decodes all the same.
+    const JPEGSegments segments = JPEGSegments::of(file);
     const Handle handle(tjInitDecompress());
-    const Header header = handle ? readHeader(handle.get(), file) : Header();
-    if (!header.isSound() || !isWorthDecoding(file, header)) {
+    if (!handle || !isWorthDecoding(file, segments)) {
         return nullptr;
     }
-    PictureBuffer buffer(static_cast<std::uint64_t>(header.width),
-                         static_cast<std::uint64_t>(header.height), mostPixels);
-    const TJPF format = header.isInks() ? TJPF_CMYK : TJPF_RGBA;
+    PictureBuffer buffer(segments.width, segments.height, mostPixels);
+    const TJPF format = isInks(segments) ? TJPF_CMYK : TJPF_RGBA;
     if (!buffer || !readPixels(handle.get(), file, format, buffer)) {
         return nullptr;
     }
-    const JPEGSegments segments = JPEGSegments::of(file);
-    const auto pixels = header.pixels(segments.hasAdobeMark);
-    if (const auto conversion = ColorConversion::fromProfile(segments.profile, pixels)) {
+    if (const auto conversion =
+            ColorConversion::fromProfile(segments.profile, pixelsOf(segments))) {
         buffer.convertColors(conversion);
-    } else if (header.isInks()) {
+    } else if (isInks(segments)) {
         buffer.convertFromInks(segments.hasAdobeMark);
     }
     return buffer.premultipliedImage(PictureOrientation::inExif(segments.exif));

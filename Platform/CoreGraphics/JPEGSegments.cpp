@@ -14,6 +14,15 @@ constexpr std::uint8_t kExifSegment = 0xe1;
 constexpr std::uint8_t kProfileSegment = 0xe2;
 constexpr std::uint8_t kAdobeSegment = 0xee;
 
+/// Of a frame's header, whatever the coding: other markers lie among theirs.
+bool isFrame(std::uint8_t kind) {
+    return kind >= 0xc0 && kind <= 0xcf && kind != 0xc4 && kind != 0xc8 && kind != 0xcc;
+}
+
+std::uint32_t word(Bytes bytes, std::size_t offset) {
+    return std::uint32_t{bytes[offset]} << 8 | bytes[offset + 1];
+}
+
 bool startsWith(Bytes bytes, std::string_view text) {
     return std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size())
         .starts_with(text);
@@ -24,7 +33,7 @@ template <class Take> void forEachSegment(Bytes file, Take take) {
     std::size_t position = 2;
     while (position + 4 <= file.size() && file[position] == 0xff) {
         const std::uint8_t kind = file[position + 1];
-        const std::size_t length = std::size_t{file[position + 2]} << 8 | file[position + 3];
+        const std::size_t length = word(file, position + 2);
         if (kind == kStartOfScan) {
             return;
         }
@@ -75,7 +84,11 @@ JPEGSegments JPEGSegments::of(std::span<const std::uint8_t> file) {
     JPEGSegments found;
     ProfileParts profile;
     forEachSegment(file, [&](std::uint8_t kind, Bytes contents) {
-        if (kind == kAdobeSegment && startsWith(contents, "Adobe")) {
+        if (isFrame(kind) && contents.size() >= 6) {
+            found.height = word(contents, 1);
+            found.width = word(contents, 3);
+            found.components = contents[5];
+        } else if (kind == kAdobeSegment && startsWith(contents, "Adobe")) {
             found.hasAdobeMark = true;
         } else if (kind == kExifSegment && startsWith(contents, "Exif") && found.exif.empty()) {
             found.exif = contents;

@@ -83,9 +83,11 @@ TEST_F(GalleryWindow, ChimesAtAClickAndOnlyThen) {
 TEST_F(GalleryWindow, RestsWhilePausedAndSavesWhatItShows) {
     begin();
     pause();
-    const long activity = activityOf(process());
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    EXPECT_EQ(activityOf(process()), activity);
+    EXPECT_TRUE(eventually([this] {
+        const long before = activityOf(process());
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        return activityOf(process()) == before;
+    }));
     press("s");
     const std::string find = "ls " + _folder.path() + "/lumivera-*.png 2>/dev/null";
     ASSERT_TRUE(eventually([&] { return !outputOf(find).empty(); }));

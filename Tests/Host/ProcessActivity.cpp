@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Of its status line those behind the name, from the third on.
+/// The fields of the process's status line from the third on, which is the first behind its name.
 std::vector<std::string> fieldsOf(pid_t process) {
     const std::string line = contentsOf("/proc/" + std::to_string(process) + "/stat");
     std::istringstream fields(line.substr(std::min(line.rfind(')') + 1, line.size())));

@@ -83,11 +83,14 @@ all_orders test 'build dev'
 
 # What can be installed is part of what a task for users builds.
 run_task run
+count=0
 while read -r file; do
+    count=$((count + 1))
     ninja -C "$folder/tree/build/release" -t query "${file#"$folder/tree/build/release/"}" \
         >/dev/null || { echo "nothing builds $file"; exit 1; }
 done < <(grep -rhoP 'FILES "\K[^"]*(?=")' "$folder/tree/build/release" --include=cmake_install.cmake |
     grep "^$folder/tree/build/release/\(bin\|lib\|libexec\|Host\)/")
+((count >= 6)) || { echo "only $count files are installed"; exit 1; }
 
 # The folder may have been moved.
 tree=$folder/moved

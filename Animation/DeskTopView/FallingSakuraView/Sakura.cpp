@@ -58,7 +58,7 @@ Sakura::Sakura(const CGRect &frame, CGFloat scale, CGFloat swayRate)
 Sakura::~Sakura() { setMaskColor(nullptr); }
 
 void Sakura::resetFallingSpeedLevel(NSInteger level) {
-    // Whole numbers, which even the largest level cannot carry beyond a word.
+    // In doubles, which 12 times the largest level does not overflow; exact for every real level.
     double units = kSpeedUnitsPerLevel * static_cast<double>(level);
     if (units == 0) {
         units = kDefaultSpeedUnits;

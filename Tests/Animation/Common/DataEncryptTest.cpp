@@ -114,7 +114,7 @@ bool isMemoryFree(std::uint64_t gibibytes) {
 
 TEST(DataEncrypt, EncodesAFileOfTwoGibibytesWhole) {
     if (!isMemoryFree(6)) {
-        GTEST_SKIP() << "needs 2 GiB of memory";
+        GTEST_SKIP() << "needs 6 GiB of free memory, and no address or thread sanitizer";
     }
     constexpr std::uint64_t kSize = std::uint64_t{1} << 31;
     const TemporaryFolder folder;

@@ -189,6 +189,23 @@ TEST_F(ResourcePack, EndsWhereTheMemoryDoes) {
     EXPECT_EQ(DataEncrypt::readPack(path()).problem, "is too large for the memory that is free");
 }
 
+TEST_F(ResourcePack, GivesWhatItHasWhereverTheMemoryEnds) {
+    write(integer(3) + record("a") + record("one") + record("b") + record("two") + record("c") +
+          record("three"));
+    const Datas whole = DataEncrypt::readDatasFromFilePath(path());
+    std::size_t blocks = 0;
+    for (std::size_t count = 0; count < whole.size(); ++blocks) {
+        AllocationCounter::refuseAfter(blocks);
+        const Datas datas = DataEncrypt::readDatasFromFilePath(path());
+        AllocationCounter::refuseAfter(SIZE_MAX);
+        count = datas.size();
+        for (const auto &[key, value] : datas) {
+            EXPECT_EQ(value, whole.at(key)) << "with " << blocks << " blocks";
+        }
+    }
+    EXPECT_GT(blocks, whole.size());
+}
+
 TEST_F(ResourcePack, IsReadInTheFilesOrderWithEveryEntry) {
     const auto pack = readPack(integer(3) + record("b") + record("one") + record("a") + record("") +
                                record("b") + record("2"));
@@ -211,7 +228,7 @@ TEST_F(ResourcePack, SaysWhereItEndsAndWhy) {
         std::string rest;
         std::string problem;
     } cases[] = {{record("b") + integer(2) + "x", "is cut short"},
-                 {record("b") + "\0\0", "is cut short"},
+                 {record("b") + std::string(2, '\0'), "is cut short"},
                  {integer(0x7fffffff) + "b", "is cut short"},
                  {"", "is cut short"},
                  {integer(-1) + "b", "has a negative length"},

@@ -14,6 +14,7 @@ std::atomic<std::size_t> newBytes{0};
 std::atomic<std::size_t> freedBlocks{0};
 std::atomic<std::size_t> freedBytes{0};
 std::atomic<std::size_t> largestBlock{SIZE_MAX / 2};
+std::atomic<std::size_t> blocksLeft{SIZE_MAX};
 
 // In front of each block stands the size that was asked for: what the C library really gave depends
 // on its free blocks, and so differs between two equal requests.
@@ -34,16 +35,21 @@ void *counted(void *memory, std::size_t header, std::size_t size) noexcept {
     return block;
 }
 
+bool isRefused(std::size_t size) {
+    std::size_t left = blocksLeft.load();
+    while (left > 0 && left < SIZE_MAX && !blocksLeft.compare_exchange_weak(left, left - 1)) {
+    }
+    return left == 0 || size > largestBlock.load();
+}
+
 void *allocate(std::size_t size) noexcept {
-    return size > largestBlock.load() ? nullptr
-                                      : counted(std::malloc(size + kHeader), kHeader, size);
+    return isRefused(size) ? nullptr : counted(std::malloc(size + kHeader), kHeader, size);
 }
 
 void *allocate(std::size_t size, std::align_val_t alignment) noexcept {
     const std::size_t header = headerFor(alignment);
     const std::size_t whole = (size + 2 * header - 1) / header * header;
-    return size > largestBlock.load() ? nullptr
-                                      : counted(std::aligned_alloc(header, whole), header, size);
+    return isRefused(size) ? nullptr : counted(std::aligned_alloc(header, whole), header, size);
 }
 
 void *orThrow(void *block) {
@@ -71,6 +77,7 @@ std::size_t AllocationCounter::liveBytes() { return newBytes.load() - freedBytes
 std::size_t AllocationCounter::totalBlocks() { return newBlocks.load(); }
 std::size_t AllocationCounter::totalBytes() { return newBytes.load(); }
 void AllocationCounter::setLargestBlock(std::size_t bytes) { largestBlock = bytes; }
+void AllocationCounter::refuseAfter(std::size_t blocks) { blocksLeft = blocks; }
 
 // Every form that the program's libraries use: a block that one family of functions hands out may
 // not go back to another.

@@ -17,4 +17,8 @@ class AllocationCounter {
 
     /// Memory for blocks of more bytes is refused from now on, as if there were none.
     static void setLargestBlock(std::size_t bytes);
+
+    /// That many more blocks are handed out, in all threads together, and then none; SIZE_MAX for
+    /// no end.
+    static void refuseAfter(std::size_t blocks);
 };

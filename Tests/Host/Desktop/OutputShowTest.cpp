@@ -387,6 +387,16 @@ TEST_F(OutputShowTest, RemembersNoBundleForTheTimeThatItRested) {
     EXPECT_EQ(_lastGood.path(), kAsked);
 }
 
+TEST_F(OutputShowTest, RemembersABundleOnce) {
+    begin();
+    runForSeconds(12);
+    _lastGood.set(kGood);
+    _show->setRunning(false);
+    _show->setRunning(true);
+    runForSeconds(12);
+    EXPECT_EQ(_lastGood.path(), kGood);
+}
+
 TEST_F(OutputShowTest, WaitsForNothingWhileTheViewRests) {
     begin();
     runForSeconds(5);
