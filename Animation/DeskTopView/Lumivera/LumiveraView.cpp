@@ -3,13 +3,12 @@
 #include "Animation/Common/ImageCache.h"
 #include "Animation/Common/ImageSet.h"
 #include "Animation/Common/LWUICommonDefine.h"
+#include "Platform/Foundation/Truncation.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdlib>
 #include <ctime>
-#include <limits>
 
 namespace {
 
@@ -52,15 +51,6 @@ std::int32_t petalCountFrom(std::int32_t wanted) {
         return 1;
     }
     return wanted == 0 ? kDefaultCount : std::min(wanted, kLargestCount);
-}
-
-/// A number as a 32-bit integer, truncated toward zero; the nearest limit for what is beyond it.
-std::int32_t truncated(CGFloat value) {
-    using Limits = std::numeric_limits<std::int32_t>;
-    if (std::isnan(value)) {
-        return 0;
-    }
-    return static_cast<std::int32_t>(std::clamp<CGFloat>(value, Limits::min(), Limits::max()));
 }
 
 /// The signed remainder of one draw by a truncated limit; 0 for a layer too small for a choice.
