@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace {
-
-constexpr CGFloat kWholeTurn = 6.283185307179586476925286766559;
 
 bool isSet(const CAAnimationValue &value) { return !std::holds_alternative<std::monostate>(value); }
 
@@ -73,7 +72,7 @@ void CARunningAnimation::Course::apply(double progress, const CALayerValues &own
                                        CALayerValues &shown) const {
     CAComponents target = to ? *to : keyPath.read(own);
     if (isFree && keyPath.isAngle()) {
-        target[0] = from[0] + std::remainder(target[0] - from[0], kWholeTurn);
+        target[0] = from[0] + std::remainder(target[0] - from[0], 2 * std::numbers::pi_v<CGFloat>);
     }
     if (progress < 1) {
         const auto part = static_cast<CGFloat>(progress);
