@@ -54,10 +54,6 @@ class DeskTopView::Loop final : public NSObject, public UpdateOperationDelegate 
     }
 
   private:
-    template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
-
-    ~Loop() override = default;
-
     bool isWanted() const {
         const auto view = _view.lock();
         return view && view->_isAnimating.load(std::memory_order_relaxed);
