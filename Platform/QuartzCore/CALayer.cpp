@@ -77,15 +77,6 @@ CALayer::~CALayer() {
     }
 }
 
-void CALayer::destroy() noexcept {
-    if (NSThread::isMainThread()) {
-        delete this;
-    } else {
-        NSRunLoop::mainRunLoop().performSelectorOnMainThread(
-            nullptr, [this] { delete this; }, false);
-    }
-}
-
 void CALayer::setContents(Retained<CGImage> contents) {
     const TreeAccess access;
     if (!(_contents == contents)) {

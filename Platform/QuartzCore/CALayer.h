@@ -147,7 +147,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
   protected:
     ~CALayer() override;
-    void destroy() noexcept override;
+    void destroy() noexcept override { destroyOnMainThread(); }
 
   private:
     friend class CALayerAnimations;
