@@ -168,12 +168,7 @@ Retained<CAAnimation> CALayerAnimations::animationForKey(std::string_view key) c
 }
 
 bool CALayerAnimations::apply(NSTimeInterval time, CALayerValues &values) const {
-    std::optional<CALayerValues> kept;
-    if (std::any_of(_entries.begin(), _entries.end(),
-                    [](const Entry &entry) { return entry.running.leadsToOwnValues(); })) {
-        kept = values;
-    }
-    const CALayerValues &own = kept ? *kept : values;
+    const CALayerValues own = values;
     bool isInProgress = false;
     for (const Entry &entry : _entries) {
         isInProgress = entry.running.apply(time, own, values) || isInProgress;

@@ -15,7 +15,6 @@ CARunningAnimation::CARunningAnimation(const CAAnimation &animation, NSTimeInter
     : _begin(begin), _timing(animation.timing()) {
     if (const auto *basic = dynamic_cast<const CABasicAnimation *>(&animation)) {
         _course = courseOf(*basic, start);
-        _leadsToOwnValues = _course && !_course->to;
     } else if (const auto *group = dynamic_cast<const CAAnimationGroup *>(&animation)) {
         addMembers(*group, start, depth);
     }
@@ -46,7 +45,6 @@ void CARunningAnimation::addMembers(const CAAnimationGroup &group, const Start &
     }
     for (const Retained<CAAnimation> &member : group.animations()) {
         _members.push_back(CARunningAnimation(*member, member->beginTime(), start, depth + 1));
-        _leadsToOwnValues = _leadsToOwnValues || _members.back()._leadsToOwnValues;
     }
 }
 

@@ -27,9 +27,6 @@ class CARunningAnimation {
     NSTimeInterval begin() const { return _begin; }
     NSTimeInterval end() const { return _begin + _timing.activeDuration(); }
 
-    /// It, or one in it, goes to a value of the layer's own: only then apply() looks at them.
-    bool leadsToOwnValues() const { return _leadsToOwnValues; }
-
   private:
     /// What one key path goes through.
     struct Course {
@@ -51,6 +48,5 @@ class CARunningAnimation {
     NSTimeInterval _begin;
     CAAnimationTiming _timing;
     std::optional<Course> _course;
-    bool _leadsToOwnValues = false;
     std::vector<CARunningAnimation> _members;
 };
