@@ -33,7 +33,7 @@ void CALayerAnimations::add(CAAnimation &animation, std::string_view key) {
     const NSTimeInterval now = CACurrentMediaTime();
     const CALayerValues shown = _layer.presentationAt(now);
     const Entry *old = find(key);
-    std::optional<Entry> replaced = old ? erase(old->number) : std::nullopt;
+    std::optional<Entry> replaced = old ? std::optional(erase(*old)) : std::nullopt;
     static std::uint64_t number = 0;
     const NSTimeInterval begin = animation.beginTime() != 0 ? animation.beginTime() : now;
     _entries.push_back({++number,
@@ -93,7 +93,7 @@ void CALayerAnimations::ends(std::uint64_t number) {
     }
     const Entry *entry = find(number);
     if (entry && entry->animation->isRemovedOnCompletion()) {
-        erase(number);
+        erase(*entry);
     }
     _layer.setNeedsComposite();
 }
@@ -120,7 +120,9 @@ void CALayerAnimations::remove(std::uint64_t number) {
     if (Entry *entry = find(number)) {
         stop(*entry, false);
     }
-    erase(number);
+    if (const Entry *entry = find(number)) {
+        erase(*entry);
+    }
 }
 
 /// Tells the delegate once; the delegate may remove the entry, and may add others.
@@ -136,16 +138,12 @@ void CALayerAnimations::stop(Entry &entry, bool finished) {
     }
 }
 
-std::optional<CALayerAnimations::Entry> CALayerAnimations::erase(std::uint64_t number) {
-    const auto entry = std::find_if(_entries.begin(), _entries.end(),
-                                    [number](const Entry &e) { return e.number == number; });
-    if (entry == _entries.end()) {
-        return std::nullopt;
-    }
-    std::optional<Entry> erased(std::move(*entry));
-    _entries.erase(entry);
+CALayerAnimations::Entry CALayerAnimations::erase(const Entry &entry) {
+    const auto place = _entries.begin() + (&entry - _entries.data());
+    Entry erased = std::move(*place);
+    _entries.erase(place);
     _layer._hasAnimations = !isEmpty();
-    cancelCalls(*erased);
+    cancelCalls(erased);
     _layer.setNeedsComposite();
     return erased;
 }
