@@ -77,14 +77,6 @@ CALayer::~CALayer() {
     }
 }
 
-void CALayer::setContents(Retained<CGImage> contents) {
-    const TreeAccess access;
-    if (!(_contents == contents)) {
-        std::swap(_contents, contents);
-        setNeedsComposite();
-    }
-}
-
 void CALayer::setBounds(const CGRect &bounds) {
     CGRect valid = bounds;
     valid.size.width = bounds.size.width > 0 ? bounds.size.width : 0;

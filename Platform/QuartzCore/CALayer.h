@@ -73,7 +73,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// May be null.
     Retained<CGImage> contents() const { return read(_contents); }
-    void setContents(Retained<CGImage> contents);
+    void setContents(Retained<CGImage> contents) { write(_contents, std::move(contents)); }
 
     /// Pixels of the contents a point, for gravities that keep the contents' own size; above 0
     /// (anything else is kept as 1).
@@ -158,10 +158,11 @@ class PLATFORM_EXPORT CALayer : public NSObject {
         return field;
     }
 
-    template <class T> void write(T &field, const T &value) {
+    /// What the field held dies without the tree.
+    template <class T> void write(T &field, T value) {
         const TreeAccess access;
         if (!(field == value)) {
-            field = value;
+            std::swap(field, value);
             setNeedsComposite();
         }
     }
