@@ -216,26 +216,11 @@ void CALayer::keepShownValues() {
     }
 }
 
-CALayerValues CALayer::values() const {
-    return {_position, _bounds, _opacity, _transform, sublayerTransformInPlace()};
-}
-
-CALayerValues CALayer::valuesBeforeCallOut() const {
-    CALayerValues result = values();
-    CALayerChanges::takeBack(_latestChange, result);
-    return result;
-}
-
-CALayerValues CALayer::presentationAt(NSTimeInterval time) const {
+CALayerValues CALayer::presentationAt(NSTimeInterval time, bool *isInProgress) const {
     const TreeAccess access;
-    bool isInProgress = false;
-    return present(time, isInProgress);
-}
-
-CALayerValues CALayer::present(NSTimeInterval time, bool &isInProgress) const {
-    CALayerValues shown = values();
-    if (_hasAnimations) {
-        isInProgress = _animations->apply(time, shown) || isInProgress;
+    CALayerValues shown{_position, _bounds, _opacity, _transform, sublayerTransformInPlace()};
+    if (_hasAnimations && _animations->apply(time, shown) && isInProgress) {
+        *isInProgress = true;
     }
     return shown;
 }

@@ -122,8 +122,9 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     /// shown before the call-out. Main thread.
     void keepShownValues();
 
-    /// The values that the layer shows at a time of the media clock.
-    CALayerValues presentationAt(NSTimeInterval time) const;
+    /// The values that the layer shows at a time of the media clock. Sets the flag, where there is
+    /// one, when an animation is in progress.
+    CALayerValues presentationAt(NSTimeInterval time, bool *isInProgress = nullptr) const;
 
     /// True when the layer or anything below it changed since the last call of didComposite().
     bool needsComposite() const { return read(_changed); }
@@ -141,9 +142,6 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     }
     CGImage *contentsInPlace() const { return _contents.get(); }
     bool hasAnimationsInPlace() const { return _hasAnimations; }
-
-    /// As presentationAt(). Sets the flag when an animation is in progress.
-    CALayerValues present(NSTimeInterval time, bool &isInProgress) const;
 
   protected:
     ~CALayer() override;
@@ -185,8 +183,6 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     }
 
     bool animationsNoteChange();
-    CALayerValues values() const;
-    CALayerValues valuesBeforeCallOut() const;
     void onMainThread(const std::function<void()> &action);
 
     /// A layer is marked only together with everything above it, so a mark ends the walk up.

@@ -182,7 +182,7 @@ void CALayerAnimations::changeBegins() {
     }
     keepShownValues();
     if (isEmpty()) {
-        _before.shown = _layer.valuesBeforeCallOut();
+        CALayerChanges::takeBack(_layer._latestChange, _before.shown);
     }
 }
 
