@@ -81,7 +81,7 @@ void CALayer::setBounds(const CGRect &bounds) {
     CGRect valid = bounds;
     valid.size.width = bounds.size.width > 0 ? bounds.size.width : 0;
     valid.size.height = bounds.size.height > 0 ? bounds.size.height : 0;
-    animate(Property::Bounds, _bounds, valid);
+    animate(&CALayerValues::bounds, _bounds, valid);
 }
 
 void CALayer::setSublayerTransform(const CATransform3D &transform) {
@@ -89,7 +89,7 @@ void CALayer::setSublayerTransform(const CATransform3D &transform) {
     if (sublayerTransformInPlace() == transform) {
         return;
     }
-    noteChange(Property::SublayerTransform, sublayerTransformInPlace());
+    noteChange(&CALayerValues::sublayerTransform, sublayerTransformInPlace());
     _sublayerTransform =
         transform == CATransform3DIdentity ? nullptr : std::make_unique<CATransform3D>(transform);
     setNeedsComposite();

@@ -35,7 +35,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// Where the anchor point lies in the superlayer.
     CGPoint position() const { return read(_position); }
-    void setPosition(CGPoint position) { animate(Property::Position, _position, position); }
+    void setPosition(CGPoint position) { animate(&CALayerValues::position, _position, position); }
 
     /// The layer's own coordinates; the size may not be negative or NaN (kept as 0 then).
     CGRect bounds() const { return read(_bounds); }
@@ -47,7 +47,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     CATransform3D transform() const { return read(_transform); }
     void setTransform(const CATransform3D &transform) {
-        animate(Property::Transform, _transform, transform);
+        animate(&CALayerValues::transform, _transform, transform);
     }
 
     /// Applied to the sublayers about the layer's anchor point; perspective lives in its m34.
@@ -59,7 +59,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// 0 to 1, for the layer and everything in it as one group.
     float opacity() const { return read(_opacity); }
-    void setOpacity(float opacity) { animate(Property::Opacity, _opacity, opacity); }
+    void setOpacity(float opacity) { animate(&CALayerValues::opacity, _opacity, opacity); }
 
     bool isHidden() const { return read(_hidden); }
     void setHidden(bool hidden) { write(_hidden, hidden); }
@@ -149,7 +149,6 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
   private:
     friend class CALayerAnimations;
-    using Property = CALayerChanges::Property;
 
     template <class T> T read(const T &field) const {
         const TreeAccess access;
@@ -166,7 +165,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     }
 
     /// As write(), for what can be animated.
-    template <class T> void animate(Property property, T &field, const T &value) {
+    template <class T> void animate(T CALayerValues::*property, T &field, const T &value) {
         const TreeAccess access;
         if (!(field == value)) {
             noteChange(property, field);
@@ -176,9 +175,9 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     }
 
     /// Before the value changes. A layer that had animations notes for itself what it showed.
-    template <class T> void noteChange(Property property, const T &oldValue) {
+    template <class T> void noteChange(T CALayerValues::*property, const T &oldValue) {
         if (!_animations || !animationsNoteChange()) {
-            _latestChange = CALayerChanges::add(property, oldValue, _latestChange);
+            CALayerChanges::add(_latestChange) = CAOldValue<T>{property, oldValue};
         }
     }
 
