@@ -55,6 +55,23 @@ Retained<UIImage> blendedWithColor(const UIImage *image, const UIColor *color, C
     });
 }
 
+/// Draws a picture into a bitmap of one pixel a point that `prepare` was given first. Null without
+/// a picture and for an empty or huge one.
+template <class Prepare>
+Retained<CGImage> drawnInto(CGBitmapFormat format, const UIImage *image, Prepare prepare) {
+    const CGSize size = image ? image->size() : CGSize();
+    const NSUInteger width = wholeNumber(size.width);
+    const NSUInteger height = wholeNumber(size.height);
+    const auto context = CGContext::bitmapContextCreate(width, height, format);
+    if (!context) {
+        return nullptr;
+    }
+    prepare(*context, size);
+    context->drawImage(CGRectMake(0, 0, static_cast<CGFloat>(width), static_cast<CGFloat>(height)),
+                       image->bitmap().get());
+    return context->createImage();
+}
+
 Retained<UIImage> imageFrom(Retained<CGImage> bitmap) {
     return UIImage::imageWithCGImage_scale_orientation(std::move(bitmap), 1,
                                                        UIImageOrientation::Up);
@@ -115,18 +132,7 @@ Retained<UIImage> SpriteExtend::clipImageWithRect(const UIImage *image, const CG
 }
 
 Retained<UIImage> SpriteExtend::createGrayImageWithAlpha(const UIImage *image, bool alpha) {
-    if (!image) {
-        return nullptr;
-    }
-    const NSUInteger width = wholeNumber(image->size().width);
-    const NSUInteger height = wholeNumber(image->size().height);
-    const auto context = CGContext::bitmapContextCreate(width, height, CGBitmapFormat::Grey);
-    if (!context) {
-        return nullptr;
-    }
-    context->drawImage(CGRectMake(0, 0, static_cast<CGFloat>(width), static_cast<CGFloat>(height)),
-                       image->bitmap().get());
-    auto grey = context->createImage();
+    auto grey = drawnInto(CGBitmapFormat::Grey, image, [](CGContext &, CGSize) {});
     if (alpha && grey) {
         grey = CGImageCreateWithMaskingColors(grey.get(), {0, 0}, {0, 0}, {0, 0});
     }
@@ -145,28 +151,17 @@ Retained<UIImage> SpriteExtend::drawToImage(const UIImage *image, const UIImage 
 }
 
 Retained<UIImage> SpriteExtend::imageWithRoundCorners(const UIImage *image, CGFloat radius) {
-    if (!image) {
-        return nullptr;
-    }
-    const CGSize size = image->size();
-    const NSUInteger width = wholeNumber(size.width);
-    const NSUInteger height = wholeNumber(size.height);
-    const auto context =
-        CGContext::bitmapContextCreate(width, height, CGBitmapFormat::AlphaFirstPremultiplied);
-    if (!context) {
-        return nullptr;
-    }
-    context->beginPath();
-    if (radius == 0) {
-        context->addRect({{0, 0}, size});
-    } else {
-        addRoundedRect(*context, size, radius);
-    }
-    context->closePath();
-    context->clip();
-    context->drawImage(CGRectMake(0, 0, static_cast<CGFloat>(width), static_cast<CGFloat>(height)),
-                       image->bitmap().get());
-    return imageFrom(context->createImage());
+    const auto clip = [radius](CGContext &context, CGSize size) {
+        context.beginPath();
+        if (radius == 0) {
+            context.addRect({{0, 0}, size});
+        } else {
+            addRoundedRect(context, size, radius);
+        }
+        context.closePath();
+        context.clip();
+    };
+    return imageFrom(drawnInto(CGBitmapFormat::AlphaFirstPremultiplied, image, clip));
 }
 
 std::uint8_t *SpriteExtend::getImageData(const UIImage *image) {

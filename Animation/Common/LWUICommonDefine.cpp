@@ -1,8 +1,9 @@
 #include "Animation/Common/LWUICommonDefine.h"
 
+#include "Platform/Foundation/Truncation.h"
+
+#include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <limits>
 
 CGFloat distanceForTwoPoints(CGPoint a, CGPoint b) {
     const CGFloat dx = a.x - b.x;
@@ -11,9 +12,5 @@ CGFloat distanceForTwoPoints(CGPoint a, CGPoint b) {
 }
 
 NSUInteger wholeNumber(CGFloat length) {
-    constexpr auto largest = std::numeric_limits<std::int32_t>::max();
-    if (!(length >= 1)) {
-        return 0;
-    }
-    return length < largest ? static_cast<NSUInteger>(length) : largest;
+    return static_cast<NSUInteger>(std::max(truncated(length), 0));
 }

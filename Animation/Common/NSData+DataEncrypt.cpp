@@ -6,18 +6,12 @@
 #include "Platform/Foundation/UnicodeText.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <limits>
-#include <memory>
 #include <new>
 
 namespace {
-
-struct FileCloser {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
 
 constexpr std::size_t kIntegerSize = 4;
 constexpr std::uint64_t kAnySize = std::numeric_limits<std::ptrdiff_t>::max() - 1;
@@ -137,18 +131,20 @@ DataEncrypt::Bytes encoded(DataEncrypt::Bytes bytes, bool encrypt) {
     return bytes;
 }
 
-void writeInteger(std::FILE *file, std::size_t value) {
+void write(std::ofstream &file, const void *bytes, std::size_t length) {
+    file.write(static_cast<const char *>(bytes), static_cast<std::streamsize>(length));
+}
+
+void writeInteger(std::ofstream &file, std::size_t value) {
     std::uint8_t bytes[kIntegerSize];
     DataEncrypt::integer_toByte(static_cast<std::int32_t>(value), bytes);
-    std::fwrite(bytes, 1, sizeof bytes, file);
+    write(file, bytes, sizeof bytes);
 }
 
 /// Writes a length and that many bytes.
-void writeRecord(std::FILE *file, const void *bytes, std::size_t length) {
+void writeRecord(std::ofstream &file, const void *bytes, std::size_t length) {
     writeInteger(file, length);
-    if (length > 0) {
-        std::fwrite(bytes, 1, length, file);
-    }
+    write(file, bytes, length);
 }
 
 } // namespace
@@ -225,14 +221,14 @@ DataEncrypt::Datas DataEncrypt::readDatasFromFilePath(const std::string &path) {
 }
 
 bool DataEncrypt::saveDatas_toFilePath(const Datas &datas, const std::string &path) {
-    const File file(std::fopen(path.c_str(), "wb"));
+    std::ofstream file(path, std::ios::binary);
     if (!file) {
         return false;
     }
-    writeInteger(file.get(), datas.size());
+    writeInteger(file, datas.size());
     for (const auto &[key, value] : datas) {
-        writeRecord(file.get(), key.data(), std::min(utf16Length(key), key.size()));
-        writeRecord(file.get(), value.data(), value.size());
+        writeRecord(file, key.data(), std::min(utf16Length(key), key.size()));
+        writeRecord(file, value.data(), value.size());
     }
     return true;
 }

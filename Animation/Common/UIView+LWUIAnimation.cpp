@@ -2,37 +2,24 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using std::numbers::pi;
 
 constexpr CGFloat kPerspective = -0.002;
 
 /// Animations count their passes in single precision.
 float countFrom(double count) {
-    constexpr double kLargest = std::numeric_limits<float>::max();
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    if (std::fabs(count) > kLargest) {
-        return count > 0 ? kInfinity : -kInfinity;
-    }
-    return static_cast<float>(count);
+    using Limits = std::numeric_limits<float>;
+    const bool isBeyond = std::fabs(count) > static_cast<double>(Limits::max());
+    return static_cast<float>(isBeyond ? count * Limits::infinity() : count);
 }
 
-CALayer *layerOf(UIView *view) { return view ? view->layer() : nullptr; }
-
-/// All zero without a layer.
-CATransform3D transformOf(const CALayer *layer) {
-    return layer ? layer->transform() : CATransform3D();
-}
-
-CATransform3D sublayerTransformOf(const CALayer *layer) {
-    return layer ? layer->sublayerTransform() : CATransform3D();
-}
-
-void add(CALayer *layer, const Retained<CABasicAnimation> &animation, const char *key) {
-    if (layer) {
-        layer->addAnimation_forKey(animation.get(), key);
+void add(UIView *view, const Retained<CABasicAnimation> &animation, const char *key) {
+    if (view) {
+        view->layer()->addAnimation_forKey(animation.get(), key);
     }
 }
 
@@ -62,7 +49,7 @@ const bool isHandlerSet = [] {
 } // namespace
 
 void LWUIAnimation::animationDidStop_finished(UIView *view, CAAnimation *animation, bool) {
-    CALayer *layer = layerOf(view);
+    CALayer *layer = view ? view->layer() : nullptr;
     if (!layer || !animation || !(layer->animationForKey("translation") == animation)) {
         return;
     }
@@ -119,54 +106,52 @@ LWUIAnimation::createAnimationGroupWithTarget(UIView *, CAAnimationDelegate *tar
 
 void LWUIAnimation::setTranslateAnimation_duration_repeatCount_autoreverses(
     UIView *view, CGPoint destination, double duration, double repeatCount, bool autoreverses) {
+    if (!view) {
+        return;
+    }
     const auto animation = make("transform.translation", duration, repeatCount, autoreverses);
     animation->setDelegate(view);
-    CALayer *layer = layerOf(view);
-    const CATransform3D t = transformOf(layer);
-    const CGPoint center = view ? view->center() : CGPoint();
-    const CGFloat dx = destination.x - center.x - t.m41;
-    const CGFloat dy = destination.y - center.y - t.m42;
-    if (layer) {
-        layer->setTransform(CATransform3DTranslate(t, dx, dy, 0));
-    }
-    add(layer, animation, "translation");
+    const CATransform3D t = view->layer()->transform();
+    const CGFloat dx = destination.x - view->center().x - t.m41;
+    const CGFloat dy = destination.y - view->center().y - t.m42;
+    view->layer()->setTransform(CATransform3DTranslate(t, dx, dy, 0));
+    add(view, animation, "translation");
 }
 
 void LWUIAnimation::setScaleAnimation_duration_repeatCount(UIView *view, CGFloat scale,
                                                            double duration, double repeatCount) {
     const auto animation = make("transform.scale", duration, repeatCount, true);
     animation->setToValue(static_cast<float>(scale));
-    add(layerOf(view), animation, "scale");
+    add(view, animation, "scale");
 }
 
 void LWUIAnimation::setRockAnimationStartAngle_endAngle_duration_repeatCount(
     UIView *view, double startAngle, double endAngle, double duration, double repeatCount) {
     const auto animation = make("transform.rotation.z", duration, repeatCount, true);
-    animation->setFromValue(static_cast<float>(startAngle * kPi / 180));
-    animation->setToValue(static_cast<float>(endAngle * kPi / 180));
-    add(layerOf(view), animation, "rotation");
+    animation->setFromValue(static_cast<float>(startAngle * pi / 180));
+    animation->setToValue(static_cast<float>(endAngle * pi / 180));
+    add(view, animation, "rotation");
 }
 
 void LWUIAnimation::setRotationAnimation_angle_duration_repeatCount(UIView *view, CGPoint,
                                                                     double angle, double duration,
                                                                     double repeatCount) {
     const auto animation = make("transform.rotation", duration, repeatCount, false);
-    animation->setToValue(angle * -kPi / 180);
-    add(layerOf(view), animation, "rotation");
+    animation->setToValue(angle * -pi / 180);
+    add(view, animation, "rotation");
 }
 
 void LWUIAnimation::setPerspectiveEffectAnimation_duration(UIView *view, bool on, double duration) {
-    const auto animation = make("sublayerTransform.rotation.x", duration, 0, false);
-    CALayer *layer = layerOf(view);
-    CATransform3D t = sublayerTransformOf(layer);
+    if (!view) {
+        return;
+    }
+    CATransform3D t = view->layer()->sublayerTransform();
     if (on) {
         t.m34 = kPerspective;
     }
-    t = CATransform3DRotate(t, on ? kPi / 4 : -kPi / 4, 1, 0, 0);
-    if (layer) {
-        layer->setSublayerTransform(t);
-    }
-    add(layer, animation, "perspective");
+    t = CATransform3DRotate(t, on ? pi / 4 : -pi / 4, 1, 0, 0);
+    view->layer()->setSublayerTransform(t);
+    add(view, make("sublayerTransform.rotation.x", duration, 0, false), "perspective");
 }
 
 void LWUIAnimation::setAlphaAnimationDuration_repeatCount(UIView *view, double duration,
@@ -174,5 +159,5 @@ void LWUIAnimation::setAlphaAnimationDuration_repeatCount(UIView *view, double d
     const auto animation = make("opacity", duration, repeatCount, true);
     animation->setToValue(0.0);
     animation->setDelegate(view);
-    add(layerOf(view), animation, "opacity");
+    add(view, animation, "opacity");
 }

@@ -1,7 +1,7 @@
 #include "Animation/DeskTopView/DeskTopView.h"
 
+#include "Animation/Common/DataTool.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
-#include "Platform/Foundation/NSDictionary.h"
 #include "Platform/Foundation/NSLog.h"
 #include "Platform/Foundation/NSRunLoop.h"
 #include "Platform/Foundation/NSThread.h"
@@ -23,9 +23,8 @@ constexpr NSUInteger kFillsSuperview =
 /// The path of the library that makes the bundle's wallpaper; empty when the description names
 /// none.
 std::string libraryPath(const NSBundle &bundle) {
-    const auto file = bundle.pathForResource_ofType("description", "plist");
-    const auto description = file ? NSDictionary::dictionaryWithContentsOfFile(*file) : nullptr;
-    const PropertyList *value = description ? description->objectForKey("name Library") : nullptr;
+    const auto value =
+        DataTool::readDeskTopDescriptionWithKey_fromBundleFile("name Library", bundle.bundlePath());
     const std::string *name = value ? value->text() : nullptr;
     return name ? bundle.resourcePath() + "/" + *name : std::string();
 }
@@ -55,10 +54,6 @@ class DeskTopView::Loop final : public NSObject, public UpdateOperationDelegate 
     }
 
   private:
-    template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
-
-    ~Loop() override = default;
-
     bool isWanted() const {
         const auto view = _view.lock();
         return view && view->_isAnimating.load(std::memory_order_relaxed);

@@ -129,7 +129,7 @@ template <class Action> void DisplayList::present(const CALayer &layer, const Ac
         action(PresentedLayer(layer));
         return;
     }
-    const CALayerValues animated = layer.present(_time, _isInProgress);
+    const CALayerValues animated = layer.presentationAt(_time, &_isInProgress);
     action(PresentedLayer(layer, animated));
 }
 

@@ -1,5 +1,7 @@
 #include "Platform/Foundation/NSObject.h"
 
+#include "Platform/Foundation/NSRunLoop.h"
+#include "Platform/Foundation/NSThread.h"
 #include "Platform/Foundation/Weak.h"
 
 namespace {
@@ -31,6 +33,15 @@ NSUInteger NSObject::retainCount() const noexcept {
 }
 
 void NSObject::destroy() noexcept { delete this; }
+
+void NSObject::destroyOnMainThread() noexcept {
+    if (NSThread::isMainThread()) {
+        delete this;
+    } else {
+        NSRunLoop::mainRunLoop().performSelectorOnMainThread(
+            nullptr, [this] { delete this; }, false);
+    }
+}
 
 bool NSObject::tryRetain() const noexcept {
     NSUInteger count = _referenceCount.load(std::memory_order_relaxed);

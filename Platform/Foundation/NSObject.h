@@ -32,6 +32,9 @@ class PLATFORM_EXPORT NSObject {
     /// thread overrides it.
     virtual void destroy() noexcept;
 
+    /// Destroys the object at once on the main thread, soon on it elsewhere.
+    void destroyOnMainThread() noexcept;
+
   private:
     friend class WeakReferenceBlock;
 

@@ -1,7 +1,8 @@
 #include "Platform/Foundation/PropertyList.h"
 
+#include "Platform/Foundation/Truncation.h"
+
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <string_view>
 
@@ -12,15 +13,6 @@ constexpr std::int64_t kHighest = std::numeric_limits<std::int32_t>::max();
 
 std::int32_t nearest(std::int64_t value) {
     return static_cast<std::int32_t>(std::clamp(value, kLowest, kHighest));
-}
-
-std::int32_t nearest(double value) {
-    if (std::isnan(value)) {
-        return 0;
-    }
-    const double limited =
-        std::clamp(value, static_cast<double>(kLowest), static_cast<double>(kHighest));
-    return static_cast<std::int32_t>(limited);
 }
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
@@ -51,7 +43,7 @@ std::optional<std::int32_t> PropertyList::integerValue() const noexcept {
         return nearest(*value);
     }
     if (const double *value = real()) {
-        return nearest(*value);
+        return truncated(*value);
     }
     if (const std::string *value = text()) {
         return leadingInteger(*value);

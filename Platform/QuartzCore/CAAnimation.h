@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Platform/Foundation/NSObject.h"
-#include "Platform/Foundation/Retained.h"
 #include "Platform/Foundation/Weak.h"
 #include "Platform/QuartzCore/CAAnimationTiming.h"
 
@@ -46,13 +44,11 @@ class PLATFORM_EXPORT CAAnimation : public NSObject {
 
     /// Not owned: null once it is gone. Members of a group are silent.
     Retained<CAAnimationDelegate> delegate() const { return _delegate.lock(); }
-    void setDelegate(CAAnimationDelegate *delegate);
+    void setDelegate(CAAnimationDelegate *delegate) {
+        _delegate = Weak<CAAnimationDelegate>(delegate);
+    }
 
     const CAAnimationTiming &timing() const { return _timing; }
-    NSTimeInterval activeDuration() const { return _timing.activeDuration(); }
-    std::optional<double> progressAt(NSTimeInterval elapsed) const {
-        return _timing.progressAt(elapsed);
-    }
 
   protected:
     CAAnimation() = default;

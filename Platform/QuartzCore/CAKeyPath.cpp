@@ -1,18 +1,9 @@
 #include "Platform/QuartzCore/CAKeyPath.h"
 
+#include <bit>
 #include <cmath>
 
 namespace {
-
-CAComponents components(const CATransform3D &t) {
-    return {t.m11, t.m12, t.m13, t.m14, t.m21, t.m22, t.m23, t.m24,
-            t.m31, t.m32, t.m33, t.m34, t.m41, t.m42, t.m43, t.m44};
-}
-
-CATransform3D transformOf(const CAComponents &c) {
-    return {c[0], c[1], c[2],  c[3],  c[4],  c[5],  c[6],  c[7],
-            c[8], c[9], c[10], c[11], c[12], c[13], c[14], c[15]};
-}
 
 CGFloat length(CGFloat x, CGFloat y, CGFloat z) { return std::sqrt(x * x + y * y + z * z); }
 
@@ -123,9 +114,9 @@ CAComponents CAKeyPath::read(const CALayerValues &values) const {
     case Kind::Opacity:
         return {static_cast<CGFloat>(values.opacity)};
     case Kind::Transform:
-        return components(t);
+        return std::bit_cast<CAComponents>(t);
     case Kind::SublayerTransform:
-        return components(values.sublayerTransform);
+        return std::bit_cast<CAComponents>(values.sublayerTransform);
     case Kind::Translation:
         return {t.m41, t.m42};
     case Kind::Scale:
@@ -151,10 +142,10 @@ void CAKeyPath::write(const CAComponents &c, CALayerValues &values) const {
         values.opacity = static_cast<float>(c[0]);
         break;
     case Kind::Transform:
-        values.transform = transformOf(c);
+        values.transform = std::bit_cast<CATransform3D>(c);
         break;
     case Kind::SublayerTransform:
-        values.sublayerTransform = transformOf(c);
+        values.sublayerTransform = std::bit_cast<CATransform3D>(c);
         break;
     case Kind::Translation:
         values.transform.m41 = c[0];
@@ -187,7 +178,7 @@ std::optional<CAComponents> CAKeyPath::componentsOf(const CAAnimationValue &valu
     }
     if (_kind == Kind::Transform || _kind == Kind::SublayerTransform) {
         const auto *transform = std::get_if<CATransform3D>(&value);
-        return transform ? std::optional(components(*transform)) : std::nullopt;
+        return transform ? std::optional(std::bit_cast<CAComponents>(*transform)) : std::nullopt;
     }
     if (!single && !number) {
         return std::nullopt;

@@ -77,28 +77,11 @@ CALayer::~CALayer() {
     }
 }
 
-void CALayer::destroy() noexcept {
-    if (NSThread::isMainThread()) {
-        delete this;
-    } else {
-        NSRunLoop::mainRunLoop().performSelectorOnMainThread(
-            nullptr, [this] { delete this; }, false);
-    }
-}
-
-void CALayer::setContents(Retained<CGImage> contents) {
-    const TreeAccess access;
-    if (!(_contents == contents)) {
-        std::swap(_contents, contents);
-        setNeedsComposite();
-    }
-}
-
 void CALayer::setBounds(const CGRect &bounds) {
     CGRect valid = bounds;
     valid.size.width = bounds.size.width > 0 ? bounds.size.width : 0;
     valid.size.height = bounds.size.height > 0 ? bounds.size.height : 0;
-    animate(Property::Bounds, _bounds, valid);
+    animate(&CALayerValues::bounds, _bounds, valid);
 }
 
 void CALayer::setSublayerTransform(const CATransform3D &transform) {
@@ -106,7 +89,7 @@ void CALayer::setSublayerTransform(const CATransform3D &transform) {
     if (sublayerTransformInPlace() == transform) {
         return;
     }
-    noteChange(Property::SublayerTransform, sublayerTransformInPlace());
+    noteChange(&CALayerValues::sublayerTransform, sublayerTransformInPlace());
     _sublayerTransform =
         transform == CATransform3DIdentity ? nullptr : std::make_unique<CATransform3D>(transform);
     setNeedsComposite();
@@ -233,26 +216,11 @@ void CALayer::keepShownValues() {
     }
 }
 
-CALayerValues CALayer::values() const {
-    return {_position, _bounds, _opacity, _transform, sublayerTransformInPlace()};
-}
-
-CALayerValues CALayer::valuesBeforeCallOut() const {
-    CALayerValues result = values();
-    CALayerChanges::takeBack(_latestChange, result);
-    return result;
-}
-
-CALayerValues CALayer::presentationAt(NSTimeInterval time) const {
+CALayerValues CALayer::presentationAt(NSTimeInterval time, bool *isInProgress) const {
     const TreeAccess access;
-    bool isInProgress = false;
-    return present(time, isInProgress);
-}
-
-CALayerValues CALayer::present(NSTimeInterval time, bool &isInProgress) const {
-    CALayerValues shown = values();
-    if (_hasAnimations) {
-        isInProgress = _animations->apply(time, shown) || isInProgress;
+    CALayerValues shown{_position, _bounds, _opacity, _transform, sublayerTransformInPlace()};
+    if (_hasAnimations && _animations->apply(time, shown) && isInProgress) {
+        *isInProgress = true;
     }
     return shown;
 }

@@ -35,7 +35,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// Where the anchor point lies in the superlayer.
     CGPoint position() const { return read(_position); }
-    void setPosition(CGPoint position) { animate(Property::Position, _position, position); }
+    void setPosition(CGPoint position) { animate(&CALayerValues::position, _position, position); }
 
     /// The layer's own coordinates; the size may not be negative or NaN (kept as 0 then).
     CGRect bounds() const { return read(_bounds); }
@@ -47,7 +47,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     CATransform3D transform() const { return read(_transform); }
     void setTransform(const CATransform3D &transform) {
-        animate(Property::Transform, _transform, transform);
+        animate(&CALayerValues::transform, _transform, transform);
     }
 
     /// Applied to the sublayers about the layer's anchor point; perspective lives in its m34.
@@ -59,7 +59,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// 0 to 1, for the layer and everything in it as one group.
     float opacity() const { return read(_opacity); }
-    void setOpacity(float opacity) { animate(Property::Opacity, _opacity, opacity); }
+    void setOpacity(float opacity) { animate(&CALayerValues::opacity, _opacity, opacity); }
 
     bool isHidden() const { return read(_hidden); }
     void setHidden(bool hidden) { write(_hidden, hidden); }
@@ -73,7 +73,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// May be null.
     Retained<CGImage> contents() const { return read(_contents); }
-    void setContents(Retained<CGImage> contents);
+    void setContents(Retained<CGImage> contents) { write(_contents, std::move(contents)); }
 
     /// Pixels of the contents a point, for gravities that keep the contents' own size; above 0
     /// (anything else is kept as 1).
@@ -122,8 +122,9 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     /// shown before the call-out. Main thread.
     void keepShownValues();
 
-    /// The values that the layer shows at a time of the media clock.
-    CALayerValues presentationAt(NSTimeInterval time) const;
+    /// The values that the layer shows at a time of the media clock. Sets the flag, where there is
+    /// one, when an animation is in progress.
+    CALayerValues presentationAt(NSTimeInterval time, bool *isInProgress = nullptr) const;
 
     /// True when the layer or anything below it changed since the last call of didComposite().
     bool needsComposite() const { return read(_changed); }
@@ -142,32 +143,29 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     CGImage *contentsInPlace() const { return _contents.get(); }
     bool hasAnimationsInPlace() const { return _hasAnimations; }
 
-    /// As presentationAt(). Sets the flag when an animation is in progress.
-    CALayerValues present(NSTimeInterval time, bool &isInProgress) const;
-
   protected:
     ~CALayer() override;
-    void destroy() noexcept override;
+    void destroy() noexcept override { destroyOnMainThread(); }
 
   private:
     friend class CALayerAnimations;
-    using Property = CALayerChanges::Property;
 
     template <class T> T read(const T &field) const {
         const TreeAccess access;
         return field;
     }
 
-    template <class T> void write(T &field, const T &value) {
+    /// What the field held dies without the tree.
+    template <class T> void write(T &field, T value) {
         const TreeAccess access;
         if (!(field == value)) {
-            field = value;
+            std::swap(field, value);
             setNeedsComposite();
         }
     }
 
     /// As write(), for what can be animated.
-    template <class T> void animate(Property property, T &field, const T &value) {
+    template <class T> void animate(T CALayerValues::*property, T &field, const T &value) {
         const TreeAccess access;
         if (!(field == value)) {
             noteChange(property, field);
@@ -177,15 +175,13 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     }
 
     /// Before the value changes. A layer that had animations notes for itself what it showed.
-    template <class T> void noteChange(Property property, const T &oldValue) {
+    template <class T> void noteChange(T CALayerValues::*property, const T &oldValue) {
         if (!_animations || !animationsNoteChange()) {
-            _latestChange = CALayerChanges::add(property, oldValue, _latestChange);
+            CALayerChanges::add(_latestChange) = CAOldValue<T>{property, oldValue};
         }
     }
 
     bool animationsNoteChange();
-    CALayerValues values() const;
-    CALayerValues valuesBeforeCallOut() const;
     void onMainThread(const std::function<void()> &action);
 
     /// A layer is marked only together with everything above it, so a mark ends the walk up.

@@ -33,7 +33,7 @@ void CALayerAnimations::add(CAAnimation &animation, std::string_view key) {
     const NSTimeInterval now = CACurrentMediaTime();
     const CALayerValues shown = _layer.presentationAt(now);
     const Entry *old = find(key);
-    std::optional<Entry> replaced = old ? erase(old->number) : std::nullopt;
+    std::optional<Entry> replaced = old ? std::optional(erase(*old)) : std::nullopt;
     static std::uint64_t number = 0;
     const NSTimeInterval begin = animation.beginTime() != 0 ? animation.beginTime() : now;
     _entries.push_back({++number,
@@ -93,7 +93,7 @@ void CALayerAnimations::ends(std::uint64_t number) {
     }
     const Entry *entry = find(number);
     if (entry && entry->animation->isRemovedOnCompletion()) {
-        erase(number);
+        erase(*entry);
     }
     _layer.setNeedsComposite();
 }
@@ -120,7 +120,9 @@ void CALayerAnimations::remove(std::uint64_t number) {
     if (Entry *entry = find(number)) {
         stop(*entry, false);
     }
-    erase(number);
+    if (const Entry *entry = find(number)) {
+        erase(*entry);
+    }
 }
 
 /// Tells the delegate once; the delegate may remove the entry, and may add others.
@@ -136,16 +138,12 @@ void CALayerAnimations::stop(Entry &entry, bool finished) {
     }
 }
 
-std::optional<CALayerAnimations::Entry> CALayerAnimations::erase(std::uint64_t number) {
-    const auto entry = std::find_if(_entries.begin(), _entries.end(),
-                                    [number](const Entry &e) { return e.number == number; });
-    if (entry == _entries.end()) {
-        return std::nullopt;
-    }
-    std::optional<Entry> erased(std::move(*entry));
-    _entries.erase(entry);
+CALayerAnimations::Entry CALayerAnimations::erase(const Entry &entry) {
+    const auto place = _entries.begin() + (&entry - _entries.data());
+    Entry erased = std::move(*place);
+    _entries.erase(place);
     _layer._hasAnimations = !isEmpty();
-    cancelCalls(*erased);
+    cancelCalls(erased);
     _layer.setNeedsComposite();
     return erased;
 }
@@ -168,12 +166,7 @@ Retained<CAAnimation> CALayerAnimations::animationForKey(std::string_view key) c
 }
 
 bool CALayerAnimations::apply(NSTimeInterval time, CALayerValues &values) const {
-    std::optional<CALayerValues> kept;
-    if (std::any_of(_entries.begin(), _entries.end(),
-                    [](const Entry &entry) { return entry.running.leadsToOwnValues(); })) {
-        kept = values;
-    }
-    const CALayerValues &own = kept ? *kept : values;
+    const CALayerValues own = values;
     bool isInProgress = false;
     for (const Entry &entry : _entries) {
         isInProgress = entry.running.apply(time, own, values) || isInProgress;
@@ -189,7 +182,7 @@ void CALayerAnimations::changeBegins() {
     }
     keepShownValues();
     if (isEmpty()) {
-        _before.shown = _layer.valuesBeforeCallOut();
+        CALayerChanges::takeBack(_layer._latestChange, _before.shown);
     }
 }
 

@@ -67,7 +67,7 @@ class CALayerAnimations {
     Entry *find(std::uint64_t number);
     void remove(std::uint64_t number);
     void stop(Entry &entry, bool finished);
-    std::optional<Entry> erase(std::uint64_t number);
+    Entry erase(const Entry &entry);
     void ends(std::uint64_t number);
     void begins(std::uint64_t number);
     static void cancelCalls(const Entry &entry);

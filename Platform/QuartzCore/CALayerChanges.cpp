@@ -2,8 +2,7 @@
 
 #include "Platform/Foundation/NSRunLoop.h"
 
-#include <cstddef>
-#include <cstring>
+#include <utility>
 
 namespace {
 
@@ -11,58 +10,21 @@ struct Change {
     std::uint64_t number = 0;
     std::uint64_t previous = 0;
     std::uint64_t callOut = 0;
-    CALayerChanges::Property property{};
-    alignas(CGFloat) std::byte value[sizeof(CATransform3D)];
+    CALayerChanges::OldValue oldValue;
 };
 
 Change changes[CALayerChanges::kKept];
 std::uint64_t latestNumber = 0;
 
-template <class T> void restore(const Change &change, T &field) {
-    std::memcpy(&field, change.value, sizeof field);
-}
-
-void restore(const Change &change, CALayerValues &values) {
-    using Property = CALayerChanges::Property;
-    switch (change.property) {
-    case Property::Position:
-        restore(change, values.position);
-        break;
-    case Property::Bounds:
-        restore(change, values.bounds);
-        break;
-    case Property::Opacity:
-        restore(change, values.opacity);
-        break;
-    case Property::Transform:
-        restore(change, values.transform);
-        break;
-    case Property::SublayerTransform:
-        restore(change, values.sublayerTransform);
-        break;
-    }
-}
-
 } // namespace
 
-template <class T>
-std::uint64_t CALayerChanges::add(Property property, const T &oldValue, std::uint64_t previous) {
+CALayerChanges::OldValue &CALayerChanges::add(std::uint64_t &latest) {
     Change &change = changes[++latestNumber % kKept];
     change.number = latestNumber;
-    change.previous = previous;
+    change.previous = std::exchange(latest, latestNumber);
     change.callOut = NSRunLoop::mainRunLoop().callOutNumber();
-    change.property = property;
-    static_assert(sizeof oldValue <= sizeof change.value);
-    std::memcpy(change.value, &oldValue, sizeof oldValue);
-    return latestNumber;
+    return change.oldValue;
 }
-
-template PLATFORM_EXPORT std::uint64_t CALayerChanges::add(Property, const CGPoint &,
-                                                           std::uint64_t);
-template PLATFORM_EXPORT std::uint64_t CALayerChanges::add(Property, const CGRect &, std::uint64_t);
-template PLATFORM_EXPORT std::uint64_t CALayerChanges::add(Property, const float &, std::uint64_t);
-template PLATFORM_EXPORT std::uint64_t CALayerChanges::add(Property, const CATransform3D &,
-                                                           std::uint64_t);
 
 void CALayerChanges::takeBack(std::uint64_t latest, CALayerValues &values) {
     const std::uint64_t callOut = NSRunLoop::mainRunLoop().callOutNumber();
@@ -71,7 +33,8 @@ void CALayerChanges::takeBack(std::uint64_t latest, CALayerValues &values) {
         if (change.number != number || change.callOut != callOut) {
             return;
         }
-        restore(change, values);
+        std::visit([&values](const auto &old) { values.*old.property = old.value; },
+                   change.oldValue);
         number = change.previous;
     }
 }

@@ -4,6 +4,13 @@
 #include "Platform/QuartzCore/CALayerValues.h"
 
 #include <cstdint>
+#include <variant>
+
+/// What a property was before a change.
+template <class T> struct CAOldValue {
+    T CALayerValues::*property;
+    T value;
+};
 
 /// The latest changes of the values of any layers, so that an animation that is added right after a
 /// change knows what was shown before. Layers are changed far more often than they are animated:
@@ -14,12 +21,12 @@ class PLATFORM_EXPORT CALayerChanges {
   public:
     static constexpr std::uint64_t kKept = 64;
 
-    enum class Property : std::uint8_t { Position, Bounds, Opacity, Transform, SublayerTransform };
+    using OldValue = std::variant<CAOldValue<CGPoint>, CAOldValue<CGRect>, CAOldValue<float>,
+                                  CAOldValue<CATransform3D>>;
 
-    /// Keeps an old value of a layer whose change of before had the number `previous`, 0 for none.
-    /// The result is this change's number. T is the property's type.
-    template <class T>
-    static std::uint64_t add(Property property, const T &oldValue, std::uint64_t previous);
+    /// The place for one more old value of a layer, to be filled at once. `latest` is the number of
+    /// the layer's latest change, 0 for none, and becomes that of this change.
+    static OldValue &add(std::uint64_t &latest);
 
     /// Puts the values back that a layer had before this call-out, given its latest change's
     /// number.

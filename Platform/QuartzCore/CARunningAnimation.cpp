@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace {
-
-constexpr CGFloat kWholeTurn = 6.283185307179586476925286766559;
 
 bool isSet(const CAAnimationValue &value) { return !std::holds_alternative<std::monostate>(value); }
 
@@ -16,7 +15,6 @@ CARunningAnimation::CARunningAnimation(const CAAnimation &animation, NSTimeInter
     : _begin(begin), _timing(animation.timing()) {
     if (const auto *basic = dynamic_cast<const CABasicAnimation *>(&animation)) {
         _course = courseOf(*basic, start);
-        _leadsToOwnValues = _course && !_course->to;
     } else if (const auto *group = dynamic_cast<const CAAnimationGroup *>(&animation)) {
         addMembers(*group, start, depth);
     }
@@ -47,7 +45,6 @@ void CARunningAnimation::addMembers(const CAAnimationGroup &group, const Start &
     }
     for (const Retained<CAAnimation> &member : group.animations()) {
         _members.push_back(CARunningAnimation(*member, member->beginTime(), start, depth + 1));
-        _leadsToOwnValues = _leadsToOwnValues || _members.back()._leadsToOwnValues;
     }
 }
 
@@ -73,7 +70,7 @@ void CARunningAnimation::Course::apply(double progress, const CALayerValues &own
                                        CALayerValues &shown) const {
     CAComponents target = to ? *to : keyPath.read(own);
     if (isFree && keyPath.isAngle()) {
-        target[0] = from[0] + std::remainder(target[0] - from[0], kWholeTurn);
+        target[0] = from[0] + std::remainder(target[0] - from[0], 2 * std::numbers::pi_v<CGFloat>);
     }
     if (progress < 1) {
         const auto part = static_cast<CGFloat>(progress);

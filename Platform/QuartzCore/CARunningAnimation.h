@@ -16,9 +16,10 @@ class CARunningAnimation {
         const CALayerValues &shown;
     };
 
-    /// `begin` in seconds of the time that will be given to apply().
-    CARunningAnimation(const CAAnimation &animation, NSTimeInterval begin, const Start &start)
-        : CARunningAnimation(animation, begin, start, 0) {}
+    /// `begin` in seconds of the time that will be given to apply(); `depth` is the number of
+    /// groups around it.
+    CARunningAnimation(const CAAnimation &animation, NSTimeInterval begin, const Start &start,
+                       int depth = 0);
 
     /// Puts what the animation shows at `time` into `shown`. False, and nothing is shown, before
     /// its beginning and from its end on. `own` are the layer's own values.
@@ -26,9 +27,6 @@ class CARunningAnimation {
 
     NSTimeInterval begin() const { return _begin; }
     NSTimeInterval end() const { return _begin + _timing.activeDuration(); }
-
-    /// It, or one in it, goes to a value of the layer's own: only then apply() looks at them.
-    bool leadsToOwnValues() const { return _leadsToOwnValues; }
 
   private:
     /// What one key path goes through.
@@ -43,14 +41,11 @@ class CARunningAnimation {
         void apply(double progress, const CALayerValues &own, CALayerValues &shown) const;
     };
 
-    CARunningAnimation(const CAAnimation &animation, NSTimeInterval begin, const Start &start,
-                       int depth);
     static std::optional<Course> courseOf(const CABasicAnimation &animation, const Start &start);
     void addMembers(const CAAnimationGroup &group, const Start &start, int depth);
 
     NSTimeInterval _begin;
     CAAnimationTiming _timing;
     std::optional<Course> _course;
-    bool _leadsToOwnValues = false;
     std::vector<CARunningAnimation> _members;
 };

@@ -1,8 +1,5 @@
 #include "Platform/UIKit/UIView.h"
 
-#include "Platform/Foundation/NSRunLoop.h"
-#include "Platform/Foundation/NSThread.h"
-
 #include <algorithm>
 
 namespace {
@@ -48,15 +45,6 @@ UIView::~UIView() {
         _subviews.pop_back();
         subview->_superview.set(nullptr);
         subview->_layer->removeFromSuperlayer();
-    }
-}
-
-void UIView::destroy() noexcept {
-    if (NSThread::isMainThread()) {
-        delete this;
-    } else {
-        NSRunLoop::mainRunLoop().performSelectorOnMainThread(
-            nullptr, [this] { delete this; }, false);
     }
 }
 

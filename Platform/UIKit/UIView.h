@@ -96,7 +96,7 @@ class PLATFORM_EXPORT UIView : public NSObject, public CAAnimationDelegate {
   protected:
     explicit UIView(const CGRect &frame);
     ~UIView() override;
-    void destroy() noexcept override;
+    void destroy() noexcept override { destroyOnMainThread(); }
 
   private:
     template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);

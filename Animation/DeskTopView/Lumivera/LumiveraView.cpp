@@ -3,13 +3,12 @@
 #include "Animation/Common/ImageCache.h"
 #include "Animation/Common/ImageSet.h"
 #include "Animation/Common/LWUICommonDefine.h"
+#include "Platform/Foundation/Truncation.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstdlib>
 #include <ctime>
-#include <limits>
 
 namespace {
 
@@ -48,19 +47,7 @@ std::int32_t integerForKey(const NSDictionary &dictionary, std::string_view key)
 }
 
 std::int32_t petalCountFrom(std::int32_t wanted) {
-    if (wanted < 0) {
-        return 1;
-    }
-    return wanted == 0 ? kDefaultCount : std::min(wanted, kLargestCount);
-}
-
-/// A number as a 32-bit integer, truncated toward zero; the nearest limit for what is beyond it.
-std::int32_t truncated(CGFloat value) {
-    using Limits = std::numeric_limits<std::int32_t>;
-    if (std::isnan(value)) {
-        return 0;
-    }
-    return static_cast<std::int32_t>(std::clamp<CGFloat>(value, Limits::min(), Limits::max()));
+    return wanted == 0 ? kDefaultCount : std::clamp(wanted, 1, kLargestCount);
 }
 
 /// The signed remainder of one draw by a truncated limit; 0 for a layer too small for a choice.
@@ -78,9 +65,7 @@ Retained<LumiveraView> LumiveraView::initWithFrame(const CGRect &frame) {
 
 LumiveraView::LumiveraView(const CGRect &frame) : DeskTopView(frame) {
     setUserInteractionEnabled(true);
-    if (sakuraCount() == 0) {
-        setSakuraCount(kStartCount);
-    }
+    setSakuraCount(kStartCount);
 }
 
 LumiveraView::~LumiveraView() {
@@ -134,7 +119,8 @@ void LumiveraView::doAnimating() {
     forEachSakura([this, &area](Sakura *petal) {
         petal->falling();
         if (isSakura_outOfBounds(petal, area) && timeCome()) {
-            recycle(petal);
+            petal->resetPropertyWithImage_scaleLevel_fallingSpeed_fallingOffset(
+                drawImage(), sakuraScaleLevel(), _sakuraFallingSpeedLevel, offset());
         }
     });
 }
@@ -171,10 +157,19 @@ void LumiveraView::adjustSakuras() {
     if (_sakuraTotal == sakuraCount()) {
         return;
     }
-    if (_sakuraTotal < sakuraCount()) {
-        growBy(sakuraCount() - _sakuraTotal);
-    } else {
-        shrinkTo(sakuraCount());
+    const bool isGrowing = _sakuraTotal < sakuraCount();
+    const NSUInteger total = isGrowing ? sakuraCount() - _sakuraTotal : sakuraCount();
+    std::array<NSUInteger, kLevels> counts{};
+    calculateLevelCount_withTotal_withLevels(counts.data(), total, kLevels);
+    const auto levels = _sakuraLevleViews.get();
+    for (NSUInteger i = 0; levels && i < levels->count(); ++i) {
+        UIView *level = levels->objectAtIndex(i);
+        for (NSUInteger made = 0; isGrowing && made < counts[i]; ++made) {
+            generateSakuraWithType_withScale_inView(kScattered, sizeFactor(i) * scale(), level);
+        }
+        while (!isGrowing && level->subviewCount() > counts[i]) {
+            level->subviewAtIndex(level->subviewCount() - 1)->removeFromSuperview();
+        }
     }
     _sakuraTotal = sakuraCount();
 }
@@ -261,33 +256,4 @@ Retained<UIImage> LumiveraView::drawImage() const {
         return nullptr;
     }
     return ImageCache::sharedInstance()->imageWithName(names->objectAtIndex(draw % names->count()));
-}
-
-void LumiveraView::recycle(Sakura *petal) {
-    petal->resetPropertyWithImage_scaleLevel_fallingSpeed_fallingOffset(
-        drawImage(), sakuraScaleLevel(), _sakuraFallingSpeedLevel, offset());
-}
-
-void LumiveraView::growBy(NSUInteger difference) {
-    std::array<NSUInteger, kLevels> counts{};
-    calculateLevelCount_withTotal_withLevels(counts.data(), difference, kLevels);
-    const auto levels = _sakuraLevleViews.get();
-    for (NSUInteger i = 0; levels && i < levels->count(); ++i) {
-        for (NSUInteger made = 0; made < counts[i]; ++made) {
-            generateSakuraWithType_withScale_inView(kScattered, sizeFactor(i) * scale(),
-                                                    levels->objectAtIndex(i));
-        }
-    }
-}
-
-void LumiveraView::shrinkTo(NSUInteger total) {
-    std::array<NSUInteger, kLevels> counts{};
-    calculateLevelCount_withTotal_withLevels(counts.data(), total, kLevels);
-    const auto levels = _sakuraLevleViews.get();
-    for (NSUInteger i = 0; levels && i < levels->count(); ++i) {
-        UIView *level = levels->objectAtIndex(i);
-        while (level->subviewCount() > counts[i]) {
-            level->subviewAtIndex(level->subviewCount() - 1)->removeFromSuperview();
-        }
-    }
 }

@@ -91,9 +91,6 @@ class WALLPAPER_EXPORT LumiveraView : public DeskTopView {
 
     template <class Action> void forEachSakura(Action action);
     Retained<UIImage> drawImage() const;
-    void recycle(Sakura *petal);
-    void growBy(NSUInteger difference);
-    void shrinkTo(NSUInteger total);
 
     TreeValue<Retained<NSArray<std::string>>> _sakuraImageNames;
     Retained<NSMutableDictionary<UIImage>> _sakuraImageCache;

@@ -623,7 +623,7 @@ TEST_F(LWUIAnimationTest, SettingAnAnimationUpLeavesItsDurationAlone) {
     LWUIAnimation::setAnimation_withTarget_duration_repeatCount_autoreverses(
         view.get(), animation.get(), nullptr, 5, 1, false);
     EXPECT_EQ(animation->duration(), 0);
-    EXPECT_EQ(animation->activeDuration(), 0.25);
+    EXPECT_EQ(animation->timing().activeDuration(), 0.25);
     animation->setToValue(0.0);
     layer().addAnimation_forKey(animation.get(), "key");
     EXPECT_EQ(shownAfter(0.125).opacity, 0.5F);
@@ -650,7 +650,7 @@ TEST_F(LWUIAnimationTest, CreatesAnimationsWithoutAddingThem) {
     for (const auto &factory : kFactories) {
         const auto animation = factory.create(view.get(), target.get(), 5, 3, true);
         EXPECT_EQ(animation->keyPath(), factory.keyPath);
-        EXPECT_EQ(animation->activeDuration(), 1.5);
+        EXPECT_EQ(animation->timing().activeDuration(), 1.5);
         EXPECT_EQ(animation->repeatCount(), 3.0F);
         EXPECT_TRUE(animation->autoreverses());
         EXPECT_EQ(animation->delegate(), target.get());
