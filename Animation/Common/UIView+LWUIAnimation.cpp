@@ -61,7 +61,7 @@ void LWUIAnimation::animationDidStop_finished(UIView *view, CAAnimation *animati
     transform.m42 = 0;
     layer->setTransform(transform);
     // The view is seen where it was: a next move in this call-out begins there.
-    layer->keepShownValues();
+    layer->keepShownPlace();
 }
 
 void LWUIAnimation::setAnimation_withTarget_duration_repeatCount_autoreverses(

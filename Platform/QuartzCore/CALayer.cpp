@@ -209,10 +209,9 @@ void CALayer::onMainThread(const std::function<void()> &action) {
     }
 }
 
-void CALayer::keepShownValues() {
-    _latestChange = 0;
+void CALayer::keepShownPlace() {
     if (_animations) {
-        _animations->keepShownValues();
+        _animations->keepShownPlace();
     }
 }
 

@@ -118,9 +118,10 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     bool hasAnimations() const { return read(_hasAnimations); }
 
-    /// Animations that are added later in this call-out begin at what is shown now, not at what was
-    /// shown before the call-out. Main thread.
-    void keepShownValues();
+    /// Animations of the position and the transform that are added later in this call-out begin at
+    /// what is shown now, not at what was shown before the call-out. Nothing is kept for a layer
+    /// that had no animation in this call-out. Main thread.
+    void keepShownPlace();
 
     /// The values that the layer shows at a time of the media clock. Sets the flag, where there is
     /// one, when an animation is in progress.

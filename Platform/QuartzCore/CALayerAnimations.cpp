@@ -180,14 +180,17 @@ void CALayerAnimations::changeBegins() {
     if (_before.callOut == callOutNumber()) {
         return;
     }
-    keepShownValues();
+    _before = {callOutNumber(), _layer.presentationAt(CACurrentMediaTime())};
     if (isEmpty()) {
         CALayerChanges::takeBack(_layer._latestChange, _before.shown);
     }
 }
 
-void CALayerAnimations::keepShownValues() {
-    _before = {callOutNumber(), _layer.presentationAt(CACurrentMediaTime())};
+void CALayerAnimations::keepShownPlace() {
+    changeBegins();
+    const CALayerValues shown = _layer.presentationAt(CACurrentMediaTime());
+    _before.shown.position = shown.position;
+    _before.shown.transform = shown.transform;
 }
 
 bool CALayerAnimations::isForgettable() const {

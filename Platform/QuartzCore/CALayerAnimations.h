@@ -37,8 +37,8 @@ class CALayerAnimations {
     /// Keeps what the layer shows, unless that was done in this call-out.
     void changeBegins();
 
-    /// Keeps it in any case.
-    void keepShownValues();
+    /// Keeps the position and the transform in any case.
+    void keepShownPlace();
 
     /// Nothing is left that a later change could need.
     bool isForgettable() const;

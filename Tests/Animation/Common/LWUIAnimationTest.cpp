@@ -254,6 +254,18 @@ TEST_F(LWUIAnimationTest, AMoveBeginsAtTheDestinationOfOneThatWasJustRemoved) {
     EXPECT_EQ(placeAfter(0.5), (CGPoint{110, 145}));
 }
 
+TEST_F(LWUIAnimationTest, AFadeBeginsAtTheOpacityBeforeAMoveWasRemoved) {
+    move(kDestination);
+    runForSeconds(0.5);
+    nextCallOut();
+    layer().setOpacity(0);
+    layer().removeAnimationForKey("translation");
+    const auto fade = CABasicAnimation::animationWithKeyPath("opacity");
+    fade->setDuration(1);
+    layer().addAnimation_forKey(fade.get(), "opacity");
+    EXPECT_EQ(layer().presentationAt(CACurrentMediaTime()).opacity, 1.0F);
+}
+
 TEST_F(LWUIAnimationTest, AMoveUnderAnotherKeyIsNotFolded) {
     const auto animation = CABasicAnimation::animationWithKeyPath("transform.translation");
     animation->setDelegate(view.get());

@@ -190,13 +190,14 @@ TEST_F(ResourcePack, EndsWhereTheMemoryDoes) {
 }
 
 TEST_F(ResourcePack, GivesWhatItHasWhereverTheMemoryEnds) {
-    write(integer(3) + record("a") + record("one") + record("b") + record("two") + record("c") +
-          record("three"));
-    const Datas whole = DataEncrypt::readDatasFromFilePath(path());
+    folder().write("a.pack", integer(3) + record("a") + record("one") + record("b") +
+                                 record("two") + record("c") + record("three"));
+    const std::string file = path();
+    const Datas whole = DataEncrypt::readDatasFromFilePath(file);
     std::size_t blocks = 0;
     for (std::size_t count = 0; count < whole.size(); ++blocks) {
         AllocationCounter::refuseAfter(blocks);
-        const Datas datas = DataEncrypt::readDatasFromFilePath(path());
+        const Datas datas = DataEncrypt::readDatasFromFilePath(file);
         AllocationCounter::refuseAfter(SIZE_MAX);
         count = datas.size();
         for (const auto &[key, value] : datas) {

@@ -89,19 +89,6 @@ TEST_F(CALayerAnimationTest, KnowsWhatWasShownBeforeAnAnimationThatHasJustEnded)
     EXPECT_EQ(opacityAfter(0.5), 0.5F);
 }
 
-TEST_F(CALayerAnimationTest, BeginsAtWhatWasShownWhenThatWasKept) {
-    layer->setOpacity(0.5F);
-    layer->keepShownValues();
-    layer->setOpacity(0);
-    add(makeFade(kNone, kNone));
-    EXPECT_EQ(opacity(), 0.5F);
-    layer->keepShownValues();
-    layer->setOpacity(0.25F);
-    add(makeFade(kNone, kNone));
-    EXPECT_EQ(opacity(), 0.5F);
-    EXPECT_EQ(opacityAfter(0.5), 0.375F);
-}
-
 TEST_F(CALayerAnimationTest, ForgetsAChangeAfterManyOthers) {
     const auto others = makeRetained<CALayer>();
     layer->setOpacity(0);
