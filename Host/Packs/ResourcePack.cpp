@@ -28,9 +28,11 @@ std::string problemOfEnd(const DataEncrypt::Pack &pack) {
     if (pack.count < 0 || (pack.end == 0 && !pack.problem.empty())) {
         return "is no resource pack";
     }
-    return pack.problem.empty()
-               ? std::string()
-               : nameOf(pack, pack.entries.size(), pack.end) + " " + std::string(pack.problem);
+    if (pack.problem.empty()) {
+        return {};
+    }
+    return (pack.entries.empty() ? "is no resource pack: " : "") +
+           nameOf(pack, pack.entries.size(), pack.end) + " " + std::string(pack.problem);
 }
 
 /// Names the first entry that is hidden behind a later one of its name, and counts the others.

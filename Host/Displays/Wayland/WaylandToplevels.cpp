@@ -111,16 +111,21 @@ void WaylandToplevels::forget(const wl_output *output) {
     }
 }
 
-/// A window may lie on a workspace that is not shown; the one that is worked in does not.
+/// A window may lie on a workspace that is not shown; the one that is worked in does not. Sway 1.10
+/// does not tell the output of a window that opens full-screen, so such a window may lie on any.
 WaylandCover WaylandToplevels::coverOf(const wl_output *output) const {
     WaylandCover cover;
     for (const auto &toplevel : _toplevels) {
         const State &state = toplevel->current;
-        if (state.isMinimized || !contains(state.outputs, output)) {
+        const bool isHere = contains(state.outputs, output);
+        if (state.isMinimized || (!isHere && !state.outputs.empty())) {
             continue;
         }
         if (state.isFullScreen) {
             cover.suspected = SurfaceVisibility::FullScreen;
+        }
+        if (!isHere) {
+            continue;
         }
         if (state.isActivated && state.isFullScreen) {
             cover.known = SurfaceVisibility::FullScreen;

@@ -143,6 +143,18 @@ TEST_F(WaylandPicturesTest, TakesAWindowOfAnotherWorkspaceForHidingOnlyWhenSomet
         runUntil([&] { return surface().surface.visibility() == SurfaceVisibility::FullScreen; }));
 }
 
+TEST_F(WaylandPicturesTest, TakesAWindowOfAnUnknownOutputForHidingOnlyWhenSomethingDoes) {
+    begin();
+    compositor().addToplevel();
+    compositor().changeToplevel(0, {{kFullScreen, kActivated}, "none"});
+    catchUp();
+    EXPECT_EQ(surface().surface.visibility(), SurfaceVisibility::Visible);
+    compositor().withholdFrames(true);
+    show(0xFF000001);
+    EXPECT_TRUE(
+        runUntil([&] { return surface().surface.visibility() == SurfaceVisibility::FullScreen; }));
+}
+
 TEST_F(WaylandPicturesTest, IsCoveredByTheMaximizedWindowThatIsWorkedIn) {
     begin();
     surface().heard.clear();
