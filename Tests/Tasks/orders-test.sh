@@ -17,7 +17,7 @@ tool() {
 }
 tool dpkg-query <<'TOOL'
 #!/bin/sh
-echo ii
+echo "all ii"
 TOOL
 tool ctest <<'TOOL'
 #!/bin/sh
