@@ -99,7 +99,7 @@ TEST(DataEncrypt, EncodesAWholeFile) {
 }
 
 /// True when a test may take that much memory without harm to what else runs.
-bool isMemoryFree(std::uint64_t gibibytes) {
+bool isMemoryFree([[maybe_unused]] std::uint64_t gibibytes) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     return false;
 #else
