@@ -24,10 +24,10 @@ mutations() { tail -n +2 "$table" | awk -F '\t' -v word="$word" 'index($1, word)
 
 build() { cmake --build "$build" --target "$@" >"$build/log" 2>&1; }
 
-# passes PROGRAM FILTER
+# passes PROGRAM FILTER: the shell that tells of a signal is one whose words nobody reads.
 passes() {
-    timeout --kill-after=10 "$kPatience" "$build/tests/$1" --gtest_filter="$2" \
-        >"$build/log" 2>&1 </dev/null
+    (timeout --kill-after=10 "$kPatience" "$build/tests/$1" --gtest_filter="$2" \
+        >"$build/log" </dev/null; exit $?) 2>"$build/errors"
 }
 
 # mutate FILE OLD NEW: false when OLD is not there exactly once.
