@@ -215,7 +215,7 @@ DataEncrypt::Datas DataEncrypt::readDatasFromFilePath(const std::string &path) {
             datas.insert_or_assign(std::move(entry.key), std::move(entry.value));
         }
     } catch (const std::bad_alloc &) {
-        // Those that found room are given, as those that the reading had memory for.
+        // What fits into memory is returned, as by readPack().
     }
     return datas;
 }

@@ -91,7 +91,8 @@ bool describesADevice(cmsHPROFILE profile) {
     }
 }
 
-/// Chains of any number of steps, which a profile of a few bytes can make take hours.
+/// True for a profile with chains of steps. They have no limit, so a profile of a few bytes could
+/// take hours to apply.
 bool hasChains(cmsHPROFILE profile) {
     return cmsIsTag(profile, cmsSigDToB0Tag) || cmsIsTag(profile, cmsSigDToB1Tag) ||
            cmsIsTag(profile, cmsSigDToB2Tag) || cmsIsTag(profile, cmsSigDToB3Tag);
@@ -119,8 +120,8 @@ bool isSRGBCurve(const cmsToneCurve *curve) {
     return curve != nullptr;
 }
 
-/// True for a profile of primaries and curves that are sRGB's, as of most photographs: found out in
-/// a hundredth of the time that a transform takes to make.
+/// True for a profile whose primaries and curves are sRGB's, as in most photographs. To look at
+/// them takes much less time than to make a transform.
 bool isPlainSRGB(cmsHPROFILE profile) {
     struct Channel {
         cmsTagSignature primary, curve;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr const char *kCall = "layerAnimation";
 
-// A delegate that puts another animation under the key as soon as one was replaced hears that this
-// one was replaced too, but not for ever.
+// Bounds the recursion when a delegate adds another animation under the key each time it is told
+// that the one before was replaced.
 constexpr int kDeepestTelling = 8;
 
 class CallTarget final : public NSObject {};

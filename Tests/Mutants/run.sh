@@ -24,7 +24,7 @@ mutations() { tail -n +2 "$table" | awk -F '\t' -v word="$word" 'index($1, word)
 
 build() { cmake --build "$build" --target "$@" >"$build/log" 2>&1; }
 
-# passes PROGRAM FILTER: the shell that tells of a signal is one whose words nobody reads.
+# passes PROGRAM FILTER: in a shell of its own, whose message about a crash goes to a file.
 passes() {
     (timeout --kill-after=10 "$kPatience" "$build/tests/$1" --gtest_filter="$2" \
         >"$build/log" </dev/null; exit $?) 2>"$build/errors"

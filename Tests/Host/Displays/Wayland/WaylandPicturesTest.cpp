@@ -131,10 +131,14 @@ TEST_F(WaylandPicturesTest, IsHiddenByAWindowThatHasTheWholeOutput) {
     ASSERT_TRUE(runUntil([&] { return surface().heard == "full,visible,full,visible,"; }));
 }
 
-TEST_F(WaylandPicturesTest, TakesAWindowOfAnotherWorkspaceForHidingOnlyWhenSomethingDoes) {
+/// Windows that may lie elsewhere: on another workspace, or on an output that is not told.
+class WaylandDoubtfulWindow : public WaylandPicturesTest,
+                              public ::testing::WithParamInterface<TestCompositor::Toplevel> {};
+
+TEST_P(WaylandDoubtfulWindow, IsTakenForHidingOnlyWhenSomethingDoes) {
     begin();
     compositor().addToplevel();
-    compositor().changeToplevel(0, {{kFullScreen}, "A"});
+    compositor().changeToplevel(0, GetParam());
     catchUp();
     EXPECT_EQ(surface().surface.visibility(), SurfaceVisibility::Visible);
     compositor().withholdFrames(true);
@@ -143,17 +147,11 @@ TEST_F(WaylandPicturesTest, TakesAWindowOfAnotherWorkspaceForHidingOnlyWhenSomet
         runUntil([&] { return surface().surface.visibility() == SurfaceVisibility::FullScreen; }));
 }
 
-TEST_F(WaylandPicturesTest, TakesAWindowOfAnUnknownOutputForHidingOnlyWhenSomethingDoes) {
-    begin();
-    compositor().addToplevel();
-    compositor().changeToplevel(0, {{kFullScreen, kActivated}, "none"});
-    catchUp();
-    EXPECT_EQ(surface().surface.visibility(), SurfaceVisibility::Visible);
-    compositor().withholdFrames(true);
-    show(0xFF000001);
-    EXPECT_TRUE(
-        runUntil([&] { return surface().surface.visibility() == SurfaceVisibility::FullScreen; }));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Windows, WaylandDoubtfulWindow,
+    ::testing::Values(TestCompositor::Toplevel{{kFullScreen}, "A"},
+                      TestCompositor::Toplevel{{kFullScreen, kActivated}, "none"}),
+    [](const auto &info) { return info.index == 0 ? "OnAWorkspace" : "OnNoOutput"; });
 
 TEST_F(WaylandPicturesTest, IsCoveredByTheMaximizedWindowThatIsWorkedIn) {
     begin();
