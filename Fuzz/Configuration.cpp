@@ -2,8 +2,8 @@
 // limits. A file that is understood can be given another wallpaper, and then says nothing else than
 // before but that.
 
-#include "Host/Configuration/Configuration.h"
-#include "Host/Configuration/ConfigurationText.h"
+#include "Host/Desktop/Configuration/Configuration.h"
+#include "Host/Desktop/Configuration/ConfigurationText.h"
 #include "Host/Support/HostError.h"
 
 #include <cstdint>

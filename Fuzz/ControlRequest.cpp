@@ -1,7 +1,7 @@
 // Requests to a running host: either refused in one line, or something that the host can do as it
 // stands. Lines of the same fields mean the same.
 
-#include "Host/Control/ControlRequest.h"
+#include "Host/Desktop/Control/ControlRequest.h"
 
 #include <cmath>
 #include <cstdint>

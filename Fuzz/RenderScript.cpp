@@ -1,7 +1,7 @@
 // Scripts of events: either refused with one line that names the file, or a list in order whose
 // numbers can be handed to a view as they are.
 
-#include "Host/Rendering/Script.h"
+#include "Host/Playing/Script.h"
 #include "Host/Support/HostError.h"
 
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "Host/Views/ViewProgram.h"
+#include "Host/Desktop/Isolation/ViewProgram.h"
 
 #ifdef __SANITIZE_ADDRESS__
 /// Looking for leaks at the end takes rights that the process has given up by then.

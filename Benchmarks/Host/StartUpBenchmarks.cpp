@@ -1,5 +1,5 @@
-#include "Host/Bundles/WallpaperBundle.h"
-#include "Host/Showing/WallpaperStage.h"
+#include "Host/Playing/WallpaperStage.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/Compositor/SoftwareCompositor.h"
 #include "Platform/Foundation/NSLog.h"
 #include "Platform/Foundation/NSRunLoop.h"

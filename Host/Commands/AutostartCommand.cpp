@@ -1,6 +1,6 @@
 #include "Host/Commands/AutostartCommand.h"
 
-#include "Host/Installing/AutostartEntry.h"
+#include "Host/Commands/Installing/AutostartEntry.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/StandardOutput.h"
 

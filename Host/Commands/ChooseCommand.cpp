@@ -1,16 +1,16 @@
 #include "Host/Commands/ChooseCommand.h"
 
-#include "Host/Chooser/BundleChoices.h"
-#include "Host/Chooser/ChooserShow.h"
-#include "Host/Chooser/ChosenWallpaper.h"
-#include "Host/Configuration/ConfigurationFile.h"
-#include "Host/Control/ControlPlace.h"
+#include "Host/Commands/Chooser/BundleChoices.h"
+#include "Host/Commands/Chooser/ChooserShow.h"
+#include "Host/Commands/Chooser/ChosenWallpaper.h"
+#include "Host/Desktop/Configuration/ConfigurationFile.h"
+#include "Host/Desktop/Control/ControlPlace.h"
+#include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Displays/DisplayWindow.h"
 #include "Host/Support/DescriptorThread.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/SignalWatch.h"
 #include "Host/Support/StandardOutput.h"
-#include "Host/Views/ViewProcess.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "Host/Commands/CompletionsCommand.h"
 
-#include "Host/Installing/ShellCompletions.h"
+#include "Host/Commands/Installing/ShellCompletions.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/StandardOutput.h"
 

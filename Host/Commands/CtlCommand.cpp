@@ -1,12 +1,12 @@
 #include "Host/Commands/CtlCommand.h"
 
-#include "Host/Bundles/Places.h"
-#include "Host/Control/ControlClient.h"
-#include "Host/Control/ControlPlace.h"
-#include "Host/Control/ControlRequest.h"
+#include "Host/Desktop/Control/ControlClient.h"
+#include "Host/Desktop/Control/ControlPlace.h"
+#include "Host/Desktop/Control/ControlRequest.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/StandardOutput.h"
 #include "Host/Support/TextTable.h"
+#include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <array>

@@ -1,13 +1,13 @@
 #include "Host/Commands/DesktopCommand.h"
 
-#include "Host/Bundles/Places.h"
-#include "Host/Configuration/ConfigurationFile.h"
-#include "Host/Control/ControlPlace.h"
-#include "Host/Control/ControlServer.h"
-#include "Host/Policy/SessionWatch.h"
+#include "Host/Desktop/Configuration/ConfigurationFile.h"
+#include "Host/Desktop/Control/ControlPlace.h"
+#include "Host/Desktop/Control/ControlServer.h"
+#include "Host/Desktop/Isolation/ViewProcess.h"
+#include "Host/Desktop/Policy/SessionWatch.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/SignalWatch.h"
-#include "Host/Views/ViewProcess.h"
+#include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "Host/Commands/DoctorCommand.h"
 
-#include "Host/Doctor/Examination.h"
+#include "Host/Commands/Examination.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/StandardOutput.h"
 

@@ -1,12 +1,12 @@
 #include "Host/Commands/GalleryCommand.h"
 
-#include "Host/Bundles/Places.h"
+#include "Host/Commands/Gallery/GalleryRendering.h"
+#include "Host/Commands/Gallery/GalleryShow.h"
 #include "Host/Displays/DisplayWindow.h"
-#include "Host/Gallery/GalleryRendering.h"
-#include "Host/Gallery/GalleryShow.h"
 #include "Host/Rendering/FrameSink.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/SignalWatch.h"
+#include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Host/Commands/Command.h"
-#include "Host/Pictures/PictureFile.h"
+#include "Host/Wallpapers/PictureFile.h"
 
 #include <string>
 

@@ -3,8 +3,8 @@
 #include "Animation/Common/ImageSet.h"
 #include "Animation/Common/NSData+DataEncrypt.h"
 #include "Host/Commands/ImageFilesCommand.h"
-#include "Host/Pictures/ColorText.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/ColorText.h"
 #include "Platform/CoreGraphics/CGImageOperations.h"
 
 #include <CLI/CLI.hpp>

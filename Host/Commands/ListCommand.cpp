@@ -1,9 +1,9 @@
 #include "Host/Commands/ListCommand.h"
 
-#include "Host/Bundles/Places.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/StandardOutput.h"
 #include "Host/Support/TextTable.h"
+#include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Host/Bundles/BundleListing.h"
 #include "Host/Commands/Command.h"
+#include "Host/Wallpapers/BundleListing.h"
 
 #include <string>
 

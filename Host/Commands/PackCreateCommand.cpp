@@ -1,8 +1,8 @@
 #include "Host/Commands/PackCreateCommand.h"
 
-#include "Host/Packs/ResourcePack.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/ProgressBar.h"
+#include "Host/Wallpapers/ResourcePack.h"
 #include "Platform/Foundation/FileBytes.h"
 #include "Platform/Foundation/NSFileManager.h"
 

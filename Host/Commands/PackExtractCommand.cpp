@@ -1,9 +1,9 @@
 #include "Host/Commands/PackExtractCommand.h"
 
-#include "Host/Packs/ConfinedFolder.h"
-#include "Host/Packs/ResourcePack.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/ProgressBar.h"
+#include "Host/Wallpapers/ConfinedFolder.h"
+#include "Host/Wallpapers/ResourcePack.h"
 
 #include <CLI/CLI.hpp>
 #include <new>

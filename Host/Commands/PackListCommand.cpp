@@ -1,9 +1,9 @@
 #include "Host/Commands/PackListCommand.h"
 
-#include "Host/Packs/ResourcePack.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/StandardOutput.h"
 #include "Host/Support/TextTable.h"
+#include "Host/Wallpapers/ResourcePack.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>

@@ -1,10 +1,10 @@
 #include "Host/Commands/RenderCommand.h"
 
-#include "Host/Bundles/Places.h"
+#include "Host/Playing/TraceWriter.h"
 #include "Host/Rendering/FrameSink.h"
 #include "Host/Rendering/RenderingRun.h"
-#include "Host/Rendering/TraceWriter.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 

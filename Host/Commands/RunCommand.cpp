@@ -1,9 +1,9 @@
 #include "Host/Commands/RunCommand.h"
 
-#include "Host/Bundles/Places.h"
 #include "Host/Displays/DisplayWindow.h"
-#include "Host/Showing/WallpaperShow.h"
+#include "Host/Playing/WallpaperShow.h"
 #include "Host/Support/SignalWatch.h"
+#include "Host/Wallpapers/Places.h"
 #include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSThread.h"
 

@@ -1,6 +1,6 @@
 #include "Host/Commands/SettingsOptions.h"
 
-#include "Host/Pictures/ColorText.h"
+#include "Host/Wallpapers/ColorText.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Host/Commands/SizeOptions.h"
-#include "Host/Rendering/WallpaperSettings.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Rendering/PictureSize.h"
+#include "Host/Wallpapers/PictureSize.h"
 
 #include <string>
 

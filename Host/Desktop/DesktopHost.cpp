@@ -1,8 +1,8 @@
 #include "Host/Desktop/DesktopHost.h"
 
-#include "Host/Bundles/Places.h"
-#include "Host/Rendering/PictureSink.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/PictureFile.h"
+#include "Host/Wallpapers/Places.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace {
 void writePicture(const std::string &path, std::span<const std::uint32_t> pixels, unsigned width,
                   unsigned height) {
     OutputFile file(path);
-    PictureSink::writePicture(file, width, height, pixels, PictureSink::kFast);
+    PictureFile::writePNG(file, pixels, width, height, PictureFile::Compression::Fast);
     file.commit();
 }
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Host/Configuration/Configuration.h"
-#include "Host/Control/ControlTarget.h"
+#include "Host/Desktop/Configuration/Configuration.h"
+#include "Host/Desktop/Control/ControlTarget.h"
 #include "Host/Desktop/LastGoodBundle.h"
 #include "Host/Desktop/OutputShow.h"
+#include "Host/Desktop/Policy/PausePolicy.h"
 #include "Host/Displays/Desktop.h"
-#include "Host/Policy/PausePolicy.h"
 
 #include <functional>
 #include <map>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Host/Control/ControlTarget.h"
+#include "Host/Desktop/Control/ControlTarget.h"
 #include "Host/Desktop/FrameRate.h"
+#include "Host/Desktop/Isolation/ViewSlot.h"
 #include "Host/Desktop/LastGoodBundle.h"
-#include "Host/Desktop/ViewSlot.h"
 #include "Host/Support/DeferredCall.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #include "Host/Rendering/PictureSequenceSink.h"
 
-#include "Host/Rendering/PictureSink.h"
+#include "Host/Wallpapers/PictureFile.h"
 
 #include <unistd.h>
 
@@ -17,7 +17,8 @@ PictureSequenceSink::~PictureSequenceSink() {
 
 void PictureSequenceSink::writeFrame(NSUInteger frame, std::span<const std::uint32_t> pixels) {
     OutputFile file(_pattern.pathFor(frame));
-    PictureSink::writePicture(file, _format.width, _format.height, pixels, PictureSink::kFast);
+    PictureFile::writePNG(file, pixels, _format.width, _format.height,
+                          PictureFile::Compression::Fast);
     file.commit();
     _written.push_back(file.path());
 }

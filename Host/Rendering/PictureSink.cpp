@@ -1,7 +1,6 @@
 #include "Host/Rendering/PictureSink.h"
 
-#include "Host/Support/HostError.h"
-#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Host/Wallpapers/PictureFile.h"
 
 namespace Lumivera {
 
@@ -9,18 +8,10 @@ PictureSink::PictureSink(const std::string &path, const Format &format)
     : _format(format), _file(path) {}
 
 void PictureSink::writeFrame(NSUInteger, std::span<const std::uint32_t> pixels) {
-    writePicture(_file, _format.width, _format.height, pixels, kSmall);
+    PictureFile::writePNG(_file, pixels, _format.width, _format.height,
+                          PictureFile::Compression::Small);
 }
 
 void PictureSink::finish() { _file.commit(); }
-
-void PictureSink::writePicture(OutputFile &file, std::size_t width, std::size_t height,
-                               std::span<const std::uint32_t> pixels, int compressionLevel) {
-    const auto bytes = CGImageWritePNG(pixels.data(), width, height, width, compressionLevel);
-    if (bytes.empty()) {
-        throw HostError(file.path(), "cannot be encoded: out of memory", "try a smaller size");
-    }
-    file.write(bytes.data(), bytes.size());
-}
 
 } // namespace Lumivera

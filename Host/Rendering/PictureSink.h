@@ -14,13 +14,6 @@ class PictureSink final : public FrameSink {
     void writeFrame(NSUInteger frame, std::span<const std::uint32_t> pixels) override;
     void finish() override;
 
-    static constexpr int kFast = 1;
-    static constexpr int kSmall = 6;
-
-    /// Writes a whole picture as PNG; a higher compression level takes longer.
-    static void writePicture(OutputFile &file, std::size_t width, std::size_t height,
-                             std::span<const std::uint32_t> pixels, int compressionLevel);
-
   private:
     const Format _format;
     OutputFile _file;

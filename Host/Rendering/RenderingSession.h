@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Host/Bundles/WallpaperBundle.h"
-#include "Host/Rendering/OffscreenPicture.h"
-#include "Host/Rendering/Script.h"
-#include "Host/Rendering/SimulatedTime.h"
-#include "Host/Rendering/WallpaperSettings.h"
+#include "Host/Playing/OffscreenPicture.h"
+#include "Host/Playing/Script.h"
+#include "Host/Playing/SimulatedTime.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 
 #include <cstdint>
 #include <optional>

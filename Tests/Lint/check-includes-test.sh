@@ -39,6 +39,20 @@ expect Tests/Host/MainTest.cpp '#include "Host/Window.h"' ''
 expect Tests/Host/MainTest.cpp '#include "Fuzz/Input.h"' 'Tests may not include Fuzz'
 expect Host/main.cpp '#include "Window.h"' '"Window.h" is not a path from the repository root'
 
+# The rooms of the host, the highest first: each may include every lower one and no higher one.
+rooms=(Host/Commands Host/Desktop Host/Desktop/Isolation Host/Desktop/Control
+    Host/Desktop/Configuration Host/Desktop/Policy Host/Rendering Host/Playing Host/Displays
+    Host/Wallpapers Host/Support)
+for ((i = 0; i + 1 < ${#rooms[@]}; ++i)); do
+    upper=${rooms[i]} lower=${rooms[i + 1]}
+    expect "$upper/Upper.h" "#include \"$lower/Lower.h\"" ''
+    expect "$lower/Lower.h" "#include \"$upper/Upper.h\"" "$lower may not include $upper"
+done
+expect Host/Displays/X11/X11Surface.cpp '#include "Host/Desktop/Policy/PausePolicy.h"' \
+    'Host/Displays may not include Host/Desktop/Policy'
+expect Host/Program.cpp '#include "Host/Commands/Command.h"' ''
+expect Host/Commands/Command.cpp '#include "Host/Program.h"' 'Host/Commands may not include Host'
+
 expect Animation/Common/ImageSet.h '#include <vector>' ''
 expect Animation/Common/ImageSet.h '#include <stdint.h>' ''
 expect Animation/Common/ImageSet.cpp '#include <png.h>' "<png.h> $library"

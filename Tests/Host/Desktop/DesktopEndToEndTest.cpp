@@ -1,8 +1,8 @@
-#include "Host/Views/Sandbox.h"
+#include "Host/Desktop/Isolation/Sandbox.h"
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
-#include "Tests/Host/Policy/FakeSystem.h"
-#include "Tests/Host/Views/LandlockLayers.h"
-#include "Tests/Host/VirtualScreen.h"
+#include "Tests/Host/Desktop/Isolation/LandlockLayers.h"
+#include "Tests/Host/Desktop/Policy/FakeSystem.h"
+#include "Tests/Host/Programs/VirtualScreen.h"
 
 #include <gmock/gmock.h>
 

@@ -4,7 +4,7 @@
 #include "Host/Support/HostError.h"
 #include "Platform/CoreGraphics/CGImageDecoding.h"
 #include "Tests/Host/Desktop/FakeViews.h"
-#include "Tests/Host/ProgramRun.h"
+#include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 #include "Tests/Support/SimulatedTime.h"
 

@@ -1,5 +1,5 @@
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
-#include "Tests/Host/VirtualScreen.h"
+#include "Tests/Host/Programs/VirtualScreen.h"
 
 #include "Platform/CoreGraphics/CGImageDecoding.h"
 

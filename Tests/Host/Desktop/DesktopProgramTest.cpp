@@ -1,7 +1,7 @@
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
 
 #include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Tests/Host/VirtualScreen.h"
+#include "Tests/Host/Programs/VirtualScreen.h"
 
 #include <chrono>
 #include <csignal>

@@ -2,8 +2,8 @@
 
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/Retained.h"
-#include "Tests/Host/ProcessActivity.h"
-#include "Tests/Host/ProgramRun.h"
+#include "Tests/Host/Programs/ProcessActivity.h"
+#include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gtest/gtest.h>

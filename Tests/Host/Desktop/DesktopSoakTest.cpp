@@ -1,4 +1,4 @@
-#include "Host/Control/ControlService.h"
+#include "Host/Desktop/Control/ControlService.h"
 #include "Host/Desktop/DesktopHost.h"
 #include "Host/Displays/Headless/HeadlessDesktop.h"
 #include "Tests/Host/Desktop/FakeViews.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Desktop/ViewSlot.h"
+#include "Host/Desktop/Isolation/ViewSlot.h"
 #include "Host/Support/DeferredCall.h"
 #include "Host/Support/HostError.h"
 

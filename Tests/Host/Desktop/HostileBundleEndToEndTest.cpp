@@ -1,5 +1,5 @@
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
-#include "Tests/Host/Views/HostileBundle.h"
+#include "Tests/Host/Desktop/Isolation/HostileBundle.h"
 
 #include <gmock/gmock.h>
 

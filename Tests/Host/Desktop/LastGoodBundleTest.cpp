@@ -1,6 +1,6 @@
 #include "Host/Desktop/LastGoodBundle.h"
 
-#include "Tests/Host/ProgramRun.h"
+#include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "Host/Support/DescriptorThread.h"
 
-#include "Tests/Host/Views/RealTimeLoop.h"
+#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "Tests/Host/Displays/Wayland/HeadlessCompositor.h"
 
 #include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Tests/Host/ProgramRun.h"
-#include "Tests/Host/VirtualScreen.h"
+#include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Host/Programs/VirtualScreen.h"
 
 #include <algorithm>
 #include <csignal>

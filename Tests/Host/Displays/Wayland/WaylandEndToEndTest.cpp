@@ -1,7 +1,7 @@
 #include "Tests/Host/Displays/Wayland/HeadlessCompositor.h"
 #include "Tests/Host/Displays/Wayland/TestClient.h"
 #include "Tests/Host/Displays/Wayland/WaylandDesktopTest.h"
-#include "Tests/Host/VirtualScreen.h"
+#include "Tests/Host/Programs/VirtualScreen.h"
 
 #include <cstdlib>
 #include <optional>

@@ -1,6 +1,6 @@
 #include "Host/Support/HostError.h"
 #include "Tests/Host/Displays/X11/X11DesktopTest.h"
-#include "Tests/Host/ProgramRun.h"
+#include "Tests/Host/Programs/ProgramRun.h"
 
 #include <unistd.h>
 

@@ -2,7 +2,7 @@
 
 #include "Platform/CoreGraphics/CGImageDecoding.h"
 #include "Platform/Foundation/NSRunLoop.h"
-#include "Tests/Host/ProgramRun.h"
+#include "Tests/Host/Programs/ProgramRun.h"
 
 #include <chrono>
 #include <cstdlib>

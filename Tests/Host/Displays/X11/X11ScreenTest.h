@@ -2,7 +2,7 @@
 
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/Retained.h"
-#include "Tests/Host/VirtualScreen.h"
+#include "Tests/Host/Programs/VirtualScreen.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gtest/gtest.h>

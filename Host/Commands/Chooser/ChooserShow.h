@@ -1,0 +1,74 @@
+#pragma once
+
+#include "Host/Commands/Chooser/ChooserPreview.h"
+#include "Host/Commands/Chooser/ChooserShelf.h"
+#include "Host/Playing/Show.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Lumivera {
+
+/// Lets a person choose one of the bundles: their cards, the selected one as it moves, and what its
+/// description says. Main thread.
+class ChooserShow final : public Show {
+  public:
+    struct Options {
+        std::vector<BundleListing> bundles;
+
+        /// Selected at first.
+        NSUInteger selected = 0;
+
+        ViewMaker makeView;
+
+        /// Makes the bundle the wallpaper, after which the show ends. A HostError is shown, and
+        /// told as a line on stderr.
+        std::function<void(const BundleListing &bundle)> use;
+    };
+
+    ChooserShow(Display &display, Options options);
+
+    const ChooserLayout &layout() const { return *_layout; }
+    const ChooserShelf &shelf() const { return _shelf; }
+
+    /// The place of the selected bundle.
+    NSUInteger selected() const { return _selected; }
+
+  private:
+    UIView &root() override { return *_root; }
+    void setRunning(bool running) override { _preview.setRunning(running); }
+
+    void displayResized() override;
+    void keyPressed(DisplayKey key) override;
+    void tapped(CGPoint point) override;
+    void scrolledBy(CGFloat distance) override;
+    void scrollingEnded() override {}
+    void scrolledDownBy(CGFloat distance) override;
+
+    bool hasBundles() const { return !_options.bundles.empty(); }
+    const BundleListing &bundle() const { return _options.bundles[_selected]; }
+    void layOut();
+    void select(NSUInteger index);
+    void use();
+    void describe();
+    void write(UIView &view, const std::string &text, CGFloat size, const CGColor &color,
+               bool isBold);
+    void drawButton();
+
+    const Options _options;
+    const Retained<UIView> _root;
+    const Retained<UIView> _title;
+    const Retained<UIView> _details;
+    const Retained<UIView> _button;
+    const Retained<UIView> _buttonText;
+    ChooserPreview _preview;
+    ChooserShelf _shelf;
+    std::optional<ChooserLayout> _layout;
+    NSUInteger _selected = 0;
+
+    /// Why the selected bundle could not be made the wallpaper.
+    std::string _failure;
+};
+
+} // namespace Lumivera

@@ -1,0 +1,57 @@
+#include "Host/Commands/Gallery/GalleryRendering.h"
+
+#include "Host/Playing/OffscreenPicture.h"
+#include "Host/Playing/SimulatedTime.h"
+#include "Host/Rendering/FrameSink.h"
+#include "Host/Rendering/RenderingRun.h"
+#include "Platform/Foundation/NSRunLoop.h"
+
+namespace Lumivera {
+
+namespace {
+
+constexpr Clock::Nanoseconds kFramePeriod = Clock::Nanoseconds{kFrameMilliseconds} * 1'000'000;
+
+/// The frames are `count` pictures of the gallery, each after what `prepare` lets happen.
+void write(const std::string &bundlePath, const std::string &output, const PictureSize &size,
+           const Gallery::Options &options, NSUInteger count,
+           const std::function<void(Gallery &gallery, NSUInteger frame)> &prepare) {
+    const RenderingRun run(output);
+    const SimulatedTime time({{0, 0}, size.size}, size.density);
+    const GalleryPictures pictures(bundlePath);
+    Gallery gallery(pictures, size, options);
+    OffscreenPicture picture(size);
+    const auto sink = FrameSink::forPath(output, {picture.width(), picture.height(), count});
+    run.renderFrames(count, [&](NSUInteger frame) {
+        prepare(gallery, frame);
+        sink->writeFrame(frame, picture.composite(*gallery.root().layer()));
+    });
+    sink->finish();
+}
+
+} // namespace
+
+void GalleryRendering::writeFilm(const std::string &bundlePath, const std::string &output,
+                                 const Options &options) {
+    Clock::Nanoseconds start = 0;
+    write(bundlePath, output, options.size, {options.columns, 1}, framesIn(options.seconds),
+          [&start](Gallery &gallery, NSUInteger frame) {
+              if (frame == 0) {
+                  start = Clock::current().now();
+                  gallery.setPlaying(true);
+              }
+              const auto frames = static_cast<Clock::Nanoseconds>(frame);
+              NSRunLoop::mainRunLoop().runUntil(start + frames * kFramePeriod);
+          });
+}
+
+void GalleryRendering::writeSheet(const std::string &bundlePath, const std::string &output,
+                                  const Options &options) {
+    write(bundlePath, output, options.size, {options.columns, kMoments}, 1,
+          [](Gallery &gallery, NSUInteger) {
+              gallery.holdMoments();
+              NSRunLoop::mainRunLoop().runForSeconds(kFilmSeconds);
+          });
+}
+
+} // namespace Lumivera

@@ -1,0 +1,229 @@
+#include "Host/Desktop/Configuration/ConfigurationFile.h"
+
+#include "Host/Desktop/Configuration/ConfigurationText.h"
+#include "Host/Support/HostError.h"
+#include "Host/Support/OutputFile.h"
+#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSRunLoop.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Lumivera {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr NSTimeInterval kQuietTime = 0.1;
+constexpr int kMostLinks = 16;
+constexpr const char *kFile = "lumivera/lumivera.toml";
+
+constexpr std::uint32_t kNameEvents =
+    IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB;
+constexpr std::uint32_t kFolderEvents = IN_DELETE_SELF | IN_MOVE_SELF;
+constexpr std::uint32_t kEndEvents = kFolderEvents | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW;
+
+std::string homeFolder() {
+    const char *home = std::getenv("HOME");
+    return home && *home ? home : "/";
+}
+
+bool isFolder(const fs::path &path) {
+    std::error_code error;
+    return fs::is_directory(path, error);
+}
+
+/// The nearest folder above that exists, and the name in it that leads to the path.
+fs::path existingPartOf(fs::path path) {
+    while (path.has_parent_path() && path.parent_path() != path && !isFolder(path.parent_path())) {
+        path = path.parent_path();
+    }
+    return path;
+}
+
+/// The file as a text; nothing when there is none.
+std::optional<std::string> contentsOf(const std::string &path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR) {
+            return std::nullopt;
+        }
+        throw HostError(path, "cannot be read: " + systemErrorText(), "check its permissions");
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw HostError(path, S_ISDIR(status.st_mode) ? "is a folder" : "is no regular file",
+                        "put the configuration there, or nothing");
+    }
+    if (static_cast<std::uint64_t>(status.st_size) > Configuration::kMaximumBytes) {
+        throw HostError(path, "is larger than 1 MiB", "shorten it");
+    }
+    const auto bytes = readFile(path, Configuration::kMaximumBytes);
+    if (!bytes) {
+        throw HostError(path, "cannot be read", "check its permissions");
+    }
+    return std::string(bytes->begin(), bytes->end());
+}
+
+void makeFolderOf(const std::string &path) {
+    std::error_code error;
+    const fs::path folder = fs::path(path).parent_path();
+    if (!folder.empty() && !isFolder(folder)) {
+        fs::create_directories(folder, error);
+    }
+}
+
+/// The new file is as readable to others as the one that it replaces.
+void copyPermissions(const std::string &path) {
+    struct stat status;
+    const std::string target = OutputFile::targetOf(path);
+    if (stat(target.c_str(), &status) == 0) {
+        chmod(OutputFile::temporaryPathFor(target).c_str(), status.st_mode & 07777);
+    }
+}
+
+} // namespace
+
+ConfigurationFile::ConfigurationFile(DescriptorWaiter &waiter, std::string path)
+    : _waiter(waiter), _path(std::move(path)),
+      _notifications(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), _readAgain([this] { readAgain(); }) {
+    if (_notifications >= 0) {
+        watchFolders();
+        _waiter.add(*this);
+    }
+    load();
+}
+
+ConfigurationFile::~ConfigurationFile() {
+    if (_notifications >= 0) {
+        _waiter.remove(*this);
+        close(_notifications);
+    }
+}
+
+std::string ConfigurationFile::standardPath() {
+    const char *folder = std::getenv("XDG_CONFIG_HOME");
+    if (folder && *folder == '/') {
+        return (fs::path(folder) / kFile).string();
+    }
+    return (fs::path(homeFolder()) / ".config" / kFile).string();
+}
+
+Configuration ConfigurationFile::read(const std::string &path) {
+    const auto text = contentsOf(path);
+    Configuration configuration = text ? Configuration::parse(*text, path) : Configuration();
+    std::error_code error;
+    const fs::path folder = fs::absolute(path, error).parent_path();
+    configuration.resolvePaths(folder.string(), homeFolder());
+    return configuration;
+}
+
+void ConfigurationFile::setWallpaper(const std::string &path, const std::string &wallpaper) {
+    const std::string before = contentsOf(path).value_or("");
+    const std::string after = ConfigurationText::withWallpaper(before, wallpaper, path);
+    if (after == before) {
+        return;
+    }
+    makeFolderOf(path);
+    OutputFile file(path);
+    copyPermissions(path);
+    file.write(after);
+    file.commit();
+}
+
+void ConfigurationFile::serve() {
+    alignas(inotify_event) std::array<char, 4096> events;
+    ssize_t size;
+    bool isChanged = false;
+    while ((size = ::read(_notifications, events.data(), events.size())) > 0) {
+        for (ssize_t at = 0; at < size;) {
+            const auto *event = reinterpret_cast<const inotify_event *>(events.data() + at);
+            isChanged =
+                isChanged || concernsUs(event->wd, event->mask, event->len > 0 ? event->name : "");
+            at += static_cast<ssize_t>(sizeof *event + event->len);
+        }
+    }
+    if (isChanged) {
+        readSoon();
+    }
+}
+
+bool ConfigurationFile::concernsUs(int watch, std::uint32_t mask, const char *name) const {
+    if (mask & IN_Q_OVERFLOW) {
+        return true;
+    }
+    for (const Watch &known : _watches) {
+        if (known.number == watch && ((mask & kEndEvents) || known.name == name)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void ConfigurationFile::readSoon() { _readAgain.callAfter(kQuietTime); }
+
+/// Watches first: what changes after that is heard of.
+void ConfigurationFile::readAgain() {
+    watchFolders();
+    const Configuration before = _configuration;
+    const std::string problemBefore = _problem;
+    load();
+    if (!_listener) {
+        return;
+    }
+    if (!_problem.empty() && _problem != problemBefore) {
+        _listener->configurationBroken(_problem);
+    } else if (_problem.empty() && (!problemBefore.empty() || before != _configuration)) {
+        _listener->configurationChanged(_configuration);
+    }
+}
+
+void ConfigurationFile::load() {
+    try {
+        _configuration = read(_path);
+        _problem.clear();
+    } catch (const HostError &error) {
+        _problem = error.what();
+    }
+}
+
+/// The folder of the file, or what there is of the way to it; and where the file is a link, the
+/// same for what it leads to.
+void ConfigurationFile::watchFolders() {
+    for (const Watch &known : _watches) {
+        inotify_rm_watch(_notifications, known.number);
+    }
+    _watches.clear();
+    fs::path path = _path;
+    for (int links = 0; links < kMostLinks; ++links) {
+        watch(path.string());
+        std::error_code error;
+        const fs::path target = fs::read_symlink(path, error);
+        if (error) {
+            break;
+        }
+        path = path.parent_path() / target;
+    }
+}
+
+/// Folders may come while we look for them, so it looks once more after it began to watch.
+void ConfigurationFile::watch(const std::string &path) {
+    fs::path part;
+    for (fs::path next = existingPartOf(path); next != part; next = existingPartOf(path)) {
+        part = next;
+        const int number = inotify_add_watch(
+            _notifications, part.parent_path().empty() ? "." : part.parent_path().c_str(),
+            kNameEvents | kFolderEvents | IN_MASK_ADD | IN_ONLYDIR);
+        if (number >= 0) {
+            _watches.push_back({number, part.filename().string()});
+        }
+    }
+}
+
+} // namespace Lumivera

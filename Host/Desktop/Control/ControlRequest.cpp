@@ -1,0 +1,275 @@
+#include "Host/Desktop/Control/ControlRequest.h"
+
+#include "Host/Support/HostError.h"
+#include "Host/Support/NumberText.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <vector>
+
+namespace Lumivera {
+
+namespace {
+
+using Json = nlohmann::json;
+using Action = ControlRequest::Action;
+
+constexpr std::size_t kLongestIdentifier = 256;
+constexpr std::size_t kLongestPath = 4096;
+constexpr double kFarthest = 100'000;
+
+/// One field's value: a text or a number, and both as it is written in a text.
+struct Field {
+    enum class Kind { Text, Number, Other } kind = Kind::Other;
+    std::string text;
+    double number = 0;
+};
+
+/// Takes in one object of texts and numbers as the parser goes over it, and stops at anything
+/// that is nested: so the depth of the text is never the depth of a call.
+class FieldReader final : public nlohmann::json_sax<Json> {
+  public:
+    std::map<std::string, Field> fields;
+    std::string problem;
+
+    bool null() override { return add({}); }
+    bool boolean(bool) override { return add({}); }
+    bool number_integer(Json::number_integer_t number) override {
+        return add(
+            {Field::Kind::Number, textOfNumber(std::int64_t{number}), static_cast<double>(number)});
+    }
+    bool number_unsigned(Json::number_unsigned_t number) override {
+        return add({Field::Kind::Number, textOfNumber(std::uint64_t{number}),
+                    static_cast<double>(number)});
+    }
+    bool number_float(Json::number_float_t number, const std::string &) override {
+        return add({Field::Kind::Number, textOfNumber(double{number}), number});
+    }
+    bool string(std::string &text) override { return add({Field::Kind::Text, text, 0}); }
+    bool binary(Json::binary_t &) override { return fail("is no JSON"); }
+    bool start_object(std::size_t) override {
+        const bool isFirst = !_isInObject;
+        _isInObject = true;
+        return isFirst || fail(inQuotes(_key) + " is neither a text nor a number");
+    }
+    bool key(std::string &name) override {
+        _key = name;
+        return !fields.contains(name) || fail(inQuotes(name) + " is given twice");
+    }
+    bool end_object() override { return true; }
+    bool start_array(std::size_t) override {
+        return fail(_isInObject ? inQuotes(_key) + " is neither a text nor a number"
+                                : "a request is one JSON object");
+    }
+    bool end_array() override { return true; }
+    bool parse_error(std::size_t, const std::string &, const Json::exception &) override {
+        return fail("a request is one JSON object in one line");
+    }
+
+    static std::string inQuotes(const std::string &name) { return "\"" + name + "\""; }
+
+  private:
+    bool add(Field field) {
+        if (!_isInObject) {
+            return fail("a request is one JSON object");
+        }
+        fields[_key] = std::move(field);
+        return true;
+    }
+
+    bool fail(const std::string &what) {
+        problem = problem.empty() ? what : problem;
+        return false;
+    }
+
+    std::string _key;
+    bool _isInObject = false;
+};
+
+struct ActionName {
+    std::string_view name;
+    Action action;
+
+    /// The fields that it has besides "do", "output" and "id"; it needs all of them.
+    std::vector<std::string> fields;
+};
+
+const std::vector<ActionName> &actionNames() {
+    static const std::vector<ActionName> names{
+        {"status", Action::Status, {}},
+        {"pause", Action::Pause, {}},
+        {"resume", Action::Resume, {}},
+        {"set", Action::Choose, {"key", "value"}},
+        {"tap", Action::Tap, {"x", "y"}},
+        {"offset", Action::Choose, {"x"}},
+        {"wallpaper", Action::Choose, {"bundle"}},
+        {"screenshot", Action::Screenshot, {"file"}},
+        {"quit", Action::Quit, {}},
+    };
+    return names;
+}
+
+std::string knownActions() {
+    std::string text;
+    for (const ActionName &known : actionNames()) {
+        text.append(text.empty() ? "" : ", ").append(known.name);
+    }
+    return text;
+}
+
+class Refusal final : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Makes a request of the fields; a Refusal says why they make no sense.
+class RequestMaker {
+  public:
+    RequestMaker(const std::map<std::string, Field> &fields, ControlRequest &request)
+        : _fields(fields), _request(request) {}
+
+    void make() {
+        const ActionName &what = action();
+        _request.action = what.action;
+        checkFields(what);
+        if (_fields.contains("output")) {
+            _request.output = text("output");
+        }
+        if (what.action == Action::Choose) {
+            readChoice(what.name);
+        } else if (what.action == Action::Tap) {
+            _request.point = {coordinate("x"), coordinate("y")};
+        } else if (what.action == Action::Screenshot) {
+            _request.file = absolutePath("file");
+        }
+    }
+
+  private:
+    [[noreturn]] static void fail(const std::string &problem) { throw Refusal(problem); }
+
+    const ActionName &action() const {
+        if (!_fields.contains("do")) {
+            fail("\"do\" is missing; use one of " + knownActions());
+        }
+        const std::string name = text("do");
+        for (const ActionName &known : actionNames()) {
+            if (known.name == name) {
+                return known;
+            }
+        }
+        fail("\"" + name + "\" is nothing to do; use one of " + knownActions());
+    }
+
+    void checkFields(const ActionName &what) const {
+        for (const std::string &name : what.fields) {
+            if (!_fields.contains(name)) {
+                fail("\"" + name + "\" is missing");
+            }
+        }
+        for (const auto &[name, field] : _fields) {
+            const bool isCommon = name == "do" || name == "output" || name == "id";
+            if (!isCommon && std::count(what.fields.begin(), what.fields.end(), name) == 0) {
+                fail("\"" + name + "\" is no field of \"" + std::string(what.name) + "\"");
+            }
+        }
+    }
+
+    std::string text(const std::string &name) const {
+        const Field &field = _fields.at(name);
+        if (field.kind != Field::Kind::Text || field.text.find('\0') != std::string::npos) {
+            fail("\"" + name + "\" is not a text");
+        }
+        return field.text;
+    }
+
+    CGFloat coordinate(const std::string &name) const {
+        const Field &field = _fields.at(name);
+        if (field.kind != Field::Kind::Number || !(std::fabs(field.number) <= kFarthest)) {
+            fail("\"" + name + "\" is not a number from -100000 to 100000");
+        }
+        return static_cast<CGFloat>(field.number);
+    }
+
+    std::string absolutePath(const std::string &name) const {
+        std::string path = text(name);
+        if (!path.starts_with('/') || path.size() > kLongestPath) {
+            fail("\"" + name + "\" is not an absolute path");
+        }
+        return path;
+    }
+
+    void readChoice(std::string_view name) const {
+        if (name == "offset") {
+            _request.choice.offset = coordinate("x");
+        } else if (name == "wallpaper") {
+            set("wallpaper", text("bundle"));
+        } else {
+            const Field &value = _fields.at("value");
+            if (value.kind == Field::Kind::Other) {
+                fail("\"value\" is neither a text nor a number");
+            }
+            set(text("key"), value.text);
+        }
+    }
+
+    /// A host does not know from where a relative path is meant.
+    void set(const std::string &key, const std::string &value) const {
+        const std::string problem = _request.choice.trySet(key, value);
+        if (!problem.empty()) {
+            fail(problem);
+        }
+        if (!_request.choice.textOf(key)) {
+            _request.action = Action::Forget;
+            _request.key = key;
+        }
+        const auto &bundle = _request.choice.bundle;
+        if (bundle && bundle->find('/') != std::string::npos && !bundle->starts_with('/')) {
+            fail("\"wallpaper\" is neither an absolute path nor a name");
+        }
+    }
+
+    const std::map<std::string, Field> &_fields;
+    ControlRequest &_request;
+};
+
+/// A number as it came, a text in quotes; empty for anything that no answer repeats.
+std::string identifierFrom(const std::map<std::string, Field> &fields) {
+    const auto found = fields.find("id");
+    if (found == fields.end() || found->second.text.size() > kLongestIdentifier) {
+        return {};
+    }
+    const Field &field = found->second;
+    return field.kind == Field::Kind::Text ? Json(field.text).dump() : field.text;
+}
+
+} // namespace
+
+ControlRequest ControlRequest::parse(std::string_view text) {
+    ControlRequest request;
+    FieldReader reader;
+    if (text.size() > kMaximumBytes) {
+        request.problem = lengthProblem();
+        return request;
+    }
+    Json::sax_parse(text.begin(), text.end(), &reader);
+    request.identifier = identifierFrom(reader.fields);
+    try {
+        if (!reader.problem.empty()) {
+            throw Refusal(reader.problem);
+        }
+        RequestMaker(reader.fields, request).make();
+    } catch (const Refusal &refusal) {
+        request.problem = inOneLine(refusal.what());
+    }
+    return request;
+}
+
+std::string ControlRequest::lengthProblem() {
+    return "a request is at most " + std::to_string(kMaximumBytes) + " bytes long";
+}
+
+} // namespace Lumivera

@@ -1,0 +1,110 @@
+#pragma once
+
+#include "Host/Desktop/Isolation/PacketSocket.h"
+#include "Host/Desktop/Isolation/RemoteView.h"
+#include "Host/Desktop/Isolation/ViewMessages.h"
+#include "Host/Displays/SharedPicture.h"
+#include "Host/Support/DeferredCall.h"
+#include "Host/Support/DescriptorWatch.h"
+#include "Platform/Foundation/Clock.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace Lumivera {
+
+/// A view in a process of its own, which may do nothing but draw. Nothing that it does harms us:
+/// when it dies, says what makes no sense or what it was not asked for, or gives no sign for
+/// kPatience while one is due, it is ended, and the listener hears of it. While it rests, the whole
+/// process is stopped.
+class ViewProcess final : public RemoteView, private DescriptorSource {
+  public:
+    static constexpr NSTimeInterval kPatience = 5;
+
+    struct Start {
+        std::string bundle;     ///< its path
+        bool isTrusted = false; ///< its library may belong to anybody
+        WallpaperChoice choice;
+        std::shared_ptr<SharedPicture> memory;
+        CGFloat density = 1;
+
+        /// Told the names of the protections that the kernel has but has refused to this view.
+        std::function<void(const std::string &name)> protectionRefused = {};
+    };
+
+    /// A HostError when there can be no process. Watch and listener are not owned.
+    ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener);
+    ~ViewProcess() override;
+
+    ViewProcess(const ViewProcess &) = delete;
+    ViewProcess &operator=(const ViewProcess &) = delete;
+
+    void allowDrawing(unsigned index) override;
+    void setRunning(bool isRunning) override;
+    void set(const WallpaperChoice &choice) override;
+    void tap(CGPoint point) override;
+    void scrollBy(CGFloat distance) override;
+    void finishScrolling() override;
+    std::optional<std::uint64_t> petals() const override { return _petals; }
+    double cpuTime() const override;
+
+    /// Its number.
+    int process() const { return _process; }
+
+  private:
+    ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener,
+                std::pair<PacketSocket, PacketSocket> ends);
+    void begin(const Start &start, const PacketSocket &theirs);
+    int descriptor() const override { return _connection.descriptor(); }
+    void serve() override;
+    bool readReports();
+    bool take(const ViewReport &report, std::size_t bytes);
+    bool takeConfinement(const ViewReport &report);
+    bool takePicture(const ViewReport &report, std::size_t bytes);
+    bool takeAnswer();
+    bool refuse();
+    void order(const ViewOrder &order, int attached = -1);
+    void orderValue(ViewOrder::Key key, CGColor numbers);
+    void send(const ViewOrder &order, int attached);
+    void expectReportTo(const ViewOrder &order);
+    void ping(Clock::Nanoseconds deadline);
+    void expectAnswerBy(Clock::Nanoseconds deadline);
+    void stopOrContinue();
+    void checkLater();
+    void check();
+    std::string complaintAt(Clock::Nanoseconds now) const;
+    bool hasTooManyThreads() const;
+    void endWith(const std::string &reason, bool isHopeless);
+    std::string endProcess();
+    std::string lastWords() const;
+
+    DescriptorWatch &_watch;
+    Listener &_listener;
+    const std::shared_ptr<SharedPicture> _memory;
+    const std::function<void(const std::string &name)> _protectionRefused;
+    DeferredCall _check;
+    PacketSocket _connection;
+    int _process = -1;
+    int _complaints = -1;
+    std::optional<std::uint64_t> _petals;
+    std::vector<DeviceRect> _rects;
+    Clock::Nanoseconds _lastSign = 0;
+
+    /// When the first picture and an answer must have come; kNever when none is due.
+    Clock::Nanoseconds _pictureDeadline = Clock::kNever;
+    Clock::Nanoseconds _answerDeadline = Clock::kNever;
+
+    /// What it has been asked for: the pictures that it may draw, and how many other reports.
+    std::vector<bool> _isWanted;
+    unsigned _answersDue = 0;
+    unsigned _petalsDue = 1;
+    bool _isConfinementDue = true;
+    bool _isRunning = true;
+    bool _isStopped = false;
+    bool _isDeaf = false;
+    bool _hasEnded = false;
+};
+
+} // namespace Lumivera

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Host/Desktop/Policy/SystemBus.h"
+
+#include <functional>
+#include <set>
+#include <string>
+
+namespace Lumivera {
+
+/// What the login manager says of the session that this process belongs to: the one that it runs
+/// in, else the one that the environment names, else the user's graphical one. Main thread.
+class LogindWatch {
+  public:
+    /// `changed` is called in call-outs whenever something may be different. The bus must outlive
+    /// the object and not serve it any more when it is gone.
+    LogindWatch(SystemBus &bus, std::function<void()> changed);
+
+    LogindWatch(const LogindWatch &) = delete;
+    LogindWatch &operator=(const LogindWatch &) = delete;
+
+    /// True when the session was found. Without it nothing is the case.
+    bool isThere() const { return !_session.empty(); }
+
+    bool isLocked() const { return _flags.isLocked; }
+    bool isIdle() const { return _flags.isIdle; }
+    bool isInactive() const { return _flags.isInactive; }
+    bool isAsleep() const { return _isAsleep; }
+
+    /// The bus has gone, and the manager with it.
+    void forget();
+
+  private:
+    struct Flags {
+        bool isLocked = false;
+        bool isIdle = false;
+        bool isInactive = false;
+    };
+
+    using Next = std::function<void()>;
+
+    void listen();
+    void findSession();
+    void findNamedSession();
+    void findDisplaySession();
+    void readDisplay(const std::string &user);
+    void ask(const char *method, const SystemBus::Handler &addArguments,
+             std::function<void(const std::string &path)> found, const Next &notFound);
+    void follow(const std::string &session);
+    void readFlags();
+    static Flags flagsFrom(sd_bus_message &message, Flags flags);
+
+    SystemBus &_bus;
+    const std::function<void()> _changed;
+    std::string _session;
+    std::set<std::string> _followed;
+    Flags _flags;
+    bool _isAsleep = false;
+};
+
+} // namespace Lumivera

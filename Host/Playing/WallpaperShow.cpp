@@ -1,0 +1,75 @@
+#include "Host/Playing/WallpaperShow.h"
+
+#include "Platform/QuartzCore/CAMediaTime.h"
+
+namespace Lumivera {
+
+namespace {
+
+constexpr NSInteger kPetalStep = 10;
+
+WallpaperSettings settingsFor(const PictureSize &size, WallpaperSettings settings) {
+    static_cast<PictureSize &>(settings) = size;
+    return settings;
+}
+
+} // namespace
+
+WallpaperShow::WallpaperShow(Display &display, const WallpaperBundle &bundle,
+                             const Options &options)
+    : Show(display, options.seconds), _stage(bundle, settingsFor(pictureSize(), options.settings)) {
+    setThreads(options.settings.threads);
+    if (!options.tracePath.empty()) {
+        _trace = std::make_unique<TraceWriter>(options.tracePath, TraceWriter::Mode::Live);
+    }
+}
+
+void WallpaperShow::callOutBegins() {
+    // An animating view is called by its own loop alone.
+    const auto *view = dynamic_cast<const DeskTopView *>(NSRunLoop::mainRunLoop().currentTarget());
+    _isFrame = view && view->isAnimating();
+    _stage.callOutBegins();
+}
+
+/// A frame is traced once it can be seen.
+void WallpaperShow::callOutEnded() {
+    _stage.callOutEnded();
+    Show::callOutEnded();
+    if (_isFrame && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view()) {
+        trace();
+    }
+}
+
+void WallpaperShow::trace() {
+    if (_trace) {
+        _trace->writeFrame(_frame, CACurrentMediaTime(), _stage.view());
+    }
+    ++_frame;
+}
+
+void WallpaperShow::displayResized() {
+    loseWhatIsShown();
+    _stage.resize(display().size(), display().density());
+}
+
+void WallpaperShow::keyPressed(DisplayKey key) {
+    switch (key) {
+    case DisplayKey::MorePetals:
+        _stage.changePetalCount(kPetalStep);
+        break;
+    case DisplayKey::FewerPetals:
+        _stage.changePetalCount(-kPetalStep);
+        break;
+    case DisplayKey::Up:
+        _stage.changeSpeedLevel(1);
+        break;
+    case DisplayKey::Down:
+        _stage.changeSpeedLevel(-1);
+        break;
+    default:
+        Show::keyPressed(key);
+        break;
+    }
+}
+
+} // namespace Lumivera

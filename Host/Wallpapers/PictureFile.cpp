@@ -1,0 +1,97 @@
+#include "Host/Wallpapers/PictureFile.h"
+
+#include "Host/Support/HostError.h"
+#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+namespace Lumivera {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kFastLevel = 1;
+constexpr int kSmallLevel = 6;
+
+PictureFile::Bytes encode(std::span<const std::uint32_t> pixels, std::size_t width,
+                          std::size_t height, int level, const std::string &path) {
+    auto bytes = CGImageWritePNG(pixels.data(), width, height, width, level);
+    if (bytes.empty()) {
+        throw HostError(path, "cannot be encoded: out of memory", "try a smaller size");
+    }
+    return bytes;
+}
+
+bool hasPictureName(const fs::path &path) {
+    constexpr std::array<std::string_view, 4> kEndings = {".png", ".jpg", ".jpeg", ".webp"};
+    std::string ending = path.extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return std::find(kEndings.begin(), kEndings.end(), ending) != kEndings.end();
+}
+
+} // namespace
+
+Retained<UIImage> PictureFile::read(const std::string &path) {
+    auto image = UIImage::imageWithData(readBytes(path));
+    if (!image) {
+        refuse(path, "picture");
+    }
+    return image;
+}
+
+PictureFile::Bytes PictureFile::readBytes(const std::string &path) {
+    auto bytes = readFile(path, CGImage::kMaximumBytes);
+    if (!bytes) {
+        throw HostError(path, "cannot be read as a file of less than 256 MiB",
+                        "check the name and its permissions");
+    }
+    return std::move(*bytes);
+}
+
+PictureFile::Bytes PictureFile::png(const UIImage &image, const std::string &path) {
+    const CGImage &bitmap = *image.bitmap();
+    return encode({bitmap.pixels(), bitmap.width() * bitmap.height()}, bitmap.width(),
+                  bitmap.height(), kSmallLevel, path);
+}
+
+void PictureFile::write(std::span<const std::uint8_t> bytes, const std::string &path) {
+    OutputFile file(path);
+    file.write(bytes.data(), bytes.size());
+    file.commit();
+}
+
+void PictureFile::writePNG(OutputFile &file, std::span<const std::uint32_t> pixels,
+                           std::size_t width, std::size_t height, Compression compression) {
+    const int level = compression == Compression::Fast ? kFastLevel : kSmallLevel;
+    const Bytes bytes = encode(pixels, width, height, level, file.path());
+    file.write(bytes.data(), bytes.size());
+}
+
+std::vector<std::string> PictureFile::namesInFolder(const std::string &folder) {
+    auto names = NSFileManager::contentsOfDirectoryAtPath_error(folder, nullptr);
+    if (!names) {
+        throw HostError(folder, "cannot be read as a folder", "check its permissions");
+    }
+    std::erase_if(*names, [&folder](const std::string &name) {
+        std::error_code error;
+        return name.starts_with('.') || !hasPictureName(name) ||
+               !fs::is_regular_file(fs::path(folder) / name, error);
+    });
+    if (names->empty()) {
+        throw HostError(folder, "has no pictures", "give a folder of PNG, JPEG or WebP files");
+    }
+    return std::move(*names);
+}
+
+void PictureFile::refuse(const std::string &path, const std::string &kind) {
+    throw HostError(path, "is damaged, too large or no " + kind,
+                    "PNG, JPEG and WebP files of up to 64 million pixels are understood");
+}
+
+} // namespace Lumivera

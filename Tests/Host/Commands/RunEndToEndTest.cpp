@@ -1,0 +1,235 @@
+#include "Tests/Host/Programs/ProcessActivity.h"
+#include "Tests/Host/Programs/ProgramWindowTest.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <thread>
+#include <utility>
+
+// The program on a real, virtual screen: what is waited for is polled, with a limit that only a
+// failure reaches.
+
+namespace {
+
+using Json = nlohmann::json;
+
+// Points: how far a push takes a petal sideways at least, and how far its picture can reach from
+// its middle.
+constexpr double kBlownAway = 50;
+constexpr double kPetalRadius = 20;
+
+/// The parameter says by which library the window is opened.
+class Window : public ProgramWindowTest, public ::testing::WithParamInterface<std::string> {
+  protected:
+    void start(const std::vector<std::string> &more) {
+        std::vector<std::string> arguments{
+            "run", shippedBundle("Lumivera.bundle"), "--trace", trace(), "--size", "400x600"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        ProgramWindowTest::start(arguments, {GetParam()});
+    }
+
+    /// Starts it and waits for its first frame.
+    void begin(const std::vector<std::string> &more = {}) {
+        start(more);
+        ASSERT_TRUE(eventually([this] { return !lines().empty(); })) << "no frame was shown";
+        ASSERT_NO_FATAL_FAILURE(findWindow("Blossom Lake"));
+    }
+
+    std::string trace() const { return _folder.pathOf("trace"); }
+
+    /// The whole lines of the trace so far.
+    std::vector<std::string> lines() const {
+        std::istringstream text(contentsOf(trace()));
+        std::vector<std::string> result;
+        for (std::string line; std::getline(text, line) && !text.eof();) {
+            result.push_back(line);
+        }
+        return result;
+    }
+
+    bool waitForFrames(std::size_t more) const {
+        const std::size_t before = lines().size();
+        return eventually([&] { return lines().size() >= before + more; });
+    }
+
+    /// Waits until no frame comes for a while.
+    bool waitForStillness() const {
+        std::size_t before = 0;
+        return eventually([&] {
+            const std::size_t last = std::exchange(before, lines().size());
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            return last == before && lines().size() == before;
+        });
+    }
+
+    void pause() const {
+        focus();
+        press("space");
+        ASSERT_TRUE(waitForStillness());
+    }
+};
+
+double distance(const Json &petal, double x, double y) {
+    return std::hypot(petal[1].get<double>() - x, petal[2].get<double>() - y);
+}
+
+/// A petal of a trace line: the layer, and its place in it.
+struct PetalPlace {
+    std::size_t layer = 0;
+    std::size_t index = 0;
+
+    const Json &in(const Json &line) const { return line["layers"][layer][index]; }
+};
+
+/// The petal nearest to the middle of the window.
+PetalPlace petalNearTheMiddle(const Json &line) {
+    std::optional<PetalPlace> best;
+    for (std::size_t layer = 0; layer < line["layers"].size(); ++layer) {
+        for (std::size_t i = 0; i < line["layers"][layer].size(); ++i) {
+            const PetalPlace place{layer, i};
+            if (!best || distance(place.in(line), 200, 300) < distance(best->in(line), 200, 300)) {
+                best = place;
+            }
+        }
+    }
+    return best.value();
+}
+
+/// Pixels that differ between two pictures of the window, within a box around a point.
+std::size_t changedPixels(const CGImage &first, const CGImage &second, double x, double y,
+                          double halfWidth, double halfHeight) {
+    const auto within = [](double value, double end) {
+        return static_cast<std::size_t>(std::clamp(value, 0.0, end));
+    };
+    std::size_t changed = 0;
+    for (std::size_t row = within(y - halfHeight, 600); row < within(y + halfHeight, 600); ++row) {
+        for (std::size_t column = within(x - halfWidth, 400); column < within(x + halfWidth, 400);
+             ++column) {
+            const std::size_t at = row * 400 + column;
+            changed += first.pixels()[at] != second.pixels()[at] ? 1 : 0;
+        }
+    }
+    return changed;
+}
+
+TEST_P(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
+    begin();
+    const auto image = picture();
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->width(), 400u);
+    EXPECT_EQ(image->height(), 600u);
+    EXPECT_NE(image->pixels()[0], image->pixels()[400 * 599]);
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_P(Window, EndsWithTheInterruptSignal) {
+    begin();
+    EXPECT_EQ(end(SIGINT), 0);
+}
+
+TEST_P(Window, EndsByItselfAfterTheSeconds) {
+    start({"--seconds", "1"});
+    EXPECT_EQ(waitForEnd(), 0);
+}
+
+// One petal over a picture that stands still, so that what changes beside it is the petal.
+TEST_P(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
+    begin({"--speed", "1", "--count", "1"});
+    pause();
+    const auto before = Json::parse(lines().back());
+    const PetalPlace petal = petalNearTheMiddle(before);
+    const double x = petal.in(before)[1].get<double>();
+    const auto pictureBefore = picture();
+    // Towards the middle, where there is room.
+    const double side = x > 200 ? -1 : 1;
+    click(x - side * 15, petal.in(before)[2].get<double>());
+    press("space");
+    EXPECT_TRUE(eventually([&] {
+        const auto line = Json::parse(lines().back());
+        return side * (petal.in(line)[1].get<double>() - x) > kBlownAway;
+    }));
+    pause();
+    const double y = petal.in(Json::parse(lines().back()))[2].get<double>();
+    const auto pictureNow = picture();
+    ASSERT_TRUE(pictureBefore && pictureNow);
+    const double middle = x + side * (kBlownAway - kPetalRadius + 60);
+    EXPECT_GT(changedPixels(*pictureBefore, *pictureNow, middle, y, 60, kPetalRadius), 50u);
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_P(Window, EndsWhileInputIsPending) {
+    for (int i = 0; i < 5; ++i) {
+        begin();
+        kill(process(), SIGSTOP);
+        for (const char *place : {"50 50", "200 300", "350 550"}) {
+            xdotool("mousemove --window " + window() + " " + place);
+        }
+        kill(process(), SIGTERM);
+        kill(process(), SIGCONT);
+        EXPECT_EQ(waitForEnd(), 0);
+        std::filesystem::remove(trace());
+    }
+}
+
+TEST_P(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
+    begin();
+    ASSERT_TRUE(waitForFrames(10));
+    xdotool("windowunmap --sync " + window());
+    ASSERT_TRUE(waitForStillness());
+    const std::size_t frames = lines().size();
+    EXPECT_TRUE(eventually([this] {
+        const long before = activityOf(process());
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        return activityOf(process()) == before;
+    }));
+    EXPECT_EQ(lines().size(), frames);
+    xdotool("windowmap " + window());
+    EXPECT_TRUE(waitForFrames(10));
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_P(Window, FillsANewWidthWithFreshPetals) {
+    begin({"--count", "300"});
+    resize(790, 400);
+    const auto reachesTheRight = [this] {
+        const auto line = Json::parse(lines().back());
+        std::size_t right = 0;
+        for (const Json &petal : line["layers"][0]) {
+            right += petal[1].get<double>() > 500 ? 1 : 0;
+        }
+        return right > 20;
+    };
+    EXPECT_TRUE(eventually(reachesTheRight));
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_P(Window, ObeysItsKeys) {
+    begin({"--count", "30"});
+    focus();
+    press("plus");
+    EXPECT_TRUE(eventually([this] {
+        const auto line = Json::parse(lines().back());
+        return line["layers"][0].size() > 13;
+    }));
+    press("s");
+    EXPECT_TRUE(eventually([this] {
+        return !outputOf("ls " + _folder.path() + "/lumivera-*.png 2>/dev/null").empty();
+    }));
+    press("q");
+    EXPECT_EQ(waitForEnd(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Through, Window,
+                         ::testing::Values("SDL_VIDEODRIVER", "SDL_VIDEODRIVER=x11"),
+                         [](const auto &instance) {
+                             return std::string(instance.index == 0 ? "XCB" : "SDL");
+                         });
+
+} // namespace

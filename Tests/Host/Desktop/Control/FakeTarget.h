@@ -1,0 +1,85 @@
+#pragma once
+
+#include "Host/Desktop/Control/ControlTarget.h"
+#include "Host/Support/HostError.h"
+
+#include <string>
+#include <vector>
+
+namespace Lumivera {
+
+/// A host with one output, "DP-1", that notes what it is asked for.
+class FakeTarget final : public ControlTarget {
+  public:
+    std::vector<OutputStatus> status(const std::string &output) override {
+        check(output);
+        heard.push_back("status");
+        OutputStatus status;
+        status.output = "DP-1";
+        status.width = 640;
+        status.height = 480;
+        status.bundle = "/w/Lumivera.bundle";
+        status.petals = 120;
+        status.framesPerSecond = 39.96;
+        status.cpuTime = 1.5;
+        status.pauseReasons = pauseReasons;
+        return std::vector<OutputStatus>(outputCount, status);
+    }
+
+    void setPaused(const std::string &output, bool paused) override {
+        check(output);
+        heard.push_back((paused ? "pause " : "resume ") + output);
+    }
+
+    void choose(const std::string &output, const WallpaperChoice &choice) override {
+        check(output);
+        std::string text = "choose " + output;
+        for (const std::string_view key : WallpaperChoice::keys()) {
+            if (const auto value = choice.textOf(key)) {
+                text.append(" ").append(key).append("=").append(*value);
+            }
+        }
+        heard.push_back(text);
+    }
+
+    void forget(const std::string &output, const std::string &key) override {
+        check(output);
+        heard.push_back("forget " + output + " " + key);
+    }
+
+    void tap(const std::string &output, CGPoint point) override {
+        check(output);
+        heard.push_back("tap " + std::to_string(static_cast<int>(point.x)) + " " +
+                        std::to_string(static_cast<int>(point.y)));
+    }
+
+    void saveScreenshot(const std::string &output, const std::string &path,
+                        std::function<void(std::optional<std::string>)> done) override {
+        check(output);
+        heard.push_back("screenshot " + path);
+        if (isSlow) {
+            pending = std::move(done);
+        } else {
+            done(std::nullopt);
+        }
+    }
+
+    void quit() override { heard.emplace_back("quit"); }
+
+    std::vector<std::string> heard;
+    std::vector<std::string> pauseReasons;
+    std::size_t outputCount = 1;
+
+    /// Screenshots wait for `pending` to be called.
+    bool isSlow = false;
+    std::function<void(std::optional<std::string>)> pending;
+
+  private:
+    static void check(const std::string &output) {
+        if (!output.empty() && output != "DP-1") {
+            throw HostError(output, "is no output", "use DP-1");
+        }
+    }
+};
+
+} // namespace Lumivera

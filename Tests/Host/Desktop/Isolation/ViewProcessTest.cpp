@@ -1,0 +1,319 @@
+#include "Host/Desktop/Isolation/ViewProcess.h"
+
+#include "Tests/Host/Desktop/Isolation/HostileBundle.h"
+#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
+#include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Platform/CoreGraphics/PNGBuilder.h"
+#include "Tests/Platform/Foundation/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Lumivera;
+using ::testing::HasSubstr;
+
+namespace {
+
+constexpr unsigned kWidth = 160;
+constexpr unsigned kHeight = 120;
+
+/// A view in a real process, whose pictures are asked for one after the other.
+class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
+  protected:
+    void TearDown() override { _view.reset(); }
+
+    void begin(const std::string &bundle, const WallpaperChoice &choice = {},
+               bool isTrusted = false) {
+        _memory = std::make_shared<SharedPicture>(kWidth, kHeight, 2);
+        _view = std::make_unique<ViewProcess>(
+            _waiter, ViewProcess::Start{bundle, isTrusted, choice, _memory, 1}, *this);
+        _view->allowDrawing(0);
+    }
+
+    void beginHostile(const std::string &deed) { begin(hostileBundle(_folder.path(), deed)); }
+
+    void viewDrew(RemoteView &view, unsigned index, const std::vector<DeviceRect> &rects) override {
+        ++_pictures;
+        _rects = rects;
+        if (_asksAgain) {
+            view.allowDrawing(index);
+        }
+    }
+
+    void viewEnded(RemoteView &, const std::string &reason, bool isHopeless) override {
+        _reason = reason;
+        _isHopeless = isHopeless;
+        _view.reset();
+    }
+
+    bool hasDrawn(int pictures) {
+        return serveUntil([&] { return _pictures >= pictures || _reason; }) && !_reason;
+    }
+
+    bool hasEnded() {
+        return serveUntil([&] { return _reason.has_value(); });
+    }
+
+    TemporaryFolder _folder;
+    DescriptorWaiter _waiter;
+    std::shared_ptr<SharedPicture> _memory;
+    std::unique_ptr<ViewProcess> _view;
+    std::vector<DeviceRect> _rects;
+    std::optional<std::string> _reason;
+    int _pictures = 0;
+    bool _isHopeless = false;
+    bool _asksAgain = true;
+};
+
+TEST_F(ViewProcessTest, DrawsTheWallpaperIntoTheMemory) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    const std::uint32_t *pixels = _memory->pixels(0);
+    EXPECT_TRUE(std::all_of(pixels, pixels + kWidth * kHeight,
+                            [](std::uint32_t pixel) { return pixel >> 24 == 0xFF; }));
+    EXPECT_GT(std::count_if(pixels, pixels + kWidth * kHeight,
+                            [](std::uint32_t pixel) { return (pixel & 0xFFFFFF) != 0; }),
+              kWidth * kHeight / 2);
+    EXPECT_EQ(_rects, (std::vector<DeviceRect>{{0, 0, kWidth, kHeight}}));
+}
+
+TEST_F(ViewProcessTest, ConvertsTheColorsOfAPicture) {
+    const std::string bundle = copyOfShippedBundle(_folder.path());
+    const std::uint8_t linear[] = {0, 1, 0x86, 0xa0};
+    const auto background = PNGBuilder({4, 4, 8, PNGBuilder::Grey})
+                                .chunk("gAMA", linear)
+                                .pixels([](auto...) { return 64; })
+                                .finish();
+    _folder.write("Copy.bundle/lumivera_background_.png", background);
+    WallpaperChoice choice;
+    choice.petals = 0;
+    begin(bundle, choice);
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    EXPECT_EQ(_memory->pixels(0)[kWidth * kHeight / 2], 0xff898989);
+}
+
+TEST_F(ViewProcessTest, GoesOnDrawingWhatMoves) {
+    begin(shippedBundle("Lumivera.bundle"));
+    EXPECT_TRUE(hasDrawn(20));
+    EXPECT_GT(_view->cpuTime(), 0);
+}
+
+TEST_F(ViewProcessTest, DrawsOnceWhenItMayDrawOnce) {
+    _asksAgain = false;
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(1));
+    NSRunLoop::mainRunLoop().runForSeconds(0.3);
+    EXPECT_EQ(_pictures, 1);
+}
+
+TEST_F(ViewProcessTest, TellsHowManyPetalsThereAre) {
+    WallpaperChoice choice;
+    choice.petals = 7;
+    begin(shippedBundle("Lumivera.bundle"), choice);
+    ASSERT_TRUE(hasDrawn(1));
+    EXPECT_EQ(_view->petals(), 7U);
+    choice.petals = 9;
+    _view->set(choice);
+    EXPECT_TRUE(serveUntil([&] { return _view->petals() == 9U; }));
+}
+
+TEST_F(ViewProcessTest, ShowsAStillWallpaperToo) {
+    begin(testBundle(_folder.path(), "StillWallpaper"));
+    EXPECT_TRUE(hasDrawn(1));
+    EXPECT_EQ(_view->petals(), std::nullopt);
+}
+
+TEST_F(ViewProcessTest, SpendsNothingWhileItRests) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(10));
+    _view->setRunning(false);
+    NSRunLoop::mainRunLoop().runForSeconds(1.5); // its loop ends, and we hear its answer
+    const int before = _pictures;
+    const double used = _view->cpuTime();
+    NSRunLoop::mainRunLoop().runForSeconds(2);
+    EXPECT_EQ(_view->cpuTime(), used);
+    EXPECT_EQ(_pictures, before);
+    _view->setRunning(true);
+    EXPECT_TRUE(hasDrawn(before + 10));
+}
+
+TEST_F(ViewProcessTest, RestsFromItsFirstPictureOn) {
+    begin(shippedBundle("Lumivera.bundle"));
+    _view->setRunning(false);
+    ASSERT_TRUE(hasDrawn(1));
+    NSRunLoop::mainRunLoop().runForSeconds(0.5);
+    EXPECT_LE(_pictures, 2);
+    EXPECT_FALSE(_reason);
+}
+
+TEST_F(ViewProcessTest, SaysWhichSignalEndedIt) {
+    beginHostile("crash-in-frame");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("signal 11"));
+    EXPECT_FALSE(_isHopeless);
+    EXPECT_GT(_pictures, 50) << "the frames before the crash were shown";
+}
+
+TEST_F(ViewProcessTest, SaysThatItHasExited) {
+    beginHostile("exit-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("exited with status 7"));
+}
+
+TEST_F(ViewProcessTest, SaysThatTheBundleIsDamaged) {
+    begin(_folder.path());
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("has no description.plist"));
+    EXPECT_TRUE(_isHopeless);
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItHangsInAFrame) {
+    beginHostile("loop-in-frame");
+    ASSERT_TRUE(hasDrawn(50));
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("has drawn nothing for 5 s"));
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItHangsWhileItLoads) {
+    beginHostile("loop-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("has drawn nothing for 5 s"));
+    EXPECT_EQ(_pictures, 0);
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItHangsAlthoughItRests) {
+    beginHostile("loop-in-frame");
+    ASSERT_TRUE(hasDrawn(95));
+    NSRunLoop::mainRunLoop().runForSeconds(0.5); // it hangs by now
+    _view->setRunning(false);
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("has drawn nothing for 5 s"));
+}
+
+TEST_F(ViewProcessTest, SpendsNothingWhileItRestsWhateverItsThreadsDo) {
+    beginHostile("be-busy-in-init");
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    _view->setRunning(false);
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    const double used = _view->cpuTime();
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    EXPECT_EQ(_view->cpuTime(), used);
+    const int before = _pictures;
+    _view->setRunning(true);
+    EXPECT_TRUE(hasDrawn(before + 10));
+}
+
+TEST_F(ViewProcessTest, HearsOfChangesWhileItRestsAndRestsOn) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    _view->setRunning(false);
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    WallpaperChoice choice;
+    choice.petals = 9;
+    for (int i = 0; i < 1000; ++i) {
+        _view->set(choice);
+        NSRunLoop::mainRunLoop().runForSeconds(0.001);
+    }
+    EXPECT_TRUE(serveUntil([&] { return _view->petals() == 9U; }));
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    const double used = _view->cpuTime();
+    NSRunLoop::mainRunLoop().runForSeconds(1);
+    EXPECT_EQ(_view->cpuTime(), used);
+    EXPECT_FALSE(_reason);
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItFloodsUsWithReports) {
+    beginHostile("flood-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("says what makes no sense"));
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItShowsPicturesThatNobodyAskedFor) {
+    _asksAgain = false;
+    beginHostile("intrude-in-frame");
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("says what makes no sense"));
+    EXPECT_EQ(_pictures, 1);
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItSaysThatItIsNotConfined) {
+    beginHostile("complain-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("says what makes no sense"));
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItHasTooManyThreads) {
+    beginHostile("multiply-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("has too many threads"));
+}
+
+TEST_F(ViewProcessTest, GetsNothingThatWeWereBegunWith) {
+    const int left = fcntl(STDOUT_FILENO, F_DUPFD, 200);
+    begin(shippedBundle("Lumivera.bundle"));
+    EXPECT_TRUE(hasDrawn(1)) << *_reason;
+    EXPECT_FALSE(std::filesystem::exists("/proc/" + std::to_string(_view->process()) + "/fd/" +
+                                         std::to_string(left)));
+    close(left);
+}
+
+TEST_F(ViewProcessTest, CannotTakeAllMemory) {
+    if (!kIsMemoryLimited) {
+        GTEST_SKIP() << "nothing limits the memory here";
+    }
+    beginHostile("allocate-in-frame");
+    EXPECT_TRUE(hasEnded());
+}
+
+TEST_F(ViewProcessTest, MayPrintAsMuchAsItLikes) {
+    beginHostile("print-in-frame");
+    EXPECT_TRUE(hasDrawn(150));
+}
+
+TEST_F(ViewProcessTest, ReachesNothingOutsideOfItself) {
+    std::ofstream(_folder.path() + "/secret") << "secret";
+    const std::string bundle = hostileBundle(_folder.path(), "reach-out-in-init");
+    const std::string description = contentsOf(bundle + "/description.plist");
+    begin(bundle);
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    EXPECT_EQ(contentsOf(bundle + "/description.plist"), description);
+    EXPECT_FALSE(std::filesystem::exists(bundle + "/written"));
+    EXPECT_FALSE(std::filesystem::exists(_folder.path() + "/written"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/written"));
+}
+
+TEST_F(ViewProcessTest, DoesNotLoadALibraryThatOthersCanWrite) {
+    const std::string bundle = hostileBundle(_folder.path(), "harmless");
+    chmod(bundle.c_str(), 0777);
+    begin(bundle);
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("can be written by others"));
+    EXPECT_TRUE(_isHopeless);
+}
+
+TEST_F(ViewProcessTest, LoadsAnyLibraryWhenToldToTrustIt) {
+    const std::string bundle = hostileBundle(_folder.path(), "harmless");
+    chmod(bundle.c_str(), 0777);
+    begin(bundle, {}, true);
+    EXPECT_TRUE(hasDrawn(1)) << *_reason;
+}
+
+TEST_F(ViewProcessTest, EndsWithItsHost) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(1));
+    const pid_t process = _view->process();
+    _view.reset();
+    EXPECT_NE(kill(process, 0), 0) << "neither running nor waited for";
+}
+
+} // namespace

@@ -1,0 +1,111 @@
+#include "Host/Playing/WallpaperStage.h"
+
+#include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Platform/Foundation/TemporaryFolder.h"
+#include "Tests/Support/SimulatedTime.h"
+
+#include "Platform/UIKit/UIScreen.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+using namespace Lumivera;
+
+namespace {
+
+class WallpaperStageTest : public SimulatedTimeTest {
+  protected:
+    void TearDown() override {
+        loop().setObservers(nullptr, nullptr);
+        _stage.reset();
+        SimulatedTimeTest::TearDown();
+        UIScreen::setMainScreen(nullptr);
+    }
+
+    void open(const std::string &wallpaper) {
+        _bundle.emplace(testBundle(_folder.path(), wallpaper));
+        _settings.size = {100, 150};
+        _stage.emplace(*_bundle, _settings);
+        loop().setObservers([this] { _stage->callOutBegins(); },
+                            [this] { _stage->callOutEnded(); });
+    }
+
+    DeskTopView &view() { return _stage->view(); }
+
+    LogRecorder _log;
+    TemporaryFolder _folder;
+    WallpaperSettings _settings;
+    std::optional<WallpaperBundle> _bundle;
+    std::optional<WallpaperStage> _stage;
+};
+
+TEST_F(WallpaperStageTest, MakesTheScreenAsTheSettingsSay) {
+    _settings.density = 2;
+    open("TinyWallpaper");
+    EXPECT_EQ(UIScreen::mainScreen()->bounds(), CGRectMake(0, 0, 100, 150));
+    EXPECT_EQ(UIScreen::mainScreen()->scale(), 2);
+    EXPECT_EQ(view().frame(), CGRectMake(0, 0, 100, 150));
+}
+
+TEST_F(WallpaperStageTest, GivesTheScreenItsNewSizeAtOnce) {
+    open("TinyWallpaper");
+    runForSeconds(1);
+    _stage->resize({200, 90}, 3);
+    EXPECT_EQ(UIScreen::mainScreen()->bounds(), CGRectMake(0, 0, 200, 90));
+    EXPECT_EQ(UIScreen::mainScreen()->scale(), 3);
+    EXPECT_EQ(_stage->root().frame(), CGRectMake(0, 0, 200, 90));
+}
+
+TEST_F(WallpaperStageTest, KeepsTheViewWhenTheSizeIsTheSame) {
+    open("TinyWallpaper");
+    runForSeconds(1);
+    const Retained<DeskTopView> old(&view());
+    _stage->resize({100, 150}, 1);
+    runForSeconds(2);
+    EXPECT_EQ(&view(), old.get());
+}
+
+TEST_F(WallpaperStageTest, KeepsTheOffsetInAFreshView) {
+    open("TinyWallpaper");
+    runForSeconds(1);
+    _stage->setRunning(false);
+    _stage->scrollBy(-30);
+    const Retained<DeskTopView> old(&view());
+    _stage->resize({200, 90}, 1);
+    runForSeconds(2);
+    ASSERT_NE(&view(), old.get());
+    EXPECT_EQ(view().offset(), -30);
+    EXPECT_FALSE(view().isAnimating());
+}
+
+TEST_F(WallpaperStageTest, ShowsAFreshStillWallpaperInTheEnd) {
+    open("StillWallpaper");
+    runForSeconds(1);
+    const Retained<DeskTopView> old(&view());
+    _stage->resize({200, 90}, 1);
+    runForSeconds(0.5);
+    EXPECT_EQ(&view(), old.get());
+    runForSeconds(15);
+    EXPECT_NE(&view(), old.get());
+    EXPECT_FALSE(view().isHidden());
+    EXPECT_EQ(_stage->root().subviewCount(), 1u);
+}
+
+TEST_F(WallpaperStageTest, LeavesNothingPendingWhenItGoesWhileItsSizeSettles) {
+    open("TinyWallpaper");
+    runForSeconds(1);
+    _stage->resize({200, 90}, 1);
+    loop().setObservers(nullptr, nullptr);
+    _stage.reset();
+    EXPECT_EQ(loop().nextDeadline(), Clock::kNever);
+}
+
+TEST_F(WallpaperStageTest, IgnoresTheKeysForPetalsWithoutAny) {
+    open("TinyWallpaper");
+    runForSeconds(1);
+    _stage->changePetalCount(10);
+    EXPECT_EQ(view().speedLevel(), 0);
+}
+
+} // namespace

@@ -1,0 +1,70 @@
+#include "Tests/Host/Programs/ProgramWindowTest.h"
+
+#include "Platform/CoreGraphics/CGImageDecoding.h"
+
+#include <cmath>
+#include <csignal>
+#include <cstring>
+#include <sstream>
+#include <unistd.h>
+
+void ProgramWindowTest::SetUp() {
+    if (!isInstalled("Xvfb") || !isInstalled("xdotool") || !isInstalled("import")) {
+        GTEST_SKIP() << "Xvfb, xdotool or imagemagick is not installed";
+    }
+    _screen.emplace();
+    ASSERT_NE(_screen->name(), "") << "Xvfb does not start";
+}
+
+void ProgramWindowTest::TearDown() {
+    if (_process > 0) {
+        kill(_process, SIGKILL);
+        ProgramRun::waitFor(_process);
+    }
+}
+
+void ProgramWindowTest::start(const std::vector<std::string> &arguments,
+                              const std::vector<std::string> &environment) {
+    ProgramRun::Options options;
+    options.environment = {"DISPLAY=" + _screen->name(), "WAYLAND_DISPLAY", "SDL_VIDEODRIVER"};
+    options.environment.insert(options.environment.end(), environment.begin(), environment.end());
+    options.folder = _folder.path();
+    _process = ProgramRun::begin(arguments, options, STDOUT_FILENO, STDERR_FILENO);
+}
+
+void ProgramWindowTest::findWindow(const std::string &title) {
+    ASSERT_TRUE(eventually([&] {
+        _window = _screen->run("xdotool search --onlyvisible --name '" + title + "'");
+        _window.resize(strcspn(_window.c_str(), "\n"));
+        return !_window.empty();
+    })) << "no window is called "
+        << title;
+}
+
+int ProgramWindowTest::end(int signal) {
+    kill(_process, signal);
+    return waitForEnd();
+}
+
+int ProgramWindowTest::waitForEnd() {
+    const int status = ProgramRun::waitFor(_process);
+    _process = -1;
+    return status;
+}
+
+void ProgramWindowTest::click(double x, double y) const {
+    xdotool("mousemove --window " + _window + " " + std::to_string(std::lround(x)) + " " +
+            std::to_string(std::lround(y)) + " click 1");
+}
+
+void ProgramWindowTest::resize(int width, int height) const {
+    xdotool("windowsize " + _window + " " + std::to_string(width) + " " + std::to_string(height));
+}
+
+Retained<CGImage> ProgramWindowTest::picture() const {
+    const std::string path = _folder.pathOf("screen.png");
+    _screen->run("import -window " + _window + " png:" + path);
+    const std::string bytes = contentsOf(path);
+    return CGImageCreateWithData(
+        {reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()});
+}

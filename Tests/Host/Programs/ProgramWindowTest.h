@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/Foundation/Retained.h"
+#include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Host/Programs/VirtualScreen.h"
+#include "Tests/Platform/Foundation/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The program on a real, virtual screen. Skips where the tools for that are missing.
+class ProgramWindowTest : public ::testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /// Begins the program in a folder of its own.
+    void start(const std::vector<std::string> &arguments,
+               const std::vector<std::string> &environment = {});
+
+    /// Waits for the window of that title; fails the test when there is none.
+    void findWindow(const std::string &title);
+
+    /// Ends the program with the signal, or waits for it to end by itself; its exit status.
+    int end(int signal);
+    int waitForEnd();
+
+    void xdotool(const std::string &arguments) const { _screen->run("xdotool " + arguments); }
+    void focus() const { xdotool("windowfocus --sync " + _window); }
+    void press(const std::string &key) const { xdotool("key --window " + _window + " " + key); }
+    void click(double x, double y) const;
+    void resize(int width, int height) const;
+
+    /// What the window shows.
+    Retained<CGImage> picture() const;
+
+    const std::string &window() const { return _window; }
+    pid_t process() const { return _process; }
+
+    TemporaryFolder _folder;
+
+  private:
+    std::optional<VirtualScreen> _screen;
+    std::string _window;
+    pid_t _process = -1;
+};
