@@ -1,5 +1,4 @@
-# Debian's compiler and libraries for 64-bit Arm, installed beside this machine's own; what is built
-# runs under emulation.
+# Cross-compiles for 64-bit Arm with Debian's compiler and libraries; an emulator runs the programs.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)

@@ -1,4 +1,4 @@
-# The libraries we stand on; Docs/dependencies.md says why each was chosen.
+# The libraries that we use; Docs/dependencies.md says why each was chosen.
 
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)

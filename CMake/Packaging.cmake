@@ -1,4 +1,4 @@
-# `cpack` in the build folder makes a Debian package of what is installed.
+# `cpack` in the build folder makes a Debian package of the installed files.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME lumivera)
@@ -17,8 +17,8 @@ set(CPACK_DEBIAN_PACKAGE_SECTION x11)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS ffmpeg)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-# The libraries that others must bring are found by looking at the programs; those of our own lie
-# in the package.
+# dpkg-shlibdeps reads from the programs which packages they need, and looks for our own libraries in
+# the build folder.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 

@@ -1,4 +1,4 @@
-# How everything is compiled, and where it lands.
+# Compiler options, and the folders that programs and libraries are written to.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -14,13 +14,13 @@ endif()
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g -D_GLIBCXX_ASSERTIONS")
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 
-# Contracted multiply-adds would make the petals' paths depend on the processor.
+# With fused multiply-adds the petals' paths would depend on the processor.
 add_compile_options(-ffp-contract=off -Wall -Wextra)
 include_directories(${PROJECT_SOURCE_DIR})
 
 set(LUMIVERA_SANITIZE "" CACHE STRING "Value for -fsanitize=, such as address or thread")
 if(LUMIVERA_SANITIZE)
-    # The sanitizers' checks hide from g++ that a value is set, so its warning would be wrong.
+    # With the sanitizers' checks in between, g++ warns wrongly that values may not be initialised.
     add_compile_options(-fsanitize=${LUMIVERA_SANITIZE} -fno-sanitize-recover=all
                         -fno-omit-frame-pointer
                         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
@@ -40,8 +40,8 @@ if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
 endif()
 
-# The build tree has the shape of the installed tree, so that the program finds its library and
-# its wallpapers the same way in both.
+# The build tree is laid out as the installed tree, so that the program finds its libraries and
+# wallpapers by the same relative paths in both.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)

@@ -1,11 +1,12 @@
-# Wayland's protocols as code. Lumivera uses a few that are in no package; those it brings itself.
+# Generates code from Wayland's protocol descriptions. Those that no package has lie in Protocols
+# folders of the sources.
 
 pkg_get_variable(WAYLAND_SCANNER wayland-scanner wayland_scanner)
 pkg_get_variable(WAYLAND_PROTOCOLS wayland-protocols pkgdatadir)
 
 # lumivera_wayland_protocols(TARGET SIDES client|server... [CODE] PROTOCOLS file...)
-# A library of headers <NAME-client-protocol.h> or <NAME-server-protocol.h> and, with CODE, of what
-# the headers declare, which a program may hold only once. Their warnings are none of ours.
+# Makes a library of the headers <NAME-client-protocol.h> or <NAME-server-protocol.h>. With CODE it
+# also defines what the headers declare; a program may link only one such library of a protocol.
 function(lumivera_wayland_protocols TARGET)
     cmake_parse_arguments(PARSE_ARGV 1 arg "CODE" "" "SIDES;PROTOCOLS")
     set(folder ${CMAKE_CURRENT_BINARY_DIR}/${TARGET})
@@ -22,7 +23,8 @@ function(lumivera_wayland_protocols TARGET)
             list(APPEND generated ${header})
         endforeach()
         if(arg_CODE)
-            # The code is C; a header before it makes it C++ that links like C.
+            # The generated code is C. Behind the header, which declares its symbols extern "C", it
+            # compiles as C++.
             list(GET arg_SIDES 0 side)
             set(source ${folder}/${name}-protocol.cpp)
             file(CONFIGURE OUTPUT ${source} CONTENT

@@ -17,13 +17,16 @@ namespace {
 namespace fs = std::filesystem;
 
 std::vector<fs::path> inputsAt(const fs::path &path) {
-    if (!fs::is_directory(path))
+    if (!fs::is_directory(path)) {
         return {path};
+    }
     std::vector<fs::path> inputs;
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(path))
-        if (entry.is_regular_file())
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(path)) {
+        if (entry.is_regular_file()) {
             inputs.push_back(entry.path());
-    // Folders list in any order; a failure should come at the same place every time.
+        }
+    }
+    // A folder lists its files in any order; sorted, every run fails at the same input.
     std::sort(inputs.begin(), inputs.end());
     return inputs;
 }
@@ -47,8 +50,9 @@ int main(int argc, char **argv) {
     int count = 0;
     for (int i = 1; i < argc; ++i) {
         for (const fs::path &input : inputsAt(argv[i])) {
-            if (!replay(input))
+            if (!replay(input)) {
                 return 1;
+            }
             ++count;
         }
     }

@@ -2,6 +2,9 @@
 # package-test.sh BUILD_FOLDER: makes the Debian package, and checks that it names what it needs and
 # holds a program that runs.
 set -euo pipefail
+for tool in dpkg-deb dpkg-shlibdeps; do
+    command -v "$tool" >/dev/null || { echo "needs $tool"; exit 77; }
+done
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cpack --config "$1/CPackConfig.cmake" -G DEB -B "$folder" >"$folder/log" 2>&1 ||

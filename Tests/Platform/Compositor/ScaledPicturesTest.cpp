@@ -18,7 +18,7 @@ Retained<CGImage> noise(int width, int height, std::uint32_t alpha, std::mt19937
 ColumnPicture columnsOf(const CGImage &image, const DeviceRect &area) {
     ColumnPicture columns(area);
     const Picture picture = Picture::whole(image);
-    for (int y = area.top; y < area.bottom; y++) {
+    for (int y = area.top; y < area.bottom; ++y) {
         columns.setRow(y, picture.at(0, y - area.top));
     }
     return columns;
@@ -31,8 +31,8 @@ TEST(ColumnPicture, HasThePixelsOfItsRows) {
     const DeviceRect area{21, 3, 70, 12};
     const auto image = noise(area.width(), area.height(), 0xFF000000, random);
     const ColumnPicture columns = columnsOf(*image, area);
-    for (int y = area.top; y < area.bottom; y++) {
-        for (int x = area.left; x < area.right; x++) {
+    for (int y = area.top; y < area.bottom; ++y) {
+        for (int x = area.left; x < area.right; ++x) {
             EXPECT_EQ(*columns.at(x, y), *Picture::whole(*image).at(x - area.left, y - area.top));
         }
     }
@@ -62,7 +62,7 @@ TEST(ColumnPicture, BeginsWhereTheProcessorsMemoryDoes) {
 TEST(ColumnPicture, IsDrawnAsThePictureThatItHolds) {
     std::mt19937 random(7);
     const auto below = [&](int count) { return static_cast<int>(random() % unsigned(count)); };
-    for (int round = 0; round < 400; round++) {
+    for (int round = 0; round < 400; ++round) {
         const DeviceRect device{0, 0, 1 + below(2500), 1 + below(20)};
         const int left = below(device.right);
         const int top = below(device.bottom);
@@ -73,7 +73,7 @@ TEST(ColumnPicture, IsDrawnAsThePictureThatItHolds) {
         const auto image = noise(area.width(), area.height(), alpha, random);
         CellMask mask;
         mask.reset(whole);
-        for (int i = 0; i < 40; i++) {
+        for (int i = 0; i < 40; ++i) {
             const int from = whole.left + below(whole.width());
             mask.add(whole.top + below(whole.height()), from, from + 1 + below(whole.right - from));
         }

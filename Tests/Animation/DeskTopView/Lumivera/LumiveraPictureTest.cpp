@@ -113,7 +113,7 @@ TEST_F(LumiveraPicture, IsTheSameWhereOnlyWhatChangedIsDrawn) {
     }
     Screen whole(PixelKernels::plain());
     int drawnInParts = 0;
-    for (int frame = 0; frame < 2000; frame++) {
+    for (int frame = 0; frame < 2000; ++frame) {
         act();
         runForSeconds(kFrame);
         whole.show(view(), true);
@@ -132,7 +132,7 @@ TEST_F(LumiveraPicture, TakesNoMemoryAfterTheFirstSecond) {
     start(120);
     Screen screen(PixelKernels::best());
     const auto runFrames = [&](int count) {
-        for (int frame = 0; frame < count; frame++) {
+        for (int frame = 0; frame < count; ++frame) {
             runForSeconds(kFrame);
             screen.show(view());
         }
