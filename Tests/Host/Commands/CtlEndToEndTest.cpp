@@ -1,8 +1,8 @@
 #include "Host/Commands/CtlCommand.h"
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Tests/Host/Desktop/Control/FakeTarget.h"
-#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
 #include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Host/Support/RealTimeLoop.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gmock/gmock.h>

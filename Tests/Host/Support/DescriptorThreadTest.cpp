@@ -1,6 +1,6 @@
 #include "Host/Support/DescriptorThread.h"
 
-#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
+#include "Tests/Host/Support/RealTimeLoop.h"
 
 #include <gtest/gtest.h>
 

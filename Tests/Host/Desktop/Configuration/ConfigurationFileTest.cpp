@@ -1,7 +1,7 @@
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Support/HostError.h"
-#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
 #include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Host/Support/RealTimeLoop.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gmock/gmock.h>

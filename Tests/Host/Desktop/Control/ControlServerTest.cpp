@@ -4,7 +4,7 @@
 #include "Host/Support/DeferredCall.h"
 #include "Tests/Host/Desktop/Control/FakeTarget.h"
 #include "Tests/Host/Desktop/Control/RawClient.h"
-#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
+#include "Tests/Host/Support/RealTimeLoop.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gmock/gmock.h>

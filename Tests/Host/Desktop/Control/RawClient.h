@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
+#include "Tests/Host/Support/RealTimeLoop.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,8 +1,8 @@
 #include "Host/Desktop/Isolation/ViewProcess.h"
 
 #include "Tests/Host/Desktop/Isolation/HostileBundle.h"
-#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
 #include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Host/Support/RealTimeLoop.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 

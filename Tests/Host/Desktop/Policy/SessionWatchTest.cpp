@@ -1,6 +1,6 @@
 #include "Host/Desktop/Policy/SessionWatch.h"
-#include "Tests/Host/Desktop/Isolation/RealTimeLoop.h"
 #include "Tests/Host/Desktop/Policy/FakeSystem.h"
+#include "Tests/Host/Support/RealTimeLoop.h"
 
 #include <gtest/gtest.h>
 
