@@ -248,7 +248,7 @@ TEST_F(BadInput, KeepsLineEndsInNamesOutOfTheLine) {
     expectRefused(_folder.pathOf("two\nlines.bundle"), "two?lines.bundle");
 }
 
-/// Renders with a limit on the size of files that stands in for a full disk.
+/// Renders with a limit on file sizes, which takes the place of a full disk.
 class FullDisk : public ::testing::TestWithParam<const char *> {};
 
 TEST_P(FullDisk, LeavesNothingBehind) {

@@ -32,7 +32,7 @@ std::string textOf(int file) {
     return text;
 }
 
-/// The program beside a host of the test's own.
+/// The real program, which talks to a control server in the test.
 class CtlEndToEndTest : public ::testing::Test {
   protected:
     Result ctl(std::vector<std::string> arguments) {

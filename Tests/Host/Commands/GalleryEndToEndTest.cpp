@@ -28,7 +28,7 @@ class GalleryCommandTest : public ::testing::Test {
         return {arguments, options};
     }
 
-    /// The bytes of what was made under that name.
+    /// The bytes of the output file of that name.
     std::string made(const std::string &name, std::vector<std::string> more) {
         more.insert(more.end(), {"-o", _folder.pathOf(name)});
         const auto run = gallery(more);
@@ -93,8 +93,8 @@ TEST_F(GalleryCommandTest, MultipliesTheSizeByTheDensity) {
     }
 }
 
-/// Six moments of every view animation, over a whole pass. The lines of the letters may come out a
-/// little different from another version of the drawing library.
+/// Shows six moments of every view animation over a whole pass. Another version of the drawing
+/// library may draw the letters' outlines slightly differently.
 TEST_F(GalleryCommandTest, MakesTheSheetThatIsStored) {
     made("sheet.png", {"--size", "1440x880"});
     const auto sheet = picture("sheet.png");
@@ -174,7 +174,7 @@ TEST_F(GalleryCommandTest, TellsHowToSeeItWithoutADisplay) {
     expectRefusal(run, 1, "lumivera gallery -o");
 }
 
-// The sine of another machine may round the last bit of a sample the other way.
+// Another machine's sine may round the last bit of a sample differently.
 TEST_F(GalleryCommandTest, HasTheChimeThatItsProgramMakes) {
     if (!isInstalled("python3")) {
         GTEST_SKIP() << "python3 is not installed";

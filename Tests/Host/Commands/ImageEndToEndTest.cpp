@@ -46,7 +46,7 @@ class ImageCommand : public ::testing::Test {
         return {bitmap.pixels(), bitmap.pixels() + bitmap.width() * bitmap.height()};
     }
 
-    /// What the operation makes of the four corners.
+    /// The four corners after the operation.
     Pixels result(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin() + 1, fourCorners());
         arguments.insert(arguments.end(), {"-o", out()});

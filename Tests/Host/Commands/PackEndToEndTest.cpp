@@ -27,7 +27,7 @@ class Pack : public ::testing::Test {
         EXPECT_THAT(run.errors(), HasSubstr(words));
     }
 
-    /// A pack with one entry, whatever its key.
+    /// A pack with one entry of any key.
     std::string packWithKey(const std::string &key) {
         const std::string path = _folder.pathOf("made.pack");
         const std::vector<std::uint8_t> value{1, 2, 3};
@@ -36,7 +36,7 @@ class Pack : public ::testing::Test {
         return path;
     }
 
-    /// A pack with these keys and values, whatever they are.
+    /// A pack with these keys and values, valid or not.
     std::string packOf(const std::vector<std::pair<std::string, std::string>> &entries) {
         std::string bytes = integer(entries.size());
         for (const auto &[key, value] : entries) {

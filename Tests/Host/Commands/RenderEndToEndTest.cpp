@@ -87,7 +87,7 @@ TEST_F(Render, RepeatsTheTraceAndThePictureOfAMinuteByteForByte) {
     EXPECT_EQ(std::count(trace.begin(), trace.end(), '\n'), 2400);
     EXPECT_GT(picture.size(), 10000u);
     const auto [traceAgain, pictureAgain] = render("second");
-    // Not EXPECT_EQ, which would print them.
+    // EXPECT_EQ would print all the bytes.
     EXPECT_TRUE(traceAgain == trace);
     EXPECT_TRUE(pictureAgain == picture);
 }
@@ -147,7 +147,7 @@ TEST_F(Render, TracesFramesFromTheMomentTheResourcesAreLoaded) {
     EXPECT_EQ(lines[2]["time"].get<double>(), 1000.55);
 }
 
-/// What one petal does from its making up to the first step, by the rules of its motion.
+/// What one petal does from its creation to its first step, calculated by the rules of its motion.
 struct HandMadePetal {
     std::string name;
     double x = 0;
@@ -258,7 +258,7 @@ TEST_F(Render, BlowsPetalsAwayFromATap) {
     script << R"({"events": [{"frame": 4, "tap": [)" << x << "," << y << "]}]}";
     const auto tapped = trace({"--frames", "5", "--seed", "3"}, script.str());
     EXPECT_EQ(tapped.at(3)["layers"], still.at(3)["layers"]);
-    // A push of 2 points a step, less the first step's wear.
+    // A push moves it by 2 points a step, less the first step's damping.
     EXPECT_NEAR(tapped.at(4)["layers"][2][0][1].get<double>(),
                 still.at(4)["layers"][2][0][1].get<double>() - 1.98, 1e-5);
 }

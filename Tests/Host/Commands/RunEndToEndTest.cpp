@@ -4,28 +4,25 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <filesystem>
 #include <optional>
 #include <sstream>
-#include <thread>
-#include <utility>
 
-// The program on a real, virtual screen: what is waited for is polled, with a limit that only a
+// The program on a virtual screen. Tests poll for what they wait for, with a limit that only a
 // failure reaches.
 
 namespace {
 
 using Json = nlohmann::json;
 
-// Points: how far a push takes a petal sideways at least, and how far its picture can reach from
-// its middle.
+// In points: the least distance that a push moves a petal sideways, and the farthest that its
+// picture reaches from its centre.
 constexpr double kBlownAway = 50;
 constexpr double kPetalRadius = 20;
 
-/// The parameter says by which library the window is opened.
+/// The parameter is the environment variable that selects the library that opens the window.
 class Window : public ProgramWindowTest, public ::testing::WithParamInterface<std::string> {
   protected:
     void start(const std::vector<std::string> &more) {
@@ -35,7 +32,7 @@ class Window : public ProgramWindowTest, public ::testing::WithParamInterface<st
         ProgramWindowTest::start(arguments, {GetParam()});
     }
 
-    /// Starts it and waits for its first frame.
+    /// Starts the program and waits for its first frame.
     void begin(const std::vector<std::string> &more = {}) {
         start(more);
         ASSERT_TRUE(eventually([this] { return !lines().empty(); })) << "no frame was shown";
@@ -44,7 +41,7 @@ class Window : public ProgramWindowTest, public ::testing::WithParamInterface<st
 
     std::string trace() const { return _folder.pathOf("trace"); }
 
-    /// The whole lines of the trace so far.
+    /// The complete lines of the trace so far.
     std::vector<std::string> lines() const {
         std::istringstream text(contentsOf(trace()));
         std::vector<std::string> result;
@@ -59,20 +56,10 @@ class Window : public ProgramWindowTest, public ::testing::WithParamInterface<st
         return eventually([&] { return lines().size() >= before + more; });
     }
 
-    /// Waits until no frame comes for a while.
-    bool waitForStillness() const {
-        std::size_t before = 0;
-        return eventually([&] {
-            const std::size_t last = std::exchange(before, lines().size());
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            return last == before && lines().size() == before;
-        });
-    }
-
     void pause() const {
         focus();
         press("space");
-        ASSERT_TRUE(waitForStillness());
+        ASSERT_TRUE(comesToRest(process()));
     }
 };
 
@@ -80,7 +67,7 @@ double distance(const Json &petal, double x, double y) {
     return std::hypot(petal[1].get<double>() - x, petal[2].get<double>() - y);
 }
 
-/// A petal of a trace line: the layer, and its place in it.
+/// The position of a petal in a trace line: the layer, and the index in it.
 struct PetalPlace {
     std::size_t layer = 0;
     std::size_t index = 0;
@@ -102,7 +89,7 @@ PetalPlace petalNearTheMiddle(const Json &line) {
     return best.value();
 }
 
-/// Pixels that differ between two pictures of the window, within a box around a point.
+/// How many pixels differ between two pictures of the window, within a box around a point.
 std::size_t changedPixels(const CGImage &first, const CGImage &second, double x, double y,
                           double halfWidth, double halfHeight) {
     const auto within = [](double value, double end) {
@@ -139,7 +126,7 @@ TEST_P(Window, EndsByItselfAfterTheSeconds) {
     EXPECT_EQ(waitForEnd(), 0);
 }
 
-// One petal over a picture that stands still, so that what changes beside it is the petal.
+// With one petal over a still background, only the petal changes the picture.
 TEST_P(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     begin({"--speed", "1", "--count", "1"});
     pause();
@@ -147,7 +134,7 @@ TEST_P(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     const PetalPlace petal = petalNearTheMiddle(before);
     const double x = petal.in(before)[1].get<double>();
     const auto pictureBefore = picture();
-    // Towards the middle, where there is room.
+    // The petal is pushed towards the middle of the window, where it has room.
     const double side = x > 200 ? -1 : 1;
     click(x - side * 15, petal.in(before)[2].get<double>());
     press("space");
@@ -182,14 +169,7 @@ TEST_P(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
     begin();
     ASSERT_TRUE(waitForFrames(10));
     xdotool("windowunmap --sync " + window());
-    ASSERT_TRUE(waitForStillness());
-    const std::size_t frames = lines().size();
-    EXPECT_TRUE(eventually([this] {
-        const long before = activityOf(process());
-        std::this_thread::sleep_for(std::chrono::seconds(1));
-        return activityOf(process()) == before;
-    }));
-    EXPECT_EQ(lines().size(), frames);
+    EXPECT_TRUE(comesToRest(process()));
     xdotool("windowmap " + window());
     EXPECT_TRUE(waitForFrames(10));
     EXPECT_EQ(end(SIGTERM), 0);

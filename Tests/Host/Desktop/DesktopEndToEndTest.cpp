@@ -20,7 +20,7 @@ namespace {
 
 using nlohmann::json;
 
-/// The real host on an output that nobody sees.
+/// The real host on an output without a screen.
 class DesktopEndToEndTest : public DesktopProgramTest {
   protected:
     void configure(const std::string &text) {

@@ -23,7 +23,7 @@ constexpr SurfaceGeometry kGeometry{100, 50, 1};
 const std::string kLeft = "LEFT";
 const std::string kRight = "RIGHT";
 
-/// Two outputs without a screen, views that do what the test says, and simulated time.
+/// Two outputs without a screen, with fake views and simulated time.
 class DesktopHostTest : public SimulatedTimeTest {
   protected:
     DesktopHostTest() {

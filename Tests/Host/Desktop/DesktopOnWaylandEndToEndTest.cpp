@@ -21,7 +21,7 @@ constexpr std::uint32_t kGreen = 0xFF20A020;
 bool isRed(std::uint32_t pixel) { return (pixel & 0xFFFF00FF) == 0xFFFF0000; }
 bool isBlue(std::uint32_t pixel) { return (pixel & 0xFFFF00FF) == 0xFF0000FF; }
 
-/// The real host behind the windows of a real compositor.
+/// The real host on a real compositor, with windows in front of the wallpaper.
 class DesktopOnWayland : public DesktopProgramTest, public ::testing::WithParamInterface<Kind> {
   protected:
     void startBeacon(Kind kind, const HeadlessCompositor *parent = nullptr) {
@@ -72,7 +72,8 @@ class DesktopOnWayland : public DesktopProgramTest, public ::testing::WithParamI
         });
     }
 
-    /// Whether the output shows the very pixels that the view has drawn, while it rests.
+    /// Whether the output shows exactly the pixels that the view has drawn, while the view is
+    /// paused.
     void expectSharp() {
         EXPECT_EQ(ctl({"pause"}).status(), 0);
         const auto isSame = [this] {

@@ -16,8 +16,8 @@ using nlohmann::json;
 constexpr int kWidth = 800;
 constexpr int kHeight = 600;
 
-/// The real host behind the windows of a screen of the test's own; whether a compositing manager
-/// runs there as well is the parameter.
+/// The real host on a virtual screen, with windows in front of the wallpaper. The parameter says
+/// whether a compositing manager runs there too.
 class DesktopOnX11EndToEndTest : public DesktopProgramTest,
                                  public ::testing::WithParamInterface<bool> {
   protected:
@@ -50,7 +50,7 @@ class DesktopOnX11EndToEndTest : public DesktopProgramTest,
         ASSERT_TRUE(statusBecomes([](json output) { return output["frames"] > 3; })) << log();
     }
 
-    /// Opens a white window; its number.
+    /// Opens a white window and returns its number.
     std::string openWindow(const std::string &title, const std::vector<std::string> &more = {}) {
         std::vector<std::string> arguments{"xterm", "-T", title,   "-bg",
                                            "white", "-e", "sleep", "1000"};

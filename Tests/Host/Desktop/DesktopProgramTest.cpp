@@ -18,8 +18,8 @@ using nlohmann::json;
 
 constexpr auto kIdleTime = std::chrono::seconds(10);
 
-/// What a process may show of activity in that time though it does nothing: the thread sanitizer
-/// has a thread of its own that wakes ten times a second.
+/// The activity that an idle process may show in that time: the thread sanitizer has a thread of
+/// its own that wakes ten times a second.
 #ifdef __SANITIZE_THREAD__
 constexpr long kIdleActivity = 1;
 #else
@@ -93,15 +93,12 @@ json DesktopProgramTest::status() {
 
 bool DesktopProgramTest::statusBecomes(const std::function<bool(json output)> &condition,
                                        double seconds) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (std::chrono::steady_clock::now() < end) {
-        const json output = status();
-        if (!output.empty() && condition(output)) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return false;
+    return eventually(
+        [&] {
+            const json output = status();
+            return !output.empty() && condition(output);
+        },
+        seconds);
 }
 
 Retained<CGImage> DesktopProgramTest::picture() {

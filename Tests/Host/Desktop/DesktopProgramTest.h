@@ -13,44 +13,44 @@
 #include <string>
 #include <vector>
 
-/// The real host in folders of the test's own, spoken to as its users do.
+/// Runs the real host in temporary folders and talks to it as users do.
 class DesktopProgramTest : public ::testing::Test {
   protected:
     void TearDown() override;
 
-    /// Begins `lumivera desktop`. Without a display of the test's own there is none.
+    /// Starts `lumivera desktop`. It has no display unless the environment names one.
     void start(const std::vector<std::string> &arguments,
                const std::vector<std::string> &environment = {});
     void startHeadless(std::vector<std::string> arguments);
 
-    /// Asks it to quit, or ends it with the signal; its exit status.
+    /// Asks the host to quit, or ends it with the signal; returns its exit status.
     int quit();
     int end(int signal);
 
-    /// Its exit status, once it ends by itself.
+    /// Waits until the host ends by itself; returns its exit status.
     int waitForEnd();
 
-    /// What `lumivera ctl` says, once the host listens.
+    /// Runs `lumivera ctl` as soon as the host listens.
     ProgramRun ctl(std::vector<std::string> arguments);
 
-    /// Of the first output; an empty object without one.
+    /// The status of the first output; an empty object without one.
     nlohmann::json status();
 
     /// Polls the status until the condition holds.
     bool statusBecomes(const std::function<bool(nlohmann::json output)> &condition,
                        double seconds = 60);
 
-    /// What the first output shows; null for nothing.
+    /// A picture of what the first output shows; null when it shows nothing.
     Retained<CGImage> picture();
 
-    /// True when no thread of the host and of the processes that it has begun wakes for ten
-    /// seconds, once what was under way has ended.
+    /// Waits until what was under way has ended. True when no thread of the host and of its child
+    /// processes then wakes for ten seconds.
     bool usesNoProcessor() const;
 
-    /// The processes that it has begun.
+    /// The host's child processes.
     std::vector<pid_t> children() const { return childrenOf(_process); }
 
-    /// What it has printed on stderr so far.
+    /// What the host has written to stderr so far.
     std::string log() const { return contentsOf(_folder.path() + "/log"); }
 
     pid_t process() const { return _process; }

@@ -29,7 +29,8 @@ std::size_t openDescriptors() {
     return count;
 }
 
-/// Everything that can happen to a host in two hours of a busy user, at random but repeatable.
+/// Everything that can happen to a host in two hours of use, in an order that is random but
+/// repeatable.
 class DesktopSoakTest : public SimulatedTimeTest {
   protected:
     DesktopSoakTest() {
@@ -66,7 +67,7 @@ class DesktopSoakTest : public SimulatedTimeTest {
         return choices[random(Count)];
     }
 
-    /// Every request is answered, whether it makes sense or not.
+    /// Sends a request and expects an answer, whether it makes sense or not.
     void ask(json request) {
         if (random(2) == 0) {
             request["output"] = anyOutput();
@@ -149,7 +150,8 @@ class DesktopSoakTest : public SimulatedTimeTest {
         }
     }
 
-    /// Nobody does anything for a while, and what is asked for can be shown.
+    /// Undoes everything that pauses the wallpaper, chooses a harmless bundle and waits until it is
+    /// shown.
     void calmDown() {
         _host->setConfiguration({});
         _host->setSession({});

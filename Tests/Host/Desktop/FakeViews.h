@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-/// Views that draw on whatever clock is in force, or end, as a test says for their bundle.
+/// Fake views that draw on the current clock, or end, as a test asks for each bundle.
 class FakeViews {
   public:
     struct Behaviour {
         double firstPicture = 0.6;
 
-        /// After the start; never without.
+        /// Time from the start until the view ends; it never ends when this is empty.
         std::optional<double> end;
         bool isHopeless = false;
 
@@ -25,10 +25,10 @@ class FakeViews {
 
     class View;
 
-    /// For the bundle of that path; otherwise it behaves well.
+    /// The behaviour of views of that bundle; views of other bundles do no harm.
     std::map<std::string, Behaviour> behaviours;
 
-    /// When true there can be no view.
+    /// When true, creating a view fails.
     bool isOutOfProcesses = false;
 
     Lumivera::ViewMaker maker() {
@@ -36,13 +36,13 @@ class FakeViews {
                       Lumivera::RemoteView::Listener &listener) { return make(request, listener); };
     }
 
-    /// Those that are there, the oldest first.
+    /// The live views, the oldest first.
     const std::vector<View *> &views() const { return _views; }
 
-    /// The bundles of all that were ever made.
+    /// The bundles of all views that were ever created.
     const std::vector<std::string> &made() const { return _made; }
 
-    /// The only view of a bundle; null when there is none.
+    /// The only live view of a bundle; null when there is none.
     View *view(const std::string &bundle) const;
 
   private:
@@ -98,7 +98,7 @@ class FakeViews::View final : public Lumivera::RemoteView {
     int scrollsFinished() const { return _scrollsFinished; }
     int frames() const { return _frames; }
 
-    /// Once for a whole picture.
+    /// Sent once for a whole picture.
     void endNow() { _end.callAfter(0); }
 
   private:

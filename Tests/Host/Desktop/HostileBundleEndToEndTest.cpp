@@ -18,13 +18,13 @@ using nlohmann::json;
 struct Deed {
     const char *name;
 
-    /// Part of what the log says of it; nothing for deeds that do no harm.
+    /// Text that the log must contain; null for deeds that do no harm.
     const char *reason;
 };
 
 void PrintTo(const Deed &deed, std::ostream *stream) { *stream << deed.name; }
 
-/// Everything that lies in a folder, with its size.
+/// Everything in a folder, with its size.
 std::set<std::string> listing(const std::string &folder) {
     std::set<std::string> found;
     for (const auto &entry : std::filesystem::recursive_directory_iterator(folder)) {
@@ -34,7 +34,7 @@ std::set<std::string> listing(const std::string &folder) {
     return found;
 }
 
-/// The host with a bundle whose library means no good.
+/// The host with a bundle whose library is hostile.
 class HostileBundleEndToEndTest : public DesktopProgramTest,
                                   public ::testing::WithParamInterface<Deed> {};
 

@@ -19,7 +19,7 @@ const std::string kAsked = "/asked";
 const std::string kGood = "/good";
 const std::string kShipped = "/shipped";
 
-/// An output without a screen, views that do what the test says, and simulated time.
+/// An output without a screen, with fake views and simulated time.
 class OutputShowTest : public SimulatedTimeTest, public OutputShow::Listener {
   protected:
     OutputShowTest() : _surface("TEST-1", kGeometry), _lastGood("") {}

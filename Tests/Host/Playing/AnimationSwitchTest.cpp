@@ -6,7 +6,7 @@ namespace {
 
 using Lumivera::AnimationSwitch;
 
-/// Starts by itself and counts its frames.
+/// A view that starts its own animation and counts its frames.
 class CountingView final : public DeskTopView {
   public:
     CountingView() : DeskTopView(CGRectMake(0, 0, 10, 10)) {}
@@ -25,13 +25,13 @@ class AnimationSwitchTest : public SimulatedTimeTest {
   protected:
     void TearDown() override {
         loop().setObservers(nullptr, nullptr);
-        // A view that has not loaded yet would begin later.
+        // A view that is not loaded yet would start later.
         runForSeconds(0.6);
         _view->stopAnimating();
         SimulatedTimeTest::TearDown();
     }
 
-    /// Frames within the next second.
+    /// How many frames the next second has.
     int framesInOneSecond() {
         const int before = _view->frames();
         runForSeconds(1);

@@ -9,8 +9,8 @@
 #include <mutex>
 #include <vector>
 
-/// A display in memory that waits on whatever clock is in force. Tests turn its knobs within
-/// call-outs of the main run loop, as a window system would.
+/// A fake display that waits on the current clock. Tests change it within call-outs of the main run
+/// loop, as a window system would.
 class FakeDisplay final : public Lumivera::Display {
   public:
     FakeDisplay(CGSize size, CGFloat density) : _size(size), _density(density) {}
@@ -20,7 +20,7 @@ class FakeDisplay final : public Lumivera::Display {
     CGFloat density() const override { return _density; }
     bool isVisible() const override { return _isVisible; }
 
-    /// Shows what it is told to; the rest stays as it was shown before, as on a real screen.
+    /// Copies the damaged parts; the rest stays as it was shown before, as on a real screen.
     void present(const Drawing &draw) override {
         const auto width = static_cast<std::size_t>(std::lround(_size.width * _density));
         const auto height = static_cast<std::size_t>(std::lround(_size.height * _density));
@@ -76,7 +76,7 @@ class FakeDisplay final : public Lumivera::Display {
     int presents() const { return _presents; }
     int fullScreenToggles() const { return _fullScreenToggles; }
 
-    /// Pictures with a black corner, where no background was drawn, since forgetPresents().
+    /// How many pictures since forgetPresents() have a black corner, where no background was drawn.
     int emptyPresents() const { return _emptyPresents; }
     void forgetPresents() { _presents = _emptyPresents = 0; }
 

@@ -33,7 +33,7 @@ class ScriptEventTest : public ::testing::Test {
         return dynamic_cast<Sakura &>(*view().subviewAtIndex(1 + layer)->subviewAtIndex(index));
     }
 
-    /// Puts a petal at 100, 100 and tells which way it was pushed since.
+    /// Puts a petal at (100, 100), so that a later push can be measured.
     Sakura &restingPetal() {
         Sakura &resting = petal(2, 0);
         resting.setCenter({100, 100});

@@ -23,14 +23,14 @@ namespace {
 
 constexpr CGSize kSize{100, 150};
 
-/// What happens so many seconds after what happened before.
+/// An action, and how many seconds after the previous one it happens.
 struct Step {
     double delay;
     std::function<void()> action;
 };
 
-/// Shows a wallpaper on a display in memory. A view loads after 0.5 s and then makes a frame every
-/// 25 ms.
+/// Shows a wallpaper on a fake display. A view loads after 0.5 s and then makes a frame every 25
+/// ms.
 class WallpaperShowTest : public SimulatedTimeTest {
   protected:
     void TearDown() override {
@@ -48,7 +48,7 @@ class WallpaperShowTest : public SimulatedTimeTest {
         _show.emplace(*_display, *_bundle, _options);
     }
 
-    /// Shows until the last step is done, or until the show ends by itself.
+    /// Runs the show until the last step is done, or until it ends by itself.
     void show(std::vector<Step> steps) {
         _steps = std::move(steps);
         _next = 0;
@@ -78,7 +78,7 @@ class WallpaperShowTest : public SimulatedTimeTest {
         return [this, key] { press(key); };
     }
 
-    /// Frames of the tiny wallpaper, which steps its offset.
+    /// How many frames the tiny wallpaper has made: it moves its offset by one point a frame.
     int frames() { return static_cast<int>(view().offset()); }
 
     Sakura &petal(NSUInteger layer, NSUInteger index) {
@@ -446,7 +446,7 @@ TEST_F(WallpaperShowTest, TracesALineAFrameWhileTheSizeChanges) {
            }},
           {1.5, [] {}}});
     ASSERT_NE(&view(), old.get());
-    // A view that is shown anew begins with the offset of before, after its first frame.
+    // A view that is loaded again gets the previous offset after its first frame.
     const int allFrames = static_cast<int>(old->offset()) + 1 + frames();
     EXPECT_EQ(static_cast<int>(traceLines().size()), allFrames);
 }

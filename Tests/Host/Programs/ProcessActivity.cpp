@@ -1,18 +1,25 @@
 #include "Tests/Host/Programs/ProcessActivity.h"
 
 #include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Host/Programs/VirtualScreen.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace {
 
-/// The fields of the process's status line from the third on, which is the first behind its name.
-std::vector<std::string> fieldsOf(pid_t process) {
-    const std::string line = contentsOf("/proc/" + std::to_string(process) + "/stat");
+namespace fs = std::filesystem;
+
+/// The fields of a stat file from the third on, which is the first behind the name: that may hold
+/// spaces.
+std::vector<std::string> fieldsOf(const std::string &folder) {
+    const std::string line = contentsOf(folder + "/stat");
     std::istringstream fields(line.substr(std::min(line.rfind(')') + 1, line.size())));
     std::vector<std::string> texts;
     for (std::string field; fields >> field;) {
@@ -21,18 +28,29 @@ std::vector<std::string> fieldsOf(pid_t process) {
     return texts;
 }
 
+std::string folderOf(pid_t process) { return "/proc/" + std::to_string(process); }
+
+std::vector<std::string> threadFolders(pid_t process) {
+    std::vector<std::string> folders;
+    std::error_code error;
+    for (const auto &thread : fs::directory_iterator(folderOf(process) + "/task", error)) {
+        folders.push_back(thread.path());
+    }
+    return folders;
+}
+
 } // namespace
 
 #ifdef __SANITIZE_THREAD__
 
 long activityOf(pid_t process) {
-    const auto fields = fieldsOf(process);
+    const auto fields = fieldsOf(folderOf(process));
     return fields.size() > 12 ? std::atol(fields[11].c_str()) + std::atol(fields[12].c_str()) : 0;
 }
 
 #else
 
-/// Switches of context that a thread made because it waited, and that were forced upon it.
+/// The thread's context switches, voluntary and involuntary ones.
 static long switchesOf(const std::string &threadFolder) {
     std::istringstream status(contentsOf(threadFolder + "/status"));
     long switches = 0;
@@ -46,21 +64,35 @@ static long switchesOf(const std::string &threadFolder) {
 
 long activityOf(pid_t process) {
     long switches = 0;
-    std::error_code error;
-    const std::string threads = "/proc/" + std::to_string(process) + "/task";
-    for (const auto &thread : std::filesystem::directory_iterator(threads, error)) {
-        switches += switchesOf(thread.path());
+    for (const std::string &folder : threadFolders(process)) {
+        switches += switchesOf(folder);
     }
     return switches;
 }
 
 #endif
 
+bool comesToRest(pid_t process) {
+    long before = activityOf(process);
+    return eventually([&] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        return std::exchange(before, activityOf(process)) == before;
+    });
+}
+
+bool isStopped(pid_t process) {
+    const auto folders = threadFolders(process);
+    return !folders.empty() && std::all_of(folders.begin(), folders.end(), [](const auto &folder) {
+        const auto fields = fieldsOf(folder);
+        return !fields.empty() && fields[0] == "T";
+    });
+}
+
 std::vector<pid_t> childrenOf(pid_t process) {
     std::vector<pid_t> found;
-    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
+    for (const auto &entry : fs::directory_iterator("/proc")) {
         const pid_t child = std::atoi(entry.path().filename().c_str());
-        const auto fields = child > 0 ? fieldsOf(child) : std::vector<std::string>();
+        const auto fields = child > 0 ? fieldsOf(entry.path()) : std::vector<std::string>();
         if (fields.size() > 1 && std::atoi(fields[1].c_str()) == process) {
             found.push_back(child);
         }

@@ -4,10 +4,17 @@
 
 #include <vector>
 
-/// How often the threads of a process have been given the processor. Unchanged while all of them
-/// wait, however busy the machine is; a sanitizer's own thread is not told apart, so under the
-/// thread sanitizer it counts hundredths of a second of processor time instead. 0 when it has gone.
+/// How often the threads of a process were scheduled: unchanged while all of them wait, however
+/// busy the machine is. The thread sanitizer's own thread wakes regularly, so with it this counts
+/// hundredths of a second of processor time instead. 0 for a process that has ended.
 long activityOf(pid_t process);
 
-/// The processes that it has begun and that are still there.
+/// Waits until no thread of the process has been scheduled for a second; false when that does not
+/// happen within a time that only a failure takes.
+bool comesToRest(pid_t process);
+
+/// Whether a signal has stopped every thread of the process.
+bool isStopped(pid_t process);
+
+/// The running child processes of a process.
 std::vector<pid_t> childrenOf(pid_t process);

@@ -6,25 +6,26 @@
 #include <sys/types.h>
 #include <vector>
 
-/// The real program, run as a user would.
+/// Runs the real program as a user would.
 class ProgramRun {
   public:
     struct Options {
-        /// NAME=VALUE, on top of the test's own; without a value the variable is removed.
+        /// NAME=VALUE entries, added to the test's own environment; NAME alone removes the
+        /// variable.
         std::vector<std::string> environment;
 
-        /// No file may grow beyond that many bytes, as on a full disk.
+        /// The largest size of a file in bytes; takes the place of a full disk.
         std::optional<std::uint64_t> largestFile;
 
         std::string folder;
     };
 
-    /// Runs it to its end.
+    /// Runs the program and waits until it ends.
     explicit ProgramRun(const std::vector<std::string> &arguments)
         : ProgramRun(arguments, Options()) {}
     ProgramRun(const std::vector<std::string> &arguments, const Options &options);
 
-    /// The exit status; 128 and the signal's number when one ended it.
+    /// The exit status; 128 plus the signal's number when a signal ended it.
     int status() const { return _status; }
     const std::string &output() const { return _output; }
     const std::string &errors() const { return _errors; }
@@ -32,11 +33,11 @@ class ProgramRun {
     /// True when stderr holds one line that begins with the program's name.
     bool saysOneLine() const;
 
-    /// Begins it and leaves it running; the caller waits for the process.
+    /// Starts the program and does not wait; the caller waits for the process.
     static pid_t begin(const std::vector<std::string> &arguments, const Options &options,
                        int output, int errors);
 
-    /// The exit status of a process, in the same form, once it has ended.
+    /// Waits for a process; its exit status in the same form.
     static int waitFor(pid_t process);
 
   private:
@@ -45,20 +46,20 @@ class ProgramRun {
     std::string _errors;
 };
 
-/// The whole of a file; empty when there is none.
+/// The contents of a file; empty when there is none.
 std::string contentsOf(const std::string &path);
 
-/// A bundle of the build's own.
+/// The path of a shipped bundle in the build folder.
 std::string shippedBundle(const std::string &name);
 
-/// A copy of the shipped bundle that a test may break; its path.
+/// Makes a copy of the shipped bundle that a test may damage; returns its path.
 std::string copyOfShippedBundle(const std::string &folder);
 
-/// A bundle with that description alone; its path.
+/// Makes a bundle of that description alone; returns its path.
 std::string bundleWithDescription(const std::string &folder, const std::string &description);
 
-/// A bundle of a wallpaper that the tests bring; its path.
+/// Makes a bundle with one of the tests' own wallpapers; returns its path.
 std::string testBundle(const std::string &folder, const std::string &wallpaper);
 
-/// A property list with one dictionary of that inside.
+/// A property list whose only dictionary has these entries.
 std::string propertyList(const std::string &entries);

@@ -12,20 +12,20 @@
 #include <string>
 #include <vector>
 
-/// The program on a real, virtual screen. Skips where the tools for that are missing.
+/// Runs the program on a virtual screen. Skips where a tool for that is missing.
 class ProgramWindowTest : public ::testing::Test {
   protected:
     void SetUp() override;
     void TearDown() override;
 
-    /// Begins the program in a folder of its own.
+    /// Starts the program in a temporary folder.
     void start(const std::vector<std::string> &arguments,
                const std::vector<std::string> &environment = {});
 
     /// Waits for the window of that title; fails the test when there is none.
     void findWindow(const std::string &title);
 
-    /// Ends the program with the signal, or waits for it to end by itself; its exit status.
+    /// Ends the program with the signal, or waits until it ends by itself; its exit status.
     int end(int signal);
     int waitForEnd();
 
@@ -35,7 +35,7 @@ class ProgramWindowTest : public ::testing::Test {
     void click(double x, double y) const;
     void resize(int width, int height) const;
 
-    /// What the window shows.
+    /// A screenshot of the window.
     Retained<CGImage> picture() const;
 
     const std::string &window() const { return _window; }

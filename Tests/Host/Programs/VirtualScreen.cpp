@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr auto kLimit = std::chrono::seconds(30);
-
 [[noreturn]] void execute(const std::vector<std::string> &arguments) {
     std::vector<char *> words;
     for (const std::string &argument : arguments) {
@@ -29,8 +27,8 @@ constexpr auto kLimit = std::chrono::seconds(30);
 
 } // namespace
 
-bool eventually(const std::function<bool()> &condition) {
-    const auto end = std::chrono::steady_clock::now() + kLimit;
+bool eventually(const std::function<bool()> &condition, double seconds) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     while (std::chrono::steady_clock::now() < end) {
         if (condition()) {
             return true;
@@ -66,8 +64,8 @@ VirtualScreen::VirtualScreen(const std::string &size, const std::vector<std::str
         const std::string number = std::to_string(ends[1]);
         const int nothing = open("/dev/null", O_WRONLY);
         dup2(nothing, STDERR_FILENO);
-        // Without -noreset the server begins anew when a tool that looked around was its only
-        // client, and turns away whoever comes meanwhile.
+        // Without -noreset the server resets itself when its last client leaves, and refuses
+        // connections meanwhile.
         std::vector<std::string> arguments{"Xvfb", "-displayfd", number, "-screen", "0",
                                            size,   "-nolisten",  "tcp",  "-noreset"};
         arguments.insert(arguments.end(), options.begin(), options.end());

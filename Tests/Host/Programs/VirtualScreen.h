@@ -5,18 +5,19 @@
 #include <sys/types.h>
 #include <vector>
 
-/// Polls until the condition holds; false when it does not within a time that only a failure takes.
-bool eventually(const std::function<bool()> &condition);
+/// Polls until the condition holds; false when it does not within that many seconds, which only a
+/// failure takes.
+bool eventually(const std::function<bool()> &condition, double seconds = 30);
 
 bool isInstalled(const std::string &program);
 
-/// What a command line writes to its standard output.
+/// Runs a command line; its standard output.
 std::string outputOf(const std::string &command);
 
-/// A screen of its own for one test.
+/// A private X server for one test.
 class VirtualScreen {
   public:
-    /// With more of the server's options than those that every test needs.
+    /// `options` are added to the server's command line.
     explicit VirtualScreen(const std::string &size = "800x800x24",
                            const std::vector<std::string> &options = {});
     ~VirtualScreen();
@@ -27,10 +28,10 @@ class VirtualScreen {
     /// Empty when the server could not be started.
     const std::string &name() const { return _name; }
 
-    /// The output of a command that uses the screen.
+    /// Runs a command that uses the screen; its output.
     std::string run(const std::string &command) const;
 
-    /// Begins a program that uses the screen and goes with it; its process.
+    /// Starts a program that uses the screen and ends with it; its process.
     pid_t start(const std::vector<std::string> &arguments);
 
     /// Ends a program that was started here, or the screen itself.

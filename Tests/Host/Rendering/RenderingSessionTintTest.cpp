@@ -31,7 +31,7 @@ class Tint : public ::testing::Test {
         return settings;
     }
 
-    /// What the background looks like when it was shaded once.
+    /// The background's pixels after it was tinted once.
     Pixels expected() const {
         const auto color = UIColor::colorWithRed_green_blue_alpha(0, 0.5, 0.5, 1);
         const auto image = UIImage::imageWithContentsOfFile(_path + "/lumivera_background_.png");
@@ -46,7 +46,7 @@ class Tint : public ::testing::Test {
     const std::string _path = shippedBundle("Lumivera.bundle");
 };
 
-/// A stage whose run loop tells it of its call-outs, as a show does.
+/// A stage that is told of the run loop's call-outs, as in a show.
 class StageRun {
   public:
     StageRun(const std::string &path, const WallpaperSettings &settings)

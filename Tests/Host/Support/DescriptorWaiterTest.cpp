@@ -13,7 +13,7 @@ namespace {
 
 constexpr NSTimeInterval kFailureTime = 60;
 
-/// One end of a pipe; the test writes into the other.
+/// The reading end of a pipe; the test writes into the other end.
 class PipeSource final : public DescriptorSource {
   public:
     PipeSource() { EXPECT_EQ(pipe2(_ends, O_CLOEXEC | O_NONBLOCK), 0); }

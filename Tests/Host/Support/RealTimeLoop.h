@@ -6,8 +6,9 @@
 #include <functional>
 #include <sys/resource.h>
 
-/// Serves the main run loop until the condition holds; false when it does not within a time that
-/// only a failure takes. With other processes there is no simulated time.
+/// Serves the main run loop until the condition holds; false when it does not within that many
+/// seconds, which only a failure takes. For tests with other processes, which know no simulated
+/// time.
 inline bool serveUntil(const std::function<bool()> &condition, double seconds = 60) {
     const Clock::Nanoseconds end = Clock::current().deadlineAfter(seconds);
     while (!condition()) {
@@ -19,7 +20,7 @@ inline bool serveUntil(const std::function<bool()> &condition, double seconds = 
     return true;
 }
 
-/// That this process has used.
+/// The processor time that this process has used.
 inline double cpuSeconds() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -29,7 +30,7 @@ inline double cpuSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-/// The processor's time that serving takes while nothing happens.
+/// The processor time that half a second of serving takes while nothing happens.
 inline double costOfIdling() {
     const double before = cpuSeconds();
     NSRunLoop::mainRunLoop().runForSeconds(0.5);

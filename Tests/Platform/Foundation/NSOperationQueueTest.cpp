@@ -6,11 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <latch>
 #include <string>
 
 namespace {
 
-/// Runs a piece of code; counts its own death.
+/// An operation that runs a piece of code and counts its own destruction.
 class Work final : public NSOperation {
   public:
     Work(std::function<void(Work &)> action, std::atomic<int> &deaths)
@@ -30,7 +31,7 @@ class NSOperationQueueTest : public SimulatedTimeTest {
         return makeRetained<Work>(std::move(action), _deaths);
     }
 
-    /// Appends the name when it begins and again, after that many seconds, when it ends.
+    /// Appends the name when it starts and again when it ends, that many seconds later.
     Retained<Work> sleeper(const std::string &name, double seconds) {
         return work([this, name, seconds](Work &) {
             _trace += name;
@@ -162,23 +163,20 @@ TEST_F(NSOperationQueueTest, AnOperationHasAnAutoreleasePool) {
 TEST(NSOperationQueueOnTheSystemClock, RunsOperationsAtOnceAndCountsThemDown) {
     NSRunLoop &loop = NSRunLoop::mainRunLoop();
     std::atomic<int> deaths{0};
-    std::atomic<int> meeting{0};
+    std::latch meeting(3);
     const auto queue = makeRetained<NSOperationQueue>();
     for (int i = 0; i < 3; ++i) {
         queue->addOperation(makeRetained<Work>(
             [&](Work &) {
                 // Each waits for the others, so they must run at the same time.
-                ++meeting;
-                while (meeting < 3) {
-                    NSThread::sleepForTimeInterval(0.0001);
-                }
+                meeting.arrive_and_wait();
                 loop.performSelectorOnMainThread(
                     nullptr, [] {}, true);
             },
             deaths));
     }
     runMainLoopUntilIdle();
-    EXPECT_EQ(meeting, 3);
+    EXPECT_TRUE(meeting.try_wait());
     EXPECT_EQ(queue->operationCount(), 0u);
     EXPECT_EQ(deaths, 3);
 }

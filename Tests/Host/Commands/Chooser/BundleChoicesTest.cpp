@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Only the test's own folders are there, besides the one beside the program.
+/// The chooser finds the test's own folders and the one beside the program, no others.
 class BundleChoicesTest : public ::testing::Test {
   protected:
     BundleChoicesTest() {

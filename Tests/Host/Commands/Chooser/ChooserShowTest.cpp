@@ -26,7 +26,7 @@ BundleListing bundleCalled(const std::string &path, const std::string &problem =
     return listing;
 }
 
-/// The chooser on a display in memory, with views that paint everything green.
+/// The chooser on a fake display, with fake views that paint everything green.
 class ChooserShowTest : public SimulatedTimeTest {
   protected:
     using Events = std::vector<std::pair<double, std::function<void()>>>;
@@ -42,7 +42,8 @@ class ChooserShowTest : public SimulatedTimeTest {
         }
     }
 
-    /// Lets things happen at times, in their order, and ends the show after the seconds.
+    /// Runs the show, performs the actions at their times, and ends the show after that many
+    /// seconds.
     void show(double seconds, const Events &events) {
         ChooserShow::Options options;
         options.bundles = _bundles;
@@ -74,7 +75,7 @@ class ChooserShowTest : public SimulatedTimeTest {
         return [this, key] { press(key); };
     }
 
-    /// The middle of a card where it is seen.
+    /// The centre of the visible part of a card.
     CGPoint placeOf(NSUInteger index) const {
         const ChooserLayout &layout = _show->layout();
         const CGRect card = layout.card(index);
@@ -90,7 +91,7 @@ class ChooserShowTest : public SimulatedTimeTest {
         return _display.pixels()[static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x)];
     }
 
-    /// What is seen in the upper part of the preview, where no words are.
+    /// The pixels of the upper part of the preview, where no text is.
     std::uint32_t previewPixel() const {
         const CGRect preview = _show->layout().preview();
         return pixelAt(CGRectGetMidX(preview), preview.origin.y + 20);

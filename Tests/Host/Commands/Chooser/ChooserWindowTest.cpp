@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 constexpr CGSize kSize{700, 450};
 
-/// The real program, with two bundles in order and one that is not, in a home of its own.
+/// Runs the real program with a home folder of its own, two good bundles and a damaged one.
 class ChooserWindow : public ProgramWindowTest {
   protected:
     void SetUp() override {
@@ -89,7 +89,7 @@ class ChooserWindow : public ProgramWindowTest {
         return pixels;
     }
 
-    /// Of the picture of a card, where no petal ever is.
+    /// The rectangle of a card's picture; no petal falls there.
     CGRect pictureOf(const ChooserLayout &layout, NSUInteger card) const {
         CGRect picture = layout.cardPicture(card);
         picture.origin.x += layout.shelf().origin.x;
@@ -200,11 +200,7 @@ TEST_F(ChooserWindow, TakesNoTimeOfTheProcessorWhileItIsPaused) {
     const ChooserLayout layout({kSize, 1}, 2);
     ASSERT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     press("space");
-    ASSERT_TRUE(eventually([&] {
-        const long before = activityOf(process());
-        usleep(1'500'000);
-        return activityOf(process()) == before;
-    }));
+    EXPECT_TRUE(comesToRest(process()));
 }
 
 TEST(Choose, SaysWhatIsWrongWithAFolder) {

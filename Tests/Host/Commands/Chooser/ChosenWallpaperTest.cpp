@@ -31,7 +31,7 @@ class ChosenWallpaperTest : public ::testing::Test {
         return ConfigurationFile::read(configuration()).choice().bundle;
     }
 
-    /// While a host may answer; what is said, or the failure.
+    /// Makes the choice while a host can answer; returns the message or the error.
     std::string use(const std::string &bundle) {
         const ChosenWallpaper chosen(configuration(), controlFolder());
         std::string said;

@@ -12,7 +12,7 @@ namespace {
 
 const TextPicture::Style kStyle{15, {1, 1, 1, 1}};
 
-/// The first and the last row, or column, that anything is written in; -1 for none.
+/// The first and the last row or column that is not empty; -1 when all are.
 struct Extent {
     int first = -1;
     int last = -1;

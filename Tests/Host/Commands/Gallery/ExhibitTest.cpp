@@ -16,7 +16,7 @@ using namespace Lumivera;
 
 namespace {
 
-/// What can be seen of a stage.
+/// The visible properties of a stage.
 struct Look {
     CALayerValues flower;
     CALayerValues view;
@@ -47,7 +47,7 @@ double largestDifference(const Look &a, const Look &b) {
     return std::max(largestDifference(a.flower, b.flower), largestDifference(a.view, b.view));
 }
 
-/// One exhibit on a stage of 100 points, on simulated time.
+/// One exhibit on a stage of 100 points, in simulated time.
 class ExhibitTest : public SimulatedTimeTest, public ::testing::WithParamInterface<std::size_t> {
   protected:
     void TearDown() override {
@@ -66,7 +66,7 @@ class ExhibitTest : public SimulatedTimeTest, public ::testing::WithParamInterfa
         return look;
     }
 
-    /// Begins, and goes to a moment of the first round.
+    /// Begins, and runs to a moment of the first round.
     void playFor(double seconds) {
         _stage->play();
         runForSeconds(seconds);

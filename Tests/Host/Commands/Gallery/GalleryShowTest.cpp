@@ -13,7 +13,7 @@ using namespace Lumivera;
 
 namespace {
 
-/// The gallery on a display in memory, without a chime.
+/// The gallery on a fake display, without a chime.
 class GalleryShowTest : public SimulatedTimeTest {
   protected:
     void TearDown() override {
@@ -21,7 +21,7 @@ class GalleryShowTest : public SimulatedTimeTest {
         SimulatedTimeTest::TearDown();
     }
 
-    /// Lets the gallery run and things happen at times, in their order.
+    /// Runs the gallery and performs the actions at their times.
     void show(double seconds, const std::vector<std::pair<double, std::function<void()>>> &events) {
         _show.emplace(_display, _pictures, GalleryShow::Options{0, seconds, "/no/such/chime.wav"});
         for (const auto &[time, event] : events) {

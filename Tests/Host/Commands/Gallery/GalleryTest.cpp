@@ -32,7 +32,7 @@ class GalleryTest : public SimulatedTimeTest {
         return OffscreenPicture(size).composite(*_gallery->root().layer());
     }
 
-    /// Pixels that differ inside a cell, and outside of it.
+    /// How many pixels differ inside a cell, and outside of it.
     std::pair<std::size_t, std::size_t> differences(const Pixels &a, const Pixels &b,
                                                     const CGRect &cell) {
         std::pair<std::size_t, std::size_t> counts;

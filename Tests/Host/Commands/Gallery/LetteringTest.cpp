@@ -15,7 +15,7 @@ namespace {
 constexpr char32_t kLetters[] = U"abcdefghijklmnopqrstuvwxyz0123456789.·×→↔";
 constexpr CGFloat kSize = 40;
 
-/// The letter in white with a margin as wide as a letter is high, and the line in the middle.
+/// Draws the letter in white with a margin as wide as the letter is high, vertically centred.
 std::vector<std::uint32_t> pixelsOf(std::u32string_view text, NSUInteger &width) {
     const CGFloat side = Lettering::width(text, kSize) + 2 * kSize;
     GalleryCanvas canvas({side, 3 * kSize}, 1);
@@ -54,7 +54,7 @@ TEST(LetteringTest, KeepsEachLetterWithinItsWidthAndHeight) {
             }
             ++inked;
             const auto x = static_cast<double>(i % width), y = static_cast<double>(i / width);
-            // Hooks and crossbars may lean over by a little.
+            // Hooks and crossbars may be a little asymmetric.
             EXPECT_GT(x, kSize - 8) << static_cast<unsigned>(letter);
             EXPECT_LT(x, static_cast<double>(width) - kSize + 8);
             EXPECT_GT(y, kSize * 0.75);

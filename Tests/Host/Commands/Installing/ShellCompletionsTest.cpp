@@ -19,8 +19,7 @@ std::string scriptFor(const std::string &shell) {
     return run.output();
 }
 
-/// Calls back with every command's path and what its help lists: the names below it and its long
-/// options.
+/// Calls back with every command's path and with what its help lists: subcommands and long options.
 void walkHelp(const std::vector<std::string> &path,
               const std::function<void(const std::string &path, const std::string &word)> &found) {
     std::vector<std::string> arguments = path;
@@ -48,7 +47,7 @@ void walkHelp(const std::vector<std::string> &path,
     }
 }
 
-/// What bash offers behind these words; the last one is the one that is being written.
+/// What bash offers for the last of these words.
 std::string bashOffers(const std::string &script, const std::string &words) {
     return outputOf("bash -c 'source " + script + "; COMP_WORDS=(" + words +
                     "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _lumivera; "

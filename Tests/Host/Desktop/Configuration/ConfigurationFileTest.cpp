@@ -44,7 +44,7 @@ class ConfigurationFileTest : public ::testing::Test {
         return serveUntil([&] { return _recorder.petals == petals; }, 20);
     }
 
-    /// Longer than the file waits for quiet.
+    /// Serves longer than the host waits after the last change of a file.
     static void serveForAWhile() { NSRunLoop::mainRunLoop().runForSeconds(0.4); }
 
     TemporaryFolder _folder;
@@ -214,7 +214,7 @@ TEST_F(ConfigurationFileTest, NamesAFileThatIsTooLarge) {
     EXPECT_THAT(_file->problem(), HasSubstr("is larger than 1 MiB"));
 }
 
-/// The files that any user may use, even when the test is run by root.
+/// The files that any user may use, even when root runs the test.
 class AnotherUsersEyes {
   public:
     AnotherUsersEyes() { setfsuid(geteuid() == 0 ? 65534 : geteuid()); }
@@ -275,7 +275,7 @@ TEST_F(ConfigurationFileTest, HearsOfTheWallpaperThatItIsGiven) {
     EXPECT_TRUE(serveUntil([&] { return _file->configuration().choice().bundle == "/w"; }));
 }
 
-/// A variable of the environment for the length of a test.
+/// Sets an environment variable while it lives.
 class Variable {
   public:
     Variable(const char *name, const char *value) : _name(name) {

@@ -13,7 +13,7 @@
 
 namespace Lumivera {
 
-/// Somebody at the other end of a control socket who may do anything. Never blocks.
+/// A client of a control socket that may break the protocol. Never blocks.
 class RawClient {
   public:
     explicit RawClient(const std::string &path)
@@ -30,13 +30,13 @@ class RawClient {
 
     bool isConnected() const { return _isConnected; }
 
-    /// How many of the bytes the other end has room for.
+    /// Sends as many of the bytes as the socket takes; how many these were.
     std::size_t send(std::string_view bytes) const {
         const ssize_t count = ::send(_descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL);
         return static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
 
-    /// All of them, while the server is served; false when it does not take them.
+    /// Sends all bytes while the server is served; false when it does not take them.
     bool sendAll(std::string_view bytes) const {
         return serveUntil(
             [&] {
@@ -71,7 +71,7 @@ class RawClient {
     }
 
   private:
-    /// True when nothing can come any more.
+    /// True when the server has closed the connection and everything was read.
     bool receive() {
         char part[4096];
         ssize_t count;

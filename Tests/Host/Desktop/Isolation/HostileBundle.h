@@ -2,12 +2,13 @@
 
 #include <string>
 
-/// The sanitizers need more address space than a view may have, so with them nothing limits it.
+/// False with a sanitizer: these need more address space than a view may have.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool kIsMemoryLimited = false;
 #else
 inline constexpr bool kIsMemoryLimited = true;
 #endif
 
-/// A bundle in the folder whose library does `deed`, such as "crash-in-frame"; its path.
+/// Makes a bundle in the folder whose library does `deed`, such as "crash-in-frame"; returns its
+/// path.
 std::string hostileBundle(const std::string &folder, const std::string &deed);

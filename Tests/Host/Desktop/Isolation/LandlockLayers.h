@@ -1,6 +1,6 @@
 #pragma once
 
-/// Takes all the confinements of files that the kernel grants a process, without forbidding more
-/// than links, so that it refuses any further one. For ever, here and in processes begun from now
-/// on; false where the kernel has none.
+/// Uses up all Landlock layers that the kernel grants a process, so that it refuses any further
+/// one. They forbid nothing but links. Child processes inherit them, and they cannot be removed.
+/// False where the kernel has no Landlock.
 bool useUpLandlock();

@@ -17,7 +17,7 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-/// A packet of one byte with as many descriptors.
+/// A packet of one byte with that many descriptors.
 template <std::size_t Count> void sendWithDescriptors(int socket) {
     std::array<int, Count> descriptors{};
     char byte = 0;

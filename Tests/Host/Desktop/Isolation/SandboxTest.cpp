@@ -16,7 +16,7 @@ namespace {
 
 const Sandbox::Limits kLimits{{"/"}, std::uint64_t{1} << 40};
 
-/// Prints what was refused.
+/// Enters the sandbox and prints which protections were refused.
 void enterSandbox() {
     const std::vector<Sandbox::Protection> protections = Sandbox::available();
     const std::uint32_t refused = Sandbox::enter(kLimits);
@@ -27,7 +27,7 @@ void enterSandbox() {
     }
 }
 
-// For processes of their own.
+// These run in child processes, because a sandbox cannot be left.
 
 [[noreturn]] void confine() {
     enterSandbox();

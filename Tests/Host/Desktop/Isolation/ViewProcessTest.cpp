@@ -1,6 +1,7 @@
 #include "Host/Desktop/Isolation/ViewProcess.h"
 
 #include "Tests/Host/Desktop/Isolation/HostileBundle.h"
+#include "Tests/Host/Programs/ProcessActivity.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Host/Support/RealTimeLoop.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
@@ -57,6 +58,11 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
 
     bool hasDrawn(int pictures) {
         return serveUntil([&] { return _pictures >= pictures || _reason; }) && !_reason;
+    }
+
+    /// True once the whole process is stopped.
+    bool rests() {
+        return serveUntil([&] { return _reason || isStopped(_view->process()); }) && !_reason;
     }
 
     bool hasEnded() {
@@ -136,7 +142,7 @@ TEST_F(ViewProcessTest, SpendsNothingWhileItRests) {
     begin(shippedBundle("Lumivera.bundle"));
     ASSERT_TRUE(hasDrawn(10));
     _view->setRunning(false);
-    NSRunLoop::mainRunLoop().runForSeconds(1.5); // its loop ends, and we hear its answer
+    ASSERT_TRUE(rests());
     const int before = _pictures;
     const double used = _view->cpuTime();
     NSRunLoop::mainRunLoop().runForSeconds(2);
@@ -150,7 +156,7 @@ TEST_F(ViewProcessTest, RestsFromItsFirstPictureOn) {
     begin(shippedBundle("Lumivera.bundle"));
     _view->setRunning(false);
     ASSERT_TRUE(hasDrawn(1));
-    NSRunLoop::mainRunLoop().runForSeconds(0.5);
+    ASSERT_TRUE(rests());
     EXPECT_LE(_pictures, 2);
     EXPECT_FALSE(_reason);
 }
@@ -193,7 +199,7 @@ TEST_F(ViewProcessTest, IsEndedWhenItHangsWhileItLoads) {
 TEST_F(ViewProcessTest, IsEndedWhenItHangsAlthoughItRests) {
     beginHostile("loop-in-frame");
     ASSERT_TRUE(hasDrawn(95));
-    NSRunLoop::mainRunLoop().runForSeconds(0.5); // it hangs by now
+    NSRunLoop::mainRunLoop().runForSeconds(0.5); // by now it hangs in its hundredth frame
     _view->setRunning(false);
     ASSERT_TRUE(hasEnded());
     EXPECT_THAT(*_reason, HasSubstr("has drawn nothing for 5 s"));
@@ -203,7 +209,7 @@ TEST_F(ViewProcessTest, SpendsNothingWhileItRestsWhateverItsThreadsDo) {
     beginHostile("be-busy-in-init");
     ASSERT_TRUE(hasDrawn(3)) << *_reason;
     _view->setRunning(false);
-    NSRunLoop::mainRunLoop().runForSeconds(1);
+    ASSERT_TRUE(rests());
     const double used = _view->cpuTime();
     NSRunLoop::mainRunLoop().runForSeconds(1);
     EXPECT_EQ(_view->cpuTime(), used);
@@ -216,7 +222,7 @@ TEST_F(ViewProcessTest, HearsOfChangesWhileItRestsAndRestsOn) {
     begin(shippedBundle("Lumivera.bundle"));
     ASSERT_TRUE(hasDrawn(3)) << *_reason;
     _view->setRunning(false);
-    NSRunLoop::mainRunLoop().runForSeconds(1);
+    ASSERT_TRUE(rests());
     WallpaperChoice choice;
     choice.petals = 9;
     for (int i = 0; i < 1000; ++i) {
@@ -224,7 +230,7 @@ TEST_F(ViewProcessTest, HearsOfChangesWhileItRestsAndRestsOn) {
         NSRunLoop::mainRunLoop().runForSeconds(0.001);
     }
     EXPECT_TRUE(serveUntil([&] { return _view->petals() == 9U; }));
-    NSRunLoop::mainRunLoop().runForSeconds(1);
+    ASSERT_TRUE(rests());
     const double used = _view->cpuTime();
     NSRunLoop::mainRunLoop().runForSeconds(1);
     EXPECT_EQ(_view->cpuTime(), used);

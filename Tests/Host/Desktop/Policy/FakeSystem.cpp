@@ -52,7 +52,7 @@ FakeSystem::FakeSystem() {
     _daemon = fork();
     if (_daemon == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        // It complains that it may not open more files than other programs.
+        // The bus daemon warns that it may not open more files than other programs.
         dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
         execlp("dbus-daemon", "dbus-daemon", "--nofork", "--nopidfile", "--nosyslog",
                option.c_str(), address.c_str(), nullptr);
@@ -134,7 +134,7 @@ const sd_bus_vtable kManagerTable[] = {
     SD_BUS_SIGNAL("PrepareForSleep", "b", 0),
     SD_BUS_VTABLE_END};
 
-/// With properties of other types among ours, as the real one has them.
+/// Adds properties of other types, which the real service has as well.
 const sd_bus_vtable kSessionTable[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_PROPERTY("Display", "(so)", getDisplay, 0, 0),

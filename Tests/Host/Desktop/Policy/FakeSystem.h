@@ -8,8 +8,8 @@
 
 namespace Lumivera {
 
-/// A system bus of the test's own, in a process of its own, while the object lives; every bus that
-/// is opened as the system's is that one.
+/// A private bus in a child process. While the object lives, every connection to the system bus
+/// leads to it.
 class FakeSystem {
   public:
     FakeSystem();
@@ -26,7 +26,7 @@ class FakeSystem {
     pid_t _daemon = -1;
 };
 
-/// A login manager and a power service on that bus, served by the test when it says so.
+/// A fake login manager and a fake power service on that bus. They answer only in serve().
 class FakeServices {
   public:
     struct State;
@@ -43,10 +43,10 @@ class FakeServices {
     FakeServices(const FakeServices &) = delete;
     FakeServices &operator=(const FakeServices &) = delete;
 
-    /// Answers what has been asked so far.
+    /// Answers all pending requests.
     void serve();
 
-    /// Which of the ways to our session lead anywhere.
+    /// Which ways of finding our session work.
     void setSessionByProcess(bool has);
     void setSessionByName(const std::string &name);
     void setDisplaySession(bool has);

@@ -23,7 +23,7 @@ class Recorder final : public SessionWatch::Listener {
     SessionState last;
 };
 
-/// The folder of a machine with a mains supply and a battery.
+/// A fake /sys/class/power_supply with a mains supply and a battery.
 class FakeSupplies {
   public:
     FakeSupplies() {
@@ -54,7 +54,7 @@ class SessionWatchTest : public ::testing::Test {
         _watch->setListener(&_recorder);
     }
 
-    /// Serves both ends until the condition holds.
+    /// Serves the services and the main run loop until the condition holds.
     bool becomes(const std::function<bool()> &condition) {
         return serveUntil(
             [&] {

@@ -40,7 +40,7 @@ bool canConnect(const std::string &path) {
     return isConnected;
 }
 
-/// The first file in the folder whose name begins and ends like that.
+/// The first file in the folder whose name has that prefix and suffix; empty when there is none.
 std::string pathLike(const std::string &folder, const std::string &begin, const std::string &end) {
     for (const auto &entry : std::filesystem::directory_iterator(folder)) {
         const std::string name = entry.path().filename();
@@ -111,7 +111,7 @@ Retained<CGImage> HeadlessCompositor::picture(const std::string &output) const {
 
 void HeadlessCompositor::kill() const { ::kill(_process, SIGKILL); }
 
-/// Another user's programs do not end with this one unless that is asked for after the change.
+/// setpriv sets the parent-death signal again, because changing the user resets it.
 void HeadlessCompositor::start(Kind kind, const std::string &configuration,
                                const std::string &parent) {
     const std::string path = _folder.write("configuration", configuration);

@@ -7,17 +7,18 @@
 #include <string>
 #include <sys/types.h>
 
-/// A real Wayland compositor with an output "HEADLESS-1" in memory, for one test. It does not run
-/// as root, so a test that does lends it to nobody.
+/// A real Wayland compositor with an output "HEADLESS-1" in memory, for one test. It refuses to run
+/// as root, so a test of root runs it as the user nobody.
 class HeadlessCompositor {
   public:
     enum class Kind { Sway, Phoc };
 
-    /// Whether it and the tool that takes its pictures are there.
+    /// Whether the compositor and the tool that takes screenshots are installed.
     static bool isInstalled(Kind kind);
 
-    /// `configuration` in the compositor's own language; sway's output is otherwise 800x600. With a
-    /// parent, its outputs are windows there, "WL-1" and so on, which can be closed.
+    /// `configuration` is in the compositor's own language; without it sway's output has 800x600
+    /// pixels. With a parent, the outputs are windows there, named "WL-1" and so on, which can be
+    /// closed.
     explicit HeadlessCompositor(Kind kind, const std::string &configuration = "",
                                 const HeadlessCompositor *parent = nullptr);
     ~HeadlessCompositor();
@@ -25,19 +26,19 @@ class HeadlessCompositor {
     HeadlessCompositor(const HeadlessCompositor &) = delete;
     HeadlessCompositor &operator=(const HeadlessCompositor &) = delete;
 
-    /// What WAYLAND_DISPLAY is to be; empty when the compositor could not be started.
+    /// The value for WAYLAND_DISPLAY; empty when the compositor could not be started.
     const std::string &socket() const { return _socket; }
 
-    /// The output of a command that uses the compositor.
+    /// Runs a command as a client of the compositor; its output.
     std::string run(const std::string &command) const;
 
-    /// Tells sway to do something, in its own language; waits until it is done.
+    /// Sends sway a command in its own language and waits until it is done.
     void tell(const std::string &message) const;
 
-    /// What an output shows, in its pixels; null when it shows nothing.
+    /// A screenshot of an output in its pixels; null when it shows nothing.
     Retained<CGImage> picture(const std::string &output = "HEADLESS-1") const;
 
-    /// Ends it at once, as a crash would.
+    /// Kills it, as a crash would.
     void kill() const;
 
   private:

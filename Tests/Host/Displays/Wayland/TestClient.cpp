@@ -36,7 +36,7 @@ struct TestClient::State {
     std::uint32_t serial = 0;
     std::unique_ptr<SharedPicture> memory;
 
-    /// That the window has shown.
+    /// Buffers that the window has shown.
     std::vector<wl_buffer *> buffers;
 };
 
@@ -159,7 +159,8 @@ void TestClient::closeWindow() {
     }
 }
 
-/// The first answer may hold events that the second is the answer to.
+/// Several round trips, because the compositor sends some events only in answer to the requests of
+/// the trip before.
 void TestClient::serve() {
     for (int turn = 0; turn < 3; ++turn) {
         wl_display_roundtrip(_state->display);

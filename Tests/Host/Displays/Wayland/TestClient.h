@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-/// Another program on a Wayland desktop: it has a window in one colour, and a hand at the mouse.
-/// Every call returns when the compositor has done what was asked for.
+/// Another client on a Wayland desktop, with a window of one colour and a virtual pointer. Every
+/// call returns when the compositor has done what was asked for.
 class TestClient {
   public:
     explicit TestClient(const std::string &socket);
@@ -16,14 +16,15 @@ class TestClient {
 
     enum class WindowKind { Usual, Maximized, FullScreen };
 
-    /// Shows the window, 0xFFRRGGBB, in the size that the compositor wants; 200x100 if any.
+    /// Shows the window in the colour 0xFFRRGGBB and the size that the compositor wants; 200x100 if
+    /// it wants none.
     void openWindow(std::uint32_t color, WindowKind kind);
     void closeWindow();
 
-    /// Answers what the compositor has asked for meanwhile.
+    /// Answers the compositor's pending events.
     void serve();
 
-    /// Moves the mouse to a place on a desktop of that size, and clicks there.
+    /// Moves the pointer to a place on a desktop of that size, and clicks.
     void click(unsigned x, unsigned y, unsigned width, unsigned height);
 
   private:

@@ -16,9 +16,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/// Everything that the compositor's thread works on.
+/// The state, which only the compositor's thread touches.
 struct TestCompositor::State {
-    /// Resources of a kind, as long as they live; their user data is the group.
+    /// The live resources of one kind; their user data is this group.
     struct Group {
         State *state;
         std::vector<wl_resource *> members;
@@ -169,7 +169,7 @@ struct TestCompositor::State::Requests {
 
     static void stop(Client *, Resource *) {}
 
-    /// Nobody asks anything of windows but to let go of them.
+    /// Windows take no request but destroy.
     template <typename... Arguments> static void ignore(Client *, Resource *, Arguments...) {}
 
     static void bindOutput(Client *client, void *data, std::uint32_t version, Id id) {
@@ -272,7 +272,7 @@ void TestCompositor::State::addOutput(const std::string &name, const Mode &mode)
                          outputs.back().get(), Requests::bindOutput);
 }
 
-/// All there is to say about an output, as its version has it.
+/// Sends all properties of an output that its version has.
 void TestCompositor::State::tell(const Output &output) const {
     for (wl_resource *description : output.descriptions.members) {
         zxdg_output_v1_send_logical_size(description, logicalWidth, logicalHeight);
@@ -332,7 +332,7 @@ void TestCompositor::changeOutput(const std::string &name, const Mode &mode) {
     });
 }
 
-/// The resources live on until the client lets go of them.
+/// The client destroys the resources.
 void TestCompositor::removeOutput(const std::string &name) {
     _state->thread->perform([&] {
         State::Output &output = _state->output(name);

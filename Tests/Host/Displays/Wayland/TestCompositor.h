@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-/// A Wayland compositor on a thread of its own that shows nothing and does what it is told to. The
-/// next program part that connects to Wayland in this process is its only client. Each call is over
-/// when the compositor has done it; what it sends arrives whenever the client looks.
+/// A fake Wayland compositor on its own thread, which shows nothing and does what the test says.
+/// Its only client is the next connection that this process makes. A call returns when the
+/// compositor has done it; the client sees the events when it reads them.
 class TestCompositor {
   public:
     struct Options {
@@ -32,7 +32,7 @@ class TestCompositor {
         int transform = 0; ///< as wl_output counts
     };
 
-    /// What a layer surface is like, as of its last commit.
+    /// The state of a layer surface after its last commit.
     struct Surface {
         std::string layerNamespace;
         std::string output;
@@ -69,31 +69,32 @@ class TestCompositor {
     void changeOutput(const std::string &name, const Mode &mode);
     void removeOutput(const std::string &name);
 
-    /// Tells how large outputs are in points. For those that are added later, too.
+    /// Sends the outputs' sizes in points, also of outputs that are added later.
     void setLogicalSize(int width, int height);
 
-    /// The layer surfaces that there are, in the order of their making.
+    /// The live layer surfaces in the order of their creation.
     std::vector<Surface> surfaces();
 
-    /// The newest one of an output; a default one when there is none.
+    /// The newest layer surface of an output; a default one when there is none.
     Surface surfaceOn(const std::string &output);
 
     void configure(const std::string &output, unsigned width, unsigned height);
     void close(const std::string &output);
     void preferScale(const std::string &output, unsigned parts);
 
-    /// While frames are withheld nobody is asked for pictures; those who wait are asked right after
-    /// it. Likewise no picture is released while releases are.
+    /// While frames are withheld, no frame callback is sent; the pending ones follow right
+    /// afterwards. While releases are withheld, no buffer is released.
     void withholdFrames(bool isWithheld);
     void withholdReleases(bool isWithheld);
 
-    /// Ends the client with a protocol error of the output's layer surface.
+    /// Sends the client a protocol error about the output's layer surface, which ends the
+    /// connection.
     void refuse(const std::string &output, unsigned error);
 
     /// Closes the connection.
     void hangUp();
 
-    /// As wl_seat counts: 1 pointer, 4 touch.
+    /// The capabilities of wl_seat: 1 pointer, 4 touch.
     void setCapabilities(unsigned capabilities);
     void removeSeat();
 
@@ -109,15 +110,15 @@ class TestCompositor {
     void pointerScroll(unsigned source, double distance);
     void pointerStop();
 
-    /// How often the client has given the pointer a picture.
+    /// How often the client has set a cursor surface.
     int cursors();
 
-    /// Their numbers count up from 0.
+    /// Touch points are numbered from 0.
     void addToplevel();
     void changeToplevel(std::size_t number, const Toplevel &toplevel);
     void closeToplevel(std::size_t number);
 
-    /// Several of these calls, and all they send arrives together.
+    /// Runs several of these calls; all their events arrive together.
     void atOnce(const std::function<void()> &actions);
 
   private:

@@ -29,7 +29,7 @@ void TestSurface::Rules::sendReleases() {
     }
 }
 
-/// Answers what the client asks of a surface and its parts.
+/// Handles the client's requests to a surface and its roles.
 struct TestSurface::Requests {
     using Client = wl_client;
     using Resource = wl_resource;
@@ -47,7 +47,7 @@ struct TestSurface::Requests {
         self(resource)._pending.damage.push_back({x, y, x + width, y + height});
     }
 
-    /// Damage in points, which is told apart by lying nowhere.
+    /// Damage in points; it is told apart because it lies outside of every buffer.
     static void oldDamage(Client *, Resource *resource, std::int32_t, std::int32_t, std::int32_t,
                           std::int32_t) {
         self(resource)._pending.damage.push_back({-1, -1, -1, -1});
@@ -149,7 +149,7 @@ TestSurface::TestSurface(wl_client *client, std::uint32_t version, std::uint32_t
 
 TestSurface &TestSurface::of(wl_resource *surface) { return Requests::self(surface); }
 
-/// A region's user data is null as long as it is empty.
+/// The user data of a region is null while it is empty.
 void TestSurface::makeRegion(wl_client *client, std::uint32_t version, std::uint32_t id) {
     wl_resource *region =
         wl_resource_create(client, &wl_region_interface, static_cast<int>(version), id);
@@ -194,7 +194,7 @@ void TestSurface::makePart(wl_resource *&part, const void *interface, std::uint3
     });
 }
 
-/// As compositors do, refuses what a layer surface may not do.
+/// Refuses what a layer surface may not do, as compositors do.
 void TestSurface::commit() {
     const int pictures = _current.pictures;
     _current = _pending;

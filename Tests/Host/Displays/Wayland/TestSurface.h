@@ -9,11 +9,11 @@
 struct wl_client;
 struct wl_resource;
 
-/// A surface as the test compositor sees it, with what hangs on it. On the compositor's thread.
+/// A surface of the test compositor, with its roles; only for the compositor's thread.
 class TestSurface {
   public:
-    /// What all surfaces of a compositor heed. Buffers are known by their numbers, for the client
-    /// may destroy them at any time.
+    /// State that all surfaces of a compositor share. Buffers are kept by their ids, because the
+    /// client may destroy them at any time.
     struct Rules {
         bool withholdsFrames = false;
         bool withholdsReleases = false;
@@ -40,7 +40,7 @@ class TestSurface {
 
     void configure(unsigned width, unsigned height);
 
-    /// Null when it has gone.
+    /// Null when the output has gone.
     wl_resource *resource() const { return _resource; }
     wl_resource *layer() const { return _layer; }
     wl_resource *fractionalScale() const { return _fractionalScale; }

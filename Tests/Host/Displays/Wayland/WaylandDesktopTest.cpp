@@ -116,7 +116,7 @@ bool WaylandDesktopTest::runUntil(const std::function<bool()> &condition) {
     return true;
 }
 
-/// An output that comes and goes is heard of after everything before it.
+/// Events arrive in order, so an output that comes and goes is the last thing that is heard.
 void WaylandDesktopTest::catchUp() {
     const std::string mark = "mark" + std::to_string(++_marks);
     compositor().addOutput(mark, {});

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// Notes what it hears of a surface, gives it memory of the right size, and draws when asked to.
+/// Records a surface's events, gives it buffers of the right size, and draws when asked to.
 class SurfaceRecorder final : public Lumivera::DesktopSurface::Listener {
   public:
     explicit SurfaceRecorder(Lumivera::DesktopSurface &surface);
@@ -24,11 +24,11 @@ class SurfaceRecorder final : public Lumivera::DesktopSurface::Listener {
     void scrolledBy(CGFloat distance) override;
     void scrollingEnded() override;
 
-    /// Draws the wanted picture in one colour and shows it; nothing when none is wanted.
+    /// Draws the wanted buffer in one colour and shows it; does nothing when none is wanted.
     void draw(std::uint32_t color, const std::vector<DeviceRect> &rects);
     void draw(std::uint32_t color) { draw(color, {{0, 0, 1 << 20, 1 << 20}}); }
 
-    /// New memory of the present size.
+    /// Gives the surface new buffers of its present size.
     void giveMemory();
 
     Lumivera::DesktopSurface &surface;
@@ -39,7 +39,7 @@ class SurfaceRecorder final : public Lumivera::DesktopSurface::Listener {
     std::string wishes; ///< indices
 };
 
-/// Notes outputs and follows what happens on each.
+/// Records outputs, and the events of each surface.
 class DesktopRecorder final : public Lumivera::Desktop::Listener {
   public:
     void outputAdded(Lumivera::DesktopSurface &surface) override;
@@ -51,27 +51,28 @@ class DesktopRecorder final : public Lumivera::Desktop::Listener {
     std::vector<std::unique_ptr<SurfaceRecorder>> surfaces;
 };
 
-/// A Wayland desktop before a compositor of the test's own, in real time.
+/// A Wayland desktop on a fake compositor, in real time.
 class WaylandDesktopTest : public ::testing::Test {
   protected:
     WaylandDesktopTest();
     ~WaylandDesktopTest() override;
 
-    /// Begins a compositor; its outputs come before connect().
+    /// Starts a compositor, whose outputs are added before connect().
     TestCompositor &compositor(const TestCompositor::Options &options = {});
     void connect(const Lumivera::WaylandDesktop::Options &options = {});
     void disconnect() { _desktop.reset(); }
 
-    /// A compositor with the output "A" of that size, which is configured, and the desktop on it.
+    /// Starts a compositor with the output "A" of that size, connects the desktop, and configures
+    /// it.
     void begin(const TestCompositor::Options &options = {}, const TestCompositor::Mode &mode = {});
 
     /// Serves the main run loop until the condition holds; false when it does not within seconds.
     static bool runUntil(const std::function<bool()> &condition);
 
-    /// Runs until everything that the compositor has sent so far was heard of.
+    /// Runs until the client has handled everything that the compositor has sent so far.
     void catchUp();
 
-    /// Draws the wanted picture of "A" and waits until the compositor has it.
+    /// Draws the wanted buffer of "A" and waits until the compositor has it.
     void show(std::uint32_t color);
 
     TestCompositor::Surface shown() { return _compositor->surfaceOn("A"); }

@@ -16,7 +16,7 @@ constexpr std::uint32_t kBlue = 0xFF2040A0;
 constexpr std::uint32_t kRed = 0xFFC02020;
 constexpr std::uint32_t kGreen = 0xFF20A020;
 
-/// Ones next to each other differ, so that nothing stays as it is that is not drawn sharply.
+/// Neighbouring pixels differ, so that blurring or scaling changes every pixel.
 std::uint32_t checkerAt(unsigned x, unsigned y) {
     return (x + y) % 2 == 0 ? 0xFF000000 | (x * 7 % 256) << 8 | (y * 5 % 256) : 0xFFFFFFFF;
 }
@@ -47,7 +47,7 @@ class WaylandEndToEndTest : public WaylandDesktopTest, public ::testing::WithPar
 
     Retained<CGImage> picture() { return real->picture(surface().surface.outputName()); }
 
-    /// Draws as long as it is asked to, until the output shows the colour at a place.
+    /// Draws whenever asked to, until the output shows the colour at a place.
     bool shows(std::uint32_t color, unsigned x, unsigned y) {
         return runUntil([&] {
             if (hasSurface()) {
@@ -57,7 +57,7 @@ class WaylandEndToEndTest : public WaylandDesktopTest, public ::testing::WithPar
         });
     }
 
-    /// Goes on drawing until the surface is visible or not; says how many seconds it took.
+    /// Draws until the surface is visible or not; how many seconds that took.
     double secondsUntil(SurfaceVisibility visibility) {
         const Clock::Nanoseconds start = Clock::current().now();
         runUntil([&] {
@@ -67,8 +67,8 @@ class WaylandEndToEndTest : public WaylandDesktopTest, public ::testing::WithPar
         return static_cast<double>(Clock::current().now() - start) / 1e9;
     }
 
-    /// Draws a picture whose every pixel can be told from its neighbours, and compares what the
-    /// output shows with it; how many pixels differ.
+    /// Draws a picture in which neighbouring pixels differ, and counts the pixels that the output
+    /// shows differently.
     std::size_t blurredPixels();
 
     std::optional<HeadlessCompositor> real;
@@ -168,7 +168,7 @@ TEST_F(WaylandEndToEndTest, HearsOfTheClicksOnTheDesktop) {
     ASSERT_TRUE(shows(kBlue, 5, 5));
     surface().heard.clear();
     TestClient client(real->socket());
-    // The pointer is new; what it does before the desktop knows of it is lost.
+    // The pointer is new: its events are lost until the desktop has bound it.
     EXPECT_TRUE(runUntil([&] {
         client.click(120, 80, 800, 600);
         return !surface().heard.empty();

@@ -131,7 +131,8 @@ TEST_F(WaylandPicturesTest, IsHiddenByAWindowThatHasTheWholeOutput) {
     ASSERT_TRUE(runUntil([&] { return surface().heard == "full,visible,full,visible,"; }));
 }
 
-/// Windows that may lie elsewhere: on another workspace, or on an output that is not told.
+/// Windows that may be elsewhere: on another workspace, or on an output that the compositor does
+/// not tell.
 class WaylandDoubtfulWindow : public WaylandPicturesTest,
                               public ::testing::WithParamInterface<TestCompositor::Toplevel> {};
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-/// What a host would do with one surface, and what it heard.
+/// Does what a host does with one surface, and records its events.
 class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
   public:
     explicit SurfaceOwner(Lumivera::DesktopSurface &surface);
@@ -20,10 +20,10 @@ class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
     void scrolledBy(CGFloat distance) override { scrolled += distance; }
     void scrollingEnded() override { ++scrollingEnds; }
 
-    /// Gives it memory of its size.
+    /// Gives the surface buffers of its size.
     void giveMemory();
 
-    /// Fills the part with colors that tell each place from its neighbours, and presents it.
+    /// Fills that part with colours that differ at every place, and presents it.
     void show(const DeviceRect &part, std::uint32_t salt);
     void showAll(std::uint32_t salt);
 
@@ -39,7 +39,7 @@ class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
     std::vector<CGPoint> taps;
 };
 
-/// A desktop on a server of its own, and a host for it.
+/// A desktop on its own X server, and a host for it.
 class X11DesktopTest : public X11ScreenTest, protected Lumivera::Desktop::Listener {
   protected:
     using Desktop = Lumivera::X11Desktop;
@@ -48,14 +48,14 @@ class X11DesktopTest : public X11ScreenTest, protected Lumivera::Desktop::Listen
 
     void open(const Desktop::Options &options = {});
 
-    /// With a picture on the first output.
+    /// Opens the desktop and shows a picture on the first output.
     void openWithPicture(const Desktop::Options &options = {});
 
     void outputAdded(Lumivera::DesktopSurface &surface) override;
     void outputRemoved(Lumivera::DesktopSurface &surface) override;
     void desktopLost(const std::string &reason) override { losses.push_back(reason); }
 
-    /// Whether the first output comes to have that.
+    /// Waits until the first output has that visibility.
     bool isVisibility(Lumivera::SurfaceVisibility visibility);
 
     SurfaceOwner &owner(std::size_t index = 0) { return *owners.at(index); }

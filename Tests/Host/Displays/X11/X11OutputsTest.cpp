@@ -15,7 +15,7 @@ class X11OutputsTest : public X11DesktopTest {
         return known && known->surface.geometry() == SurfaceGeometry{width, height, 1};
     }
 
-    /// Gives the output a fresh picture and looks for it at its corners, which lie there.
+    /// Shows a new picture on the output and looks for it at its corners on the screen.
     void expectPictureAt(const std::string &output, int left, int top) {
         SurfaceOwner *known = ownerOf(output);
         ASSERT_TRUE(known);

@@ -10,7 +10,7 @@ namespace {
 
 class X11Picture : public X11DesktopTest {
   protected:
-    /// Pixels of the screen that are not what was drawn.
+    /// How many pixels of the screen differ from what was drawn.
     std::size_t wrongPixels(std::uint32_t salt) {
         const auto image = picture();
         if (!image) {

@@ -1,20 +1,16 @@
 #include "Tests/Host/Displays/X11/X11ScreenTest.h"
 
 #include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Platform/Foundation/NSRunLoop.h"
 #include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Host/Support/RealTimeLoop.h"
 
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
 namespace {
 
-constexpr auto kLimit = std::chrono::seconds(30);
-constexpr NSTimeInterval kTurn = 0.01;
-
-/// Its own values for nearly everything, whatever the machine's say.
+/// Replaces the machine's settings of openbox; nearly everything keeps openbox's own default.
 constexpr const char *kOpenboxSettings =
     "<?xml version=\"1.0\"?>\n"
     "<openbox_config xmlns=\"http://openbox.org/3.4/rc\"><keyboard>"
@@ -29,7 +25,7 @@ void X11ScreenTest::startScreen(const std::string &size, const std::vector<std::
     setenv("DISPLAY", screen->name().c_str(), 1);
 }
 
-/// A window that is mapped while openbox still looks around is never managed.
+/// Waits until openbox is ready: it never manages a window that is mapped while it starts.
 pid_t X11ScreenTest::startWindowManager() {
     const std::string settings = _folder.write("rc.xml", kOpenboxSettings);
     const std::string sign = _folder.pathOf("openbox-is-there");
@@ -79,13 +75,4 @@ std::uint32_t X11ScreenTest::pixel(int x, int y) {
                  : 0;
 }
 
-bool X11ScreenTest::served(const std::function<bool()> &condition) {
-    const auto end = std::chrono::steady_clock::now() + kLimit;
-    while (std::chrono::steady_clock::now() < end) {
-        NSRunLoop::mainRunLoop().runForSeconds(kTurn);
-        if (condition()) {
-            return true;
-        }
-    }
-    return condition();
-}
+bool X11ScreenTest::served(const std::function<bool()> &condition) { return serveUntil(condition); }

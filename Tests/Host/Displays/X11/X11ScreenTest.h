@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-/// An X server of the test's own, and programs on it.
+/// A private X server, and programs on it.
 class X11ScreenTest : public ::testing::Test {
   protected:
     void TearDown() override { screen.reset(); }
@@ -23,12 +23,12 @@ class X11ScreenTest : public ::testing::Test {
     pid_t startWindowManager();
     void startCompositingManager();
 
-    /// A window of that title and place; its number for xdotool.
+    /// Opens a window of that title and place; its id for xdotool.
     std::string openWindow(const std::string &title, const std::string &geometry,
                            const std::vector<std::string> &more = {});
     void xdotool(const std::string &arguments) { screen->run("xdotool " + arguments); }
 
-    /// What the whole screen shows.
+    /// A screenshot of the whole screen.
     Retained<CGImage> picture();
     std::uint32_t pixel(int x, int y);
 

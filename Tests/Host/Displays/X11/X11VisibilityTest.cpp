@@ -20,7 +20,7 @@ class X11Visibility : public X11DesktopTest {
         openWithPicture();
     }
 
-    /// So that nothing is left of the screen beside it and its twin.
+    /// Makes the window and its twin cover the whole screen.
     std::string openHalf(const std::string &title, int left) {
         const std::string window = openWindow(title, "20x10+50+50");
         xdotool("windowsize --sync " + window + " 500 700");
@@ -144,7 +144,7 @@ TEST_F(X11Visibility, StaysWhereTheScreenSaverDoesNotBlank) {
     EXPECT_TRUE(isVisibility(SurfaceVisibility::FullScreen));
 }
 
-// Nothing happens meanwhile, so that what is used is what a poll would cost.
+// Nothing happens meanwhile, so any processor time would be spent on polling.
 TEST_F(X11Visibility, CostsNothingWhileNothingChanges) {
     begin();
     NSRunLoop::mainRunLoop().runForSeconds(0.5);
