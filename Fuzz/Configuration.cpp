@@ -1,6 +1,6 @@
-// Configuration files: either refused in one line that names the file, or values within their
-// limits. A file that is understood can be given another wallpaper, and then says nothing else than
-// before but that.
+// A configuration file is either refused in one line that names the file, or gives values within
+// their limits. When it is understood, the file with another wallpaper set means the same but for
+// the wallpaper.
 
 #include "Host/Desktop/Configuration/Configuration.h"
 #include "Host/Desktop/Configuration/ConfigurationText.h"

@@ -1,5 +1,5 @@
-// Requests to a running host: either refused in one line, or something that the host can do as it
-// stands. Lines of the same fields mean the same.
+// A request to a running host is either refused in one line, or is something that the host can do
+// as it is. Lines with equal fields mean the same.
 
 #include "Host/Desktop/Control/ControlRequest.h"
 

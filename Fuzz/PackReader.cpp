@@ -1,4 +1,4 @@
-// Resource packs: whatever the file holds, the entries come from it and were logged one by one.
+// Whatever a resource pack holds, its entries lie inside the file and are logged one by one.
 
 #include "Animation/Common/NSData+DataEncrypt.h"
 #include "Platform/Foundation/NSLog.h"
@@ -28,7 +28,7 @@ void countLogLines() {
     }();
 }
 
-/// The file that holds the bytes, until the next call.
+/// A file that holds these bytes until the next call.
 std::string pathOf(const std::uint8_t *data, std::size_t size) {
     static int file = -1;
     close(file);
@@ -37,7 +37,7 @@ std::string pathOf(const std::uint8_t *data, std::size_t size) {
     return "/proc/self/fd/" + std::to_string(file);
 }
 
-/// Entries lie back to back, and the reading says why it ended before the last of them.
+/// Entries follow each other without gaps, and the log says why reading ended early.
 void checkPack(const DataEncrypt::Pack &pack, std::size_t size) {
     std::uint64_t offset = kIntegerSize;
     for (const auto &entry : pack.entries) {

@@ -1,5 +1,5 @@
-// The pair transform of stored pictures: its own inverse whatever the bytes and wherever they lie
-// in memory, and what it hides comes back as the same picture.
+// The pair transform of stored pictures is its own inverse for any bytes at any alignment, and a
+// picture that was stored with it is decoded unchanged.
 
 #include "Animation/Common/ImageSet.h"
 #include "Animation/Common/NSData+DataEncrypt.h"
@@ -17,7 +17,7 @@ void require(bool condition) {
     }
 }
 
-/// The rule, a pair at a time.
+/// The rule itself, applied to one pair at a time.
 Bytes transformedByRule(std::span<const std::uint8_t> data) {
     Bytes result;
     for (std::size_t i = 0; i + 1 < data.size(); i += 2) {
@@ -30,7 +30,7 @@ Bytes transformedByRule(std::span<const std::uint8_t> data) {
     return result;
 }
 
-/// The bytes lie `offset` behind an aligned address, and their neighbours must stay.
+/// The bytes begin `offset` behind an aligned address; the bytes around them must not change.
 void checkInPlace(std::span<const std::uint8_t> data, std::size_t offset) {
     constexpr std::uint8_t kNeighbour = 0x5a;
     Bytes memory(offset + data.size() + 1, kNeighbour);

@@ -1,5 +1,5 @@
-// Picture files: either refused, or a bitmap within the bounds that keeps its promises and that
-// comes back unchanged from a PNG file of our own.
+// A picture file is either refused, or gives a valid bitmap within the limits, which survives being
+// written as PNG and read again.
 
 #include "Platform/CoreGraphics/CGImageDecoding.h"
 #include "Platform/CoreGraphics/CGImageEncoding.h"
@@ -70,7 +70,8 @@ std::uint32_t numberAt(const std::vector<std::uint8_t> &file, std::size_t positi
            std::uint32_t{file[position + 2]} << 8 | file[position + 3];
 }
 
-/// Changes stop at the checksums of a PNG file's chunks unless somebody puts those right.
+/// Corrects the checksums of a PNG file's chunks, so that the decoder reads what the fuzzer
+/// changed.
 void repairChecksums(std::vector<std::uint8_t> &file) {
     std::size_t position = 8;
     while (position + 12 <= file.size()) {
@@ -87,8 +88,8 @@ void repairChecksums(std::vector<std::uint8_t> &file) {
     }
 }
 
-/// Lossless WebP needs no byte at all for a pixel of the only colour there is. Such pictures are
-/// sound, but a fuzzer that found one would spend its time on painting them.
+/// Lossless WebP needs no bytes for the pixels of a picture of one colour. Such pictures are valid,
+/// but a fuzzer that finds a large one would spend its time on painting it.
 bool claimsMuchForLittle(std::span<const std::uint8_t> file) {
     constexpr std::uint32_t kMostPixels = 1 << 20;
     const std::string_view tag = "VP8L";

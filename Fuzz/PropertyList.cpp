@@ -1,5 +1,5 @@
-// Property lists, the description files of wallpapers: either refused, or within the limits and
-// in valid UTF-8 throughout.
+// A property list, such as a wallpaper's description, is either refused, or is within the limits
+// and valid UTF-8 throughout.
 
 #include "Platform/Foundation/PropertyListReader.h"
 #include "Platform/Foundation/UnicodeText.h"

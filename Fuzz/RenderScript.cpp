@@ -1,5 +1,5 @@
-// Scripts of events: either refused with one line that names the file, or a list in order whose
-// numbers can be handed to a view as they are.
+// A script of events is either refused with one line that names the file, or gives a sorted list
+// whose numbers can be passed to a view as they are.
 
 #include "Host/Playing/Script.h"
 #include "Host/Support/HostError.h"

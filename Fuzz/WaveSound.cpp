@@ -1,5 +1,5 @@
-// Sounds in WAV files: either refused, or so many samples as their file can hold, every one a
-// number that can be mixed.
+// A sound in a WAV file is either refused, or gives no more samples than the file can hold, each a
+// finite number.
 
 #include "Platform/AudioToolbox/WaveSound.h"
 #include "Platform/AudioToolbox/SoundMixer.h"

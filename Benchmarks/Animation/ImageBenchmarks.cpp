@@ -1,6 +1,6 @@
-// What the operations on pictures cost for one of 1920 × 1080 pixels, beside the drawing library
-// used directly and beside the convert program, in the same run: milliseconds of processor time,
-// the best of many, and ours as a multiple of theirs. In the program's time are its start and the
+// Measures the operations on a picture of 1920 × 1080 pixels beside the drawing library used
+// directly and beside the convert program, in the same run: milliseconds of processor time, the
+// best of many, and ours as a multiple of theirs. The program's time includes its start and the
 // reading of its uncompressed input, which startBesideImageMagick measures alone.
 
 #include "Animation/Common/ImageSet.h"
@@ -26,7 +26,7 @@ constexpr int kHeight = 1080;
 constexpr std::size_t kBytes = std::size_t{4} * kWidth * kHeight;
 constexpr double kRed = 0.75, kGreen = 0.5, kBlue = 0.25;
 
-/// The wallpaper's background; with `fades`, more and more transparent toward the right.
+/// The wallpaper's background; with `fades`, increasingly transparent towards the right.
 Retained<UIImage> picture(bool fades) {
     const auto file = UIImage::imageWithContentsOfFile(
         LUMIVERA_SOURCE_DIR "/Wallpapers/Lumivera.bundle/lumivera_background_.png");
@@ -67,7 +67,7 @@ template <class Work> double secondsOf(Work work) {
     return processorSeconds() + childrensSeconds() - start;
 }
 
-/// Takes turns, so that a busy machine is the same for both.
+/// Lets both sides take turns, so that other work on the machine affects both alike.
 template <class Ours, class Theirs>
 void compare(benchmark::State &state, Ours ours, Theirs theirs) {
     double best = std::numeric_limits<double>::infinity(), theirBest = best;
@@ -130,7 +130,7 @@ void overlayBesideCairo(benchmark::State &state) {
         [&] { paintWithCairo(*image, CAIRO_OPERATOR_OVERLAY); });
 }
 
-/// A palette of 256 greys, looked up by 15 bits of luminance.
+/// A palette of 256 greys with a lookup table by 15 bits of luminance.
 pixman_indexed_t greyPalette() {
     pixman_indexed_t palette{};
     for (std::uint32_t i = 0; i < 256; ++i) {
@@ -147,7 +147,7 @@ void copyWithPixman(pixman_image_t *source, pixman_image_t *target) {
                              kHeight);
 }
 
-/// To grey samples, and from them to a picture, which is what ours gives.
+/// Converts to grey samples and from them to a picture, which is what our operation returns.
 void turnGreyWithPixman(const UIImage &image, const pixman_indexed_t &palette) {
     auto *pixels = const_cast<std::uint32_t *>(image.bitmap()->pixels());
     pixman_image_t *source =
@@ -174,7 +174,7 @@ void greyBesidePixman(benchmark::State &state) {
         [&] { turnGreyWithPixman(*image, palette); });
 }
 
-/// The way through the drawing library alone: the colours' saturation taken away.
+/// The same with the drawing library alone: it removes the colours' saturation.
 void turnGreyWithCairo(const UIImage &image) {
     drawWithCairo(image, CAIRO_FORMAT_RGB24, [](cairo_t *drawing, cairo_surface_t *source) {
         cairo_set_source_surface(drawing, source, 0, 0);
@@ -209,7 +209,7 @@ void scrambleBesideMemcpy(benchmark::State &state) {
         });
 }
 
-/// A folder with the picture as the program reads it fastest.
+/// A folder with the picture in the format that the program reads fastest.
 class ProgramInput {
   public:
     ProgramInput() {
@@ -280,7 +280,8 @@ void greyBesideImageMagick(benchmark::State &state) {
     });
 }
 
-/// Pairs of bytes are 16-bit samples; read in one byte order, inverted, and written in the other.
+/// The program reads pairs of bytes as 16-bit samples in one byte order, inverts them, and writes
+/// them in the other.
 void scrambleBesideImageMagick(benchmark::State &state) {
     std::vector<std::uint8_t> bytes(kBytes, 7);
     compareWithProgram(state,

@@ -23,7 +23,7 @@ constexpr int kFramesOnScreen = 200;
 constexpr std::size_t kPackBytes = std::size_t{64} << 20;
 constexpr std::size_t kPackEntries = 64;
 
-/// A loaded wallpaper in simulated time, whose frames the benchmark makes itself.
+/// A loaded wallpaper in simulated time; the benchmark makes its frames.
 class PetalScene {
   public:
     explicit PetalScene(NSUInteger petals) {
@@ -63,7 +63,7 @@ class PetalScene {
 
     void passTime() { NSThread::sleepForTimeInterval(0.025); }
 
-    /// Puts every petal somewhere on the screen.
+    /// Puts every petal at a place on the screen.
     void scatter() {
         for (NSUInteger i = 1; i < _view->subviewCount(); ++i) {
             UIView *layer = _view->subviewAtIndex(i);
@@ -129,7 +129,7 @@ void packOf64MiBRead(benchmark::State &state) {
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * kPackBytes));
 }
 
-/// What a reader cannot do without, in memory that is there already.
+/// The least that any reader must do, in memory that is allocated already.
 void fileOf64MiBReadAndCopied(benchmark::State &state) {
     const LargePack pack;
     const std::size_t size = std::filesystem::file_size(pack.path());

@@ -13,7 +13,7 @@ namespace {
 
 using namespace Lumivera;
 
-/// What the wallpaper waits by itself before it loads.
+/// The wallpaper's own delay before it loads.
 constexpr NSTimeInterval kLoadingDelay = 0.5;
 
 /// Milliseconds from naming the bundle to the first picture with petals, on the system's clock,

@@ -53,7 +53,7 @@ std::optional<unsigned> ScriptedRandom::seed() const {
     return script().seed;
 }
 
-// The program's own definitions come before the C library's, for the libraries it uses as well.
+// The program's definitions override the C library's, for the libraries that it uses too.
 
 extern "C" __attribute__((visibility("default"))) int rand() noexcept {
     static const auto real = reinterpret_cast<int (*)()>(dlsym(RTLD_NEXT, "rand"));

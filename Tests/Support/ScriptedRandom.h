@@ -4,9 +4,9 @@
 #include <initializer_list>
 #include <optional>
 
-/// Stands between a test program and the C library's random numbers: counts the draws of every
-/// thread and answers them with scripted numbers while there are any, then with real ones. One at a
-/// time; the script ends with it.
+/// Overrides the C library's random numbers: counts the draws of every thread, and answers them
+/// with scripted numbers while there are any, then with real ones. One object at a time; the script
+/// ends with it.
 class ScriptedRandom {
   public:
     ScriptedRandom(std::initializer_list<int> draws = {});
@@ -14,15 +14,15 @@ class ScriptedRandom {
     ScriptedRandom(const ScriptedRandom &) = delete;
     ScriptedRandom &operator=(const ScriptedRandom &) = delete;
 
-    /// Puts more draws behind those that are left.
+    /// Appends more draws to the script.
     void add(std::initializer_list<int> draws);
 
     /// Draws since this object was made, scripted or real.
     std::size_t drawCount() const;
 
-    /// Scripted draws that nobody has taken yet.
+    /// How many scripted draws are left.
     std::size_t leftCount() const;
 
-    /// What the generator was last seeded with since this object was made.
+    /// The last seed since this object was made; nothing when there was none.
     std::optional<unsigned> seed() const;
 };

@@ -70,7 +70,7 @@ class SimulatedTimeTest : public ::testing::Test {
     SimulatedClock _clock;
 };
 
-/// Keeps the log's lines to itself while it lives.
+/// Records the log's lines instead of printing them, while it lives.
 class LogRecorder {
   public:
     LogRecorder() {

@@ -31,7 +31,7 @@ SoundListener::SoundListener() {
         throw std::runtime_error("no pipe");
     }
     openPipe();
-    // A player that goes on when nobody listens any more is told so by a failure to write.
+    // Writing to a pipe that nobody reads then fails instead of ending the process.
     std::signal(SIGPIPE, SIG_IGN);
     setenv("SDL_AUDIODRIVER", "disk", 1);
     setenv("SDL_DISKAUDIOFILE", path().c_str(), 1);
@@ -51,13 +51,13 @@ std::string SoundListener::path() const { return _folder + "/sound"; }
 
 void SoundListener::openPipe() { _pipe = open(path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC); }
 
-/// False when the device was given back, or after a minute of waiting.
+/// Reads more samples; false when the device was closed, or after a minute of waiting.
 bool SoundListener::readMore() {
     pollfd ready{_pipe, POLLIN, 0};
     if (poll(&ready, 1, kPatience) != 1) {
         return false;
     }
-    // Frames are written whole, and no part of one fits into a page by itself.
+    // The player writes whole frames, and so a read never gets part of one.
     float samples[4096];
     const ssize_t count = read(_pipe, samples, sizeof samples);
     if (count <= 0) {
@@ -70,7 +70,7 @@ bool SoundListener::readMore() {
 std::vector<float> SoundListener::readSound(std::size_t count) {
     const auto first = [this] { return std::find_if(_heard.begin(), _heard.end(), isHeard); };
     while (static_cast<std::size_t>(_heard.end() - first()) < count && readMore()) {
-        // What is silent and before the sound need not be looked at again.
+        // Leading silence need not be looked at again.
         _heard.erase(_heard.begin(), first());
     }
     _heard.erase(_heard.begin(), first());
@@ -85,7 +85,7 @@ std::vector<float> SoundListener::readWhile(const std::function<void()> &action)
     while (readMore()) {
     }
     waiting.join();
-    // A pipe that came to its end once stays there.
+    // A pipe that has reached its end stays there, so it is opened again.
     close(_pipe);
     openPipe();
     return std::exchange(_heard, {});

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-/// Stands in for the sound device while it lives and hears every sample that is played, through a
-/// pipe: the player goes on only as what it played is read, so nothing depends on time. Samples are
-/// floats, a left one and a right one a frame.
+/// Replaces the sound device while it lives. It hears every sample through a pipe, and the player
+/// goes on only as the pipe is read, so nothing depends on time. Samples are floats, a left and a
+/// right one a frame.
 class SoundListener {
   public:
     SoundListener();
@@ -15,15 +15,15 @@ class SoundListener {
     SoundListener(const SoundListener &) = delete;
     SoundListener &operator=(const SoundListener &) = delete;
 
-    /// The next samples, from the first one that is not silent; fewer when the device is given back
-    /// or a minute passes before.
+    /// The next samples, from the first one that is not silent; fewer when the device is closed or
+    /// a minute passes.
     std::vector<float> readSound(std::size_t count);
 
-    /// Everything that is played until the device is given back, while `action` runs on a thread of
-    /// its own: an action that waits for that.
+    /// Everything that is played until the device is closed, while `action` runs on another thread
+    /// and waits for that.
     std::vector<float> readWhile(const std::function<void()> &action);
 
-    /// Without the silence before the first sample and behind the last one.
+    /// The samples without leading and trailing silence.
     static std::vector<float> withoutSilence(const std::vector<float> &samples);
 
   private:

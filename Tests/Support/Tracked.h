@@ -5,7 +5,7 @@
 #include <atomic>
 #include <functional>
 
-/// An object that counts its death and may do something while it dies.
+/// Counts its own destruction, and may call back in its destructor.
 class Tracked : public NSObject {
   public:
     explicit Tracked(std::atomic<int> &deaths, std::function<void(Tracked &)> atDeath = nullptr)

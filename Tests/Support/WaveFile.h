@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// The bytes of a WAV file, right or wrong.
+/// Builds the bytes of a WAV file, valid or not.
 struct WaveFile {
     enum Encoding : std::uint16_t { PCM = 1, ADPCM = 2, Float = 3, ALaw = 6, MuLaw = 7, IMA = 17 };
 
@@ -17,11 +17,11 @@ struct WaveFile {
     std::uint32_t framesPerSecond = 48'000;
     std::uint16_t bitsPerSample = 16;
 
-    /// Behind the 16 bytes that every description has.
+    /// More bytes of the format chunk, behind the 16 that every one has.
     std::vector<std::uint8_t> moreFormat = {};
     std::vector<std::uint8_t> samples = {};
 
-    /// Of a frame; of ADPCM, of a block.
+    /// Bytes of a frame; in ADPCM of a block.
     std::uint16_t blockSize = static_cast<std::uint16_t>(channels * bitsPerSample / 8);
 
     static WaveFile ofShorts(std::span<const std::int16_t> samples, std::uint16_t channels = 2,
@@ -82,7 +82,7 @@ struct WaveFile {
         return bytes;
     }
 
-    /// The lowest bytes of the value, the lowest one first.
+    /// The low bytes of the value in little-endian order.
     static void append(std::vector<std::uint8_t> &bytes, std::uint64_t value, int count) {
         for (int i = 0; i < count; ++i) {
             bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));

@@ -1,5 +1,5 @@
-// What animations cost: each frame of those that run, and layers that have none. Pictures are so
-// small, and layers so clear, that only the walk over the tree counts.
+// Measures animations: each frame of running ones, and layers that have none. Pictures are so
+// small, and layers so transparent, that only the walk over the tree counts.
 
 #include "Platform/Compositor/SoftwareCompositor.h"
 #include "Platform/Foundation/NSRunLoop.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr int kLayers = 10'000;
 
-/// Groups of a hundred layers that show nothing.
+/// Groups of a hundred invisible layers.
 struct Tree {
     Retained<CALayer> root = makeRetained<CALayer>();
     std::vector<Retained<CALayer>> layers;
@@ -62,7 +62,7 @@ void animate(const Tree &tree, const char *keyPath) {
     }
 }
 
-/// What every layer shows at one time after the other.
+/// Reads what every layer shows at one time after the other.
 void evaluate(benchmark::State &state) {
     const char *keyPath = kKeyPaths[static_cast<std::size_t>(state.range(0))];
     const Tree tree;
@@ -113,7 +113,7 @@ void walkOverAnimated(benchmark::State &state) {
 }
 BENCHMARK(walkOverAnimated)->Name("Walk10000/animated")->Unit(benchmark::kMicrosecond);
 
-/// All begin, and are removed again.
+/// Adds and removes all animations.
 void beginAndEnd(benchmark::State &state) {
     const Tree tree;
     for (auto _ : state) {
@@ -126,7 +126,7 @@ void beginAndEnd(benchmark::State &state) {
 }
 BENCHMARK(beginAndEnd)->Name("Animations10000/add-and-remove")->Unit(benchmark::kMillisecond);
 
-/// The same with a finite one, whose end the run loop waits for.
+/// The same with finite animations, whose ends the run loop waits for.
 void beginAndEndFinite(benchmark::State &state) {
     const Tree tree;
     for (auto _ : state) {

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <vector>
 
-// What an animation asks of its views in every frame. The plain structs beside them are the least
-// that the same numbers could cost.
+// Measures what an animation asks of its views in every frame. The plain structs beside them are
+// the least that the same numbers could cost.
 
 namespace {
 
@@ -36,7 +36,7 @@ bool isOut(CGPoint center, CGSize size) {
            center.y > 800 + size.height;
 }
 
-/// Moves, turns and looks at every subview's frame: one frame of falling petals.
+/// Moves and rotates every subview and reads its frame: one frame of falling petals.
 void stepViews(const UIView &root, CGFloat angle, NSUInteger &outside) {
     for (NSUInteger i = 0; i < root.subviewCount(); ++i) {
         UIView *view = root.subviewAtIndex(i);

@@ -98,7 +98,7 @@ TEST(DataEncrypt, EncodesAWholeFile) {
               (Bytes{0x12, 0x34, 0}));
 }
 
-/// True when a test may take that much memory without harm to what else runs.
+/// True when enough memory is free for a test to take that much.
 bool isMemoryFree([[maybe_unused]] std::uint64_t gibibytes) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     return false;

@@ -1,4 +1,5 @@
-// Every operation against its formula in double precision, over pictures of any colour and alpha.
+// Compares every operation with its formula in double precision, over pictures of any colour and
+// alpha.
 
 #include "Animation/Common/ImageSet.h"
 #include "Tests/Animation/Support/RealPicture.h"
@@ -12,7 +13,7 @@
 
 namespace {
 
-/// Rounding alone takes half a step of 8 bits.
+/// Rounding to 8 bits alone may change a value by half a step.
 constexpr double kRounding = 0.6;
 
 struct Size {
@@ -30,7 +31,7 @@ class ImageOperation : public ::testing::TestWithParam<Size> {
         return randomPicture(GetParam().width, GetParam().height, _random);
     }
 
-    /// Opaque and grey.
+    /// True for an opaque grey pixel.
     Retained<UIImage> stencil(std::size_t width, std::size_t height) {
         CGPixels pixels(width * height);
         std::generate(pixels.begin(), pixels.end(),
@@ -42,8 +43,8 @@ class ImageOperation : public ::testing::TestWithParam<Size> {
     std::mt19937 _random{20};
 };
 
-/// A source over a backdrop; `mix` gives the colour, not premultiplied, of a backdrop and a source
-/// that overlap.
+/// Draws a source over a backdrop. Where they overlap, `mix` gives the unpremultiplied colour from
+/// the backdrop's and the source's.
 template <class Mix>
 RealPixel blended(const RealPixel &source, const RealPixel &backdrop, Mix mix) {
     const double sa = source.alpha(), da = backdrop.alpha();
@@ -214,7 +215,7 @@ namespace {
 
 class CornerRadius : public ::testing::TestWithParam<double> {};
 
-/// How much of the picture's top left square of that side is covered, in pixels.
+/// How many pixels of the top left square of that side the picture covers.
 double coveredArea(const UIImage &image, std::size_t side) {
     double sum = 0;
     for (std::size_t y = 0; y < side; ++y) {

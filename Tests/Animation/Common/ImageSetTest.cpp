@@ -257,8 +257,8 @@ Retained<UIImage> quartersOf(NSUInteger width, NSUInteger height, CGFloat scale)
     return imageOf(width, height, std::move(pixels), scale);
 }
 
-/// How much of a pixel lies inside a rectangle with rounded corners that stands on the bitmap's
-/// lower left corner; y runs up.
+/// How much of a pixel lies inside a rectangle with rounded corners, whose lower left corner is the
+/// bitmap's; y runs up.
 double coverage(int x, int y, double width, double height, double radius) {
     constexpr int kSamples = 64;
     int inside = 0;
@@ -277,7 +277,7 @@ double coverage(int x, int y, double width, double height, double radius) {
 TEST(DensePictures, AreRoundedInPoints) {
     constexpr double kRadius = 1.5;
     for (const NSUInteger scale : {2u, 3u}) {
-        // A third or half of a point is beyond the last whole one.
+        // The size is a third or half of a point more than a whole number.
         const NSUInteger width = 6 * scale + 1, height = 4 * scale + 1;
         const auto image = imageOf(width, height, Pixels(width * height, kRed), scale);
         const auto result = SpriteExtend::imageWithRoundCorners(image.get(), kRadius);
@@ -304,7 +304,8 @@ TEST(DensePictures, AreOverlaidInPoints) {
         ASSERT_TRUE(result);
         EXPECT_EQ(result->scale(), 1);
         ASSERT_EQ(result->size(), CGSizeMake(6, 4));
-        // Dark grey multiplies: twice a quarter of what lies above.
+        // The backdrop is a dark grey, which multiplies: the result is twice a quarter of the
+        // colour above.
         const Pixels pixels = pixelsOf(result.get());
         EXPECT_EQ(pixels[0], 0xff800000u);
         EXPECT_EQ(pixels[5], 0xff008000u);

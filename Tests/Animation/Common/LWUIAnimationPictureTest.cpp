@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cmath>
 
-// Pictures of views while they are animated beside pictures of views that stand still as they
-// should look then.
+// Compares pictures of animated views with pictures of still views that look as the animated ones
+// should.
 
 namespace {
 
@@ -51,7 +51,7 @@ void turn(UIView &view, double degrees) {
     view.layer()->setTransform(CATransform3DMakeRotation(degrees * kPi / 180, 0, 0, 1));
 }
 
-/// An operation, how far it is at which time, and how the view looks then.
+/// An operation, a time, how far it is then, and how the view looks then.
 struct Operation {
     const char *name;
     void (*start)(UIView *view);
@@ -126,7 +126,7 @@ std::string nameOf(const testing::TestParamInfo<Operation> &info) { return info.
 TEST_P(LWUIAnimationPictures, AreThoseOfAViewThatStandsAsItShouldThen) {
     const Operation &operation = GetParam();
     const auto view = makeView();
-    // What was set up has been seen before it is animated.
+    // A call-out ends, so that the set-up is not grouped with the animation.
     loop().performSelectorOnMainThread(
         nullptr, [] {}, false);
     runForSeconds(0);

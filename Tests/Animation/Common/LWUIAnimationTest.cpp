@@ -46,7 +46,7 @@ class LWUIAnimationTest : public SimulatedTimeTest {
     LWUIAnimationTest() { nextCallOut(); }
 
   protected:
-    /// What is changed from here on was not changed together with what was changed before.
+    /// Lets a call-out end, so that later changes are not grouped with earlier ones.
     static void nextCallOut() {
         loop().performSelectorOnMainThread(
             nullptr, [] {}, false);
@@ -60,7 +60,7 @@ class LWUIAnimationTest : public SimulatedTimeTest {
         return layer().presentationAt(CACurrentMediaTime());
     }
 
-    /// Where the view's middle is seen.
+    /// Where the view's centre is shown.
     CGPoint placeAfter(double seconds) const {
         const CALayerValues shown = shownAfter(seconds);
         return {shown.position.x + shown.transform.m41, shown.position.y + shown.transform.m42};
@@ -115,7 +115,7 @@ class LWUIAnimationTest : public SimulatedTimeTest {
     Retained<UIView> view = UIView::initWithFrame(kFrame);
 };
 
-/// Goes back to where it came from when its first move ends.
+/// Moves back to where it came from when its first move ends.
 class Wanderer final : public UIView {
   public:
     Wanderer() : UIView(kFrame) {}
@@ -132,7 +132,7 @@ class Wanderer final : public UIView {
     bool _isOnItsWayBack = false;
 };
 
-/// Everything that can be asked of a view, by itself.
+/// Every operation on a view, one at a time.
 struct Operation {
     const char *key;
     const char *keyPath;
@@ -297,7 +297,7 @@ TEST_F(LWUIAnimationTest, AMoveCountsATranslationThatTheViewHas) {
     expectFolded(kDestination);
 }
 
-// The translation comes before what the transform does already.
+// The translation is applied before the transform that the view has already.
 TEST_F(LWUIAnimationTest, AMoveOfAScaledViewIsScaled) {
     layer().setTransform(CATransform3DMakeScale(2, 2, 2));
     nextCallOut();
@@ -507,7 +507,7 @@ TEST_F(LWUIAnimationTest, OnTwiceTiltsByARightAngle) {
     EXPECT_NEAR(t.m23, 1, 1e-15);
     EXPECT_NEAR(t.m32, -1, 1e-15);
     EXPECT_NEAR(t.m33, 0, 1e-15);
-    // The second call sets one element of the perspective anew, and turns them all.
+    // The second call sets only one element of the perspective again, and affects all views.
     const double half = std::sqrt(0.5);
     EXPECT_NEAR(t.m34, -0.002 * half + 0.002 * half * half, 1e-17);
     EXPECT_NEAR(t.m24, -0.002 * half - 0.002 * half * half, 1e-17);

@@ -11,7 +11,8 @@ namespace {
 
 constexpr const char *kOwnSound = "/Library/Application Support/Scenebook2N/res/Reed/splash1.wav";
 
-/// Where the host's own sound lies in this test; without, it is missing as everywhere.
+/// The path of the host's own sound in this test; empty where the file is missing, as on most
+/// systems.
 std::string ownSound;
 
 /// The paths that were registered.
@@ -19,8 +20,8 @@ std::vector<std::string> registered;
 
 } // namespace
 
-/// Stands in front of the platform's function, for the wallpaper library as well: no test can put a
-/// file at the fixed path.
+/// Overrides the platform's function for the wallpaper library too, because no test can put a file
+/// at the fixed path.
 __attribute__((visibility("default"))) OSStatus
 AudioServicesCreateSystemSoundID(const NSURL *file, SystemSoundID *sound) {
     using Function = OSStatus (*)(const NSURL *, SystemSoundID *);
@@ -48,7 +49,7 @@ class SoundPlayTest : public testing::Test {
         return sound;
     }
 
-    /// Plays a mark past the player and expects to hear nothing else before and after it.
+    /// Plays a marker directly and expects to hear nothing but it.
     void expectSilence() {
         AudioServicesPlaySystemSound(create(0.125F));
         EXPECT_EQ(listener.readSound(600), Floats(600, 0.125F));
@@ -77,7 +78,7 @@ TEST_F(SoundPlayTest, IsOnAndAtFullVolumeOnceItIsSetUp) {
     EXPECT_EQ(player->volume(), 1.0F);
 }
 
-// The file is the host's, and is nowhere but on such a host.
+// Only such a host has the file.
 TEST_F(SoundPlayTest, WithoutItsFileKeepsTheIdentifierThatItHad) {
     if (std::filesystem::exists("/Library/Application Support/Scenebook2N")) {
         GTEST_SKIP() << "the file may be there";

@@ -182,7 +182,7 @@ TEST_F(BundleLoading, GivesNothingWithoutTheKey) {
 }
 
 TEST_F(BundleLoading, OpensNothingWhenTheKeyIsNoText) {
-    // The very file that a careless reading of the number would open.
+    // The file that would be opened if the number were read as text.
     std::filesystem::create_symlink(kTiny, bundle().folder().pathOf("7"));
     bundle().describe("<key>name Library</key><integer>7</integer>");
     EXPECT_FALSE(load());

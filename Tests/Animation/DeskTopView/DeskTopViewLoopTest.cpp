@@ -15,7 +15,7 @@ using testing::ElementsAre;
 
 constexpr Clock::Nanoseconds kMillisecond = 1'000'000;
 
-/// A view at whose frames a test looks, and time from the start of its animation.
+/// A view that records its frames, and times counted from the start of its animation.
 class DeskTopViewLoop : public SimulatedTimeTest {
   protected:
     DeskTopViewLoop() { runForSeconds(1); }
@@ -48,7 +48,7 @@ class DeskTopViewLoop : public SimulatedTimeTest {
     Recording &recording() { return _recording; }
     NSUInteger loopCount() const { return _view->operationQueue().operationCount(); }
 
-    /// The view's own, which nobody else is to touch.
+    /// The view's own operation queue, to which nothing else should add.
     NSOperationQueue &queue() { return const_cast<NSOperationQueue &>(_view->operationQueue()); }
 
     void dropView() { _view = nullptr; }
@@ -409,7 +409,7 @@ TEST_F(DeskTopViewLoop, StopsWithItsView) {
 
 class DeskTopViewDeath : public SimulatedTimeTest {};
 
-/// What a view has while it dies.
+/// What a view still has in its destructor.
 struct Remains {
     explicit Remains(const DeskTopView &view)
         : delegate(view.destTopViewDelegate()), isAnimating(view.isAnimating()),
@@ -443,7 +443,7 @@ TEST_F(DeskTopViewDeath, IsLoggedBeforeAnythingElse) {
     EXPECT_TRUE(remains->hasBackground);
 }
 
-/// Does something when it dies.
+/// Calls back in its destructor.
 class Mourner final : public UIView {
   public:
     explicit Mourner(std::function<void()> atDeath)
@@ -455,7 +455,7 @@ class Mourner final : public UIView {
     const std::function<void()> _atDeath;
 };
 
-/// Calls `atDeath` when the view's background goes, which is then in nobody else's hands.
+/// Calls `atDeath` when the view's background is destroyed, which the view alone owns then.
 void mournBackground(const DeskTopView &view, const std::function<void()> &atDeath) {
     view.bgView()->addSubview(makeRetained<Mourner>(atDeath).get());
     view.bgView()->removeFromSuperview();

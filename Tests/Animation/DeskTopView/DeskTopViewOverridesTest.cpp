@@ -9,13 +9,13 @@
 #include <sstream>
 #include <utility>
 
-// What a wallpaper overrides is what is called, whoever calls it.
+// A subclass's override is called whoever calls the function.
 
 namespace {
 
 using testing::ElementsAre;
 
-/// Writes down what is called of it, and does it.
+/// Records each call and passes it on.
 class CallsView final : public DeskTopView {
   public:
     explicit CallsView(std::vector<std::string> &calls)

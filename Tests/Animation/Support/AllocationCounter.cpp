@@ -16,8 +16,8 @@ std::atomic<std::size_t> freedBytes{0};
 std::atomic<std::size_t> largestBlock{SIZE_MAX / 2};
 std::atomic<std::size_t> blocksLeft{SIZE_MAX};
 
-// In front of each block stands the size that was asked for: what the C library really gave depends
-// on its free blocks, and so differs between two equal requests.
+// Each block starts with the size that was asked for. What the C library really reserves depends on
+// its free blocks, and so differs between equal requests.
 constexpr std::size_t kHeader = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 
 std::size_t headerFor(std::align_val_t alignment) {
@@ -79,8 +79,8 @@ std::size_t AllocationCounter::totalBytes() { return newBytes.load(); }
 void AllocationCounter::setLargestBlock(std::size_t bytes) { largestBlock = bytes; }
 void AllocationCounter::refuseAfter(std::size_t blocks) { blocksLeft = blocks; }
 
-// Every form that the program's libraries use: a block that one family of functions hands out may
-// not go back to another.
+// Replaces every form of operator new, because a block must go back to the family of functions that
+// it came from.
 #define PROGRAM_WIDE __attribute__((visibility("default")))
 
 PROGRAM_WIDE void *operator new(std::size_t size) { return orThrow(allocate(size)); }

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-/// What `operator new` hands out in the whole program, its libraries included.
+/// Counts what `operator new` hands out in the whole program, including its libraries.
 class AllocationCounter {
   public:
     AllocationCounter() = delete;
@@ -15,10 +15,9 @@ class AllocationCounter {
     static std::size_t totalBlocks();
     static std::size_t totalBytes();
 
-    /// Memory for blocks of more bytes is refused from now on, as if there were none.
+    /// Larger blocks are refused from now on, as if memory had run out.
     static void setLargestBlock(std::size_t bytes);
 
-    /// That many more blocks are handed out, in all threads together, and then none; SIZE_MAX for
-    /// no end.
+    /// Only that many more blocks are handed out, in all threads together; SIZE_MAX for no limit.
     static void refuseAfter(std::size_t blocks);
 };

@@ -12,7 +12,7 @@ LoaderWatch::LoaderWatch() { watch = this; }
 
 LoaderWatch::~LoaderWatch() { watch = nullptr; }
 
-// The program's own definitions come before the C library's, for the libraries it uses as well.
+// The program's definitions override the C library's, for the libraries that it uses too.
 
 extern "C" __attribute__((visibility("default"))) void *dlopen(const char *path,
                                                                int mode) noexcept {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-/// Stands between a test program and the dynamic loader while it lives, and notes which libraries
-/// are opened, how, and how many are closed again. One at a time, on one thread.
+/// Intercepts the dynamic loader's functions while it lives, and records which libraries are
+/// opened, with which flags, and how many are closed. One object at a time, on one thread.
 class LoaderWatch {
   public:
     LoaderWatch();

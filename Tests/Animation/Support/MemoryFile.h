@@ -6,7 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-/// A file in memory, for tests that read many.
+/// A file in memory, for tests that read many files.
 class MemoryFile {
   public:
     explicit MemoryFile(std::string_view contents)

@@ -34,8 +34,8 @@ class PetalWallpaper : public SimulatedTimeTest {
     LumiveraView &view() { return *_view; }
     const WallpaperBundle &bundle() const { return _bundle; }
 
-    /// Has the resources loaded and the loop ended before its first frame: from here on a test
-    /// makes the frames itself.
+    /// Loads the resources and ends the loop before its first frame; from here on the test makes
+    /// the frames itself.
     void load() {
         runForSeconds(0.499999999);
         const auto stopsTheLoop = [this] { _view->stopAnimating(); };
@@ -46,14 +46,14 @@ class PetalWallpaper : public SimulatedTimeTest {
         ASSERT_EQ(_view->operationQueue().operationCount(), 0u);
     }
 
-    /// The layer views, behind first.
+    /// The layer views, back to front.
     UIView &layerView(NSUInteger index) { return *_view->subviewAtIndex(1 + index); }
 
     Sakura &petal(NSUInteger layer, NSUInteger index) {
         return static_cast<Sakura &>(*layerView(layer).subviewAtIndex(index));
     }
 
-    /// Layer after layer, oldest first.
+    /// The petals of all layers, back to front, the oldest of a layer first.
     std::vector<Sakura *> petals() {
         std::vector<Sakura *> all;
         for (NSUInteger i = 0; i + 1 < _view->subviewCount(); ++i) {
@@ -72,7 +72,7 @@ class PetalWallpaper : public SimulatedTimeTest {
         return counts;
     }
 
-    /// Brings the number of petals to `count` by a frame.
+    /// Sets the number of petals to `count`, which takes effect in a frame.
     void makePetals(NSUInteger count) {
         _view->setSakuraCount(count);
         _view->doAnimating();

@@ -39,7 +39,7 @@ std::string chunk(const std::string &type, const std::string &data) {
            bigEndian(cyclicChecksum(type + data));
 }
 
-/// A zlib stream that stores the bytes as they are.
+/// A zlib stream of stored blocks, without compression.
 std::string stored(const std::string &bytes) {
     std::string stream = "\x78\x01";
     for (std::size_t start = 0; start < bytes.size(); start += kLargestStoredBlock) {

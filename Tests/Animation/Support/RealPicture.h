@@ -14,7 +14,7 @@ struct RealPixel {
 
     double alpha() const { return components[3]; }
 
-    /// A new pixel of f(component, 0 to 3).
+    /// The pixel whose components are f(component), component from 0 to 3.
     template <class F> static RealPixel of(F f) {
         RealPixel pixel;
         for (int i = 0; i < 4; ++i) {
@@ -24,7 +24,7 @@ struct RealPixel {
     }
 };
 
-/// A picture to compute with as a formula is written, without any drawing library.
+/// A picture for calculations that follow the formulas, without any drawing library.
 struct RealPicture {
     std::size_t width = 0;
     std::size_t height = 0;
@@ -32,7 +32,7 @@ struct RealPicture {
 
     static RealPicture from(const UIImage &image);
 
-    /// A picture of f(pixel) for each pixel.
+    /// The picture of f(pixel) for each pixel.
     template <class F> RealPicture mapped(F f) const {
         RealPicture result{width, height, {}};
         for (const RealPixel &pixel : pixels) {
@@ -41,11 +41,11 @@ struct RealPicture {
         return result;
     }
 
-    /// The largest difference of a component, in steps of 8 bits; huge for another size.
+    /// The largest difference of a component, in steps of 8 bits; very large when the sizes differ.
     double differenceFrom(const UIImage *image) const;
 };
 
-/// Pixels of any colour and alpha, among them many that are clear or opaque.
+/// Pixels of any colour and alpha; many of them are transparent or opaque.
 Retained<UIImage> randomPicture(std::size_t width, std::size_t height, std::mt19937 &random);
 
 CGColor randomColor(std::mt19937 &random);

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// What a view has done, for looking at after its death as well.
+/// Records what a view has done, and outlives it.
 struct Recording {
     int loadings = 0;
     bool loadedOnMainThread = false;
@@ -19,7 +19,7 @@ struct Recording {
     bool diedOnMainThread = false;
 };
 
-/// A wallpaper that writes down what the frame asks of it.
+/// A wallpaper that records which functions its base class calls.
 class RecordingView final : public DeskTopView {
   public:
     RecordingView(const CGRect &frame, Recording &recording)
@@ -36,7 +36,7 @@ class RecordingView final : public DeskTopView {
         _recording.loadedAt = Clock::current().now();
     }
 
-    /// True even when the clock does not run.
+    /// True even while the clock is stopped.
     bool isAnimating() const override { return boasts || DeskTopView::isAnimating(); }
 
     bool respondsToSelector(std::string_view selector) const override {
@@ -58,7 +58,7 @@ class RecordingView final : public DeskTopView {
     bool answers = true;
     std::function<void()> onFrame;
 
-    /// On the thread of the clock's operation, when it asks for the loop.
+    /// Called on the thread of the clock's operation, when that asks for the loop.
     std::function<void()> onAsked;
 
   private:

@@ -2,7 +2,7 @@
 
 #include "Animation/DeskTopView/FallingSakuraView/Sakura.h"
 
-/// The motion that a petal keeps to itself.
+/// Gives access to a petal's protected motion.
 class SakuraProbe {
   public:
     explicit SakuraProbe(Sakura &petal) : _petal(petal) {}

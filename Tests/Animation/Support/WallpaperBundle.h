@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// The seven petal pictures, each of a size of its own.
+/// The seven petal pictures, each of a different size.
 struct PetalPicture {
     const char *name;
     unsigned width;
@@ -20,15 +20,15 @@ inline constexpr PetalPicture kPetalPictures[] = {
     {"lumivera_petal4.png", 24, 12},
 };
 
-/// A wallpaper bundle in a folder of its own, at first empty.
+/// A wallpaper bundle in a temporary folder, empty at first.
 class WallpaperBundle {
   public:
     const TemporaryFolder &folder() const { return _folder; }
 
     Retained<NSBundle> open() const { return NSBundle::bundleWithPath(_folder.path()); }
 
-    /// A description whose dictionary holds these lines, such as
-    /// "<key>sakura Count</key><integer>5</integer>".
+    /// Writes a description whose dictionary holds these lines, such as "<key>sakura
+    /// Count</key><integer>5</integer>".
     void describe(const std::string &entries) const {
         _folder.write("description.plist", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
                                            "<plist version=\"1.0\"><dict>" +
@@ -39,7 +39,7 @@ class WallpaperBundle {
         _folder.write(name, pngOfSize(width, height));
     }
 
-    /// The background and the petals.
+    /// Writes the background and the petals.
     void addPictures() const {
         addPicture("lumivera_background_.png", 32, 48);
         for (const PetalPicture &picture : kPetalPictures) {

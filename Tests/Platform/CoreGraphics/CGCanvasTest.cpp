@@ -16,7 +16,7 @@ using ::testing::ElementsAre;
 
 constexpr CGBlendMode kModes[] = {CGBlendMode::Normal, CGBlendMode::Multiply, CGBlendMode::Overlay};
 
-/// A picture in the top left corner of a canvas of that size.
+/// Draws a picture into the top left corner of a canvas of that size.
 std::shared_ptr<const PlacedPicture> placed(std::size_t width, std::size_t height, Pixels pixels,
                                             std::size_t canvasWidth, std::size_t canvasHeight) {
     const auto image = CGImage::imageWithPixels(width, height, std::move(pixels));
@@ -119,7 +119,7 @@ TEST(Canvas, ClampsColors) {
 }
 
 TEST(Canvas, RoundsOnlyAtTheEndHoweverManyStrokes) {
-    // With 8 bits in between, what is lost each time would add up.
+    // With 8 bits between the steps, the rounding errors would add up.
     CGCanvas canvas(1, 1, false);
     paintPixel(canvas, CGBlendMode::Normal, 0xffffffff);
     double expected = 255;

@@ -18,8 +18,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A picture of 32 × 32 pixels in four quarters: the colours of top left, top right, bottom left
-/// and bottom right, and how far off they may be.
+/// A picture of 32 × 32 pixels in four quarters: the expected colours of top left, top right,
+/// bottom left and bottom right, and how far the decoded ones may differ.
 struct Quarters {
     const char *file;
     std::array<std::uint32_t, 4> pixels;
@@ -58,7 +58,7 @@ bool isPremultiplied(const CGImage &image) {
     });
 }
 
-/// The same numbers on every run and every machine.
+/// Pseudo-random numbers, the same on every run and machine.
 class Numbers {
   public:
     std::size_t below(std::size_t limit) {
@@ -77,7 +77,7 @@ Bytes mutated(Bytes bytes, Numbers &numbers) {
     return bytes;
 }
 
-/// Megabytes by which this process's memory grew at its largest, while `work` ran.
+/// By how many megabytes this process's peak memory grew while `work` ran.
 template <class Work> long megabytesTakenBy(const Work &work) {
     const auto peak = [] {
         rusage usage{};
@@ -94,7 +94,7 @@ void putBigEndian(Bytes &bytes, std::size_t position, std::size_t value) {
     bytes.at(position + 1) = static_cast<std::uint8_t>(value);
 }
 
-/// A JPEG sample that claims another size.
+/// A JPEG sample whose header claims another size.
 Bytes claiming(Bytes jpeg, std::size_t width, std::size_t height) {
     const std::array<std::uint8_t, 2> marker{0xff, 0xc0};
     const auto found = std::search(jpeg.begin(), jpeg.end(), marker.begin(), marker.end());
@@ -104,7 +104,7 @@ Bytes claiming(Bytes jpeg, std::size_t width, std::size_t height) {
     return jpeg;
 }
 
-/// A compressed stream that unfolds to 32 MiB, taken out of the picture of nothing.
+/// A compressed stream of 32 MiB of zeros, taken from an empty picture.
 Bytes compressedZeros() {
     const std::vector<std::uint32_t> pixels(2048 * 4096);
     const Bytes file = CGImageWritePNG(pixels.data(), 2048, 4096, 2048, 1);

@@ -4,7 +4,7 @@
 
 using Pixels = CGPixels;
 
-/// A picture that fills the screen is copied by whole lines of the processor's cache.
+/// The compositor copies a full-screen picture by whole cache lines.
 TEST(CGPixels, BeginAtALineOfTheCache) {
     for (std::size_t count = 1; count < 100000; count = count * 3 + 1) {
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(Pixels(count, 0).data()) % 64, 0u) << count;

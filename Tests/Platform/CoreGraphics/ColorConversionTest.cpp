@@ -14,12 +14,12 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A level for the last digit of a profile's numbers, and one for rounding.
+/// One level because a profile's numbers are rounded, and one because the result is.
 constexpr int kTolerance = 2;
 
 std::uint32_t levelOf(double value) { return static_cast<std::uint32_t>(std::lround(value * 255)); }
 
-/// The pixel of sRGB for components of that many bits.
+/// The sRGB pixel for components of that many bits.
 std::uint32_t expectedPixel(const ColorSpace &space, const std::array<std::uint32_t, 3> &components,
                             double largest, std::uint32_t alpha = 255) {
     const Triple color =
@@ -65,7 +65,7 @@ Bytes pngWith(const PNGBuilder::Header &header, const Chunks &chunks,
     return builder.pixels(sample).finish();
 }
 
-/// Colours all over the cube, 16 levels apart in green, and blue in steps of rows.
+/// Colours all over the RGB cube: 16 levels apart in green; blue changes with the row.
 std::uint32_t cubeSample(std::uint32_t x, std::uint32_t y, int channel) {
     const std::uint32_t samples[] = {x * 17, y * 17, (x * 5 + y * 3) % 16 * 17, 255 - x * y};
     return samples[channel];
@@ -91,7 +91,7 @@ void expectCube(const Bytes &file, const ColorSpace &space, int tolerance = kTol
 
 Bytes cubeWith(const Chunks &chunks) { return pngWith({16, 16}, chunks, cubeSample); }
 
-/// The picture is the very one that it is without the description.
+/// The picture equals the one without a colour description.
 void expectUntouched(const Bytes &file) { expectCube(file, sRGB(), 0); }
 
 } // namespace
@@ -166,7 +166,7 @@ TEST(PictureColors, OfAPaletteAreConverted) {
         1);
 }
 
-/// In the darks a level of 8 bits is as long as 13 levels of the encoded picture.
+/// In dark colours, one level of 8 bits is as large as 13 levels of the encoded picture.
 TEST(PictureColors, OfSixteenBitsAreConvertedBeforeTheyAreRounded) {
     const auto sample = [](std::uint32_t x, std::uint32_t y, int channel) {
         const std::uint32_t samples[] = {x * 97, y * 1777 + x, (x * y * 31) % 65536,
@@ -391,7 +391,7 @@ TEST(PictureColors, OfAGreyJPEGAreThoseOfItsProfile) {
               1);
 }
 
-/// The corners of the cube of inks are exact; between them the sample has nothing.
+/// The corners of the ink cube are exact; the sample profile has nothing between them.
 TEST(PictureColors, OfInksAreThoseOfTheirPress) {
     const Bytes part = profilePart(ProfileBuilder::press(), 1, 1);
     for (const char *name : {"quarters-cmyk.jpg", "quarters-ycck.jpg"}) {
@@ -401,7 +401,7 @@ TEST(PictureColors, OfInksAreThoseOfTheirPress) {
         EXPECT_LE(differenceOf(pixelAt(*image, 8, 8), 0xff00ffff), 8) << name;
         EXPECT_LE(differenceOf(pixelAt(*image, 24, 8), 0xffff00ff), 8) << name;
         EXPECT_LE(differenceOf(pixelAt(*image, 8, 24), 0xffffff00), 8) << name;
-        // Half of the light of white.
+        // Half the light of white.
         EXPECT_LE(differenceOf(pixelAt(*image, 24, 24), 0xffbcbcbc), 8) << name;
     }
 }

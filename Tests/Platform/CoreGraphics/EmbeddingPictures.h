@@ -5,13 +5,13 @@
 #include <string_view>
 #include <vector>
 
-/// Puts descriptions into sample pictures that have none.
+/// Adds metadata to sample pictures that have none.
 
 inline void appendText(std::vector<std::uint8_t> &bytes, std::string_view text) {
     bytes.insert(bytes.end(), text.begin(), text.end());
 }
 
-/// A segment behind the first marker of a JPEG file.
+/// Inserts a segment behind the first marker of a JPEG file.
 inline std::vector<std::uint8_t> withSegment(std::vector<std::uint8_t> jpeg, std::uint8_t kind,
                                              std::span<const std::uint8_t> content) {
     const std::size_t length = content.size() + 2;
@@ -22,7 +22,7 @@ inline std::vector<std::uint8_t> withSegment(std::vector<std::uint8_t> jpeg, std
     return jpeg;
 }
 
-/// One part of a profile, as JPEG holds it.
+/// One part of a profile as JPEG files store it.
 inline std::vector<std::uint8_t> profilePart(std::span<const std::uint8_t> bytes, int number,
                                              int count) {
     std::vector<std::uint8_t> content;
@@ -47,7 +47,8 @@ inline void appendChunk(std::vector<std::uint8_t> &file, const WebPChunk &chunk)
     file.resize((file.size() + 1) / 2 * 2);
 }
 
-/// A WebP file of one chunk in the extended form, with others before and behind its picture.
+/// Turns a WebP file of one chunk into the extended format, with other chunks before and behind its
+/// picture.
 inline std::vector<std::uint8_t> withChunks(const std::vector<std::uint8_t> &webp, unsigned width,
                                             unsigned height, const std::vector<WebPChunk> &before,
                                             const std::vector<WebPChunk> &behind) {

@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <vector>
 
-/// Where exifWithOrientation() has what a test changes.
+/// Offsets in the result of exifWithOrientation() of what tests change.
 struct ExifPlaces {
     static constexpr std::size_t kType = 8 + 2 + 12 + 2;
     static constexpr std::size_t kEnd = 8 + 2 + 12 + 10;
 };
 
-/// Exif data with two entries, of which the second one is the orientation.
+/// Exif data with two entries; the second one is the orientation.
 inline std::vector<std::uint8_t> exifWithOrientation(std::uint16_t orientation, bool isBigEndian) {
     std::vector<std::uint8_t> bytes;
     const auto add = [&](std::uint32_t value, int width) {

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-/// Makes PNG files byte by byte, without compression and without any library, so that a test says
-/// itself what a picture holds and what is wrong with it.
+/// Makes PNG files byte by byte, without compression and without any library, so that a test itself
+/// decides what a picture holds and what is wrong with it.
 class PNGBuilder {
   public:
     using Bytes = std::vector<std::uint8_t>;
@@ -71,7 +71,7 @@ class PNGBuilder {
         return chunk("IDAT", stored(rows));
     }
 
-    /// The file, closed.
+    /// The whole file, with its end chunk.
     Bytes finish() {
         chunk("IEND", std::initializer_list<std::uint8_t>{});
         return _file;

@@ -10,12 +10,12 @@
 #include <utility>
 #include <vector>
 
-/// Makes ICC profiles byte by byte, so that a test says itself what one describes.
+/// Makes ICC profiles byte by byte, so that a test itself decides what a profile describes.
 class ProfileBuilder {
   public:
     using Bytes = std::vector<std::uint8_t>;
 
-    /// As "mntr", "RGB ", "XYZ ".
+    /// Signatures such as "mntr", "RGB ", "XYZ ".
     ProfileBuilder(std::string_view deviceClass, std::string_view space,
                    std::string_view connection)
         : _class(deviceClass), _space(space), _connection(connection) {}
@@ -41,7 +41,7 @@ class ProfileBuilder {
         return file;
     }
 
-    /// A display's profile of three primaries and a curve for all of them.
+    /// A display profile of three primaries and one curve for all of them.
     static Bytes ofSpace(const ColorSpace &space, const Bytes &curve) {
         const Matrix columns = transposed(adaptation(space.white.xyz(), kD50) * space.toXYZ());
         return ProfileBuilder("mntr", "RGB ", "XYZ ")
@@ -66,8 +66,8 @@ class ProfileBuilder {
             .finish();
     }
 
-    /// A press on which every ink takes its light away: each of the 16 corners of the cube of inks
-    /// is a colour of sRGB in XYZ, and colours between them are their mixture.
+    /// A profile of a printing press: each of the 16 corners of the ink cube is a colour of sRGB in
+    /// XYZ, and colours between them are interpolated.
     static Bytes press() {
         Bytes table = typed("mft2");
         append(table, {4, 3, 2, 0});
@@ -105,7 +105,7 @@ class ProfileBuilder {
         return content;
     }
 
-    /// The power in 256ths.
+    /// The exponent in 256ths.
     static Bytes powerCurve(std::size_t power) {
         Bytes content = typed("curv");
         append(content, number(1, 4));

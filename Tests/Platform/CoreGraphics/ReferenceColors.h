@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <functional>
 
-/// Colours computed as their definitions are written, without any library.
+/// Colours calculated from their definitions, without any library.
 
 using Triple = std::array<double, 3>;
 using Matrix = std::array<Triple, 3>; // rows
@@ -59,12 +59,12 @@ struct Chromaticity {
     Triple xyz() const { return {x / y, 1, (1 - x - y) / y}; }
 };
 
-/// Red, green, blue and white, and the light of a value from 0 to 1.
+/// A colour space: its primaries, its white, and the light of a value from 0 to 1.
 struct ColorSpace {
     Chromaticity red, green, blue, white;
     std::function<double(double)> light;
 
-    /// From light to XYZ: the primaries, as much of each as makes white.
+    /// The matrix from linear light to XYZ: the primaries, scaled so that their sum is white.
     Matrix toXYZ() const {
         const Matrix primaries = transposed({red.xyz(), green.xyz(), blue.xyz()});
         const Triple amounts = inverse(primaries) * white.xyz();
@@ -89,14 +89,14 @@ inline ColorSpace adobeRGB() {
             }};
 }
 
-/// With sRGB's primaries.
+/// Linear light with sRGB's primaries.
 inline ColorSpace withGamma(double gamma) {
     ColorSpace space = sRGB();
     space.light = [gamma](double value) { return std::pow(value, 1 / gamma); };
     return space;
 }
 
-/// Bradford's way from one white to another.
+/// Bradford's adaptation from one white to another.
 inline Matrix adaptation(const Triple &from, const Triple &to) {
     constexpr Matrix kBradford{
         {{0.8951, 0.2664, -0.1614}, {-0.7502, 1.7135, 0.0367}, {0.0389, -0.0685, 1.0296}}};

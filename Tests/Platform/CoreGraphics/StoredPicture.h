@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-/// Keeps a picture for whoever looks into a failure.
+/// Writes a picture to the build folder, for looking into a failure.
 inline void keepPicture(const std::string &name, const CGImage &image) {
     const std::filesystem::path folder = LUMIVERA_BUILD_DIR "/failed-pictures";
     std::filesystem::create_directories(folder);
@@ -17,9 +17,9 @@ inline void keepPicture(const std::string &name, const CGImage &image) {
                static_cast<std::streamsize>(bytes.size()));
 }
 
-/// The picture is the one that is stored in the file, but for a few levels in a few components: no
-/// component differs by more than `largest`, all of them together by at most `total`. Otherwise
-/// both and ten times their difference are kept under the name in the build folder.
+/// Compares a picture with a stored one: no component may differ by more than `largest`, and all of
+/// them together by at most `total`. On failure both pictures and ten times their difference are
+/// written to the build folder under the name.
 inline void expectStoredPicture(const CGImage &actual, const std::string &file, int largest,
                                 long long total, const std::string &name) {
     const auto bytes = readFile(file, 16 << 20);

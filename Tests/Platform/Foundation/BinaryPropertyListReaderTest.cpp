@@ -13,7 +13,7 @@ namespace {
 using Builder = BinaryPropertyListBuilder;
 using Bytes = Builder::Bytes;
 
-/// What an object reads as when it is the whole list.
+/// The value of a list that consists of one object.
 std::optional<PropertyList> valueOf(const Bytes &object) {
     Builder list;
     list.add(object);
@@ -25,14 +25,15 @@ Bytes with(Bytes bytes, std::size_t place, std::uint8_t value) {
     return bytes;
 }
 
-/// A sound list of one boolean; the trailer is its last 32 bytes.
+/// A valid list of one boolean; the trailer is its last 32 bytes.
 Bytes smallest() {
     Builder list(1, 1);
     list.add({0x09});
     return list.finish();
 }
 
-// Places of the trailer's fields in the smallest list: 8 bytes, the object, an offset, 5 unused.
+// Offsets of the trailer's fields in the smallest list: 8 bytes of header, the object, one offset,
+// 5 unused bytes.
 constexpr std::size_t kOffsetSizePlace = 10 + 6;
 constexpr std::size_t kReferenceSizePlace = 10 + 7;
 constexpr std::size_t kCountPlace = 10 + 8;
@@ -192,7 +193,7 @@ TEST(BinaryPropertyList, RefusesReferencesToObjectsThatAreNotThere) {
 }
 
 TEST(BinaryPropertyList, DoesNotTakeTheTrailerForMoreOfTheOffsetTable) {
-    // An array of one reference, and a boolean that is in no table.
+    // An array of one reference, and a boolean that is not in the offset table.
     Builder list(1, 1);
     list.add({0xa1, 0x01, 0x09});
     Bytes file = list.finish();
@@ -255,8 +256,8 @@ TEST(BinaryPropertyList, RefusesCountsWhoseTableWouldWrapAround) {
     wide[kCountPlace] = 0x20;
     EXPECT_FALSE(readPropertyList(wide));
 
-    // A table that begins in the trailer, with as many entries as lead back to its start; the
-    // first one is the offset of the boolean.
+    // An offset table that begins in the trailer, with so many entries that its end wraps around to
+    // the start; the first entry is the offset of the boolean.
     Bytes backward = smallest();
     std::fill_n(backward.begin() + kCountPlace, 7, 0xff);
     backward[kCountPlace + 7] = 0x100 - 5;

@@ -82,7 +82,7 @@ TEST(FileBytes, OfAFileWithoutPermissionAreNothing) {
 }
 
 TEST(FileBytes, AreNothingWhenReadingFails) {
-    // The process's own memory: a regular file whose first page cannot be read.
+    // /proc/self/mem is a regular file whose first page cannot be read.
     EXPECT_FALSE(readFile("/proc/self/mem", kPlenty));
 }
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Stderr as a terminal that a test can read.
+/// Makes stderr a pseudo-terminal that the test reads.
 class TerminalAsStderr {
   public:
     TerminalAsStderr() : _master(posix_openpt(O_RDWR | O_NOCTTY)), _saved(dup(STDERR_FILENO)) {
@@ -34,7 +34,7 @@ class TerminalAsStderr {
         close(_master);
     }
 
-    /// What was written, up to and with the next line end.
+    /// The next line that was written, with its end.
     std::string line() const {
         std::string text;
         char byte = 0;

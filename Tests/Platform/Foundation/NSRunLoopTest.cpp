@@ -362,8 +362,8 @@ TEST_F(NSRunLoopTest, ACallFromAnotherThreadShortensTheWait) {
 
 namespace {
 
-/// Time passes in waits alone. When the tree is given up for the first time, something happens: the
-/// moment in which another thread may do the same.
+/// A clock whose time passes only in waits. When the main thread gives up the tree for the first
+/// time, `event` happens, as another thread could do then.
 class ClockWithAnEventWhenTheTreeIsFree final : public Clock {
   public:
     explicit ClockWithAnEventWhenTheTreeIsFree(std::function<void()> event)
@@ -452,7 +452,7 @@ TEST(NSRunLoopOnTheSystemClock, AWaitingCallFromAnotherThreadReturnsAfterTheActi
 
 namespace {
 
-/// A host's own way to wait: remembers a wake that comes early, and tells when it waits.
+/// A host's own waiter: remembers a wake that comes before the wait, and tells when it waits.
 class HostWaiter final : public RunLoopWaiter {
   public:
     void wait(Clock::Nanoseconds nanoseconds) override {

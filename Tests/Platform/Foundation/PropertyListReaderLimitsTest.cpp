@@ -26,7 +26,7 @@ std::string xmlArrays(std::size_t levels) {
     return xmlOf(repeated("<array>", levels) + repeated("</array>", levels));
 }
 
-/// Arrays in one another, the innermost one empty.
+/// Nested arrays; the innermost one is empty.
 Bytes binaryArrays(std::size_t levels) {
     Builder list(3, 4);
     for (std::size_t i = 1; i < levels; ++i) {
@@ -36,7 +36,7 @@ Bytes binaryArrays(std::size_t levels) {
     return list.finish();
 }
 
-/// An array that names one object many times.
+/// An array of many references to one object.
 Bytes binaryRepetition(const Bytes &object, std::size_t count) {
     Builder list(1, 4);
     list.addArray(Builder::References(count, 1));
@@ -44,7 +44,7 @@ Bytes binaryRepetition(const Bytes &object, std::size_t count) {
     return list.finish();
 }
 
-/// A text or data of a size.
+/// A text or data object of that size.
 Bytes large(std::uint8_t marker, std::size_t length, std::size_t unitSize) {
     Bytes object{marker, 0x12};
     Builder::append(object, length, 4);
@@ -129,7 +129,8 @@ TEST(PropertyListLimits, HoldAgainstSharedDictionaries) {
 }
 
 TEST(PropertyListLimits, HoldAgainstNestedLongLists) {
-    // Room for all items of a list is made at once: ten times half a million would be gigabytes.
+    // Memory for all items of a list is reserved at once: ten times half a million items would take
+    // gigabytes.
     Builder list(1, 4);
     for (std::size_t i = 1; i <= 10; ++i) {
         list.addArray(Builder::References(500'000, i));
@@ -149,7 +150,7 @@ TEST(PropertyListLimits, Allow64MiBOfContentAndNoMore) {
 }
 
 TEST(PropertyListLimits, CountTextAsTheUTF8ThatItBecomes) {
-    // "xx" read as one unit is a character of three bytes.
+    // "xx" read as one UTF-16 unit is a character of three bytes.
     const Bytes object = large(0x6f, 1 << 20, 2);
     EXPECT_TRUE(readPropertyList(binaryRepetition(object, 21)));
     EXPECT_FALSE(readPropertyList(binaryRepetition(object, 22)));

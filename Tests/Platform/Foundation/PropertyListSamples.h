@@ -11,7 +11,7 @@
 namespace PropertyListSamples {
 
 inline std::optional<PropertyList> read(std::string_view text) {
-    // A copy of exactly this size, so that the address sanitizer sees a step beyond it.
+    // An allocation of exactly this size, so that the address sanitizer sees a read past its end.
     return readPropertyList(std::vector<std::uint8_t>(text.begin(), text.end()));
 }
 

@@ -36,7 +36,7 @@ TEST(RegularFile, IsNoFolderNoPipeAndNoDevice) {
 }
 
 TEST(RegularFile, SaysWhenItCannotBeRead) {
-    // The process's own memory: a regular file whose first page cannot be read.
+    // /proc/self/mem is a regular file whose first page cannot be read.
     RegularFile file("/proc/self/mem");
     ASSERT_TRUE(file.isOpen());
     Three bytes{};

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// A protocol: not an NSObject itself.
+/// A protocol, which is not an NSObject.
 class Greeter {
   public:
     virtual int greet() const = 0;

@@ -152,8 +152,8 @@ TEST_F(SimulatedClockTest, ANotificationReachesOnlyTheWaitersOfItsCondition) {
 
 namespace {
 
-/// Threads that sleep, hand calls to the main thread, start more threads and change what belongs
-/// to the view tree.
+/// Runs threads that sleep, hand calls to the main thread, start more threads and change the view
+/// tree.
 Trace traceOfABusyMinute() {
     Trace trace;
     const auto stamp = [](const std::string &event) {

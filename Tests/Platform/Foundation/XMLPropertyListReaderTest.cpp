@@ -13,10 +13,10 @@ using PropertyListSamples::document;
 using PropertyListSamples::read;
 using namespace std::string_literals;
 
-/// What an element reads as when it is the whole list.
+/// The value of a list that consists of one element.
 std::optional<PropertyList> valueOf(std::string_view element) { return read(document(element)); }
 
-/// The text that an element reads as, or a mark that it is none.
+/// The text that an element is read as, or a marker when it is not a text.
 std::string textOf(std::string_view element) {
     const auto list = valueOf(element);
     return list && list->text() ? *list->text() : "no text";

@@ -7,13 +7,13 @@
 #include "Tests/Platform/QuartzCore/AnimationListener.h"
 #include "Tests/Support/SimulatedTime.h"
 
-/// A layer on a simulated clock, and short ways of animating it.
+/// A layer on a simulated clock, with shorthands for animating it.
 class AnimatedLayerTest : public SimulatedTimeTest {
   public:
     AnimatedLayerTest() { nextCallOut(); }
 
   protected:
-    /// What is changed from here on was not changed together with what was changed before.
+    /// Lets a call-out end, so that later changes are not grouped with earlier ones.
     static void nextCallOut() {
         loop().performSelectorOnMainThread(
             nullptr, [] {}, false);

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// Notes what it is told of the animations of one layer's key, and may do something then.
+/// Records what it is told about the animations of one key of a layer, and may call back then.
 class AnimationListener final : public NSObject, public CAAnimationDelegate {
   public:
     explicit AnimationListener(CALayer &layer, std::string key = "key")

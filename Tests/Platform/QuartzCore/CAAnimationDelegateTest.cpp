@@ -1,6 +1,7 @@
 #include "Tests/Platform/QuartzCore/AnimatedLayerTest.h"
 
-// Whom a layer tells of the end of its animations, when, and what may happen then.
+// Tests which delegate a layer tells of the end of its animations, when, and what the delegate may
+// do then.
 
 namespace {
 

@@ -36,7 +36,7 @@ bool isFinite(const CATransform3D &t) {
     return std::all_of(elements(t), elements(t) + 16, [](CGFloat v) { return std::isfinite(v); });
 }
 
-/// Moved, turned and scaled, and seen in perspective.
+/// A transform that moves, rotates, scales and has perspective.
 CALayerValues anyValues() {
     CALayerValues values;
     values.position = {11, 12};

@@ -14,7 +14,7 @@ namespace {
 constexpr CGFloat kInfinity = std::numeric_limits<CGFloat>::infinity();
 const CGFloat kNaN = std::nan("");
 
-/// The box around the four corners of the bounds, each taken through the transform by itself.
+/// The bounding box of the four corners of the bounds, each transformed by itself.
 CGRect boxOfCorners(const CALayer &layer) {
     const CATransform3D t = layer.transform();
     const CGSize size = layer.bounds().size;
@@ -51,7 +51,7 @@ class CALayerTest : public SimulatedTimeTest {
     Retained<CALayer> _layer = makeRetained<CALayer>();
 };
 
-/// A layer with two generations below it, all drawn.
+/// A layer with sublayers and their sublayers, all of them already drawn.
 class CALayerTreeTest : public CALayerTest {
   public:
     CALayerTreeTest() {

@@ -15,7 +15,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using Pixels = CGPixels;
 
-/// A PNG file of that width, one pixel high, by which a test knows it again.
+/// A PNG file of that width and one pixel high; a test recognises it by the width.
 Bytes pictureOfWidth(NSUInteger width) {
     const Pixels pixels(width, 0xff102030);
     return CGImageWritePNG(pixels.data(), width, 1, width, 6);
@@ -25,8 +25,8 @@ Retained<CGImage> bitmapOfSize(NSUInteger width, NSUInteger height) {
     return CGImage::imageWithPixels(width, height, Pixels(width * height, 0));
 }
 
-/// A screen's scale, 0 for no screen; the densities of the files that there are, and which of them
-/// is the one to take.
+/// A screen's scale, or 0 for no screen; the densities of the existing files, and which of them
+/// should be chosen.
 struct Choice {
     CGFloat screenScale;
     std::vector<int> densities;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr CGFloat kInfinity = std::numeric_limits<CGFloat>::infinity();
 
-/// A subclass as a wallpaper has them: tells what is called on it.
+/// A subclass, as wallpapers make them, that records its calls.
 class Probe final : public UIView {
   public:
     explicit Probe(std::string &trace, const CGRect &frame = {}) : UIView(frame), _trace(trace) {}
@@ -48,7 +48,7 @@ std::vector<UIView *> subviews(const UIView &view) {
     return list;
 }
 
-/// The layers below a view's layer must be those of its subviews, in their order.
+/// Expects that a view's layer has the layers of its subviews, in their order.
 void expectLayersFollow(const UIView &view) {
     const auto list = subviews(view);
     ASSERT_EQ(view.layer()->sublayers().size(), list.size());
@@ -301,7 +301,7 @@ class UIViewResizing : public SimulatedTimeTest, public ::testing::WithParamInte
 
 } // namespace
 
-// A subview at 10, 20 of 30 × 40 in a view that grows by 60 × 30.
+// Tests resize a view by 60 × 30 that has a subview of 30 × 40 at (10, 20).
 TEST_P(UIViewResizing, SharesTheDifferenceOfSizes) {
     const auto view = UIView::initWithFrame({{0, 0}, {100, 100}});
     const auto child = UIView::initWithFrame({{10, 20}, {30, 40}});
@@ -368,7 +368,7 @@ TEST_F(UIViewTest, ASubviewMayLeaveWhileItIsResized) {
     EXPECT_EQ(_view->subviewCount(), 1u);
 }
 
-// As many as nobody could walk over at each step without being noticed.
+// So many subviews that a walk over all of them at each step would take noticeably long.
 TEST_F(UIViewTest, HoldsAndDestroysAHundredThousandSubviews) {
     constexpr std::size_t kCount = 100'000;
     auto crowd = UIView::initWithFrame({{0, 0}, {100, 100}});

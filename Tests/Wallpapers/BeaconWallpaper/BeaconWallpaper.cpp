@@ -4,8 +4,8 @@
 
 namespace {
 
-/// Says by its colour what has happened to it: red, or blue once it was tapped, with a green that
-/// is another one in every frame.
+/// Shows by its colour what has happened to it: red, or blue after a tap. Its green changes in
+/// every frame.
 class BeaconView final : public DeskTopView {
   public:
     explicit BeaconView(const CGRect &frame) : DeskTopView(frame) {}

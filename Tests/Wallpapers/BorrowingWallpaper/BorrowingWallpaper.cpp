@@ -1,4 +1,4 @@
 #include "Animation/Common/WallpaperExport.h"
 
-// A wallpaper whose entry point lies in the library behind it.
+// A library without an entry point of its own; a library that it links has one.
 extern "C" WALLPAPER_EXPORT const char *getDeskTopViewName(void) { return "Borrowing"; }

@@ -26,14 +26,14 @@
 #include <unistd.h>
 #include <vector>
 
-// A library that does what no wallpaper should, at the moment that its bundle's name says, such as
+// Does what no wallpaper should, at the moment that its bundle's name says, such as
 // "crash-in-frame.bundle": in its entry point, while it loads, or in its hundredth frame.
 
 namespace {
 
 constexpr int kFrame = 100;
 
-/// The descriptor of the one to the host, and the number of a call that the C library lacks.
+/// The connection's descriptor, and the number of a system call that the C library does not wrap.
 constexpr int kConnection = 3;
 constexpr long kChangeMode = 452;
 
@@ -72,15 +72,15 @@ void print() {
     }
 }
 
-/// Ends the process when it gets further than a wallpaper may.
+/// Ends the process when something succeeds that a wallpaper may not do.
 void forbid(bool hasSucceeded) {
     if (hasSucceeded) {
         std::abort();
     }
 }
 
-/// By limits, by signals at news on the connection, by what goes along with reports, and by staying
-/// without it.
+/// Tries to affect the host: by its limits, by signals when data arrives on the connection, by
+/// outliving it, and by control data beside a report.
 void reachHost() {
     const rlimit none{0, 0};
     forbid(prlimit(getppid(), RLIMIT_CORE, &none, nullptr) == 0);
@@ -127,7 +127,8 @@ void reachOut() {
     execv("/bin/true", arguments);
 }
 
-/// To the host, of a kind: 0 a picture, 1 petals, 2 an answer, 3 how it is confined.
+/// Sends the host a message of that kind: 0 a picture, 1 petals, 2 an answer, 3 how the process is
+/// confined.
 void report(std::uint32_t kind) {
     const std::array<std::uint32_t, 8> words{kind};
     send(kConnection, words.data(), sizeof words, MSG_NOSIGNAL);
@@ -181,7 +182,7 @@ void misbehave(const std::string &moment) {
     }
 }
 
-/// Otherwise a view that moves: its colour is another one in every frame.
+/// Otherwise behaves well, and changes its colour in every frame.
 class HostileView final : public DeskTopView {
   public:
     explicit HostileView(const CGRect &frame) : DeskTopView(frame) {}

@@ -1,6 +1,6 @@
 #include "Animation/Common/LWUICommonDefine.h"
 
-// A library that is no wallpaper, although it stands on what wallpapers stand on.
+// A library that is not a wallpaper, although it links what wallpapers link.
 extern "C" WALLPAPER_EXPORT CGFloat lengthOf(CGPoint point) {
     return distanceForTwoPoints({0, 0}, point);
 }

@@ -4,8 +4,8 @@
 namespace {
 
 /// Moves its offset by one point a frame and is as wide as its bundle's path is long, so that a
-/// host can see that it lives and which bundle it was given. Its speed level tells of the latest
-/// tap, its clip rectangle of where scrolling came to rest.
+/// host can see that it runs and which bundle it was given. Its speed level tells the latest tap,
+/// its clip rectangle where scrolling came to rest.
 class TinyView final : public DeskTopView {
   public:
     explicit TinyView(const CGRect &frame) : DeskTopView(frame) {}

@@ -8,15 +8,15 @@
 #include <string>
 #include <vector>
 
-/// Someone who draws a scene. The scene outlives it.
+/// A way to draw a scene. The scene outlives it.
 class Contender {
   public:
     virtual ~Contender() = default;
 
-    /// Draws the scene as it is now; done when it returns.
+    /// Draws the scene as it is now, and returns when it is done.
     virtual void draw() = 0;
 
-    /// What was drawn last, row by row: 0xXXRRGGBB.
+    /// The pixels of the last frame, row by row: 0xXXRRGGBB.
     virtual CGPixels pixels() = 0;
 };
 
@@ -32,5 +32,5 @@ std::vector<ContenderKind> ourContenders();
 std::vector<ContenderKind> cairoContenders();
 std::vector<ContenderKind> pixmanContenders();
 
-/// OpenGL ES; none where there is no driver.
+/// OpenGL ES; null where there is no driver.
 std::vector<ContenderKind> openGLContenders();

@@ -19,7 +19,7 @@ void main() {
     sampled = texel;
 })";
 
-// Pixels are kept as they are in memory, so blue and red change places twice.
+// Pixels are uploaded and read back as they are in memory, so blue and red are swapped twice.
 constexpr char kFragmentShader[] = R"(
 precision mediump float;
 varying mediump vec3 sampled;
@@ -28,7 +28,7 @@ void main() {
     gl_FragColor = texture2D(picture, sampled.xy) * sampled.z;
 })";
 
-// A context without a window, one for the whole program.
+// A context without a window, which the whole program shares.
 class Context {
   public:
     static const Context *shared() {

@@ -5,10 +5,10 @@
 
 namespace {
 
-// The scene as a layer tree: a layer with the background, and one for each petal in it.
+// The scene as a layer tree: a layer with the background, and a sublayer for each petal.
 class OurContender final : public Contender {
   public:
-    // A display that keeps its memory has only what changed drawn.
+    // Where the display keeps its buffer, only what changed is drawn.
     OurContender(const PetalScene &scene, const PixelKernels &kernels, bool keepsMemory)
         : _scene(scene), _keepsMemory(keepsMemory), _compositor(kernels),
           _pixels(scene.background().size()) {

@@ -2,20 +2,20 @@
 
 #include "Benchmarks/Platform/Compositor/Comparison/PetalScene.h"
 
-/// A scene drawn by the formulas: bilinear samples of premultiplied texels, nothing beyond the
-/// petal's edge, source over destination, in double precision.
+/// Draws a scene by the formulas in double precision: bilinear samples of premultiplied texels,
+/// transparent outside of the petal, source over destination.
 class PetalReference {
   public:
     explicit PetalReference(const PetalScene &scene);
 
-    /// In levels of 255.
+    /// Levels of 255.
     struct Difference {
         double largest = 0;
         double mean = 0;
     };
 
-    /// Of the colours of a picture from the reference, rounded to whole levels; row by row,
-    /// 0xXXRRGGBB.
+    /// The difference of a picture's colours from the reference, rounded to whole levels; pixels
+    /// row by row, 0xXXRRGGBB.
     Difference differenceOf(const CGPixels &pixels) const;
 
   private:

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-/// Turned petals over a picture, the same for everyone who draws them. All pixels are
-/// premultiplied, 0xAARRGGBB.
+/// Rotated petals over a picture, the same for all contenders. All pixels are premultiplied,
+/// 0xAARRGGBB.
 class PetalScene {
   public:
     static constexpr int kPetalSide = 64;
@@ -23,15 +23,15 @@ class PetalScene {
     int width() const { return _width; }
     int height() const { return _height; }
 
-    /// As large as the screen, opaque.
+    /// The background, opaque and as large as the screen.
     const CGPixels &background() const { return _background; }
 
-    /// kPetalSide × kPetalSide; 44 % of the texels show.
+    /// The petal's picture, kPetalSide × kPetalSide; 44 % of the texels are visible.
     const CGPixels &petalPixels() const { return _petalPixels; }
 
     const std::vector<Petal> &petals() const { return _petals; }
 
-    /// Moves and turns every petal, so that no picture equals the one before.
+    /// Moves and rotates every petal, so that no frame equals the one before.
     void step();
 
   private:

@@ -40,7 +40,7 @@ class PixmanContender final : public Contender {
     CGPixels pixels() override { return _pixels; }
 
   private:
-    // Only the rectangle around the petal is composited, and the transform starts from there.
+    // Only the petal's bounding box is composited; the transform is relative to its corner.
     void drawPetal(const PetalScene::Petal &petal) {
         const double cosine = std::cos(petal.angle);
         const double sine = std::sin(petal.angle);

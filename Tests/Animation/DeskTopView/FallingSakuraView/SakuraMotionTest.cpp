@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A petal at (100, 200) that neither drifts, sways, turns nor is pushed until a test says so.
+/// A petal at (100, 200) without drift, sway, rotation or push, unless a test sets one.
 class SakuraMotion : public testing::Test {
   protected:
     SakuraMotion() {

@@ -9,10 +9,10 @@ using testing::ElementsAre;
 
 class LumiveraFrame : public PetalWallpaper {
   protected:
-    /// Makes the view's time come now, so that the throttle starts from here.
+    /// Uses up the throttle's permission for a frame, so that the throttle counts from now.
     void spendTheThrottle() { ASSERT_TRUE(view().timeCome()); }
 
-    /// Puts a petal where it is out of bounds and stays so for some frames.
+    /// Puts a petal out of bounds, where it stays for some frames.
     static void putOut(Sakura &petal) {
         petal.setCenter({160, 1000});
         SakuraProbe(petal).originSpeed() = {0, 1};
@@ -60,7 +60,7 @@ TEST_F(LumiveraFrame, ScattersNewPetalsAndMovesThemInTheSameFrame) {
     EXPECT_EQ(petal(0, 0).center(), CGPointMake(start.x + double{0.36f}, start.y + double{1.08f}));
 }
 
-/// A change of the count and what it leaves in the layers.
+/// A change of the petal count, and how many petals each layer has afterwards.
 struct CountRow {
     std::vector<NSUInteger> counts;
     std::vector<NSUInteger> petals;

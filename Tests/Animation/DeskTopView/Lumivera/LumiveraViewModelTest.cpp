@@ -9,8 +9,8 @@
 
 namespace {
 
-/// The petals' motion written down once more, in plain numbers without views: what it draws from
-/// the same seed and where each petal is must agree with the wallpaper to the last bit.
+/// The petals' motion again as plain numbers without views. From the same seed it must draw the
+/// same random numbers and put each petal at the same place, to the last bit.
 class PetalModel {
   public:
     struct Petal {

@@ -20,7 +20,7 @@ namespace {
 
 constexpr double kFrame = 0.025;
 
-/// A display's memory, of which the compositor is told that it holds the picture before.
+/// A display's buffer, which the compositor is told still holds the previous frame.
 class Screen {
   public:
     explicit Screen(const PixelKernels &kernels) : _name(kernels.name), _compositor(kernels) {}
@@ -46,7 +46,7 @@ class Screen {
     std::vector<std::uint32_t> _pixels;
 };
 
-/// The wallpaper with all its threads, as a host runs it, and what displays show of it.
+/// The wallpaper with all its threads, as a host runs it, and the buffers that displays show.
 class LumiveraPicture : public SimulatedTimeTest {
   protected:
     LumiveraPicture() {
@@ -61,7 +61,7 @@ class LumiveraPicture : public SimulatedTimeTest {
         UIScreen::setMainScreen(nullptr);
     }
 
-    // The first petals' places come from the time of day, so that nearly all of them go again.
+    // The first petals' places depend on the time of day, so nearly all of them are removed again.
     void start(NSUInteger petals) {
         const NSAutoreleasePool pool;
         _view = Retained<LumiveraView>(
@@ -78,7 +78,7 @@ class LumiveraPicture : public SimulatedTimeTest {
     int below(int limit) { return static_cast<int>(_random() % static_cast<unsigned>(limit)); }
     bool oneIn(int count) { return below(count) == 0; }
 
-    /// What happens to a wallpaper, now and then.
+    /// Does now and then what users and hosts do to a wallpaper.
     void act() {
         if (oneIn(15)) {
             _view->tapActionAtViewPoint(CGPointMake(below(320), below(480)));

@@ -16,7 +16,7 @@ namespace {
 constexpr NSTimeInterval kTurn = 0.0005;
 constexpr int kMostTurns = 100'000;
 
-/// What a compositor does on the main thread: looks at everything in the tree.
+/// Reads everything in the tree on the main thread, as a compositor does.
 CGFloat lookAt(const CALayer &layer) {
     CGFloat sum = layer.frame().size.width + layer.opacity() + layer.transform().m11;
     if (const auto contents = layer.contents()) {
@@ -43,7 +43,7 @@ class LumiveraThreads : public testing::Test {
         UIScreen::setMainScreen(nullptr);
     }
 
-    /// A view whose resource thread begins now.
+    /// A view whose resource thread starts now.
     Retained<LumiveraView> beginLoading() {
         auto view = LumiveraView::initWithFrame(CGRectMake(0, 0, 320, 480));
         NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(view.get(),
@@ -52,7 +52,7 @@ class LumiveraThreads : public testing::Test {
         return view;
     }
 
-    /// Serves the run loop, with `action` between its turns, until something has happened.
+    /// Serves the run loop until something has happened, and calls `action` between its turns.
     void turnUntil(const std::function<bool()> &happened,
                    const std::function<void(int)> &action = nullptr) {
         for (int turn = 0; turn < kMostTurns; ++turn) {
