@@ -16,9 +16,9 @@ namespace {
 constexpr const char *kServeSources = "lumiveraServeSources";
 
 timespec timeFrom(Clock::Nanoseconds nanoseconds) {
-    constexpr Clock::Nanoseconds second = 1'000'000'000;
+    constexpr Clock::Nanoseconds kSecond = 1'000'000'000;
     const Clock::Nanoseconds time = std::max<Clock::Nanoseconds>(nanoseconds, 0);
-    return {static_cast<std::time_t>(time / second), static_cast<long>(time % second)};
+    return {static_cast<std::time_t>(time / kSecond), static_cast<long>(time % kSecond)};
 }
 
 } // namespace

@@ -76,13 +76,13 @@ class PLATFORM_EXPORT NSRunLoop {
 
     NSRunLoop(const NSRunLoop &) = delete;
     NSRunLoop &operator=(const NSRunLoop &) = delete;
+    ~NSRunLoop() = delete;
 
   private:
     struct Call;
     struct Queue;
 
     NSRunLoop();
-    ~NSRunLoop() = delete;
 
     void enqueue(Call call);
     bool takeNextCall(Clock::Nanoseconds deadline, Call &call);

@@ -56,13 +56,13 @@ int digitsAt(std::string_view text, std::size_t place, std::size_t count) {
 }
 
 bool hasFormOfDate(std::string_view text) {
-    constexpr std::string_view form = "0000-00-00T00:00:00Z";
-    if (text.size() != form.size()) {
+    constexpr std::string_view kForm = "0000-00-00T00:00:00Z";
+    if (text.size() != kForm.size()) {
         return false;
     }
-    for (std::size_t i = 0; i < form.size(); ++i) {
+    for (std::size_t i = 0; i < kForm.size(); ++i) {
         const bool isDigit = text[i] >= '0' && text[i] <= '9';
-        if (form[i] == '0' ? !isDigit : text[i] != form[i]) {
+        if (kForm[i] == '0' ? !isDigit : text[i] != kForm[i]) {
             return false;
         }
     }

@@ -23,8 +23,8 @@ class Offers {
   public:
     explicit Offers(WaylandConnection &connection)
         : _registry(wl_display_get_registry(connection.display())) {
-        static constexpr wl_registry_listener events{.global = added, .global_remove = removed};
-        wl_registry_add_listener(_registry, &events, this);
+        static constexpr wl_registry_listener kEvents{.global = added, .global_remove = removed};
+        wl_registry_add_listener(_registry, &kEvents, this);
         connection.roundTrip();
         for (const auto &output : outputs) {
             if (_globals.outputManager) {

@@ -78,10 +78,10 @@ TEST_F(SoundPlayTest, IsOnAndAtFullVolumeOnceItIsSetUp) {
     EXPECT_EQ(player->volume(), 1.0F);
 }
 
-// Only such a host has the file.
+// The path belongs to a host of another system; here nothing should lie there.
 TEST_F(SoundPlayTest, WithoutItsFileKeepsTheIdentifierThatItHad) {
     if (std::filesystem::exists("/Library/Application Support/Scenebook2N")) {
-        GTEST_SKIP() << "the file may be there";
+        GTEST_SKIP() << "needs a system without that file";
     }
     player->initSound();
     EXPECT_EQ(player->soundID(), 0U);

@@ -207,7 +207,7 @@ TEST_F(BadInput, NamesAFolderThatCannotBeListed) {
 
 TEST_F(BadInput, NamesAFolderThatMayNotBeRead) {
     if (geteuid() == 0) {
-        GTEST_SKIP() << "this user may read everything";
+        GTEST_SKIP() << "needs a user other than root";
     }
     const std::string folder = _folder.makeFolder("closed");
     fs::permissions(folder, fs::perms::none);
@@ -254,7 +254,7 @@ class FullDisk : public ::testing::TestWithParam<const char *> {};
 TEST_P(FullDisk, LeavesNothingBehind) {
     const bool isFilm = std::string_view(GetParam()).ends_with(".mp4");
     if (isFilm && std::system("command -v ffmpeg >/dev/null 2>&1") != 0) {
-        GTEST_SKIP() << "ffmpeg is not installed";
+        GTEST_SKIP() << "needs ffmpeg";
     }
     const TemporaryFolder folder;
     const ProgramRun run({"render", shippedBundle("Lumivera.bundle"), "-o",
@@ -291,7 +291,7 @@ TEST(FullDisk, KeepsTheOldPicture) {
 
 TEST(FilmProgram, ReplacesWhatALinkLeadsToAndNotTheLink) {
     if (std::system("command -v ffmpeg >/dev/null 2>&1") != 0) {
-        GTEST_SKIP() << "ffmpeg is not installed";
+        GTEST_SKIP() << "needs ffmpeg";
     }
     const TemporaryFolder folder;
     const std::string target = folder.write("target", "old");

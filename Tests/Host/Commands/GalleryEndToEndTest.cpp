@@ -125,7 +125,7 @@ TEST_F(GalleryCommandTest, MakesPicturesFromOnePixelOn) {
 
 TEST_F(GalleryCommandTest, MakesAFilmWithTheFilmProgram) {
     if (!isInstalled("ffmpeg")) {
-        GTEST_SKIP() << "ffmpeg is not installed";
+        GTEST_SKIP() << "needs ffmpeg";
     }
     EXPECT_THAT(made("film.mp4", {"--size", "160x120", "--seconds", "0.5"}), HasSubstr("ftyp"));
 }
@@ -177,7 +177,7 @@ TEST_F(GalleryCommandTest, TellsHowToSeeItWithoutADisplay) {
 // Another machine's sine may round the last bit of a sample differently.
 TEST_F(GalleryCommandTest, HasTheChimeThatItsProgramMakes) {
     if (!isInstalled("python3")) {
-        GTEST_SKIP() << "python3 is not installed";
+        GTEST_SKIP() << "needs python3";
     }
     const std::string path = _folder.pathOf("made.wav");
     outputOf("python3 " LUMIVERA_SOURCE_DIR "/Host/Sounds/chime.py " + path);

@@ -130,7 +130,7 @@ TEST_F(Render, TurnsSecondsIntoFramesOf25Milliseconds) {
 
 TEST_F(Render, MakesFilmsWithTheFilmProgram) {
     if (std::system("command -v ffmpeg >/dev/null") != 0) {
-        GTEST_SKIP() << "ffmpeg is not installed";
+        GTEST_SKIP() << "needs ffmpeg";
     }
     for (const auto &[name, start] : {std::pair("x.mp4", "ftyp"), std::pair("x.gif", "GIF8")}) {
         const std::string bytes = film(name, {"--seed", "5", "--frames", "20", "--size", "99x61"});

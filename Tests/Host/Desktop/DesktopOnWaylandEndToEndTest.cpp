@@ -34,7 +34,7 @@ class DesktopOnWayland : public DesktopProgramTest, public ::testing::WithParamI
 
     void startCompositor(Kind kind, const HeadlessCompositor *parent = nullptr) {
         if (!HeadlessCompositor::isInstalled(kind)) {
-            GTEST_SKIP() << "the compositor or grim is not installed";
+            GTEST_SKIP() << "needs the compositor and grim";
         }
         _real.emplace(kind, "", parent);
         ASSERT_NE(_real->socket(), "") << "the compositor does not start";
@@ -158,7 +158,7 @@ TEST_F(DesktopOnSway, IsSharpAtEveryScale) {
 
 TEST_F(DesktopOnSway, FollowsTheOutputsThroughTenCycles) {
     if (!HeadlessCompositor::isInstalled(Kind::Sway)) {
-        GTEST_SKIP() << "the compositor or grim is not installed";
+        GTEST_SKIP() << "needs the compositor and grim";
     }
     const HeadlessCompositor outer(Kind::Sway);
     ASSERT_NE(outer.socket(), "");

@@ -40,7 +40,7 @@ class HostileBundleEndToEndTest : public DesktopProgramTest,
 
 TEST_P(HostileBundleEndToEndTest, TakesNothingDown) {
     if (!kIsMemoryLimited && std::string_view(GetParam().name).starts_with("allocate")) {
-        GTEST_SKIP() << "nothing limits the memory here";
+        GTEST_SKIP() << "needs a limit of memory, so no address or thread sanitizer";
     }
     const std::string home = folder() + "/home";
     const std::string bundle = hostileBundle(home, GetParam().name);

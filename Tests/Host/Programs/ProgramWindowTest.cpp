@@ -10,7 +10,7 @@
 
 void ProgramWindowTest::SetUp() {
     if (!isInstalled("Xvfb") || !isInstalled("xdotool") || !isInstalled("import")) {
-        GTEST_SKIP() << "Xvfb, xdotool or imagemagick is not installed";
+        GTEST_SKIP() << "needs Xvfb, xdotool and ImageMagick";
     }
     _screen.emplace();
     ASSERT_NE(_screen->name(), "") << "Xvfb does not start";

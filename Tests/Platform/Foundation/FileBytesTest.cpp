@@ -73,7 +73,7 @@ TEST(FileBytes, OfAMissingFileAreNothing) {
 
 TEST(FileBytes, OfAFileWithoutPermissionAreNothing) {
     if (geteuid() == 0) {
-        GTEST_SKIP() << "root may read everything";
+        GTEST_SKIP() << "needs a user other than root";
     }
     const TemporaryFolder folder;
     const std::string path = folder.write("file", "x");

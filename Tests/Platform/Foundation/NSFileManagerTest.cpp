@@ -69,7 +69,7 @@ TEST(NSFileManager, DoesNotWaitForAPipe) {
 
 TEST(NSFileManager, SaysThatAFolderMayNotBeRead) {
     if (geteuid() == 0) {
-        GTEST_SKIP() << "root may read everything";
+        GTEST_SKIP() << "needs a user other than root";
     }
     const TemporaryFolder folder;
     const std::string path = folder.makeFolder("locked");

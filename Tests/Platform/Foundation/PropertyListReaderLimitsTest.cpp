@@ -106,9 +106,9 @@ TEST(PropertyListLimits, HoldAgainstAMillionLevelsOfABinaryList) {
 }
 
 TEST(PropertyListLimits, HoldAgainst150BytesThatUnfoldToGigabytes) {
-    constexpr std::size_t levels = 7;
+    constexpr std::size_t kLevels = 7;
     Builder list(1, 1);
-    for (std::size_t i = 1; i <= levels; ++i) {
+    for (std::size_t i = 1; i <= kLevels; ++i) {
         list.addArray(Builder::References(12, i));
     }
     list.add({0x09});
@@ -140,12 +140,12 @@ TEST(PropertyListLimits, HoldAgainstNestedLongLists) {
 }
 
 TEST(PropertyListLimits, Allow64MiBOfContentAndNoMore) {
-    constexpr std::size_t size = 1 << 20;
-    constexpr std::size_t times = Limits::kContentBytes / size;
+    constexpr std::size_t kSize = 1 << 20;
+    constexpr std::size_t kTimes = Limits::kContentBytes / kSize;
     for (const std::uint8_t marker : {0x4f, 0x5f}) {
-        const Bytes object = large(marker, size, 1);
-        EXPECT_TRUE(readPropertyList(binaryRepetition(object, times)));
-        EXPECT_FALSE(readPropertyList(binaryRepetition(object, times + 1)));
+        const Bytes object = large(marker, kSize, 1);
+        EXPECT_TRUE(readPropertyList(binaryRepetition(object, kTimes)));
+        EXPECT_FALSE(readPropertyList(binaryRepetition(object, kTimes + 1)));
     }
 }
 

@@ -150,7 +150,7 @@ TEST(UIImage, IsNullForWhatIsNoPictureFile) {
 
 TEST(UIImage, IsNullForAFileThatMayNotBeRead) {
     if (geteuid() == 0) {
-        GTEST_SKIP() << "the superuser may read everything";
+        GTEST_SKIP() << "needs a user other than root";
     }
     const TemporaryFolder folder;
     const std::string path = folder.write("petal.png", pictureOfWidth(10));

@@ -53,11 +53,11 @@ std::string bundleFolder;
 }
 
 [[noreturn]] void allocate() {
-    constexpr std::size_t piece = std::size_t{16} << 20;
+    constexpr std::size_t kPiece = std::size_t{16} << 20;
     static std::vector<char *> pieces;
     for (;;) {
-        pieces.push_back(new char[piece]);
-        std::memset(pieces.back(), 1, piece);
+        pieces.push_back(new char[kPiece]);
+        std::memset(pieces.back(), 1, kPiece);
     }
 }
 

@@ -99,7 +99,7 @@ TEST_F(ShellCompletionsTest, HidesWhatTheHelpHides) {
 
 TEST_F(ShellCompletionsTest, CompletesCommandsInFish) {
     if (!isInstalled("fish")) {
-        GTEST_SKIP() << "fish is not installed";
+        GTEST_SKIP() << "needs fish";
     }
     EXPECT_EQ(outputOf("fish --no-config -c 'source " + script("fish") +
                        "; complete -C \"lumivera ctl s\"' | cut -f1"),
@@ -108,7 +108,7 @@ TEST_F(ShellCompletionsTest, CompletesCommandsInFish) {
 
 TEST_F(ShellCompletionsTest, IsReadByZsh) {
     if (!isInstalled("zsh")) {
-        GTEST_SKIP() << "zsh is not installed";
+        GTEST_SKIP() << "needs zsh";
     }
     EXPECT_EQ(outputOf("zsh -n " + script("zsh") + " 2>&1 && echo fine"), "fine\n");
     EXPECT_THAT(scriptFor("zsh"), HasSubstr("#compdef lumivera\n"));

@@ -255,7 +255,7 @@ TEST_F(ControlServerTest, WaitsWhenThereAreNoMoreDescriptors) {
 
 TEST_F(ControlServerTest, TurnsAwayOtherUsers) {
     if (geteuid() != 0) {
-        GTEST_SKIP() << "only root can be another user";
+        GTEST_SKIP() << "needs root";
     }
     chmod(_folder.path().c_str(), 0755);
     chmod(folder().c_str(), 0755);
@@ -362,7 +362,7 @@ TEST(ControlPlace, RefusesAFolderThatIsALink) {
 
 TEST(ControlPlace, RefusesAFolderOfSomebodyElse) {
     if (geteuid() != 0) {
-        GTEST_SKIP() << "only root can give a folder away";
+        GTEST_SKIP() << "needs root";
     }
     const TemporaryFolder folder;
     const std::string place = folder.makeFolder("place");

@@ -275,7 +275,7 @@ TEST_F(ViewProcessTest, GetsNothingThatWeWereBegunWith) {
 
 TEST_F(ViewProcessTest, CannotTakeAllMemory) {
     if (!kIsMemoryLimited) {
-        GTEST_SKIP() << "nothing limits the memory here";
+        GTEST_SKIP() << "needs a limit of memory, so no address or thread sanitizer";
     }
     beginHostile("allocate-in-frame");
     EXPECT_TRUE(hasEnded());

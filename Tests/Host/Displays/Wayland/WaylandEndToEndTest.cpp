@@ -33,7 +33,7 @@ class WaylandEndToEndTest : public WaylandDesktopTest, public ::testing::WithPar
     void start(Kind kind, const std::string &configuration = "",
                const HeadlessCompositor *parent = nullptr) {
         if (!HeadlessCompositor::isInstalled(kind)) {
-            GTEST_SKIP() << "the compositor or grim is not installed";
+            GTEST_SKIP() << "needs the compositor and grim";
         }
         real.emplace(kind, configuration, parent);
         ASSERT_NE(real->socket(), "") << "the compositor does not start";
@@ -153,7 +153,7 @@ TEST_F(WaylandEndToEndTest, IsSharpAtEveryScale) {
 
 TEST_F(WaylandEndToEndTest, IsSharpAtAFractionalScaleOfPhoc) {
     if (!isInstalled("wlr-randr")) {
-        GTEST_SKIP() << "wlr-randr is not installed";
+        GTEST_SKIP() << "needs wlr-randr";
     }
     ASSERT_NO_FATAL_FAILURE(start(Kind::Phoc));
     real->run("wlr-randr --output HEADLESS-1 --custom-mode 1200x900 --scale 1.5");
@@ -187,7 +187,7 @@ TEST_F(WaylandEndToEndTest, FollowsAnOutputThatIsTurned) {
 
 TEST_F(WaylandEndToEndTest, SurvivesOutputsThatComeAndGoAndChange) {
     if (!HeadlessCompositor::isInstalled(Kind::Sway)) {
-        GTEST_SKIP() << "sway or grim is not installed";
+        GTEST_SKIP() << "needs sway and grim";
     }
     const HeadlessCompositor outer(Kind::Sway);
     ASSERT_NE(outer.socket(), "");
