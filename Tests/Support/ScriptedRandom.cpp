@@ -13,7 +13,7 @@ struct Script {
     std::optional<unsigned> seed;
 };
 
-// Never destroyed: threads may still draw while the program ends.
+/// Never destroyed: threads may still draw while the program ends.
 Script &script() {
     static Script *const instance = new Script;
     return *instance;

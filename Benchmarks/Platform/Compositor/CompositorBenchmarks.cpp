@@ -18,7 +18,7 @@ constexpr int kHeight = 800;
 constexpr int kSprite = 64;
 constexpr std::array<float, 3> kOpacities = {0.6F, 0.8F, 1.0F};
 
-// An ellipse with soft edges; a little less than half of the texels are visible.
+/// An ellipse with soft edges; a little less than half of the texels are visible.
 Retained<CGImage> makePetal() {
     CGPixels pixels;
     for (int i = 0; i < kSprite * kSprite; ++i) {
@@ -75,7 +75,7 @@ struct Scene {
     }
 };
 
-// The scene as a layer tree.
+/// The scene as a layer tree.
 struct Tree {
     Retained<CALayer> root = makeRetained<CALayer>();
     std::vector<Retained<CALayer>> petals;
@@ -136,7 +136,7 @@ cairo_surface_t *surfaceOf(const CGImage &image) {
                                                static_cast<int>(image.height()), width * 4);
 }
 
-// The background is scaled beforehand, because our compositor caches scaled pictures.
+/// The background is scaled beforehand, because our compositor caches scaled pictures.
 cairo_surface_t *scaledBackground(const Scene &scene) {
     cairo_surface_t *const result = cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight);
     cairo_surface_t *const source = surfaceOf(*scene.background);
@@ -205,7 +205,7 @@ BENCHMARK(cairoSprites)
     ->Arg(300)
     ->Unit(benchmark::kMillisecond);
 
-// The first frame, or the first one after the window was resized.
+/// The first frame, or the first one after the window was resized.
 void scaleBackground(benchmark::State &state) {
     const Scene scene(0);
     Tree tree(scene);

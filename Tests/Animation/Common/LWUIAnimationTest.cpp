@@ -297,7 +297,7 @@ TEST_F(LWUIAnimationTest, AMoveCountsATranslationThatTheViewHas) {
     expectFolded(kDestination);
 }
 
-// The translation is applied before the transform that the view has already.
+/// The translation is applied before the transform that the view has already.
 TEST_F(LWUIAnimationTest, AMoveOfAScaledViewIsScaled) {
     layer().setTransform(CATransform3DMakeScale(2, 2, 2));
     nextCallOut();

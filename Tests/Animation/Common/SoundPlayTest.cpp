@@ -78,7 +78,7 @@ TEST_F(SoundPlayTest, IsOnAndAtFullVolumeOnceItIsSetUp) {
     EXPECT_EQ(player->volume(), 1.0F);
 }
 
-// The path belongs to a host of another system; here nothing should lie there.
+/// The path belongs to a host of another system; here nothing should lie there.
 TEST_F(SoundPlayTest, WithoutItsFileKeepsTheIdentifierThatItHad) {
     if (std::filesystem::exists("/Library/Application Support/Scenebook2N")) {
         GTEST_SKIP() << "needs a system without that file";

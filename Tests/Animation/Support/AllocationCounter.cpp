@@ -16,8 +16,8 @@ std::atomic<std::size_t> freedBytes{0};
 std::atomic<std::size_t> largestBlock{SIZE_MAX / 2};
 std::atomic<std::size_t> blocksLeft{SIZE_MAX};
 
-// Each block starts with the size that was asked for. What the C library really reserves depends on
-// its free blocks, and so differs between equal requests.
+/// Each block starts with the size that was asked for. What the C library really reserves depends
+/// on its free blocks, and so differs between equal requests.
 constexpr std::size_t kHeader = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 
 std::size_t headerFor(std::align_val_t alignment) {

@@ -174,7 +174,7 @@ TEST_F(GalleryCommandTest, TellsHowToSeeItWithoutADisplay) {
     expectRefusal(run, 1, "lumivera gallery -o");
 }
 
-// Another machine's sine may round the last bit of a sample differently.
+/// Another machine's sine may round the last bit of a sample differently.
 TEST_F(GalleryCommandTest, HasTheChimeThatItsProgramMakes) {
     if (!isInstalled("python3")) {
         GTEST_SKIP() << "needs python3";

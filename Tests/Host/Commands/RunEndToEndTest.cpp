@@ -17,8 +17,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-// In points: the least distance that a push moves a petal sideways, and the farthest that its
-// picture reaches from its centre.
+/// In points: the least distance that a push moves a petal sideways, and the farthest that its
+/// picture reaches from its centre.
 constexpr double kBlownAway = 50;
 constexpr double kPetalRadius = 20;
 
@@ -126,7 +126,7 @@ TEST_P(Window, EndsByItselfAfterTheSeconds) {
     EXPECT_EQ(waitForEnd(), 0);
 }
 
-// With one petal over a still background, only the petal changes the picture.
+/// With one petal over a still background, only the petal changes the picture.
 TEST_P(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     begin({"--speed", "1", "--count", "1"});
     pause();

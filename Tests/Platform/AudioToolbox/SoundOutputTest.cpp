@@ -50,7 +50,7 @@ TEST_F(SoundOutputTest, OpensTheDeviceAnewForALaterSound) {
     EXPECT_EQ(hearUntilIdle(), ramp(700, -1));
 }
 
-// The first sound is still playing: the device waits until it is heard. All sums are exact.
+/// The first sound is still playing: the device waits until it is heard. All sums are exact.
 TEST_F(SoundOutputTest, MixesASoundIntoTheOneThatPlays) {
     const Floats first = ramp(100'000);
     output.play(makeSound(first));

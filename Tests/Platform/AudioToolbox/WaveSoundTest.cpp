@@ -35,7 +35,7 @@ void putWord(Bytes &bytes, std::size_t at, std::uint32_t value) {
     }
 }
 
-// Where things are in a file of the plainest kind.
+/// Where things are in a file of the plainest kind.
 constexpr std::size_t kFileSize = 4;
 constexpr std::size_t kFormatSize = 16;
 constexpr std::size_t kDataSize = 40;

@@ -32,8 +32,8 @@ Bytes smallest() {
     return list.finish();
 }
 
-// Offsets of the trailer's fields in the smallest list: 8 bytes of header, the object, one offset,
-// 5 unused bytes.
+/// Offsets of the trailer's fields in the smallest list: 8 bytes of header, the object, one offset,
+/// 5 unused bytes.
 constexpr std::size_t kOffsetSizePlace = 10 + 6;
 constexpr std::size_t kReferenceSizePlace = 10 + 7;
 constexpr std::size_t kCountPlace = 10 + 8;

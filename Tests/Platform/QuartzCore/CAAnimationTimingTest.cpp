@@ -101,7 +101,7 @@ TEST(CAAnimationTiming, NeverGetsAnywhereInATimeWithoutEnd) {
     }
 }
 
-// Durations in eighths and times in 64ths of a second are exact in doubles.
+/// Durations in eighths and times in 64ths of a second are exact in doubles.
 TEST(CAAnimationTiming, AgreesWithCountingInWholeSteps) {
     std::mt19937 random(1);
     for (int i = 0; i < 100'000; ++i) {

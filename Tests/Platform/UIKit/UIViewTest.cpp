@@ -301,7 +301,7 @@ class UIViewResizing : public SimulatedTimeTest, public ::testing::WithParamInte
 
 } // namespace
 
-// Tests resize a view by 60 × 30 that has a subview of 30 × 40 at (10, 20).
+/// Tests resize a view by 60 × 30 that has a subview of 30 × 40 at (10, 20).
 TEST_P(UIViewResizing, SharesTheDifferenceOfSizes) {
     const auto view = UIView::initWithFrame({{0, 0}, {100, 100}});
     const auto child = UIView::initWithFrame({{10, 20}, {30, 40}});
@@ -368,7 +368,7 @@ TEST_F(UIViewTest, ASubviewMayLeaveWhileItIsResized) {
     EXPECT_EQ(_view->subviewCount(), 1u);
 }
 
-// So many subviews that a walk over all of them at each step would take noticeably long.
+/// So many subviews that a walk over all of them at each step would take noticeably long.
 TEST_F(UIViewTest, HoldsAndDestroysAHundredThousandSubviews) {
     constexpr std::size_t kCount = 100'000;
     auto crowd = UIView::initWithFrame({{0, 0}, {100, 100}});

@@ -19,7 +19,7 @@ void main() {
     sampled = texel;
 })";
 
-// Pixels are uploaded and read back as they are in memory, so blue and red are swapped twice.
+/// Pixels are uploaded and read back as they are in memory, so blue and red are swapped twice.
 constexpr char kFragmentShader[] = R"(
 precision mediump float;
 varying mediump vec3 sampled;
@@ -28,7 +28,7 @@ void main() {
     gl_FragColor = texture2D(picture, sampled.xy) * sampled.z;
 })";
 
-// A context without a window, which the whole program shares.
+/// A context without a window, which the whole program shares.
 class Context {
   public:
     static const Context *shared() {
@@ -81,7 +81,7 @@ GLuint textureOf(const std::uint32_t *pixels, int width, int height, GLint filte
     return texture;
 }
 
-// Draws into a texture: the background in one call, all petals in another.
+/// Draws into a texture: the background in one call, all petals in another.
 class OpenGLContender final : public Contender {
   public:
     explicit OpenGLContender(const PetalScene &scene) : _scene(scene) {

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The scene as a layer tree: a layer with the background, and a sublayer for each petal.
+/// The scene as a layer tree: a layer with the background, and a sublayer for each petal.
 class OurContender final : public Contender {
   public:
     // Where the display keeps its buffer, only what changed is drawn.

@@ -6,7 +6,7 @@
 
 namespace {
 
-// An ellipse with soft edges.
+/// An ellipse with soft edges.
 CGPixels makePetal() {
     CGPixels pixels;
     for (int i = 0; i < PetalScene::kPetalSide * PetalScene::kPetalSide; ++i) {

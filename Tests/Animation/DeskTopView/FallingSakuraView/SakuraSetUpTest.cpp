@@ -104,8 +104,8 @@ TEST_P(SakuraSpeed, ComesFromOneDraw) {
     EXPECT_EQ(random.drawCount(), 2u);
 }
 
-// The smallest and the largest value of each level's ranges, then draws between them and beyond 32
-// bits.
+/// The smallest and the largest value of each level's ranges, then draws between them and beyond 32
+/// bits.
 INSTANTIATE_TEST_SUITE_P(
     Levels, SakuraSpeed,
     testing::Values(SpeedRow{1, 0, 0.18f, 0.54f, -0.3}, SpeedRow{1, 23, -0.345f, 0.885f, 0.875},
@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SpeedRow{400'000'000, 2147483647, -104212254.705f, 248212254.705f,
                              0.025 * 6947483647.0}));
 
-// Twelve times such a level overflows the word; twice such a level may even overflow to 0.
+/// Twelve times such a level overflows the word; twice such a level may even overflow to 0.
 TEST(Sakura, SurvivesALevelBeyondTheWord) {
     using Limits = std::numeric_limits<NSInteger>;
     constexpr NSInteger kHigh = NSInteger{1} << (Limits::digits - 2);

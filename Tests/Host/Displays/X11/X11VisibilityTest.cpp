@@ -144,7 +144,7 @@ TEST_F(X11Visibility, StaysWhereTheScreenSaverDoesNotBlank) {
     EXPECT_TRUE(isVisibility(SurfaceVisibility::FullScreen));
 }
 
-// Nothing happens meanwhile, so any processor time would be spent on polling.
+/// Nothing happens meanwhile, so any processor time would be spent on polling.
 TEST_F(X11Visibility, CostsNothingWhileNothingChanges) {
     begin();
     NSRunLoop::mainRunLoop().runForSeconds(0.5);
