@@ -189,13 +189,13 @@ class ConfigurationReader {
     }
 
     void readOutputs(const toml::node &value) {
-        constexpr const char *advice = "write [output.NAME] above the keys of an output";
+        constexpr const char *kAdvice = "write [output.NAME] above the keys of an output";
         if (!value.is_table()) {
-            fail(value.source(), kOutput, " is no table", advice);
+            fail(value.source(), kOutput, " is no table", kAdvice);
         }
         for (const auto &[name, keys] : *value.as_table()) {
             if (!keys.is_table() || name.str().empty() || name.str().size() > kLongestName) {
-                fail(keys.source(), name.str(), " is no output with keys", advice);
+                fail(keys.source(), name.str(), " is no output with keys", kAdvice);
             }
             WallpaperChoice &choice = _result._outputChoices[std::string(name.str())];
             for (const auto &[outputKey, outputValue] : *keys.as_table()) {
