@@ -11,7 +11,7 @@ namespace {
 
 using Floats = std::vector<float>;
 
-/// Samples that are never silent, and no two alike.
+/// Samples none of which is silent, and all of which differ.
 Floats ramp(std::size_t count, float sign = 1) {
     Floats samples;
     for (std::size_t i = 0; i < count; ++i) {
@@ -26,7 +26,7 @@ std::shared_ptr<Sound> makeSound(const Floats &samples) {
 
 class SoundOutputTest : public testing::Test {
   protected:
-    /// What is heard until the device is given back by itself.
+    /// Everything that is heard until the device closes itself.
     Floats hearUntilIdle() {
         return SoundListener::withoutSilence(
             listener.readWhile([this] { output.waitUntilIdle(); }));
@@ -50,7 +50,8 @@ TEST_F(SoundOutputTest, OpensTheDeviceAnewForALaterSound) {
     EXPECT_EQ(hearUntilIdle(), ramp(700, -1));
 }
 
-/// The first sound is still playing: the device waits until it is heard. All sums are exact.
+/// The first sound is still playing, because the device waits until its samples are read. All sums
+/// are exact in floats.
 TEST_F(SoundOutputTest, MixesASoundIntoTheOneThatPlays) {
     const Floats first = ramp(100'000);
     output.play(makeSound(first));

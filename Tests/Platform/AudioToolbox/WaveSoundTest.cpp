@@ -15,7 +15,7 @@ using Floats = std::vector<float>;
 
 std::optional<WaveSound> decode(const WaveFile &file) { return WaveSound::decode(file.bytes()); }
 
-/// As the mixer gets them.
+/// The samples as the mixer gets them.
 Floats samplesOf(const WaveFile &file) {
     const auto sound = decode(file);
     return sound ? sound->mixableSamples() : Floats();
@@ -35,7 +35,7 @@ void putWord(Bytes &bytes, std::size_t at, std::uint32_t value) {
     }
 }
 
-/// Where things are in a file of the plainest kind.
+/// Offsets in a file of the simplest kind.
 constexpr std::size_t kFileSize = 4;
 constexpr std::size_t kFormatSize = 16;
 constexpr std::size_t kDataSize = 40;
@@ -126,7 +126,7 @@ TEST(WaveSound, BringsOtherRatesToTheMixers) {
     }
     const Floats samples = samplesOf(WaveFile::ofFloats(tone, 1, 44'100));
     ASSERT_NEAR(static_cast<double>(samples.size()), 48'000, 4);
-    // Away from the ends, which the filter smears.
+    // Compares away from the ends, which the resampling filter smears.
     for (std::size_t frame = 100; frame < 23'900; ++frame) {
         const double expected =
             0.5 * std::sin(kTurn * kHertz * static_cast<double>(frame) / 48'000);
@@ -172,7 +172,8 @@ TEST(WaveSound, IgnoresWhatComesBehindTheFile) {
 TEST(WaveSound, RefusesAFileThatIsCutOffAnywhere) {
     const Bytes bytes = WaveFile::ofShorts(kShorts).bytes();
     for (std::size_t size = 0; size < bytes.size(); ++size) {
-        // In memory of its own, so that a sanitizer sees every byte beyond.
+        // In an allocation of exactly this size, so that the address sanitizer sees a read past its
+        // end.
         const Bytes part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
         EXPECT_FALSE(WaveSound::decode(part)) << size;
     }
