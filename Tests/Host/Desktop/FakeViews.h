@@ -98,7 +98,7 @@ class FakeViews::View final : public Lumivera::RemoteView {
     int scrollsFinished() const { return _scrollsFinished; }
     int frames() const { return _frames; }
 
-    /// Sent once for a whole picture.
+    /// Ends the view in the next turn of the run loop.
     void endNow() { _end.callAfter(0); }
 
   private:

@@ -65,7 +65,7 @@ Bytes pngWith(const PNGBuilder::Header &header, const Chunks &chunks,
     return builder.pixels(sample).finish();
 }
 
-/// Colours all over the RGB cube: 16 levels apart in green; blue changes with the row.
+/// 16 × 16 colours all over the RGB cube: red grows with x, green with y, and blue depends on both.
 std::uint32_t cubeSample(std::uint32_t x, std::uint32_t y, int channel) {
     const std::uint32_t samples[] = {x * 17, y * 17, (x * 5 + y * 3) % 16 * 17, 255 - x * y};
     return samples[channel];

@@ -77,7 +77,8 @@ TEST_P(Orientations, OfLargerPicturesAreObeyed) {
     const bool isTurned = small.size() == 3;
     ASSERT_EQ(rows.size(), isTurned ? 45u : 71u);
     ASSERT_EQ(rows[0].size(), isTurned ? 71u : 45u);
-    // The corners of the small picture say where each pixel goes.
+    // Neighbouring letters of the small picture tell where the rows and columns of the large one
+    // come from.
     const auto placeOf = [](char letter) {
         return std::pair<int, int>((letter - 'A') % 3, (letter - 'A') / 3);
     };

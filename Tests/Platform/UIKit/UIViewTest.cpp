@@ -301,7 +301,7 @@ class UIViewResizing : public SimulatedTimeTest, public ::testing::WithParamInte
 
 } // namespace
 
-/// Tests resize a view by 60 × 30 that has a subview of 30 × 40 at (10, 20).
+/// A view that has a subview of 30 × 40 at (10, 20) grows by 60 × 30.
 TEST_P(UIViewResizing, SharesTheDifferenceOfSizes) {
     const auto view = UIView::initWithFrame({{0, 0}, {100, 100}});
     const auto child = UIView::initWithFrame({{10, 20}, {30, 40}});

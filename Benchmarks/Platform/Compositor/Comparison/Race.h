@@ -15,8 +15,8 @@ class Race {
         int petals;
     };
 
-    /// Draws the scene once with each contender whose name begins with `name`, and measures how far
-    /// it is from the reference.
+    /// Draws the scene once with each contender whose name begins so, and measures how far it is
+    /// from the reference.
     Race(const Size &size, const std::string &beginning);
 
     /// Runs the rounds. Each contender's turn takes several milliseconds.
@@ -26,7 +26,7 @@ class Race {
     /// on average. The table marks others that are not.
     bool oursAgree() const;
 
-    /// Prints the result as a table for people, and as CSV under the given heading.
+    /// Prints the result as a table for people, and as CSV for programs.
     void print() const;
     static const char *csvHeading();
     void writeCsv(std::FILE *file) const;
