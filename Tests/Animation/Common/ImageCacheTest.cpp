@@ -76,9 +76,8 @@ TEST(SharedImageCache, StaysWithItsBundleButEmptyAfterItsRelease) {
     shared->setResBundle(nullptr);
 }
 
-/// Runs in a process of its own, where nothing has asked for the instance before.
+/// Death tests run before all others, so nothing has asked for the instance yet.
 TEST(SharedImageCacheDeathTest, DoesNotComeIntoBeingByItsRelease) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto release = [] {
         const std::size_t before = AllocationCounter::totalBlocks();
         ImageCache::releaseInstance();
@@ -91,7 +90,6 @@ TEST(SharedImageCacheDeathTest, DoesNotComeIntoBeingByItsRelease) {
 }
 
 TEST(SharedImageCacheDeathTest, IsSilentWhenTheProcessEnds) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto end = [] {
         NSLogSetSink([](std::string_view line) {
             std::fprintf(stderr, "logged: %s\n", std::string(line).c_str());
