@@ -1,8 +1,8 @@
-#include "Host/Commands/AutostartCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Commands/Installing/AutostartEntry.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/StandardOutput.h"
+#include "Host/Support/Printing.h"
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -28,7 +28,17 @@ AutostartEntry entry() { return AutostartEntry(AutostartEntry::standardPath()); 
 
 void say(const std::string &line) { printToStandardOutput(inOneLine(line) + "\n"); }
 
-} // namespace
+/// lumivera autostart: whether the desktop starts with the user's session.
+class AutostartCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    static void turnOn();
+    static void turnOff();
+    static void tellStatus();
+};
 
 void AutostartCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("autostart", kHelp);
@@ -68,5 +78,9 @@ void AutostartCommand::tellStatus() {
         say("on, by " + entry().path() + ", but with another program: " + *command);
     }
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeAutostartCommand() { return std::make_unique<AutostartCommand>(); }
 
 } // namespace Lumivera

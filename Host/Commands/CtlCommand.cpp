@@ -1,11 +1,10 @@
-#include "Host/Commands/CtlCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Control/ControlRequest.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/StandardOutput.h"
-#include "Host/Support/TextTable.h"
+#include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
@@ -13,6 +12,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <string>
 
 namespace Lumivera {
 
@@ -101,7 +101,30 @@ Json objectFrom(const std::string &answer) {
     return json;
 }
 
-} // namespace
+/// lumivera ctl: asks the running host for something.
+class CtlCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+    /// The answer to a question for the status as columns for people. A HostError when it is none.
+    static std::string statusTable(const std::string &answer);
+
+  private:
+    CLI::App &declareAction(const char *name, const char *help);
+
+    /// What the command line says, as one line of the control protocol.
+    std::string request() const;
+
+    std::string _output;
+    std::string _key;
+    std::string _value;
+    std::string _bundle;
+    std::string _file;
+    double _x = 0;
+    double _y = 0;
+    bool _asJson = false;
+};
 
 void CtlCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("ctl", kHelp);
@@ -193,5 +216,9 @@ std::string CtlCommand::request() const {
     }
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeCtlCommand() { return std::make_unique<CtlCommand>(); }
 
 } // namespace Lumivera

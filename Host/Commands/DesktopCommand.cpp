@@ -1,17 +1,23 @@
-#include "Host/Commands/DesktopCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Control/ControlServer.h"
+#include "Host/Desktop/DesktopHost.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
+#include "Host/Displays/DesktopSystem.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/SignalWatch.h"
+#include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <map>
+#include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace Lumivera {
 
@@ -75,7 +81,31 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
     SessionWatch &_session;
 };
 
-} // namespace
+/// lumivera desktop: wallpapers behind the icons, on every output.
+class DesktopCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    void declareChoice();
+    void declarePauses();
+    void declareSwitch(const std::string &name, const char *help);
+
+    /// Nothing when the command line does not say.
+    std::optional<bool> switchNamed(const std::string &name) const;
+    DesktopHost::Options hostOptions() const;
+    DesktopOptions desktopOptions(const Configuration &configuration) const;
+    void readOutputs(DesktopHost::Options &options) const;
+
+    std::string _bundle;
+    std::vector<std::string> _outputs;
+    std::map<std::string, std::string> _values;
+    std::string _display = "auto";
+    std::string _configuration;
+    std::optional<double> _density;
+    std::optional<PauseOptions::OnBattery> _onBattery;
+};
 
 void DesktopCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("desktop", kHelp);
@@ -194,5 +224,9 @@ DesktopOptions DesktopCommand::desktopOptions(const Configuration &configuration
             switchNamed("click-through").value_or(configuration.isClickThrough().value_or(false)),
             _density ? _density : configuration.density()};
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeDesktopCommand() { return std::make_unique<DesktopCommand>(); }
 
 } // namespace Lumivera

@@ -1,14 +1,18 @@
-#include "Host/Commands/GalleryCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Commands/Gallery/GalleryRendering.h"
 #include "Host/Commands/Gallery/GalleryShow.h"
+#include "Host/Commands/SettingsOptions.h"
 #include "Host/Displays/DisplayWindow.h"
 #include "Host/Rendering/FrameSink.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/SignalWatch.h"
+#include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
 
 namespace Lumivera {
 
@@ -32,7 +36,22 @@ constexpr const char *kMore =
 constexpr const char *kWithoutDisplay =
     "to see the gallery without one, use `lumivera gallery -o film.webp`";
 
-} // namespace
+/// lumivera gallery: every view animation on a flower, in a window, a film or a sheet of moments.
+class GalleryCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    void show(const std::string &bundle) const;
+    void render(const std::string &bundle) const;
+
+    std::string _bundle;
+    std::string _output;
+    SizeOptions _size;
+    NSUInteger _columns = 0;
+    std::optional<double> _seconds;
+};
 
 void GalleryCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("gallery", kHelp);
@@ -83,5 +102,9 @@ void GalleryCommand::render(const std::string &bundle) const {
     }
     GalleryRendering::writeSheet(bundle, _output, options);
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeGalleryCommand() { return std::make_unique<GalleryCommand>(); }
 
 } // namespace Lumivera

@@ -1,12 +1,13 @@
-#include "Host/Commands/ListCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Support/HostError.h"
-#include "Host/Support/StandardOutput.h"
-#include "Host/Support/TextTable.h"
+#include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
+#include <string>
 
 namespace Lumivera {
 
@@ -29,7 +30,22 @@ void add(std::vector<BundleListing> &all, std::vector<BundleListing> some) {
                std::make_move_iterator(some.end()));
 }
 
-} // namespace
+/// lumivera list: the bundles in some folders, from their descriptions alone.
+class ListCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+    /// The listings as columns for people.
+    static std::string table(const std::vector<BundleListing> &listings);
+
+    /// The same for programs.
+    static std::string json(const std::vector<BundleListing> &listings);
+
+  private:
+    std::vector<std::string> _folders;
+    bool _asJson = false;
+};
 
 void ListCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("list", kHelp);
@@ -87,5 +103,9 @@ std::string ListCommand::json(const std::vector<BundleListing> &listings) {
     }
     return array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeListCommand() { return std::make_unique<ListCommand>(); }
 
 } // namespace Lumivera

@@ -1,12 +1,15 @@
-#include "Host/Commands/RenderCommand.h"
+#include "Host/Commands/Command.h"
 
+#include "Host/Commands/SettingsOptions.h"
 #include "Host/Playing/TraceWriter.h"
 #include "Host/Rendering/FrameSink.h"
-#include "Host/Rendering/RenderingRun.h"
+#include "Host/Rendering/RenderingSession.h"
 #include "Host/Support/HostError.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
 
 namespace Lumivera {
 
@@ -24,7 +27,28 @@ constexpr const char *kMore =
     "program ffmpeg). A frame lasts 25 ms. With the same --seed, size and script every run\n"
     "gives the same bytes. --trace alone writes the petals' places and no picture.";
 
-} // namespace
+/// lumivera render: a wallpaper as pictures or a film, without a display.
+class RenderCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    NSUInteger frameCount() const;
+    RenderingSession::Options sessionOptions() const;
+    static void renderFrame(NSUInteger frame, RenderingSession &session, FrameSink *sink,
+                            TraceWriter *trace);
+    const std::string &subject() const;
+
+    std::string _bundle;
+    std::string _output;
+    std::string _script;
+    std::string _trace;
+    SettingsOptions _settings;
+    std::optional<unsigned> _seed;
+    std::optional<NSUInteger> _frames;
+    std::optional<double> _seconds;
+};
 
 void RenderCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("render", kHelp);
@@ -107,5 +131,9 @@ void RenderCommand::renderFrame(NSUInteger frame, RenderingSession &session, Fra
 }
 
 const std::string &RenderCommand::subject() const { return _output.empty() ? _trace : _output; }
+
+} // namespace
+
+std::unique_ptr<Command> makeRenderCommand() { return std::make_unique<RenderCommand>(); }
 
 } // namespace Lumivera

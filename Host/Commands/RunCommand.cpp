@@ -1,13 +1,16 @@
-#include "Host/Commands/RunCommand.h"
+#include "Host/Commands/Command.h"
 
+#include "Host/Commands/SettingsOptions.h"
 #include "Host/Displays/DisplayWindow.h"
 #include "Host/Playing/WallpaperShow.h"
-#include "Host/Support/SignalWatch.h"
+#include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
 #include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSThread.h"
 
 #include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
 
 namespace Lumivera {
 
@@ -38,7 +41,18 @@ void letThreadsEnd() {
     }
 }
 
-} // namespace
+/// lumivera run: a wallpaper in a window.
+class RunCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    std::string _bundle;
+    std::string _trace;
+    SettingsOptions _settings;
+    std::optional<double> _seconds;
+};
 
 void RunCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("run", kHelp);
@@ -70,5 +84,9 @@ void RunCommand::run() {
         AudioServicesCloseDevice();
     }
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeRunCommand() { return std::make_unique<RunCommand>(); }
 
 } // namespace Lumivera

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Support/Finding.h"
+#include "Host/Support/HostError.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Wallpapers/BundleListing.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/UIKit/UIView.h"
 
 namespace Lumivera {

@@ -3,7 +3,7 @@
 #include "Host/Commands/Chooser/RoundCorners.h"
 #include "Host/Desktop/Isolation/ViewSlot.h"
 #include "Host/Support/DeferredCall.h"
-#include "Host/Wallpapers/BundleListing.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/UIKit/UIView.h"
 
 #include <memory>

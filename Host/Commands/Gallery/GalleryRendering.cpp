@@ -3,7 +3,6 @@
 #include "Host/Playing/OffscreenPicture.h"
 #include "Host/Playing/SimulatedTime.h"
 #include "Host/Rendering/FrameSink.h"
-#include "Host/Rendering/RenderingRun.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 namespace Lumivera {

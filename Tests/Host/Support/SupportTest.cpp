@@ -1,9 +1,8 @@
 #include "Host/Displays/PointerGestures.h"
-#include "Host/Rendering/NumberPattern.h"
+#include "Host/Rendering/PictureSinks.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
-#include "Host/Support/ProgressBar.h"
-#include "Host/Support/TextTable.h"
+#include "Host/Support/Printing.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 

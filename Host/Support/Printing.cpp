@@ -1,6 +1,11 @@
-#include "Host/Support/ProgressBar.h"
+#include "Host/Support/Printing.h"
+
+#include "Host/Support/HostError.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <unistd.h>
 
@@ -13,7 +18,54 @@ constexpr auto kSilence = std::chrono::seconds(1);
 constexpr auto kBetweenUpdates = std::chrono::milliseconds(100);
 constexpr double kLongestShown = 359999;
 
+template <typename Number> std::string shortestText(Number number) {
+    std::array<char, 32> text;
+    const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
+    return {text.data(), result.ptr};
+}
+
+/// Counts every byte that is no UTF-8 continuation byte.
+std::size_t widthOf(const std::string &text) {
+    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
+        return (static_cast<unsigned char>(c) & 0xc0) != 0x80;
+    }));
+}
+
 } // namespace
+
+std::string textOfNumber(double number) { return shortestText(number); }
+std::string textOfNumber(std::int64_t number) { return shortestText(number); }
+std::string textOfNumber(std::uint64_t number) { return shortestText(number); }
+
+std::string textTable(const std::vector<std::vector<std::string>> &rows) {
+    std::vector<std::size_t> widths;
+    for (const auto &row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], widthOf(inOneLine(row[i])));
+        }
+    }
+    std::string text;
+    for (const auto &row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const std::string cell = inOneLine(row[i]);
+            text += cell;
+            if (i + 1 < row.size()) {
+                text.append(widths[i] - widthOf(cell) + 2, ' ');
+            }
+        }
+        text += '\n';
+    }
+    return text;
+}
+
+void printToStandardOutput(std::string_view text) {
+    const bool written =
+        std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    if (!written && errno != EPIPE) {
+        throw HostError("standard output", "cannot be written: " + systemErrorText());
+    }
+}
 
 ProgressBar::ProgressBar(std::string_view label, std::size_t total)
     : _label(label), _total(total), _isTerminal(isatty(STDERR_FILENO) == 1),
