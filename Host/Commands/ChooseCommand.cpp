@@ -38,7 +38,7 @@ constexpr const char *kMore =
 constexpr const char *kWithoutDisplay =
     "to choose without one, set `wallpaper` in the configuration file";
 
-/// A broken configuration is told about when something is written into it.
+/// Ignores a broken configuration: writing the choice reports it.
 std::string presentWallpaper(const std::string &configuration) {
     try {
         return ConfigurationFile::read(configuration).choice().bundle.value_or("");

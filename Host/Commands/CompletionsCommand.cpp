@@ -218,33 +218,30 @@ std::string ShellCompletions::walk(std::string_view indent) const {
 /// packaging needs it.
 class CompletionsCommand final : public Command {
   public:
-    void declare(CLI::App &parent) override;
-    void run() override;
+    void declare(CLI::App &parent) override {
+        _program = &parent;
+        _app = parent.add_subcommand("completions", "Prints a script of completions for a shell.");
+        _app->group("");
+        _app->add_option("SHELL", _shell, "bash, zsh or fish")->required();
+    }
+
+    void run() override {
+        const ShellCompletions completions(*_program);
+        if (_shell == "bash") {
+            printToStandardOutput(completions.bash());
+        } else if (_shell == "zsh") {
+            printToStandardOutput(completions.zsh());
+        } else if (_shell == "fish") {
+            printToStandardOutput(completions.fish());
+        } else {
+            throw UsageError(_shell, "is no shell that is known", "use bash, zsh or fish");
+        }
+    }
 
   private:
     CLI::App *_program = nullptr;
     std::string _shell;
 };
-
-void CompletionsCommand::declare(CLI::App &parent) {
-    _program = &parent;
-    _app = parent.add_subcommand("completions", "Prints a script of completions for a shell.");
-    _app->group("");
-    _app->add_option("SHELL", _shell, "bash, zsh or fish")->required();
-}
-
-void CompletionsCommand::run() {
-    const ShellCompletions completions(*_program);
-    if (_shell == "bash") {
-        printToStandardOutput(completions.bash());
-    } else if (_shell == "zsh") {
-        printToStandardOutput(completions.zsh());
-    } else if (_shell == "fish") {
-        printToStandardOutput(completions.fish());
-    } else {
-        throw UsageError(_shell, "is no shell that is known", "use bash, zsh or fish");
-    }
-}
 
 } // namespace
 

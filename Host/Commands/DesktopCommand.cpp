@@ -32,11 +32,11 @@ constexpr const char *kMore =
     "bundle. `lumivera ctl` speaks to it while it runs; `lumivera doctor` says what\n"
     "works on this desktop, and what does not.";
 
-/// On stderr, where a terminal shows it and a service's journal keeps it.
+/// Writes to stderr, which a terminal shows and the journal of a service keeps.
 void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
 
 ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
-    // Every view is refused the same.
+    // All views are refused the same protections, so each is logged once.
     const auto tell = [told = std::make_shared<std::set<std::string>>()](const std::string &name) {
         if (told->insert(name).second) {
             log("protection from wallpapers: " + name +
@@ -50,7 +50,7 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     };
 }
 
-/// Hands what happens around the host to it.
+/// Passes changes of the configuration file and of the session to the host.
 class Surroundings final : private ConfigurationFile::Listener, private SessionWatch::Listener {
   public:
     Surroundings(DesktopHost &host, ConfigurationFile &file, SessionWatch &session)
@@ -92,7 +92,7 @@ class DesktopCommand final : public Command {
     void declarePauses();
     void declareSwitch(const std::string &name, const char *help);
 
-    /// Nothing when the command line does not say.
+    /// Nothing when the command line has neither --NAME nor --no-NAME.
     std::optional<bool> switchNamed(const std::string &name) const;
     DesktopHost::Options hostOptions() const;
     DesktopOptions desktopOptions(const Configuration &configuration) const;
@@ -131,7 +131,7 @@ void DesktopCommand::declare(CLI::App &parent) {
         ->type_name("FILE");
 }
 
-/// The names and ranges are those of the choice's keys.
+/// The keys' ranges are checked by WallpaperChoice.
 void DesktopCommand::declareChoice() {
     const auto add = [this](const std::string &option, const std::string &key, const char *help) {
         _app->add_option("--" + option, _values[key], help)->type_name("VALUE");
@@ -156,7 +156,7 @@ void DesktopCommand::declarePauses() {
     declareSwitch("pause-when-idle", "Rests while nobody is there [yes]");
 }
 
-/// The opposite is there as well, for what the configuration says.
+/// Declares --NAME and --no-NAME; the latter overrides the configuration file.
 void DesktopCommand::declareSwitch(const std::string &name, const char *help) {
     CLI::Option *const positive = _app->add_flag("--" + name)->description(help);
     _app->add_flag("--no-" + name)->group("")->excludes(positive);

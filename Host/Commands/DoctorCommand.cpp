@@ -83,7 +83,7 @@ bool isInPath(const std::string &program) {
     return false;
 }
 
-/// The shipped wallpaper, shown to nobody, as the desktop would show it.
+/// Runs the shipped wallpaper as the desktop does, without showing it.
 class Trial final : private RemoteView::Listener {
   public:
     Finding run() {
@@ -108,7 +108,7 @@ class Trial final : private RemoteView::Listener {
                 "install the program whole"};
     }
 
-    /// Whether the kernel has a protection but has refused it.
+    /// Whether the kernel has the protection but did not grant it.
     bool wasRefused(const std::string &protection) const { return _refused.contains(protection); }
 
   private:
@@ -212,7 +212,7 @@ Finding examineHost() {
     return {"host", Level::Good, "is running; `lumivera ctl status` tells more", ""};
 }
 
-/// In words what keeps a bundle from being shown on the desktop; empty when nothing does.
+/// Says whether a bundle can be shown on the desktop.
 Finding examine(const BundleListing &listing) {
     if (!listing.problem.empty()) {
         return {listing.name, Level::Bad, listing.path + " " + listing.problem,
@@ -254,16 +254,16 @@ struct Examination {
     std::vector<Section> sections;
     std::vector<DesktopSurvey::Output> outputs;
 
-    /// Looks at everything; takes up to a second. Main thread.
+    /// Examines everything, which takes up to a second. Main thread.
     static Examination make();
 
     /// True when wallpapers can be shown behind the icons here.
     bool isDesktopUsable() const;
 
-    /// For people, with a line a finding.
+    /// A line a finding, for people.
     std::string text() const;
 
-    /// For programs.
+    /// The same as JSON.
     std::string json() const;
 };
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr double kDefaultSeconds = 10;
 constexpr double kLongestSeconds = 86400 * 7.0;
-constexpr NSUInteger kMostFrames = 80'000'000; // a film counts milliseconds in 31 bits
+constexpr NSUInteger kMaxFrames = 80'000'000; // WebP times are milliseconds in 31 bits
 
 constexpr const char *kHelp = "Renders a wallpaper as pictures or a film, without a display.";
 
@@ -58,7 +58,7 @@ void RenderCommand::declare(CLI::App &parent) {
     _app->add_option("-o,--output", _output, "Where the picture or film goes")->type_name("OUT");
     _settings.declare(*_app, {});
     auto *frames = _app->add_option("--frames", _frames, "How many frames")->type_name("N");
-    frames->check(CLI::Range(NSUInteger{1}, kMostFrames).description(""));
+    frames->check(CLI::Range(NSUInteger{1}, kMaxFrames).description(""));
     _app->add_option("--seconds", _seconds, "How long, instead of --frames [10]")
         ->type_name("S")
         ->check(CLI::Range(0.001, kLongestSeconds).description(""))
@@ -93,7 +93,7 @@ void RenderCommand::run() {
         renderFrame(frame, session, sink.get(), trace.get());
     });
     if (trace) {
-        trace->flush(); // a disk that is full must be met before anything is moved into place
+        trace->flush(); // reports a full disk before any file gets its name
     }
     if (sink) {
         sink->finish();
