@@ -2,7 +2,6 @@
 
 #include "Host/Commands/Chooser/BundleChoices.h"
 #include "Host/Commands/Chooser/ChooserShow.h"
-#include "Host/Commands/Chooser/ChosenWallpaper.h"
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlPlace.h"

@@ -1,6 +1,5 @@
 #include "Host/Commands/Command.h"
 
-#include "Host/Commands/Gallery/GalleryRendering.h"
 #include "Host/Commands/Gallery/GalleryShow.h"
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Displays/DisplayWindow.h"
