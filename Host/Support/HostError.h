@@ -19,22 +19,6 @@ class UsageError : public HostError {
     using HostError::HostError;
 };
 
-/// The state of one thing on this machine, for whoever looks after it.
-struct Finding {
-    enum class Level {
-        Good,
-        Lacking, ///< wallpapers work without it, but not as well
-        Bad,     ///< it does not work
-    };
-
-    std::string subject;
-    Level level = Level::Good;
-    std::string words;
-
-    /// What would improve it; empty when there is nothing to do.
-    std::string remedy;
-};
-
 /// The text with every control character, line ends included, replaced by "?".
 std::string inOneLine(std::string_view text);
 
