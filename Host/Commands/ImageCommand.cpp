@@ -156,11 +156,14 @@ class PictureCommand : public ImageFilesCommand {
 };
 
 /// A picture operation with a colour.
-class ColorCommand : public PictureCommand {
+class ColorCommand final : public PictureCommand {
   public:
-    using PictureCommand::PictureCommand;
+    using Operation = Retained<UIImage> (*)(const Retained<UIImage> &image, const UIColor *color);
 
-  protected:
+    ColorCommand(const char *name, const char *help, Operation operation)
+        : PictureCommand(name, help), _operation(operation) {}
+
+  private:
     void declareArguments(CLI::App &app) override {
         app.add_option("COLOUR", _text, "#rgb, #rrggbb, #rrggbbaa or a name")->required();
     }
@@ -171,32 +174,13 @@ class ColorCommand : public PictureCommand {
             UIColor::colorWithRed_green_blue_alpha(color.red, color.green, color.blue, color.alpha);
     }
 
-    const UIColor *color() const { return _color.get(); }
+    Retained<UIImage> applied(const Retained<UIImage> &image) const override {
+        return _operation(image, _color.get());
+    }
 
-  private:
+    const Operation _operation;
     std::string _text;
     Retained<UIColor> _color;
-};
-
-class TintCommand final : public ColorCommand {
-  public:
-    TintCommand() : ColorCommand("tint", "Fills the picture's shape and shades it (multiply).") {}
-
-  private:
-    Retained<UIImage> applied(const Retained<UIImage> &image) const override {
-        return ImageSet::colorizeImage_withColor(image, color());
-    }
-};
-
-class OverlayCommand final : public ColorCommand {
-  public:
-    OverlayCommand()
-        : ColorCommand("overlay", "Fills the picture's shape and lays it over (overlay).") {}
-
-  private:
-    Retained<UIImage> applied(const Retained<UIImage> &image) const override {
-        return SpriteExtend::imageColorOverlay(image.get(), color());
-    }
 };
 
 /// A picture operation with a second picture.
@@ -370,8 +354,16 @@ class ScrambleCommand final : public ImageFilesCommand {
 
 std::unique_ptr<Command> makeImageCommand() {
     Commands operations;
-    operations.push_back(std::make_unique<TintCommand>());
-    operations.push_back(std::make_unique<OverlayCommand>());
+    operations.push_back(std::make_unique<ColorCommand>(
+        "tint", "Fills the picture's shape and shades it (multiply).",
+        [](const Retained<UIImage> &image, const UIColor *color) {
+            return ImageSet::colorizeImage_withColor(image, color);
+        }));
+    operations.push_back(std::make_unique<ColorCommand>(
+        "overlay", "Fills the picture's shape and lays it over (overlay).",
+        [](const Retained<UIImage> &image, const UIColor *color) {
+            return SpriteExtend::imageColorOverlay(image.get(), color);
+        }));
     operations.push_back(std::make_unique<MaskCommand>());
     operations.push_back(std::make_unique<ClipCommand>());
     operations.push_back(std::make_unique<GreyCommand>());
