@@ -17,8 +17,8 @@ namespace Lumivera {
 
 namespace {
 
-constexpr double kLongestSeconds = 86400;
-constexpr NSUInteger kMostColumns = 1000;
+constexpr double kMaxSeconds = 86400;
+constexpr NSUInteger kMaxColumns = 1000;
 
 constexpr const char *kHelp = "Shows what every view animation does, on flowers.";
 
@@ -60,10 +60,10 @@ void GalleryCommand::declare(CLI::App &parent) {
     _size.declare(*_app, {{1200, 720}, 1});
     _app->add_option("--columns", _columns, "How many stand side by side, instead of a good number")
         ->type_name("N")
-        ->check(CLI::Range(NSUInteger{1}, kMostColumns).description(""));
+        ->check(CLI::Range(NSUInteger{1}, kMaxColumns).description(""));
     _app->add_option("--seconds", _seconds, "How long a film is [12], or the window stays")
         ->type_name("S")
-        ->check(CLI::Range(0.001, kLongestSeconds).description(""));
+        ->check(CLI::Range(0.001, kMaxSeconds).description(""));
 }
 
 void GalleryCommand::run() {

@@ -16,7 +16,7 @@ namespace Lumivera {
 namespace {
 
 constexpr double kDefaultSeconds = 10;
-constexpr double kLongestSeconds = 86400 * 7.0;
+constexpr double kMaxSeconds = 86400 * 7.0;
 constexpr NSUInteger kMaxFrames = 80'000'000; // WebP times are milliseconds in 31 bits
 
 constexpr const char *kHelp = "Renders a wallpaper as pictures or a film, without a display.";
@@ -61,7 +61,7 @@ void RenderCommand::declare(CLI::App &parent) {
     frames->check(CLI::Range(NSUInteger{1}, kMaxFrames).description(""));
     _app->add_option("--seconds", _seconds, "How long, instead of --frames [10]")
         ->type_name("S")
-        ->check(CLI::Range(0.001, kLongestSeconds).description(""))
+        ->check(CLI::Range(0.001, kMaxSeconds).description(""))
         ->excludes(frames);
     _app->add_option("--seed", _seed, "Makes the run repeatable")->type_name("N");
     _app->add_option("--script", _script, "Events: taps, pauses, changes (see the manual)")

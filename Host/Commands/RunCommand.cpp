@@ -16,7 +16,7 @@ namespace Lumivera {
 
 namespace {
 
-constexpr double kLongestSeconds = 86400 * 365.0;
+constexpr double kMaxSeconds = 86400 * 365.0;
 constexpr int kEndingTurns = 100;
 constexpr NSTimeInterval kEndingTurn = 0.01;
 
@@ -64,7 +64,7 @@ void RunCommand::declare(CLI::App &parent) {
     _settings.declare(*_app, defaults);
     _app->add_option("--seconds", _seconds, "Ends by itself after that long")
         ->type_name("S")
-        ->check(CLI::Range(0.001, kLongestSeconds).description(""));
+        ->check(CLI::Range(0.001, kMaxSeconds).description(""));
     _app->add_option("--trace", _trace, "Writes every petal's place, a line of JSON a frame")
         ->type_name("FILE");
 }

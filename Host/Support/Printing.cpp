@@ -14,9 +14,9 @@ namespace Lumivera {
 namespace {
 
 constexpr std::size_t kCells = 30;
-constexpr auto kSilence = std::chrono::seconds(1);
-constexpr auto kBetweenUpdates = std::chrono::milliseconds(100);
-constexpr double kLongestShown = 359999;
+constexpr auto kSilentTime = std::chrono::seconds(1);
+constexpr auto kUpdateInterval = std::chrono::milliseconds(100);
+constexpr double kMaxShownSeconds = 359999;
 
 template <typename Number> std::string shortestText(Number number) {
     std::array<char, 32> text;
@@ -82,7 +82,7 @@ void ProgressBar::update(std::size_t done) {
         return;
     }
     const auto now = WallClock::now();
-    if (now - _start < kSilence || now - _lastShown < kBetweenUpdates) {
+    if (now - _start < kSilentTime || now - _lastShown < kUpdateInterval) {
         return;
     }
     _lastShown = now;
@@ -103,7 +103,7 @@ std::string ProgressBar::line(std::string_view label, std::size_t done, std::siz
     }
     const double remaining =
         elapsed / static_cast<double>(reached) * static_cast<double>(total - reached);
-    const int seconds = static_cast<int>(std::min(remaining + 0.5, kLongestShown));
+    const int seconds = static_cast<int>(std::min(remaining + 0.5, kMaxShownSeconds));
     char time[32];
     std::snprintf(time, sizeof time, " %d:%02d left", seconds / 60, seconds % 60);
     return text + time;

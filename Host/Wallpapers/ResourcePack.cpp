@@ -166,10 +166,10 @@ std::string ResourcePack::problemOfKey(const std::string &key) {
 }
 
 void ResourcePack::write(const DataEncrypt::Datas &entries, const std::string &path) {
-    constexpr std::uintmax_t kLargestValue = std::numeric_limits<std::int32_t>::max();
+    constexpr std::uintmax_t kMaxValueBytes = std::numeric_limits<std::int32_t>::max();
     for (const auto &[key, value] : entries) {
         const std::string problem = problemOfKey(key);
-        if (!problem.empty() || value.size() > kLargestValue) {
+        if (!problem.empty() || value.size() > kMaxValueBytes) {
             throw HostError(key, problem.empty() ? "is too large for a pack" : problem,
                             "rename or shrink the file");
         }
