@@ -19,10 +19,10 @@ std::uint32_t byteOf(CGFloat component, int shift) {
 
 /// Blends two pixels, two components at a time.
 std::uint32_t mixed(std::uint32_t first, std::uint32_t second, std::uint32_t part) {
-    constexpr std::uint32_t mask = 0x00ff00ff;
-    const std::uint32_t outer = (first >> 8 & mask) * part + (second >> 8 & mask) * (kAll - part);
-    const std::uint32_t inner = (first & mask) * part + (second & mask) * (kAll - part);
-    return (outer & ~mask) | (inner >> 8 & mask);
+    constexpr std::uint32_t kMask = 0x00ff00ff;
+    const std::uint32_t outer = (first >> 8 & kMask) * part + (second >> 8 & kMask) * (kAll - part);
+    const std::uint32_t inner = (first & kMask) * part + (second & kMask) * (kAll - part);
+    return (outer & ~kMask) | (inner >> 8 & kMask);
 }
 
 constexpr const char *kBackground = "/lumivera_background_";
