@@ -21,8 +21,8 @@ constexpr const char *kDescription =
 
 void complain(const char *line) { std::fprintf(stderr, "lumivera: %s\n", line); }
 
-/// A broken pipe and a file that must not grow are told by the write that meets them. The log is
-/// the system's: on the terminal it would stand between the program's own lines.
+/// Ignores SIGPIPE and SIGXFSZ, so that the write that fails reports the error. Sends the log to
+/// syslog, because on the terminal it would mix with the program's own lines.
 void prepareProcess() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
@@ -31,7 +31,7 @@ void prepareProcess() {
     });
 }
 
-/// Help and version end here as well.
+/// Prints help, version or the error, and returns the exit status.
 int finishParsing(const CLI::App &app, const CLI::ParseError &error) {
     if (error.get_exit_code() == 0) {
         return app.exit(error);
@@ -41,13 +41,10 @@ int finishParsing(const CLI::App &app, const CLI::ParseError &error) {
     return kWrongUsage;
 }
 
-int runChosen(const std::vector<std::unique_ptr<Command>> &commands) {
+/// Runs the chosen command and returns the exit status.
+int runAndReport(const Commands &commands) {
     try {
-        for (const auto &command : commands) {
-            if (command->isChosen()) {
-                command->run();
-            }
-        }
+        runChosen(commands);
     } catch (const UsageError &error) {
         complain(error.what());
         return kWrongUsage;
@@ -81,7 +78,7 @@ int runProgram(int argumentCount, const char *const *arguments) {
     } catch (const CLI::ParseError &error) {
         return finishParsing(app, error);
     }
-    return runChosen(commands);
+    return runAndReport(commands);
 }
 
 } // namespace Lumivera

@@ -2,8 +2,8 @@
 
 namespace Lumivera {
 
-/// The whole program: reads the command line, does what it says, tells of failures in one line on
-/// stderr. The exit status: 0, 1 when it failed, 2 for wrong usage. Main thread.
+/// Runs the program: parses the command line, runs the command, and reports a failure as a line on
+/// stderr. Returns the exit status: 0, 1 for a failure, 2 for wrong usage. Main thread.
 int runProgram(int argumentCount, const char *const *arguments);
 
 } // namespace Lumivera

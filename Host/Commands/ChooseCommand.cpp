@@ -1,18 +1,20 @@
-#include "Host/Commands/ChooseCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Commands/Chooser/BundleChoices.h"
 #include "Host/Commands/Chooser/ChooserShow.h"
-#include "Host/Commands/Chooser/ChosenWallpaper.h"
+#include "Host/Commands/SettingsOptions.h"
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Displays/DisplayWindow.h"
 #include "Host/Support/DescriptorThread.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/SignalWatch.h"
-#include "Host/Support/StandardOutput.h"
+#include "Host/Support/Printing.h"
+#include "Host/Support/Processes.h"
 
 #include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
 
 namespace Lumivera {
 
@@ -35,7 +37,7 @@ constexpr const char *kMore =
 constexpr const char *kWithoutDisplay =
     "to choose without one, set `wallpaper` in the configuration file";
 
-/// A broken configuration is told about when something is written into it.
+/// Ignores a broken configuration: writing the choice reports it.
 std::string presentWallpaper(const std::string &configuration) {
     try {
         return ConfigurationFile::read(configuration).choice().bundle.value_or("");
@@ -44,7 +46,16 @@ std::string presentWallpaper(const std::string &configuration) {
     }
 }
 
-} // namespace
+/// lumivera choose: a window in which a person picks a wallpaper.
+class ChooseCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    std::vector<std::string> _folders;
+    SizeOptions _size;
+};
 
 void ChooseCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("choose", kHelp);
@@ -76,5 +87,9 @@ void ChooseCommand::run() {
     };
     ChooserShow(*display, std::move(options)).run();
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeChooseCommand() { return std::make_unique<ChooseCommand>(); }
 
 } // namespace Lumivera

@@ -1,38 +1,59 @@
 #include "Host/Commands/Command.h"
 
-#include "Host/Commands/AutostartCommand.h"
-#include "Host/Commands/ChooseCommand.h"
-#include "Host/Commands/CompletionsCommand.h"
-#include "Host/Commands/CtlCommand.h"
-#include "Host/Commands/DesktopCommand.h"
-#include "Host/Commands/DoctorCommand.h"
-#include "Host/Commands/GalleryCommand.h"
-#include "Host/Commands/ImageCommand.h"
-#include "Host/Commands/ListCommand.h"
-#include "Host/Commands/PackCommand.h"
-#include "Host/Commands/RenderCommand.h"
-#include "Host/Commands/RunCommand.h"
-
 #include <CLI/CLI.hpp>
 
 namespace Lumivera {
 
+namespace {
+
+class CommandGroup final : public Command {
+  public:
+    CommandGroup(const char *name, const char *help, const char *more, Commands commands)
+        : _name(name), _help(help), _more(more), _commands(std::move(commands)) {}
+
+    void declare(CLI::App &parent) override {
+        _app = parent.add_subcommand(_name, _help);
+        _app->footer(_more);
+        _app->require_subcommand(1);
+        for (const auto &command : _commands) {
+            command->declare(*_app);
+        }
+    }
+
+    void run() override { runChosen(_commands); }
+
+  private:
+    const char *const _name;
+    const char *const _help;
+    const char *const _more;
+    const Commands _commands;
+};
+
+} // namespace
+
 bool Command::isChosen() const { return _app && _app->parsed(); }
 
-std::vector<std::unique_ptr<Command>> allCommands() {
-    std::vector<std::unique_ptr<Command>> commands;
-    commands.push_back(std::make_unique<RunCommand>());
-    commands.push_back(std::make_unique<DesktopCommand>());
-    commands.push_back(std::make_unique<ChooseCommand>());
-    commands.push_back(std::make_unique<CtlCommand>());
-    commands.push_back(std::make_unique<DoctorCommand>());
-    commands.push_back(std::make_unique<RenderCommand>());
-    commands.push_back(std::make_unique<ListCommand>());
-    commands.push_back(std::make_unique<PackCommand>());
-    commands.push_back(std::make_unique<ImageCommand>());
-    commands.push_back(std::make_unique<GalleryCommand>());
-    commands.push_back(std::make_unique<AutostartCommand>());
-    commands.push_back(std::make_unique<CompletionsCommand>());
+void runChosen(const Commands &commands) {
+    for (const auto &command : commands) {
+        if (command->isChosen()) {
+            command->run();
+        }
+    }
+}
+
+std::unique_ptr<Command> makeCommandGroup(const char *name, const char *help, const char *more,
+                                          Commands commands) {
+    return std::make_unique<CommandGroup>(name, help, more, std::move(commands));
+}
+
+Commands allCommands() {
+    Commands commands;
+    for (const auto make :
+         {makeRunCommand, makeDesktopCommand, makeChooseCommand, makeCtlCommand, makeDoctorCommand,
+          makeRenderCommand, makeListCommand, makePackCommand, makeImageCommand, makeGalleryCommand,
+          makeAutostartCommand, makeCompletionsCommand}) {
+        commands.push_back(make());
+    }
     return commands;
 }
 

@@ -9,15 +9,15 @@ class App;
 
 namespace Lumivera {
 
-/// One of the things that the program does: its words on the command line and its work.
+/// A subcommand of the program: its options on the command line and its work. Main thread.
 class Command {
   public:
     virtual ~Command() = default;
 
-    /// Declares the command and its options. The program then calls run() if it was chosen.
+    /// Declares the command and its options.
     virtual void declare(CLI::App &parent) = 0;
 
-    /// Does the work; failures are HostErrors.
+    /// Does the work after the command line was parsed. Failures are HostErrors.
     virtual void run() = 0;
 
     bool isChosen() const;
@@ -26,7 +26,31 @@ class Command {
     CLI::App *_app = nullptr;
 };
 
-/// All of them, in the order of the help.
-std::vector<std::unique_ptr<Command>> allCommands();
+using Commands = std::vector<std::unique_ptr<Command>>;
+
+/// Runs the commands that the command line names.
+void runChosen(const Commands &commands);
+
+/// A command that consists of other commands, of which the user gives one. `more` follows the help
+/// and may be empty.
+std::unique_ptr<Command> makeCommandGroup(const char *name, const char *help, const char *more,
+                                          Commands commands);
+
+/// All commands, in the order of the help.
+Commands allCommands();
+
+// Each command stands in the .cpp file of its name.
+std::unique_ptr<Command> makeRunCommand();
+std::unique_ptr<Command> makeDesktopCommand();
+std::unique_ptr<Command> makeChooseCommand();
+std::unique_ptr<Command> makeCtlCommand();
+std::unique_ptr<Command> makeDoctorCommand();
+std::unique_ptr<Command> makeRenderCommand();
+std::unique_ptr<Command> makeListCommand();
+std::unique_ptr<Command> makePackCommand();
+std::unique_ptr<Command> makeImageCommand();
+std::unique_ptr<Command> makeGalleryCommand();
+std::unique_ptr<Command> makeAutostartCommand();
+std::unique_ptr<Command> makeCompletionsCommand();
 
 } // namespace Lumivera

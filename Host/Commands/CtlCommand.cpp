@@ -1,11 +1,10 @@
-#include "Host/Commands/CtlCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Control/ControlRequest.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/StandardOutput.h"
-#include "Host/Support/TextTable.h"
+#include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
@@ -13,6 +12,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <string>
 
 namespace Lumivera {
 
@@ -31,7 +31,7 @@ std::string absolutePath(const std::string &path) {
     return error ? path : absolute.lexically_normal().string();
 }
 
-/// The host does not stand where we stand.
+/// The absolute path of a bundle, because the host runs in another folder.
 std::string bundlePath(const std::string &argument) {
     const std::string found = Places::findBundle(argument);
     std::error_code error;
@@ -48,7 +48,7 @@ std::string numberText(double number, int digits) {
     return text.data();
 }
 
-/// The member of an object, whatever the other end has sent.
+/// The member of an object; `otherwise` when it is missing or of another type.
 template <typename Value>
 Value member(const Json &object, const char *name, const Value &otherwise) {
     const auto found = object.find(name);
@@ -92,6 +92,19 @@ std::vector<std::string> row(const Json &output) {
             wallpaperText(output)};
 }
 
+std::string statusTable(const Json &json) {
+    const auto outputs = json.find("outputs");
+    if (outputs == json.end() || !outputs->is_array() || outputs->empty()) {
+        return "There is no output.\n";
+    }
+    std::vector<std::vector<std::string>> rows{
+        {"OUTPUT", "SIZE", "PETALS", "FPS", "CPU", "STATE", "WALLPAPER"}};
+    for (const Json &output : *outputs) {
+        rows.push_back(row(output));
+    }
+    return textTable(rows);
+}
+
 Json objectFrom(const std::string &answer) {
     Json json = Json::parse(answer, nullptr, false);
     if (!json.is_object()) {
@@ -101,7 +114,27 @@ Json objectFrom(const std::string &answer) {
     return json;
 }
 
-} // namespace
+/// lumivera ctl: sends a request to the running host.
+class CtlCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    CLI::App &declareAction(const char *name, const char *help);
+
+    /// The command line as one line of the control protocol.
+    std::string request() const;
+
+    std::string _output;
+    std::string _key;
+    std::string _value;
+    std::string _bundle;
+    std::string _file;
+    double _x = 0;
+    double _y = 0;
+    bool _asJson = false;
+};
 
 void CtlCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("ctl", kHelp);
@@ -143,28 +176,14 @@ void CtlCommand::run() {
     if (_asJson) {
         printToStandardOutput(answer + "\n");
     } else if (isOk && _app->got_subcommand("status")) {
-        printToStandardOutput(statusTable(answer));
+        printToStandardOutput(statusTable(json));
     }
     if (!isOk) {
         throw HostError(kSubject, member<std::string>(json, "error", "the host refuses"));
     }
 }
 
-std::string CtlCommand::statusTable(const std::string &answer) {
-    const Json json = objectFrom(answer);
-    const auto outputs = json.find("outputs");
-    if (outputs == json.end() || !outputs->is_array() || outputs->empty()) {
-        return "There is no output.\n";
-    }
-    std::vector<std::vector<std::string>> rows{
-        {"OUTPUT", "SIZE", "PETALS", "FPS", "CPU", "STATE", "WALLPAPER"}};
-    for (const Json &output : *outputs) {
-        rows.push_back(row(output));
-    }
-    return textTable(rows);
-}
-
-/// Options of ctl itself may stand behind the action as well.
+/// Fallthrough allows the options of ctl after the action as well.
 CLI::App &CtlCommand::declareAction(const char *name, const char *help) {
     CLI::App *action = _app->add_subcommand(name, help);
     action->fallthrough();
@@ -193,5 +212,9 @@ std::string CtlCommand::request() const {
     }
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeCtlCommand() { return std::make_unique<CtlCommand>(); }
 
 } // namespace Lumivera

@@ -1,17 +1,23 @@
-#include "Host/Commands/DesktopCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Control/ControlServer.h"
+#include "Host/Desktop/DesktopHost.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
+#include "Host/Displays/DesktopSystem.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/SignalWatch.h"
+#include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <map>
+#include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace Lumivera {
 
@@ -26,11 +32,11 @@ constexpr const char *kMore =
     "bundle. `lumivera ctl` speaks to it while it runs; `lumivera doctor` says what\n"
     "works on this desktop, and what does not.";
 
-/// On stderr, where a terminal shows it and a service's journal keeps it.
+/// Writes to stderr, which a terminal shows and the journal of a service keeps.
 void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
 
 ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
-    // Every view is refused the same.
+    // All views are refused the same protections, so each is logged once.
     const auto tell = [told = std::make_shared<std::set<std::string>>()](const std::string &name) {
         if (told->insert(name).second) {
             log("protection from wallpapers: " + name +
@@ -44,7 +50,7 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     };
 }
 
-/// Hands what happens around the host to it.
+/// Passes changes of the configuration file and of the session to the host.
 class Surroundings final : private ConfigurationFile::Listener, private SessionWatch::Listener {
   public:
     Surroundings(DesktopHost &host, ConfigurationFile &file, SessionWatch &session)
@@ -75,7 +81,31 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
     SessionWatch &_session;
 };
 
-} // namespace
+/// lumivera desktop: wallpapers behind the icons, on every output.
+class DesktopCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    void declareChoice();
+    void declarePauses();
+    void declareSwitch(const std::string &name, const char *help);
+
+    /// Nothing when the command line has neither --NAME nor --no-NAME.
+    std::optional<bool> switchNamed(const std::string &name) const;
+    DesktopHost::Options hostOptions() const;
+    DesktopOptions desktopOptions(const Configuration &configuration) const;
+    void readOutputs(DesktopHost::Options &options) const;
+
+    std::string _bundle;
+    std::vector<std::string> _outputs;
+    std::map<std::string, std::string> _values;
+    std::string _display = "auto";
+    std::string _configuration;
+    std::optional<double> _density;
+    std::optional<PauseOptions::OnBattery> _onBattery;
+};
 
 void DesktopCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("desktop", kHelp);
@@ -101,7 +131,7 @@ void DesktopCommand::declare(CLI::App &parent) {
         ->type_name("FILE");
 }
 
-/// The names and ranges are those of the choice's keys.
+/// The keys' ranges are checked by WallpaperChoice.
 void DesktopCommand::declareChoice() {
     const auto add = [this](const std::string &option, const std::string &key, const char *help) {
         _app->add_option("--" + option, _values[key], help)->type_name("VALUE");
@@ -126,7 +156,7 @@ void DesktopCommand::declarePauses() {
     declareSwitch("pause-when-idle", "Rests while nobody is there [yes]");
 }
 
-/// The opposite is there as well, for what the configuration says.
+/// Declares --NAME and --no-NAME; the latter overrides the configuration file.
 void DesktopCommand::declareSwitch(const std::string &name, const char *help) {
     CLI::Option *const positive = _app->add_flag("--" + name)->description(help);
     _app->add_flag("--no-" + name)->group("")->excludes(positive);
@@ -194,5 +224,9 @@ DesktopOptions DesktopCommand::desktopOptions(const Configuration &configuration
             switchNamed("click-through").value_or(configuration.isClickThrough().value_or(false)),
             _density ? _density : configuration.density()};
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeDesktopCommand() { return std::make_unique<DesktopCommand>(); }
 
 } // namespace Lumivera

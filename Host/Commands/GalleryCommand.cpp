@@ -1,21 +1,24 @@
-#include "Host/Commands/GalleryCommand.h"
+#include "Host/Commands/Command.h"
 
-#include "Host/Commands/Gallery/GalleryRendering.h"
 #include "Host/Commands/Gallery/GalleryShow.h"
+#include "Host/Commands/SettingsOptions.h"
 #include "Host/Displays/DisplayWindow.h"
 #include "Host/Rendering/FrameSink.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/SignalWatch.h"
+#include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
 
 namespace Lumivera {
 
 namespace {
 
-constexpr double kLongestSeconds = 86400;
-constexpr NSUInteger kMostColumns = 1000;
+constexpr double kMaxSeconds = 86400;
+constexpr NSUInteger kMaxColumns = 1000;
 
 constexpr const char *kHelp = "Shows what every view animation does, on flowers.";
 
@@ -32,7 +35,22 @@ constexpr const char *kMore =
 constexpr const char *kWithoutDisplay =
     "to see the gallery without one, use `lumivera gallery -o film.webp`";
 
-} // namespace
+/// lumivera gallery: every view animation on a flower, in a window, a film or a sheet of moments.
+class GalleryCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    void show(const std::string &bundle) const;
+    void render(const std::string &bundle) const;
+
+    std::string _bundle;
+    std::string _output;
+    SizeOptions _size;
+    NSUInteger _columns = 0;
+    std::optional<double> _seconds;
+};
 
 void GalleryCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("gallery", kHelp);
@@ -42,10 +60,10 @@ void GalleryCommand::declare(CLI::App &parent) {
     _size.declare(*_app, {{1200, 720}, 1});
     _app->add_option("--columns", _columns, "How many stand side by side, instead of a good number")
         ->type_name("N")
-        ->check(CLI::Range(NSUInteger{1}, kMostColumns).description(""));
+        ->check(CLI::Range(NSUInteger{1}, kMaxColumns).description(""));
     _app->add_option("--seconds", _seconds, "How long a film is [12], or the window stays")
         ->type_name("S")
-        ->check(CLI::Range(0.001, kLongestSeconds).description(""));
+        ->check(CLI::Range(0.001, kMaxSeconds).description(""));
 }
 
 void GalleryCommand::run() {
@@ -83,5 +101,9 @@ void GalleryCommand::render(const std::string &bundle) const {
     }
     GalleryRendering::writeSheet(bundle, _output, options);
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeGalleryCommand() { return std::make_unique<GalleryCommand>(); }
 
 } // namespace Lumivera

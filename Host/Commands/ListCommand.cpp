@@ -1,12 +1,13 @@
-#include "Host/Commands/ListCommand.h"
+#include "Host/Commands/Command.h"
 
 #include "Host/Support/HostError.h"
-#include "Host/Support/StandardOutput.h"
-#include "Host/Support/TextTable.h"
+#include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
+#include <string>
 
 namespace Lumivera {
 
@@ -24,39 +25,7 @@ nlohmann::json numberJson(const std::optional<std::int32_t> &number) {
     return number ? nlohmann::json(*number) : nlohmann::json();
 }
 
-void add(std::vector<BundleListing> &all, std::vector<BundleListing> some) {
-    all.insert(all.end(), std::make_move_iterator(some.begin()),
-               std::make_move_iterator(some.end()));
-}
-
-} // namespace
-
-void ListCommand::declare(CLI::App &parent) {
-    _app = parent.add_subcommand("list", kHelp);
-    _app->footer(kMore);
-    _app->add_option("DIR", _folders, "Folders that hold bundles");
-    _app->add_flag("--json", _asJson, "For programs");
-}
-
-void ListCommand::run() {
-    std::vector<BundleListing> listings;
-    std::string unreadable;
-    const bool isDefault = _folders.empty();
-    for (const std::string &folder : isDefault ? Places::wallpaperFolders() : _folders) {
-        auto found = BundleListing::readFolder(folder);
-        if (!found && !isDefault && unreadable.empty()) {
-            unreadable = folder;
-        }
-        add(listings, std::move(found).value_or(std::vector<BundleListing>()));
-    }
-    printToStandardOutput(_asJson ? json(listings) : table(listings));
-    if (!unreadable.empty()) {
-        throw HostError(unreadable, "cannot be read as a folder",
-                        "give the folder in which the bundles are");
-    }
-}
-
-std::string ListCommand::table(const std::vector<BundleListing> &listings) {
+std::string table(const std::vector<BundleListing> &listings) {
     if (listings.empty()) {
         return "No wallpapers found.\n";
     }
@@ -70,7 +39,7 @@ std::string ListCommand::table(const std::vector<BundleListing> &listings) {
     return textTable(rows);
 }
 
-std::string ListCommand::json(const std::vector<BundleListing> &listings) {
+std::string json(const std::vector<BundleListing> &listings) {
     auto array = nlohmann::ordered_json::array();
     for (const BundleListing &listing : listings) {
         nlohmann::ordered_json entry;
@@ -87,5 +56,43 @@ std::string ListCommand::json(const std::vector<BundleListing> &listings) {
     }
     return array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
+
+/// lumivera list: the bundles in some folders, from their descriptions alone.
+class ListCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override {
+        _app = parent.add_subcommand("list", kHelp);
+        _app->footer(kMore);
+        _app->add_option("DIR", _folders, "Folders that hold bundles");
+        _app->add_flag("--json", _asJson, "For programs");
+    }
+
+    void run() override {
+        std::vector<BundleListing> listings;
+        std::string unreadable;
+        const bool isDefault = _folders.empty();
+        for (const std::string &folder : isDefault ? Places::wallpaperFolders() : _folders) {
+            const auto found = BundleListing::readFolder(folder);
+            if (found) {
+                listings.insert(listings.end(), found->begin(), found->end());
+            } else if (!isDefault && unreadable.empty()) {
+                unreadable = folder;
+            }
+        }
+        printToStandardOutput(_asJson ? json(listings) : table(listings));
+        if (!unreadable.empty()) {
+            throw HostError(unreadable, "cannot be read as a folder",
+                            "give the folder in which the bundles are");
+        }
+    }
+
+  private:
+    std::vector<std::string> _folders;
+    bool _asJson = false;
+};
+
+} // namespace
+
+std::unique_ptr<Command> makeListCommand() { return std::make_unique<ListCommand>(); }
 
 } // namespace Lumivera

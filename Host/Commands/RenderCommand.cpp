@@ -1,20 +1,23 @@
-#include "Host/Commands/RenderCommand.h"
+#include "Host/Commands/Command.h"
 
+#include "Host/Commands/SettingsOptions.h"
 #include "Host/Playing/TraceWriter.h"
 #include "Host/Rendering/FrameSink.h"
-#include "Host/Rendering/RenderingRun.h"
+#include "Host/Rendering/RenderingSession.h"
 #include "Host/Support/HostError.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
 
 namespace Lumivera {
 
 namespace {
 
 constexpr double kDefaultSeconds = 10;
-constexpr double kLongestSeconds = 86400 * 7.0;
-constexpr NSUInteger kMostFrames = 80'000'000; // a film counts milliseconds in 31 bits
+constexpr double kMaxSeconds = 86400 * 7.0;
+constexpr NSUInteger kMaxFrames = 80'000'000; // WebP times are milliseconds in 31 bits
 
 constexpr const char *kHelp = "Renders a wallpaper as pictures or a film, without a display.";
 
@@ -24,7 +27,28 @@ constexpr const char *kMore =
     "program ffmpeg). A frame lasts 25 ms. With the same --seed, size and script every run\n"
     "gives the same bytes. --trace alone writes the petals' places and no picture.";
 
-} // namespace
+/// lumivera render: a wallpaper as pictures or a film, without a display.
+class RenderCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    NSUInteger frameCount() const;
+    RenderingSession::Options sessionOptions() const;
+    static void renderFrame(NSUInteger frame, RenderingSession &session, FrameSink *sink,
+                            TraceWriter *trace);
+    const std::string &subject() const;
+
+    std::string _bundle;
+    std::string _output;
+    std::string _script;
+    std::string _trace;
+    SettingsOptions _settings;
+    std::optional<unsigned> _seed;
+    std::optional<NSUInteger> _frames;
+    std::optional<double> _seconds;
+};
 
 void RenderCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("render", kHelp);
@@ -34,10 +58,10 @@ void RenderCommand::declare(CLI::App &parent) {
     _app->add_option("-o,--output", _output, "Where the picture or film goes")->type_name("OUT");
     _settings.declare(*_app, {});
     auto *frames = _app->add_option("--frames", _frames, "How many frames")->type_name("N");
-    frames->check(CLI::Range(NSUInteger{1}, kMostFrames).description(""));
+    frames->check(CLI::Range(NSUInteger{1}, kMaxFrames).description(""));
     _app->add_option("--seconds", _seconds, "How long, instead of --frames [10]")
         ->type_name("S")
-        ->check(CLI::Range(0.001, kLongestSeconds).description(""))
+        ->check(CLI::Range(0.001, kMaxSeconds).description(""))
         ->excludes(frames);
     _app->add_option("--seed", _seed, "Makes the run repeatable")->type_name("N");
     _app->add_option("--script", _script, "Events: taps, pauses, changes (see the manual)")
@@ -69,7 +93,7 @@ void RenderCommand::run() {
         renderFrame(frame, session, sink.get(), trace.get());
     });
     if (trace) {
-        trace->flush(); // a disk that is full must be met before anything is moved into place
+        trace->flush(); // reports a full disk before any file gets its name
     }
     if (sink) {
         sink->finish();
@@ -107,5 +131,9 @@ void RenderCommand::renderFrame(NSUInteger frame, RenderingSession &session, Fra
 }
 
 const std::string &RenderCommand::subject() const { return _output.empty() ? _trace : _output; }
+
+} // namespace
+
+std::unique_ptr<Command> makeRenderCommand() { return std::make_unique<RenderCommand>(); }
 
 } // namespace Lumivera

@@ -1,19 +1,22 @@
-#include "Host/Commands/RunCommand.h"
+#include "Host/Commands/Command.h"
 
+#include "Host/Commands/SettingsOptions.h"
 #include "Host/Displays/DisplayWindow.h"
 #include "Host/Playing/WallpaperShow.h"
-#include "Host/Support/SignalWatch.h"
+#include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
 #include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSThread.h"
 
 #include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
 
 namespace Lumivera {
 
 namespace {
 
-constexpr double kLongestSeconds = 86400 * 365.0;
+constexpr double kMaxSeconds = 86400 * 365.0;
 constexpr int kEndingTurns = 100;
 constexpr NSTimeInterval kEndingTurn = 0.01;
 
@@ -31,14 +34,25 @@ constexpr const char *kMore = "Click or touch blows petals away, sideways scroll
 constexpr const char *kWithoutDisplay =
     "to see the wallpaper without one, use `lumivera render BUNDLE -o film.webp`";
 
-/// The animation's last frame is still under way when the view is gone.
+/// The animation thread may still run its last frame when the view is gone.
 void letThreadsEnd() {
     for (int turn = 0; turn < kEndingTurns && NSThread::detachedThreadCount() > 0; ++turn) {
         NSRunLoop::mainRunLoop().runForSeconds(kEndingTurn);
     }
 }
 
-} // namespace
+/// lumivera run: a wallpaper in a window.
+class RunCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    std::string _bundle;
+    std::string _trace;
+    SettingsOptions _settings;
+    std::optional<double> _seconds;
+};
 
 void RunCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("run", kHelp);
@@ -50,7 +64,7 @@ void RunCommand::declare(CLI::App &parent) {
     _settings.declare(*_app, defaults);
     _app->add_option("--seconds", _seconds, "Ends by itself after that long")
         ->type_name("S")
-        ->check(CLI::Range(0.001, kLongestSeconds).description(""));
+        ->check(CLI::Range(0.001, kMaxSeconds).description(""));
     _app->add_option("--trace", _trace, "Writes every petal's place, a line of JSON a frame")
         ->type_name("FILE");
 }
@@ -70,5 +84,9 @@ void RunCommand::run() {
         AudioServicesCloseDevice();
     }
 }
+
+} // namespace
+
+std::unique_ptr<Command> makeRunCommand() { return std::make_unique<RunCommand>(); }
 
 } // namespace Lumivera

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Host/Commands/SizeOptions.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
 
 #include <optional>
@@ -11,6 +10,19 @@ class App;
 }
 
 namespace Lumivera {
+
+/// The options that say how large a picture is to be.
+class SizeOptions {
+  public:
+    void declare(CLI::App &app, const PictureSize &defaults);
+
+    /// What the command line said; a UsageError when it makes no sense.
+    PictureSize pictureSize() const;
+
+  private:
+    std::string _size;
+    CGFloat _density = 1;
+};
 
 /// The options that say how a wallpaper is to be shown.
 class SettingsOptions {

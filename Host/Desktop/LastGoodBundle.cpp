@@ -1,8 +1,8 @@
 #include "Host/Desktop/LastGoodBundle.h"
 
 #include "Host/Support/OutputFile.h"
+#include "Host/Wallpapers/Places.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -44,13 +44,6 @@ void LastGoodBundle::set(const std::string &path) {
     }
 }
 
-std::string LastGoodBundle::userFilePath() {
-    const char *state = std::getenv("XDG_STATE_HOME");
-    if (state && state[0] == '/') {
-        return std::string(state) + "/lumivera/last-good";
-    }
-    const char *home = std::getenv("HOME");
-    return home && home[0] == '/' ? std::string(home) + "/.local/state/lumivera/last-good" : "";
-}
+std::string LastGoodBundle::userFilePath() { return Places::statePath("lumivera/last-good"); }
 
 } // namespace Lumivera

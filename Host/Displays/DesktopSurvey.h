@@ -1,12 +1,27 @@
 #pragma once
 
-#include "Host/Support/Finding.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
 #include <string>
 #include <vector>
 
 namespace Lumivera {
+
+/// The state of one thing on this machine, for whoever looks after it.
+struct Finding {
+    enum class Level {
+        Good,
+        Lacking, ///< wallpapers work without it, but not as well
+        Bad,     ///< it does not work
+    };
+
+    std::string subject;
+    Level level = Level::Good;
+    std::string words;
+
+    /// What would improve it; empty when there is nothing to do.
+    std::string remedy;
+};
 
 /// What a window system offers to wallpapers. Looking changes nothing on the screen.
 struct DesktopSurvey {

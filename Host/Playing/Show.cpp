@@ -1,7 +1,7 @@
 #include "Host/Playing/Show.h"
 
 #include "Host/Playing/Screenshot.h"
-#include "Host/Support/StandardOutput.h"
+#include "Host/Support/Printing.h"
 #include "Platform/QuartzCore/CAMediaTime.h"
 
 #include <algorithm>

@@ -1,11 +1,9 @@
 #include "Host/Rendering/FrameSink.h"
 
-#include "Host/Rendering/FilmProgramSink.h"
-#include "Host/Rendering/NumberPattern.h"
-#include "Host/Rendering/PictureSequenceSink.h"
-#include "Host/Rendering/PictureSink.h"
-#include "Host/Rendering/WebPFilmSink.h"
+#include "Host/Rendering/FilmSinks.h"
+#include "Host/Rendering/PictureSinks.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
 
 #include <algorithm>
 #include <cmath>
@@ -41,6 +39,11 @@ Kind kindOf(const std::string &path) {
 
 } // namespace
 
+NSUInteger framesIn(double seconds) {
+    const auto frames = std::llround(seconds * 1000 / kFrameMilliseconds);
+    return static_cast<NSUInteger>(std::max(frames, 1LL));
+}
+
 std::unique_ptr<FrameSink> FrameSink::forPath(const std::string &path, const Format &format) {
     switch (kindOf(path)) {
     case Kind::PictureSequence:
@@ -59,9 +62,19 @@ void FrameSink::checkPath(const std::string &path) { kindOf(path); }
 
 bool FrameSink::isOnePicture(const std::string &path) { return kindOf(path) == Kind::Picture; }
 
-NSUInteger framesIn(double seconds) {
-    const auto frames = std::llround(seconds * 1000 / kFrameMilliseconds);
-    return static_cast<NSUInteger>(std::max(frames, 1LL));
+RenderingRun::RenderingRun(std::string subject)
+    : _subject(std::move(subject)), _signals([this] { _isInterrupted = true; }) {}
+
+void RenderingRun::renderFrames(NSUInteger count,
+                                const std::function<void(NSUInteger frame)> &render) const {
+    ProgressBar progress("rendering", count);
+    for (NSUInteger frame = 0; frame < count; ++frame) {
+        render(frame);
+        if (_isInterrupted) {
+            throw HostError(_subject, "was interrupted; nothing was kept");
+        }
+        progress.update(frame + 1);
+    }
 }
 
 } // namespace Lumivera

@@ -1,17 +1,26 @@
 #pragma once
 
+#include "Host/Support/Processes.h"
 #include "Platform/Foundation/NSTypes.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 
 namespace Lumivera {
 
-/// Where the frames of a rendering go. Whatever was written vanishes again when the sink goes
-/// without finish(). Failures are HostErrors that name the file.
+/// Milliseconds that a frame lasts.
+inline constexpr int kFrameMilliseconds = 25;
+
+/// How many frames a film of that many seconds has, at least 1.
+NSUInteger framesIn(double seconds);
+
+/// Takes the frames of a rendering and writes them to files. The destructor removes what was
+/// written unless finish() was called. Failures are HostErrors that name the file.
 class FrameSink {
   public:
     struct Format {
@@ -30,21 +39,32 @@ class FrameSink {
 
     virtual void finish() = 0;
 
-    /// The sink for a file name: one .png is the last frame, a .png with a number pattern such as
-    /// %04d a picture a frame, .webp, .mp4, .webm and .gif are films. Other names are UsageErrors.
+    /// The sink for a file name: NAME.png takes the last frame, a PNG name with a number pattern
+    /// such as %04d a picture a frame, .webp, .mp4, .webm and .gif are films. Other names are
+    /// UsageErrors.
     static std::unique_ptr<FrameSink> forPath(const std::string &path, const Format &format);
 
-    /// Throws the UsageError that forPath would.
+    /// Throws the UsageError that forPath would throw.
     static void checkPath(const std::string &path);
 
-    /// True for a name that makes a single picture.
+    /// True for a name that stands for a single picture.
     static bool isOnePicture(const std::string &path);
 };
 
-/// Milliseconds that a frame lasts.
-inline constexpr int kFrameMilliseconds = 25;
+/// Renders frame after frame, shows the progress on the terminal and stops at SIGINT and SIGTERM.
+/// Made on the main thread before any other thread starts.
+class RenderingRun {
+  public:
+    /// `subject` is the output file's name, for messages.
+    explicit RenderingRun(std::string subject);
 
-/// How many frames a film of that many seconds has, 1 at least.
-NSUInteger framesIn(double seconds);
+    /// Calls `render` for every frame in order, from 0. Throws a HostError after a signal.
+    void renderFrames(NSUInteger count, const std::function<void(NSUInteger frame)> &render) const;
+
+  private:
+    const std::string _subject;
+    std::atomic<bool> _isInterrupted{false};
+    const SignalWatch _signals;
+};
 
 } // namespace Lumivera

@@ -6,7 +6,7 @@ namespace Lumivera {
 
 namespace {
 
-// In 65536ths of a level of the result a level of the colour.
+// Fixed-point factors, 65536 is 1.
 struct Weights {
     std::int32_t red, green, blue;
 };
@@ -31,7 +31,7 @@ Color operator+(const Color &a, const Color &b) {
     return {a.red + b.red, a.green + b.green, a.blue + b.blue};
 }
 
-/// Of a colour, or of the sum of 1 << `log2Count` ones.
+/// A component of a colour, or of the mean of 1 << `log2Count` colours given by their sum.
 std::uint8_t weighted(const Color &color, const Weights &weights, std::int32_t zero,
                       int log2Count) {
     const int shift = kShift + log2Count;

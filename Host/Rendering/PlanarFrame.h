@@ -7,9 +7,9 @@
 
 namespace Lumivera {
 
-/// A picture in the form that film encoders work in: all of the luma, then the two chromas at half
-/// the width and height (BT.709, limited range). Its sides are even; what that adds to the right
-/// and below repeats the last pixels.
+/// A picture as YUV 4:2:0 planes, the input of film encoders: the luma, then the two chromas at
+/// half the width and height (BT.709, limited range). Odd sides are rounded up by repeating the
+/// last column and row.
 class PlanarFrame {
   public:
     /// Both sides at least 1.
@@ -18,7 +18,7 @@ class PlanarFrame {
     std::size_t width() const { return _halfWidth * 2; }
     std::size_t height() const { return _halfHeight * 2; }
 
-    /// From opaque pixels 0xFFRRGGBB, rows from the top.
+    /// Converts opaque pixels 0xFFRRGGBB, rows from the top.
     void take(std::span<const std::uint32_t> pixels);
 
     /// The planes one after the other.

@@ -28,12 +28,11 @@ RenderingSession::RenderingSession(const std::string &bundlePath, Options option
 
 RenderingSession::~RenderingSession() { _view->removeFromSuperview(); }
 
-/// Serves calls up to the one that is the view's first frame, and seeds the random numbers right
-/// before it.
+/// Runs the calls up to the view's first frame, and seeds the random numbers before that one.
 void RenderingSession::showFirstFrame() {
     NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
     const Clock::Nanoseconds deadline = Clock::current().deadlineAfter(kPatience);
-    // A failure waits until the call-out is over: another thread waits for that.
+    // An exception must not leave the call-out, because another thread waits for its end.
     std::exception_ptr failure;
     runLoop.setObservers(
         [&] {
@@ -69,7 +68,7 @@ void RenderingSession::viewIsAboutToBegin() {
     begin();
 }
 
-/// What happens before frame 0, whether the view moves or not.
+/// Prepares frame 0, whether the view animates or not.
 void RenderingSession::begin() {
     _firstFrameTime = Clock::current().now();
     if (_options.seed) {
@@ -78,8 +77,8 @@ void RenderingSession::begin() {
     happenBeforeFrame(0);
 }
 
-/// Between two frames the clock stands half-way. There a pause keeps the loop from the next frame,
-/// while a resumed loop must begin exactly when the frame is due.
+/// The clock stands half-way between two frames, so that a pause prevents the next frame. A resumed
+/// view must begin exactly when its frame is due.
 void RenderingSession::nextFrame() {
     NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
     ++_frame;

@@ -12,9 +12,9 @@
 
 namespace Lumivera {
 
-/// A wallpaper that runs without a display and as fast as it can: a view on a screen of its own,
-/// under simulated time. Frames are 25 ms apart and counted from 0, the one in which the view
-/// begins to animate, and go on being counted while the view is paused. Main thread; one at a time.
+/// Runs a wallpaper without a display, as fast as it can, under simulated time. Frames are 25 ms
+/// apart. Frame 0 is the one in which the view begins to animate; a pause does not stop the count.
+/// Main thread; one at a time.
 class RenderingSession {
   public:
     struct Options {
@@ -26,16 +26,16 @@ class RenderingSession {
         Script script;
     };
 
-    /// Loads the bundle's view and shows its first frame. A HostError tells of anything amiss. A
-    /// view that has not begun to animate after 10 s counts as a still picture.
+    /// Loads the bundle's view and shows its first frame. Throws HostErrors. A view that does not
+    /// animate within 10 s counts as a still picture.
     RenderingSession(const std::string &bundlePath, Options options);
     ~RenderingSession();
 
     RenderingSession(const RenderingSession &) = delete;
     RenderingSession &operator=(const RenderingSession &) = delete;
 
-    /// Goes on to the next frame, with the script's events before it. A pause in front of frame 0
-    /// takes effect right after it.
+    /// Applies the script's events for the next frame and runs until that frame. A pause for frame
+    /// 0 takes effect after it.
     void nextFrame();
 
     NSUInteger frame() const { return _frame; }

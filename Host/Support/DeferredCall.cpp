@@ -8,7 +8,7 @@ namespace {
 
 constexpr const char *kCall = "lumiveraDeferredCall";
 
-/// Tells one object's calls from another's.
+/// Identifies this object's calls to the run loop.
 class Target final : public NSObject {};
 
 } // namespace
@@ -25,7 +25,7 @@ void DeferredCall::callAfter(NSTimeInterval delay) {
         _target.get(), kCall,
         [this] {
             _isPending = false;
-            const auto action = _action; // it may end this object
+            const auto action = _action; // a copy: the call may delete this object
             action();
         },
         delay);

@@ -8,18 +8,18 @@
 
 namespace Lumivera {
 
-/// A call that the main run loop makes later, if nothing comes between. Main thread.
+/// A call that the main run loop makes later unless it is cancelled. Main thread.
 class DeferredCall {
   public:
     explicit DeferredCall(std::function<void()> action);
 
-    /// The call is not made any more.
+    /// Cancels the call.
     ~DeferredCall();
 
     DeferredCall(const DeferredCall &) = delete;
     DeferredCall &operator=(const DeferredCall &) = delete;
 
-    /// Once, in that many seconds, whatever was said before.
+    /// Calls the action once in `delay` seconds, instead of any call that is pending.
     void callAfter(NSTimeInterval delay);
     void cancel();
 

@@ -46,7 +46,7 @@ void DescriptorThread::add(DescriptorSource &source) {
     await(EPOLL_CTL_ADD, number, entry);
 }
 
-/// The system forgets the descriptor within the call, so it may be closed right after.
+/// EPOLL_CTL_DEL takes effect at once, so the caller may close the descriptor afterwards.
 void DescriptorThread::remove(DescriptorSource &source) {
     std::erase_if(_entries, [&](const auto &known) {
         const Entry &entry = known.second;
@@ -72,7 +72,7 @@ void DescriptorThread::waitForAll() {
     }
 }
 
-/// Once: it is awaited again when what has arrived is served.
+/// Awaits one event; serve() awaits the next one after the source was served.
 void DescriptorThread::await(int operation, std::uint64_t number, const Entry &entry) const {
     const auto awaited = static_cast<std::uint32_t>(entry.source->awaitedEvents());
     epoll_event event{awaited | EPOLLONESHOT, {.u64 = number}};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Support/DescriptorWatch.h"
+#include "Host/Support/DescriptorWaiter.h"
 #include "Platform/Foundation/NSObject.h"
 #include "Platform/Foundation/Retained.h"
 
@@ -10,11 +10,11 @@
 
 namespace Lumivera {
 
-/// Waits for descriptors on a thread of its own, where somebody else is the main run loop's way to
-/// wait. For sources that prepare nothing before they are waited for. Main thread.
+/// Waits for descriptors on a thread of its own, for programs whose main run loop has another
+/// waiter. Never calls prepareToWait(). Main thread.
 class DescriptorThread final : public DescriptorWatch {
   public:
-    /// A HostError when the system has no descriptors left.
+    /// Throws a HostError when the process has no descriptors left.
     DescriptorThread();
     ~DescriptorThread();
 
@@ -34,7 +34,7 @@ class DescriptorThread final : public DescriptorWatch {
     void await(int operation, std::uint64_t number, const Entry &entry) const;
     void serve(std::uint64_t number);
 
-    /// Numbers are never used again, so that what arrived for a removed source reaches no other.
+    /// Keys are never reused, so that an event for a removed source cannot reach another one.
     std::map<std::uint64_t, Entry> _entries;
     std::uint64_t _latestNumber = 0;
     const Retained<NSObject> _target;

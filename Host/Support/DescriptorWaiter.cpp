@@ -23,6 +23,8 @@ timespec timeFrom(Clock::Nanoseconds nanoseconds) {
 
 } // namespace
 
+short DescriptorSource::awaitedEvents() const { return POLLIN; }
+
 DescriptorWaiter::DescriptorWaiter() : _wakeDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (_wakeDescriptor < 0) {
         throw HostError("events", "cannot be waited for: " + systemErrorText());
@@ -39,7 +41,7 @@ DescriptorWaiter::~DescriptorWaiter() {
 
 void DescriptorWaiter::add(DescriptorSource &source) { _entries.push_back({&source, false}); }
 
-/// Entries stay where they are while they are served; the next wait drops the empty ones.
+/// serveReadySources() may be walking the list, so the entry is emptied; the next wait erases it.
 void DescriptorWaiter::remove(DescriptorSource &source) {
     for (Entry &entry : _entries) {
         if (entry.source == &source) {
@@ -48,8 +50,8 @@ void DescriptorWaiter::remove(DescriptorSource &source) {
     }
 }
 
-/// Other threads may change the view tree meanwhile, so what has arrived is only noted here. The
-/// run loop looks for calls when this is over, so until then nobody need wake it again.
+/// Other threads may change the view tree during the wait, so sources are served later, in a
+/// call-out. After poll() no wake-up is needed: the run loop looks for calls as soon as it returns.
 void DescriptorWaiter::wait(Clock::Nanoseconds nanoseconds) {
     const bool hasArrived = prepareSources();
     State before = State::Running;
@@ -71,7 +73,7 @@ void DescriptorWaiter::wake() {
     }
 }
 
-/// True when something has arrived already.
+/// True when a source has events already.
 bool DescriptorWaiter::prepareSources() {
     std::erase_if(_entries, [](const Entry &entry) { return !entry.source; });
     _polled.assign(1, {_wakeDescriptor, POLLIN, 0});
@@ -104,7 +106,7 @@ bool DescriptorWaiter::poll(Clock::Nanoseconds nanoseconds) {
     return isAnyReady;
 }
 
-/// Sources may come and go while others are served.
+/// Walks by index because sources may be added and removed meanwhile.
 void DescriptorWaiter::serveReadySources() {
     _isServePending = false;
     for (std::size_t i = 0; i < _entries.size(); ++i) {

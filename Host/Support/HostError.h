@@ -6,8 +6,8 @@
 
 namespace Lumivera {
 
-/// A failure that the user is told about in one line: what it is about, what is wrong and, where
-/// there is something, what to do. what() is that line.
+/// A failure that the user reads as one line: the subject, the problem and, where something helps,
+/// advice. what() is that line.
 class HostError : public std::runtime_error {
   public:
     HostError(std::string_view subject, std::string_view problem, std::string_view advice = {});
@@ -19,10 +19,10 @@ class UsageError : public HostError {
     using HostError::HostError;
 };
 
-/// The text with every control character, line ends included, as "?".
+/// The text with every control character, line ends included, replaced by "?".
 std::string inOneLine(std::string_view text);
 
-/// The system's words for the present errno.
+/// The text for the current value of errno.
 std::string systemErrorText();
 
 } // namespace Lumivera

@@ -7,17 +7,17 @@
 
 namespace Lumivera {
 
-/// A file that comes to be whole or not at all: it is written beside its place under another name
-/// and moved there at the end. Every failure is a HostError that names the file.
+/// A file that is written whole or not at all: the bytes go to a temporary file in the same folder,
+/// which commit() renames. Every failure is a HostError that names the file.
 class OutputFile {
   public:
-    /// In place: the file itself is written as it grows, and stays as it is if the work breaks off.
-    /// So is whatever is no regular file, a pipe or a device.
+    /// InPlace writes to the file itself, which keeps what was written when the work breaks off.
+    /// Pipes and devices are always written in place.
     enum class Mode { Whole, InPlace };
 
     explicit OutputFile(std::string path, Mode mode = Mode::Whole);
 
-    /// Removes what was written unless commit() was called.
+    /// Removes the temporary file unless commit() was called.
     ~OutputFile();
 
     OutputFile(const OutputFile &) = delete;
@@ -26,18 +26,18 @@ class OutputFile {
     void write(const void *bytes, std::size_t count);
     void write(std::string_view text) { write(text.data(), text.size()); }
 
-    /// Hands what was written so far to the system, so that others can read it.
+    /// Empties the buffer, so that other programs can read what was written so far.
     void flush();
 
-    /// Closes the file and puts it in its place.
+    /// Closes the file and gives it its name.
     void commit();
 
     const std::string &path() const { return _path; }
 
-    /// Where a link leads, so that the file there is replaced and not the link; else `path` itself.
+    /// The file that a symbolic link leads to, so that the link is kept; else `path` itself.
     static std::string targetOf(const std::string &path);
 
-    /// The name beside `path` under which its new contents are written.
+    /// The name of the temporary file for `path`, in the same folder.
     static std::string temporaryPathFor(const std::string &path);
 
   private:

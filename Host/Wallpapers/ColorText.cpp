@@ -45,7 +45,7 @@ std::optional<std::uint32_t> digit(char c) {
                                            : std::optional(static_cast<std::uint32_t>(value));
 }
 
-/// Of 3 or 4 digits each stands for two.
+/// With 3 or 4 digits, each one is doubled.
 std::optional<CGColor> colorFromDigits(std::string_view digits) {
     const bool isShort = digits.size() == 3 || digits.size() == 4;
     if (!isShort && digits.size() != 6 && digits.size() != 8) {

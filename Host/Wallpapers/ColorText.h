@@ -6,7 +6,7 @@
 
 namespace Lumivera {
 
-/// A colour written as #rgb, #rgba, #rrggbb, #rrggbbaa or by one of the basic names (red, teal,
+/// Parses a colour: #rgb, #rgba, #rrggbb, #rrggbbaa or one of the basic names (red, teal,
 /// silver ...), in letters of either case. A UsageError about `subject` for anything else.
 CGColor colorFromText(const std::string &subject, const std::string &text);
 

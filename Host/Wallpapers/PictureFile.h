@@ -10,33 +10,32 @@
 
 namespace Lumivera {
 
-/// Pictures as files. Every failure is a HostError that names the file.
+/// Reads and writes picture files. Every failure is a HostError that names the file.
 class PictureFile {
   public:
     using Bytes = std::vector<std::uint8_t>;
 
-    /// The file's own pixels, at scale 1 whatever its name says.
+    /// The picture at scale 1, even when the name says @2x.
     static Retained<UIImage> read(const std::string &path);
 
-    /// The bytes of a file that may be a picture.
+    /// The bytes of a file that may be a picture, less than 256 MiB.
     static Bytes readBytes(const std::string &path);
 
-    /// The picture as a PNG file; `path` is for messages.
+    /// Encodes the picture as PNG; `path` is for messages.
     static Bytes png(const UIImage &image, const std::string &path);
 
     static void write(std::span<const std::uint8_t> bytes, const std::string &path);
 
-    /// What counts more: to be ready soon, or to take little room.
     enum class Compression { Fast, Small };
 
-    /// Writes a whole picture as PNG; pixels as in CGImage, without gaps between rows.
+    /// Writes a picture as PNG; pixels as in CGImage, without gaps between rows.
     static void writePNG(OutputFile &file, std::span<const std::uint32_t> pixels, std::size_t width,
                          std::size_t height, Compression compression);
 
-    /// The names of the folder's files that end as PNG, JPEG or WebP files do, sorted.
+    /// The sorted names of the folder's PNG, JPEG and WebP files, by their extensions.
     static std::vector<std::string> namesInFolder(const std::string &folder);
 
-    /// Says that the file is not what can be decoded.
+    /// Throws the HostError for a file that cannot be decoded.
     [[noreturn]] static void refuse(const std::string &path, const std::string &kind);
 };
 

@@ -12,43 +12,41 @@ namespace Lumivera::Places {
 
 namespace {
 
-constexpr const char *kSubfolder = "lumivera/wallpapers";
+namespace fs = std::filesystem;
+
+constexpr const char *kWallpapers = "lumivera/wallpapers";
 constexpr const char *kSounds = "lumivera/sounds";
 constexpr const char *kDefaultName = "Lumivera.bundle";
+constexpr const char *kSystemDataFolders = "/usr/local/share:/usr/share";
 
-std::string environment(const char *name, const std::string &otherwise) {
-    const char *value = std::getenv(name);
-    return value && *value ? value : otherwise;
+/// The XDG rule for folders: a relative path in the variable is ignored.
+std::optional<std::string> absoluteFolder(const char *variable) {
+    const char *value = std::getenv(variable);
+    return value && *value == '/' ? std::optional<std::string>(value) : std::nullopt;
+}
+
+std::string userPath(const char *variable, const char *subfolder, const std::string &name) {
+    return (fs::path(absoluteFolder(variable).value_or(homeFolder() + subfolder)) / name).string();
 }
 
 bool isFolder(const std::string &path) {
     std::error_code error;
-    return std::filesystem::is_directory(path, error);
-}
-
-/// The wallpapers of a data folder, however that is spelled.
-std::string pathIn(const std::string &dataFolder) {
-    return (std::filesystem::path(dataFolder) / kSubfolder).lexically_normal().string();
+    return fs::is_directory(path, error);
 }
 
 /// The data folder beside the program, in the build folder and where it is installed.
-std::filesystem::path ownDataFolder() {
-    const std::filesystem::path programFolder = NSBundle::mainBundle()->bundlePath();
-    return programFolder.parent_path() / "share";
+fs::path ownDataFolder() {
+    return fs::path(NSBundle::mainBundle()->bundlePath()).parent_path() / "share";
 }
 
-std::string homeFolder() { return environment("HOME", ""); }
-
-/// The value of a line NAME="$HOME/folder" in the user's list of folders; empty without one.
+/// The value of a line NAME="$HOME/folder" in user-dirs.dirs; empty without one.
 std::string userFolder(const std::string &name) {
-    const std::string home = homeFolder();
-    std::ifstream file(environment("XDG_CONFIG_HOME", home + "/.config") + "/user-dirs.dirs");
+    std::ifstream file(configurationPath("user-dirs.dirs"));
     const std::string start = name + "=\"";
     for (std::string line; std::getline(file, line);) {
-        if (line.compare(0, start.size(), start) == 0 && line.back() == '"') {
-            std::string value = line.substr(start.size(), line.size() - start.size() - 1);
-            const bool inHome = value.compare(0, 5, "$HOME") == 0;
-            return inHome ? home + value.substr(5) : value;
+        if (line.starts_with(start) && line.back() == '"') {
+            const std::string value = line.substr(start.size(), line.size() - start.size() - 1);
+            return value.starts_with("$HOME") ? homeFolder() + value.substr(5) : value;
         }
     }
     return {};
@@ -56,17 +54,46 @@ std::string userFolder(const std::string &name) {
 
 } // namespace
 
+std::string homeFolder() {
+    std::string home = absoluteFolder("HOME").value_or("");
+    while (home.ends_with('/')) {
+        home.pop_back();
+    }
+    return home;
+}
+
+std::string configurationPath(const std::string &name) {
+    return userPath("XDG_CONFIG_HOME", "/.config", name);
+}
+
+std::string dataPath(const std::string &name) {
+    return userPath("XDG_DATA_HOME", "/.local/share", name);
+}
+
+std::string statePath(const std::string &name) {
+    return userPath("XDG_STATE_HOME", "/.local/state", name);
+}
+
+std::optional<std::string> runtimePath(const std::string &name) {
+    const auto folder = absoluteFolder("XDG_RUNTIME_DIR");
+    return folder ? std::optional((fs::path(*folder) / name).string()) : std::nullopt;
+}
+
 std::vector<std::string> wallpaperFolders() {
-    std::vector<std::string> folders{pathIn(ownDataFolder().string())};
-    const std::string home = homeFolder();
-    const std::string ownData = home.empty() ? "" : home + "/.local/share";
-    std::stringstream dataFolders(environment("XDG_DATA_HOME", ownData) + ":" +
-                                  environment("XDG_DATA_DIRS", "/usr/local/share:/usr/share"));
-    for (std::string base; std::getline(dataFolders, base, ':');) {
-        const std::string folder = pathIn(base);
-        if (base.starts_with('/') &&
-            std::find(folders.begin(), folders.end(), folder) == folders.end()) {
+    std::vector<std::string> folders;
+    const auto add = [&](const fs::path &path) {
+        const std::string folder = path.lexically_normal().string();
+        if (std::find(folders.begin(), folders.end(), folder) == folders.end()) {
             folders.push_back(folder);
+        }
+    };
+    add(ownDataFolder() / kWallpapers);
+    add(dataPath(kWallpapers));
+    const char *system = std::getenv("XDG_DATA_DIRS");
+    std::stringstream dataFolders(system && *system ? system : kSystemDataFolders);
+    for (std::string base; std::getline(dataFolders, base, ':');) {
+        if (base.starts_with('/')) {
+            add(fs::path(base) / kWallpapers);
         }
     }
     return folders;
@@ -80,7 +107,7 @@ std::string defaultBundle() {
 std::string findBundle(const std::string &argument) {
     std::error_code error;
     const bool isPath = argument.empty() || argument.find('/') != std::string::npos;
-    if (isPath || std::filesystem::exists(argument, error)) {
+    if (isPath || fs::exists(argument, error)) {
         return argument;
     }
     for (const std::string &folder : wallpaperFolders()) {

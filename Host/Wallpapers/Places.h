@@ -1,26 +1,41 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
-/// Where things are on this machine.
+/// The files and folders of this program on this machine.
 namespace Lumivera::Places {
 
-/// The folders in which bundles are installed, the nearest first: beside the program, in the
-/// user's data folder, in the system's. Those that are not there included.
+/// The user's home folder without a slash at its end; empty, which stands for the root folder,
+/// when $HOME is no absolute path.
+std::string homeFolder();
+
+/// The paths of the program's files in the user's folders. Each folder is the one that its variable
+/// names, or the default when the variable is no absolute path: $XDG_CONFIG_HOME or ~/.config,
+/// $XDG_DATA_HOME or ~/.local/share, $XDG_STATE_HOME or ~/.local/state.
+std::string configurationPath(const std::string &name);
+std::string dataPath(const std::string &name);
+std::string statePath(const std::string &name);
+
+/// The path of a file in $XDG_RUNTIME_DIR, which has no default.
+std::optional<std::string> runtimePath(const std::string &name);
+
+/// The folders in which bundles are looked for, in this order: beside the program, in the user's
+/// data folder, in the system's data folders. Some may not exist.
 std::vector<std::string> wallpaperFolders();
 
-/// The bundle that is shown when none is named: the path where it should be when it is missing.
+/// The path of the bundle that is shown when none is named, even when it is not installed.
 std::string defaultBundle();
 
 /// The path of a bundle given by path or, when there is nothing at that path, by the name of an
 /// installed one, with or without ".bundle". The argument itself when there is no such bundle.
 std::string findBundle(const std::string &argument);
 
-/// The path of a sound that comes with the program, whether it is there or not.
+/// The path of a sound that comes with the program, even when it is not installed.
 std::string soundPath(const std::string &name);
 
-/// Where screenshots go: the user's pictures folder, or the current folder.
+/// The folder for screenshots: the user's pictures folder, else the current folder.
 std::string picturesFolder();
 
 } // namespace Lumivera::Places

@@ -4,7 +4,9 @@
 #include "Host/Support/OutputFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -18,7 +20,7 @@ namespace {
 
 constexpr const char *kPlaceAdvice = "check the folder, its permissions and the free space";
 
-/// As "entry 2 of 3, at byte 21,".
+/// For example "entry 2 of 3, at byte 21,".
 std::string nameOf(const DataEncrypt::Pack &pack, std::size_t index, std::uint64_t offset) {
     return "entry " + std::to_string(index + 1) + " of " + std::to_string(pack.count) +
            ", at byte " + std::to_string(offset) + ",";
@@ -35,7 +37,7 @@ std::string problemOfEnd(const DataEncrypt::Pack &pack) {
            nameOf(pack, pack.entries.size(), pack.end) + " " + std::string(pack.problem);
 }
 
-/// Names the first entry that is hidden behind a later one of its name, and counts the others.
+/// Names the first entry that a later one of the same name hides, and counts the others.
 std::string problemOfNames(const DataEncrypt::Pack &pack) {
     std::map<std::string_view, std::size_t> later;
     std::string problem;
@@ -75,7 +77,7 @@ std::uintmax_t sizeOfPack(const DataEncrypt::Datas &entries) {
     return size;
 }
 
-/// The new pack beside its place until it is moved there.
+/// Removes the temporary file of the new pack, unless it was renamed.
 class TemporaryFile {
   public:
     explicit TemporaryFile(std::string path) : _path(std::move(path)) {}
@@ -88,6 +90,57 @@ class TemporaryFile {
   private:
     const std::string _path;
 };
+
+constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+std::vector<std::string> partsOf(const std::string &name) {
+    std::vector<std::string> parts(1);
+    for (const char c : name) {
+        if (c == '/') {
+            parts.emplace_back();
+        } else {
+            parts.back() += c;
+        }
+    }
+    return parts;
+}
+
+bool writeAll(int file, std::span<const std::uint8_t> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = write(file, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+    return true;
+}
+
+bool isLink(int folder, const std::string &name) {
+    struct stat status;
+    return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISLNK(status.st_mode);
+}
+
+/// Writes a temporary file in the folder and renames it. False with errno set.
+bool replaceFile(int folder, const std::string &name, std::span<const std::uint8_t> bytes) {
+    const std::string temporary = "." + name + "." + std::to_string(getpid()) + ".part";
+    const int file = openat(folder, temporary.c_str(),
+                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+    if (file < 0) {
+        return false;
+    }
+    const bool written = writeAll(file, bytes);
+    int error = errno;
+    const bool closed = close(file) == 0;
+    if (written && closed && renameat(folder, temporary.c_str(), folder, name.c_str()) == 0) {
+        return true;
+    }
+    error = written ? errno : error;
+    unlinkat(folder, temporary.c_str(), 0);
+    errno = error;
+    return false;
+}
 
 } // namespace
 
@@ -113,10 +166,10 @@ std::string ResourcePack::problemOfKey(const std::string &key) {
 }
 
 void ResourcePack::write(const DataEncrypt::Datas &entries, const std::string &path) {
-    constexpr std::uintmax_t kLargestValue = std::numeric_limits<std::int32_t>::max();
+    constexpr std::uintmax_t kMaxValueBytes = std::numeric_limits<std::int32_t>::max();
     for (const auto &[key, value] : entries) {
         const std::string problem = problemOfKey(key);
-        if (!problem.empty() || value.size() > kLargestValue) {
+        if (!problem.empty() || value.size() > kMaxValueBytes) {
             throw HostError(key, problem.empty() ? "is too large for a pack" : problem,
                             "rename or shrink the file");
         }
@@ -129,7 +182,7 @@ void ResourcePack::write(const DataEncrypt::Datas &entries, const std::string &p
     if (!DataEncrypt::saveDatas_toFilePath(entries, file.path())) {
         throw HostError(path, "cannot be written: " + systemErrorText(), kPlaceAdvice);
     }
-    // The writer does not notice a full disk; the file's size does.
+    // The writer does not report a full disk, but then the file is too short.
     std::error_code error;
     if (std::filesystem::file_size(file.path(), error) != sizeOfPack(entries) || error) {
         throw HostError(path, "cannot be written whole; the disk may be full", kPlaceAdvice);
@@ -137,6 +190,78 @@ void ResourcePack::write(const DataEncrypt::Datas &entries, const std::string &p
     if (std::rename(file.path().c_str(), path.c_str()) != 0) {
         throw HostError(path, "cannot be written: " + systemErrorText(), kPlaceAdvice);
     }
+}
+
+ConfinedFolder::ConfinedFolder(const std::string &path) : _path(path) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    _descriptor = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (_descriptor < 0) {
+        throw HostError(path, "cannot be used as a folder: " + systemErrorText(),
+                        "give another folder");
+    }
+}
+
+ConfinedFolder::~ConfinedFolder() { close(_descriptor); }
+
+bool ConfinedFolder::isInside(const std::string &name) {
+    const auto isControl = [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte < 0x20 || byte == 0x7f;
+    };
+    if (std::any_of(name.begin(), name.end(), isControl)) {
+        return false;
+    }
+    const auto parts = partsOf(name);
+    return std::none_of(parts.begin(), parts.end(), [](const std::string &part) {
+        return part.empty() || part == "." || part == "..";
+    });
+}
+
+void ConfinedFolder::writeFile(const std::string &name, std::span<const std::uint8_t> bytes) const {
+    if (!isInside(name)) {
+        throw HostError(_path, "\"" + name + "\" would leave the folder", "take the entry out");
+    }
+    const auto parts = partsOf(name);
+    const int parent = openParent(parts);
+    if (parent < 0) {
+        fail(name);
+    }
+    if (isLink(parent, parts.back())) {
+        close(parent);
+        errno = ELOOP;
+        fail(name);
+    }
+    const bool written = replaceFile(parent, parts.back(), bytes);
+    const int error = errno;
+    close(parent);
+    errno = error;
+    if (!written) {
+        fail(name);
+    }
+}
+
+/// Returns a descriptor of the file's folder, which the caller closes; -1 with errno set.
+int ConfinedFolder::openParent(const std::vector<std::string> &parts) const {
+    int folder = dup(_descriptor);
+    for (std::size_t i = 0; folder >= 0 && i + 1 < parts.size(); ++i) {
+        mkdirat(folder, parts[i].c_str(), 0777);
+        const int inner = openat(folder, parts[i].c_str(), kFolderFlags);
+        const int error = errno;
+        close(folder);
+        errno = error;
+        folder = inner;
+    }
+    return folder;
+}
+
+void ConfinedFolder::fail(const std::string &name) const {
+    const std::string path = _path + "/" + name;
+    if (errno == ELOOP) {
+        throw HostError(path, "is a symbolic link or lies behind one",
+                        "remove it or extract elsewhere");
+    }
+    throw HostError(path, "cannot be written: " + systemErrorText(), kPlaceAdvice);
 }
 
 } // namespace Lumivera

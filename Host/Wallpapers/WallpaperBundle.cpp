@@ -1,9 +1,9 @@
 #include "Host/Wallpapers/WallpaperBundle.h"
 
+#include "Animation/Common/DataTool.h"
 #include "Animation/Common/ImageCache.h"
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Support/HostError.h"
-#include "Host/Wallpapers/LibraryTrust.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/Foundation/NSDictionary.h"
 
@@ -18,8 +18,37 @@ namespace Lumivera {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr const char *kEntryPoint = "getDeskTopViewInstance";
 constexpr const char *kPictureAdvice = "put a PNG, JPEG or WebP picture of that name there";
+
+std::string textUnder(const NSDictionary &description, std::string_view key) {
+    const PropertyList *value = description.objectForKey(key);
+    return value && value->text() ? *value->text() : std::string();
+}
+
+std::optional<std::int32_t> integerUnder(const NSDictionary &description, std::string_view key) {
+    const PropertyList *value = description.objectForKey(key);
+    return value ? value->integerValue() : std::nullopt;
+}
+
+std::string folderNameOf(const std::string &path) { return fs::path(path).stem().string(); }
+
+void checkWriters(const std::string &path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) {
+        throw HostError(path, "cannot be looked at: " + systemErrorText(), "check its permissions");
+    }
+    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+        throw HostError(path, "belongs to another user, whose code is not run behind the desktop",
+                        "copy the bundle, or use --trust");
+    }
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        throw HostError(path, "can be written by others, whose code is not run behind the desktop",
+                        "take that right away with `chmod go-w`, or use --trust");
+    }
+}
 
 void checkFolder(const std::string &path) {
     struct stat status;
@@ -42,6 +71,63 @@ std::string lastError() {
 }
 
 } // namespace
+
+BundleListing BundleListing::read(const std::string &path) {
+    BundleListing listing;
+    listing.path = path;
+    listing.name = folderNameOf(path);
+    const auto bundle = NSBundle::bundleWithPath(path);
+    if (!bundle) {
+        listing.problem = "is no folder";
+        return listing;
+    }
+    const auto file = bundle->pathForResource_ofType("description", "plist");
+    if (!file) {
+        listing.problem = "has no description.plist";
+        return listing;
+    }
+    const auto description = NSDictionary::dictionaryWithContentsOfFile(*file);
+    if (!description) {
+        listing.problem = "description.plist is unreadable, damaged or no dictionary";
+        return listing;
+    }
+    listing.library = textUnder(*description, "name Library");
+    if (listing.library.empty()) {
+        listing.problem = "description.plist names no library";
+    }
+    const std::string name = textUnder(*description, "name");
+    listing.name = name.empty() ? listing.name : name;
+    listing.author = textUnder(*description, "author");
+    listing.summary = textUnder(*description, "summary");
+    listing.license = textUnder(*description, "license");
+    listing.petals = integerUnder(*description, "sakura Count");
+    listing.speed = integerUnder(*description, "falling Speed");
+    return listing;
+}
+
+std::optional<std::vector<BundleListing>> BundleListing::readFolder(const std::string &folder) {
+    const auto paths = DataTool::findDeskTopsBundlePathWithDirectory(folder);
+    if (!paths) {
+        return std::nullopt;
+    }
+    std::vector<BundleListing> listings;
+    for (const std::string &path : *paths) {
+        listings.push_back(read(path));
+    }
+    return listings;
+}
+
+void checkLibraryTrust(const std::string &bundlePath, const std::string &libraryPath) {
+    std::error_code error;
+    const fs::path library = fs::canonical(libraryPath, error);
+    if (error) {
+        throw HostError(libraryPath, "cannot be looked at: " + error.message(),
+                        "put the library there or correct \"name Library\"");
+    }
+    checkWriters(bundlePath);
+    checkWriters(library.parent_path().string());
+    checkWriters(library.string());
+}
 
 WallpaperBundle::WallpaperBundle(const std::string &path, Trust trust) {
     checkFolder(path);
@@ -74,14 +160,13 @@ void WallpaperBundle::readDescription() {
     }
     _libraryPath = _bundle->resourcePath() + "/" + *library->text();
     const PropertyList *name = description->objectForKey("name");
-    _title = name && name->text() ? *name->text() : std::filesystem::path(path()).stem().string();
-    const PropertyList *speed = description->objectForKey("falling Speed");
-    _fallingSpeed = std::max(speed ? speed->integerValue().value_or(0) : 0, 0);
+    _title = name && name->text() ? *name->text() : folderNameOf(path());
+    _fallingSpeed = std::max(integerUnder(*description, "falling Speed").value_or(0), 0);
 }
 
 void WallpaperBundle::checkLibrary(Trust trust) const {
     std::error_code error;
-    if (!std::filesystem::exists(_libraryPath, error)) {
+    if (!fs::exists(_libraryPath, error)) {
         throw HostError(_libraryPath, "the library that the description names is missing",
                         "put it there or correct \"name Library\"");
     }
@@ -90,8 +175,8 @@ void WallpaperBundle::checkLibrary(Trust trust) const {
     }
 }
 
-/// Loaded once more than the view's own way does, never to be unloaded: so a library that was not
-/// linked to stay survives that way's closing, and the loader's reason can be told.
+/// Opens the library with RTLD_NODELETE first, so that the dlclose() of the view's factory cannot
+/// unload it; also gives the text of dlerror(), which the factory hides.
 void WallpaperBundle::loadLibrary() const {
     void *library = dlopen(_libraryPath.c_str(), RTLD_LAZY | RTLD_NODELETE);
     if (!library) {

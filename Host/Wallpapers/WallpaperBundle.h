@@ -3,37 +3,65 @@
 #include "Animation/DeskTopView/DeskTopView.h"
 #include "Platform/Foundation/NSBundle.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace Lumivera {
 
-/// A bundle of which everything was checked that has to be right before a view can come from it.
-/// Main thread.
+/// What a bundle's description says about it, read without loading its library.
+struct BundleListing {
+    std::string path;
+
+    /// From the description, else the folder's name.
+    std::string name;
+    std::string author;
+    std::string summary;
+    std::string license;
+
+    /// The library's file name within the bundle.
+    std::string library;
+
+    std::optional<std::int32_t> petals;
+    std::optional<std::int32_t> speed;
+
+    /// Why the bundle cannot be shown; empty when it can.
+    std::string problem;
+
+    static BundleListing read(const std::string &path);
+
+    /// The bundles in a folder, sorted by name. Nothing when the folder cannot be read.
+    static std::optional<std::vector<BundleListing>> readFolder(const std::string &folder);
+};
+
+/// Throws a HostError unless the bundle's folder, its library and the library's folder belong to
+/// the user or to root and nobody else may write them.
+void checkLibraryTrust(const std::string &bundlePath, const std::string &libraryPath);
+
+/// A bundle that was checked and whose library is loaded, so that it can make views. Main thread.
 class WallpaperBundle {
   public:
-    /// Whose libraries may be loaded.
-    enum class Trust {
-        Anybody,
-        UserAndRoot, ///< the library and its folder are theirs, and nobody else can write them
-    };
+    /// Whose libraries may be loaded; UserAndRoot applies checkLibraryTrust().
+    enum class Trust { Anybody, UserAndRoot };
 
-    /// Checks the folder and its description and loads the library, which then stays for the life
-    /// of the process. A HostError says what is wrong.
+    /// Checks the folder and its description and loads the library, which stays loaded until the
+    /// process ends. Throws a HostError that says what is wrong.
     explicit WallpaperBundle(const std::string &path, Trust trust = Trust::Anybody);
 
     const std::string &path() const { return _bundle->bundlePath(); }
 
-    /// For people: the description's "name", else the folder's name.
+    /// The description's "name", else the folder's name.
     const std::string &title() const { return _title; }
 
     /// The description's falling speed; 0 or more.
     NSInteger fallingSpeed() const { return _fallingSpeed; }
 
-    /// A new view, whose resources load 0.5 s later. A HostError when the library gives none.
+    /// Makes a view, whose resources load 0.5 s later. A HostError when the library makes none.
     Retained<DeskTopView> makeView() const;
 
     /// Throws a HostError that names the picture when one that the view needs could not be loaded.
-    /// For views that have begun to animate; wallpapers of other kinds always pass.
+    /// Call it when the view has begun to animate. Views without petals always pass.
     void checkPictures(const DeskTopView &view) const;
 
   private:

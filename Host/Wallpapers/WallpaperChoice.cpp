@@ -1,7 +1,7 @@
 #include "Host/Wallpapers/WallpaperChoice.h"
 
 #include "Host/Support/HostError.h"
-#include "Host/Support/NumberText.h"
+#include "Host/Support/Printing.h"
 #include "Host/Wallpapers/ColorText.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Wallpapers/BundleListing.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 
 #include <cstddef>
 #include <string>
@@ -8,17 +8,34 @@
 
 namespace Lumivera {
 
-/// The bundles that a person may choose from, from their descriptions alone.
+/// Finds the bundles that the user may choose from, without loading their libraries.
 class BundleChoices {
   public:
-    /// Those of the folders, then the installed ones, by name; of installed ones of the same name
-    /// the nearest. A HostError for a folder that cannot be read.
+    /// The bundles of the folders, then the installed ones, each sorted by name. Of installed
+    /// bundles of the same name only the first in the order of Places::wallpaperFolders(). A
+    /// HostError for a folder that cannot be read.
     static std::vector<BundleListing> find(const std::vector<std::string> &folders);
 
-    /// The place of a bundle, given by path or name; else of the first one that is in order; 0 when
-    /// there is none.
+    /// The index of a bundle given by path or name; else of the first one without a problem; else
+    /// 0.
     static std::size_t indexOf(const std::vector<BundleListing> &bundles,
                                const std::string &bundle);
+};
+
+/// Makes a bundle the wallpaper, in the configuration file and in the host that runs. Main thread;
+/// blocks until the host answers.
+class ChosenWallpaper {
+  public:
+    /// `configuration` is the file's path, `controlFolder` the folder of the host's socket.
+    ChosenWallpaper(std::string configuration, std::string controlFolder);
+
+    /// Returns a line that says what was done. A HostError when the file cannot be written (then
+    /// nothing is changed) or when the host refuses the bundle.
+    std::string use(const std::string &bundle) const;
+
+  private:
+    const std::string _configuration;
+    const std::string _controlFolder;
 };
 
 } // namespace Lumivera

@@ -1,6 +1,6 @@
 #include "Host/Commands/Chooser/ChooserCard.h"
 
-#include "Host/Commands/Chooser/ChooserStyle.h"
+#include "Host/Commands/Chooser/ChooserLayout.h"
 #include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Chooser/Thumbnail.h"
 #include "Host/Commands/Gallery/GalleryCanvas.h"
@@ -18,12 +18,12 @@ using namespace ChooserStyle;
 constexpr float kFaint = 0.4F;
 constexpr float kUnselected = 0.62F;
 
-// In units.
+// Lengths in units.
 constexpr CGFloat kRingGap = 2;
 constexpr CGFloat kRingWidth = 2.5;
 constexpr CGFloat kLabelTop = 6;
 
-/// Of the picture's height.
+/// Share of the picture's height.
 constexpr CGFloat kLetterShare = 0.4;
 
 Retained<UIView> part(UIView &view) {
@@ -32,7 +32,7 @@ Retained<UIView> part(UIView &view) {
     return part;
 }
 
-/// Of a text in UTF-8, as far as it is one.
+/// The first character of a text, as UTF-8.
 std::string firstLetter(const std::string &text) {
     std::size_t length = 1;
     while (length < std::min<std::size_t>(text.size(), 4) && !isValidUTF8(text.substr(0, length))) {

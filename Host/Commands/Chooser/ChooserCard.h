@@ -1,12 +1,11 @@
 #pragma once
 
-#include "Host/Wallpapers/BundleListing.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/UIKit/UIView.h"
 
 namespace Lumivera {
 
-/// A bundle's small picture with its name, rather faint when something keeps it from being shown.
-/// Main thread.
+/// A bundle's thumbnail with its name, faint when the bundle cannot be shown. Main thread.
 class ChooserCard {
   public:
     /// The listing is not owned.
@@ -14,19 +13,19 @@ class ChooserCard {
 
     UIView &view() { return *_view; }
 
-    /// All of it within its superview, and the height of its picture. What was drawn is stretched
-    /// until it is drawn anew.
+    /// Sets the card's frame in its superview and the height of its picture, in points. The old
+    /// picture is stretched until draw() is called.
     void layOut(const CGRect &frame, CGFloat pictureHeight, CGFloat unit, CGFloat density);
 
-    /// Whether draw() would change what is seen.
+    /// Whether draw() would change the card.
     bool needsDrawing() const { return !_isDrawn; }
 
-    /// Reads the picture, which takes a while, and writes the name.
+    /// Decodes the picture, which takes some milliseconds, and draws the name.
     void draw();
 
     void setSelected(bool isSelected);
 
-    /// The small picture; null before it is drawn, and when there is none.
+    /// The thumbnail; null before draw() and when the bundle has none.
     Retained<CGImage> picture() const { return _thumbnail; }
 
   private:

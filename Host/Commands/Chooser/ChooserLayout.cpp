@@ -11,7 +11,7 @@ constexpr CGFloat kUsualSide = 660;
 constexpr CGFloat kSmallestUnit = 0.8;
 constexpr CGFloat kLargestUnit = 2;
 
-/// Of a picture, its width for its height.
+// Ratios of width to height.
 constexpr CGFloat kShape = 1.6;
 constexpr CGFloat kWidestPreview = 1.8;
 constexpr CGFloat kHighestPreview = 1.1;
@@ -19,7 +19,7 @@ constexpr CGFloat kPreviewOnTop = 1.25;
 constexpr CGFloat kSlimmestPreview = 0.8;
 constexpr CGFloat kWideWindow = 1.1;
 
-// In units.
+// Lengths in units.
 constexpr CGFloat kMargin = 24;
 constexpr CGFloat kSmallMargin = 14;
 constexpr CGFloat kSmallWindow = 520;
@@ -36,10 +36,10 @@ constexpr CGFloat kButtonWidth = 116;
 constexpr CGFloat kButtonHeight = 40;
 constexpr CGFloat kLeastRow = 70;
 
-/// With fewer, a single row is better.
+/// A grid needs room for this many rows of cards; otherwise there is a single row.
 constexpr CGFloat kRowsOfGrid = 1.9;
 
-// Shares of the window.
+// Shares of the window's size.
 constexpr CGFloat kShelfShare = 0.36;
 constexpr CGFloat kPreviewShare = 0.46;
 
@@ -75,7 +75,7 @@ ChooserLayout::ChooserLayout(const PictureSize &size, NSUInteger count)
     placeCards();
 }
 
-/// The cards on the left.
+/// Wide windows have the cards on the left.
 void ChooserLayout::standBesideOneAnother(CGFloat margin) {
     const CGFloat narrowest = std::min(kNarrowestShelf * _unit, _size.width / 2);
     const CGFloat shelf =
@@ -112,7 +112,7 @@ void ChooserLayout::standBelowOneAnother(CGFloat margin) {
                       {width + 2 * _edge, orNothing(_size.height - top - margin) + 2 * _edge}});
 }
 
-/// The button at the end, the rest before it.
+/// Places the button at the end of the area and the text before it.
 void ChooserLayout::placeInfo(const CGRect &area) {
     const CGFloat left = area.origin.x;
     const CGFloat top = area.origin.y;

@@ -2,20 +2,43 @@
 
 #include "Host/Displays/Display.h"
 #include "Host/Wallpapers/PictureSize.h"
+#include "Platform/CoreGraphics/CGColor.h"
 #include "Platform/Foundation/NSTypes.h"
 
 #include <optional>
 
+/// The chooser's colours and common lengths; lengths in units of the layout.
+namespace Lumivera::ChooserStyle {
+
+inline constexpr CGColor kBackground{0.075, 0.067, 0.102, 1};
+inline constexpr CGColor kPanelTop{1, 0.94, 1, 0.075};
+inline constexpr CGColor kPanelBottom{1, 0.94, 1, 0.035};
+inline constexpr CGColor kPanelEdge{1, 0.92, 0.98, 0.09};
+inline constexpr CGColor kText{0.97, 0.94, 0.97, 1};
+inline constexpr CGColor kFaintText{0.97, 0.94, 0.97, 0.58};
+inline constexpr CGColor kMark{0.97, 0.94, 0.97, 0.3};
+inline constexpr CGColor kAccent{0.965, 0.675, 0.765, 1};
+inline constexpr CGColor kOnAccent{0.16, 0.07, 0.11, 1};
+inline constexpr CGColor kWarning{1, 0.74, 0.55, 1};
+
+inline constexpr CGFloat kPreviewCorner = 14;
+inline constexpr CGFloat kCardCorner = 9;
+inline constexpr CGFloat kSmallText = 13;
+inline constexpr CGFloat kUsualText = 14;
+inline constexpr CGFloat kTitleText = 21;
+
+} // namespace Lumivera::ChooserStyle
+
 namespace Lumivera {
 
-/// Where everything of the chooser stands: beside one another in a wide window, otherwise the
-/// preview on top and the cards below it, in a single row where there is no room for more.
-/// Without cards the preview has it all. In points, on whole pixels; what finds no room is empty.
+/// The frames of the chooser's parts. A wide window has the cards beside the preview; others have
+/// them below it, in a single row when there is no room for more. Without cards the preview fills
+/// the window. In points, rounded to whole pixels; a part without room has an empty frame.
 class ChooserLayout {
   public:
     ChooserLayout(const PictureSize &size, NSUInteger count);
 
-    /// How large things are drawn; 1 in a window of usual size.
+    /// Scales text and gaps with the window; 1 in a window of the default size.
     CGFloat unit() const { return _unit; }
 
     CGRect preview() const { return _preview; }
@@ -23,25 +46,24 @@ class ChooserLayout {
     CGRect details() const { return _details; }
     CGRect button() const { return _button; }
 
-    /// The window through which the cards are seen. They may be longer than it, sideways when they
-    /// stand in one row and else downwards.
+    /// The part of the window that shows the cards, which scroll sideways when they stand in one
+    /// row and downwards otherwise.
     CGRect shelf() const { return _shelf; }
     bool isRow() const { return _isRow; }
     NSUInteger columns() const { return _columns; }
 
-    /// All of a card, and its picture alone. On a shelf that has not been scrolled, from its top
-    /// left corner on.
+    /// The frames of a card and of its picture, relative to the shelf before scrolling.
     CGRect card(NSUInteger index) const;
     CGRect cardPicture(NSUInteger index) const;
 
-    /// How far the cards can be scrolled, and how far they must be to show all of a card.
+    /// The largest scroll offset, and the one nearest to `present` that shows all of a card.
     CGFloat longestScroll() const;
     CGFloat scrollShowing(NSUInteger index, CGFloat present) const;
 
-    /// The card at a point of the window; nothing between cards and outside of the shelf.
+    /// The card at a point of the window; nothing between cards and outside the shelf.
     std::optional<NSUInteger> cardAt(CGPoint point, CGFloat scroll) const;
 
-    /// The card that a key leads to; the same at an end and for other keys.
+    /// The card that a key selects from this one; the same card at an end and for other keys.
     NSUInteger neighbour(NSUInteger index, DisplayKey key) const;
 
   private:
@@ -57,7 +79,7 @@ class ChooserLayout {
     const NSUInteger _count;
     const CGFloat _unit;
     CGRect _preview, _title, _details, _button, _shelf;
-    /// Room around the cards for the mark of the selected one.
+    /// The margin around the cards for the ring of the selected one.
     CGFloat _edge = 0;
     bool _isRow = false;
     NSUInteger _columns = 1;

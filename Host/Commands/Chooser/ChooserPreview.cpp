@@ -1,6 +1,6 @@
 #include "Host/Commands/Chooser/ChooserPreview.h"
 
-#include "Host/Commands/Chooser/ChooserStyle.h"
+#include "Host/Commands/Chooser/ChooserLayout.h"
 #include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Gallery/GalleryCanvas.h"
 #include "Host/Support/HostError.h"
@@ -14,7 +14,7 @@ namespace {
 
 using namespace ChooserStyle;
 
-/// Of the preview's width.
+/// Share of the preview's width.
 constexpr CGFloat kWordsShare = 0.82;
 
 constexpr std::uint32_t kOpaque = 0xff000000;
@@ -127,7 +127,7 @@ void ChooserPreview::write() {
     _words->layer()->setContents(TextPicture::draw(_said, style, _words->bounds().size, _density));
 }
 
-/// What is seen where there is no picture.
+/// Draws the panel that stands in for a missing picture.
 void ChooserPreview::drawPanel() {
     const CGRect whole = _view->bounds();
     GalleryCanvas canvas(whole.size, _density);
@@ -136,7 +136,7 @@ void ChooserPreview::drawPanel() {
     _view->layer()->setContents(canvas.picture());
 }
 
-/// A copy: the view draws the next one meanwhile. Whatever it has drawn, the copy is opaque.
+/// Copies the buffer, because the view draws the next frame into it, and makes the copy opaque.
 Retained<CGImage> ChooserPreview::pictureOf(unsigned index) {
     const std::uint32_t *drawn = _memory->pixels(index);
     const std::size_t count = std::size_t{_memory->width()} * _memory->height();

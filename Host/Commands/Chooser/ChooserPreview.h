@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Host/Commands/Chooser/RoundCorners.h"
+#include "Host/Commands/Chooser/Thumbnail.h"
 #include "Host/Desktop/Isolation/ViewSlot.h"
 #include "Host/Support/DeferredCall.h"
-#include "Host/Wallpapers/BundleListing.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/UIKit/UIView.h"
 
 #include <memory>
@@ -11,28 +11,27 @@
 
 namespace Lumivera {
 
-/// A wallpaper as it moves, drawn by a view that runs elsewhere; or words where there is nothing to
-/// be seen. Main thread.
+/// Shows a running wallpaper, drawn by a view process, or a text when there is none. Main thread.
 class ChooserPreview final : private RemoteView::Listener {
   public:
     explicit ChooserPreview(ViewMaker makeView);
 
     UIView &view() { return *_view; }
 
-    /// A view of another size is begun anew; what it showed is stretched meanwhile.
+    /// A new size restarts the view; its last picture is stretched meanwhile.
     void layOut(const CGRect &frame, CGFloat unit, CGFloat density);
 
-    /// Ends the view that was there and begins one of the bundle once nothing else was shown for
-    /// kPatience. Until its first picture the stand-in is seen, which may be null.
+    /// Ends the present view and starts one of the bundle when show() is not called again for
+    /// kPatience seconds. Shows the stand-in, which may be null, until the first picture.
     void show(const BundleListing &listing, Retained<CGImage> standIn);
 
-    /// Words instead of a wallpaper.
+    /// Shows a text instead of a wallpaper.
     void say(const std::string &words);
 
-    /// Nothing is begun, and what was begun rests, while it does not run. It runs from the start.
+    /// While it does not run, no view is started and the present one is paused. Runs at first.
     void setRunning(bool isRunning);
 
-    /// In points of the window.
+    /// Taps the wallpaper at a point of the window.
     void tap(CGPoint point);
 
     static constexpr NSTimeInterval kPatience = 0.2;

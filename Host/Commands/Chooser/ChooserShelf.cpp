@@ -1,6 +1,6 @@
 #include "Host/Commands/Chooser/ChooserShelf.h"
 
-#include "Host/Commands/Chooser/ChooserStyle.h"
+#include "Host/Commands/Chooser/ChooserLayout.h"
 #include "Host/Commands/Gallery/GalleryCanvas.h"
 
 #include <algorithm>
@@ -10,11 +10,11 @@ namespace Lumivera {
 
 namespace {
 
-// In units.
+// Lengths in units.
 constexpr CGFloat kBarWidth = 3;
 constexpr CGFloat kShortestBar = 24;
 
-/// While a window is dragged to another size, nothing is drawn anew.
+/// Delay in seconds before cards are drawn, so that a resizing window does not draw them.
 constexpr NSTimeInterval kAfterResize = 0.15;
 
 } // namespace
@@ -61,7 +61,7 @@ std::optional<NSUInteger> ChooserShelf::cardAt(CGPoint point) const {
     return _layout ? _layout->cardAt(point, _scroll) : std::nullopt;
 }
 
-/// To whole pixels, so that pictures stay sharp.
+/// Rounds to whole pixels, so that pictures stay sharp.
 void ChooserShelf::scrollTo(CGFloat scroll) {
     if (!_layout) {
         return;
@@ -73,7 +73,7 @@ void ChooserShelf::scrollTo(CGFloat scroll) {
     placeBar();
 }
 
-/// A thin line at the edge that says where we are.
+/// Places the scroll bar.
 void ChooserShelf::placeBar() {
     const CGSize shelf = _layout->shelf().size;
     const CGFloat page = _layout->isRow() ? shelf.width : shelf.height;
@@ -104,7 +104,7 @@ void ChooserShelf::drawNext() {
     }
 }
 
-/// One that can be seen, or else the first.
+/// A visible card that needs drawing, or else the first one; null when there is none.
 ChooserCard *ChooserShelf::nextToDraw() {
     ChooserCard *first = nullptr;
     const CGFloat end =

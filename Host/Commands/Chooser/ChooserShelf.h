@@ -10,8 +10,8 @@
 
 namespace Lumivera {
 
-/// The cards of all bundles, as many as there are room for; the others are scrolled to. Cards are
-/// drawn one by one in call-outs of their own, those that can be seen first. Main thread.
+/// The cards of all bundles in a scrolling view. Draws one card a call-out, the visible ones first.
+/// Main thread.
 class ChooserShelf {
   public:
     /// The listings are not owned.
@@ -19,19 +19,19 @@ class ChooserShelf {
 
     UIView &view() { return *_view; }
 
-    /// Of a card; null before it is drawn, and when there is none.
+    /// The thumbnail of a card; null before it is drawn and when the bundle has none.
     Retained<CGImage> picture(NSUInteger index) const { return _cards[index]->picture(); }
     bool needsDrawing(NSUInteger index) const { return _cards[index]->needsDrawing(); }
 
     void layOut(const ChooserLayout &layout, CGFloat density);
 
-    /// Scrolls to where it can be seen.
+    /// Marks the card and scrolls until it is visible.
     void select(NSUInteger index);
 
-    /// In points, towards the end of the cards.
+    /// Scrolls by a distance in points, towards the end of the cards.
     void scrollBy(CGFloat distance);
 
-    /// In points, from the beginning.
+    /// The scroll offset in points.
     CGFloat scroll() const { return _scroll; }
 
     /// The card at a point of the window.

@@ -1,6 +1,6 @@
 #include "Host/Commands/Chooser/ChooserShow.h"
 
-#include "Host/Commands/Chooser/ChooserStyle.h"
+#include "Host/Commands/Chooser/ChooserLayout.h"
 #include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Gallery/GalleryCanvas.h"
 #include "Host/Support/HostError.h"
@@ -20,7 +20,7 @@ constexpr const char *kNoBundles =
 
 constexpr float kFaintButton = 0.35F;
 
-/// Of the details, when they have two lines.
+/// The author and the summary of a bundle as one text.
 std::string detailsOf(const BundleListing &bundle) {
     std::string text = bundle.author.empty() ? "" : "by " + bundle.author;
     if (!bundle.summary.empty()) {
@@ -66,7 +66,7 @@ void ChooserShow::keyPressed(DisplayKey key) {
     }
 }
 
-/// The first tap selects a card, the next one on it chooses it.
+/// The first tap on a card selects it, the second chooses it.
 void ChooserShow::tapped(CGPoint point) {
     const auto card = _shelf.cardAt(point);
     if (CGRectContainsPoint(_layout->button(), point) || card == _selected) {

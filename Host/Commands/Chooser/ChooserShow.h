@@ -10,20 +10,20 @@
 
 namespace Lumivera {
 
-/// Lets a person choose one of the bundles: their cards, the selected one as it moves, and what its
-/// description says. Main thread.
+/// Lets the user choose a bundle: shows all cards, a preview of the selected bundle and its
+/// description. Main thread.
 class ChooserShow final : public Show {
   public:
     struct Options {
         std::vector<BundleListing> bundles;
 
-        /// Selected at first.
+        /// The index of the bundle that is selected at first.
         NSUInteger selected = 0;
 
         ViewMaker makeView;
 
-        /// Makes the bundle the wallpaper, after which the show ends. A HostError is shown, and
-        /// told as a line on stderr.
+        /// Makes the bundle the wallpaper; then the show ends. A HostError is shown in the window
+        /// and printed on stderr.
         std::function<void(const BundleListing &bundle)> use;
     };
 
@@ -32,7 +32,7 @@ class ChooserShow final : public Show {
     const ChooserLayout &layout() const { return *_layout; }
     const ChooserShelf &shelf() const { return _shelf; }
 
-    /// The place of the selected bundle.
+    /// The index of the selected bundle.
     NSUInteger selected() const { return _selected; }
 
   private:

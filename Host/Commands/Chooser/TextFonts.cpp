@@ -30,7 +30,7 @@ bool hasLetter(FcPattern *font, char32_t code) {
            FcCharSetHasChar(letters, code);
 }
 
-/// Whatever hinting would do to it, so that it is the same at every size.
+/// Switches hinting off, so that widths are proportional to the size.
 double widthOf(cairo_font_face_t *face, const std::string &letter) {
     cairo_matrix_t size;
     cairo_matrix_t plain;
@@ -49,8 +49,7 @@ double widthOf(cairo_font_face_t *face, const std::string &letter) {
 
 } // namespace
 
-/// Best first; a face is made when its font is first needed. Without any font the drawing library
-/// has one of its own.
+/// The fonts, best first. Faces are made on first use; without any font cairo has a built-in one.
 struct TextFonts::Fonts {
     explicit Fonts(bool isBold) : pattern(patternFor(isBold)) {
         FcResult result = FcResultMatch;
@@ -87,7 +86,7 @@ struct TextFonts::Fonts {
     std::vector<cairo_font_face_t *> faces;
 };
 
-/// What the libraries keep for all fonts may go before a static object does, so these never end.
+/// Never destroyed, because the libraries' own static data may be destroyed earlier.
 TextFonts &TextFonts::plain() {
     static auto *const fonts = new TextFonts(false);
     return *fonts;

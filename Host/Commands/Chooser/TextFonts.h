@@ -10,26 +10,25 @@ struct _cairo_font_face;
 
 namespace Lumivera {
 
-/// The user's fonts, in the order in which letters are looked for. Main thread.
+/// The user's fonts, in the order in which a letter is looked up. Main thread.
 class TextFonts {
   public:
-    /// For plain text, and for titles. Found when first asked for; they stay for the life of the
-    /// process.
+    /// The fonts for plain text and for titles. Made on first use; never destroyed.
     static TextFonts &plain();
     static TextFonts &bold();
 
-    /// One letter of a text, the font that has it, and its width where letters are 1 high.
+    /// A letter, the index of the font that has it, and its width at font size 1.
     struct Letter {
         char32_t code;
         std::size_t font;
         double width;
     };
 
-    /// Of a text in UTF-8, at most so many. Signs stand for control characters and for what is no
-    /// UTF-8.
+    /// The first `most` letters of a UTF-8 text. Control characters and invalid bytes become
+    /// replacement signs.
     std::vector<Letter> lettersOf(std::string_view text, std::size_t most);
 
-    /// Stays the object's.
+    /// The cairo face of a font, owned by this object.
     _cairo_font_face *face(std::size_t font);
 
   private:

@@ -42,10 +42,10 @@ double widthOf(const Letters &letters) {
     return width;
 }
 
-/// A line may end behind a space, and in a path behind a slash.
+/// A line may break after a space, and in a path after a slash.
 bool mayEndBehind(char32_t code) { return code == U' ' || code == U'/' || code == U'-'; }
 
-/// Where the line that begins at `start` ends: behind a word, or within one that is too long.
+/// The end of the line that begins at `start`: after a word, or within one that is too long.
 std::size_t endOfLine(const Letters &letters, std::size_t start, double room) {
     double width = 0;
     std::size_t end = start;
@@ -59,7 +59,7 @@ std::size_t endOfLine(const Letters &letters, std::size_t start, double room) {
     return letters.size();
 }
 
-/// The rest of a text in one line, shortened to the room.
+/// The rest of a text as one line, shortened to the room.
 void shorten(Letters &line, const TextFonts::Letter &dots, double room) {
     if (widthOf(line) <= room) {
         return;
@@ -88,7 +88,7 @@ std::vector<Letters> linesOf(const Letters &letters, const TextFonts::Letter &do
     return lines;
 }
 
-/// Letters of one font after another are written at once.
+/// Draws consecutive letters of the same font in one call.
 void write(cairo_t *context, TextFonts &fonts, const Letters &line, CGPoint start, CGFloat size) {
     cairo_move_to(context, start.x, start.y);
     for (std::size_t i = 0; i < line.size();) {

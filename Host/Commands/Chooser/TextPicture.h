@@ -13,20 +13,20 @@ namespace Lumivera {
 class TextPicture {
   public:
     struct Style {
-        /// Of the letters, in points; a line is higher by a third.
+        /// The font size in points; a line is a third higher.
         CGFloat size = 14;
         CGColor color{1, 1, 1, 1};
         bool isBold = false;
         bool isCentred = false;
     };
 
-    /// In as many lines as the room takes, in points; "…" stands for what is left out. The picture
-    /// is as large as the room, with so many pixels a point. Null where no line fits, for an empty
-    /// text, and for a picture that cannot be.
+    /// Draws as many lines as fit into the room, in points; "…" replaces the rest of the text. The
+    /// picture has the size of the room, with `density` pixels a point. Null when no line fits, the
+    /// text is empty or the picture would be too large.
     static Retained<CGImage> draw(std::string_view text, const Style &style, CGSize room,
                                   CGFloat density);
 
-    /// How wide the text is in one line.
+    /// The width of the text in one line, in points.
     static CGFloat width(std::string_view text, const Style &style);
 };
 

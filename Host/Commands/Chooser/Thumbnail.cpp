@@ -11,6 +11,20 @@ namespace Lumivera {
 
 namespace {
 
+constexpr std::uint32_t kAll = 256;
+
+std::uint32_t byteOf(CGFloat component, int shift) {
+    return static_cast<std::uint32_t>(std::lround(component * 255)) << shift;
+}
+
+/// Blends two pixels, two components at a time.
+std::uint32_t mixed(std::uint32_t first, std::uint32_t second, std::uint32_t part) {
+    constexpr std::uint32_t kMask = 0x00ff00ff;
+    const std::uint32_t outer = (first >> 8 & kMask) * part + (second >> 8 & kMask) * (kAll - part);
+    const std::uint32_t inner = (first & kMask) * part + (second & kMask) * (kAll - part);
+    return (outer & ~kMask) | (inner >> 8 & kMask);
+}
+
 constexpr const char *kBackground = "/lumivera_background_";
 
 Retained<CGImage> decode(const std::string &path) {
@@ -18,7 +32,7 @@ Retained<CGImage> decode(const std::string &path) {
     return bytes ? CGImageCreateWithData(*bytes, Thumbnail::kMostPixels) : nullptr;
 }
 
-/// The smallest of its versions that can be read.
+/// The background picture of the lowest density that can be decoded.
 Retained<CGImage> background(const std::string &bundlePath) {
     for (const char *ending : {".png", "@2x.png", "@3x.png"}) {
         if (auto image = decode(bundlePath + kBackground + ending)) {
@@ -40,7 +54,7 @@ void clipRound(CGContext &context, CGSize size, CGFloat radius) {
     context.clip();
 }
 
-/// As small as covers the size, in the middle.
+/// The image's frame, scaled and centred so that it just covers the size.
 CGRect covering(CGSize size, const CGImage &image) {
     const auto width = static_cast<CGFloat>(image.width());
     const auto height = static_cast<CGFloat>(image.height());
@@ -50,6 +64,37 @@ CGRect covering(CGSize size, const CGImage &image) {
 }
 
 } // namespace
+
+RoundCorners::RoundCorners(double radius, const CGColor &background)
+    : _side(static_cast<std::size_t>(std::ceil(std::max(radius, 0.0)))),
+      _background(0xff000000 | byteOf(background.red, 16) | byteOf(background.green, 8) |
+                  byteOf(background.blue, 0)) {
+    for (std::size_t y = 0; y < _side; ++y) {
+        for (std::size_t x = 0; x < _side; ++x) {
+            const double distance = std::hypot(radius - static_cast<double>(x) - 0.5,
+                                               radius - static_cast<double>(y) - 0.5);
+            const double kept = std::clamp(radius - distance + 0.5, 0.0, 1.0);
+            _kept.push_back(static_cast<std::uint32_t>(std::lround(kept * kAll)));
+        }
+    }
+}
+
+void RoundCorners::cut(std::uint32_t *pixels, std::size_t width, std::size_t height) const {
+    if (width < 2 * _side || height < 2 * _side) {
+        return;
+    }
+    for (std::size_t y = 0; y < _side; ++y) {
+        std::uint32_t *const top = pixels + y * width;
+        std::uint32_t *const bottom = pixels + (height - 1 - y) * width;
+        for (std::size_t x = 0; x < _side; ++x) {
+            const std::uint32_t kept = _kept[y * _side + x];
+            for (std::uint32_t *row : {top, bottom}) {
+                row[x] = mixed(row[x], _background, kept);
+                row[width - 1 - x] = mixed(row[width - 1 - x], _background, kept);
+            }
+        }
+    }
+}
 
 Retained<CGImage> Thumbnail::read(const std::string &bundlePath, CGSize size, CGFloat density,
                                   CGFloat radius) {

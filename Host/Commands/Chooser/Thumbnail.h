@@ -1,23 +1,48 @@
 #pragma once
 
+#include "Platform/CoreGraphics/CGColor.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/Retained.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace Lumivera {
 
-/// A small picture of a wallpaper: its background, with round corners. Nothing else of it is kept.
+/// Rounds the corners of opaque pictures in place. The cut pixels get the colour of the background,
+/// so that the picture stays opaque and cheap to composite.
+class RoundCorners {
+  public:
+    /// Cuts nothing.
+    RoundCorners() = default;
+
+    /// The radius in pixels and the opaque colour of the background.
+    RoundCorners(double radius, const CGColor &background);
+
+    /// Pixels are 0xFFRRGGBB, rows without padding. Leaves a picture that is smaller than its
+    /// corners.
+    void cut(std::uint32_t *pixels, std::size_t width, std::size_t height) const;
+
+  private:
+    std::size_t _side = 0;
+    std::uint32_t _background = 0;
+
+    /// The weight of each pixel of the top left corner, of 256.
+    std::vector<std::uint32_t> _kept;
+};
+
+/// A small picture of a wallpaper: its background with round corners.
 class Thumbnail {
   public:
-    /// Of a bundle; size and radius in points. Null when it has no background picture, or a damaged
-    /// one, or one that is too large to be decoded for this.
+    /// The thumbnail of a bundle; size and radius in points. Null when its background picture is
+    /// missing, damaged or beyond the limits below.
     static Retained<CGImage> read(const std::string &bundlePath, CGSize size, CGFloat density,
                                   CGFloat radius);
 
-    /// Most pixels, and most bytes of a file, that are decoded.
+    /// Limits of the files that are decoded.
     static constexpr std::uint64_t kMostPixels = 24'000'000;
     static constexpr std::uint64_t kMostBytes = 64 << 20;
 };

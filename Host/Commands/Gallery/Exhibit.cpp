@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-/// A number with as many decimals as it needs, 2 at most.
+/// A number with up to 3 significant digits.
 std::u32string textOf(double number) {
     char text[32];
     std::snprintf(text, sizeof text, "%.3g", number);
@@ -23,7 +23,7 @@ std::u32string captionOf(double duration, double count, bool autoreverses) {
     return (autoreverses ? U"↔ " : U"→ ") + textOf(duration) + U" s × " + textOf(count);
 }
 
-/// From one place to the next; then nothing turns back.
+/// Moves from place to place, without autoreverse.
 Exhibit translate() {
     constexpr double kDuration = 0.8;
     const auto to = [](double x, double y) {
@@ -40,7 +40,7 @@ Exhibit translate() {
             .steps = {{0, to(0.26, -0.14)}, {1, to(0.26, 0.14)}, {2, to(-0.26, 0)}}};
 }
 
-/// A pass and a half ends at the destination.
+/// One and a half passes end at the destination.
 Exhibit translateBackAndForth() {
     constexpr double kDuration = 0.5, kCount = 1.5;
     const auto there = [](ExhibitStage &stage) {
@@ -133,8 +133,8 @@ Exhibit alpha() {
 using Factory = Retained<CABasicAnimation> (*)(UIView *, CAAnimationDelegate *, double,
                                                std::uint64_t, bool);
 
-/// An animation from a factory, with values of the caller's own. Factories do not apply the
-/// duration; 0 leaves the default.
+/// An animation made by a factory, with the caller's values. Factories ignore their duration
+/// argument, so it is set here; 0 keeps the default.
 Retained<CABasicAnimation> made(Factory factory, UIView &view, std::uint64_t count, bool goesBack,
                                 const CAAnimationValue &from, const CAAnimationValue &to,
                                 double duration) {
@@ -197,7 +197,7 @@ Exhibit createRotation() {
         {{0, turn}}};
 }
 
-/// The members run side by side for one pass of the group, which turns back with all of them.
+/// The members run at the same time for one pass of the group, which autoreverses them together.
 Exhibit createGroup() {
     constexpr double kDuration = 0.9, kCount = 2;
     const auto fly = [](ExhibitStage &stage) {
@@ -217,7 +217,7 @@ Exhibit createGroup() {
         {{0, fly}}};
 }
 
-/// Any animation can be set up, here one of the bounds; with a target it stays until it is removed.
+/// An animation of any key path, here the bounds; with a target it stays until it is removed.
 Exhibit setAnimation() {
     constexpr std::uint64_t kCount = 5;
     const auto squeeze = [](ExhibitStage &stage) {

@@ -10,8 +10,8 @@ namespace Lumivera {
 
 class ExhibitStage;
 
-/// One way to move a flower: what it is called, and what is asked of the stage at what times. A
-/// round ends where it began.
+/// A demonstration of one view animation: its label and the steps of a round. A round ends in the
+/// state in which it began.
 struct Exhibit {
     struct Step {
         /// Seconds since the round began.
@@ -21,24 +21,24 @@ struct Exhibit {
 
     std::u32string title;
 
-    /// The first step's pass one way in seconds, how often, and whether it goes back again.
+    /// The duration, repeat count and autoreverse of the first step, as text.
     std::u32string caption;
 
-    /// Which of the wallpaper's flowers, from 0.
+    /// The index of the flower in the wallpaper.
     NSUInteger flower = 0;
 
-    /// Seconds from one round to the next. They all divide kFilmSeconds.
+    /// Seconds from one round to the next; divides kFilmSeconds.
     NSTimeInterval period = 0;
 
-    /// Seconds that show what it does: the first pass there and back.
+    /// Seconds of the first pass there and back, which the sheet of moments shows.
     NSTimeInterval pass = 0;
 
-    /// Where the flower rests: beside the middle, in sides of the stage, and by how much it is
-    /// turned, in degrees.
+    /// The flower's resting place: the distance from the middle, in sides of the stage, and the
+    /// rotation in degrees.
     double restX = 0;
     double restAngle = 0;
 
-    /// The flower lies on a tile, which shows how a plane is tilted.
+    /// Whether a tile under the flower shows how the plane is tilted.
     bool hasTile = false;
 
     std::vector<Step> steps;
@@ -47,7 +47,7 @@ struct Exhibit {
 /// Every operation of the view animations, in the order of the gallery.
 const std::vector<Exhibit> &allExhibits();
 
-/// After that long a film of them goes on as it began.
+/// A film of this length repeats without a jump.
 inline constexpr NSTimeInterval kFilmSeconds = 12;
 
 } // namespace Lumivera

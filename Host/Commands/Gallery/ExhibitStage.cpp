@@ -14,7 +14,7 @@ constexpr CGFloat kFlowerShare = 0.46;
 constexpr CGFloat kTileShare = 0.66;
 constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180;
 
-/// As large as fits into a square, in its own proportions.
+/// The largest size with the same proportions that fits into a square.
 CGSize sizeWithin(CGFloat side, CGSize size) {
     const CGFloat longer = std::max(size.width, size.height);
     return {side * size.width / longer, side * size.height / longer};
@@ -29,7 +29,7 @@ Retained<UIImageView> pictureIn(UIView &view, const Retained<UIImage> &image, CG
     return picture;
 }
 
-/// What the layer shows now becomes its own.
+/// Sets the layer to the values that it shows now.
 void keepWhatIsShown(CALayer &layer) {
     const CALayerValues shown = layer.presentationAt(CACurrentMediaTime());
     layer.removeAllAnimations();
@@ -60,7 +60,7 @@ CGPoint ExhibitStage::place(double x, double y) const {
             CGRectGetMidY(bounds) + static_cast<CGFloat>(y) * _side};
 }
 
-/// Each step in a call-out of its own, so that it finds the flower as the one before left it.
+/// Each step runs in a call-out of its own, so that it sees the changes of the step before.
 void ExhibitStage::play() {
     forgetSteps();
     rest();

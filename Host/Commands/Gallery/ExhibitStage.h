@@ -5,7 +5,7 @@
 
 namespace Lumivera {
 
-/// A flower on a square, and the exhibit that moves it. Main thread.
+/// A square with a flower that an exhibit animates. Main thread.
 class ExhibitStage {
   public:
     /// `tile` is the picture under the flower, for exhibits that have one.
@@ -23,16 +23,16 @@ class ExhibitStage {
     /// In points.
     CGFloat side() const { return _side; }
 
-    /// The point that lies so many sides right of the middle and below it.
+    /// The point `x` sides to the right of the middle and `y` sides below it.
     CGPoint place(double x, double y) const;
 
-    /// Brings the flower to rest and lets it go through the exhibit, round after round.
+    /// Puts the flower in its resting place and repeats the exhibit's rounds.
     void play();
 
-    /// From now on everything stays as it is shown.
+    /// Freezes everything as it is shown now.
     void hold();
 
-    /// Does so that many seconds from now, unless it is played anew.
+    /// Calls hold() in `delay` seconds, unless play() is called before.
     void holdAfter(NSTimeInterval delay);
 
   private:

@@ -27,7 +27,7 @@ void addPanel(cairo_t *context, const CGRect &area, double radius) {
 
 } // namespace
 
-/// A surface of cairo's, and the hand that draws on it.
+/// A cairo surface and context.
 class GalleryCanvas::Drawing {
   public:
     Drawing(NSUInteger width, NSUInteger height, CGFloat density)
@@ -111,7 +111,7 @@ void GalleryCanvas::strokePanel(const CGRect &area, CGFloat radius, CGFloat line
     cairo_stroke(_drawing->context());
 }
 
-/// All in one stroke, so that lines that cross do not show through one another.
+/// Strokes all lines at once, so that a translucent colour is not doubled where they cross.
 void GalleryCanvas::strokeLines(std::span<const Line> lines, CGFloat lineWidth,
                                 const CGColor &color) {
     if (!_drawing) {

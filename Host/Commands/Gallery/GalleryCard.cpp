@@ -22,13 +22,13 @@ constexpr CGFloat kTitleShare = 0.095;
 constexpr CGFloat kStripTitleShare = 0.12;
 constexpr CGFloat kLargestTitleShare = 0.15;
 
-// Shares of the title's letters.
+// Shares of the title's font size.
 constexpr CGFloat kCaptionShare = 0.76;
 constexpr CGFloat kFirstLine = 1.35;
 constexpr CGFloat kBelowTitle = 1.85;
 constexpr CGFloat kToSecondLine = 1.22;
 
-// Shares of the stage.
+// Shares of the stage's side.
 constexpr CGFloat kMarkArm = 0.05;
 constexpr CGFloat kMarkWeight = 0.008;
 
@@ -36,10 +36,10 @@ constexpr CGFloat kLargestCorner = 18;
 constexpr CGFloat kLargestTitle = 26;
 constexpr CGFloat kThinnestMark = 0.75;
 
-/// How much of the width a line of the label may take.
+/// The share of the width that a line of the label may take.
 constexpr CGFloat kLine = 0.88;
 
-/// Letters of fewer pixels from the deepest to the tallest cannot be read.
+/// The smallest readable letters, in pixels from the deepest to the tallest point.
 constexpr CGFloat kSmallestLetters = 8;
 
 CGFloat shorterSide(CGSize size) { return std::min(size.width, size.height); }
@@ -52,7 +52,7 @@ GalleryCard::GalleryCard(const Exhibit &exhibit, CGSize size, CGFloat density,
       _title(readableSize(exhibit.title, wantedTitleSize())),
       _caption(readableSize(exhibit.caption, _title * kCaptionShare)) {}
 
-/// On small cards larger in proportion, so that it can be read.
+/// Letters are larger in proportion on small cards, so that they can be read.
 CGFloat GalleryCard::wantedTitleSize() const {
     const CGFloat shorter = shorterSide(_size);
     const CGFloat wanted = shorter * (isStrip() ? kStripTitleShare : kTitleShare);
@@ -60,7 +60,7 @@ CGFloat GalleryCard::wantedTitleSize() const {
     return std::min(std::max(wanted, readable), kLargestTitle);
 }
 
-/// Of that size, or smaller ones that fit; 0 when they could not be read.
+/// The size, reduced until the text fits; 0 when it would be unreadable.
 CGFloat GalleryCard::readableSize(const std::u32string &text, CGFloat size) const {
     const CGFloat width = Lettering::width(text, size);
     const CGFloat room = _size.width * kLine;
@@ -99,7 +99,7 @@ Retained<CGImage> GalleryCard::draw() const {
     return canvas.picture();
 }
 
-/// Two lines in the middle.
+/// Writes two centred lines.
 void GalleryCard::writeLabel(GalleryCanvas &canvas) const {
     const auto write = [&](const std::u32string &text, CGFloat line, CGFloat size,
                            const CGColor &color) {
@@ -110,7 +110,7 @@ void GalleryCard::writeLabel(GalleryCanvas &canvas) const {
     write(_exhibit.caption, kFirstLine + kToSecondLine, _caption, kCaption);
 }
 
-/// One line, with the caption at its end.
+/// Writes one line, with the caption at its end.
 void GalleryCard::writeStripLabel(GalleryCanvas &canvas) const {
     const CGFloat line = kFirstLine * _title;
     const CGFloat margin = _title;
@@ -121,7 +121,7 @@ void GalleryCard::writeStripLabel(GalleryCanvas &canvas) const {
     }
 }
 
-/// A small cross.
+/// Draws a small cross.
 void GalleryCard::markRestingPlace(GalleryCanvas &canvas, const CGRect &stage) const {
     const CGFloat side = stage.size.width;
     const CGFloat arm = side * kMarkArm;

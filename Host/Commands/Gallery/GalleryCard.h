@@ -9,16 +9,17 @@ namespace Lumivera {
 
 class GalleryCanvas;
 
-/// What stands still in a cell: a panel with the exhibit's label, and a mark where the flower rests
-/// on each of the stages. Lengths in points. A card too small for readable letters has none.
+/// The still picture of a cell: a panel with the exhibit's label, and a mark at the flower's
+/// resting place on each stage. Lengths in points. A card that is too small for readable letters
+/// has none.
 class GalleryCard {
   public:
     GalleryCard(const Exhibit &exhibit, CGSize size, CGFloat density, NSUInteger stageCount);
 
-    /// A square.
+    /// The square of a stage.
     CGRect stageFrame(NSUInteger number) const;
 
-    /// How high the letters of the label are; 0 where they are left out.
+    /// The heights of the label's letters; 0 when they are left out.
     CGFloat titleSize() const { return _title; }
     CGFloat captionSize() const { return _caption; }
 

@@ -19,7 +19,7 @@ constexpr CGColor kTileLine{1, 0.9, 0.95, 0.42};
 constexpr CGColor kNight{0.106, 0.086, 0.192, 1};
 constexpr CGColor kDusk{0.235, 0.145, 0.298, 1};
 
-/// The densest of the picture's versions.
+/// The version of the picture with the highest density.
 Retained<UIImage> load(const std::string &bundlePath, NSUInteger number) {
     const std::string start = bundlePath + "/lumivera_flower" + std::to_string(number + 1);
     for (const char *ending : {"@3x.png", "@2x.png", ".png"}) {
@@ -63,7 +63,7 @@ GalleryPictures::GalleryPictures(const std::string &bundlePath) : _tile(drawTile
     }
 }
 
-/// One pixel wide: it is stretched.
+/// The gradient is one pixel wide; the layer stretches it.
 Retained<CGImage> GalleryPictures::background(const PictureSize &size) {
     CGPixels pixels;
     const std::size_t height = size.pixelHeight();

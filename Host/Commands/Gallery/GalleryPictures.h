@@ -8,22 +8,22 @@
 
 namespace Lumivera {
 
-/// What the gallery shows beside movement: the flowers of a wallpaper, and what is drawn for them.
-/// Main thread.
+/// The pictures of the gallery: the flowers of a wallpaper, the tile and the background. Main
+/// thread.
 class GalleryPictures {
   public:
-    /// Loads the flowers of the bundle, as dense as there are. HostErrors name what is missing.
+    /// Loads the bundle's flowers in the highest density. HostErrors name what is missing.
     explicit GalleryPictures(const std::string &bundlePath);
 
-    /// Flowers are numbered from 0; behind the last one the first follows again.
+    /// A flower by its number, modulo the number of flowers.
     const Retained<UIImage> &flower(NSUInteger number) const {
         return _flowers[number % _flowers.size()];
     }
 
-    /// A square to lie under a flower, with a few lines that show how it is tilted.
+    /// A square with a few lines, which shows under a flower how the plane is tilted.
     const Retained<UIImage> &tile() const { return _tile; }
 
-    /// The colours of the evening, from the top to the bottom.
+    /// A vertical gradient in evening colours.
     static Retained<CGImage> background(const PictureSize &size);
 
   private:

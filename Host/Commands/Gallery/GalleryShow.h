@@ -4,18 +4,20 @@
 #include "Host/Commands/Gallery/Gallery.h"
 #include "Host/Playing/Show.h"
 
+#include <string>
+
 namespace Lumivera {
 
-/// The gallery on a display: a click begins an exhibit anew, with a chime. Main thread.
+/// Shows the gallery on a display: a click restarts an exhibit and plays a chime. Main thread.
 class GalleryShow final : public Show {
   public:
     struct Options {
         NSUInteger columns = 0;
 
-        /// Ends by itself after that many seconds.
+        /// The show ends after that many seconds; without a value the user ends it.
         std::optional<double> seconds;
 
-        /// A WAV file; where there is none, clicks are silent.
+        /// A WAV file; clicks are silent when it is missing.
         std::string chimePath;
     };
 
@@ -38,6 +40,25 @@ class GalleryShow final : public Show {
     Gallery _gallery;
     const Retained<SoundPlay> _sound;
     bool _isRunning = false;
+};
+
+/// Renders the gallery without a display, as a film or as a sheet of moments. Runs on simulated
+/// time; the same options give the same bytes. Failures are HostErrors. Main thread.
+class GalleryRendering {
+  public:
+    struct Options {
+        PictureSize size;
+        NSUInteger columns = 0;
+        NSTimeInterval seconds = kFilmSeconds;
+    };
+
+    static void writeFilm(const std::string &bundlePath, const std::string &output,
+                          const Options &options);
+    static void writeSheet(const std::string &bundlePath, const std::string &output,
+                           const Options &options);
+
+    /// The number of moments of each exhibit on a sheet.
+    static constexpr NSUInteger kMoments = 6;
 };
 
 } // namespace Lumivera

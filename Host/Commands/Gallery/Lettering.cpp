@@ -11,7 +11,7 @@ namespace Lumivera {
 
 namespace {
 
-// In units of the letters' own: they stand on 0, small ones reach 10, tall ones 15, the deepest -5.
+// Letters have units of their own: the baseline is 0, the x-height 10, ascenders 15, descenders -5.
 constexpr CGFloat kUnits = 20;
 constexpr CGFloat kWeight = 1.65;
 constexpr CGFloat kBetweenLetters = 3.1;
@@ -19,9 +19,9 @@ constexpr CGFloat kSpace = 2.4;
 
 constexpr int kPointsOfCurve = 24;
 
-/// A letter as strokes of a round pen. M x y begins a stroke and L x y goes on straight; A goes on
-/// along an ellipse (middle, radii, first and last angle in degrees, from the right upwards), and
-/// C along a curve with two control points.
+/// A letter as strokes of a round pen, written like an SVG path: M x y begins a stroke, L x y draws
+/// a line, A an arc of an ellipse (centre, radii, first and last angle in degrees, anticlockwise
+/// from the right), C a cubic Bézier curve.
 struct Letter {
     char32_t letter;
     CGFloat width;
@@ -93,7 +93,7 @@ CGPoint between(CGPoint a, CGPoint b, CGFloat part) {
     return {a.x + (b.x - a.x) * part, a.y + (b.y - a.y) * part};
 }
 
-/// Turns the strokes of letters into lines.
+/// Flattens the strokes of letters to lines.
 class Pen {
   public:
     Pen(CGPoint start, CGFloat unit) : _start(start), _unit(unit) {}

@@ -6,15 +6,15 @@
 
 namespace Lumivera {
 
-/// Writing in letters of our own, drawn as strokes: small letters, digits and the few signs that
-/// labels need. It looks the same on every machine, with or without fonts.
+/// Draws text with built-in stroke letters: lower case, digits and the signs that labels need. It
+/// looks the same on every machine, with or without fonts.
 class Lettering {
   public:
-    /// How wide the text is when its letters are `size` high, from the deepest to the tallest. What
-    /// has no letter takes the room of a space.
+    /// The width of a text whose letters are `size` high, from the descenders to the ascenders. A
+    /// character without a letter is as wide as a space.
     static CGFloat width(std::u32string_view text, CGFloat size);
 
-    /// Writes the text from `start` on, on the line on which the letters stand.
+    /// Draws the text; `start` is the left end of the baseline.
     static void write(GalleryCanvas &canvas, std::u32string_view text, CGPoint start, CGFloat size,
                       const CGColor &color);
 

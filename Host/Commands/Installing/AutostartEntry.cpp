@@ -2,10 +2,10 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
+#include "Host/Wallpapers/Places.h"
 #include "Platform/Foundation/FileBytes.h"
 
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 
@@ -15,8 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *kFile = "autostart/lumivera.desktop";
-constexpr std::uint64_t kLongestEntry = std::uint64_t{64} * 1024;
+constexpr std::uint64_t kMaxEntryBytes = std::uint64_t{64} * 1024;
 
 std::string entryFor(const std::string &program) {
     return "[Desktop Entry]\n"
@@ -31,24 +30,19 @@ std::string entryFor(const std::string &program) {
            "NoDisplay=true\n";
 }
 
-/// Empty when there is no such file.
+/// The file's text; empty when there is no file.
 std::string contentsOf(const std::string &path) {
-    const auto bytes = readFile(path, kLongestEntry);
+    const auto bytes = readFile(path, kMaxEntryBytes);
     return bytes ? std::string(bytes->begin(), bytes->end()) : "";
 }
 
 } // namespace
 
 std::string AutostartEntry::standardPath() {
-    const char *folder = std::getenv("XDG_CONFIG_HOME");
-    if (folder && *folder == '/') {
-        return (fs::path(folder) / kFile).string();
-    }
-    const char *home = std::getenv("HOME");
-    return (fs::path(home && *home ? home : "/") / ".config" / kFile).string();
+    return Places::configurationPath("autostart/lumivera.desktop");
 }
 
-/// Desktop environments let the user hide an entry instead of removing it.
+/// An entry that the user switched off in the desktop's settings counts as none.
 std::optional<std::string> AutostartEntry::command() const {
     std::optional<std::string> command;
     std::istringstream lines(contentsOf(_path));
@@ -87,8 +81,8 @@ bool AutostartEntry::turnOff() const {
     return wasThere;
 }
 
-/// In quotes, with what is special within them escaped; and as any value of such a file, with
-/// every backslash written twice. A percent sign begins a placeholder.
+/// The path is quoted and its special characters are escaped; then every backslash is doubled, as
+/// in any value of a desktop entry. A percent sign is doubled because it begins a field code.
 std::string AutostartEntry::commandFor(const std::string &program) {
     std::string text = "\"";
     for (const char c : program) {

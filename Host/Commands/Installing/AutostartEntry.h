@@ -5,8 +5,8 @@
 
 namespace Lumivera {
 
-/// The file that lets the desktop environment start the program when the user's session begins.
-/// Every failure is a HostError that names the file.
+/// The desktop entry that starts the program when the user's session begins. Every failure is a
+/// HostError that names the file.
 class AutostartEntry {
   public:
     explicit AutostartEntry(std::string path) : _path(std::move(path)) {}
@@ -16,17 +16,17 @@ class AutostartEntry {
 
     const std::string &path() const { return _path; }
 
-    /// The command line that is started; nothing when none is.
+    /// The entry's command line; nothing without an entry or when it is switched off.
     std::optional<std::string> command() const;
 
-    /// Writes the entry for a program given by its absolute path, whole or not at all. False when
-    /// it was there already.
+    /// Writes the entry for a program given by its absolute path. False when the same entry was
+    /// there already.
     bool turnOn(const std::string &program) const;
 
     /// Removes the entry. False when there was none.
     bool turnOff() const;
 
-    /// The program's path and arguments as entries write them.
+    /// The command line for a program's path, escaped as desktop entries require.
     static std::string commandFor(const std::string &program);
 
   private:

@@ -1,7 +1,7 @@
 #include "Host/Desktop/Configuration/Configuration.h"
 
 #include "Host/Support/HostError.h"
-#include "Host/Support/NumberText.h"
+#include "Host/Support/Printing.h"
 #include "Platform/Foundation/UnicodeText.h"
 
 #include <algorithm>

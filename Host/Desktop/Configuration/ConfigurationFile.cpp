@@ -3,13 +3,13 @@
 #include "Host/Desktop/Configuration/ConfigurationText.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
+#include "Host/Wallpapers/Places.h"
 #include "Platform/Foundation/FileBytes.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <sys/inotify.h>
 #include <sys/stat.h>
@@ -23,17 +23,11 @@ namespace fs = std::filesystem;
 
 constexpr NSTimeInterval kQuietTime = 0.1;
 constexpr int kMostLinks = 16;
-constexpr const char *kFile = "lumivera/lumivera.toml";
 
 constexpr std::uint32_t kNameEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB;
 constexpr std::uint32_t kFolderEvents = IN_DELETE_SELF | IN_MOVE_SELF;
 constexpr std::uint32_t kEndEvents = kFolderEvents | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW;
-
-std::string homeFolder() {
-    const char *home = std::getenv("HOME");
-    return home && *home ? home : "/";
-}
 
 bool isFolder(const fs::path &path) {
     std::error_code error;
@@ -108,11 +102,7 @@ ConfigurationFile::~ConfigurationFile() {
 }
 
 std::string ConfigurationFile::standardPath() {
-    const char *folder = std::getenv("XDG_CONFIG_HOME");
-    if (folder && *folder == '/') {
-        return (fs::path(folder) / kFile).string();
-    }
-    return (fs::path(homeFolder()) / ".config" / kFile).string();
+    return Places::configurationPath("lumivera/lumivera.toml");
 }
 
 Configuration ConfigurationFile::read(const std::string &path) {
@@ -120,7 +110,7 @@ Configuration ConfigurationFile::read(const std::string &path) {
     Configuration configuration = text ? Configuration::parse(*text, path) : Configuration();
     std::error_code error;
     const fs::path folder = fs::absolute(path, error).parent_path();
-    configuration.resolvePaths(folder.string(), homeFolder());
+    configuration.resolvePaths(folder.string(), Places::homeFolder());
     return configuration;
 }
 

@@ -1,9 +1,9 @@
 #include "Host/Desktop/Control/ControlPlace.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/Places.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -37,9 +37,8 @@ sockaddr_un addressOf(const std::string &path) {
 } // namespace
 
 std::string ControlPlace::standardFolder() {
-    const char *runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime && *runtime == '/') {
-        return std::string(runtime) + "/lumivera";
+    if (const auto folder = Places::runtimePath("lumivera")) {
+        return *folder;
     }
     const std::string user = std::to_string(geteuid());
     struct stat status;

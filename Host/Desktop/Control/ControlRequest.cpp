@@ -1,7 +1,7 @@
 #include "Host/Desktop/Control/ControlRequest.h"
 
 #include "Host/Support/HostError.h"
-#include "Host/Support/NumberText.h"
+#include "Host/Support/Printing.h"
 
 #include <algorithm>
 #include <cmath>

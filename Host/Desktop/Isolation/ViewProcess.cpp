@@ -2,7 +2,7 @@
 
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Support/HostError.h"
-#include "Host/Support/Spawning.h"
+#include "Host/Support/Processes.h"
 
 #include <algorithm>
 #include <cerrno>

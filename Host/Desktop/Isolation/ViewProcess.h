@@ -5,7 +5,7 @@
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Displays/SharedPicture.h"
 #include "Host/Support/DeferredCall.h"
-#include "Host/Support/DescriptorWatch.h"
+#include "Host/Support/DescriptorWaiter.h"
 #include "Platform/Foundation/Clock.h"
 
 #include <functional>

@@ -1,4 +1,4 @@
-#include "Host/Commands/CtlCommand.h"
+#include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Tests/Host/Desktop/Control/FakeTarget.h"
 #include "Tests/Host/Programs/ProgramRun.h"
@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -146,11 +147,42 @@ TEST(Ctl, SaysThatNoHostIsRunning) {
                                 "`lumivera desktop`\n");
 }
 
+/// Runs `lumivera ctl status` with a host that gives this answer to any request.
+Result statusFrom(const std::string &answer) {
+    const TemporaryFolder folder;
+    const std::string place = folder.pathOf("lumivera");
+    ControlPlace::makeFolder(place);
+    const int host = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const timeval limit{60, 0};
+    setsockopt(host, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    EXPECT_TRUE(ControlPlace::bindSocket(host, ControlPlace::socketIn(place)));
+    EXPECT_EQ(listen(host, 1), 0);
+    const int output = memfd_create("output", MFD_CLOEXEC);
+    const int errors = memfd_create("errors", MFD_CLOEXEC);
+    ProgramRun::Options options;
+    options.environment = {"XDG_RUNTIME_DIR=" + folder.path()};
+    const pid_t process = ProgramRun::begin({"ctl", "status"}, options, output, errors);
+    const int client = accept4(host, nullptr, nullptr, SOCK_CLOEXEC);
+    EXPECT_EQ(send(client, (answer + "\n").data(), answer.size() + 1, MSG_NOSIGNAL),
+              static_cast<ssize_t>(answer.size() + 1));
+    const int status = ProgramRun::waitFor(process);
+    close(client);
+    close(host);
+    return {status, textOf(output), textOf(errors)};
+}
+
 TEST(Ctl, ShowsAStatusWithoutItsMembers) {
-    EXPECT_EQ(CtlCommand::statusTable("{}"), "There is no output.\n");
-    EXPECT_THAT(CtlCommand::statusTable(R"({"outputs":[{"pauseReasons":[1]},{"output":3}]})"),
-                HasSubstr("paused: ?"));
-    EXPECT_THROW(CtlCommand::statusTable("["), HostError);
+    EXPECT_EQ(statusFrom(R"({"ok":true})").output, "There is no output.\n");
+    const Result result =
+        statusFrom(R"({"ok":true,"outputs":[{"pauseReasons":[1]},{"output":3}]})");
+    EXPECT_THAT(result.output, HasSubstr("paused: ?"));
+    EXPECT_EQ(result.status, 0) << result.errors;
+}
+
+TEST(Ctl, FailsInOneLineWhenTheAnswerMakesNoSense) {
+    const Result result = statusFrom("[");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.errors, HasSubstr("the host's answer makes no sense"));
 }
 
 } // namespace

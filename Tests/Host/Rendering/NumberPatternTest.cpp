@@ -1,4 +1,4 @@
-#include "Host/Rendering/NumberPattern.h"
+#include "Host/Rendering/PictureSinks.h"
 
 #include <gtest/gtest.h>
 

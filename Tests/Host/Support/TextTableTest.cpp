@@ -1,4 +1,4 @@
-#include "Host/Support/TextTable.h"
+#include "Host/Support/Printing.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Host/Commands/Chooser/ChosenWallpaper.h"
+#include "Host/Commands/Chooser/BundleChoices.h"
 
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlServer.h"

@@ -1,6 +1,5 @@
 #include "Host/Commands/Chooser/Thumbnail.h"
 
-#include "Host/Commands/Chooser/RoundCorners.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 

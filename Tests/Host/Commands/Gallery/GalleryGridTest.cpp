@@ -1,4 +1,4 @@
-#include "Host/Commands/Gallery/GalleryGrid.h"
+#include "Host/Commands/Gallery/Gallery.h"
 
 #include <gtest/gtest.h>
 

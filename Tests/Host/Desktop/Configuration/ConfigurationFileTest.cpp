@@ -1,5 +1,6 @@
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Support/HostError.h"
+#include "Tests/Host/Programs/EnvironmentVariable.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Host/Support/RealTimeLoop.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
@@ -275,34 +276,17 @@ TEST_F(ConfigurationFileTest, HearsOfTheWallpaperThatItIsGiven) {
     EXPECT_TRUE(serveUntil([&] { return _file->configuration().choice().bundle == "/w"; }));
 }
 
-/// Sets an environment variable while it lives.
-class Variable {
-  public:
-    Variable(const char *name, const char *value) : _name(name) {
-        const char *old = std::getenv(name);
-        _old = old ? std::optional<std::string>(old) : std::nullopt;
-        value ? setenv(name, value, 1) : unsetenv(name);
-    }
-    ~Variable() { _old ? setenv(_name, _old->c_str(), 1) : unsetenv(_name); }
-    Variable(const Variable &) = delete;
-    Variable &operator=(const Variable &) = delete;
-
-  private:
-    const char *const _name;
-    std::optional<std::string> _old;
-};
-
 TEST(ConfigurationFilePath, IsInTheUsersFolderForConfigurations) {
-    const Variable home("HOME", "/h");
+    const EnvironmentVariable home("HOME", "/h");
     {
-        const Variable folder("XDG_CONFIG_HOME", "/c");
+        const EnvironmentVariable folder("XDG_CONFIG_HOME", "/c");
         EXPECT_EQ(ConfigurationFile::standardPath(), "/c/lumivera/lumivera.toml");
     }
     {
-        const Variable folder("XDG_CONFIG_HOME", nullptr);
+        const EnvironmentVariable folder("XDG_CONFIG_HOME", nullptr);
         EXPECT_EQ(ConfigurationFile::standardPath(), "/h/.config/lumivera/lumivera.toml");
     }
-    const Variable folder("XDG_CONFIG_HOME", "relative");
+    const EnvironmentVariable folder("XDG_CONFIG_HOME", "relative");
     EXPECT_EQ(ConfigurationFile::standardPath(), "/h/.config/lumivera/lumivera.toml");
 }
 

@@ -2,13 +2,27 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Lumivera {
 
-/// How far a long job is and how long it will still take, on one line of stderr. Shows nothing
-/// when stderr is no terminal, and nothing for jobs that end within a second.
+/// A number in the fewest digits that read back as the same number; never with the locale's comma.
+std::string textOfNumber(double number);
+std::string textOfNumber(std::int64_t number);
+std::string textOfNumber(std::uint64_t number);
+
+/// Formats rows of cells as lines with aligned columns. Control characters become "?". Widths count
+/// Unicode characters.
+std::string textTable(const std::vector<std::vector<std::string>> &rows);
+
+/// Prints results. A reader that went away is no failure; any other failure is a HostError.
+void printToStandardOutput(std::string_view text);
+
+/// The progress of a long job and the time that is left, on one line of stderr. Shows nothing when
+/// stderr is no terminal, and nothing for jobs that end within a second.
 class ProgressBar {
   public:
     ProgressBar(std::string_view label, std::size_t total);
