@@ -55,7 +55,7 @@ std::string reasonFor(int error) {
 
 } // namespace
 
-X11Connection::X11Connection(DescriptorWaiter &waiter, X11Listener &listener,
+X11Connection::X11Connection(DescriptorWatch &waiter, X11Listener &listener,
                              const std::string &wayOut)
     : _waiter(waiter), _listener(listener) {
     int number = 0;
@@ -107,6 +107,11 @@ std::uint32_t X11Connection::createWindow(const DeviceRect &area, std::uint32_t 
         static_cast<std::uint16_t>(area.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, _visual,
         XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP, values);
     return window;
+}
+
+void X11Connection::setClass(std::uint32_t window) {
+    using namespace std::string_view_literals;
+    setProperty(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, "lumivera\0Lumivera\0"sv);
 }
 
 void X11Connection::setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,

@@ -3,7 +3,7 @@
 #include "Host/Displays/X11/X11Atoms.h"
 #include "Host/Displays/X11/X11Event.h"
 #include "Host/Displays/X11/X11Reply.h"
-#include "Host/Support/DescriptorWaiter.h"
+#include "Host/Support/DescriptorWatch.h"
 #include "Platform/Compositor/DeviceRect.h"
 
 #include <cstddef>
@@ -24,7 +24,7 @@ class X11Connection final : private DescriptorSource {
   public:
     /// A HostError when there is no server, or none that shows 24-bit colours; `wayOut` tells the
     /// user what to do then. Neither the waiter nor the listener is owned.
-    X11Connection(DescriptorWaiter &waiter, X11Listener &listener, const std::string &wayOut = {});
+    X11Connection(DescriptorWatch &waiter, X11Listener &listener, const std::string &wayOut = {});
     ~X11Connection();
 
     X11Connection(const X11Connection &) = delete;
@@ -66,6 +66,9 @@ class X11Connection final : private DescriptorSource {
     std::uint32_t createWindow(const DeviceRect &area, std::uint32_t awaitedEvents);
     std::uint8_t depth() const { return _depth; }
 
+    /// Tells window managers whose window it is: the name of the program's file and of its kind.
+    void setClass(std::uint32_t window);
+
     void setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,
                      std::string_view text);
     void setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,
@@ -89,7 +92,7 @@ class X11Connection final : private DescriptorSource {
     void serveEvent(void *event);
     void loseConnection();
 
-    DescriptorWaiter &_waiter;
+    DescriptorWatch &_waiter;
     X11Listener &_listener;
     xcb_connection_t *_connection = nullptr;
     const xcb_screen_t *_screen = nullptr;

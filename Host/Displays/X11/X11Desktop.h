@@ -3,6 +3,7 @@
 #include "Host/Displays/X11/X11ScreenSaver.h"
 #include "Host/Displays/X11/X11Surface.h"
 #include "Host/Displays/X11/X11WindowStack.h"
+#include "Host/Support/DescriptorWaiter.h"
 
 namespace Lumivera {
 

@@ -3,6 +3,7 @@
 #include "Host/Displays/X11/X11Connection.h"
 #include "Host/Displays/X11/X11Density.h"
 #include "Host/Displays/X11/X11Outputs.h"
+#include "Host/Support/DescriptorWaiter.h"
 
 namespace Lumivera {
 

@@ -10,19 +10,12 @@
 
 namespace Lumivera {
 
-namespace {
-
-using namespace std::string_view_literals;
-
-/// The name of the program's file, and that of its kind.
-constexpr std::string_view kClass = "lumivera\0Lumivera\0"sv;
-
-} // namespace
+namespace {} // namespace
 
 /// The process is told together with the machine that it runs on, without which it means nothing.
 void describeX11Window(X11Connection &connection, std::uint32_t window, const std::string &title) {
     setX11WindowTitle(connection, window, title);
-    connection.setProperty(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, kClass);
+    connection.setClass(window);
     std::array<char, 256> machine{};
     if (gethostname(machine.data(), machine.size() - 1) == 0) {
         connection.setProperty(window, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING,
