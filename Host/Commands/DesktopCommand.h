@@ -2,7 +2,7 @@
 
 #include "Host/Commands/Command.h"
 #include "Host/Desktop/DesktopHost.h"
-#include "Host/Displays/DesktopSystem.h"
+#include "Host/Displays/WindowSystem.h"
 
 #include <map>
 #include <optional>

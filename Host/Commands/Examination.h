@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/DesktopSurvey.h"
+#include "Host/Displays/Desktop.h"
 #include "Host/Support/Finding.h"
 
 #include <string>

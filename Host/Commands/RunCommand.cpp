@@ -1,6 +1,6 @@
 #include "Host/Commands/RunCommand.h"
 
-#include "Host/Displays/DisplayWindow.h"
+#include "Host/Displays/WindowSystem.h"
 #include "Host/Playing/WallpaperShow.h"
 #include "Host/Support/SignalWatch.h"
 #include "Host/Wallpapers/Places.h"

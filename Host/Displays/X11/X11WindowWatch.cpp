@@ -1,6 +1,6 @@
 #include "Host/Displays/X11/X11WindowWatch.h"
 
-#include "Host/Displays/X11/X11Density.h"
+#include "Host/Displays/X11/X11Outputs.h"
 
 #include <poll.h>
 #include <utility>
