@@ -8,6 +8,7 @@
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
+#include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
 #include "Host/Wallpapers/BundleListing.h"
 #include "Host/Wallpapers/LibraryTrust.h"

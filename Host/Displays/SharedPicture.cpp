@@ -20,7 +20,8 @@ namespace {
 
 } // namespace
 
-/// Sealed, so that the process that draws cannot take the pages away from those that show them.
+/// Without the seals, the process that draws could shrink the memory, and reading it would crash
+/// the processes that show it.
 SharedPicture::SharedPicture(unsigned width, unsigned height, unsigned count)
     : _width(width), _height(height), _count(count),
       _descriptor(memfd_create("lumivera", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {

@@ -5,16 +5,16 @@
 
 namespace Lumivera {
 
-/// Pixels that processes share: `count` pictures of the same size behind one another in memory that
-/// a file descriptor stands for, and whose size nobody can change any more. A pixel is a 32-bit
-/// word 0xFFRRGGBB; rows follow one another without gaps. Pages that nobody has drawn into cost
-/// nothing.
+/// Memory that processes share through a file descriptor: `count` buffers of the same size, one
+/// after another. It is sealed, so that nobody can change its size. A pixel is a 32-bit word
+/// 0xFFRRGGBB; rows follow one another without gaps. Pages that nobody has drawn into cost nothing.
 class SharedPicture {
   public:
     /// Makes new memory. A HostError when there is none.
     SharedPicture(unsigned width, unsigned height, unsigned count);
 
-    /// Takes over memory that another process has made. A HostError when it is not of that size.
+    /// Owns the descriptor of memory that another process has made. A HostError when it is not of
+    /// that size.
     SharedPicture(int descriptor, unsigned width, unsigned height, unsigned count);
     ~SharedPicture();
 
@@ -25,16 +25,16 @@ class SharedPicture {
     unsigned height() const { return _height; }
     unsigned count() const { return _count; }
 
-    /// Stays the object's.
+    /// Owned by the object.
     int descriptor() const { return _descriptor; }
 
-    /// From one row to the next, and from one picture to the next, in bytes.
+    /// The distance from one row, or one buffer, to the next, in bytes.
     std::size_t rowBytes() const { return std::size_t{4} * _width; }
     std::size_t pictureBytes() const { return rowBytes() * _height; }
     std::size_t bytes() const { return pictureBytes() * _count; }
 
-    /// The pixels of a picture below count(). Mapped when first asked for; a HostError when that
-    /// fails.
+    /// The pixels of buffer `index`, below count(). Maps the memory at the first call; a HostError
+    /// when that fails.
     std::uint32_t *pixels(unsigned index);
 
   private:

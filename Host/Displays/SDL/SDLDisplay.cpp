@@ -22,9 +22,8 @@ constexpr int kEndingTurns = 3;
 constexpr std::uint32_t kEndingTurnMilliseconds = 4;
 constexpr const char *kServeEvents = "lumiveraServeEvents";
 
-/// The window systems that the user's session offers. Left to itself the library falls back on
-/// drivers that show nothing, or on the console; asked for a system that is not there, the system's
-/// own library complains on the terminal.
+/// The window systems of the user's session, as a list of SDL's drivers. Without it SDL would fall
+/// back on drivers that show nothing; a driver whose system is missing prints errors.
 std::string windowSystems() {
     std::string systems;
     for (const auto &[variable, driver] :
@@ -63,17 +62,17 @@ void prepareSDL(const std::string &wayOut) {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
     SDL_SetHint(SDL_HINT_APP_NAME, "lumivera");
-    // A small window is no reason to end the desktop's effects, nor to go when others are worked
-    // in.
+    // Otherwise SDL asks for the desktop's compositing to be turned off, and minimises a
+    // full-screen window that loses the focus.
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
     SDL_SetHint(SDL_HINT_VIDEO_MINIMIZE_ON_FOCUS_LOSS, "0");
-    // A driver that the user asked for in the environment wins over the hint.
+    // SDL_VIDEODRIVER in the environment has precedence over the hint.
     SDL_SetHint(SDL_HINT_VIDEODRIVER, windowSystems().c_str());
     const char *hint = SDL_GetHint(SDL_HINT_VIDEODRIVER);
     if (!hint || !*hint || SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
         fail("there is no display to open a window on", wayOut);
     }
-    // The shared-memory picture of X11 takes our pixels as they are.
+    // On X11, SDL then shows our pixels from shared memory without converting them.
     if (isOnX11()) {
         SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
     }
@@ -87,7 +86,7 @@ std::uint32_t x11WindowOf(SDL_Window *window) {
                : 0;
 }
 
-/// The Latin letter at the place of a key that types another script.
+/// The Latin letter that a US keyboard has on a key which types another script.
 std::int32_t latinLetterOf(const SDL_Keysym &key) {
     const bool isLetter = key.scancode >= SDL_SCANCODE_A && key.scancode <= SDL_SCANCODE_Z;
     const bool isOtherScript = key.sym > SDLK_DELETE && (key.sym & SDLK_SCANCODE_MASK) == 0;
@@ -112,7 +111,7 @@ SDLDisplay::~SDLDisplay() {
     SDL_QuitSubSystem(SDL_INIT_VIDEO); // sound ends by itself
 }
 
-/// A screen of few colours has no watch; SDL converts for it.
+/// A screen without 24-bit colours cannot be watched; SDL converts pixels for it.
 void SDLDisplay::watchOnX11() {
     if (!isOnX11()) {
         return;
@@ -128,9 +127,9 @@ void SDLDisplay::watchOnX11() {
     }
 }
 
-/// The library wakes itself through a connection of its own to the window system. What was sent on
-/// it must arrive before the window goes, or the window system's error ends the process. Every turn
-/// gives the window system time for that, and sees that it had it.
+/// SDL wakes itself through a second connection to the X server. Wake-ups that it has sent must be
+/// handled before the window is destroyed, or the server's error ends the process. Every turn waits
+/// a little and makes a round trip.
 void SDLDisplay::letWakeUpsArrive() const {
     SDL_HideWindow(_window);
     for (int turn = 0; turn < kEndingTurns; ++turn) {
@@ -140,8 +139,8 @@ void SDLDisplay::letWakeUpsArrive() const {
     }
 }
 
-/// On Wayland the density is known only once there is a window; on X11 the window is shown only
-/// when everything is known of it.
+/// On Wayland the density is known only once there is a window. On X11 the window is shown after
+/// its class was set.
 void SDLDisplay::openWindow(CGSize size, const std::string &title, const std::string &wayOut) {
     const auto units = [](CGFloat length) {
         return static_cast<int>(std::clamp<CGFloat>(std::round(length), 1, 16384));
@@ -206,7 +205,7 @@ void SDLDisplay::present(const Drawing &draw) {
     SDL_UpdateWindowSurfaceRects(_window, _shown.data(), static_cast<int>(_shown.size()));
 }
 
-/// The memory keeps the last picture as long as nothing happens to the window.
+/// The surface holds the last picture as long as it is the same memory of the same size.
 const std::vector<DeviceRect> &SDLDisplay::drawInto(std::uint32_t *pixels,
                                                     const SDL_Surface &surface, std::size_t stride,
                                                     const Drawing &draw) {
@@ -234,7 +233,7 @@ void SDLDisplay::toggleFullScreen() {
     _drawn = {};
 }
 
-/// Other threads may change the view tree meanwhile, so events are only noted here.
+/// Other threads may hold the tree lock now, so events are served later, in a call-out.
 void SDLDisplay::wait(Clock::Nanoseconds nanoseconds) {
     SDL_Event event;
     const bool hasEvent = SDL_WaitEventTimeout(&event, millisecondsFrom(nanoseconds)) != 0;
@@ -271,7 +270,7 @@ void SDLDisplay::note(const SDL_Event &event) {
         return;
     }
     if (event.type == SDL_WINDOWEVENT) {
-        _drawn = {}; // the window system may have taken new memory
+        _drawn = {}; // SDL may have made a new surface at the same address
     }
     _events.push_back(event);
 }
@@ -298,7 +297,7 @@ void SDLDisplay::serve(const SDL_Event &event) {
         _isKeyRepeated = event.key.repeat != 0;
         _isKeyServed = serveKey(event.key.keysym.sym) || serveKey(latinLetterOf(event.key.keysym));
         break;
-    case SDL_TEXTINPUT: // a sign that needs another key held, such as + on some keyboards
+    case SDL_TEXTINPUT: // a character typed with Shift, such as + on some keyboards
         if (!_isKeyServed && event.text.text[0] > 0 && event.text.text[1] == '\0') {
             serveKey(event.text.text[0]);
         }

@@ -22,7 +22,8 @@ class X11WindowWatch;
 class SDLDisplay final : public Display {
   public:
     /// `size` in points; without a density the window system's is taken. A HostError when there is
-    /// no display to open a window on; `wayOut` tells the user what to do then. One at a time.
+    /// no display to open a window on; `wayOut` tells the user what to do then. Only one
+    /// may exist at a time.
     SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title,
                const std::string &wayOut);
     ~SDLDisplay() override;

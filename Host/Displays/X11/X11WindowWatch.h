@@ -27,7 +27,7 @@ class X11WindowWatch final : private X11Listener, private DescriptorWatch {
     /// knowing that.
     bool isObscured() const { return _isObscured; }
 
-    /// The other library has heard that a part of the window can be seen again.
+    /// Call it when the other library reports that a part of the window was exposed.
     void noteExposed() { setObscured(false); }
 
     /// Lets the main run loop serve what has arrived. Never waits.
