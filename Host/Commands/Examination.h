@@ -1,7 +1,6 @@
 #pragma once
 
 #include "Host/Displays/Desktop.h"
-#include "Host/Support/Finding.h"
 
 #include <string>
 #include <vector>

@@ -2,7 +2,6 @@
 
 #include "Host/Displays/PointerGestures.h"
 #include "Host/Displays/SharedPicture.h"
-#include "Host/Support/Finding.h"
 #include "Platform/Compositor/DeviceRect.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
@@ -97,6 +96,22 @@ class Desktop {
 
     /// For people: "X11", "Wayland", "headless".
     virtual std::string name() const = 0;
+};
+
+/// What a user should know about a part of this machine, in words, and what would improve it.
+struct Finding {
+    enum class Level {
+        Good,
+        Lacking, ///< it works without, not as well
+        Bad,     ///< it does not work
+    };
+
+    std::string subject;
+    Level level = Level::Good;
+    std::string words;
+
+    /// Empty when there is nothing to do.
+    std::string remedy;
 };
 
 /// What a window system offers to wallpapers. Looking changes nothing on the screen.
