@@ -78,7 +78,7 @@ class Trial final : private RemoteView::Listener {
         const std::string bundle = Places::defaultBundle();
         try {
             DescriptorWaiter waiter;
-            const auto memory = std::make_shared<SharedPicture>(kTrialSize, kTrialSize, 1);
+            const auto memory = std::make_shared<SharedBuffers>(kTrialSize, kTrialSize, 1);
             const auto refused = [this](const std::string &name) { _refused.insert(name); };
             ViewProcess view(waiter, {bundle, false, {}, memory, 1, refused}, *this);
             view.allowDrawing(0);

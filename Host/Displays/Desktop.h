@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Host/Displays/PointerGestures.h"
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 #include "Platform/Compositor/DeviceRect.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
@@ -40,7 +40,7 @@ class DesktopSurface {
 
         /// The surface wants that buffer drawn and presented; the window system does not read it
         /// now. Nothing more comes until it was presented.
-        virtual void pictureWanted(unsigned index) = 0;
+        virtual void bufferWanted(unsigned index) = 0;
 
       protected:
         ~Listener() = default;
@@ -62,7 +62,7 @@ class DesktopSurface {
     /// Gives the surface memory of its present geometry's size. It wants buffers of that memory
     /// from then on, buffer 0 first, and none of the memory before. What was shown stays until the
     /// first buffer is presented.
-    virtual void setMemory(std::shared_ptr<SharedPicture> memory) = 0;
+    virtual void setBuffers(std::shared_ptr<SharedBuffers> memory) = 0;
 
     /// Shows a buffer that was wanted. Outside of the damage, which is clipped to it, it must equal
     /// the buffer of this memory that was presented before, if any.

@@ -6,19 +6,19 @@ namespace Lumivera {
 
 HeadlessSurface::HeadlessSurface(std::string outputName, const SurfaceGeometry &geometry)
     : _outputName(std::move(outputName)), _geometry(geometry),
-      _askForPicture([this] { askForPicture(); }) {}
+      _wantBuffer([this] { wantBuffer(); }) {}
 
-void HeadlessSurface::setMemory(std::shared_ptr<SharedPicture> memory) {
+void HeadlessSurface::setBuffers(std::shared_ptr<SharedBuffers> memory) {
     _memory = std::move(memory);
     _presented.reset();
-    _askForPicture.callAfter(0);
+    _wantBuffer.callAfter(0);
 }
 
 /// Nobody reads the buffer, so the surface wants it again at once.
 void HeadlessSurface::present(unsigned index, const std::vector<DeviceRect> &) {
     _presented = index;
     ++_presentCount;
-    _askForPicture.callAfter(0);
+    _wantBuffer.callAfter(0);
 }
 
 void HeadlessSurface::setGeometry(const SurfaceGeometry &geometry) {
@@ -35,9 +35,9 @@ void HeadlessSurface::setVisibility(SurfaceVisibility visibility) {
     }
 }
 
-void HeadlessSurface::askForPicture() {
+void HeadlessSurface::wantBuffer() {
     if (_listener) {
-        _listener->pictureWanted(0);
+        _listener->bufferWanted(0);
     }
 }
 

@@ -21,7 +21,7 @@ class HeadlessSurface final : public DesktopSurface {
     const std::string &outputName() const override { return _outputName; }
     SurfaceGeometry geometry() const override { return _geometry; }
     SurfaceVisibility visibility() const override { return _visibility; }
-    void setMemory(std::shared_ptr<SharedPicture> memory) override;
+    void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
 
     /// Changes what the window system decides. Call them in call-outs of the main run loop.
@@ -32,21 +32,21 @@ class HeadlessSurface final : public DesktopSurface {
     Listener *listener() const { return _listener; }
 
     /// What was given and presented so far.
-    SharedPicture *memory() const { return _memory.get(); }
+    SharedBuffers *memory() const { return _memory.get(); }
     std::optional<unsigned> presented() const { return _presented; }
     std::uint64_t presentCount() const { return _presentCount; }
 
   private:
-    void askForPicture();
+    void wantBuffer();
 
     const std::string _outputName;
     SurfaceGeometry _geometry;
     SurfaceVisibility _visibility = SurfaceVisibility::Visible;
     Listener *_listener = nullptr;
-    std::shared_ptr<SharedPicture> _memory;
+    std::shared_ptr<SharedBuffers> _memory;
     std::optional<unsigned> _presented;
     std::uint64_t _presentCount = 0;
-    DeferredCall _askForPicture;
+    DeferredCall _wantBuffer;
 };
 
 /// Outputs that nobody sees, for machines without a screen and for tests. Main thread.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 
 #include <memory>
 #include <optional>
@@ -16,14 +16,14 @@ namespace Lumivera {
 class WaylandBuffers final {
   public:
     /// A HostError when the memory is larger than Wayland can share.
-    WaylandBuffers(wl_shm *shm, std::shared_ptr<SharedPicture> memory);
+    WaylandBuffers(wl_shm *shm, std::shared_ptr<SharedBuffers> memory);
     ~WaylandBuffers();
 
     WaylandBuffers(const WaylandBuffers &) = delete;
     WaylandBuffers &operator=(const WaylandBuffers &) = delete;
 
-    const SharedPicture &memory() const { return *_memory; }
-    const std::shared_ptr<SharedPicture> &memoryPointer() const { return _memory; }
+    const SharedBuffers &memory() const { return *_memory; }
+    const std::shared_ptr<SharedBuffers> &memoryPointer() const { return _memory; }
 
     /// The first buffer that the compositor has released or never had.
     std::optional<unsigned> lowestFree() const;
@@ -48,7 +48,7 @@ class WaylandBuffers final {
 
     void released(Buffer &buffer) const;
 
-    const std::shared_ptr<SharedPicture> _memory;
+    const std::shared_ptr<SharedBuffers> _memory;
     std::vector<Buffer> _buffers;
     bool _isRetired = false;
 };

@@ -23,11 +23,11 @@ constexpr double kReopenSeconds = 0.1;
 constexpr double kClosingSeconds = 10;
 constexpr std::size_t kMaxClosings = 3;
 
-DeviceRect boundsOf(const SharedPicture &memory) {
+DeviceRect boundsOf(const SharedBuffers &memory) {
     return {0, 0, static_cast<int>(memory.width()), static_cast<int>(memory.height())};
 }
 
-bool isDivisible(const SharedPicture &memory, int divisor) {
+bool isDivisible(const SharedBuffers &memory, int divisor) {
     const auto unsignedDivisor = static_cast<unsigned>(divisor);
     return memory.width() % unsignedDivisor == 0 && memory.height() % unsignedDivisor == 0;
 }
@@ -41,7 +41,7 @@ WaylandSurface::WaylandSurface(const WaylandGlobals &globals, const WaylandOutpu
           _isStalled = true;
           updateVisibility();
       }),
-      _wantPicture([this] { wantPicture(); }) {
+      _wantBuffer([this] { wantBuffer(); }) {
     open();
 }
 
@@ -49,12 +49,12 @@ WaylandSurface::~WaylandSurface() { die(); }
 
 void WaylandSurface::setListener(Listener *listener) {
     _listener = listener;
-    wantPictureSoon();
+    wantBufferSoon();
 }
 
 /// What is shown stays until it is replaced, so the old buffers live until the compositor releases
 /// them.
-void WaylandSurface::setMemory(std::shared_ptr<SharedPicture> memory) {
+void WaylandSurface::setBuffers(std::shared_ptr<SharedBuffers> memory) {
     if (_isGivenUp) {
         return;
     }
@@ -68,7 +68,7 @@ void WaylandSurface::setMemory(std::shared_ptr<SharedPicture> memory) {
         const int scale = _output.wholeScale();
         _wholeScale = isDivisible(*memory, scale) ? scale : 1;
         _buffers = std::make_unique<WaylandBuffers>(_globals.shm, std::move(memory));
-        wantPictureSoon();
+        wantBufferSoon();
     }
 }
 
@@ -108,13 +108,13 @@ void WaylandSurface::settle(const WaylandCover &cover) {
     }
     updateVisibility();
     std::erase_if(_retired, [](const auto &buffers) { return buffers->isEmpty(); });
-    wantPicture();
+    wantBuffer();
 }
 
 void WaylandSurface::die() {
     endWatch();
     _reopen.cancel();
-    _wantPicture.cancel();
+    _wantBuffer.cancel();
     _listener = nullptr;
     _layer.reset();
     _buffers.reset();
@@ -220,22 +220,22 @@ void WaylandSurface::endWatch() {
 }
 
 /// Tells the listener in a call-out of its own.
-void WaylandSurface::wantPictureSoon() {
-    _wantPicture.cancel();
+void WaylandSurface::wantBufferSoon() {
+    _wantBuffer.cancel();
     if (_buffers) {
-        _wantPicture.callAfter(0);
+        _wantBuffer.callAfter(0);
     }
 }
 
 /// The first picture of new memory does not wait for the frame callback of what was shown before.
-void WaylandSurface::wantPicture() {
+void WaylandSurface::wantBuffer() {
     const WaylandLayer *const layer = usableLayer();
     if (!layer || !_buffers || !_listener || _wanted || (_shown && layer->isFrameAwaited())) {
         return;
     }
     _wanted = _buffers->lowestFree();
     if (_wanted) {
-        _listener->pictureWanted(*_wanted);
+        _listener->bufferWanted(*_wanted);
     }
 }
 

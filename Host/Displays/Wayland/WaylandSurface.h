@@ -31,7 +31,7 @@ class WaylandSurface final : public DesktopSurface {
     SurfaceVisibility visibility() const override { return _visibility; }
 
     /// A HostError when the memory is larger than Wayland can share.
-    void setMemory(std::shared_ptr<SharedPicture> memory) override;
+    void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
 
     /// Acts on the events that were dispatched; `cover` tells how windows hide the output.
@@ -59,8 +59,8 @@ class WaylandSurface final : public DesktopSurface {
     void showAgain();
     void show(const std::vector<DeviceRect> &damage);
     void endWatch();
-    void wantPictureSoon();
-    void wantPicture();
+    void wantBufferSoon();
+    void wantBuffer();
 
     const WaylandGlobals &_globals;
     const WaylandOutput &_output;
@@ -88,7 +88,7 @@ class WaylandSurface final : public DesktopSurface {
 
     /// Pending while a frame callback is awaited that is not overdue.
     DeferredCall _frameOverdue;
-    DeferredCall _wantPicture;
+    DeferredCall _wantBuffer;
 };
 
 } // namespace Lumivera

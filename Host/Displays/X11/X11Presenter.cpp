@@ -37,7 +37,7 @@ std::vector<DeviceRect> clipped(const std::vector<DeviceRect> &rects, const Devi
     return result.size() > kMaxRects ? std::vector{around} : result;
 }
 
-DeviceRect wholeOf(const SharedPicture &memory) {
+DeviceRect wholeOf(const SharedBuffers &memory) {
     return {0, 0, static_cast<int>(memory.width()), static_cast<int>(memory.height())};
 }
 
@@ -55,7 +55,7 @@ X11Presenter::~X11Presenter() {
     xcb_free_gc(_connection.get(), _context);
 }
 
-void X11Presenter::setMemory(std::shared_ptr<SharedPicture> memory) {
+void X11Presenter::setBuffers(std::shared_ptr<SharedBuffers> memory) {
     detach();
     _memory = std::move(memory);
     _isShown = false;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 #include "Host/Displays/X11/X11Connection.h"
 
 #include <memory>
@@ -19,7 +19,7 @@ class X11Presenter {
     X11Presenter &operator=(const X11Presenter &) = delete;
 
     /// Shows that memory from now on; nobody reads it yet. What is shown stays.
-    void setMemory(std::shared_ptr<SharedPicture> memory);
+    void setBuffers(std::shared_ptr<SharedBuffers> memory);
 
     /// Shows the damaged parts of the buffer, or all of it the first time. The server reads the
     /// buffer until its release.
@@ -47,7 +47,7 @@ class X11Presenter {
     X11Connection &_connection;
     const std::uint32_t _window;
     const std::uint32_t _context;
-    std::shared_ptr<SharedPicture> _memory;
+    std::shared_ptr<SharedBuffers> _memory;
     std::vector<std::uint32_t> _band;
 
     /// The server's number for the memory; 0 where the pixels are sent.

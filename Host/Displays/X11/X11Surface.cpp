@@ -72,8 +72,8 @@ SurfaceVisibility X11Surface::visibility() const {
                : _stackVisibility;
 }
 
-void X11Surface::setMemory(std::shared_ptr<SharedPicture> memory) {
-    _presenter.setMemory(std::move(memory));
+void X11Surface::setBuffers(std::shared_ptr<SharedBuffers> memory) {
+    _presenter.setBuffers(std::move(memory));
     _presenter.requestRelease();
 }
 
@@ -125,7 +125,7 @@ void X11Surface::setBlank(bool isBlank) {
 void X11Surface::eventArrived(const X11Event &event) {
     if (_presenter.takesRelease(event)) {
         if (_listener) {
-            _listener->pictureWanted(0);
+            _listener->bufferWanted(0);
         }
         return;
     }

@@ -25,7 +25,7 @@ class X11Surface final : public DesktopSurface {
     const std::string &outputName() const override { return _output.name; }
     SurfaceGeometry geometry() const override;
     SurfaceVisibility visibility() const override;
-    void setMemory(std::shared_ptr<SharedPicture> memory) override;
+    void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
 
     std::uint32_t window() const { return _window; }

@@ -8,18 +8,18 @@ namespace Lumivera {
 /// Memory that processes share through a file descriptor: `count` buffers of the same size, one
 /// after another. It is sealed, so that nobody can change its size. A pixel is a 32-bit word
 /// 0xFFRRGGBB; rows follow one another without gaps. Pages that nobody has drawn into cost nothing.
-class SharedPicture {
+class SharedBuffers {
   public:
     /// Makes new memory. A HostError when there is none.
-    SharedPicture(unsigned width, unsigned height, unsigned count);
+    SharedBuffers(unsigned width, unsigned height, unsigned count);
 
     /// Owns the descriptor of memory that another process has made. A HostError when it is not of
     /// that size.
-    SharedPicture(int descriptor, unsigned width, unsigned height, unsigned count);
-    ~SharedPicture();
+    SharedBuffers(int descriptor, unsigned width, unsigned height, unsigned count);
+    ~SharedBuffers();
 
-    SharedPicture(const SharedPicture &) = delete;
-    SharedPicture &operator=(const SharedPicture &) = delete;
+    SharedBuffers(const SharedBuffers &) = delete;
+    SharedBuffers &operator=(const SharedBuffers &) = delete;
 
     unsigned width() const { return _width; }
     unsigned height() const { return _height; }
@@ -30,8 +30,8 @@ class SharedPicture {
 
     /// The distance from one row, or one buffer, to the next, in bytes.
     std::size_t rowBytes() const { return std::size_t{4} * _width; }
-    std::size_t pictureBytes() const { return rowBytes() * _height; }
-    std::size_t bytes() const { return pictureBytes() * _count; }
+    std::size_t bufferBytes() const { return rowBytes() * _height; }
+    std::size_t bytes() const { return bufferBytes() * _count; }
 
     /// The pixels of buffer `index`, below count(). Maps the memory at the first call; a HostError
     /// when that fails.
