@@ -6,7 +6,7 @@
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
-#include "Host/Displays/DisplayWindow.h"
+#include "Host/Displays/WindowSystem.h"
 #include "Host/Support/DescriptorThread.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"

@@ -6,7 +6,7 @@
 #include "Host/Desktop/DesktopHost.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
-#include "Host/Displays/DesktopSystem.h"
+#include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"

@@ -1,5 +1,3 @@
-#include <SDL2/SDL.h>
-
 #include "Host/Commands/Command.h"
 
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
@@ -8,7 +6,7 @@
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
-#include "Host/Displays/DesktopSurvey.h"
+#include "Host/Displays/Desktop.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
@@ -90,7 +88,7 @@ class Trial final : private RemoteView::Listener {
         const std::string bundle = Places::defaultBundle();
         try {
             DescriptorWaiter waiter;
-            const auto memory = std::make_shared<SharedPicture>(kTrialSize, kTrialSize, 1);
+            const auto memory = std::make_shared<SharedBuffers>(kTrialSize, kTrialSize, 1);
             const auto refused = [this](const std::string &name) { _refused.insert(name); };
             ViewProcess view(waiter, {bundle, false, {}, memory, 1, refused}, *this);
             view.allowDrawing(0);

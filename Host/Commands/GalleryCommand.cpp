@@ -2,7 +2,7 @@
 
 #include "Host/Commands/Gallery/GalleryShow.h"
 #include "Host/Commands/SettingsOptions.h"
-#include "Host/Displays/DisplayWindow.h"
+#include "Host/Displays/WindowSystem.h"
 #include "Host/Rendering/FrameSink.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"

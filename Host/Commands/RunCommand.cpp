@@ -1,7 +1,7 @@
 #include "Host/Commands/Command.h"
 
 #include "Host/Commands/SettingsOptions.h"
-#include "Host/Displays/DisplayWindow.h"
+#include "Host/Displays/WindowSystem.h"
 #include "Host/Playing/WallpaperShow.h"
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"

@@ -149,7 +149,7 @@ void OutputShow::surfaceGeometryChanged() {
     }
 }
 
-void OutputShow::pictureWanted(unsigned index) {
+void OutputShow::bufferWanted(unsigned index) {
     if (std::exchange(_isFirstPictureReady, false)) {
         const SurfaceGeometry &size = _shown->geometry;
         _presented = index;
@@ -289,7 +289,7 @@ std::optional<ViewSlot> OutputShow::makeSlot(const std::string &bundle) {
     slot.startTime = Clock::current().now();
     try {
         slot.memory =
-            std::make_shared<SharedPicture>(slot.geometry.width, slot.geometry.height, kPictures);
+            std::make_shared<SharedBuffers>(slot.geometry.width, slot.geometry.height, kPictures);
         slot.view = _makeView({bundle, _choice, slot.memory, slot.geometry.density}, *this);
     } catch (const HostError &error) {
         _listener.outputSays(name() + ": " + error.what());
@@ -336,7 +336,7 @@ void OutputShow::show(std::optional<ViewSlot> &coming) {
     _prove.cancel();
     updatePetals();
     updateRunning();
-    _surface.setMemory(_shown->memory);
+    _surface.setBuffers(_shown->memory);
 }
 
 void OutputShow::updateRunning() {

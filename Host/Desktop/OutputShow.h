@@ -59,7 +59,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     OutputStatus status() const;
 
     /// The picture that is shown, as soon as it is whole; called once, with nothing when there is
-    /// none. Pixels as in SharedPicture, valid for the call.
+    /// none. Pixels as in SharedBuffers, valid for the call.
     using PictureReader =
         std::function<void(const std::uint32_t *pixels, unsigned width, unsigned height)>;
     void readPicture(PictureReader reader);
@@ -67,7 +67,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
   private:
     void surfaceGeometryChanged() override;
     void surfaceVisibilityChanged() override { _listener.outputVisibilityChanged(); }
-    void pictureWanted(unsigned index) override;
+    void bufferWanted(unsigned index) override;
     void tapped(CGPoint point) override { tap(point); }
     void scrolledBy(CGFloat distance) override;
     void scrollingEnded() override;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Host/Displays/PointerListener.h"
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/PointerGestures.h"
+#include "Host/Displays/SharedBuffers.h"
 #include "Platform/Compositor/DeviceRect.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
@@ -11,7 +11,7 @@
 
 namespace Lumivera {
 
-/// How large a surface is, in pixels, and its pixels a point.
+/// A surface's size in pixels, and its pixels a point.
 struct SurfaceGeometry {
     unsigned width = 0;
     unsigned height = 0;
@@ -28,19 +28,19 @@ enum class SurfaceVisibility {
     Off,        ///< the output shows nothing: it is blank or switched off
 };
 
-/// A place behind everything on one output. Main thread.
+/// A surface behind all windows of one output. Main thread.
 class DesktopSurface {
   public:
     /// Hears of changes and input, in call-outs of the main run loop but never from within a call
-    /// of the surface.
+    /// to the surface.
     class Listener : public PointerListener {
       public:
         virtual void surfaceGeometryChanged() = 0;
         virtual void surfaceVisibilityChanged() = 0;
 
-        /// That picture of the memory may be drawn into now; present() shows it. Told once for
-        /// every picture to draw: nothing more comes until it was presented.
-        virtual void pictureWanted(unsigned index) = 0;
+        /// The surface wants that buffer drawn and presented; the window system does not read it
+        /// now. Nothing more comes until it was presented.
+        virtual void bufferWanted(unsigned index) = 0;
 
       protected:
         ~Listener() = default;
@@ -54,19 +54,19 @@ class DesktopSurface {
     /// The window system's name of the output, such as "HDMI-A-1". Never changes.
     virtual const std::string &outputName() const = 0;
 
-    /// Without width and height until the window system has told them.
+    /// Width and height are 0 until the window system has told them.
     virtual SurfaceGeometry geometry() const = 0;
 
     virtual SurfaceVisibility visibility() const = 0;
 
-    /// Gives the surface the memory to show pictures from, of its present geometry's size. It asks
-    /// for pictures from then on, beginning with picture 0, and for none of the memory before. What
-    /// was shown stays until the first picture is presented.
-    virtual void setMemory(std::shared_ptr<SharedPicture> memory) = 0;
+    /// Gives the surface memory of its present geometry's size. It wants buffers of that memory
+    /// from then on, buffer 0 first, and none of the memory before. What was shown stays until the
+    /// first buffer is presented.
+    virtual void setBuffers(std::shared_ptr<SharedBuffers> memory) = 0;
 
-    /// Shows a picture that was wanted. Outside of the rectangles, which are clipped to it, it is
-    /// the same as the one presented before, where there is one of this memory.
-    virtual void present(unsigned index, const std::vector<DeviceRect> &rects) = 0;
+    /// Shows a buffer that was wanted. Outside of the damage, which is clipped to it, it must equal
+    /// the buffer of this memory that was presented before, if any.
+    virtual void present(unsigned index, const std::vector<DeviceRect> &damage) = 0;
 };
 
 /// A window system and the outputs of its desktop. Main thread.
@@ -75,14 +75,14 @@ class Desktop {
     /// Hears of outputs, in call-outs of the main run loop.
     class Listener {
       public:
-        /// A surface behind everything has come to be on a new output.
+        /// There is a new output with this surface.
         virtual void outputAdded(DesktopSurface &surface) = 0;
 
-        /// The surface goes right after this call.
+        /// The surface is destroyed right after this call.
         virtual void outputRemoved(DesktopSurface &surface) = 0;
 
-        /// The window system has gone or refuses to go on; `reason` in words. All surfaces are
-        /// dead: they take every call and do nothing.
+        /// The connection to the window system is lost; `reason` in words. Calls to the surfaces
+        /// do nothing from now on.
         virtual void desktopLost(const std::string &reason) = 0;
 
       protected:
@@ -91,11 +91,41 @@ class Desktop {
 
     virtual ~Desktop() = default;
 
-    /// Not owned; null for none. The outputs that are there already are told within the call.
+    /// Not owned; null for none. The present outputs are told within the call.
     virtual void setListener(Listener *listener) = 0;
 
-    /// What it is, for people: "X11", "Wayland", "headless".
+    /// For people: "X11", "Wayland", "headless".
     virtual std::string name() const = 0;
+};
+
+/// What a user should know about a part of this machine, in words, and what would improve it.
+struct Finding {
+    enum class Level {
+        Good,
+        Lacking, ///< it works without, not as well
+        Bad,     ///< it does not work
+    };
+
+    std::string subject;
+    Level level = Level::Good;
+    std::string words;
+
+    /// Empty when there is nothing to do.
+    std::string remedy;
+};
+
+/// What a window system offers to wallpapers. Looking changes nothing on the screen.
+struct DesktopSurvey {
+    struct Output {
+        std::string name;
+        unsigned width = 0; ///< in pixels
+        unsigned height = 0;
+        CGFloat density = 1; ///< pixels a point
+    };
+
+    std::string system;
+    std::vector<Finding> findings;
+    std::vector<Output> outputs;
 };
 
 } // namespace Lumivera

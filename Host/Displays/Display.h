@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/PointerListener.h"
+#include "Host/Displays/PointerGestures.h"
 #include "Platform/Compositor/Compositor.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
@@ -10,7 +10,7 @@
 
 namespace Lumivera {
 
-/// What the keys ask for.
+/// The actions that keys ask for.
 enum class DisplayKey {
     Pause,
     MorePetals,
@@ -29,13 +29,13 @@ enum class DisplayKey {
     Quit,
 };
 
-/// True for keys that, while they are held, go on asking; the others ask once.
+/// True for actions that repeat while their key is held.
 inline bool asksWhileHeld(DisplayKey key) {
     return key >= DisplayKey::MorePetals && key <= DisplayKey::PageDown;
 }
 
-/// A place on a screen where a picture is shown, and its input. Also the main run loop's way to
-/// wait. Main thread but for wake().
+/// A window, or what stands for one, that shows pictures and hears input. It is also the main run
+/// loop's waiter. Main thread, except wake().
 class Display : public RunLoopWaiter {
   public:
     /// Hears of input and changes, in call-outs of the main run loop.
@@ -44,7 +44,7 @@ class Display : public RunLoopWaiter {
         virtual void displayResized() = 0;
         virtual void displayVisibilityChanged() = 0;
 
-        /// What was shown is lost.
+        /// What was shown is lost and has to be presented again.
         virtual void displayNeedsPicture() = 0;
         virtual void displayClosed() = 0;
         virtual void keyPressed(DisplayKey key) = 0;
@@ -56,20 +56,20 @@ class Display : public RunLoopWaiter {
     /// Not owned; null for none.
     virtual void setListener(Listener *listener) = 0;
 
-    /// In points; whole pixels.
+    /// In points; a whole number of pixels.
     virtual CGSize size() const = 0;
 
     /// Pixels a point.
     virtual CGFloat density() const = 0;
 
-    /// False while nobody can see it.
+    /// False while it is known that nobody can see it.
     virtual bool isVisible() const = 0;
 
-    /// Draws into the display's pixels and tells what to show anew, as Compositor::composite()
-    /// does.
+    /// Draws into the target and returns the damage, as Compositor::composite() does.
     using Drawing = std::function<const std::vector<DeviceRect> &(const CompositorTarget &)>;
 
-    /// Lets `draw` fill the display's pixels and shows them. Nothing happens while there are none.
+    /// Lets `draw` draw into the display's pixels and shows them. Does nothing while the window
+    /// system has no pixels to give.
     virtual void present(const Drawing &draw) = 0;
 
     virtual void setTitle(const std::string &title) = 0;

@@ -1,21 +1,38 @@
 #pragma once
 
-#include "Host/Displays/PointerListener.h"
+#include "Platform/CoreGraphics/CGGeometry.h"
 
 namespace Lumivera {
 
-/// Tells taps from drags: a pointer that was pressed and let go without moving far is a tap, one
-/// that moved further scrolls. Main thread.
+/// Hears what a pointer or a finger does, in call-outs of the main run loop. Places and distances
+/// are in points, from the top left corner of the surface or window.
+class PointerListener {
+  public:
+    virtual void tapped(CGPoint point) = 0;
+
+    /// By how much the content moved to the right since the last call.
+    virtual void scrolledBy(CGFloat distance) = 0;
+    virtual void scrollingEnded() = 0;
+
+    /// By how much the content moved down since the last call. No end is told. Ignored by default.
+    virtual void scrolledDownBy(CGFloat) {}
+
+  protected:
+    ~PointerListener() = default;
+};
+
+/// Tells taps from drags: a press and a release near each other are a tap, a press that moves
+/// further scrolls. Main thread.
 class PointerGestures {
   public:
-    /// Points that a tap may wander.
+    /// The distance in points that a tap may move.
     static constexpr CGFloat kTapSlack = 8;
 
     void pressed(CGPoint point);
     void moved(CGPoint point, PointerListener &listener);
     void released(CGPoint point, PointerListener &listener);
 
-    /// The window system took the pointer away: no tap, and a drag ends where it is.
+    /// The window system has taken the pointer away: there is no tap, and a drag ends.
     void cancelled(PointerListener &listener);
 
   private:

@@ -106,7 +106,7 @@ void ChooserPreview::begin() {
         return;
     }
     try {
-        _memory = std::make_shared<SharedPicture>(width, height, 1);
+        _memory = std::make_shared<SharedBuffers>(width, height, 1);
         _remote = _makeView({_bundle, {}, _memory, _density}, *this);
         _remote->allowDrawing(0);
     } catch (const HostError &error) {

@@ -56,7 +56,7 @@ class ChooserPreview final : private RemoteView::Listener {
     std::string _said;
     CGFloat _unit = 1;
     CGFloat _density = 1;
-    std::shared_ptr<SharedPicture> _memory;
+    std::shared_ptr<SharedBuffers> _memory;
     std::unique_ptr<RemoteView> _remote;
     bool _isRunning = true;
     DeferredCall _begin;

@@ -21,7 +21,7 @@ std::uint32_t copyRects(const std::vector<DeviceRect> &rects, DeviceRect *copies
 
 } // namespace
 
-SharedDisplay::SharedDisplay(const PacketSocket &reports, std::unique_ptr<SharedPicture> memory,
+SharedDisplay::SharedDisplay(const PacketSocket &reports, std::unique_ptr<SharedBuffers> memory,
                              CGFloat density)
     : _reports(reports), _memory(std::move(memory)), _density(density), _drawnAt(_memory->count()) {
 }

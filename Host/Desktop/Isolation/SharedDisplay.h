@@ -3,7 +3,7 @@
 #include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Displays/Display.h"
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 #include "Host/Support/DescriptorWaiter.h"
 
 #include <memory>
@@ -17,7 +17,7 @@ namespace Lumivera {
 class SharedDisplay final : public Display {
   public:
     /// `reports` is not owned. `density` in pixels a point.
-    SharedDisplay(const PacketSocket &reports, std::unique_ptr<SharedPicture> memory,
+    SharedDisplay(const PacketSocket &reports, std::unique_ptr<SharedBuffers> memory,
                   CGFloat density);
 
     /// Where further descriptors can be waited for.
@@ -47,7 +47,7 @@ class SharedDisplay final : public Display {
     void report(std::uint32_t index, const std::vector<DeviceRect> &rects) const;
 
     const PacketSocket &_reports;
-    const std::unique_ptr<SharedPicture> _memory;
+    const std::unique_ptr<SharedBuffers> _memory;
     const CGFloat _density;
     DescriptorWaiter _waiter;
     Listener *_listener = nullptr;

@@ -3,7 +3,7 @@
 #include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/RemoteView.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 #include "Host/Support/DeferredCall.h"
 #include "Host/Support/DescriptorWaiter.h"
 #include "Platform/Foundation/Clock.h"
@@ -27,7 +27,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
         std::string bundle;     ///< its path
         bool isTrusted = false; ///< its library may belong to anybody
         WallpaperChoice choice;
-        std::shared_ptr<SharedPicture> memory;
+        std::shared_ptr<SharedBuffers> memory;
         CGFloat density = 1;
 
         /// Told the names of the protections that the kernel has but has refused to this view.
@@ -82,7 +82,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
 
     DescriptorWatch &_watch;
     Listener &_listener;
-    const std::shared_ptr<SharedPicture> _memory;
+    const std::shared_ptr<SharedBuffers> _memory;
     const std::function<void(const std::string &name)> _protectionRefused;
     DeferredCall _check;
     PacketSocket _connection;

@@ -56,7 +56,7 @@ std::vector<std::string> readablePaths(const fs::path &bundle) {
 }
 
 void enterSandbox(const PacketSocket &host, const std::string &bundle,
-                  const SharedPicture &memory) {
+                  const SharedBuffers &memory) {
     // Every further arena would take up address space that nothing uses.
     mallopt(M_ARENA_MAX, 1);
     const std::uint64_t pixels = std::uint64_t{memory.width()} * memory.height();

@@ -58,7 +58,7 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
         } else if (order.kind == ViewOrder::Kind::Memory) {
             start.settings.density = order.numbers[0];
             start.settings.size = {order.width / order.numbers[0], order.height / order.numbers[0]};
-            start.memory = std::make_unique<SharedPicture>(packet.attached, order.width,
+            start.memory = std::make_unique<SharedBuffers>(packet.attached, order.width,
                                                            order.height, order.count);
             return start;
         }

@@ -14,7 +14,7 @@ class ViewService final : private DescriptorSource {
     /// How the view is to begin.
     struct Start {
         WallpaperSettings settings;
-        std::unique_ptr<SharedPicture> memory;
+        std::unique_ptr<SharedBuffers> memory;
     };
 
     /// Reads the orders up to the one that brings the memory. A HostError when none comes.

@@ -15,7 +15,7 @@ namespace Lumivera {
 struct ViewRequest {
     std::string bundle; ///< its path
     WallpaperChoice choice;
-    std::shared_ptr<SharedPicture> memory;
+    std::shared_ptr<SharedBuffers> memory;
     CGFloat density = 1;
 };
 
@@ -27,7 +27,7 @@ using ViewMaker =
 struct ViewSlot {
     std::string bundle;
     SurfaceGeometry geometry;
-    std::shared_ptr<SharedPicture> memory;
+    std::shared_ptr<SharedBuffers> memory;
     std::unique_ptr<RemoteView> view;
     Clock::Nanoseconds startTime = 0;
 

@@ -4,6 +4,43 @@
 
 namespace Lumivera {
 
+HeadlessSurface::HeadlessSurface(std::string outputName, const SurfaceGeometry &geometry)
+    : _outputName(std::move(outputName)), _geometry(geometry),
+      _wantBuffer([this] { wantBuffer(); }) {}
+
+void HeadlessSurface::setBuffers(std::shared_ptr<SharedBuffers> memory) {
+    _memory = std::move(memory);
+    _presented.reset();
+    _wantBuffer.callAfter(0);
+}
+
+/// Nobody reads the buffer, so the surface wants it again at once.
+void HeadlessSurface::present(unsigned index, const std::vector<DeviceRect> &) {
+    _presented = index;
+    ++_presentCount;
+    _wantBuffer.callAfter(0);
+}
+
+void HeadlessSurface::setGeometry(const SurfaceGeometry &geometry) {
+    _geometry = geometry;
+    if (_listener) {
+        _listener->surfaceGeometryChanged();
+    }
+}
+
+void HeadlessSurface::setVisibility(SurfaceVisibility visibility) {
+    _visibility = visibility;
+    if (_listener) {
+        _listener->surfaceVisibilityChanged();
+    }
+}
+
+void HeadlessSurface::wantBuffer() {
+    if (_listener) {
+        _listener->bufferWanted(0);
+    }
+}
+
 void HeadlessDesktop::setListener(Listener *listener) {
     _listener = listener;
     for (const auto &surface : _surfaces) {

@@ -1,21 +1,61 @@
 #pragma once
 
 #include "Host/Displays/Desktop.h"
-#include "Host/Displays/Headless/HeadlessSurface.h"
+#include "Host/Support/DeferredCall.h"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace Lumivera {
 
-/// Outputs without a screen, for machines that have none and for tests. Main thread.
+/// A surface whose pictures nobody sees. The owner of its desktop acts as the window system. Main
+/// thread.
+class HeadlessSurface final : public DesktopSurface {
+  public:
+    HeadlessSurface(std::string outputName, const SurfaceGeometry &geometry);
+
+    void setListener(Listener *listener) override { _listener = listener; }
+    const std::string &outputName() const override { return _outputName; }
+    SurfaceGeometry geometry() const override { return _geometry; }
+    SurfaceVisibility visibility() const override { return _visibility; }
+    void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
+    void present(unsigned index, const std::vector<DeviceRect> &damage) override;
+
+    /// Changes what the window system decides. Call them in call-outs of the main run loop.
+    void setGeometry(const SurfaceGeometry &geometry);
+    void setVisibility(SurfaceVisibility visibility);
+
+    /// Null for none.
+    Listener *listener() const { return _listener; }
+
+    /// What was given and presented so far.
+    SharedBuffers *memory() const { return _memory.get(); }
+    std::optional<unsigned> presented() const { return _presented; }
+    std::uint64_t presentCount() const { return _presentCount; }
+
+  private:
+    void wantBuffer();
+
+    const std::string _outputName;
+    SurfaceGeometry _geometry;
+    SurfaceVisibility _visibility = SurfaceVisibility::Visible;
+    Listener *_listener = nullptr;
+    std::shared_ptr<SharedBuffers> _memory;
+    std::optional<unsigned> _presented;
+    std::uint64_t _presentCount = 0;
+    DeferredCall _wantBuffer;
+};
+
+/// Outputs that nobody sees, for machines without a screen and for tests. Main thread.
 class HeadlessDesktop final : public Desktop {
   public:
     void setListener(Listener *listener) override;
     std::string name() const override { return "headless"; }
 
-    /// A new output, which the listener hears of. The surface stays the desktop's.
+    /// Adds an output and tells the listener. The desktop owns the surface.
     HeadlessSurface &addOutput(const std::string &name, const SurfaceGeometry &geometry);
     void removeOutput(const std::string &name);
 

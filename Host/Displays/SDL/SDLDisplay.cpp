@@ -1,7 +1,9 @@
 #include <SDL2/SDL.h>
+#include <SDL2/SDL_syswm.h>
 
 #include "Host/Displays/SDL/SDLDisplay.h"
 
+#include "Host/Displays/X11/X11WindowWatch.h"
 #include "Host/Support/HostError.h"
 
 #include <algorithm>
@@ -20,9 +22,8 @@ constexpr int kEndingTurns = 3;
 constexpr std::uint32_t kEndingTurnMilliseconds = 4;
 constexpr const char *kServeEvents = "lumiveraServeEvents";
 
-/// The window systems that the user's session offers. Left to itself the library falls back on
-/// drivers that show nothing, or on the console; asked for a system that is not there, the system's
-/// own library complains on the terminal.
+/// The window systems of the user's session, as a list of SDL's drivers. Without it SDL would fall
+/// back on drivers that show nothing; a driver whose system is missing prints errors.
 std::string windowSystems() {
     std::string systems;
     for (const auto &[variable, driver] :
@@ -55,20 +56,41 @@ bool isOurFormat(const SDL_Surface &surface) {
            surface.pitch % 4 == 0;
 }
 
+bool isOnX11() { return std::string_view(SDL_GetCurrentVideoDriver()) == "x11"; }
+
 void prepareSDL(const std::string &wayOut) {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
     SDL_SetHint(SDL_HINT_VIDEO_ALLOW_SCREENSAVER, "1");
     SDL_SetHint(SDL_HINT_APP_NAME, "lumivera");
-    // A driver that the user asked for in the environment wins over the hint.
+    // Otherwise SDL asks for the desktop's compositing to be turned off, and minimises a
+    // full-screen window that loses the focus.
+    SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+    SDL_SetHint(SDL_HINT_VIDEO_MINIMIZE_ON_FOCUS_LOSS, "0");
+    // SDL_VIDEODRIVER in the environment has precedence over the hint.
     SDL_SetHint(SDL_HINT_VIDEODRIVER, windowSystems().c_str());
     const char *hint = SDL_GetHint(SDL_HINT_VIDEODRIVER);
     if (!hint || !*hint || SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
         fail("there is no display to open a window on", wayOut);
     }
-    // The shared-memory picture of X11 takes our pixels as they are.
-    if (std::string_view(SDL_GetCurrentVideoDriver()) == "x11") {
+    // On X11, SDL then shows our pixels from shared memory without converting them.
+    if (isOnX11()) {
         SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
     }
+}
+
+std::uint32_t x11WindowOf(SDL_Window *window) {
+    SDL_SysWMinfo info;
+    SDL_VERSION(&info.version);
+    return SDL_GetWindowWMInfo(window, &info) && info.subsystem == SDL_SYSWM_X11
+               ? static_cast<std::uint32_t>(info.info.x11.window)
+               : 0;
+}
+
+/// The Latin letter that a US keyboard has on a key which types another script.
+std::int32_t latinLetterOf(const SDL_Keysym &key) {
+    const bool isLetter = key.scancode >= SDL_SCANCODE_A && key.scancode <= SDL_SCANCODE_Z;
+    const bool isOtherScript = key.sym > SDLK_DELETE && (key.sym & SDLK_SCANCODE_MASK) == 0;
+    return isLetter && isOtherScript ? SDLK_a + (key.scancode - SDL_SCANCODE_A) : SDLK_UNKNOWN;
 }
 
 } // namespace
@@ -78,6 +100,7 @@ SDLDisplay::SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::s
     : _wantedDensity(density) {
     prepareSDL(wayOut);
     _wakeEvent = SDL_RegisterEvents(1);
+    watchOnX11();
     openWindow(size, title, wayOut);
 }
 
@@ -88,9 +111,25 @@ SDLDisplay::~SDLDisplay() {
     SDL_QuitSubSystem(SDL_INIT_VIDEO); // sound ends by itself
 }
 
-/// The library wakes itself through a connection of its own to the window system. What was sent on
-/// it must arrive before the window goes, or the window system's error ends the process. Every turn
-/// gives the window system time for that, and sees that it had it.
+/// A screen without 24-bit colours cannot be watched; SDL converts pixels for it.
+void SDLDisplay::watchOnX11() {
+    if (!isOnX11()) {
+        return;
+    }
+    try {
+        _x11 = std::make_unique<X11WindowWatch>([this] {
+            if (_listener) {
+                _listener->displayVisibilityChanged();
+            }
+        });
+        _wantedDensity = _wantedDensity ? _wantedDensity : _x11->density();
+    } catch (const HostError &) {
+    }
+}
+
+/// SDL wakes itself through a second connection to the X server. Wake-ups that it has sent must be
+/// handled before the window is destroyed, or the server's error ends the process. Every turn waits
+/// a little and makes a round trip.
 void SDLDisplay::letWakeUpsArrive() const {
     SDL_HideWindow(_window);
     for (int turn = 0; turn < kEndingTurns; ++turn) {
@@ -100,7 +139,8 @@ void SDLDisplay::letWakeUpsArrive() const {
     }
 }
 
-/// The density is known only once there is a window.
+/// On Wayland the density is known only once there is a window. On X11 the window is shown after
+/// its class was set.
 void SDLDisplay::openWindow(CGSize size, const std::string &title, const std::string &wayOut) {
     const auto units = [](CGFloat length) {
         return static_cast<int>(std::clamp<CGFloat>(std::round(length), 1, 16384));
@@ -108,7 +148,8 @@ void SDLDisplay::openWindow(CGSize size, const std::string &title, const std::st
     const CGFloat expected = _wantedDensity.value_or(1);
     _window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
                                units(size.width * expected), units(size.height * expected),
-                               SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI);
+                               SDL_WINDOW_RESIZABLE | SDL_WINDOW_ALLOW_HIGHDPI |
+                                   (_x11 ? SDL_WINDOW_HIDDEN : SDL_WINDOW_SHOWN));
     if (!_window) {
         fail("a window cannot be opened", wayOut);
     }
@@ -116,6 +157,10 @@ void SDLDisplay::openWindow(CGSize size, const std::string &title, const std::st
     if (_wantedDensity && perUnit != 1) {
         SDL_SetWindowSize(_window, units(size.width * expected / perUnit),
                           units(size.height * expected / perUnit));
+    }
+    if (_x11) {
+        _x11->watch(x11WindowOf(_window));
+        SDL_ShowWindow(_window);
     }
 }
 
@@ -137,7 +182,8 @@ CGFloat SDLDisplay::pixelsPerUnit() const {
 }
 
 bool SDLDisplay::isVisible() const {
-    return (SDL_GetWindowFlags(_window) & (SDL_WINDOW_HIDDEN | SDL_WINDOW_MINIMIZED)) == 0;
+    return (SDL_GetWindowFlags(_window) & (SDL_WINDOW_HIDDEN | SDL_WINDOW_MINIMIZED)) == 0 &&
+           !(_x11 && _x11->isObscured());
 }
 
 void SDLDisplay::present(const Drawing &draw) {
@@ -159,7 +205,7 @@ void SDLDisplay::present(const Drawing &draw) {
     SDL_UpdateWindowSurfaceRects(_window, _shown.data(), static_cast<int>(_shown.size()));
 }
 
-/// The memory keeps the last picture as long as nothing happens to the window.
+/// The surface holds the last picture as long as it is the same memory of the same size.
 const std::vector<DeviceRect> &SDLDisplay::drawInto(std::uint32_t *pixels,
                                                     const SDL_Surface &surface, std::size_t stride,
                                                     const Drawing &draw) {
@@ -187,10 +233,14 @@ void SDLDisplay::toggleFullScreen() {
     _drawn = {};
 }
 
-/// Other threads may change the view tree meanwhile, so events are only noted here.
+/// Other threads may hold the tree lock now, so events are served later, in a call-out.
 void SDLDisplay::wait(Clock::Nanoseconds nanoseconds) {
     SDL_Event event;
-    if (SDL_WaitEventTimeout(&event, millisecondsFrom(nanoseconds)) == 0) {
+    const bool hasEvent = SDL_WaitEventTimeout(&event, millisecondsFrom(nanoseconds)) != 0;
+    if (_x11) {
+        _x11->look();
+    }
+    if (!hasEvent) {
         return;
     }
     const bool hadEvents = !_events.empty();
@@ -220,7 +270,7 @@ void SDLDisplay::note(const SDL_Event &event) {
         return;
     }
     if (event.type == SDL_WINDOWEVENT) {
-        _drawn = {}; // the window system may have taken new memory
+        _drawn = {}; // SDL may have made a new surface at the same address
     }
     _events.push_back(event);
 }
@@ -244,7 +294,13 @@ void SDLDisplay::serve(const SDL_Event &event) {
         serveWindowEvent(event.window.event);
         break;
     case SDL_KEYDOWN:
-        serveKey(event.key.keysym.sym, event.key.repeat != 0);
+        _isKeyRepeated = event.key.repeat != 0;
+        _isKeyServed = serveKey(event.key.keysym.sym) || serveKey(latinLetterOf(event.key.keysym));
+        break;
+    case SDL_TEXTINPUT: // a character typed with Shift, such as + on some keyboards
+        if (!_isKeyServed && event.text.text[0] > 0 && event.text.text[1] == '\0') {
+            serveKey(event.text.text[0]);
+        }
         break;
     case SDL_MOUSEBUTTONDOWN:
         if (event.button.button == SDL_BUTTON_LEFT) {
@@ -290,6 +346,9 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
         _listener->displayVisibilityChanged();
         break;
     case SDL_WINDOWEVENT_EXPOSED:
+        if (_x11) {
+            _x11->noteExposed();
+        }
         _listener->displayNeedsPicture();
         break;
     case SDL_WINDOWEVENT_CLOSE:
@@ -300,7 +359,8 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
     }
 }
 
-void SDLDisplay::serveKey(std::int32_t key, bool isRepeated) {
+/// False for a key that means nothing.
+bool SDLDisplay::serveKey(std::int32_t key) {
     static constexpr struct {
         std::int32_t key;
         DisplayKey meaning;
@@ -327,11 +387,15 @@ void SDLDisplay::serveKey(std::int32_t key, bool isRepeated) {
         {SDLK_q, DisplayKey::Quit},
         {SDLK_ESCAPE, DisplayKey::Quit},
     };
-    for (const auto &known : kKeys) {
-        if (known.key == key && (!isRepeated || asksWhileHeld(known.meaning))) {
-            _listener->keyPressed(known.meaning);
-        }
+    const auto *const known = std::find_if(std::begin(kKeys), std::end(kKeys),
+                                           [key](const auto &entry) { return entry.key == key; });
+    if (known == std::end(kKeys)) {
+        return false;
     }
+    if (!_isKeyRepeated || asksWhileHeld(known->meaning)) {
+        _listener->keyPressed(known->meaning);
+    }
+    return true;
 }
 
 CGPoint SDLDisplay::pointAt(int x, int y) const {

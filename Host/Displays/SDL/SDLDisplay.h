@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -15,11 +16,14 @@ union SDL_Event;
 
 namespace Lumivera {
 
+class X11WindowWatch;
+
 /// A resizable window on X11 or Wayland, through SDL.
 class SDLDisplay final : public Display {
   public:
     /// `size` in points; without a density the window system's is taken. A HostError when there is
-    /// no display to open a window on; `wayOut` tells the user what to do then.
+    /// no display to open a window on; `wayOut` tells the user what to do then. Only one
+    /// may exist at a time.
     SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title,
                const std::string &wayOut);
     ~SDLDisplay() override;
@@ -36,6 +40,7 @@ class SDLDisplay final : public Display {
     void wake() override;
 
   private:
+    void watchOnX11();
     void letWakeUpsArrive() const;
     void openWindow(CGSize size, const std::string &title, const std::string &wayOut);
     const std::vector<DeviceRect> &drawInto(std::uint32_t *pixels, const SDL_Surface &surface,
@@ -46,10 +51,12 @@ class SDLDisplay final : public Display {
     void serve(const SDL_Event &event);
     void serveWheel(int right, int up);
     void serveWindowEvent(std::uint8_t kind);
-    void serveKey(std::int32_t key, bool isRepeated);
+    bool serveKey(std::int32_t key);
     CGFloat pixelsPerUnit() const;
     CGPoint pointAt(int x, int y) const;
 
+    /// Null where the window is not on an X11 screen.
+    std::unique_ptr<X11WindowWatch> _x11;
     SDL_Window *_window = nullptr;
     std::optional<CGFloat> _wantedDensity;
     Listener *_listener = nullptr;
@@ -60,6 +67,10 @@ class SDLDisplay final : public Display {
     std::vector<std::uint32_t> _pixels;
     std::uint32_t _wakeEvent = 0;
     std::atomic<bool> _isWakePending{false};
+
+    /// Of the key that was pressed last: whether it is held, and whether its symbol is known.
+    bool _isKeyRepeated = false;
+    bool _isKeyServed = false;
 };
 
 } // namespace Lumivera

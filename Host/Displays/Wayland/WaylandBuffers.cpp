@@ -29,7 +29,7 @@ struct WaylandBuffers::Events {
     static constexpr wl_buffer_listener kBuffer{.release = release};
 };
 
-WaylandBuffers::WaylandBuffers(wl_shm *shm, std::shared_ptr<SharedPicture> memory)
+WaylandBuffers::WaylandBuffers(wl_shm *shm, std::shared_ptr<SharedBuffers> memory)
     : _memory(std::move(memory)), _buffers(_memory->count(), {this, nullptr, false}) {
     if (_memory->bytes() > INT32_MAX) {
         throw HostError("picture memory", "is larger than Wayland can share",
@@ -44,7 +44,7 @@ WaylandBuffers::WaylandBuffers(wl_shm *shm, std::shared_ptr<SharedPicture> memor
             static_cast<std::int32_t>(_memory->height()),
             static_cast<std::int32_t>(_memory->rowBytes()), WL_SHM_FORMAT_XRGB8888);
         wl_buffer_add_listener(buffer.handle, &Events::kBuffer, &buffer);
-        offset += static_cast<std::int32_t>(_memory->pictureBytes());
+        offset += static_cast<std::int32_t>(_memory->bufferBytes());
     }
     wl_shm_pool_destroy(pool);
 }

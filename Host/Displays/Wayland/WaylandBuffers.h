@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 
 #include <memory>
 #include <optional>
@@ -11,30 +11,30 @@ struct wl_shm;
 
 namespace Lumivera {
 
-/// The pictures of one memory as the compositor knows them. The memory lives as long as the
-/// compositor may read it. Main thread.
+/// The wl_buffers of shared memory, which they keep alive as long as the compositor may read it.
+/// Main thread.
 class WaylandBuffers final {
   public:
     /// A HostError when the memory is larger than Wayland can share.
-    WaylandBuffers(wl_shm *shm, std::shared_ptr<SharedPicture> memory);
+    WaylandBuffers(wl_shm *shm, std::shared_ptr<SharedBuffers> memory);
     ~WaylandBuffers();
 
     WaylandBuffers(const WaylandBuffers &) = delete;
     WaylandBuffers &operator=(const WaylandBuffers &) = delete;
 
-    const SharedPicture &memory() const { return *_memory; }
-    const std::shared_ptr<SharedPicture> &memoryPointer() const { return _memory; }
+    const SharedBuffers &memory() const { return *_memory; }
+    const std::shared_ptr<SharedBuffers> &memoryPointer() const { return _memory; }
 
-    /// The first picture that the compositor does not read.
+    /// The first buffer that the compositor has released or never had.
     std::optional<unsigned> lowestFree() const;
 
-    /// A picture to show; it is not free until the compositor releases it.
+    /// The buffer to attach; it is busy until the compositor releases it.
     wl_buffer *take(unsigned index);
 
-    /// Nothing more is shown from the memory: the pictures go as they become free.
+    /// Destroys the buffers as soon as the compositor has released them. Nothing more is shown.
     void retire();
 
-    /// True when all pictures have gone.
+    /// True when all buffers are destroyed.
     bool isEmpty() const;
 
   private:
@@ -48,7 +48,7 @@ class WaylandBuffers final {
 
     void released(Buffer &buffer) const;
 
-    const std::shared_ptr<SharedPicture> _memory;
+    const std::shared_ptr<SharedBuffers> _memory;
     std::vector<Buffer> _buffers;
     bool _isRetired = false;
 };

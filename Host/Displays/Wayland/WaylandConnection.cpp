@@ -1,4 +1,8 @@
+#include <fractional-scale-v1-client-protocol.h>
+#include <viewporter-client-protocol.h>
 #include <wayland-client.h>
+#include <wlr-layer-shell-unstable-v1-client-protocol.h>
+#include <xdg-output-unstable-v1-client-protocol.h>
 
 #include "Host/Displays/Wayland/WaylandConnection.h"
 
@@ -9,13 +13,14 @@
 #include <climits>
 #include <cstdlib>
 #include <poll.h>
+#include <type_traits>
 
 namespace Lumivera {
 
 namespace {
 
 constexpr double kAnswerSeconds = 5;
-constexpr int kMostReadsATurn = 16;
+constexpr int kMaxReadsATurn = 16;
 constexpr const char *kAdvice = "start it in a Wayland session, or set WAYLAND_DISPLAY";
 
 std::string compositorName() {
@@ -23,7 +28,7 @@ std::string compositorName() {
     return name && *name ? "Wayland compositor " + std::string(name) : "Wayland compositor";
 }
 
-/// The library's complaints on the terminal; the reason of the loss is told instead.
+/// Keeps the library from printing errors; lossReason() tells them.
 void swallowComplaint(const char *, va_list) {}
 
 } // namespace
@@ -72,7 +77,8 @@ short WaylandConnection::awaitedEvents() const {
     return static_cast<short>(_isSendingBlocked ? POLLIN | POLLOUT : POLLIN);
 }
 
-/// A connection that broke while sending is read on: it may hold the compositor's reason.
+/// A connection that broke while sending is still read, because the compositor's error may be in
+/// it.
 bool WaylandConnection::prepareToWait() {
     _isSendingBlocked = wl_display_flush(_display) < 0 && errno == EAGAIN;
     if (wl_display_get_error(_display) != 0 || wl_display_prepare_read(_display) != 0) {
@@ -104,11 +110,11 @@ bool WaylandConnection::waitForEvents(Clock::Nanoseconds deadline) {
                         Clock::current().now() < deadline);
 }
 
-/// What arrives in several pieces still makes one turn. Each piece is handed out before the next is
-/// read: an end of the connection would hide the reason that came before it. False when the
-/// connection is lost.
+/// Reads until nothing more arrives, within a limit, so that events which belong together are
+/// settled together. Dispatches after every read: once a read fails, an error that arrived before
+/// it could no longer be dispatched. False when the connection is lost.
 bool WaylandConnection::readEvents() {
-    for (int reads = 0; reads == 0 || (reads < kMostReadsATurn && isReadable()); ++reads) {
+    for (int reads = 0; reads == 0 || (reads < kMaxReadsATurn && isReadable()); ++reads) {
         while (wl_display_prepare_read(_display) != 0) {
             if (wl_display_dispatch_pending(_display) < 0) {
                 return false;
@@ -142,6 +148,59 @@ std::string WaylandConnection::lossReason() const {
     return error == EPIPE || error == ECONNRESET
                ? "the compositor has ended the connection"
                : "the connection to the compositor broke: " + systemErrorText();
+}
+
+WaylandGlobals::~WaylandGlobals() {
+    const auto end = [](auto *object, auto destroy) {
+        if (object) {
+            destroy(object);
+        }
+    };
+    end(outputManager, zxdg_output_manager_v1_destroy);
+    end(fractionalScales, wp_fractional_scale_manager_v1_destroy);
+    end(viewporter, wp_viewporter_destroy);
+    if (layerShell && zwlr_layer_shell_v1_get_version(layerShell) >= 3) {
+        zwlr_layer_shell_v1_destroy(layerShell);
+    } else if (layerShell) {
+        wl_proxy_destroy(reinterpret_cast<wl_proxy *>(layerShell));
+    }
+    end(shm, wl_shm_destroy);
+    end(compositor, wl_compositor_destroy);
+}
+
+void WaylandGlobals::bind(wl_registry *registry, std::uint32_t number, std::string_view interface,
+                          std::uint32_t version) {
+    const auto take = [&](auto *&object, const wl_interface &wanted, std::uint32_t known) {
+        if (!object && interface == wanted.name) {
+            object = static_cast<std::remove_reference_t<decltype(object)>>(
+                bindNewest(registry, number, wanted, version, known));
+        }
+    };
+    take(compositor, wl_compositor_interface, 4);
+    take(shm, wl_shm_interface, 1);
+    take(layerShell, zwlr_layer_shell_v1_interface, 4);
+    take(viewporter, wp_viewporter_interface, 1);
+    take(fractionalScales, wp_fractional_scale_manager_v1_interface, 1);
+    take(outputManager, zxdg_output_manager_v1_interface, 3);
+}
+
+void WaylandGlobals::checkNeeds() const {
+    if (!compositor || !shm) {
+        throw HostError("Wayland", "this compositor shows no pictures from memory",
+                        "use another desktop");
+    }
+    if (!layerShell) {
+        throw HostError("Wayland",
+                        "this desktop has no layer shell (GNOME for one), so nothing can be shown "
+                        "behind its windows",
+                        "show the wallpaper in a window with `lumivera run`, or log in to X11");
+    }
+}
+
+void *WaylandGlobals::bindNewest(wl_registry *registry, std::uint32_t number,
+                                 const wl_interface &interface, std::uint32_t offered,
+                                 std::uint32_t known) {
+    return wl_registry_bind(registry, number, &interface, std::min(offered, known));
 }
 
 } // namespace Lumivera

@@ -2,9 +2,19 @@
 
 #include "Host/Support/DescriptorWaiter.h"
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 
+struct wl_compositor;
 struct wl_display;
+struct wl_interface;
+struct wl_registry;
+struct wl_shm;
+struct wp_fractional_scale_manager_v1;
+struct wp_viewporter;
+struct zwlr_layer_shell_v1;
+struct zxdg_output_manager_v1;
 
 namespace Lumivera {
 
@@ -14,7 +24,7 @@ class WaylandConnection final : public DescriptorSource {
     /// Hears of the connection in call-outs of the main run loop.
     class Listener {
       public:
-        /// All events that have arrived were handed to the objects that they are for.
+        /// All events that had arrived together were dispatched to their objects.
         virtual void eventsDispatched() = 0;
 
         /// Told once. The connection may go within the call.
@@ -27,7 +37,7 @@ class WaylandConnection final : public DescriptorSource {
     /// Connects to the compositor that the environment names. A HostError when there is none.
     explicit WaylandConnection(DescriptorWaiter &waiter);
 
-    /// Everything that was made through the connection goes before.
+    /// All objects of the connection must have been destroyed before.
     ~WaylandConnection();
 
     WaylandConnection(const WaylandConnection &) = delete;
@@ -35,8 +45,8 @@ class WaylandConnection final : public DescriptorSource {
 
     wl_display *display() const { return _display; }
 
-    /// Waits until the compositor has answered everything that was asked so far. Before listen()
-    /// only. A HostError when it does not answer within a few seconds, or refuses.
+    /// Waits until the compositor has handled every request so far. Before listen() only. A
+    /// HostError when it does not answer within a few seconds, or reports an error.
     void roundTrip();
 
     /// From now on the main run loop serves the connection. The listener is not owned.
@@ -58,6 +68,36 @@ class WaylandConnection final : public DescriptorSource {
     Listener *_listener = nullptr;
     bool _isSendingBlocked = false;
     bool _isServed = false;
+};
+
+/// The globals of which a compositor has one each; null for those that it does not offer. Main
+/// thread.
+class WaylandGlobals final {
+  public:
+    WaylandGlobals() = default;
+    ~WaylandGlobals();
+
+    WaylandGlobals(const WaylandGlobals &) = delete;
+    WaylandGlobals &operator=(const WaylandGlobals &) = delete;
+
+    /// Binds the registry's global of that number if it is one of these.
+    void bind(wl_registry *registry, std::uint32_t number, std::string_view interface,
+              std::uint32_t version);
+
+    /// A HostError when a global is missing without which no wallpaper can be shown.
+    void checkNeeds() const;
+
+    /// Binds a global in the newest version that both sides know.
+    static void *bindNewest(wl_registry *registry, std::uint32_t number,
+                            const wl_interface &interface, std::uint32_t offered,
+                            std::uint32_t known);
+
+    wl_compositor *compositor = nullptr;
+    wl_shm *shm = nullptr;
+    zwlr_layer_shell_v1 *layerShell = nullptr;
+    wp_viewporter *viewporter = nullptr;
+    wp_fractional_scale_manager_v1 *fractionalScales = nullptr;
+    zxdg_output_manager_v1 *outputManager = nullptr;
 };
 
 } // namespace Lumivera

@@ -4,20 +4,115 @@
 #include "Host/Displays/Wayland/WaylandDesktop.h"
 
 #include "Host/Displays/Wayland/WaylandOutput.h"
-#include "Host/Displays/Wayland/WaylandSeat.h"
 #include "Host/Displays/Wayland/WaylandSurface.h"
+
+#include <cmath>
+#include <set>
 
 namespace Lumivera {
 
 namespace {
 
+using Level = Finding::Level;
+
 constexpr std::uint32_t kOutputVersion = 4;
 constexpr std::uint32_t kSeatVersion = 7;
 constexpr std::uint32_t kToplevelsVersion = 3;
 
+/// Asks a compositor for all that it offers.
+class Offers {
+  public:
+    explicit Offers(WaylandConnection &connection)
+        : _registry(wl_display_get_registry(connection.display())) {
+        static constexpr wl_registry_listener kEvents{.global = added, .global_remove = removed};
+        wl_registry_add_listener(_registry, &kEvents, this);
+        connection.roundTrip();
+        for (const auto &output : outputs) {
+            if (_globals.outputManager) {
+                output->describeBy(_globals.outputManager);
+            }
+        }
+        connection.roundTrip();
+    }
+    ~Offers() {
+        outputs.clear();
+        wl_registry_destroy(_registry);
+    }
+    Offers(const Offers &) = delete;
+    Offers &operator=(const Offers &) = delete;
+
+    bool has(const char *interface) const { return _interfaces.count(interface) > 0; }
+
+    std::vector<std::unique_ptr<WaylandOutput>> outputs;
+
+  private:
+    static void added(void *data, wl_registry *registry, std::uint32_t number,
+                      const char *interface, std::uint32_t version) {
+        auto &offers = *static_cast<Offers *>(data);
+        offers._interfaces.insert(interface);
+        if (std::string_view(interface) == wl_output_interface.name) {
+            void *const output = WaylandGlobals::bindNewest(registry, number, wl_output_interface,
+                                                            version, kOutputVersion);
+            offers.outputs.push_back(
+                std::make_unique<WaylandOutput>(static_cast<wl_output *>(output), number));
+        } else {
+            offers._globals.bind(registry, number, interface, version);
+        }
+    }
+    static void removed(void *, wl_registry *, std::uint32_t) {}
+
+    wl_registry *const _registry;
+    WaylandGlobals _globals;
+    std::set<std::string> _interfaces;
+};
+
+Finding layerShell(const Offers &offers) {
+    if (offers.has("zwlr_layer_shell_v1")) {
+        return {"layer shell", Level::Good, "can show the wallpaper behind the windows", ""};
+    }
+    return {"layer shell", Level::Bad,
+            "is missing: this desktop lets no other program behind its windows",
+            "use a desktop that has it (Sway, Hyprland, KDE, Phosh and others), or an X11 session"};
+}
+
+Finding scales(const Offers &offers) {
+    if (offers.has("wp_fractional_scale_manager_v1") && offers.has("wp_viewporter")) {
+        return {"fractional scale", Level::Good, "pictures are sharp at every scale", ""};
+    }
+    return {"fractional scale", Level::Lacking, "pictures are sharp at whole scales only",
+            "use a newer compositor, or a whole scale"};
+}
+
+Finding covers(const Offers &offers) {
+    if (offers.has("zwlr_foreign_toplevel_manager_v1")) {
+        return {"foreign toplevels", Level::Good,
+                "maximized and full-screen windows let the wallpaper rest", ""};
+    }
+    return {"foreign toplevels", Level::Lacking,
+            "the wallpaper rests only when the compositor asks for no more pictures",
+            "use a compositor that offers wlr-foreign-toplevel-management"};
+}
+
 } // namespace
 
-/// An output and the surface on it, which is there once the output is known.
+DesktopSurvey surveyWayland() {
+    DescriptorWaiter waiter;
+    WaylandConnection connection(waiter);
+    const Offers offers(connection);
+    DesktopSurvey survey;
+    survey.system = "Wayland";
+    survey.findings = {layerShell(offers), scales(offers), covers(offers)};
+    for (const auto &output : offers.outputs) {
+        const CGFloat density = static_cast<CGFloat>(output->scale()) / WaylandOutput::kScaleParts;
+        const WaylandSize size = output->size();
+        survey.outputs.push_back(
+            {output->name(), static_cast<unsigned>(std::lround(size.width * density)),
+             static_cast<unsigned>(std::lround(size.height * density)), density});
+    }
+    return survey;
+}
+
+/// An output and its surface, which is created once the output is known.
 struct WaylandDesktop::Place {
     WaylandOutput output;
     std::unique_ptr<WaylandSurface> surface;
@@ -39,7 +134,7 @@ struct WaylandDesktop::Events {
                                                     .global_remove = globalRemove};
 };
 
-/// The second answer tells what the things that the first one told of are like.
+/// The first round trip brings the globals, the second what they say of themselves.
 WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter, const Options &options)
     : _options(options), _connection(waiter), _cursor(_globals) {
     _registry = wl_display_get_registry(_connection.display());
@@ -58,7 +153,7 @@ WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter, const Options &options)
     _connection.listen(*this);
 }
 
-/// Nobody hears of the end.
+/// The listener hears nothing of this.
 WaylandDesktop::~WaylandDesktop() {
     killSurfaces();
     _seats.clear();
@@ -103,7 +198,7 @@ void WaylandDesktop::remove(std::uint32_t number) {
     std::erase_if(_seats, [number](const auto &seat) { return seat->number() == number; });
 }
 
-/// Outputs may be told of before what describes them.
+/// Called for every new global, because the registry may name outputs before their manager.
 void WaylandDesktop::describeOutputs() {
     for (const auto &place : _places) {
         if (_globals.outputManager) {

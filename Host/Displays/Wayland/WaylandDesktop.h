@@ -2,8 +2,7 @@
 
 #include "Host/Displays/Desktop.h"
 #include "Host/Displays/Wayland/WaylandConnection.h"
-#include "Host/Displays/Wayland/WaylandCursor.h"
-#include "Host/Displays/Wayland/WaylandGlobals.h"
+#include "Host/Displays/Wayland/WaylandSeat.h"
 #include "Host/Displays/Wayland/WaylandToplevels.h"
 
 #include <cstdint>
@@ -16,17 +15,19 @@ struct wl_registry;
 namespace Lumivera {
 
 class WaylandOutput;
-class WaylandSeat;
 class WaylandSurface;
 
-/// The desktop of a Wayland compositor that has a layer shell. An output is known to be hidden when
-/// its compositor asks for no more pictures, or tells that the window that is worked in is
-/// maximized or has the whole output. Several windows side by side, or one that is not worked in,
-/// count only where the compositor notices by itself. Main thread.
+/// What the Wayland compositor of the session offers. A HostError when there is none.
+DesktopSurvey surveyWayland();
+
+/// The desktop of a Wayland compositor that has a layer shell. An output counts as hidden when the
+/// compositor sends no more frame callbacks, or tells that the active window is maximized or
+/// full-screen. Several windows side by side, or one that is not active, count only where the
+/// compositor stops the frame callbacks. Main thread.
 class WaylandDesktop final : public Desktop, private WaylandConnection::Listener {
   public:
     struct Options {
-        /// Taps and clicks go to whatever lies behind the wallpaper, usually nothing.
+        /// Taps and clicks go to what lies behind the wallpaper, usually nothing.
         bool clickThrough = false;
     };
 

@@ -5,7 +5,7 @@
 
 #include "Host/Displays/Wayland/WaylandLayer.h"
 
-#include "Host/Displays/Wayland/WaylandGlobals.h"
+#include "Host/Displays/Wayland/WaylandConnection.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -41,7 +41,7 @@ struct WaylandLayer::Events {
 
     static void preferredScale(void *data, wp_fractional_scale_v1 *, std::uint32_t scale) {
         static_cast<WaylandLayer *>(data)->_scale = static_cast<int>(std::clamp<std::uint32_t>(
-            scale, 1, WaylandOutput::kLargestScale * WaylandOutput::kScaleParts));
+            scale, 1, WaylandOutput::kMaxScale * WaylandOutput::kScaleParts));
     }
 
     static void frame(void *data, wl_callback *, std::uint32_t) {
@@ -95,20 +95,20 @@ void WaylandLayer::acknowledge() {
     }
 }
 
-void WaylandLayer::show(wl_buffer *picture, const std::vector<DeviceRect> &changes,
-                        WaylandSize size, int wholeScale) {
+void WaylandLayer::show(wl_buffer *buffer, const std::vector<DeviceRect> &damage, WaylandSize size,
+                        int wholeScale) {
     if (_viewport) {
         wp_viewport_set_destination(_viewport, size.width, size.height);
     } else if (wl_surface_get_version(_surface) >= WL_SURFACE_SET_BUFFER_SCALE_SINCE_VERSION) {
         wl_surface_set_buffer_scale(_surface, wholeScale);
     }
-    wl_surface_attach(_surface, picture, 0, 0);
-    damage(changes);
+    wl_surface_attach(_surface, buffer, 0, 0);
+    addDamage(damage);
     awaitFrame();
     wl_surface_commit(_surface);
 }
 
-/// Nothing behind it needs to be drawn.
+/// The opaque region keeps the compositor from drawing what lies behind.
 void WaylandLayer::makeRegions(const WaylandGlobals &globals, bool clickThrough) {
     wl_region *const everything = wl_compositor_create_region(globals.compositor);
     wl_region_add(everything, 0, 0, INT32_MAX, INT32_MAX);
@@ -121,13 +121,13 @@ void WaylandLayer::makeRegions(const WaylandGlobals &globals, bool clickThrough)
     }
 }
 
-/// Old compositors know damage in points only, which pixels do not match.
-void WaylandLayer::damage(const std::vector<DeviceRect> &changes) {
+/// Before version 4, damage is in points, which cannot describe pixels; all is damaged then.
+void WaylandLayer::addDamage(const std::vector<DeviceRect> &damage) {
     if (wl_surface_get_version(_surface) < WL_SURFACE_DAMAGE_BUFFER_SINCE_VERSION) {
         wl_surface_damage(_surface, 0, 0, INT32_MAX, INT32_MAX);
         return;
     }
-    for (const DeviceRect &rect : changes) {
+    for (const DeviceRect &rect : damage) {
         wl_surface_damage_buffer(_surface, rect.left, rect.top, rect.width(), rect.height());
     }
 }

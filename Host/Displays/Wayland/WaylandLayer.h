@@ -18,11 +18,10 @@ namespace Lumivera {
 
 class WaylandGlobals;
 
-/// A surface in the background layer that wants the whole of an output. It lives until the
-/// compositor closes it. Main thread.
+/// A layer surface in the background layer that fills an output. Main thread.
 class WaylandLayer final {
   public:
-    /// The surface's user data is `owner`. With `clickThrough` it takes no input.
+    /// `owner` becomes the user data of the wl_surface. With `clickThrough` it takes no input.
     WaylandLayer(const WaylandGlobals &globals, wl_output *output, bool clickThrough, void *owner);
     ~WaylandLayer();
 
@@ -31,37 +30,37 @@ class WaylandLayer final {
 
     wl_surface *handle() const { return _surface; }
 
-    /// True once the compositor lets it show pictures.
+    /// True once the compositor has configured it, before which no buffer may be attached.
     bool isConfigured() const { return _isConfigured; }
 
-    /// True when the compositor wants it gone.
+    /// True once the compositor has closed it; it is of no use any more.
     bool isClosed() const { return _isClosed; }
 
-    /// In points, as it was last configured; a side of 0 leaves the choice to us.
+    /// The last configured size in points; a side of 0 is ours to choose.
     WaylandSize size() const { return _size; }
 
-    /// Whether a picture of any size fills the surface.
+    /// Whether the compositor scales a buffer of any size to the surface.
     bool canStretch() const { return _viewport != nullptr; }
 
-    /// Pixels a point in 120ths, once the compositor has told.
+    /// The preferred scale in 120ths, once the compositor has told it.
     std::optional<int> scale() const { return _scale; }
 
-    /// Tells the compositor that what comes next knows of the last size.
+    /// Acknowledges the last configure event.
     void acknowledge();
 
-    /// Shows a picture in the size. Where it cannot be stretched, its sides are divided by the
-    /// scale. Asks to hear when the next picture makes sense.
-    void show(wl_buffer *picture, const std::vector<DeviceRect> &changes, WaylandSize size,
+    /// Commits a buffer with its damage in pixels, and asks for a frame callback. `size` is used
+    /// where the compositor can scale buffers, `wholeScale` where it cannot.
+    void show(wl_buffer *buffer, const std::vector<DeviceRect> &damage, WaylandSize size,
               int wholeScale);
 
-    /// True from show() until the next picture makes sense.
+    /// True from show() until the frame callback.
     bool isFrameAwaited() const { return _frame != nullptr; }
 
   private:
     struct Events;
 
     void makeRegions(const WaylandGlobals &globals, bool clickThrough);
-    void damage(const std::vector<DeviceRect> &changes);
+    void addDamage(const std::vector<DeviceRect> &damage);
     void awaitFrame();
     void endFrame();
 

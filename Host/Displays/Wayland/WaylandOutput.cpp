@@ -14,10 +14,10 @@ struct WaylandOutput::Events {
                          std::int32_t, std::int32_t, const char *, const char *,
                          std::int32_t transform) {
         auto &self = *static_cast<WaylandOutput *>(data);
-        self._pending.isTurned = transform == WL_OUTPUT_TRANSFORM_90 ||
-                                 transform == WL_OUTPUT_TRANSFORM_270 ||
-                                 transform == WL_OUTPUT_TRANSFORM_FLIPPED_90 ||
-                                 transform == WL_OUTPUT_TRANSFORM_FLIPPED_270;
+        self._pending.isRotated = transform == WL_OUTPUT_TRANSFORM_90 ||
+                                  transform == WL_OUTPUT_TRANSFORM_270 ||
+                                  transform == WL_OUTPUT_TRANSFORM_FLIPPED_90 ||
+                                  transform == WL_OUTPUT_TRANSFORM_FLIPPED_270;
         self.applyIfNothingFollows(wl_output_get_version(output));
     }
 
@@ -33,7 +33,7 @@ struct WaylandOutput::Events {
     static void done(void *data, wl_output *) { static_cast<WaylandOutput *>(data)->apply(); }
 
     static void scale(void *data, wl_output *, std::int32_t factor) {
-        static_cast<WaylandOutput *>(data)->_pending.scale = std::clamp(factor, 1, kLargestScale);
+        static_cast<WaylandOutput *>(data)->_pending.scale = std::clamp(factor, 1, kMaxScale);
     }
 
     static void name(void *data, wl_output *, const char *name) {
@@ -52,7 +52,7 @@ struct WaylandOutput::Events {
         static_cast<WaylandOutput *>(data)->apply();
     }
 
-    /// An output's own name counts more.
+    /// The name in wl_output has precedence.
     static void logicalName(void *data, zxdg_output_v1 *, const char *name) {
         auto &self = *static_cast<WaylandOutput *>(data);
         if (self._pending.name.empty()) {
@@ -106,13 +106,13 @@ WaylandSize WaylandOutput::size() const {
     if (!_current.logical.isEmpty()) {
         return _current.logical;
     }
-    const WaylandSize mode = turnedMode();
+    const WaylandSize mode = rotatedMode();
     return {mode.width / _current.scale, mode.height / _current.scale};
 }
 
-/// The compositor rounds the size, so the scale is taken from the longer side.
+/// Takes the longer side, because the compositor has rounded the size.
 int WaylandOutput::scale() const {
-    const WaylandSize mode = turnedMode();
+    const WaylandSize mode = rotatedMode();
     const WaylandSize &logical = _current.logical;
     if (mode.isEmpty() || logical.isEmpty()) {
         return _current.scale * kScaleParts;
@@ -121,12 +121,12 @@ int WaylandOutput::scale() const {
                              ? static_cast<double>(mode.width) / logical.width
                              : static_cast<double>(mode.height) / logical.height;
     return std::clamp(static_cast<int>(std::lround(ratio * kScaleParts)), 1,
-                      kLargestScale * kScaleParts);
+                      kMaxScale * kScaleParts);
 }
 
-WaylandSize WaylandOutput::turnedMode() const {
+WaylandSize WaylandOutput::rotatedMode() const {
     const WaylandSize &mode = _current.mode;
-    return _current.isTurned ? WaylandSize{mode.height, mode.width} : mode;
+    return _current.isRotated ? WaylandSize{mode.height, mode.width} : mode;
 }
 
 void WaylandOutput::apply() {
@@ -134,7 +134,7 @@ void WaylandOutput::apply() {
     _isKnown = _isKnown || !_description || !_current.logical.isEmpty();
 }
 
-/// The first version of outputs does not say when everything was told.
+/// Version 1 of wl_output has no done event.
 void WaylandOutput::applyIfNothingFollows(std::uint32_t version) {
     if (version < WL_OUTPUT_DONE_SINCE_VERSION) {
         apply();

@@ -9,7 +9,7 @@ struct zxdg_output_v1;
 
 namespace Lumivera {
 
-/// A size in the compositor's units: the points of whatever is shown there.
+/// A size in logical pixels, the compositor's name for points.
 struct WaylandSize {
     int width = 0;
     int height = 0;
@@ -18,42 +18,43 @@ struct WaylandSize {
     bool isEmpty() const { return width <= 0 || height <= 0; }
 };
 
-/// What the compositor says about an output. What belongs together changes together. Main thread.
+/// What the compositor says about an output. Events take effect together, with the done event. Main
+/// thread.
 class WaylandOutput final {
   public:
-    /// Scales are counted in these parts, as the compositor does.
+    /// A scale of 1 in the unit of wp_fractional_scale_v1.
     static constexpr int kScaleParts = 120;
 
-    /// Whoever asks for more pixels a point is not believed.
-    static constexpr int kLargestScale = 16;
+    /// Larger scales are not believed.
+    static constexpr int kMaxScale = 16;
 
-    /// `number` is the registry's for it. Takes over the output.
+    /// Owns the output. `number` is the registry's for it.
     WaylandOutput(wl_output *output, std::uint32_t number);
     ~WaylandOutput();
 
     WaylandOutput(const WaylandOutput &) = delete;
     WaylandOutput &operator=(const WaylandOutput &) = delete;
 
-    /// Asks the manager for the sizes that windows see, which decide what isKnown() waits for.
+    /// Asks the manager for the logical size. isKnown() waits for it from then on.
     void describeBy(zxdg_output_manager_v1 *manager);
 
     wl_output *handle() const { return _output; }
     std::uint32_t number() const { return _number; }
 
-    /// True once everything was told for the first time.
+    /// True once the compositor has described the output completely.
     bool isKnown() const { return _isKnown; }
 
-    /// Its connector, such as "HDMI-A-1"; "wl-N" with the registry's number when nobody tells.
+    /// The connector, such as "HDMI-A-1"; "wl-N" with the registry's number when it has no name.
     std::string name() const;
 
-    /// In points, as it is turned; empty when nobody tells.
+    /// In points, rotated; empty when the compositor does not tell.
     WaylandSize size() const;
 
-    /// Whole pixels a point, at least 1: what the output's pictures are to be drawn with where no
-    /// other scale can be had.
+    /// Whole pixels a point, at least 1: the scale to draw with where fractional scales are not
+    /// supported.
     int wholeScale() const { return _current.scale; }
 
-    /// Pixels a point in 120ths: what mode and size tell, or the whole one.
+    /// Pixels a point in 120ths: mode by size where both are known, else the whole scale.
     int scale() const;
 
   private:
@@ -61,13 +62,13 @@ class WaylandOutput final {
 
     struct State {
         std::string name;
-        WaylandSize mode; ///< pixels, not turned
+        WaylandSize mode; ///< pixels, not rotated
         WaylandSize logical;
         int scale = 1;
-        bool isTurned = false;
+        bool isRotated = false;
     };
 
-    WaylandSize turnedMode() const;
+    WaylandSize rotatedMode() const;
     void apply();
     void applyIfNothingFollows(std::uint32_t version);
 

@@ -1,46 +1,33 @@
 #include "Host/Displays/Wayland/WaylandSurface.h"
 
 #include "Host/Displays/Wayland/WaylandBuffers.h"
-#include "Host/Displays/Wayland/WaylandGlobals.h"
+#include "Host/Displays/Wayland/WaylandConnection.h"
 #include "Host/Displays/Wayland/WaylandOutput.h"
-#include "Platform/Foundation/NSRunLoop.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <functional>
 #include <utility>
 
 namespace Lumivera {
 
 namespace {
 
-/// Two pictures of that size just fit into the memory that Wayland can share.
-constexpr int kLargestSide = 16383;
+/// Two buffers of that width and height just fit into the memory that Wayland can share.
+constexpr int kMaxSide = 16383;
 
-constexpr double kFrameSeconds = 0.7;
+/// A frame callback that takes longer is overdue.
+constexpr double kMaxFrameSeconds = 0.7;
 constexpr double kReopenSeconds = 0.1;
+
+/// The surface gives up at the third closing within ten seconds.
 constexpr double kClosingSeconds = 10;
-constexpr std::size_t kMostClosings = 3;
+constexpr std::size_t kMaxClosings = 3;
 
-std::string callName(const char *what, const void *object) {
-    return "lumiveraWayland" + std::string(what) +
-           std::to_string(reinterpret_cast<std::uintptr_t>(object));
-}
-
-void cancel(const std::string &call) {
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, call);
-}
-
-void callLater(const std::string &call, std::function<void()> action, double seconds) {
-    NSRunLoop::mainRunLoop().performSelector_afterDelay(nullptr, call, std::move(action), seconds);
-}
-
-DeviceRect boundsOf(const SharedPicture &memory) {
+DeviceRect boundsOf(const SharedBuffers &memory) {
     return {0, 0, static_cast<int>(memory.width()), static_cast<int>(memory.height())};
 }
 
-bool isDivisible(const SharedPicture &memory, int divisor) {
+bool isDivisible(const SharedBuffers &memory, int divisor) {
     const auto unsignedDivisor = static_cast<unsigned>(divisor);
     return memory.width() % unsignedDivisor == 0 && memory.height() % unsignedDivisor == 0;
 }
@@ -50,8 +37,11 @@ bool isDivisible(const SharedPicture &memory, int divisor) {
 WaylandSurface::WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output,
                                bool clickThrough)
     : _globals(globals), _output(output), _isClickThrough(clickThrough), _outputName(output.name()),
-      _openCall(callName("Open", this)), _frameCall(callName("Frame", this)),
-      _pictureCall(callName("Picture", this)) {
+      _reopen([this] { open(); }), _frameOverdue([this] {
+          _isStalled = true;
+          updateVisibility();
+      }),
+      _wantBuffer([this] { wantBuffer(); }) {
     open();
 }
 
@@ -59,11 +49,12 @@ WaylandSurface::~WaylandSurface() { die(); }
 
 void WaylandSurface::setListener(Listener *listener) {
     _listener = listener;
-    wantPictureSoon();
+    wantBufferSoon();
 }
 
-/// What is shown stays until it is replaced, so its memory lives on.
-void WaylandSurface::setMemory(std::shared_ptr<SharedPicture> memory) {
+/// What is shown stays until it is replaced, so the old buffers live until the compositor releases
+/// them.
+void WaylandSurface::setBuffers(std::shared_ptr<SharedBuffers> memory) {
     if (_isGivenUp) {
         return;
     }
@@ -77,26 +68,26 @@ void WaylandSurface::setMemory(std::shared_ptr<SharedPicture> memory) {
         const int scale = _output.wholeScale();
         _wholeScale = isDivisible(*memory, scale) ? scale : 1;
         _buffers = std::make_unique<WaylandBuffers>(_globals.shm, std::move(memory));
-        wantPictureSoon();
+        wantBufferSoon();
     }
 }
 
-void WaylandSurface::present(unsigned index, const std::vector<DeviceRect> &rects) {
+void WaylandSurface::present(unsigned index, const std::vector<DeviceRect> &damage) {
     if (!_buffers || _wanted != index) {
         return;
     }
     const DeviceRect bounds = boundsOf(_buffers->memory());
-    std::vector<DeviceRect> changes;
-    for (const DeviceRect &rect : _shown ? rects : std::vector{bounds}) {
-        const DeviceRect clipped = rect.intersection(bounds);
-        if (!clipped.isEmpty()) {
-            changes.push_back(clipped);
+    std::vector<DeviceRect> clipped;
+    for (const DeviceRect &rect : _shown ? damage : std::vector{bounds}) {
+        const DeviceRect part = rect.intersection(bounds);
+        if (!part.isEmpty()) {
+            clipped.push_back(part);
         }
     }
     _wanted.reset();
     _shown = index;
     if (usableLayer() && !_mustShowAgain) {
-        show(changes);
+        show(clipped);
     } else {
         _mustShowAgain = true;
     }
@@ -117,13 +108,13 @@ void WaylandSurface::settle(const WaylandCover &cover) {
     }
     updateVisibility();
     std::erase_if(_retired, [](const auto &buffers) { return buffers->isEmpty(); });
-    wantPicture();
+    wantBuffer();
 }
 
 void WaylandSurface::die() {
     endWatch();
-    cancel(_openCall);
-    cancel(_pictureCall);
+    _reopen.cancel();
+    _wantBuffer.cancel();
     _listener = nullptr;
     _layer.reset();
     _buffers.reset();
@@ -143,8 +134,8 @@ void WaylandSurface::open() {
     _layer = std::make_unique<WaylandLayer>(_globals, _output.handle(), _isClickThrough, this);
 }
 
-/// The compositor often closes the surface right before it takes the output away, and may never
-/// release the pictures. So the surface opens again a little later, with the pictures anew.
+/// Opens again a little later, because compositors often close the surface right before they remove
+/// the output. Makes new wl_buffers of the memory, because the old ones may never be released.
 void WaylandSurface::close() {
     endWatch();
     _layer.reset();
@@ -158,15 +149,14 @@ void WaylandSurface::close() {
         return now - closing > Clock::nanoseconds(kClosingSeconds);
     });
     _closings.push_back(now);
-    if (_closings.size() >= kMostClosings) {
+    if (_closings.size() >= kMaxClosings) {
         _isGivenUp = true;
     } else {
-        callLater(
-            _openCall, [this] { open(); }, kReopenSeconds);
+        _reopen.callAfter(kReopenSeconds);
     }
 }
 
-/// A side that the compositor leaves to us is the output's.
+/// A side that the compositor leaves open is the output's.
 void WaylandSurface::updateGeometry() {
     WaylandSize size = _layer->size();
     const WaylandSize whole = _output.size();
@@ -190,7 +180,7 @@ SurfaceGeometry WaylandSurface::geometryOf(WaylandSize size) const {
     const int whole = _output.wholeScale();
     const int scale =
         canStretch ? _layer->scale().value_or(_output.scale()) : whole * WaylandOutput::kScaleParts;
-    const int largest = canStretch ? kLargestSide : kLargestSide / whole * whole;
+    const int largest = canStretch ? kMaxSide : kMaxSide / whole * whole;
     const double density = static_cast<double>(scale) / WaylandOutput::kScaleParts;
     const auto pixels = [&](int length) {
         const double side =
@@ -218,51 +208,34 @@ void WaylandSurface::showAgain() {
     _mustShowAgain = false;
 }
 
-void WaylandSurface::show(const std::vector<DeviceRect> &rects) {
-    _layer->show(_buffers->take(*_shown), rects, _size, _wholeScale);
-    watchFrame();
-}
-
-/// Compositors send no word that a surface cannot be seen; they just ask for no more pictures.
-void WaylandSurface::watchFrame() {
-    cancel(_frameCall);
-    _isWatched = true;
-    callLater(
-        _frameCall,
-        [this] {
-            _isWatched = false;
-            _isStalled = true;
-            updateVisibility();
-        },
-        kFrameSeconds);
+/// A compositor does not say that a surface cannot be seen; it sends no more frame callbacks.
+void WaylandSurface::show(const std::vector<DeviceRect> &damage) {
+    _layer->show(_buffers->take(*_shown), damage, _size, _wholeScale);
+    _frameOverdue.callAfter(kMaxFrameSeconds);
 }
 
 void WaylandSurface::endWatch() {
-    if (_isWatched) {
-        cancel(_frameCall);
-    }
-    _isWatched = false;
+    _frameOverdue.cancel();
     _isStalled = false;
 }
 
-/// The listener hears of it in a call-out of its own.
-void WaylandSurface::wantPictureSoon() {
-    cancel(_pictureCall);
+/// Tells the listener in a call-out of its own.
+void WaylandSurface::wantBufferSoon() {
+    _wantBuffer.cancel();
     if (_buffers) {
-        callLater(
-            _pictureCall, [this] { wantPicture(); }, 0);
+        _wantBuffer.callAfter(0);
     }
 }
 
-/// The first picture of a memory waits for nothing that was shown before it.
-void WaylandSurface::wantPicture() {
+/// The first picture of new memory does not wait for the frame callback of what was shown before.
+void WaylandSurface::wantBuffer() {
     const WaylandLayer *const layer = usableLayer();
     if (!layer || !_buffers || !_listener || _wanted || (_shown && layer->isFrameAwaited())) {
         return;
     }
     _wanted = _buffers->lowestFree();
     if (_wanted) {
-        _listener->pictureWanted(*_wanted);
+        _listener->bufferWanted(*_wanted);
     }
 }
 

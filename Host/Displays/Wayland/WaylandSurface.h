@@ -3,6 +3,7 @@
 #include "Host/Displays/Desktop.h"
 #include "Host/Displays/Wayland/WaylandLayer.h"
 #include "Host/Displays/Wayland/WaylandToplevels.h"
+#include "Host/Support/DeferredCall.h"
 #include "Platform/Foundation/Clock.h"
 
 #include <memory>
@@ -16,8 +17,8 @@ class WaylandBuffers;
 class WaylandGlobals;
 class WaylandOutput;
 
-/// A wallpaper's place on a Wayland output. A compositor that closes it finds it coming again, but
-/// not for ever. Main thread.
+/// A wallpaper's surface on a Wayland output. It opens again when the compositor closes it, but
+/// gives up when that happens often. Main thread.
 class WaylandSurface final : public DesktopSurface {
   public:
     /// All outlive the surface.
@@ -30,22 +31,22 @@ class WaylandSurface final : public DesktopSurface {
     SurfaceVisibility visibility() const override { return _visibility; }
 
     /// A HostError when the memory is larger than Wayland can share.
-    void setMemory(std::shared_ptr<SharedPicture> memory) override;
-    void present(unsigned index, const std::vector<DeviceRect> &rects) override;
+    void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
+    void present(unsigned index, const std::vector<DeviceRect> &damage) override;
 
-    /// Acts on what came in a turn of events; `cover` is what is known of the windows before it.
+    /// Acts on the events that were dispatched; `cover` tells how windows hide the output.
     void settle(const WaylandCover &cover);
 
-    /// True when the compositor has closed it too often within a short time.
+    /// True once the compositor has closed it too often within a short time.
     bool isGivenUp() const { return _isGivenUp; }
 
-    /// The connection is lost: from now on nothing happens any more.
+    /// Ends everything; from now on calls do nothing. The connection may be lost.
     void die();
 
-    /// Who hears of its input; null for nobody.
+    /// Hears the surface's input; null for nobody.
     PointerListener *pointerListener() const { return _listener; }
 
-    /// Whole pixels a point, at least as many as there are.
+    /// The density, rounded up to whole pixels a point.
     int wholeScale() const;
 
   private:
@@ -56,19 +57,15 @@ class WaylandSurface final : public DesktopSurface {
     SurfaceGeometry geometryOf(WaylandSize size) const;
     void updateVisibility();
     void showAgain();
-    void show(const std::vector<DeviceRect> &rects);
-    void watchFrame();
+    void show(const std::vector<DeviceRect> &damage);
     void endWatch();
-    void wantPictureSoon();
-    void wantPicture();
+    void wantBufferSoon();
+    void wantBuffer();
 
     const WaylandGlobals &_globals;
     const WaylandOutput &_output;
     const bool _isClickThrough;
     const std::string _outputName;
-    const std::string _openCall;
-    const std::string _frameCall;
-    const std::string _pictureCall;
     Listener *_listener = nullptr;
 
     std::unique_ptr<WaylandLayer> _layer;
@@ -84,9 +81,14 @@ class WaylandSurface final : public DesktopSurface {
     std::optional<unsigned> _wanted;
     std::optional<unsigned> _shown;
     bool _mustShowAgain = false;
-    bool _isWatched = false;
     bool _isStalled = false;
     bool _isGivenUp = false;
+
+    DeferredCall _reopen;
+
+    /// Pending while a frame callback is awaited that is not overdue.
+    DeferredCall _frameOverdue;
+    DeferredCall _wantBuffer;
 };
 
 } // namespace Lumivera

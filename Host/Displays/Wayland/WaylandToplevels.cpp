@@ -111,8 +111,8 @@ void WaylandToplevels::forget(const wl_output *output) {
     }
 }
 
-/// A window may lie on a workspace that is not shown; the one that is worked in does not. Sway 1.10
-/// does not tell the output of a window that opens full-screen, so such a window may lie on any.
+/// Only the active window is certainly on a workspace that is shown. Sway 1.10 does not tell the
+/// output of a window that opens full-screen, so such a window may be on any output.
 WaylandCover WaylandToplevels::coverOf(const wl_output *output) const {
     WaylandCover cover;
     for (const auto &toplevel : _toplevels) {

@@ -11,19 +11,19 @@ struct zwlr_foreign_toplevel_manager_v1;
 
 namespace Lumivera {
 
-/// What windows hide an output.
+/// How windows hide an output.
 struct WaylandCover {
-    /// By the window that is worked in, or Visible when that does not hide it.
+    /// What the active window does; Visible when it does not hide the output.
     SurfaceVisibility known = SurfaceVisibility::Visible;
 
-    /// By what, if something should hide it that is not known.
+    /// Reason to report if frame callbacks stop although the active window does not hide the
+    /// output.
     SurfaceVisibility suspected = SurfaceVisibility::Covered;
 };
 
-/// Everybody's windows, to know which outputs they hide. A compositor tells whether a window has
-/// the whole output or is maximized, but not where it lies, nor on which workspace. So only the
-/// window that is worked in is known to hide an output, and several windows side by side are not
-/// seen to. Main thread.
+/// The windows of all programs, to know which outputs they hide. A compositor tells whether a
+/// window is full-screen or maximized, but not its place or workspace. So only the active window is
+/// known to be in sight, and windows side by side are not seen to hide an output. Main thread.
 class WaylandToplevels final {
   public:
     WaylandToplevels() = default;
@@ -32,10 +32,10 @@ class WaylandToplevels final {
     WaylandToplevels(const WaylandToplevels &) = delete;
     WaylandToplevels &operator=(const WaylandToplevels &) = delete;
 
-    /// Takes over the manager, through which windows are told.
+    /// Owns the manager, which reports the windows.
     void follow(zwlr_foreign_toplevel_manager_v1 *manager);
 
-    /// The output goes.
+    /// Call it before the output is destroyed.
     void forget(const wl_output *output);
 
     WaylandCover coverOf(const wl_output *output) const;

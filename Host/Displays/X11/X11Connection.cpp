@@ -18,7 +18,34 @@ namespace Lumivera {
 namespace {
 
 constexpr const char *kSubject = "X11";
-constexpr std::uint32_t kMostPropertyWords = 16 * 1024;
+constexpr std::uint32_t kMaxPropertyWords = 16 * 1024;
+
+/// In the order of X11Atom.
+constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::Count)> kAtomNames = {
+    "UTF8_STRING",
+    "_LUMIVERA_RELEASE",
+    "_NET_ACTIVE_WINDOW",
+    "_NET_CLIENT_LIST_STACKING",
+    "_NET_CURRENT_DESKTOP",
+    "_NET_FRAME_EXTENTS",
+    "_NET_SUPPORTING_WM_CHECK",
+    "_NET_WM_DESKTOP",
+    "_NET_WM_NAME",
+    "_NET_WM_OPAQUE_REGION",
+    "_NET_WM_PID",
+    "_NET_WM_STATE",
+    "_NET_WM_STATE_BELOW",
+    "_NET_WM_STATE_FULLSCREEN",
+    "_NET_WM_STATE_HIDDEN",
+    "_NET_WM_STATE_SKIP_PAGER",
+    "_NET_WM_STATE_SKIP_TASKBAR",
+    "_NET_WM_STATE_STICKY",
+    "_NET_WM_WINDOW_OPACITY",
+    "_NET_WM_WINDOW_TYPE",
+    "_NET_WM_WINDOW_TYPE_DESKTOP",
+};
+
+static_assert(!kAtomNames.back().empty());
 
 bool isOurFormat(const xcb_visualtype_t &visual) {
     return visual._class == XCB_VISUAL_CLASS_TRUE_COLOR && visual.red_mask == 0xff0000 &&
@@ -55,18 +82,17 @@ std::string reasonFor(int error) {
 
 } // namespace
 
-X11Connection::X11Connection(DescriptorWaiter &waiter, X11Listener &listener,
-                             const std::string &wayOut)
+X11Connection::X11Connection(DescriptorWatch &waiter, X11Listener &listener)
     : _waiter(waiter), _listener(listener) {
     int number = 0;
     _connection = xcb_connect(nullptr, &number);
     try {
-        chooseScreen(number, wayOut);
+        chooseScreen(number);
     } catch (...) {
         xcb_disconnect(_connection);
         throw;
     }
-    _atoms.emplace(_connection);
+    internAtoms();
     findExtensions();
     _waiter.add(*this);
 }
@@ -98,15 +124,20 @@ bool X11Connection::swapsBytes() const {
     return isServerLittle != (std::endian::native == std::endian::little);
 }
 
-std::uint32_t X11Connection::createWindow(const DeviceRect &area, std::uint32_t awaitedEvents) {
+std::uint32_t X11Connection::createWindow(const DeviceRect &area, std::uint32_t eventMask) {
     const std::uint32_t window = xcb_generate_id(_connection);
-    const std::uint32_t values[] = {0, XCB_GRAVITY_NORTH_WEST, awaitedEvents, _colormap};
+    const std::uint32_t values[] = {0, XCB_GRAVITY_NORTH_WEST, eventMask, _colormap};
     xcb_create_window(
         _connection, _depth, window, root(), static_cast<std::int16_t>(area.left),
         static_cast<std::int16_t>(area.top), static_cast<std::uint16_t>(area.width()),
         static_cast<std::uint16_t>(area.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, _visual,
         XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP, values);
     return window;
+}
+
+void X11Connection::setClass(std::uint32_t window) {
+    using namespace std::string_view_literals;
+    setProperty(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, "lumivera\0Lumivera\0"sv);
 }
 
 void X11Connection::setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,
@@ -123,7 +154,7 @@ void X11Connection::setProperty(std::uint32_t window, std::uint32_t name, std::u
 
 unsigned X11Connection::askForProperty(std::uint32_t window, std::uint32_t name) const {
     return xcb_get_property(_connection, 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0,
-                            kMostPropertyWords)
+                            kMaxPropertyWords)
         .sequence;
 }
 
@@ -139,7 +170,7 @@ std::optional<std::vector<std::uint32_t>> X11Connection::propertyWords(unsigned 
 
 int X11Connection::descriptor() const { return xcb_get_file_descriptor(_connection); }
 
-/// Answers that were waited for may have brought events along, which no descriptor tells of.
+/// While a reply was waited for, events may have been read as well. poll() no longer reports them.
 bool X11Connection::prepareToWait() {
     xcb_flush(_connection);
     if (!_arrived) {
@@ -148,7 +179,7 @@ bool X11Connection::prepareToWait() {
     return _arrived || xcb_connection_has_error(_connection) != 0;
 }
 
-/// Reads once what has arrived; the descriptor tells of more.
+/// Reads from the socket once only; poll() reports what arrives later.
 void X11Connection::serve() {
     X11Reply<void> event = std::move(_arrived);
     if (!event) {
@@ -164,13 +195,12 @@ void X11Connection::serve() {
     }
 }
 
-void X11Connection::chooseScreen(int number, const std::string &wayOut) {
+void X11Connection::chooseScreen(int number) {
     if (xcb_connection_has_error(_connection) != 0) {
         const char *name = std::getenv("DISPLAY");
-        throw HostError(kSubject,
-                        name && *name ? "there is no server at DISPLAY=" + std::string(name)
-                                      : "DISPLAY is not set, so there is no server",
-                        wayOut);
+        throw HostError(kSubject, name && *name
+                                      ? "there is no server at DISPLAY=" + std::string(name)
+                                      : "DISPLAY is not set, so there is no server");
     }
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(_connection));
     for (; number > 0 && screens.rem > 1; --number) {
@@ -183,7 +213,7 @@ void X11Connection::chooseScreen(int number, const std::string &wayOut) {
     }
 }
 
-/// The root's own visual where it will do, so that no colours have to be converted.
+/// Prefers the root's own visual, for which the server converts no colours.
 bool X11Connection::chooseVisual() {
     const xcb_setup_t *setup = xcb_get_setup(_connection);
     for (auto depths = xcb_screen_allowed_depths_iterator(_screen); depths.rem > 0;
@@ -209,7 +239,22 @@ bool X11Connection::chooseVisual() {
     return _visual != 0;
 }
 
-/// A descriptor that is sent to a server on another machine breaks the connection.
+/// Asks for all names before it waits for the first, which costs one round trip.
+void X11Connection::internAtoms() {
+    std::array<xcb_intern_atom_cookie_t, kAtomNames.size()> cookies;
+    for (std::size_t i = 0; i < kAtomNames.size(); ++i) {
+        cookies[i] = xcb_intern_atom(
+            _connection, 0, static_cast<std::uint16_t>(kAtomNames[i].size()), kAtomNames[i].data());
+    }
+    for (std::size_t i = 0; i < kAtomNames.size(); ++i) {
+        const X11Reply<xcb_intern_atom_reply_t> reply(
+            xcb_intern_atom_reply(_connection, cookies[i], nullptr));
+        _atoms[i] = reply ? reply->atom : static_cast<std::uint32_t>(XCB_ATOM_NONE);
+    }
+}
+
+/// Shared memory is used with a local server only: a file descriptor cannot be sent to another
+/// machine, and trying breaks the connection.
 void X11Connection::findExtensions() {
     for (xcb_extension_t *extension :
          {&xcb_shm_id, &xcb_randr_id, &xcb_shape_id, &xcb_screensaver_id}) {
@@ -244,7 +289,7 @@ bool X11Connection::isLocal() const {
 
 void X11Connection::serveEvent(void *event) {
     const X11Event arrived(event);
-    if (arrived.type() != 0) { // otherwise an error of a request whose window has gone
+    if (arrived.type() != 0) { // 0 is the error of a request
         _listener.eventArrived(arrived);
     }
 }

@@ -1,30 +1,93 @@
 #pragma once
 
-#include "Host/Displays/X11/X11Atoms.h"
-#include "Host/Displays/X11/X11Event.h"
-#include "Host/Displays/X11/X11Reply.h"
 #include "Host/Support/DescriptorWaiter.h"
 #include "Platform/Compositor/DeviceRect.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 struct xcb_connection_t;
-struct xcb_extension_t;
 struct xcb_screen_t;
 
 namespace Lumivera {
 
-/// The way to the X server that DISPLAY names, and what is known of it. Failed requests are passed
-/// over: windows of other programs go at any time. Main thread.
+struct X11ReplyDeleter {
+    void operator()(void *reply) const { std::free(reply); }
+};
+
+/// A reply or an event of the X server. Null for a request that failed.
+template <class Reply> using X11Reply = std::unique_ptr<Reply, X11ReplyDeleter>;
+
+/// An event of the X server; valid during the call that it is passed to.
+class X11Event {
+  public:
+    explicit X11Event(const void *bytes) : _bytes(bytes) {}
+
+    /// The protocol's number of the event, without the mark of those that another client sent.
+    std::uint8_t type() const { return *static_cast<const std::uint8_t *>(_bytes) & 0x7f; }
+
+    /// `Event` must be the structure that belongs to type().
+    template <class Event> const Event &as() const { return *static_cast<const Event *>(_bytes); }
+
+  private:
+    const void *_bytes;
+};
+
+/// Hears of a connection to an X server, in call-outs of the main run loop.
+class X11Listener {
+  public:
+    virtual void eventArrived(const X11Event &event) = 0;
+
+    /// All events that had arrived together were told.
+    virtual void eventsEnded() = 0;
+
+    /// Told once; `reason` in words. Every request from then on does nothing.
+    virtual void connectionLost(const std::string &reason) = 0;
+
+  protected:
+    ~X11Listener() = default;
+};
+
+/// Names that the programs of an X11 desktop have agreed on.
+enum class X11Atom {
+    Utf8String,
+    LumiveraRelease,
+    NetActiveWindow,
+    NetClientListStacking,
+    NetCurrentDesktop,
+    NetFrameExtents,
+    NetSupportingWMCheck,
+    NetWMDesktop,
+    NetWMName,
+    NetWMOpaqueRegion,
+    NetWMPid,
+    NetWMState,
+    NetWMStateBelow,
+    NetWMStateFullScreen,
+    NetWMStateHidden,
+    NetWMStateSkipPager,
+    NetWMStateSkipTaskbar,
+    NetWMStateSticky,
+    NetWMWindowOpacity,
+    NetWMWindowType,
+    NetWMWindowTypeDesktop,
+    Count,
+};
+
+/// A connection to the X server that DISPLAY names, and what that server can do. Requests that fail
+/// are ignored, because other programs' windows go at any time. Main thread.
 class X11Connection final : private DescriptorSource {
   public:
-    /// A HostError when there is no server, or none that shows 24-bit colours; `wayOut` tells the
-    /// user what to do then. Neither the waiter nor the listener is owned.
-    X11Connection(DescriptorWaiter &waiter, X11Listener &listener, const std::string &wayOut = {});
+    /// A HostError when there is no server, or none that shows 24-bit colours. Neither the waiter
+    /// nor the listener is owned.
+    X11Connection(DescriptorWatch &waiter, X11Listener &listener);
     ~X11Connection();
 
     X11Connection(const X11Connection &) = delete;
@@ -33,24 +96,27 @@ class X11Connection final : private DescriptorSource {
     /// For requests.
     xcb_connection_t *get() const { return _connection; }
 
-    std::uint32_t atom(X11Atom atom) const { return (*_atoms)[atom]; }
+    /// The server's number for the name.
+    std::uint32_t atom(X11Atom atom) const { return _atoms[static_cast<std::size_t>(atom)]; }
     std::uint32_t root() const;
 
-    /// Of the whole screen, as it was when the connection was made, in pixels.
+    /// The whole screen, as it was when the connection was made, in pixels.
     DeviceRect rootArea() const;
 
-    /// Whether the window is one of this connection's own.
+    /// Whether this connection created the window.
     bool isOwn(std::uint32_t window) const;
 
-    /// Whether the server reads pictures from memory that a descriptor stands for.
+    /// Whether the server reads pixels from memory that a file descriptor stands for.
     bool takesSharedMemory() const { return _sharedMemoryEvent.has_value(); }
+
+    /// Whether the event says that the server has read such memory.
     bool isCompletion(const X11Event &event) const { return event.type() == _sharedMemoryEvent; }
 
     /// Whether the server tells its monitors.
     bool hasMonitors() const { return _monitorEvents.has_value(); }
     bool isMonitorChange(const X11Event &event) const;
 
-    /// Whether the server tells when its screen saver comes and goes.
+    /// Whether the server tells when its screen saver starts and ends.
     bool hasScreenSaver() const { return _screenSaverEvent.has_value(); }
     bool isScreenSaverChange(const X11Event &event) const {
         return event.type() == _screenSaverEvent;
@@ -59,19 +125,23 @@ class X11Connection final : private DescriptorSource {
     /// Whether windows may have other shapes than rectangles.
     bool hasShapes() const { return _hasShapes; }
 
-    /// Whether the server's pixels have their bytes in the other order than ours.
+    /// Whether the server's byte order differs from this machine's.
     bool swapsBytes() const;
 
-    /// A window without a background, so that nothing flashes, whose pixels are words 0x00RRGGBB.
-    std::uint32_t createWindow(const DeviceRect &area, std::uint32_t awaitedEvents);
+    /// Creates a window whose pixels are words 0x00RRGGBB. It has no background, which would flash
+    /// before the first picture. `eventMask` selects its events.
+    std::uint32_t createWindow(const DeviceRect &area, std::uint32_t eventMask);
     std::uint8_t depth() const { return _depth; }
+
+    /// Sets the class, by which window managers know the program.
+    void setClass(std::uint32_t window);
 
     void setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,
                      std::string_view text);
     void setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,
                      const std::vector<std::uint32_t> &words);
 
-    /// Asks for a property without waiting for it. What it gives is good for one propertyWords().
+    /// Asks for a property without waiting. The result is good for one propertyWords().
     unsigned askForProperty(std::uint32_t window, std::uint32_t name) const;
 
     /// Waits for a property of 32-bit words; nothing when there is none of that kind.
@@ -82,18 +152,19 @@ class X11Connection final : private DescriptorSource {
     bool prepareToWait() override;
     void serve() override;
 
-    void chooseScreen(int number, const std::string &wayOut);
+    void chooseScreen(int number);
     bool chooseVisual();
+    void internAtoms();
     void findExtensions();
     bool isLocal() const;
     void serveEvent(void *event);
     void loseConnection();
 
-    DescriptorWaiter &_waiter;
+    DescriptorWatch &_waiter;
     X11Listener &_listener;
     xcb_connection_t *_connection = nullptr;
     const xcb_screen_t *_screen = nullptr;
-    std::optional<X11Atoms> _atoms;
+    std::array<std::uint32_t, static_cast<std::size_t>(X11Atom::Count)> _atoms{};
     std::optional<std::uint8_t> _sharedMemoryEvent;
     std::optional<std::uint8_t> _monitorEvents;
     std::optional<std::uint8_t> _screenSaverEvent;

@@ -1,9 +1,6 @@
 #include "Host/Displays/X11/X11Desktop.h"
 
-#include "Host/Displays/X11/X11Density.h"
-
 #include <algorithm>
-#include <cstdint>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 
@@ -11,23 +8,77 @@ namespace Lumivera {
 
 namespace {
 
-/// Windows that are dragged are looked at no more often than that, in seconds.
+using Level = Finding::Level;
+
+/// Seconds between two readings of the window stack, which changes all the time while a window is
+/// dragged.
 constexpr NSTimeInterval kRest = 0.05;
 
+/// For a connection whose events nobody needs.
+class Silence final : public X11Listener {
+  private:
+    void eventArrived(const X11Event &) override {}
+    void eventsEnded() override {}
+    void connectionLost(const std::string &) override {}
+};
+
+Finding either(bool isThere, const std::string &subject, const std::string &good,
+               const std::string &lacking, const std::string &remedy) {
+    return isThere ? Finding{subject, Level::Good, good, ""}
+                   : Finding{subject, Level::Lacking, lacking, remedy};
+}
+
+bool hasWindowManager(X11Connection &connection) {
+    const unsigned question = connection.askForProperty(
+        connection.root(), connection.atom(X11Atom::NetSupportingWMCheck));
+    return connection.propertyWords(question).has_value();
+}
 } // namespace
 
+DesktopSurvey surveyX11() {
+    DescriptorWaiter waiter;
+    Silence silence;
+    X11Connection connection(waiter, silence);
+    DesktopSurvey survey;
+    survey.system = "X11";
+    survey.findings = {
+        {"X server", Level::Good, "can show the wallpaper behind the windows", ""},
+        either(connection.takesSharedMemory(), "shared memory",
+               "pictures reach the server without being copied",
+               "pictures are copied to the server, which costs more of the processor",
+               "use a server on this machine with MIT-SHM 1.2 or newer"),
+        either(connection.hasMonitors(), "RandR", "every monitor has its own wallpaper",
+               "all monitors are one", "use a server with RandR 1.5 or newer"),
+        either(connection.hasShapes(), "shapes", "--click-through works",
+               "--click-through does nothing", "use a server with the SHAPE extension"),
+        either(connection.hasScreenSaver(), "screen saver",
+               "the wallpaper rests while the screen is blank or switched off",
+               "the wallpaper goes on while the screen is blank or switched off",
+               "use a server with the MIT-SCREEN-SAVER extension"),
+        either(hasWindowManager(connection), "window manager",
+               "tells which windows cover the wallpaper",
+               "there is none that tells which windows cover the wallpaper; they are looked for",
+               "use one that keeps to the common hints, as most do"),
+    };
+    const CGFloat density = readX11Density(connection).value_or(1);
+    for (const X11Output &output : withoutMirrors(readX11Outputs(connection))) {
+        survey.outputs.push_back({output.name, static_cast<unsigned>(output.area.width()),
+                                  static_cast<unsigned>(output.area.height()), density});
+    }
+    return survey;
+}
+
 X11Desktop::X11Desktop(DescriptorWaiter &waiter, const Options &options)
-    : _options(options),
-      _restName("lumiveraX11Rest" + std::to_string(reinterpret_cast<std::uintptr_t>(this))),
-      _connection(waiter, *this), _stack(_connection), _screenSaver(_connection) {
+    : _options(options), _connection(waiter, *this), _stack(_connection), _screenSaver(_connection),
+      _rest([this] {
+          if (_hasStackChanged) {
+              updateStack();
+          }
+      }) {
     awaitEvents();
     updateDensity();
     updateOutputs();
     updateStack();
-}
-
-X11Desktop::~X11Desktop() {
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, _restName);
 }
 
 void X11Desktop::setListener(Listener *listener) {
@@ -60,7 +111,7 @@ void X11Desktop::eventsEnded() {
     if (_haveOutputsChanged) {
         updateOutputs();
     }
-    if (_hasStackChanged && !_isResting) {
+    if (_hasStackChanged && !_rest.isPending()) {
         updateStack();
     }
     for (const auto &surface : _surfaces) {
@@ -87,7 +138,7 @@ void X11Desktop::awaitEvents() {
     }
 }
 
-/// A server that knows no monitors tells a new size of its screen by the root's.
+/// A server without RandR tells a new screen size only by the root's.
 bool X11Desktop::isOutputChange(const X11Event &event) const {
     return _connection.isMonitorChange(event) ||
            (event.type() == XCB_CONFIGURE_NOTIFY &&
@@ -149,20 +200,7 @@ void X11Desktop::updateStack() {
         surface->lowerBeneath(_stack.windowsBeneath(surface->window(), surface->area()));
         surface->setStackVisibility(_stack.visibilityOf(surface->area()));
     }
-    rest();
-}
-
-void X11Desktop::rest() {
-    _isResting = true;
-    NSRunLoop::mainRunLoop().performSelector_afterDelay(
-        nullptr, _restName,
-        [this] {
-            _isResting = false;
-            if (_hasStackChanged) {
-                updateStack();
-            }
-        },
-        kRest);
+    _rest.callAfter(kRest);
 }
 
 } // namespace Lumivera

@@ -1,26 +1,30 @@
 #pragma once
 
-#include "Host/Displays/X11/X11ScreenSaver.h"
 #include "Host/Displays/X11/X11Surface.h"
 #include "Host/Displays/X11/X11WindowStack.h"
+#include "Host/Support/DeferredCall.h"
+#include "Host/Support/DescriptorWaiter.h"
 
 namespace Lumivera {
+
+/// What the X server and the window manager of the session offer. A HostError when there is no
+/// server that could show anything.
+DesktopSurvey surveyX11();
 
 /// The desktop of an X11 session: a window beneath all others on every output.
 class X11Desktop final : public Desktop, private X11Listener {
   public:
     struct Options {
-        /// Clicks reach what lies beneath.
+        /// Clicks reach what lies beneath the wallpaper.
         bool clickThrough = false;
 
-        /// Pixels a point; the desktop's own settings without.
+        /// Pixels a point, instead of what the desktop's settings say.
         std::optional<CGFloat> density;
     };
 
     /// A HostError when there is no X server, or none that shows 24-bit colours. The waiter is not
     /// owned.
     X11Desktop(DescriptorWaiter &waiter, const Options &options);
-    ~X11Desktop();
 
     X11Desktop(const X11Desktop &) = delete;
     X11Desktop &operator=(const X11Desktop &) = delete;
@@ -40,10 +44,8 @@ class X11Desktop final : public Desktop, private X11Listener {
     void removeSurfacesBut(const std::vector<X11Output> &outputs);
     void place(const X11Output &output);
     void updateStack();
-    void rest();
 
     const Options _options;
-    const std::string _restName;
     X11Connection _connection;
     X11WindowStack _stack;
     X11ScreenSaver _screenSaver;
@@ -53,7 +55,9 @@ class X11Desktop final : public Desktop, private X11Listener {
     bool _haveOutputsChanged = false;
     bool _hasDensityChanged = false;
     bool _hasStackChanged = false;
-    bool _isResting = false;
+
+    /// Pending for a while after the window stack was read.
+    DeferredCall _rest;
 };
 
 } // namespace Lumivera

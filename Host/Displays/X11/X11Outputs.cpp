@@ -1,13 +1,20 @@
 #include "Host/Displays/X11/X11Outputs.h"
 
-#include "Host/Displays/X11/X11Connection.h"
-
+#include <algorithm>
+#include <charconv>
 #include <xcb/randr.h>
+#include <xcb/screensaver.h>
 #include <xcb/xcb.h>
 
 namespace Lumivera {
 
 namespace {
+
+constexpr std::uint32_t kMaxSettingsWords = 64 * 1024;
+constexpr std::string_view kDensityName = "Xft.dpi:";
+constexpr double kUsualDotsPerInch = 96;
+constexpr CGFloat kMinDensity = 0.1;
+constexpr CGFloat kMaxDensity = 10;
 
 DeviceRect areaOf(const xcb_randr_monitor_info_t &monitor) {
     return {monitor.x, monitor.y, monitor.x + monitor.width, monitor.y + monitor.height};
@@ -40,6 +47,13 @@ std::vector<X11Output> readMonitors(xcb_connection_t *connection, std::uint32_t 
     return outputs;
 }
 
+/// Only the blanked kind hides the wallpaper. The other kinds draw something, maybe in a window of
+/// no size: some programs have a saver only to hear when the user is idle.
+bool blanks(std::uint8_t state, std::uint8_t kind) {
+    return (state == XCB_SCREENSAVER_STATE_ON || state == XCB_SCREENSAVER_STATE_CYCLE) &&
+           kind == XCB_SCREENSAVER_KIND_BLANKED;
+}
+
 } // namespace
 
 std::vector<X11Output> readX11Outputs(X11Connection &connection) {
@@ -63,6 +77,55 @@ std::vector<X11Output> withoutMirrors(const std::vector<X11Output> &outputs) {
         }
     }
     return result;
+}
+
+std::optional<CGFloat> readX11Density(X11Connection &connection) {
+    const X11Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection.get(),
+        xcb_get_property(connection.get(), 0, connection.root(), XCB_ATOM_RESOURCE_MANAGER,
+                         XCB_ATOM_STRING, 0, kMaxSettingsWords),
+        nullptr));
+    if (!reply || reply->format != 8) {
+        return {};
+    }
+    return densityFromX11Settings(
+        {static_cast<const char *>(xcb_get_property_value(reply.get())),
+         static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))});
+}
+
+std::optional<CGFloat> densityFromX11Settings(std::string_view settings) {
+    while (!settings.empty()) {
+        std::string_view line = settings.substr(0, settings.find('\n'));
+        settings.remove_prefix(std::min(settings.size(), line.size() + 1));
+        if (line.starts_with(kDensityName)) {
+            line.remove_prefix(
+                std::min(line.size(), line.find_first_not_of(" \t", kDensityName.size())));
+            double dotsPerInch = 0;
+            std::from_chars(line.data(), line.data() + line.size(), dotsPerInch);
+            const CGFloat density = dotsPerInch / kUsualDotsPerInch;
+            return density >= kMinDensity && density <= kMaxDensity ? std::optional(density)
+                                                                    : std::nullopt;
+        }
+    }
+    return {};
+}
+
+X11ScreenSaver::X11ScreenSaver(X11Connection &connection) : _connection(connection) {
+    if (!_connection.hasScreenSaver()) {
+        return;
+    }
+    xcb_connection_t *server = _connection.get();
+    xcb_screensaver_select_input(server, _connection.root(), XCB_SCREENSAVER_EVENT_NOTIFY_MASK);
+    const X11Reply<xcb_screensaver_query_info_reply_t> reply(xcb_screensaver_query_info_reply(
+        server, xcb_screensaver_query_info(server, _connection.root()), nullptr));
+    _isBlank = reply && blanks(reply->state, reply->kind);
+}
+
+void X11ScreenSaver::eventArrived(const X11Event &event) {
+    if (_connection.isScreenSaverChange(event)) {
+        const auto &notice = event.as<xcb_screensaver_notify_event_t>();
+        _isBlank = blanks(notice.state, notice.kind);
+    }
 }
 
 } // namespace Lumivera

@@ -1,13 +1,9 @@
 #pragma once
 
-#include "Platform/Compositor/DeviceRect.h"
-
-#include <string>
-#include <vector>
+#include "Host/Displays/X11/X11Connection.h"
+#include "Platform/CoreGraphics/CGGeometry.h"
 
 namespace Lumivera {
-
-class X11Connection;
 
 /// A part of the screen that a monitor shows.
 struct X11Output {
@@ -19,12 +15,36 @@ struct X11Output {
     bool operator==(const X11Output &) const = default;
 };
 
-/// What the monitors show, after one or two turns of the server. One for the whole screen, called
-/// "default", where the server does not tell its monitors.
+/// What the monitors show, without mirrors. Takes one or two round trips. One output for the whole
+/// screen, called "default", where the server does not tell its monitors.
 std::vector<X11Output> readX11Outputs(X11Connection &connection);
 
-/// Without those that show nothing but a part of what another one shows. Of two that show the same
-/// the one that comes first stays.
+/// Leaves out outputs that show nothing but a part of what another one shows. Of two that show the
+/// same, the first stays.
 std::vector<X11Output> withoutMirrors(const std::vector<X11Output> &outputs);
+
+/// Pixels a point by the desktop's settings: their Xft.dpi divided by 96. Nothing where they do not
+/// say. Takes a round trip.
+std::optional<CGFloat> readX11Density(X11Connection &connection);
+
+/// The same from the settings' text, whose lines are "name: value". Nothing for a value that makes
+/// no sense.
+std::optional<CGFloat> densityFromX11Settings(std::string_view settings);
+
+/// Whether the server's screen saver has blanked the screen, as it also does before the server
+/// switches the monitors off. Main thread.
+class X11ScreenSaver {
+  public:
+    /// Reads the present state and selects events. The connection is not owned.
+    explicit X11ScreenSaver(X11Connection &connection);
+
+    bool isBlank() const { return _isBlank; }
+
+    void eventArrived(const X11Event &event);
+
+  private:
+    X11Connection &_connection;
+    bool _isBlank = false;
+};
 
 } // namespace Lumivera

@@ -9,13 +9,13 @@ namespace Lumivera {
 
 namespace {
 
-/// More than that cost more than the pixels around them.
-constexpr std::size_t kMostRects = 128;
+/// Showing more rectangles than that costs more than showing the one around them all.
+constexpr std::size_t kMaxRects = 128;
 
 constexpr std::size_t kBandBytes = 256 * 1024;
 
-/// That every server takes, in bytes.
-constexpr std::size_t kShortestRequest = 16 * 1024;
+/// The request length that every server must take, in bytes.
+constexpr std::size_t kMinRequestBytes = 16 * 1024;
 
 std::uint32_t newContext(xcb_connection_t *connection, std::uint32_t window) {
     const std::uint32_t context = xcb_generate_id(connection);
@@ -24,7 +24,6 @@ std::uint32_t newContext(xcb_connection_t *connection, std::uint32_t window) {
     return context;
 }
 
-/// What has to be shown of a picture of that size.
 std::vector<DeviceRect> clipped(const std::vector<DeviceRect> &rects, const DeviceRect &whole) {
     std::vector<DeviceRect> result;
     DeviceRect around;
@@ -35,10 +34,10 @@ std::vector<DeviceRect> clipped(const std::vector<DeviceRect> &rects, const Devi
             around = around.united(part);
         }
     }
-    return result.size() > kMostRects ? std::vector{around} : result;
+    return result.size() > kMaxRects ? std::vector{around} : result;
 }
 
-DeviceRect wholeOf(const SharedPicture &memory) {
+DeviceRect wholeOf(const SharedBuffers &memory) {
     return {0, 0, static_cast<int>(memory.width()), static_cast<int>(memory.height())};
 }
 
@@ -56,28 +55,28 @@ X11Presenter::~X11Presenter() {
     xcb_free_gc(_connection.get(), _context);
 }
 
-void X11Presenter::setMemory(std::shared_ptr<SharedPicture> memory) {
+void X11Presenter::setBuffers(std::shared_ptr<SharedBuffers> memory) {
     detach();
     _memory = std::move(memory);
     _isShown = false;
-    _isServersTurn = false;
+    _awaitsRelease = false;
     attach();
 }
 
-void X11Presenter::present(const std::vector<DeviceRect> &rects) {
+void X11Presenter::present(const std::vector<DeviceRect> &damage) {
     if (!_memory) {
         return;
     }
     const DeviceRect whole = wholeOf(*_memory);
-    const std::vector<DeviceRect> parts = clipped(_isShown ? rects : std::vector{whole}, whole);
+    const std::vector<DeviceRect> parts = clipped(_isShown ? damage : std::vector{whole}, whole);
     _isShown = true;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         show(parts[i], i + 1 == parts.size());
     }
-    _isServersTurn = true;
-    _awaitsSegment = _segment != 0 && !parts.empty();
-    if (!_awaitsSegment) {
-        passTurn();
+    _awaitsRelease = true;
+    _awaitsCompletion = _segment != 0 && !parts.empty();
+    if (!_awaitsCompletion) {
+        requestRelease();
     }
 }
 
@@ -90,29 +89,30 @@ void X11Presenter::repaint(const DeviceRect &rect) {
     }
 }
 
-/// A message to ourselves comes back when the server has done all that was asked for before it.
-void X11Presenter::passTurn() {
-    _isServersTurn = true;
-    _awaitsSegment = false;
+/// Sends a message to our own window. The server handles requests in order, so the message arrives
+/// after everything that was asked for before.
+void X11Presenter::requestRelease() {
+    _awaitsRelease = true;
+    _awaitsCompletion = false;
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = _window;
-    message.type = _connection.atom(X11Atom::LumiveraTurn);
-    message.data.data32[0] = ++_turn;
+    message.type = _connection.atom(X11Atom::LumiveraRelease);
+    message.data.data32[0] = ++_releaseNumber;
     xcb_send_event(_connection.get(), 0, _window, XCB_EVENT_MASK_NO_EVENT,
                    reinterpret_cast<const char *>(&message));
 }
 
-bool X11Presenter::takesTurn(const X11Event &event) {
-    if (!_isServersTurn || !isTurn(event)) {
+bool X11Presenter::takesRelease(const X11Event &event) {
+    if (!_awaitsRelease || !isRelease(event)) {
         return false;
     }
-    _isServersTurn = false;
+    _awaitsRelease = false;
     return true;
 }
 
-/// Whether the server can read the memory is known only when it has tried.
+/// Waits for the server to try: some cannot read such memory although they say so.
 void X11Presenter::attach() {
     if (!_memory || !_connection.takesSharedMemory()) {
         return;
@@ -136,8 +136,8 @@ void X11Presenter::detach() {
     }
 }
 
-bool X11Presenter::isTurn(const X11Event &event) const {
-    if (_awaitsSegment) {
+bool X11Presenter::isRelease(const X11Event &event) const {
+    if (_awaitsCompletion) {
         return _connection.isCompletion(event) &&
                event.as<xcb_shm_completion_event_t>().shmseg == _segment;
     }
@@ -145,8 +145,9 @@ bool X11Presenter::isTurn(const X11Event &event) const {
         return false;
     }
     const auto &message = event.as<xcb_client_message_event_t>();
-    return message.window == _window && message.type == _connection.atom(X11Atom::LumiveraTurn) &&
-           message.data.data32[0] == _turn;
+    return message.window == _window &&
+           message.type == _connection.atom(X11Atom::LumiveraRelease) &&
+           message.data.data32[0] == _releaseNumber;
 }
 
 void X11Presenter::show(const DeviceRect &rect, bool isLast) {
@@ -163,10 +164,10 @@ void X11Presenter::show(const DeviceRect &rect, bool isLast) {
                       _connection.depth(), XCB_IMAGE_FORMAT_Z_PIXMAP, isLast, _segment, 0);
 }
 
-/// In bands, since the length of a request is limited.
+/// Sends bands of rows, because the length of a request is limited.
 void X11Presenter::sendRows(const DeviceRect &rect) {
     const std::size_t longest = std::size_t{4} * xcb_get_maximum_request_length(_connection.get());
-    if (longest < kShortestRequest) {
+    if (longest < kMinRequestBytes) {
         return; // the connection is lost
     }
     const std::size_t room = std::min(longest, kBandBytes) - sizeof(xcb_put_image_request_t) - 4;

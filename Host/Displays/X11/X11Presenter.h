@@ -1,14 +1,14 @@
 #pragma once
 
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 #include "Host/Displays/X11/X11Connection.h"
 
 #include <memory>
 
 namespace Lumivera {
 
-/// Shows the first picture of shared memory in a window. The server reads the memory itself where
-/// it can; elsewhere the pixels are sent to it. Main thread.
+/// Shows the first buffer of shared memory in a window. The server reads the memory itself where it
+/// can; elsewhere the pixels are sent to it. Main thread.
 class X11Presenter {
   public:
     /// Neither the connection nor the window is owned.
@@ -18,31 +18,28 @@ class X11Presenter {
     X11Presenter(const X11Presenter &) = delete;
     X11Presenter &operator=(const X11Presenter &) = delete;
 
-    /// Shows pictures of that memory from now on; it is our turn at once. What is shown stays.
-    void setMemory(std::shared_ptr<SharedPicture> memory);
-    SharedPicture *memory() const { return _memory.get(); }
+    /// Shows that memory from now on; nobody reads it yet. What is shown stays.
+    void setBuffers(std::shared_ptr<SharedBuffers> memory);
 
-    /// Shows what the rectangles hold; of new memory the first time all. It is the server's turn
-    /// until it has read the pixels.
-    void present(const std::vector<DeviceRect> &rects);
+    /// Shows the damaged parts of the buffer, or all of it the first time. The server reads the
+    /// buffer until its release.
+    void present(const std::vector<DeviceRect> &damage);
 
-    /// Shows once more what was lost from the window, in pixels of the window. Nothing happens
-    /// before the memory's first present().
+    /// Shows again what the window has lost, in pixels of the window. Does nothing before the
+    /// memory's first present().
     void repaint(const DeviceRect &rect);
 
-    /// Gives the turn to the server; it comes back when the server has had time for what it was
-    /// asked before.
-    void passTurn();
+    /// Makes the release come when the server has done everything that it was asked for so far.
+    void requestRelease();
 
-    /// Whether the event gives the turn back: nobody but us touches the memory now. Once after
-    /// every present() and passTurn().
-    bool takesTurn(const X11Event &event);
-    bool isOurTurn() const { return !_isServersTurn; }
+    /// Whether the event is the release of the buffer, after which nobody but us touches it. True
+    /// once after every present() and requestRelease().
+    bool takesRelease(const X11Event &event);
 
   private:
     void attach();
     void detach();
-    bool isTurn(const X11Event &event) const;
+    bool isRelease(const X11Event &event) const;
     void show(const DeviceRect &rect, bool isLast);
     void sendRows(const DeviceRect &rect);
     void fillBand(const DeviceRect &rect);
@@ -50,15 +47,18 @@ class X11Presenter {
     X11Connection &_connection;
     const std::uint32_t _window;
     const std::uint32_t _context;
-    std::shared_ptr<SharedPicture> _memory;
+    std::shared_ptr<SharedBuffers> _memory;
     std::vector<std::uint32_t> _band;
 
-    /// The server's name of the memory; 0 where the pixels are sent.
+    /// The server's number for the memory; 0 where the pixels are sent.
     std::uint32_t _segment = 0;
 
-    std::uint32_t _turn = 0;
-    bool _isServersTurn = false;
-    bool _awaitsSegment = false;
+    /// Tells the release message that is awaited from earlier ones.
+    std::uint32_t _releaseNumber = 0;
+    bool _awaitsRelease = false;
+
+    /// The release is the completion event of the segment, not a message.
+    bool _awaitsCompletion = false;
     bool _isShown = false;
 };
 

@@ -1,19 +1,19 @@
 #pragma once
 
 #include "Host/Displays/Desktop.h"
+#include "Host/Displays/PointerGestures.h"
 #include "Host/Displays/X11/X11Outputs.h"
-#include "Host/Displays/X11/X11Pointer.h"
 #include "Host/Displays/X11/X11Presenter.h"
 
 #include <map>
 
 namespace Lumivera {
 
-/// A window of the desktop kind over all of an output, beneath the windows of other programs. It
-/// comes to be seen with its first picture. Main thread.
+/// A window of type desktop that fills an output, beneath the windows of other programs. It is
+/// mapped when its first picture is presented. Main thread.
 class X11Surface final : public DesktopSurface {
   public:
-    /// Clicks reach what lies beneath when `clickThrough` is set. The connection is not owned.
+    /// With `clickThrough`, clicks reach what lies beneath. The connection is not owned.
     X11Surface(X11Connection &connection, const X11Output &output, CGFloat density,
                bool clickThrough);
     ~X11Surface() override;
@@ -25,20 +25,20 @@ class X11Surface final : public DesktopSurface {
     const std::string &outputName() const override { return _output.name; }
     SurfaceGeometry geometry() const override;
     SurfaceVisibility visibility() const override;
-    void setMemory(std::shared_ptr<SharedPicture> memory) override;
-    void present(unsigned index, const std::vector<DeviceRect> &rects) override;
+    void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
+    void present(unsigned index, const std::vector<DeviceRect> &damage) override;
 
     std::uint32_t window() const { return _window; }
     const DeviceRect &area() const { return _output.area; }
 
-    /// For its desktop, within call-outs: what has changed around it.
+    /// Its desktop calls these within call-outs.
     void setArea(const DeviceRect &area);
     void setDensity(CGFloat density);
     void setStackVisibility(SurfaceVisibility visibility);
     void setBlank(bool isBlank);
     void eventArrived(const X11Event &event);
 
-    /// Goes beneath those windows again, unless one of them insists on its place.
+    /// Goes beneath those windows, unless each of them has come beneath it too often.
     void lowerBeneath(const std::vector<std::uint32_t> &windows);
 
   private:
@@ -48,6 +48,8 @@ class X11Surface final : public DesktopSurface {
     void letClicksThrough();
     void tellGeometryUnless(const SurfaceGeometry &before);
     void setObscured(bool isObscured);
+    void servePointer(const X11Event &event);
+    void servePress(std::uint8_t button, CGPoint point);
     void tellVisibilityUnless(SurfaceVisibility before);
 
     X11Connection &_connection;
@@ -55,7 +57,7 @@ class X11Surface final : public DesktopSurface {
     CGFloat _density;
     const std::uint32_t _window;
     X11Presenter _presenter;
-    X11Pointer _pointer;
+    PointerGestures _gestures;
     Listener *_listener = nullptr;
     SurfaceVisibility _stackVisibility = SurfaceVisibility::Visible;
     std::map<std::uint32_t, unsigned> _lowerings;

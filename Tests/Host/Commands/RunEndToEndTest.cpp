@@ -22,14 +22,13 @@ using Json = nlohmann::json;
 constexpr double kBlownAway = 50;
 constexpr double kPetalRadius = 20;
 
-/// The parameter is the environment variable that selects the library that opens the window.
-class Window : public ProgramWindowTest, public ::testing::WithParamInterface<std::string> {
+class Window : public ProgramWindowTest {
   protected:
     void start(const std::vector<std::string> &more) {
         std::vector<std::string> arguments{
             "run", shippedBundle("Lumivera.bundle"), "--trace", trace(), "--size", "400x600"};
         arguments.insert(arguments.end(), more.begin(), more.end());
-        ProgramWindowTest::start(arguments, {GetParam()});
+        ProgramWindowTest::start(arguments);
     }
 
     /// Starts the program and waits for its first frame.
@@ -106,7 +105,7 @@ std::size_t changedPixels(const CGImage &first, const CGImage &second, double x,
     return changed;
 }
 
-TEST_P(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
+TEST_F(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
     begin();
     const auto image = picture();
     ASSERT_TRUE(image);
@@ -116,18 +115,18 @@ TEST_P(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-TEST_P(Window, EndsWithTheInterruptSignal) {
+TEST_F(Window, EndsWithTheInterruptSignal) {
     begin();
     EXPECT_EQ(end(SIGINT), 0);
 }
 
-TEST_P(Window, EndsByItselfAfterTheSeconds) {
+TEST_F(Window, EndsByItselfAfterTheSeconds) {
     start({"--seconds", "1"});
     EXPECT_EQ(waitForEnd(), 0);
 }
 
-/// With one petal over a still background, only the petal changes the picture.
-TEST_P(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
+// One petal over a picture that stands still, so that what changes beside it is the petal.
+TEST_F(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     begin({"--speed", "1", "--count", "1"});
     pause();
     const auto before = Json::parse(lines().back());
@@ -151,7 +150,7 @@ TEST_P(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-TEST_P(Window, EndsWhileInputIsPending) {
+TEST_F(Window, EndsWhileInputIsPending) {
     for (int i = 0; i < 5; ++i) {
         begin();
         kill(process(), SIGSTOP);
@@ -165,7 +164,7 @@ TEST_P(Window, EndsWhileInputIsPending) {
     }
 }
 
-TEST_P(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
+TEST_F(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
     begin();
     ASSERT_TRUE(waitForFrames(10));
     xdotool("windowunmap --sync " + window());
@@ -175,7 +174,7 @@ TEST_P(Window, UsesNoProcessorTimeWhileItIsHiddenAndGoesOnWhenItIsShown) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-TEST_P(Window, FillsANewWidthWithFreshPetals) {
+TEST_F(Window, FillsANewWidthWithFreshPetals) {
     begin({"--count", "300"});
     resize(790, 400);
     const auto reachesTheRight = [this] {
@@ -190,7 +189,7 @@ TEST_P(Window, FillsANewWidthWithFreshPetals) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-TEST_P(Window, ObeysItsKeys) {
+TEST_F(Window, ObeysItsKeys) {
     begin({"--count", "30"});
     focus();
     press("plus");
@@ -205,11 +204,5 @@ TEST_P(Window, ObeysItsKeys) {
     press("q");
     EXPECT_EQ(waitForEnd(), 0);
 }
-
-INSTANTIATE_TEST_SUITE_P(Through, Window,
-                         ::testing::Values("SDL_VIDEODRIVER", "SDL_VIDEODRIVER=x11"),
-                         [](const auto &instance) {
-                             return std::string(instance.index == 0 ? "XCB" : "SDL");
-                         });
 
 } // namespace

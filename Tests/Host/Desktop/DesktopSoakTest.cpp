@@ -172,7 +172,7 @@ class DesktopSoakTest : public SimulatedTimeTest {
             EXPECT_EQ(output.bundle, "/calm");
             EXPECT_EQ(output.failedBundle, "");
             EXPECT_NEAR(output.framesPerSecond, 40, 1) << output.output;
-            const SharedPicture *memory = _desktop.surface(output.output)->memory();
+            const SharedBuffers *memory = _desktop.surface(output.output)->memory();
             ASSERT_TRUE(memory);
             EXPECT_EQ(memory->width(), output.width);
             EXPECT_EQ(memory->height(), output.height);

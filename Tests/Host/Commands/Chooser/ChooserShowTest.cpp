@@ -343,7 +343,7 @@ TEST_F(ChooserShowTest, BeginsTheViewAnewInAWindowOfAnotherSize) {
              {2.5, [&] {
                   ASSERT_EQ(_views.views().size(), 1u);
                   const CGSize preview = _show->layout().preview().size;
-                  const SharedPicture &memory = *_views.views()[0]->request().memory;
+                  const SharedBuffers &memory = *_views.views()[0]->request().memory;
                   EXPECT_EQ(memory.width(), preview.width);
                   EXPECT_EQ(memory.height(), preview.height);
               }}});

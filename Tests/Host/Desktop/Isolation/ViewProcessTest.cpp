@@ -34,7 +34,7 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
 
     void begin(const std::string &bundle, const WallpaperChoice &choice = {},
                bool isTrusted = false) {
-        _memory = std::make_shared<SharedPicture>(kWidth, kHeight, 2);
+        _memory = std::make_shared<SharedBuffers>(kWidth, kHeight, 2);
         _view = std::make_unique<ViewProcess>(
             _waiter, ViewProcess::Start{bundle, isTrusted, choice, _memory, 1}, *this);
         _view->allowDrawing(0);
@@ -71,7 +71,7 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
 
     TemporaryFolder _folder;
     DescriptorWaiter _waiter;
-    std::shared_ptr<SharedPicture> _memory;
+    std::shared_ptr<SharedBuffers> _memory;
     std::unique_ptr<ViewProcess> _view;
     std::vector<DeviceRect> _rects;
     std::optional<std::string> _reason;

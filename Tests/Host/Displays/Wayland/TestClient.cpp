@@ -1,6 +1,6 @@
 #include "Tests/Host/Displays/Wayland/TestClient.h"
 
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 
 #include <linux/input-event-codes.h>
 #include <wayland-client.h>
@@ -34,7 +34,7 @@ struct TestClient::State {
     int width = 0;
     int height = 0;
     std::uint32_t serial = 0;
-    std::unique_ptr<SharedPicture> memory;
+    std::unique_ptr<SharedBuffers> memory;
 
     /// Buffers that the window has shown.
     std::vector<wl_buffer *> buffers;
@@ -93,7 +93,7 @@ void TestClient::State::drawIfAsked() {
     }
     xdg_surface_ack_configure(shellSurface, serial);
     serial = 0;
-    memory = std::make_unique<SharedPicture>(static_cast<unsigned>(width),
+    memory = std::make_unique<SharedBuffers>(static_cast<unsigned>(width),
                                              static_cast<unsigned>(height), 1U);
     std::fill_n(memory->pixels(0), memory->bytes() / 4, color);
     wl_shm_pool *const pool =

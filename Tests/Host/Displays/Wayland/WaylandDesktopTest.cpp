@@ -34,7 +34,7 @@ void SurfaceRecorder::surfaceVisibilityChanged() {
     heard += kNames[static_cast<int>(surface.visibility())];
 }
 
-void SurfaceRecorder::pictureWanted(unsigned index) {
+void SurfaceRecorder::bufferWanted(unsigned index) {
     wanted = index;
     wishes += std::to_string(index);
 }
@@ -54,7 +54,7 @@ void SurfaceRecorder::draw(std::uint32_t color, const std::vector<DeviceRect> &r
     if (wanted) {
         const unsigned index = *wanted;
         wanted.reset();
-        std::fill_n(memory->pixels(index), memory->pictureBytes() / 4, color);
+        std::fill_n(memory->pixels(index), memory->bufferBytes() / 4, color);
         surface.present(index, rects);
     }
 }
@@ -62,8 +62,8 @@ void SurfaceRecorder::draw(std::uint32_t color, const std::vector<DeviceRect> &r
 void SurfaceRecorder::giveMemory() {
     const SurfaceGeometry geometry = surface.geometry();
     wanted.reset();
-    memory = std::make_shared<SharedPicture>(geometry.width, geometry.height, 2);
-    surface.setMemory(memory);
+    memory = std::make_shared<SharedBuffers>(geometry.width, geometry.height, 2);
+    surface.setBuffers(memory);
 }
 
 void DesktopRecorder::outputAdded(DesktopSurface &surface) {

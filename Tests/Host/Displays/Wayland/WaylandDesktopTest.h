@@ -19,7 +19,7 @@ class SurfaceRecorder final : public Lumivera::DesktopSurface::Listener {
 
     void surfaceGeometryChanged() override;
     void surfaceVisibilityChanged() override;
-    void pictureWanted(unsigned index) override;
+    void bufferWanted(unsigned index) override;
     void tapped(CGPoint point) override;
     void scrolledBy(CGFloat distance) override;
     void scrollingEnded() override;
@@ -34,7 +34,7 @@ class SurfaceRecorder final : public Lumivera::DesktopSurface::Listener {
     Lumivera::DesktopSurface &surface;
     bool givesMemory = true;
     std::optional<unsigned> wanted;
-    std::shared_ptr<Lumivera::SharedPicture> memory;
+    std::shared_ptr<Lumivera::SharedBuffers> memory;
     std::string heard;  ///< "geometry 640x480*1,visible,tap 3 4,..."
     std::string wishes; ///< indices
 };

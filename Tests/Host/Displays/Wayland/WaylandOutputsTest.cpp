@@ -278,7 +278,7 @@ TEST_F(WaylandOutputsTest, TellsOnceWhyTheCompositorRefusesIt) {
     ASSERT_TRUE(runUntil([&] { return !recorder.losses.empty(); }));
     ASSERT_EQ(recorder.losses.size(), 1U);
     EXPECT_EQ(recorder.losses[0], "the compositor reports error 2 of zwlr_layer_surface_v1");
-    dead.setMemory(std::make_shared<SharedPicture>(4U, 4U, 2U));
+    dead.setBuffers(std::make_shared<SharedBuffers>(4U, 4U, 2U));
     dead.present(0, {{0, 0, 4, 4}});
     EXPECT_FALSE(NSRunLoop::mainRunLoop().runNextCall(Clock::current().deadlineAfter(0.1)));
     EXPECT_EQ(recorder.losses.size(), 1U);

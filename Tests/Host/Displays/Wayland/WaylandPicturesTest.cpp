@@ -76,7 +76,7 @@ TEST_F(WaylandPicturesTest, WantsTheFirstPictureOfNewMemoryWhateverWasBefore) {
     compositor().withholdFrames(true);
     compositor().withholdReleases(true);
     show(0xFF000001);
-    const std::weak_ptr<SharedPicture> old = surface().memory;
+    const std::weak_ptr<SharedBuffers> old = surface().memory;
     compositor().configure("A", 320, 200);
     ASSERT_TRUE(runUntil([&] { return surface().wishes == "00"; }));
     EXPECT_FALSE(old.expired());

@@ -1,4 +1,4 @@
-#include "Host/Displays/Wayland/WaylandSurvey.h"
+#include "Host/Displays/Wayland/WaylandDesktop.h"
 
 #include "Tests/Host/Displays/Wayland/TestCompositor.h"
 

@@ -6,16 +6,16 @@ using namespace Lumivera;
 
 SurfaceOwner::SurfaceOwner(DesktopSurface &shown) : surface(shown) { surface.setListener(this); }
 
-void SurfaceOwner::pictureWanted(unsigned index) {
+void SurfaceOwner::bufferWanted(unsigned index) {
     EXPECT_FALSE(wanted) << "a picture is wanted twice";
     wanted = index;
 }
 
 void SurfaceOwner::giveMemory() {
     const SurfaceGeometry geometry = surface.geometry();
-    memory = std::make_shared<SharedPicture>(geometry.width, geometry.height, 2);
+    memory = std::make_shared<SharedBuffers>(geometry.width, geometry.height, 2);
     wanted.reset();
-    surface.setMemory(memory);
+    surface.setBuffers(memory);
 }
 
 void SurfaceOwner::show(const DeviceRect &part, std::uint32_t salt) {

@@ -15,7 +15,7 @@ class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
 
     void surfaceGeometryChanged() override { ++geometryChanges; }
     void surfaceVisibilityChanged() override { ++visibilityChanges; }
-    void pictureWanted(unsigned index) override;
+    void bufferWanted(unsigned index) override;
     void tapped(CGPoint point) override { taps.push_back(point); }
     void scrolledBy(CGFloat distance) override { scrolled += distance; }
     void scrollingEnded() override { ++scrollingEnds; }
@@ -30,7 +30,7 @@ class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
     static std::uint32_t colorAt(int x, int y, std::uint32_t salt);
 
     Lumivera::DesktopSurface &surface;
-    std::shared_ptr<Lumivera::SharedPicture> memory;
+    std::shared_ptr<Lumivera::SharedBuffers> memory;
     std::optional<unsigned> wanted;
     int geometryChanges = 0;
     int visibilityChanges = 0;

@@ -1,4 +1,4 @@
-#include "Host/Displays/SharedPicture.h"
+#include "Host/Displays/SharedBuffers.h"
 
 #include "Host/Support/HostError.h"
 
@@ -20,8 +20,9 @@ namespace {
 
 } // namespace
 
-/// Sealed, so that the process that draws cannot take the pages away from those that show them.
-SharedPicture::SharedPicture(unsigned width, unsigned height, unsigned count)
+/// Without the seals, the process that draws could shrink the memory, and reading it would crash
+/// the processes that show it.
+SharedBuffers::SharedBuffers(unsigned width, unsigned height, unsigned count)
     : _width(width), _height(height), _count(count),
       _descriptor(memfd_create("lumivera", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
     if (_descriptor < 0 || ftruncate(_descriptor, static_cast<off_t>(bytes())) != 0 ||
@@ -33,7 +34,7 @@ SharedPicture::SharedPicture(unsigned width, unsigned height, unsigned count)
     }
 }
 
-SharedPicture::SharedPicture(int descriptor, unsigned width, unsigned height, unsigned count)
+SharedBuffers::SharedBuffers(int descriptor, unsigned width, unsigned height, unsigned count)
     : _width(width), _height(height), _count(count), _descriptor(descriptor) {
     struct stat status;
     if (fstat(_descriptor, &status) != 0 || status.st_size < 0 ||
@@ -43,14 +44,14 @@ SharedPicture::SharedPicture(int descriptor, unsigned width, unsigned height, un
     }
 }
 
-SharedPicture::~SharedPicture() {
+SharedBuffers::~SharedBuffers() {
     if (_mapped) {
         munmap(_mapped, bytes());
     }
     close(_descriptor);
 }
 
-std::uint32_t *SharedPicture::pixels(unsigned index) {
+std::uint32_t *SharedBuffers::pixels(unsigned index) {
     if (!_mapped) {
         void *mapped = mmap(nullptr, bytes(), PROT_READ | PROT_WRITE, MAP_SHARED, _descriptor, 0);
         if (mapped == MAP_FAILED) {
@@ -58,7 +59,7 @@ std::uint32_t *SharedPicture::pixels(unsigned index) {
         }
         _mapped = mapped;
     }
-    return static_cast<std::uint32_t *>(_mapped) + pictureBytes() / 4 * index;
+    return static_cast<std::uint32_t *>(_mapped) + bufferBytes() / 4 * index;
 }
 
 } // namespace Lumivera

@@ -1,6 +1,7 @@
-#include "Host/Displays/DesktopSystem.h"
+#include "Host/Displays/WindowSystem.h"
 
 #include "Host/Displays/Headless/HeadlessDesktop.h"
+#include "Host/Displays/SDL/SDLDisplay.h"
 #include "Host/Displays/Wayland/WaylandDesktop.h"
 #include "Host/Displays/X11/X11Desktop.h"
 #include "Host/Support/HostError.h"
@@ -19,15 +20,7 @@ bool isSet(const char *variable) {
     return value && *value;
 }
 
-std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
-    auto desktop = std::make_unique<HeadlessDesktop>();
-    desktop->addOutput("HEADLESS-1",
-                       {kHeadlessWidth, kHeadlessHeight, options.density.value_or(1)});
-    return desktop;
-}
-
-} // namespace
-
+/// "wayland" or "x11". A HostError when the environment names neither.
 std::string systemOfSession() {
     if (isSet("WAYLAND_DISPLAY")) {
         return "wayland";
@@ -38,6 +31,20 @@ std::string systemOfSession() {
     throw HostError("display", "there is no desktop: neither WAYLAND_DISPLAY nor DISPLAY is set",
                     "start it from within the desktop, or use `lumivera render BUNDLE -o film.webp`"
                     " to see the wallpaper without one");
+}
+
+std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
+    auto desktop = std::make_unique<HeadlessDesktop>();
+    desktop->addOutput("HEADLESS-1",
+                       {kHeadlessWidth, kHeadlessHeight, options.density.value_or(1)});
+    return desktop;
+}
+
+} // namespace
+
+std::unique_ptr<Display> openWindow(CGSize size, std::optional<CGFloat> density,
+                                    const std::string &title, const std::string &wayOut) {
+    return std::make_unique<SDLDisplay>(size, density, title, wayOut);
 }
 
 std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOptions &options) {
@@ -51,6 +58,17 @@ std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOpti
     }
     return std::make_unique<X11Desktop>(
         waiter, X11Desktop::Options{options.isClickThrough, options.density});
+}
+
+DesktopSurvey surveyDesktop() {
+    DesktopSurvey survey;
+    try {
+        survey.system = systemOfSession();
+        survey = survey.system == "wayland" ? surveyWayland() : surveyX11();
+    } catch (const HostError &error) {
+        survey.findings.push_back({"desktop", Finding::Level::Bad, error.what(), ""});
+    }
+    return survey;
 }
 
 } // namespace Lumivera

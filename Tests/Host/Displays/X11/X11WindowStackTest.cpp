@@ -1,4 +1,4 @@
-#include "Host/Displays/X11/RemainingArea.h"
+#include "Host/Displays/X11/X11WindowStack.h"
 
 #include <gtest/gtest.h>
 
