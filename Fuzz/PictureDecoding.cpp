@@ -1,8 +1,7 @@
 // Picture files: either refused, or a bitmap within the bounds that keeps its promises and that
 // comes back unchanged from a PNG file of our own.
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <algorithm>
 #include <cstdlib>

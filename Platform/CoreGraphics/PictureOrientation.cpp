@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/PictureOrientation.h"
+#include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <algorithm>
 #include <string_view>
@@ -9,12 +9,12 @@ constexpr std::size_t kEntrySize = 12;
 constexpr std::uint32_t kOrientation = 0x112;
 constexpr std::uint32_t kShort = 3;
 
-/// Numbers in either byte order; those behind the end are 0.
+/// Reads numbers in either byte order; those beyond the end are 0.
 class ExifBytes {
   public:
     explicit ExifBytes(std::span<const std::uint8_t> bytes) : _bytes(bytes) {}
 
-    /// False when the data begin with no byte order.
+    /// False when the data do not begin with a byte order mark.
     bool readByteOrder() {
         _isBigEndian = startsWith("MM");
         return (_isBigEndian || startsWith("II")) && number(2, 2) == 42;
@@ -52,7 +52,7 @@ class ExifBytes {
     bool _isBigEndian = false;
 };
 
-/// 1 to 8, or another number where there is none.
+/// The value of the orientation entry, 1 to 8 when it is valid; 0 when there is none.
 std::uint32_t orientationIn(std::span<const std::uint8_t> data) {
     ExifBytes exif(data);
     exif.skipName();

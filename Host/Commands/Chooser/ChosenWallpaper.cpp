@@ -3,7 +3,7 @@
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Support/HostError.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <filesystem>
 #include <nlohmann/json.hpp>

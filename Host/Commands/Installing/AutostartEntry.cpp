@@ -2,7 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include <cstdint>
 #include <cstdlib>

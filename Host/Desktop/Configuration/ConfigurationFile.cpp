@@ -3,7 +3,7 @@
 #include "Host/Desktop/Configuration/ConfigurationText.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "Animation/Common/UIView+LWUIAnimation.h"
 
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 #include "Platform/UIKit/UIImageView.h"
 #include "Tests/Support/SimulatedTime.h"
 

@@ -241,7 +241,7 @@ TEST(WaveSound, RefusesWhatLastsTooLong) {
         file.blockSize = 1;
         return file;
     };
-    constexpr std::size_t kMost = 1000 * std::size_t{WaveSound::kLongestSeconds};
+    constexpr std::size_t kMost = 1000 * std::size_t{WaveSound::kMaxSeconds};
     EXPECT_TRUE(decode(lasting(kMost)));
     EXPECT_FALSE(decode(lasting(kMost + 1)));
 }

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "Platform/QuartzCore/CAAnimationGroup.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 #include "Platform/QuartzCore/CABasicAnimation.h"
 #include "Platform/QuartzCore/CALayer.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
 #include "Tests/Platform/QuartzCore/AnimationListener.h"
 #include "Tests/Support/SimulatedTime.h"
 
