@@ -15,7 +15,7 @@
 
 namespace {
 
-/// A cache of its own on a bundle of its own.
+/// A cache, not the shared one, on a temporary bundle.
 class ImageCacheTest : public testing::Test {
   protected:
     ImageCacheTest() {
@@ -76,7 +76,7 @@ TEST(SharedImageCache, StaysWithItsBundleButEmptyAfterItsRelease) {
     shared->setResBundle(nullptr);
 }
 
-/// In a process of its own, in which nobody has asked for the instance.
+/// Runs in a new process, in which the instance was not made yet.
 TEST(SharedImageCacheDeathTest, DoesNotComeIntoBeingByItsRelease) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto release = [] {

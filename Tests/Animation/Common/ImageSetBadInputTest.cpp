@@ -29,7 +29,7 @@ Retained<UIImage> atScale(CGFloat scale) {
 
 Retained<UIColor> red() { return UIColor::colorWithRed_green_blue_alpha(1, 0, 0, 1); }
 
-/// A small file that says it holds very many pixels.
+/// A small file whose header claims very many pixels.
 Bytes bomb() {
     PNGBuilder::Header header;
     header.width = 100000;

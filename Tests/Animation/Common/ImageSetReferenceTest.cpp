@@ -1,4 +1,4 @@
-// Every operation against its formula in double precision, over pictures of any colour and alpha.
+// Compares every operation with its formula in double precision, for random colours and alphas.
 
 #include "Animation/Common/ImageSet.h"
 #include "Tests/Animation/Support/RealPicture.h"
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Rounding alone takes half a step of 8 bits.
+/// Allows for half a level of rounding and a little more.
 constexpr double kRounding = 0.6;
 
 struct Size {
@@ -214,7 +214,7 @@ namespace {
 
 class CornerRadius : public ::testing::TestWithParam<double> {};
 
-/// How much of the picture's top left square of that side is covered, in pixels.
+/// The area in pixels that is covered in the picture's top left square of that side.
 double coveredArea(const UIImage &image, std::size_t side) {
     double sum = 0;
     for (std::size_t y = 0; y < side; ++y) {

@@ -6,25 +6,26 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <utility>
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using std::numbers::pi;
 
 constexpr CGRect kFrame{{10, 20}, {100, 50}};
 constexpr CGPoint kCenter{60, 45};
 constexpr CGPoint kDestination{160, 245};
 
 CATransform3D turned(double degrees) {
-    return CATransform3DMakeRotation(degrees * kPi / 180, 0, 0, 1);
+    return CATransform3DMakeRotation(degrees * pi / 180, 0, 0, 1);
 }
 
 /// A plane tilted about x and then seen from 500 points away.
 CATransform3D tilted(double degrees) {
     CATransform3D perspective = CATransform3DIdentity;
     perspective.m34 = -0.002;
-    return CATransform3DRotate(perspective, degrees * kPi / 180, 1, 0, 0);
+    return CATransform3DRotate(perspective, degrees * pi / 180, 1, 0, 0);
 }
 
 void expectNear(const CATransform3D &actual, const CATransform3D &expected) {
@@ -33,7 +34,7 @@ void expectNear(const CATransform3D &actual, const CATransform3D &expected) {
     }
 }
 
-/// A target that is told of stops.
+/// A delegate that records stops.
 class Target final : public NSObject, public CAAnimationDelegate {
   public:
     void animationDidStop_finished(CAAnimation *, bool) override { ++stops; }
@@ -46,7 +47,7 @@ class LWUIAnimationTest : public SimulatedTimeTest {
     LWUIAnimationTest() { nextCallOut(); }
 
   protected:
-    /// What is changed from here on was not changed together with what was changed before.
+    /// Ends the call-out, so that later changes are not in the same one as earlier changes.
     static void nextCallOut() {
         loop().performSelectorOnMainThread(
             nullptr, [] {}, false);
@@ -60,7 +61,7 @@ class LWUIAnimationTest : public SimulatedTimeTest {
         return layer().presentationAt(CACurrentMediaTime());
     }
 
-    /// Where the view's middle is seen.
+    /// Where the view's centre is shown.
     CGPoint placeAfter(double seconds) const {
         const CALayerValues shown = shownAfter(seconds);
         return {shown.position.x + shown.transform.m41, shown.position.y + shown.transform.m42};
@@ -115,7 +116,7 @@ class LWUIAnimationTest : public SimulatedTimeTest {
     Retained<UIView> view = UIView::initWithFrame(kFrame);
 };
 
-/// Goes back to where it came from when its first move ends.
+/// Moves back to its starting point when its first move ends.
 class Wanderer final : public UIView {
   public:
     Wanderer() : UIView(kFrame) {}
@@ -132,7 +133,7 @@ class Wanderer final : public UIView {
     bool _isOnItsWayBack = false;
 };
 
-/// Everything that can be asked of a view, by itself.
+/// Every operation, to be called one at a time.
 struct Operation {
     const char *key;
     const char *keyPath;
@@ -297,7 +298,7 @@ TEST_F(LWUIAnimationTest, AMoveCountsATranslationThatTheViewHas) {
     expectFolded(kDestination);
 }
 
-// The translation comes before what the transform does already.
+// The translation is applied before the existing transform.
 TEST_F(LWUIAnimationTest, AMoveOfAScaledViewIsScaled) {
     layer().setTransform(CATransform3DMakeScale(2, 2, 2));
     nextCallOut();
@@ -413,8 +414,8 @@ TEST_F(LWUIAnimationTest, StopsRockingWhenItIsRemoved) {
 TEST_F(LWUIAnimationTest, RocksInSinglePrecision) {
     rock();
     EXPECT_EQ(running("rotation").fromValue(),
-              CAAnimationValue(static_cast<float>(-30 * kPi / 180)));
-    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(static_cast<float>(30 * kPi / 180)));
+              CAAnimationValue(static_cast<float>(-30 * pi / 180)));
+    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(static_cast<float>(30 * pi / 180)));
     EXPECT_TRUE(running("rotation").autoreverses());
 }
 
@@ -440,7 +441,7 @@ TEST_F(LWUIAnimationTest, StopsSpinningWhenItIsRemoved) {
 
 TEST_F(LWUIAnimationTest, ARightAngleIsHalfOfPiInDoublePrecision) {
     spin(90);
-    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(-kPi / 2));
+    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(-pi / 2));
     EXPECT_EQ(running("rotation").fromValue(), CAAnimationValue());
     EXPECT_FALSE(running("rotation").autoreverses());
 }
@@ -479,7 +480,7 @@ TEST_F(LWUIAnimationTest, TiltsSubviewsBack) {
     expectTiltAfter(0.5, 33.75);
     expectTiltAfter(0.25, 45);
     EXPECT_FALSE(layer().hasAnimations());
-    EXPECT_NEAR(layer().sublayerTransform().m34, -0.002 * std::cos(kPi / 4), 1e-18);
+    EXPECT_NEAR(layer().sublayerTransform().m34, -0.002 * std::cos(pi / 4), 1e-18);
 }
 
 TEST_F(LWUIAnimationTest, TiltsThemForwardAgain) {
@@ -507,19 +508,19 @@ TEST_F(LWUIAnimationTest, OnTwiceTiltsByARightAngle) {
     EXPECT_NEAR(t.m23, 1, 1e-15);
     EXPECT_NEAR(t.m32, -1, 1e-15);
     EXPECT_NEAR(t.m33, 0, 1e-15);
-    // The second call sets one element of the perspective anew, and turns them all.
+    // The second call sets m34 again and rotates the whole transform.
     const double half = std::sqrt(0.5);
     EXPECT_NEAR(t.m34, -0.002 * half + 0.002 * half * half, 1e-17);
     EXPECT_NEAR(t.m24, -0.002 * half - 0.002 * half * half, 1e-17);
     const CATransform3D quarter = shownAfter(0.25).sublayerTransform;
-    EXPECT_NEAR(quarter.m22, std::cos(kPi / 8), 1e-12);
-    EXPECT_NEAR(quarter.m23, std::sin(kPi / 8), 1e-12);
+    EXPECT_NEAR(quarter.m22, std::cos(pi / 8), 1e-12);
+    EXPECT_NEAR(quarter.m23, std::sin(pi / 8), 1e-12);
 }
 
 TEST_F(LWUIAnimationTest, OffWithoutOnTiltsTheOtherWayWithoutPerspective) {
     tilt(false);
     const CATransform3D t = layer().sublayerTransform();
-    EXPECT_EQ(t, CATransform3DMakeRotation(-kPi / 4, 1, 0, 0));
+    EXPECT_EQ(t, CATransform3DMakeRotation(-pi / 4, 1, 0, 0));
     EXPECT_EQ(t.m34, 0);
 }
 

@@ -14,12 +14,12 @@ constexpr const char *kOwnSound = "/Library/Application Support/Scenebook2N/res/
 /// Where the host's own sound lies in this test; without, it is missing as everywhere.
 std::string ownSound;
 
-/// The paths that were registered.
+/// The paths of the sounds that were registered.
 std::vector<std::string> registered;
 
 } // namespace
 
-/// Stands in front of the platform's function, for the wallpaper library as well: no test can put a
+/// Replaces the platform's function, also for the wallpaper library: no test can put a
 /// file at the fixed path.
 __attribute__((visibility("default"))) OSStatus
 AudioServicesCreateSystemSoundID(const NSURL *file, SystemSoundID *sound) {
@@ -38,7 +38,7 @@ using Floats = std::vector<float>;
 
 class SoundPlayTest : public testing::Test {
   protected:
-    /// Registers a sound of that many samples of one loudness.
+    /// Registers a sound of that many equal samples.
     SystemSoundID create(float loudness, std::size_t count = 600) const {
         const Floats samples(count, loudness);
         const auto url =
@@ -48,7 +48,7 @@ class SoundPlayTest : public testing::Test {
         return sound;
     }
 
-    /// Plays a mark past the player and expects to hear nothing else before and after it.
+    /// Plays a marker sound without the player and expects no other sound before and after it.
     void expectSilence() {
         AudioServicesPlaySystemSound(create(0.125F));
         EXPECT_EQ(listener.readSound(600), Floats(600, 0.125F));

@@ -15,7 +15,7 @@ using testing::ElementsAre;
 
 constexpr Clock::Nanoseconds kMillisecond = 1'000'000;
 
-/// A view at whose frames a test looks, and time from the start of its animation.
+/// A view that records its frames, on a simulated clock.
 class DeskTopViewLoop : public SimulatedTimeTest {
   protected:
     DeskTopViewLoop() { runForSeconds(1); }

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-/// What `operator new` hands out in the whole program, its libraries included.
+/// Counts what the whole program and its libraries allocate.
 class AllocationCounter {
   public:
     AllocationCounter() = delete;
@@ -11,11 +11,11 @@ class AllocationCounter {
     static std::size_t liveBlocks();
     static std::size_t liveBytes();
 
-    /// Blocks and bytes ever handed out.
+    /// Blocks and bytes allocated so far.
     static std::size_t totalBlocks();
     static std::size_t totalBytes();
 
-    /// Memory for blocks of more bytes is refused from now on, as if there were none.
+    /// From now on allocations of more bytes fail.
     static void setLargestBlock(std::size_t bytes);
 
     /// That many more blocks are handed out, in all threads together, and then none; SIZE_MAX for

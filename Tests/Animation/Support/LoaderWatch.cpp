@@ -12,7 +12,7 @@ LoaderWatch::LoaderWatch() { watch = this; }
 
 LoaderWatch::~LoaderWatch() { watch = nullptr; }
 
-// The program's own definitions come before the C library's, for the libraries it uses as well.
+// Definitions in the program take precedence over the C library's, also in the libraries it loads.
 
 extern "C" __attribute__((visibility("default"))) void *dlopen(const char *path,
                                                                int mode) noexcept {

@@ -14,7 +14,7 @@ struct RealPixel {
 
     double alpha() const { return components[3]; }
 
-    /// A new pixel of f(component, 0 to 3).
+    /// A pixel whose component i (0 to 3) is f(i).
     template <class F> static RealPixel of(F f) {
         RealPixel pixel;
         for (int i = 0; i < 4; ++i) {
@@ -24,7 +24,7 @@ struct RealPixel {
     }
 };
 
-/// A picture to compute with as a formula is written, without any drawing library.
+/// A picture of real numbers, to evaluate formulas without any drawing library.
 struct RealPicture {
     std::size_t width = 0;
     std::size_t height = 0;
@@ -41,11 +41,11 @@ struct RealPicture {
         return result;
     }
 
-    /// The largest difference of a component, in steps of 8 bits; huge for another size.
+    /// The largest difference of a component, in levels of 255; huge when the sizes differ.
     double differenceFrom(const UIImage *image) const;
 };
 
-/// Pixels of any colour and alpha, among them many that are clear or opaque.
+/// A picture of random colours and alphas, with many transparent and opaque pixels.
 Retained<UIImage> randomPicture(std::size_t width, std::size_t height, std::mt19937 &random);
 
 CGColor randomColor(std::mt19937 &random);

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// What a view has done, for looking at after its death as well.
+/// A record of what a view has done, which outlives the view.
 struct Recording {
     int loadings = 0;
     bool loadedOnMainThread = false;
@@ -19,7 +19,7 @@ struct Recording {
     bool diedOnMainThread = false;
 };
 
-/// A wallpaper that writes down what the frame asks of it.
+/// A wallpaper that records which of its members are called.
 class RecordingView final : public DeskTopView {
   public:
     RecordingView(const CGRect &frame, Recording &recording)
@@ -36,7 +36,7 @@ class RecordingView final : public DeskTopView {
         _recording.loadedAt = Clock::current().now();
     }
 
-    /// True even when the clock does not run.
+    /// Always true, even when the clock does not run.
     bool isAnimating() const override { return boasts || DeskTopView::isAnimating(); }
 
     bool respondsToSelector(std::string_view selector) const override {

@@ -2,7 +2,7 @@
 
 #include "Animation/DeskTopView/FallingSakuraView/Sakura.h"
 
-/// The motion that a petal keeps to itself.
+/// Access to a petal's private motion.
 class SakuraProbe {
   public:
     explicit SakuraProbe(Sakura &petal) : _petal(petal) {}

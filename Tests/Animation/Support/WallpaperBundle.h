@@ -6,7 +6,7 @@
 
 #include <string>
 
-/// The seven petal pictures, each of a size of its own.
+/// The seven petal pictures, each with a different size.
 struct PetalPicture {
     const char *name;
     unsigned width;
@@ -20,7 +20,7 @@ inline constexpr PetalPicture kPetalPictures[] = {
     {"lumivera_petal4.png", 24, 12},
 };
 
-/// A wallpaper bundle in a folder of its own, at first empty.
+/// A wallpaper bundle in a temporary folder; empty at first.
 class WallpaperBundle {
   public:
     const TemporaryFolder &folder() const { return _folder; }

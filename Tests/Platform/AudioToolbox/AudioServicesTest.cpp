@@ -13,7 +13,7 @@ using Floats = std::vector<float>;
 
 class AudioServicesTest : public testing::Test {
   protected:
-    /// A file of that many samples of one loudness.
+    /// Writes a file of that many equal samples.
     Retained<NSURL> write(const char *name, float loudness, std::size_t count = 600) const {
         const Floats samples(count, loudness);
         return NSURL::fileURLWithPath(folder.write(name, WaveFile::ofFloats(samples).bytes()));
@@ -25,7 +25,7 @@ class AudioServicesTest : public testing::Test {
         return sound;
     }
 
-    /// Plays a sound that is known to come, so that what would have come before it did not.
+    /// Plays a marker sound and waits for it: any earlier sound would have been heard before.
     Floats hearWithMark(std::size_t count = 600) {
         AudioServicesPlaySystemSound(mark);
         const Floats heard = listener.readSound(count);
@@ -65,7 +65,7 @@ TEST_F(AudioServicesTest, MixesTwoSounds) {
     const SystemSoundID other = create("other.wav", 0.25F);
     AudioServicesPlaySystemSound(other);
     AudioServicesPlaySystemSound(mark);
-    // They may begin a buffer apart.
+    // The two may begin in different buffers.
     const Floats heard = listener.readSound(600);
     const bool isTogether = heard == Floats(600, 0.375F);
     const bool isApart = heard == Floats(600, 0.25F);

@@ -11,7 +11,7 @@ namespace {
 
 using Floats = std::vector<float>;
 
-/// Samples that are never silent, and no two alike.
+/// Samples that are all different and never 0.
 Floats ramp(std::size_t count, float sign = 1) {
     Floats samples;
     for (std::size_t i = 0; i < count; ++i) {
@@ -26,7 +26,7 @@ std::shared_ptr<Sound> makeSound(const Floats &samples) {
 
 class SoundOutputTest : public testing::Test {
   protected:
-    /// What is heard until the device is given back by itself.
+    /// All samples that were played until the device was closed after its idle time.
     Floats hearUntilIdle() {
         return SoundListener::withoutSilence(
             listener.readWhile([this] { output.waitUntilIdle(); }));

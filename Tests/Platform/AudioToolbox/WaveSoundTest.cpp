@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <optional>
 
 namespace {
@@ -35,7 +36,7 @@ void putWord(Bytes &bytes, std::size_t at, std::uint32_t value) {
     }
 }
 
-// Where things are in a file of the plainest kind.
+// Offsets in a file with only the two required chunks.
 constexpr std::size_t kFileSize = 4;
 constexpr std::size_t kFormatSize = 16;
 constexpr std::size_t kDataSize = 40;
@@ -119,14 +120,14 @@ TEST(WaveSound, GivesASingleChannelToBothSides) {
 
 TEST(WaveSound, BringsOtherRatesToTheMixers) {
     constexpr double kHertz = 440;
-    constexpr double kTurn = 6.283185307179586;
+    constexpr double kTurn = 2 * std::numbers::pi;
     Floats tone;
     for (int i = 0; i < 22'050; ++i) {
         tone.push_back(static_cast<float>(0.5 * std::sin(kTurn * kHertz * i / 44'100)));
     }
     const Floats samples = samplesOf(WaveFile::ofFloats(tone, 1, 44'100));
     ASSERT_NEAR(static_cast<double>(samples.size()), 48'000, 4);
-    // Away from the ends, which the filter smears.
+    // Not near the ends, where the resampling filter has an effect.
     for (std::size_t frame = 100; frame < 23'900; ++frame) {
         const double expected =
             0.5 * std::sin(kTurn * kHertz * static_cast<double>(frame) / 48'000);
@@ -172,7 +173,7 @@ TEST(WaveSound, IgnoresWhatComesBehindTheFile) {
 TEST(WaveSound, RefusesAFileThatIsCutOffAnywhere) {
     const Bytes bytes = WaveFile::ofShorts(kShorts).bytes();
     for (std::size_t size = 0; size < bytes.size(); ++size) {
-        // In memory of its own, so that a sanitizer sees every byte beyond.
+        // In a block of exactly this size, so that the address sanitizer sees reads beyond it.
         const Bytes part(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
         EXPECT_FALSE(WaveSound::decode(part)) << size;
     }

@@ -119,7 +119,7 @@ TEST(Canvas, ClampsColors) {
 }
 
 TEST(Canvas, RoundsOnlyAtTheEndHoweverManyStrokes) {
-    // With 8 bits in between, what is lost each time would add up.
+    // If each step rounded to 8 bits, the errors would add up.
     CGCanvas canvas(1, 1, false);
     paintPixel(canvas, CGBlendMode::Normal, 0xffffffff);
     double expected = 255;

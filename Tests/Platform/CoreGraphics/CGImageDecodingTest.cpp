@@ -57,7 +57,7 @@ bool isPremultiplied(const CGImage &image) {
     });
 }
 
-/// The same numbers on every run and every machine.
+/// Gives the same numbers on every run and every machine.
 class Numbers {
   public:
     std::size_t below(std::size_t limit) {
@@ -76,7 +76,7 @@ Bytes mutated(Bytes bytes, Numbers &numbers) {
     return bytes;
 }
 
-/// Megabytes by which this process's memory grew at its largest, while `work` ran.
+/// The megabytes by which the process's peak memory grew while `work` ran.
 template <class Work> long megabytesTakenBy(const Work &work) {
     const auto peak = [] {
         rusage usage{};

@@ -7,7 +7,7 @@ using Pixels = std::vector<std::uint32_t>;
 
 constexpr std::size_t kColorTypePosition = 25;
 
-/// Every alpha with every colour that goes with it.
+/// Every alpha with every premultiplied colour that is possible with it.
 Pixels everyPremultipliedGrey() {
     Pixels pixels;
     for (std::uint32_t alpha = 0; alpha < 256; ++alpha) {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-/// Where exifWithOrientation() has what a test changes.
+/// Offsets in the data of exifWithOrientation(), for tests that change them.
 struct ExifPlaces {
     static constexpr std::size_t kType = 8 + 2 + 12 + 2;
     static constexpr std::size_t kEnd = 8 + 2 + 12 + 10;

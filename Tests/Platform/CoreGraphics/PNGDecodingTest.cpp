@@ -25,7 +25,7 @@ std::string nameOf(const Kind &kind) {
 constexpr std::uint32_t kWidth = 13;
 constexpr std::uint32_t kHeight = 11;
 
-/// Values all over the range, different in every channel.
+/// Values from the whole range, different in every channel.
 std::uint32_t sampleAt(const Kind &kind, std::uint32_t x, std::uint32_t y, int channel) {
     const std::uint32_t value = (x * 2741 + y * 40503 + 1) * (static_cast<unsigned>(channel) + 1);
     return value * 2654435761u >> (32 - kind.bitDepth);

@@ -14,7 +14,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A level for the last digit of a profile's numbers, and one for rounding.
+/// One level for the precision of a profile's numbers, and one for rounding.
 constexpr int kTolerance = 2;
 
 std::uint32_t levelOf(double value) { return static_cast<std::uint32_t>(std::lround(value * 255)); }
@@ -91,7 +91,7 @@ void expectCube(const Bytes &file, const ColorSpace &space, int tolerance = kTol
 
 Bytes cubeWith(const Chunks &chunks) { return pngWith({16, 16}, chunks, cubeSample); }
 
-/// The picture is the very one that it is without the description.
+/// Expects the same picture as without the description.
 void expectUntouched(const Bytes &file) { expectCube(file, sRGB(), 0); }
 
 } // namespace
@@ -166,7 +166,7 @@ TEST(PictureColors, OfAPaletteAreConverted) {
         1);
 }
 
-/// In the darks a level of 8 bits is as long as 13 levels of the encoded picture.
+/// Near black one level of the result corresponds to 13 levels of the encoded picture.
 TEST(PictureColors, OfSixteenBitsAreConvertedBeforeTheyAreRounded) {
     const auto sample = [](std::uint32_t x, std::uint32_t y, int channel) {
         const std::uint32_t samples[] = {x * 97, y * 1777 + x, (x * y * 31) % 65536,
@@ -321,7 +321,7 @@ TEST(PictureColors, AreNotThoseOfAHugeProfile) {
     EXPECT_FALSE(ColorConversion::fromProfile(profileOf(4 << 20), pixels));
 }
 
-/// Tables of 255 levels of three colours would be 16 million entries.
+/// A table of 255 levels for each of three colours would have 16 million entries.
 TEST(PictureColors, TakeNoMemoryForAProfileThatOnlyClaimsToBeLarge) {
     Bytes table{'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3, 255, 0};
     table.resize(200);
@@ -391,7 +391,7 @@ TEST(PictureColors, OfAGreyJPEGAreThoseOfItsProfile) {
               1);
 }
 
-/// The corners of the cube of inks are exact; between them the sample has nothing.
+/// The sample profile is exact at the corners of the cube of inks and has no points between them.
 TEST(PictureColors, OfInksAreThoseOfTheirPress) {
     const Bytes part = profilePart(ProfileBuilder::press(), 1, 1);
     for (const char *name : {"quarters-cmyk.jpg", "quarters-ycck.jpg"}) {

@@ -77,7 +77,7 @@ TEST_P(Orientations, OfLargerPicturesAreObeyed) {
     const bool isTurned = small.size() == 3;
     ASSERT_EQ(rows.size(), isTurned ? 45u : 71u);
     ASSERT_EQ(rows[0].size(), isTurned ? 71u : 45u);
-    // The corners of the small picture, and how one comes from the next, say where each pixel goes.
+    // The small picture's corners show where each pixel goes.
     const auto placeOf = [](char letter) {
         return std::pair<int, int>((letter - 'A') % 3, (letter - 'A') / 3);
     };
@@ -136,7 +136,7 @@ TEST(PictureOrientation, ThatMakesNoSenseIsUpright) {
 TEST(PictureOrientation, IsNotReadPastTheEnd) {
     const Bytes exif = exifWithOrientation(8, true);
     for (std::size_t size = 0; size < ExifPlaces::kEnd; ++size) {
-        // In memory of its own, which the address sanitizer watches.
+        // In a block of exactly this size, so that the address sanitizer sees reads beyond it.
         const Bytes cut(exif.begin(), exif.begin() + static_cast<long>(size));
         EXPECT_TRUE(PictureOrientation::inExif(cut).isUpright()) << size;
     }

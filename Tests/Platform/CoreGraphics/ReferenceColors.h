@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <functional>
 
-/// Colours computed as their definitions are written, without any library.
+/// Colours computed by their definitions, without any library.
 
 using Triple = std::array<double, 3>;
 using Matrix = std::array<Triple, 3>; // rows
@@ -96,7 +96,7 @@ inline ColorSpace withGamma(double gamma) {
     return space;
 }
 
-/// Bradford's way from one white to another.
+/// Bradford's adaptation from one white to another.
 inline Matrix adaptation(const Triple &from, const Triple &to) {
     constexpr Matrix kBradford{
         {{0.8951, 0.2664, -0.1614}, {-0.7502, 1.7135, 0.0367}, {0.0389, -0.0685, 1.0296}}};

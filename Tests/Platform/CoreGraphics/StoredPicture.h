@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-/// Keeps a picture for whoever looks into a failure.
+/// Saves a picture, so that a failure can be examined.
 inline void keepPicture(const std::string &name, const CGImage &image) {
     const std::filesystem::path folder = LUMIVERA_BUILD_DIR "/failed-pictures";
     std::filesystem::create_directories(folder);

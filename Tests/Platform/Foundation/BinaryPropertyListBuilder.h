@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-/// Puts binary property lists together, sound or not, object by object.
+/// Builds binary property lists, valid or not, object by object.
 class BinaryPropertyListBuilder {
   public:
     using Bytes = std::vector<std::uint8_t>;
@@ -14,7 +14,7 @@ class BinaryPropertyListBuilder {
     explicit BinaryPropertyListBuilder(std::size_t referenceSize = 1, std::size_t offsetSize = 2)
         : _referenceSize(referenceSize), _offsetSize(offsetSize) {}
 
-    /// Adds an object as it is and gives its number.
+    /// Adds an object's bytes and returns its number.
     std::uint64_t add(const Bytes &object) {
         _offsets.push_back(_bytes.size());
         _bytes.insert(_bytes.end(), object.begin(), object.end());

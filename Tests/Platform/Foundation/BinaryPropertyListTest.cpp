@@ -13,7 +13,7 @@ namespace {
 using Builder = BinaryPropertyListBuilder;
 using Bytes = Builder::Bytes;
 
-/// What an object reads as when it is the whole list.
+/// Reads a list whose root is that object.
 std::optional<PropertyList> valueOf(const Bytes &object) {
     Builder list;
     list.add(object);
@@ -25,7 +25,7 @@ Bytes with(Bytes bytes, std::size_t place, std::uint8_t value) {
     return bytes;
 }
 
-/// A sound list of one boolean; the trailer is its last 32 bytes.
+/// A valid list of one boolean; the trailer is its last 32 bytes.
 Bytes smallest() {
     Builder list(1, 1);
     list.add({0x09});

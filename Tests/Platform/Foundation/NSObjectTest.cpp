@@ -80,7 +80,7 @@ TEST(NSObject, CountsReferencesFromManyThreads) {
 
 namespace {
 
-/// Dies later than its last release.
+/// Is destroyed some time after its last release.
 class Reprieved final : public NSObject {
   public:
     int destroyCalls = 0;

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Runs a piece of code; counts its own death.
+/// Runs a function; counts its destructions.
 class Work final : public NSOperation {
   public:
     Work(std::function<void(Work &)> action, std::atomic<int> &deaths)

@@ -13,7 +13,7 @@ namespace {
 
 class NSThreadTest : public SimulatedTimeTest {};
 
-/// While it lives, the system has no memory for a new thread's stack.
+/// While it exists, the system has no memory for a new thread's stack.
 class NoNewThreads {
   public:
     NoNewThreads() {

@@ -80,7 +80,7 @@ void readDamaged(const Bytes &sample, int times) {
         accepted += list.has_value();
         ASSERT_TRUE(!list || allTextIsValid(*list)) << "in round " << i;
     }
-    // Neither everything nor nothing gets through, or the damage is not worth its time.
+    // The damage is a useful test only when some of the lists are refused and some are not.
     EXPECT_GT(accepted, 0);
     EXPECT_LT(accepted, times);
 }

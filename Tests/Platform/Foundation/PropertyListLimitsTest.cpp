@@ -36,7 +36,7 @@ Bytes binaryArrays(std::size_t levels) {
     return list.finish();
 }
 
-/// An array that names one object many times.
+/// An array that refers to one object many times.
 Bytes binaryRepetition(const Bytes &object, std::size_t count) {
     Builder list(1, 4);
     list.addArray(Builder::References(count, 1));
@@ -44,7 +44,7 @@ Bytes binaryRepetition(const Bytes &object, std::size_t count) {
     return list.finish();
 }
 
-/// A text or data of a size.
+/// A text or data of that size.
 Bytes large(std::uint8_t marker, std::size_t length, std::size_t unitSize) {
     Bytes object{marker, 0x12};
     Builder::append(object, length, 4);
@@ -129,7 +129,7 @@ TEST(PropertyListLimits, HoldAgainstSharedDictionaries) {
 }
 
 TEST(PropertyListLimits, HoldAgainstNestedLongLists) {
-    // Room for all items of a list is made at once: ten times half a million would be gigabytes.
+    // A list reserves memory for all its items: ten lists of half a million would take gigabytes.
     Builder list(1, 4);
     for (std::size_t i = 1; i <= 10; ++i) {
         list.addArray(Builder::References(500'000, i));

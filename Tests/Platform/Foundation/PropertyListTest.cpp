@@ -17,7 +17,7 @@ std::optional<std::int32_t> ofInteger(std::int64_t value) {
     return PropertyList(value).integerValue();
 }
 
-/// How many of the accessors find their type.
+/// The number of accessors that find their type.
 int typesOf(const PropertyList &list) {
     return (list.boolean() != nullptr) + (list.integer() != nullptr) + (list.real() != nullptr) +
            (list.text() != nullptr) + (list.data() != nullptr) + (list.date() != nullptr) +

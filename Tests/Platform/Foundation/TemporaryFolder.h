@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-/// A new empty folder that goes, with everything in it, when the test ends.
+/// A new empty folder that is removed, with everything in it, when the test ends.
 class TemporaryFolder {
   public:
     TemporaryFolder() {
@@ -33,7 +33,7 @@ class TemporaryFolder {
     /// The path of a name in the folder, whether or not there is such a file.
     std::string pathOf(std::string_view name) const { return _path + "/" + std::string(name); }
 
-    /// Writes a file and gives its path.
+    /// Writes a file and returns its path.
     std::string write(std::string_view name, std::string_view contents) const {
         std::ofstream file(pathOf(name), std::ios::binary);
         file.write(contents.data(), static_cast<std::streamsize>(contents.size()));
@@ -49,7 +49,7 @@ class TemporaryFolder {
         return write(name, std::string_view(characters, contents.size()));
     }
 
-    /// Makes a folder in the folder and gives its path.
+    /// Makes a folder in the folder and returns its path.
     std::string makeFolder(std::string_view name) const {
         std::filesystem::create_directory(pathOf(name));
         return pathOf(name);

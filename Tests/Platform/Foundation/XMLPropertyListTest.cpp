@@ -13,10 +13,10 @@ using PropertyListSamples::document;
 using PropertyListSamples::read;
 using namespace std::string_literals;
 
-/// What an element reads as when it is the whole list.
+/// Reads a list whose root is that element.
 std::optional<PropertyList> valueOf(std::string_view element) { return read(document(element)); }
 
-/// The text that an element reads as, or a mark that it is none.
+/// The text of an element, or a marker when it is read as something else.
 std::string textOf(std::string_view element) {
     const auto list = valueOf(element);
     return list && list->text() ? *list->text() : "no text";

@@ -6,13 +6,13 @@
 #include "Tests/Platform/QuartzCore/AnimationListener.h"
 #include "Tests/Support/SimulatedTime.h"
 
-/// A layer on a simulated clock, and short ways of animating it.
+/// A layer on a simulated clock, with shorthands for animating it.
 class AnimatedLayerTest : public SimulatedTimeTest {
   public:
     AnimatedLayerTest() { nextCallOut(); }
 
   protected:
-    /// What is changed from here on was not changed together with what was changed before.
+    /// Ends the call-out, so that later changes are not in the same one as earlier changes.
     static void nextCallOut() {
         loop().performSelectorOnMainThread(
             nullptr, [] {}, false);
@@ -40,7 +40,7 @@ class AnimatedLayerTest : public SimulatedTimeTest {
     CALayerValues shown() const { return layer->presentationAt(CACurrentMediaTime()); }
     float opacity() const { return shown().opacity; }
 
-    /// What is shown `seconds` later.
+    /// The values shown `seconds` later.
     float opacityAfter(double seconds) const {
         runForSeconds(seconds);
         return opacity();

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// Notes what it is told of the animations of one layer's key, and may do something then.
+/// Records the stops of animations under one key of a layer, and may run a function at each.
 class AnimationListener final : public NSObject, public CAAnimationDelegate {
   public:
     explicit AnimationListener(CALayer &layer, std::string key = "key")

@@ -1,6 +1,6 @@
 #include "Tests/Platform/QuartzCore/AnimatedLayerTest.h"
 
-// Whom a layer tells of the end of its animations, when, and what may happen then.
+// Which delegates a layer tells of the end of its animations, when, and what these may do.
 
 namespace {
 

@@ -14,7 +14,7 @@ namespace {
 constexpr CGFloat kInfinity = std::numeric_limits<CGFloat>::infinity();
 const CGFloat kNaN = std::nan("");
 
-/// The box around the four corners of the bounds, each taken through the transform by itself.
+/// The box around the four transformed corners of the bounds.
 CGRect boxOfCorners(const CALayer &layer) {
     const CATransform3D t = layer.transform();
     const CGSize size = layer.bounds().size;

@@ -2,7 +2,7 @@
 
 #include "Platform/UIKit/UIScreen.h"
 
-/// A main screen of a certain scale for as long as a test needs it; none for scale 0.
+/// Sets a main screen of that scale for a scope; no screen for scale 0.
 class MainScreenScope {
   public:
     explicit MainScreenScope(CGFloat scale) {

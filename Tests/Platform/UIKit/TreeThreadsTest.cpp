@@ -6,11 +6,11 @@
 
 #include <thread>
 
-// Views that other threads make, change and drop while the main thread runs its loop and draws.
+// Other threads make, change and release views while the main thread runs its loop and draws.
 
 namespace {
 
-/// What a compositor does: reads the whole tree in place.
+/// Reads the whole tree in place, as a compositor does.
 double drawnSum(const CALayer &layer) {
     double sum = layer.position().x + layer.transformInPlace().m11 + layer.opacity();
     for (const Retained<CALayer> &sublayer : layer.sublayers()) {

@@ -15,7 +15,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using Pixels = CGPixels;
 
-/// A PNG file of that width, one pixel high, by which a test knows it again.
+/// A PNG file one pixel high, which a test recognises by its width.
 Bytes pictureOfWidth(NSUInteger width) {
     const Pixels pixels(width, 0xff102030);
     return CGImageWritePNG(pixels.data(), width, 1, width, 6);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr CGFloat kInfinity = std::numeric_limits<CGFloat>::infinity();
 
-/// A subclass as a wallpaper has them: tells what is called on it.
+/// A subclass that records which of its members are called.
 class Probe final : public UIView {
   public:
     explicit Probe(std::string &trace, const CGRect &frame = {}) : UIView(frame), _trace(trace) {}
@@ -368,7 +368,7 @@ TEST_F(UIViewTest, ASubviewMayLeaveWhileItIsResized) {
     EXPECT_EQ(_view->subviewCount(), 1u);
 }
 
-// As many as nobody could walk over at each step without being noticed.
+// So many that a walk over all of them at each step would make the test slow.
 TEST_F(UIViewTest, HoldsAndDestroysAHundredThousandSubviews) {
     constexpr std::size_t kCount = 100'000;
     auto crowd = UIView::initWithFrame({{0, 0}, {100, 100}});

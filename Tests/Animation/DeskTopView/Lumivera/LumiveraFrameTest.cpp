@@ -2,6 +2,7 @@
 #include "Tests/Support/ScriptedRandom.h"
 
 #include <cmath>
+#include <numbers>
 
 namespace {
 
@@ -12,7 +13,7 @@ class LumiveraFrame : public PetalWallpaper {
     /// Makes the view's time come now, so that the throttle starts from here.
     void spendTheThrottle() { ASSERT_TRUE(view().timeCome()); }
 
-    /// Puts a petal where it is out of bounds and stays so for some frames.
+    /// Puts a petal so far out of bounds that it stays out for some frames.
     static void putOut(Sakura &petal) {
         petal.setCenter({160, 1000});
         SakuraProbe(petal).originSpeed() = {0, 1};
@@ -306,7 +307,7 @@ TEST_F(LumiveraBounds, StartAtZeroWhateverTheRectanglesOrigin) {
 }
 
 TEST_F(LumiveraBounds, WidenWithTheBoxAroundATurnedPetal) {
-    petalOfBounds().layer()->setTransform(CATransform3DMakeRotation(M_PI / 2, 0, 0, 1));
+    petalOfBounds().layer()->setTransform(CATransform3DMakeRotation(std::numbers::pi / 2, 0, 0, 1));
     EXPECT_FALSE(isOut(-29.9, 100));
     EXPECT_TRUE(isOut(100, -20.1));
 }

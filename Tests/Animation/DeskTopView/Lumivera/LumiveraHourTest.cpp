@@ -25,7 +25,7 @@ void PrintTo(const MemoryUse &use, std::ostream *out) {
     *out << use.bytes << " bytes in " << use.blocks << " blocks";
 }
 
-/// A wallpaper whose user never rests.
+/// A wallpaper that is used all the time.
 class RestlessHour : public SimulatedTimeTest {
   protected:
     RestlessHour() {
@@ -46,7 +46,7 @@ class RestlessHour : public SimulatedTimeTest {
         UIScreen::setMainScreen(nullptr);
     }
 
-    /// One minute of use, with the most and then the fewest petals at its end.
+    /// One minute of use, at its end with the largest and then the smallest number of petals.
     void spendAMinute() {
         for (int second = 0; second < 60; ++second) {
             act();
@@ -58,8 +58,8 @@ class RestlessHour : public SimulatedTimeTest {
         runForSeconds(0.1);
     }
 
-    /// The use of memory, after a little more time if that helps to reach `expected`: a thread
-    /// that ended may not have given its last block back yet.
+    /// The memory in use. Waits a little when it differs from `expected`, because a thread
+    /// that ended may not have released its last block yet.
     MemoryUse memoryUse(const MemoryUse &expected) {
         for (int turn = 0; turn < 40 && !(MemoryUse() == expected); ++turn) {
             runForSeconds(0.025);

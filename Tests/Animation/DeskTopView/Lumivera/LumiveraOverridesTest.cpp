@@ -4,13 +4,13 @@
 #include <limits>
 #include <optional>
 
-// A wallpaper that derives from the petal wallpaper hears of what that one does, and when.
+// A class derived from the petal wallpaper overrides its members: which are called, and when.
 
 namespace {
 
 using testing::ElementsAre;
 
-/// What there is of a view at one moment.
+/// A view's state at one moment.
 struct Moment {
     Moment(const LumiveraView &view, const ScriptedRandom &random)
         : subviews(view.subviewCount()), hasNames(bool(view.sakuraImageNames())),

@@ -20,7 +20,7 @@ namespace {
 
 constexpr double kFrame = 0.025;
 
-/// A display's memory, of which the compositor is told that it holds the picture before.
+/// A buffer that, as the compositor is told, holds the previous picture.
 class Screen {
   public:
     explicit Screen(const PixelKernels &kernels) : _name(kernels.name), _compositor(kernels) {}
@@ -61,7 +61,7 @@ class LumiveraPicture : public SimulatedTimeTest {
         UIScreen::setMainScreen(nullptr);
     }
 
-    // The first petals' places come from the time of day, so that nearly all of them go again.
+    // The first petals depend on the time of day, so nearly all are removed and made again.
     void start(NSUInteger petals) {
         const NSAutoreleasePool pool;
         _view = Retained<LumiveraView>(
@@ -78,7 +78,7 @@ class LumiveraPicture : public SimulatedTimeTest {
     int below(int limit) { return static_cast<int>(_random() % static_cast<unsigned>(limit)); }
     bool oneIn(int count) { return below(count) == 0; }
 
-    /// What happens to a wallpaper, now and then.
+    /// Something that may happen to a wallpaper.
     void act() {
         if (oneIn(15)) {
             _view->tapActionAtViewPoint(CGPointMake(below(320), below(480)));

@@ -130,7 +130,7 @@ struct DescriptionRow {
 class LumiveraDescription : public PetalWallpaper,
                             public testing::WithParamInterface<DescriptionRow> {};
 
-/// The level that the view hands on to its petals, told by a petal's motion.
+/// The level that the view passes to its petals, derived from a petal's motion.
 NSInteger levelOf(LumiveraView &view) {
     const auto layer = UIView::initWithFrame(CGRectMake(0, 0, 320, 480));
     ScriptedRandom random{0, 0, 0, 1};

@@ -16,7 +16,7 @@ namespace {
 constexpr NSTimeInterval kTurn = 0.0005;
 constexpr int kMostTurns = 100'000;
 
-/// What a compositor does on the main thread: looks at everything in the tree.
+/// Reads the whole tree on the main thread, as a compositor does.
 CGFloat lookAt(const CALayer &layer) {
     CGFloat sum = layer.frame().size.width + layer.opacity() + layer.transform().m11;
     if (const auto contents = layer.contents()) {
@@ -28,7 +28,7 @@ CGFloat lookAt(const CALayer &layer) {
     return sum;
 }
 
-/// Wallpapers on the system's clock, whose resource thread works beside a busy main thread.
+/// Wallpapers on the system's clock, whose resource thread runs while the main thread is busy.
 class LumiveraThreads : public testing::Test {
   protected:
     LumiveraThreads() {

@@ -42,7 +42,7 @@ TEST_F(LumiveraTint, OfANullColorLeavesTheVerySamePicture) {
 
 TEST_F(LumiveraTint, GoesToTheBackgroundViewAlone) {
     load();
-    // What setBackgroundImage would do besides.
+    // setBackgroundImage would do this too.
     const CGRect clip = CGRectMake(1, 2, 3, 4);
     view().setTapClipRect(clip);
     view().setBgColor(_halfRed.get());
