@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-/// How new colours are blended with those below; the numbers are those of the reproduced interface.
+/// How new colours are blended with those below. The numbers are part of the interface.
 enum class CGBlendMode { Normal = 0, Multiply = 1, Overlay = 3 };
 
 /// How much of each pixel of a canvas is painted, 0 (nothing) to 255; rows from the top.

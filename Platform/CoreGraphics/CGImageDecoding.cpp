@@ -1,14 +1,8 @@
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <new>
-#include <string_view>
 
 namespace {
-
-bool holdsAt(std::span<const std::uint8_t> bytes, std::size_t offset, std::string_view text) {
-    const std::string_view all(reinterpret_cast<const char *>(bytes.data()), bytes.size());
-    return offset <= all.size() && all.substr(offset).starts_with(text);
-}
 
 Retained<CGImage> decode(std::span<const std::uint8_t> bytes, std::uint64_t maxPixels) {
     if (holdsAt(bytes, 0, "\x89PNG\r\n\x1a\n")) {
@@ -24,6 +18,11 @@ Retained<CGImage> decode(std::span<const std::uint8_t> bytes, std::uint64_t maxP
 }
 
 } // namespace
+
+bool holdsAt(std::span<const std::uint8_t> bytes, std::size_t offset, std::string_view text) {
+    const std::string_view all(reinterpret_cast<const char *>(bytes.data()), bytes.size());
+    return offset <= all.size() && all.substr(offset).starts_with(text);
+}
 
 Retained<CGImage> CGImageCreateWithData(std::span<const std::uint8_t> bytes,
                                         std::uint64_t maxPixels) {

@@ -4,7 +4,6 @@
 #include <iterator>
 #include <map>
 #include <memory>
-#include <string_view>
 #include <turbojpeg.h>
 #include <vector>
 
@@ -24,11 +23,6 @@ bool isFrame(std::uint8_t kind) {
 
 std::uint32_t word(Bytes bytes, std::size_t offset) {
     return std::uint32_t{bytes[offset]} << 8 | bytes[offset + 1];
-}
-
-bool startsWith(Bytes bytes, std::string_view text) {
-    return std::string_view(reinterpret_cast<const char *>(bytes.data()), bytes.size())
-        .starts_with(text);
 }
 
 /// Calls `take(kind, contents)` for each segment before the first scan.
@@ -57,7 +51,7 @@ class ProfileParts {
     void add(Bytes segment) {
         constexpr std::string_view kName("ICC_PROFILE\0", 12);
         const std::size_t head = kName.size() + 2;
-        if (startsWith(segment, kName) && segment.size() >= head) {
+        if (holdsAt(segment, 0, kName) && segment.size() >= head) {
             _count = segment[kName.size() + 1];
             _parts.emplace(segment[kName.size()], segment.subspan(head));
         }
@@ -110,9 +104,9 @@ JPEGSegments::JPEGSegments(Bytes file) {
             height = word(contents, 1);
             width = word(contents, 3);
             components = contents[5];
-        } else if (kind == kAdobeSegment && startsWith(contents, "Adobe")) {
+        } else if (kind == kAdobeSegment && holdsAt(contents, 0, "Adobe")) {
             hasAdobeMark = true;
-        } else if (kind == kExifSegment && startsWith(contents, "Exif") && exif.empty()) {
+        } else if (kind == kExifSegment && holdsAt(contents, 0, "Exif") && exif.empty()) {
             exif = contents;
         } else if (kind == kProfileSegment) {
             parts.add(contents);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 /// How the rows that a file stores lie in the upright picture: first they are mirrored, then, where
 /// they are columns, rows and columns change places.
@@ -60,6 +61,9 @@ class PictureBuffer {
     std::size_t _height;
     CGPixels _pixels;
 };
+
+/// True when the text stands at that offset.
+bool holdsAt(std::span<const std::uint8_t> bytes, std::size_t offset, std::string_view text);
 
 // One decoder a format. Each takes a whole file of its format and gives null when the file is
 // truncated, damaged, beyond CGImage's bounds or of more than `maxPixels`. Any thread.

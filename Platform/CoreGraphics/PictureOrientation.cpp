@@ -1,8 +1,5 @@
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
-#include <algorithm>
-#include <string_view>
-
 namespace {
 
 constexpr std::size_t kEntrySize = 12;
@@ -16,8 +13,8 @@ class ExifBytes {
 
     /// False when the data do not begin with a byte order mark.
     bool readByteOrder() {
-        _isBigEndian = startsWith("MM");
-        return (_isBigEndian || startsWith("II")) && number(2, 2) == 42;
+        _isBigEndian = holdsAt(_bytes, 0, "MM");
+        return (_isBigEndian || holdsAt(_bytes, 0, "II")) && number(2, 2) == 42;
     }
 
     std::uint32_t number(std::size_t offset, std::size_t width) const {
@@ -33,7 +30,7 @@ class ExifBytes {
 
     void skipName() {
         constexpr std::string_view kName("Exif\0\0", 6);
-        if (startsWith(kName)) {
+        if (holdsAt(_bytes, 0, kName)) {
             _bytes = _bytes.subspan(kName.size());
         }
     }
@@ -41,13 +38,6 @@ class ExifBytes {
     std::size_t size() const { return _bytes.size(); }
 
   private:
-    bool startsWith(std::string_view text) const {
-        return _bytes.size() >= text.size() &&
-               std::equal(text.begin(), text.end(), _bytes.begin(), [](char c, std::uint8_t byte) {
-                   return byte == static_cast<std::uint8_t>(c);
-               });
-    }
-
     std::span<const std::uint8_t> _bytes;
     bool _isBigEndian = false;
 };

@@ -1,7 +1,6 @@
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <algorithm>
-#include <string_view>
 #include <webp/decode.h>
 
 namespace {
@@ -15,7 +14,7 @@ Bytes chunkOf(Bytes file, std::string_view name) {
     while (left.size() >= kChunkHead) {
         const std::size_t size =
             left[4] | left[5] << 8 | left[6] << 16 | static_cast<std::size_t>(left[7]) << 24;
-        const bool isFound = std::equal(name.begin(), name.end(), left.begin());
+        const bool isFound = holdsAt(left, 0, name);
         left = left.subspan(kChunkHead);
         if (size > left.size() || isFound) {
             return size > left.size() ? Bytes() : left.first(size);

@@ -50,7 +50,7 @@ std::int32_t petalCountFrom(std::int32_t wanted) {
     return wanted == 0 ? kDefaultCount : std::clamp(wanted, 1, kMaxCount);
 }
 
-/// A random whole number below the limit, as the remainder of one draw; 0 for a limit below 1.
+/// The remainder of one random draw by the truncated limit; 0 when that is 0.
 CGFloat drawBelow(CGFloat limit) {
     const std::int32_t draw = std::rand();
     const std::int32_t whole = truncated(limit);
