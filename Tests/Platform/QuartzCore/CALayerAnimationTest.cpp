@@ -93,7 +93,7 @@ TEST_F(CALayerAnimationTest, KnowsWhatWasShownBeforeAnAnimationThatHasJustEnded)
 TEST_F(CALayerAnimationTest, ForgetsAChangeAfterManyOthers) {
     const auto others = makeRetained<CALayer>();
     layer->setOpacity(0);
-    for (std::uint64_t i = 0; i < CALayerChanges::kKept; ++i) {
+    for (std::uint64_t i = 0; i < CALayerChanges::kMaxKept; ++i) {
         others->setPosition({static_cast<CGFloat>(i) + 1, 0});
     }
     add(makeFade(kNone, kNone));
