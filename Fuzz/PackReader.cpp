@@ -2,7 +2,7 @@
 
 #include "Animation/Common/NSData+DataEncrypt.h"
 #include "Platform/Foundation/NSLog.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <cstdlib>
 #include <string>

@@ -1,8 +1,7 @@
 // A picture file is either refused, or gives a valid bitmap within the limits, which survives being
 // written as PNG and read again.
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,8 +1,8 @@
 // A property list, such as a wallpaper's description, is either refused, or is within the limits
 // and valid UTF-8 throughout.
 
-#include "Platform/Foundation/PropertyListReader.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/PropertyList.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <cstdlib>
 
@@ -42,7 +42,7 @@ struct Totals {
     }
 
     void add(const PropertyList &list, std::size_t depth) {
-        require(depth <= PropertyListLimits::kDepth);
+        require(depth <= PropertyListLimits::kMaxDepth);
         ++nodes;
         addScalar(list);
         if (const PropertyList::Dictionary *entries = list.dictionary()) {
@@ -61,8 +61,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     if (const auto list = readPropertyList({data, size})) {
         Totals totals;
         totals.add(*list, 1);
-        require(totals.nodes <= PropertyListLimits::kNodes);
-        require(totals.contentBytes <= PropertyListLimits::kContentBytes);
+        require(totals.nodes <= PropertyListLimits::kMaxNodes);
+        require(totals.contentBytes <= PropertyListLimits::kMaxContentBytes);
     }
     return 0;
 }

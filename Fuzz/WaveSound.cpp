@@ -19,7 +19,7 @@ void require(bool condition) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     constexpr std::size_t kMostFrames =
-        std::size_t{SoundMixer::kFramesPerSecond} * WaveSound::kLongestSeconds;
+        std::size_t{SoundMixer::kFramesPerSecond} * WaveSound::kMaxSeconds;
     const auto sound = WaveSound::decode({data, size});
     if (!sound) {
         return 0;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Two single-precision components, both zero at first, whatever the precision of coordinates.
+/// A vector of two single-precision components, also where coordinates are double precision.
 struct CppVector2D {
     float x = 0;
     float y = 0;

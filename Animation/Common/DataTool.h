@@ -8,16 +8,17 @@
 #include <string>
 #include <vector>
 
-/// What a host needs to list wallpaper bundles without loading any. Stateless; any thread.
+/// Lists wallpaper bundles and reads their descriptions without loading them. Stateless; any
+/// thread.
 class WALLPAPER_EXPORT DataTool {
   public:
-    /// The paths of the entries whose names end in "bundle", in listing order, each as directory,
-    /// slash, name. Nothing, and a log line, when the directory cannot be read.
+    /// The paths, directory/name, of the entries whose names end in "bundle", sorted by name.
+    /// Nothing, and a log line, when the directory cannot be read.
     static std::optional<std::vector<std::string>>
     findDeskTopsBundlePathWithDirectory(const std::string &directory);
 
-    /// The value under the key in the bundle's description, of whatever type; nothing when the
-    /// bundle, its description or the key is missing.
+    /// The value of the key in the bundle's description, of any type; nothing when the bundle, its
+    /// description or the key is missing.
     static std::optional<PropertyList>
     readDeskTopDescriptionWithKey_fromBundleFile(const std::string &key,
                                                  const std::string &bundlePath);

@@ -71,7 +71,7 @@ Retained<UIImage> ImageCache::imageWithName2x(const std::string &name) {
 
 void ImageCache::clearMemorryCache() { _imageDic->removeAllObjects(); }
 
-/// The path of a file in the bundle's resource folder; without a bundle the main one is set first.
+/// The path of a file in the bundle's resource folder. Sets the main bundle when there is none.
 std::string ImageCache::pathOfName(const std::string &name) {
     Retained<NSBundle> bundle = resBundle();
     if (!bundle) {

@@ -2,20 +2,20 @@
 
 #include "Animation/Common/WallpaperExport.h"
 #include "Platform/Foundation/NSBundle.h"
-#include "Platform/Foundation/NSMutableDictionary.h"
+#include "Platform/Foundation/NSDictionary.h"
 #include "Platform/UIKit/UIImage.h"
 
 #include <string>
 
-/// The process-wide source of pictures by file name: each is loaded once from the current bundle,
-/// or comes from a resource pack, and is kept until the cache is emptied. Main thread, and a
-/// wallpaper's resource thread for look-ups.
+/// The process-wide cache of pictures by file name: each is loaded once from the current bundle, or
+/// comes from a resource pack, and is kept until the cache is emptied. Main thread; look-ups also
+/// on a wallpaper's resource thread.
 class WALLPAPER_EXPORT ImageCache final : public NSObject {
   public:
     /// Made on the first call; lives as long as the process.
     static ImageCache *sharedInstance();
 
-    /// Empties the shared instance's cache, if there is one; the instance and its bundle stay.
+    /// Empties the shared instance's cache, if it was made; the instance and its bundle stay.
     static void releaseInstance();
 
     /// An empty cache without a bundle.
@@ -31,10 +31,10 @@ class WALLPAPER_EXPORT ImageCache final : public NSObject {
     /// Entries that are no pictures are skipped; a missing pack leaves the cache empty.
     void setResourceData(const std::string &packFileName);
 
-    /// Null when there is no such picture; it is then looked for again on the next call.
+    /// Null when there is no such picture; the next call looks for it again.
     Retained<UIImage> imageWithName(const std::string &name);
 
-    /// The same, but a picture loaded by this call gets the main screen's scale.
+    /// As imageWithName, but a picture that this call loads gets the main screen's scale.
     Retained<UIImage> imageWithName2x(const std::string &name);
 
     void clearMemorryCache();

@@ -4,7 +4,7 @@
 #include "Animation/Common/NSData+DataEncrypt.h"
 #include "Platform/CoreGraphics/CGContext.h"
 #include "Platform/CoreGraphics/CGImageOperations.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 #include "Platform/UIKit/UIGraphics.h"
 
 #include <algorithm>
@@ -14,15 +14,15 @@
 
 namespace {
 
-constexpr std::uint64_t kLargestFile = CGImage::kMaximumBytes;
-constexpr CGFloat kLargestRadius = 1e6;
+constexpr std::uint64_t kMaxFileBytes = CGImage::kMaxBytes;
+constexpr CGFloat kMaxRadius = 1e6;
 
 struct Free {
     void operator()(std::uint8_t *memory) const { std::free(memory); }
 };
 
-/// Paints into an image context of the size of `image`, flipped so that bitmaps come out upright,
-/// and gives what was painted. Without a context (an empty or huge picture) nothing is painted.
+/// Calls `paint` with an image context of the size of `image`, flipped so that bitmaps come out
+/// upright, and returns the result. There is no context for an empty or huge picture.
 template <class Paint> Retained<UIImage> paintedLike(const UIImage *image, Paint paint) {
     if (!image) {
         return nullptr;
@@ -55,8 +55,8 @@ Retained<UIImage> blendedWithColor(const UIImage *image, const UIColor *color, C
     });
 }
 
-/// Draws a picture into a bitmap of one pixel a point that `prepare` was given first. Null without
-/// a picture and for an empty or huge one.
+/// Calls `prepare` with a bitmap context of one pixel a point, then draws the picture into it. Null
+/// without a picture and for an empty or huge one.
 template <class Prepare>
 Retained<CGImage> drawnInto(CGBitmapFormat format, const UIImage *image, Prepare prepare) {
     const CGSize size = image ? image->size() : CGSize();
@@ -77,10 +77,10 @@ Retained<UIImage> imageFrom(Retained<CGImage> bitmap) {
                                                        UIImageOrientation::Up);
 }
 
-/// A rectangle with every corner rounded, drawn in units of the radius. Of very large arcs only the
-/// straight lines between them pass through a picture, whatever the radius.
+/// Adds a rectangle with rounded corners, drawn in units of the radius. The radius is clamped,
+/// because beyond that limit it makes no difference inside a picture.
 void addRoundedRect(CGContext &context, CGSize size, CGFloat wantedRadius) {
-    const CGFloat radius = std::clamp(wantedRadius, -kLargestRadius, kLargestRadius);
+    const CGFloat radius = std::clamp(wantedRadius, -kMaxRadius, kMaxRadius);
     const CGFloat width = static_cast<float>(size.width / radius);
     const CGFloat height = static_cast<float>(size.height / radius);
     context.saveGState();
@@ -110,7 +110,7 @@ Retained<UIImage> ImageSet::maskImage_withImage(const UIImage *image, const UIIm
 
 Retained<UIImage> SpriteExtend::imageWithContentsOfFile_dencrypt(const std::string &path,
                                                                  bool dencrypt) {
-    const auto bytes = readFile(path, kLargestFile);
+    const auto bytes = readFile(path, kMaxFileBytes);
     return bytes ? imageWithData_dencrypt(*bytes, dencrypt) : nullptr;
 }
 

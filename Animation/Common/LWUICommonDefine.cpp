@@ -1,6 +1,6 @@
 #include "Animation/Common/LWUICommonDefine.h"
 
-#include "Platform/Foundation/Truncation.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <algorithm>
 #include <cmath>

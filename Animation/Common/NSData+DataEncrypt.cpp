@@ -1,9 +1,8 @@
 #include "Animation/Common/NSData+DataEncrypt.h"
 
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 #include "Platform/Foundation/NSLog.h"
-#include "Platform/Foundation/RegularFile.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <algorithm>
 #include <cstring>
@@ -16,8 +15,7 @@ namespace {
 constexpr std::size_t kIntegerSize = 4;
 constexpr std::uint64_t kAnySize = std::numeric_limits<std::ptrdiff_t>::max() - 1;
 
-/// Reads a pack and never past what the file holds: lengths are held against the bytes that are
-/// left before memory is taken.
+/// Reads a pack. Lengths are compared with the bytes that are left before memory is allocated.
 class PackReader {
   public:
     explicit PackReader(const std::string &path) : _file(path) {}
@@ -110,8 +108,8 @@ class PackReader {
 constexpr std::size_t kBlockWords = 8;
 constexpr std::size_t kBlockSize = kBlockWords * sizeof(std::uint64_t);
 
-/// Many pairs at once, of a number known to the compiler, which then has the processor do it with
-/// its widest registers. The swap is the same in either byte order.
+/// Transforms a block of a size known to the compiler, which turns the loop into wide instructions.
+/// The swap is the same in either byte order.
 void transformBlock(std::uint8_t *bytes) {
     constexpr std::uint64_t kSeconds = 0x00ff00ff00ff00ff;
     std::uint64_t words[kBlockWords];
@@ -122,7 +120,7 @@ void transformBlock(std::uint8_t *bytes) {
     std::memcpy(bytes, words, sizeof words);
 }
 
-/// The bytes with their transform and trailing byte, in the memory that they have.
+/// Transforms the bytes in place, if `encrypt`, and appends the trailing byte.
 DataEncrypt::Bytes encoded(DataEncrypt::Bytes bytes, bool encrypt) {
     if (encrypt) {
         DataEncrypt::transformPairs(bytes);

@@ -17,18 +17,17 @@ class WALLPAPER_EXPORT DataEncrypt {
     using Bytes = std::vector<std::uint8_t>;
     using Datas = std::map<std::string, Bytes>;
 
-    /// A pack as it lies in its file, for those who must know what `readDatasFromFilePath` leaves
-    /// out.
+    /// All that a pack file holds, including what `readDatasFromFilePath` leaves out.
     struct Pack {
         struct Entry {
             std::string key;
             Bytes value;
-            std::uint64_t offset; ///< Of the key's length, in bytes from the file's start.
+            std::uint64_t offset; ///< Where the entry begins, in bytes from the file's start.
         };
 
         std::vector<Entry> entries; ///< In the file's order; a key may occur twice.
-        std::int32_t count = 0;     ///< Of entries, as the file says; may be negative.
-        std::uint64_t end = 0;      ///< Behind the last entry: the offset of one that is not whole.
+        std::int32_t count = 0;     ///< The file's own count of entries; may be negative.
+        std::uint64_t end = 0;      ///< Where the last whole entry ends.
         std::string_view problem;   ///< Why the next entry could not be read; empty for none.
     };
 
@@ -38,30 +37,29 @@ class WALLPAPER_EXPORT DataEncrypt {
     /// Reads 4 bytes.
     static std::int32_t byteToInt(const std::uint8_t *bytes);
 
-    /// Swaps and inverts the bytes of each pair in place; its own inverse. The last byte of an odd
-    /// number of bytes is inverted alone.
+    /// Swaps and inverts the two bytes of each pair in place; its own inverse. The last of an odd
+    /// number of bytes is only inverted.
     static void transformPairs(std::span<std::uint8_t> bytes);
 
     /// The data, transformed if `encrypt`, and a trailing byte 1 or 0 that says which.
     static Bytes encryptionDataWithData_encrypt(std::span<const std::uint8_t> data, bool encrypt);
 
-    /// The same of a whole file. One that cannot be read, or does not fit into memory, counts as
-    /// empty: the result is the trailing byte alone.
+    /// The same for a whole file. A file that cannot be read, or does not fit into memory, counts
+    /// as empty: the result is the trailing byte alone.
     static Bytes encryptionDataWithContentsOfFile_encrypt(const std::string &path, bool encrypt);
 
-    /// Drops the trailing byte, whatever it says, and transforms the rest. Empty for empty data and
-    /// without memory.
+    /// Drops the trailing byte, whatever its value, and transforms the rest. Empty for empty data
+    /// and when there is no memory.
     static Bytes dataWithEncryptionData(std::span<const std::uint8_t> data);
 
-    /// The entries of a pack, values as they are stored, up to the first that is damaged, cut short
-    /// or too large for memory; none when the file cannot be read. Logs each key and each value's
-    /// length.
+    /// The entries of a pack, values as stored, up to the first that is damaged, truncated or too
+    /// large for memory; none when the file cannot be read. Logs each key and each value's length.
     static Pack readPack(const std::string &path);
 
-    /// The same by key. A key that occurs twice keeps its last value.
+    /// The entries of a pack by key. A key that occurs twice has its last value.
     static Datas readDatasFromFilePath(const std::string &path);
 
-    /// False when the file cannot be opened for writing; later errors go unnoticed. A key is
-    /// written with as many bytes as it has UTF-16 units, so any key but an ASCII one is cut short.
+    /// False when the file cannot be opened for writing; later errors are not reported. A key is
+    /// written with as many bytes as it has UTF-16 units, so a key that is not ASCII is truncated.
     static bool saveDatas_toFilePath(const Datas &datas, const std::string &path);
 };

@@ -4,14 +4,13 @@
 #include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSObject.h"
 
-/// Plays short system sounds, as long as it is switched on. Until initSound it is switched off.
-/// Main thread.
+/// Plays short system sounds while it is switched on; it is off until initSound(). Main thread.
 class WALLPAPER_EXPORT SoundPlay : public NSObject {
   public:
     SoundPlay() = default;
 
-    /// Registers the sound of its own, switches sound on and sets the volume to 1. Where the file
-    /// is missing soundID() stays as it was.
+    /// Registers its own sound, switches sound on and sets the volume to 1. When the file is
+    /// missing soundID() does not change.
     void initSound();
     void setSoundSwitch(bool on);
     void setUIVolume(float volume);
@@ -25,7 +24,7 @@ class WALLPAPER_EXPORT SoundPlay : public NSObject {
     bool is_turnON() const { return fields.is_turnON; }
     void setIs_turnON(bool on) { fields.is_turnON = on; }
 
-    /// Kept, but not applied to what plays.
+    /// Stored only; it does not change how loud sounds are.
     float volume() const { return fields.volume; }
     void setVolume(float volume) { fields.volume = volume; }
 
@@ -33,11 +32,11 @@ class WALLPAPER_EXPORT SoundPlay : public NSObject {
     void setSoundID(SystemSoundID sound) { fields.soundID = sound; }
 
   protected:
-    /// Disposes of the registered sound.
+    /// Unregisters the sound.
     ~SoundPlay() override;
 
   private:
-    // One level down, so that a field may be called as its accessor is.
+    // In a struct, so that the fields may have the names of their accessors.
     struct {
         float volume = 0;
         bool is_turnON = false;

@@ -10,7 +10,7 @@ using std::numbers::pi;
 
 constexpr CGFloat kPerspective = -0.002;
 
-/// Animations count their passes in single precision.
+/// Converts a repeat count to single precision; too large ones become infinite.
 float countFrom(double count) {
     using Limits = std::numeric_limits<float>;
     const bool isBeyond = std::fabs(count) > static_cast<double>(Limits::max());
@@ -40,7 +40,7 @@ Retained<CABasicAnimation> create(const char *keyPath, UIView *view, CAAnimation
     return animation;
 }
 
-// From the moment that the library is there, plain views answer for their translations too.
+// Set when the library is loaded, so that translations of all views are handled.
 const bool isHandlerSet = [] {
     UIView::setAnimationStopHandler(LWUIAnimation::animationDidStop_finished);
     return true;
@@ -60,7 +60,7 @@ void LWUIAnimation::animationDidStop_finished(UIView *view, CAAnimation *animati
     transform.m41 = 0;
     transform.m42 = 0;
     layer->setTransform(transform);
-    // The view is seen where it was: a next move in this call-out begins there.
+    // The view is shown where it was, and a further animation in this call-out must begin there.
     layer->keepShownPlace();
 }
 

@@ -5,7 +5,7 @@
 #include "Platform/Foundation/NSLog.h"
 #include "Platform/Foundation/NSRunLoop.h"
 #include "Platform/Foundation/NSThread.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 
 #include <dlfcn.h>
 #include <string>
@@ -20,8 +20,7 @@ constexpr NSTimeInterval kOverrunPause = 0.001;
 constexpr NSUInteger kFillsSuperview =
     UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight;
 
-/// The path of the library that makes the bundle's wallpaper; empty when the description names
-/// none.
+/// The path of the wallpaper's library; empty when the description names none.
 std::string libraryPath(const NSBundle &bundle) {
     const auto value =
         DataTool::readDeskTopDescriptionWithKey_fromBundleFile("name Library", bundle.bundlePath());
@@ -33,8 +32,8 @@ using EntryPoint = DeskTopView *(*)(NSBundle *);
 
 } // namespace
 
-/// Stands for its view with the view's operations, and does not own it: the view may die while the
-/// loop sleeps.
+/// The delegate of the view's operations. It does not own the view, which may be destroyed while
+/// the loop sleeps.
 class DeskTopView::Loop final : public NSObject, public UpdateOperationDelegate {
   public:
     explicit Loop(DeskTopView *view) : _view(view) {}
@@ -59,7 +58,7 @@ class DeskTopView::Loop final : public NSObject, public UpdateOperationDelegate 
         return view && view->_isAnimating.load(std::memory_order_relaxed);
     }
 
-    /// The seconds that it took, the wait for the main thread included.
+    /// Returns the seconds that the frame took, including the wait for the main thread.
     NSTimeInterval runFrame() const {
         const NSTimeInterval start = CACurrentMediaTime();
         if (const auto view = _view.lock()) {

@@ -3,22 +3,22 @@
 #include "Animation/DeskTopView/DeskTopViewInterface.h"
 #include "Animation/DeskTopView/UpdateOperation.h"
 #include "Platform/Foundation/NSBundle.h"
-#include "Platform/Foundation/NSOperationQueue.h"
+#include "Platform/Foundation/NSOperation.h"
 #include "Platform/UIKit/UIImageView.h"
 #include "Platform/UIKit/UIScrollView.h"
 
 #include <atomic>
 
-/// The type of a host's delegate. The frame keeps the reference and calls nothing on it; a host
-/// that wants call-backs derives from it.
+/// The type of a host's delegate. DeskTopView stores the pointer and calls nothing on it; a
+/// wallpaper and its host may agree on a derived class.
 class WALLPAPER_EXPORT DeskTopViewDelegate {
   protected:
     virtual ~DeskTopViewDelegate() = default;
 };
 
-/// Base class of every wallpaper, and all that a host knows of one: a view with a full-size
-/// background picture, whose resources load on a thread of their own 0.5 s after its creation and
-/// whose animation clock calls doAnimating on the main thread every 25 ms at most.
+/// Base class of every wallpaper, and the only class of one that a host knows: a view with a
+/// full-size background picture. Its resources load on a thread of their own 0.5 s after its
+/// creation; its animation clock calls doAnimating on the main thread, at most once in 25 ms.
 ///
 /// A wallpaper derives from it, overrides initResource (which ends with startAnimating),
 /// doAnimating and the touch hooks, and is made by its library's getDeskTopViewInstance.
@@ -27,16 +27,16 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
                                      public UpdateOperationDelegate {
   public:
     /// Loads the library that the bundle's description names under "name Library" from the
-    /// bundle's resource folder and asks it for a view. Null for a null bundle, without such a
-    /// name, for a library that cannot be opened, and when the loader finds no
-    /// getDeskTopViewInstance in it or behind it. Autoreleased. Main thread.
+    /// bundle's resource folder and asks it for a view, which is autoreleased. Null for a null
+    /// bundle, without such a name, when the library cannot be opened, and when neither it nor a
+    /// library that it links has getDeskTopViewInstance. Main thread.
     static DeskTopView *createDeskTopViewFromBundle(NSBundle *bundle);
 
-    /// Texts that live as long as the library.
+    /// Valid as long as the library is loaded.
     static const char *name() { return ""; }
     static const char *version() { return ""; }
 
-    /// Main thread, whose run loop must run for the resources to load.
+    /// Main thread. The resources load only while its run loop runs.
     static Retained<DeskTopView> initWithFrame(const CGRect &frame);
 
     void setFrame(const CGRect &frame) override;
@@ -44,14 +44,14 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
     /// Starts the resource thread.
     virtual void delayLoading();
 
-    /// Loads the wallpaper's resources. Called once, on a thread of its own. Empty here.
+    /// Loads the wallpaper's resources; does nothing here. Called once, on a thread of its own.
     virtual void initResource();
 
-    /// The display scale; the frame's origin stays where it was.
+    /// The display scale. Setting it keeps the frame's origin.
     CGFloat scale() const { return _scale.get(); }
     virtual void setScale(CGFloat scale);
 
-    /// Shows the picture, which may be null, at the current scale.
+    /// Shows the picture at the current scale; null shows none.
     virtual void setBackgroundImage(Retained<UIImage> image);
 
     /// True when more than `interval` seconds have passed since it last returned true.
@@ -69,12 +69,12 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
     void gestureAction_atPoint(std::int32_t, CGPoint) override {}
     void openSettingMenu() override {}
 
-    /// Makes frames, 25 ms apart at least, while the view is meant to animate, and blocks until it
-    /// is stopped; returns at once when it is stopped already. The clock's operation runs the same
-    /// loop on its own thread. Any thread; the caller keeps the view alive.
+    /// Calls doAnimating on the main thread, at most once in 25 ms, until the animation is stopped;
+    /// returns at once when it is stopped already. UpdateOperation runs the same loop on its
+    /// thread. Any thread; the caller keeps the view alive.
     void runLoop() final;
 
-    /// Not owned; never called.
+    /// Not owned; no member of it is called.
     DeskTopViewDelegate *destTopViewDelegate() const { return _destTopViewDelegate; }
     void setDestTopViewDelegate(DeskTopViewDelegate *delegate) { _destTopViewDelegate = delegate; }
 
@@ -84,15 +84,15 @@ class WALLPAPER_EXPORT DeskTopView : public UIScrollView,
     CGFloat offset() const { return _offset; }
     void setOffset(CGFloat offset) { _offset = offset; }
 
-    /// Where taps count, in the view's coordinates.
+    /// The area where taps have an effect, in the view's coordinates.
     CGRect tapClipRect() const { return _tapClipRect.get(); }
     void setTapClipRect(const CGRect &rect) { _tapClipRect.set(rect); }
 
     NSInteger speedLevel() const { return _speedLevel; }
     virtual void setSpeedLevel(NSInteger level) { _speedLevel = level; }
 
-    /// The queue that runs the animation's loops. A loop that was paused ends a frame later; a host
-    /// that resumes before its operationCount() is 0 gets a second loop beside the first.
+    /// The queue that runs the animation's loop. After a pause the loop ends within a frame; a host
+    /// that resumes before operationCount() is 0 gets a second loop beside the first.
     const NSOperationQueue &operationQueue() const { return *_operationQueue; }
 
   protected:

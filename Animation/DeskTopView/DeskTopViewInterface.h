@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-/// What a host may call on any wallpaper view. Main thread, but for isAnimating and
-/// startAnimating, which a wallpaper's resource thread may call as well.
+/// What a host may call on any wallpaper view. Main thread; a wallpaper's resource thread may call
+/// isAnimating and startAnimating too.
 class WALLPAPER_EXPORT DeskTopViewInterface {
   public:
     virtual bool isAnimating() const = 0;

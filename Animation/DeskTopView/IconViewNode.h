@@ -4,8 +4,8 @@
 #include "Platform/Foundation/NSString.h"
 #include "Platform/UIKit/UIImage.h"
 
-/// What there is to know of one application's icon. The objects are retained, not copied, and may
-/// be null. One thread at a time.
+/// One application's icon and its state. The objects are retained, not copied, and may be null. One
+/// thread at a time.
 class WALLPAPER_EXPORT IconViewNode : public NSObject {
   public:
     IconViewNode() = default;
@@ -26,7 +26,7 @@ class WALLPAPER_EXPORT IconViewNode : public NSObject {
     ~IconViewNode() override;
 
   private:
-    // One level down, so that a field may be called as its accessor is.
+    // In a struct, so that the fields may have the names of their accessors.
     struct {
         Retained<NSString> appID;
         Retained<NSString> appName;

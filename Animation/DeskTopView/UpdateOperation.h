@@ -8,7 +8,7 @@
 
 #include <string_view>
 
-/// Whom an UpdateOperation drives. Implemented by classes that derive from NSObject.
+/// The delegate that an UpdateOperation drives. Implemented by classes that derive from NSObject.
 class WALLPAPER_EXPORT UpdateOperationDelegate {
   public:
     virtual bool respondsToSelector(std::string_view selector) const {
@@ -22,19 +22,19 @@ class WALLPAPER_EXPORT UpdateOperationDelegate {
     virtual ~UpdateOperationDelegate() = default;
 };
 
-/// The clock of one run of the animation: hands its thread to the delegate's runLoop.
+/// The clock of one run of the animation: runs the delegate's runLoop on the operation's thread.
 class WALLPAPER_EXPORT UpdateOperation final : public NSOperation {
   public:
     UpdateOperation() = default;
 
-    /// The delegate is not owned and reads as null once it dies. Any thread.
+    /// Not owned; null once the delegate is destroyed. Any thread.
     Retained<UpdateOperationDelegate> delegate() const { return _delegate.get().lock(); }
     void setDelegate(UpdateOperationDelegate *delegate) {
         _delegate.set(Weak<UpdateOperationDelegate>(delegate));
     }
 
-    /// Ends at once without a delegate or with one that does not answer runLoop. Keeps the delegate
-    /// alive during its loop.
+    /// Returns at once without a delegate, or when the delegate does not respond to "runLoop".
+    /// Keeps the delegate alive during its loop.
     void main() override;
 
   private:

@@ -3,7 +3,7 @@
 #include "Platform/Compositor/SoftwareCompositor.h"
 #include "Platform/Foundation/NSLog.h"
 #include "Platform/Foundation/NSRunLoop.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 
 #include <benchmark/benchmark.h>
 

@@ -13,6 +13,7 @@
 #include "Host/Wallpapers/WallpaperBundle.h"
 
 #include <CLI/CLI.hpp>
+#include <SDL2/SDL.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

@@ -3,7 +3,6 @@
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/ResourcePack.h"
-#include "Platform/Foundation/FileBytes.h"
 #include "Platform/Foundation/NSFileManager.h"
 
 #include <CLI/CLI.hpp>

@@ -3,7 +3,7 @@
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Support/HostError.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 
 #include "Host/Playing/Screenshot.h"
 #include "Host/Support/Printing.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "Host/Playing/WallpaperShow.h"
 
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 
 namespace Lumivera {
 

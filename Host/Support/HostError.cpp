@@ -1,6 +1,6 @@
 #include "Host/Support/HostError.h"
 
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <cerrno>
 #include <cstring>

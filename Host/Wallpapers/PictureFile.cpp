@@ -1,8 +1,7 @@
 #include "Host/Wallpapers/PictureFile.h"
 
 #include "Host/Support/HostError.h"
-#include "Platform/CoreGraphics/CGImageEncoding.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
@@ -46,7 +45,7 @@ Retained<UIImage> PictureFile::read(const std::string &path) {
 }
 
 PictureFile::Bytes PictureFile::readBytes(const std::string &path) {
-    auto bytes = readFile(path, CGImage::kMaximumBytes);
+    auto bytes = readFile(path, CGImage::kMaxBytes);
     if (!bytes) {
         throw HostError(path, "cannot be read as a file of less than 256 MiB",
                         "check the name and its permissions");

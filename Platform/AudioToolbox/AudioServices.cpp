@@ -1,7 +1,7 @@
 #include "Platform/AudioToolbox/AudioServices.h"
 
 #include "Platform/AudioToolbox/SoundOutput.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 #include "Platform/Foundation/SimulatedClock.h"
 
 #include <chrono>
@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::uint64_t kLargestFile = std::uint64_t{32} << 20;
+constexpr std::uint64_t kMaxFileBytes = std::uint64_t{32} << 20;
 constexpr std::chrono::seconds kIdleTime{3};
 
 struct Registry {
@@ -19,7 +19,7 @@ struct Registry {
     SystemSoundID latest = 0;
 };
 
-// Never destroyed: another thread may still play something while the process ends.
+// Never destroyed, because another thread may still play a sound while the process ends.
 Registry &registry() {
     static Registry *const instance = new Registry;
     return *instance;
@@ -37,13 +37,13 @@ std::shared_ptr<Sound> soundOf(SystemSoundID identifier) {
     return entry != known.sounds.end() ? entry->second : nullptr;
 }
 
-/// A film that is made faster than real time must not be heard.
+/// Sounds are silent under simulated time, which runs faster than real time.
 bool isTimeSimulated() { return dynamic_cast<SimulatedClock *>(&Clock::current()) != nullptr; }
 
 } // namespace
 
 OSStatus AudioServicesCreateSystemSoundID(const NSURL *file, SystemSoundID *sound) {
-    const auto bytes = file ? readFile(file->path(), kLargestFile) : std::nullopt;
+    const auto bytes = file ? readFile(file->path(), kMaxFileBytes) : std::nullopt;
     auto wave = bytes ? WaveSound::decode(*bytes) : std::nullopt;
     if (!wave || !sound) {
         return kAudioServicesSystemSoundUnspecifiedError;

@@ -1,31 +1,30 @@
 #pragma once
 
 #include "Platform/Foundation/NSURL.h"
-#include "Platform/Foundation/PlatformExport.h"
 
 #include <cstdint>
 
 /// A registered sound; 0 is none.
 using SystemSoundID = std::uint32_t;
 
-/// 0 when all went well.
+/// 0 on success.
 using OSStatus = std::int32_t;
 
-/// No such sound, or a file that is no sound.
+/// The error for an unknown sound and for a file that is no sound.
 inline constexpr OSStatus kAudioServicesSystemSoundUnspecifiedError = -1500;
 
-// Short sounds, mixed when several play at once. Any thread; none of these functions waits for a
-// sound device but the last. Where there is no device, and while time is simulated, all is silent.
+// Short sounds, mixed when several play at once. Any thread; only the last of these functions waits
+// for the sound device. Without a device, and under simulated time, nothing is heard.
 
-/// Reads a WAV file of at most 30 s and registers it. On failure `sound` stays as it is.
+/// Reads a WAV file of at most 30 s and registers it as `*sound`, which is unchanged on failure.
 PLATFORM_EXPORT OSStatus AudioServicesCreateSystemSoundID(const NSURL *file, SystemSoundID *sound);
 
-/// Plays it once. Nothing happens for an unknown identifier.
+/// Plays the sound once. An unknown identifier is ignored.
 PLATFORM_EXPORT void AudioServicesPlaySystemSound(SystemSoundID sound);
 
-/// Forgets it; what plays already goes on to its end.
+/// Unregisters the sound. If it is playing, it plays to its end.
 PLATFORM_EXPORT OSStatus AudioServicesDisposeSystemSoundID(SystemSoundID sound);
 
-/// Silences what plays and gives the sound device back, which otherwise happens a few seconds
-/// after the last sound. Waits until it is done; for the end of a program.
+/// Stops all sounds and closes the sound device, which otherwise is closed a few seconds after the
+/// last sound. Waits until it is closed; for the end of a program.
 PLATFORM_EXPORT void AudioServicesCloseDevice();

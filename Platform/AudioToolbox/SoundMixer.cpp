@@ -7,7 +7,7 @@ void SoundMixer::play(Samples samples) {
         return;
     }
     const std::lock_guard lock(_mutex);
-    if (_voices.size() == kMostVoices) {
+    if (_voices.size() == kMaxVoices) {
         _voices.erase(_voices.begin());
     }
     _voices.push_back({std::move(samples)});

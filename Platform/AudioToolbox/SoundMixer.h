@@ -13,18 +13,18 @@ class SoundMixer {
     static constexpr int kFramesPerSecond = 48'000;
     static constexpr int kChannels = 2;
 
-    /// One more at once ends the one that began first.
-    static constexpr std::size_t kMostVoices = 32;
+    /// One more sound at once ends the one that began first.
+    static constexpr std::size_t kMaxVoices = 32;
 
     using Samples = std::shared_ptr<const std::vector<float>>;
 
-    /// From the next frame that is mixed.
+    /// Plays the samples from the next mixed frame on. Null is ignored.
     void play(Samples samples);
 
-    /// Fills `output` with the next frames; silence where nothing plays.
+    /// Fills `output` with the next frames, with silence where nothing plays.
     void mix(std::span<float> output);
 
-    /// Until the sound that ends last has ended.
+    /// The number of frames until the last sound ends.
     std::size_t framesLeft() const;
 
     void stopAll();

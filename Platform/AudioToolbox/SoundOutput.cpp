@@ -15,11 +15,11 @@ void fill(void *mixer, std::uint8_t *bytes, int length) {
         {samples, static_cast<std::size_t>(length) / sizeof(float)});
 }
 
-/// An open sound device that plays what the mixer gives.
+/// The open sound device, which plays the mixer's output.
 class Device {
   public:
     explicit Device(SoundMixer &mixer) {
-        // A sound must not change what the program does when it is told to end.
+        // SDL would otherwise install handlers for SIGINT and SIGTERM.
         SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
         _isInitialised = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
         SDL_AudioSpec wanted{};
@@ -56,13 +56,6 @@ class Device {
 
 } // namespace
 
-const SoundMixer::Samples &Sound::samples() {
-    if (!_samples) {
-        _samples = std::make_shared<const std::vector<float>>(_wave.mixableSamples());
-    }
-    return _samples;
-}
-
 void SoundOutput::play(std::shared_ptr<Sound> sound) {
     const std::lock_guard lock(_mutex);
     _wanted.push_back(std::move(sound));
@@ -76,7 +69,7 @@ void SoundOutput::play(std::shared_ptr<Sound> sound) {
     _isClosing = false;
     _thread = std::thread([this] {
         run();
-        // SDL keeps a little for every thread, and knows of the ends of its own threads alone.
+        // Frees SDL's data of this thread, which SDL frees by itself only for its own threads.
         SDL_TLSCleanup();
     });
 }
@@ -122,7 +115,7 @@ void SoundOutput::run() {
     } while (true);
 }
 
-/// Waits for sounds; false when the device is to be given back.
+/// Waits for sounds; false when the device is to be closed.
 bool SoundOutput::takeSounds(std::vector<std::shared_ptr<Sound>> &sounds) {
     sounds.clear();
     std::unique_lock lock(_mutex);
@@ -135,7 +128,7 @@ bool SoundOutput::takeSounds(std::vector<std::shared_ptr<Sound>> &sounds) {
     return !_isClosing;
 }
 
-/// Until there are some, or the last has ended and the idle time is over: false then.
+/// Waits until there are sounds; false when the last one has ended and the idle time is over.
 bool SoundOutput::waitForSounds(std::unique_lock<std::mutex> &lock) {
     const std::chrono::duration<double> playing(static_cast<double>(_mixer.framesLeft()) /
                                                 SoundMixer::kFramesPerSecond);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Platform/AudioToolbox/SoundMixer.h"
 #include "Platform/AudioToolbox/WaveSound.h"
 
 #include <chrono>
@@ -10,22 +9,9 @@
 #include <thread>
 #include <vector>
 
-/// A sound, made ready for the mixer when it is first played.
-class Sound {
-  public:
-    explicit Sound(WaveSound wave) : _wave(std::move(wave)) {}
-
-    /// For the output's thread.
-    const SoundMixer::Samples &samples();
-
-  private:
-    const WaveSound _wave;
-    SoundMixer::Samples _samples;
-};
-
-/// The sound device: opened for the first sound by a thread of its own, which also makes sounds
-/// ready, and given back when nothing has played for a while. That thread ends with it. It lives in
-/// real time: simulated time neither waits for it nor moves it.
+/// The sound device. The first sound starts a thread, which opens the device and converts sounds;
+/// when nothing has played for the idle time, the thread closes the device and ends. It runs in
+/// real time: simulated time does not know about it.
 class SoundOutput {
   public:
     explicit SoundOutput(std::chrono::milliseconds idleTime) : _idleTime(idleTime) {}
@@ -34,13 +20,15 @@ class SoundOutput {
     SoundOutput(const SoundOutput &) = delete;
     SoundOutput &operator=(const SoundOutput &) = delete;
 
-    /// Any thread; does not wait. Without a device nothing is heard.
+    /// Plays the sound; without a device nothing is heard. Any thread; does not wait.
     void play(std::shared_ptr<Sound> sound);
 
-    /// Silences what plays and waits until the device is given back. Not beside play().
+    /// Stops all sounds and waits until the device is closed. Not while another thread calls
+    /// play().
     void close();
 
-    /// Waits until everything has played and the device is given back. Not beside play().
+    /// Waits until all sounds have ended and the device is closed. Not while another thread calls
+    /// play().
     void waitUntilIdle();
 
   private:

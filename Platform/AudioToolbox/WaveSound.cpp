@@ -1,7 +1,5 @@
 #include "Platform/AudioToolbox/WaveSound.h"
 
-#include "Platform/AudioToolbox/SoundMixer.h"
-
 #include <SDL_audio.h>
 
 #include <algorithm>
@@ -28,13 +26,13 @@ bool isText(Bytes bytes, std::size_t at, const char *text) {
     return std::memcmp(bytes.data() + at, text, 4) == 0;
 }
 
-/// The file's description of its samples, and the samples.
+/// The contents of the "fmt " and "data" chunks.
 struct Chunks {
     Bytes format;
     Bytes data;
 };
 
-/// The chunks, where every size lies within the file.
+/// Finds the chunks; nothing when one is missing or a size is beyond the file.
 std::optional<Chunks> chunksOf(Bytes file) {
     if (file.size() < kFileHeader || !isText(file, 0, "RIFF") || !isText(file, 8, "WAVE") ||
         word(file, 4) > file.size() - kChunkHeader || word(file, 4) < 4) {
@@ -53,13 +51,13 @@ std::optional<Chunks> chunksOf(Bytes file) {
         } else if (isText(rest, 0, "data")) {
             found.data = content;
         }
-        // Chunks begin at even places.
+        // Chunks begin at even offsets.
         rest = rest.subspan(std::min(rest.size(), kChunkHeader + size + size % 2));
     }
     return found.format.empty() || found.data.empty() ? std::nullopt : std::optional(found);
 }
 
-/// What the description says, as far as the length depends on it.
+/// The parts of the "fmt " chunk that the sound's length depends on.
 struct Layout {
     static constexpr std::uint32_t kPCM = 1;
     static constexpr std::uint32_t kMicrosoftADPCM = 2;
@@ -91,7 +89,7 @@ struct Layout {
                (isADPCM() || bytesPerBlock * 8 == channels * bitsPerSample);
     }
 
-    /// At most; a block of ADPCM begins with a few samples of its own.
+    /// An upper bound: a block of ADPCM begins with two uncompressed samples.
     std::uint64_t framesIn(std::size_t byteCount) const {
         const std::uint64_t count = byteCount;
         return isADPCM() ? count * 2 / channels + 2 * (count / bytesPerBlock)
@@ -118,7 +116,7 @@ void appendChunk(std::vector<std::uint8_t> &bytes, const char *name, Bytes conte
     }
 }
 
-/// A file of nothing but what was checked.
+/// A file that holds only the two checked chunks.
 std::vector<std::uint8_t> plainFile(const Chunks &chunks) {
     std::vector<std::uint8_t> body;
     body.reserve(chunks.data.size() + chunks.format.size() + 32);
@@ -131,7 +129,7 @@ std::vector<std::uint8_t> plainFile(const Chunks &chunks) {
     return body;
 }
 
-/// Numbers of 32 bits as floats, rounded once; SDL would divide by a little less.
+/// Converts 32-bit integers to floats, rounded once; SDL would divide by slightly less than 2^31.
 std::vector<std::uint8_t> floatsOf(Bytes numbers) {
     std::vector<std::uint8_t> floats(numbers.size());
     for (std::size_t at = 0; at + sizeof(float) <= numbers.size(); at += sizeof(float)) {
@@ -145,17 +143,17 @@ std::vector<std::uint8_t> floatsOf(Bytes numbers) {
 } // namespace
 
 std::optional<WaveSound> WaveSound::decode(std::span<const std::uint8_t> file) {
-    constexpr std::size_t kSmallestFormat = 16;
-    constexpr std::size_t kLargestFormat = 1024;
+    constexpr std::size_t kMinFormatBytes = 16;
+    constexpr std::size_t kMaxFormatBytes = 1024;
     const auto chunks = chunksOf(file);
-    if (!chunks || chunks->format.size() < kSmallestFormat ||
-        chunks->format.size() > kLargestFormat) {
+    if (!chunks || chunks->format.size() < kMinFormatBytes ||
+        chunks->format.size() > kMaxFormatBytes) {
         return std::nullopt;
     }
     const Layout layout(chunks->format);
     if (!layout.isSensible() || layout.framesIn(chunks->data.size()) == 0 ||
         layout.framesIn(chunks->data.size()) >
-            std::uint64_t{layout.framesPerSecond} * kLongestSeconds) {
+            std::uint64_t{layout.framesPerSecond} * kMaxSeconds) {
         return std::nullopt;
     }
     const std::vector<std::uint8_t> plain = plainFile(*chunks);
@@ -179,7 +177,7 @@ std::optional<WaveSound> WaveSound::decode(std::span<const std::uint8_t> file) {
     return sound._bytes.empty() ? std::nullopt : std::optional(std::move(sound));
 }
 
-// Converted in one piece: SDL's stream of samples loses the end of a sound of another rate.
+// Converts the sound in one piece, because SDL_AudioStream loses the end of a resampled sound.
 std::vector<float> WaveSound::mixableSamples() const {
     SDL_AudioCVT conversion{};
     if (SDL_BuildAudioCVT(&conversion, _format, _channels, _framesPerSecond, AUDIO_F32SYS,
@@ -196,8 +194,15 @@ std::vector<float> WaveSound::mixableSamples() const {
     }
     const auto count = static_cast<std::size_t>(conversion.len_cvt) / sizeof(float);
     std::vector<float> result(room.data(), room.data() + count);
-    // Anything may stand in a file of floats; what is no number would spoil every other sound.
+    // A file of floats may hold NaN or infinity, which would spoil the sum of all sounds.
     std::replace_if(
         result.begin(), result.end(), [](float s) { return !std::isfinite(s); }, 0.0F);
     return result;
+}
+
+const SoundMixer::Samples &Sound::samples() {
+    if (!_samples) {
+        _samples = std::make_shared<const std::vector<float>>(_wave.mixableSamples());
+    }
+    return _samples;
 }

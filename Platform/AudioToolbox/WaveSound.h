@@ -1,6 +1,7 @@
 #pragma once
 
-#include "Platform/Foundation/PlatformExport.h"
+#include "Platform/AudioToolbox/SoundMixer.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <cstdint>
 #include <optional>
@@ -11,14 +12,14 @@
 /// two usual ADPCM forms.
 class PLATFORM_EXPORT WaveSound {
   public:
-    static constexpr int kLongestSeconds = 30;
+    static constexpr int kMaxSeconds = 30;
 
-    /// Nothing for bytes that are no such file, are cut off, say sizes that do not fit together,
-    /// hold no frame, or more than kLongestSeconds. Takes memory in proportion to the bytes only.
+    /// Nothing for bytes that are no such file, are truncated, give inconsistent sizes, or hold no
+    /// frame or more than kMaxSeconds. Takes memory in proportion to the bytes only.
     static std::optional<WaveSound> decode(std::span<const std::uint8_t> file);
 
-    /// As the mixer wants them; samples of its rate as they are, but for those that are no number.
-    /// Empty when there is no memory. Takes a while.
+    /// The samples in the mixer's format; those that are NaN or infinite become 0. Empty when there
+    /// is no memory. Takes a while.
     std::vector<float> mixableSamples() const;
 
     int channels() const { return _channels; }
@@ -28,7 +29,20 @@ class PLATFORM_EXPORT WaveSound {
     WaveSound() = default;
 
     std::vector<std::uint8_t> _bytes;
-    std::uint16_t _format = 0; // as SDL counts formats
+    std::uint16_t _format = 0; // SDL_AudioFormat
     std::uint8_t _channels = 0;
     int _framesPerSecond = 0;
+};
+
+/// A sound that is converted for the mixer when it is first played.
+class Sound {
+  public:
+    explicit Sound(WaveSound wave) : _wave(std::move(wave)) {}
+
+    /// Only for the thread of the SoundOutput.
+    const SoundMixer::Samples &samples();
+
+  private:
+    const WaveSound _wave;
+    SoundMixer::Samples _samples;
 };

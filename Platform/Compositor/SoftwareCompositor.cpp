@@ -3,7 +3,7 @@
 #include "Platform/Compositor/ChangeHistory.h"
 #include "Platform/Compositor/HeldImages.h"
 #include "Platform/Compositor/ListChanges.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 
 #include <cmath>
 #include <utility>

@@ -26,14 +26,15 @@ constexpr CGPoint CGPointApplyAffineTransform(CGPoint point, const CGAffineTrans
             static_cast<CGFloat>(t.b * point.x + t.d * point.y + t.ty)};
 }
 
-/// Device coordinates beyond it are out of the drawing library's reach, and of any bitmap's.
-inline constexpr double kFarthestCoordinate = 4e6;
+/// Device coordinates beyond it are outside of every bitmap and overflow cairo's fixed-point
+/// numbers.
+inline constexpr double kMaxCoordinate = 4e6;
 
-/// True when the transform can be undone and keeps within the reach; false for any NaN.
+/// True when the transform is invertible and no element exceeds kMaxCoordinate or is NaN.
 inline bool isDrawable(const CGAffineTransform &t) {
     const double values[] = {t.a, t.b, t.c, t.d, t.tx, t.ty};
     for (const double value : values) {
-        if (!(std::fabs(value) <= kFarthestCoordinate)) {
+        if (!(std::fabs(value) <= kMaxCoordinate)) {
             return false;
         }
     }

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t kMostStrokes = 16;
+constexpr std::size_t kMaxStrokes = 16;
 
 } // namespace
 
@@ -24,14 +24,14 @@ void CGCanvas::paint(CGStroke stroke) {
     }
 }
 
-/// Strokes keep clips and pictures alive: of many, or of more bytes than the result's, the result
-/// is kept instead.
+/// Strokes keep clips and pictures alive. When they are many, or take more memory than their result
+/// does, the result replaces them.
 bool CGCanvas::isWorthSettling() const {
     std::size_t bytes = 0;
     for (const CGStroke &stroke : _strokes) {
         bytes += stroke.heldBytes();
     }
-    return _strokes.size() > kMostStrokes ||
+    return _strokes.size() > kMaxStrokes ||
            bytes > _width * _height * kComponents * sizeof(std::uint16_t);
 }
 

@@ -1,65 +1,65 @@
 #pragma once
 
 #include "Platform/CoreGraphics/CGColor.h"
-#include "Platform/CoreGraphics/PlacedPicture.h"
+#include "Platform/CoreGraphics/CairoDrawing.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
-/// How new colours meet those that are there; the numbers are the platform's own.
+/// How new colours are blended with those below. The numbers are part of the interface.
 enum class CGBlendMode { Normal = 0, Multiply = 1, Overlay = 3 };
 
-/// How much of each pixel of a canvas is painted, rows from the top: 255 all of it, 0 none.
+/// How much of each pixel of a canvas is painted, 0 (nothing) to 255; rows from the top.
 using CGCoverage = std::vector<std::uint8_t>;
 
-/// A picture, or a colour over a rectangle of whole pixels, on its way into a canvas.
+/// One painting operation: a picture, or a colour over a rectangle of whole pixels.
 struct CGStroke {
     CGBlendMode mode = CGBlendMode::Normal;
 
-    /// Null: everywhere.
+    /// Null paints everywhere.
     std::shared_ptr<const CGCoverage> clip;
 
-    /// Null: the colour.
+    /// Null paints the colour.
     std::shared_ptr<const PlacedPicture> picture;
 
     CGColor color{};
     std::size_t left = 0, top = 0, right = 0, bottom = 0;
 
-    /// Memory that the stroke alone keeps alive, at most.
+    /// An upper bound of the bytes that only this stroke keeps alive.
     std::size_t heldBytes() const {
         return (clip ? clip->size() : 0) + (picture ? picture->ownBytes() : 0);
     }
 
-    /// True for a picture that is all that shows where nothing was painted before.
+    /// True when a canvas with this stroke alone shows the stroke's picture.
     bool coversEverything() const {
         return mode == CGBlendMode::Normal && !clip && picture && picture->coversAll();
     }
 
-    /// True when nothing of what lies below shows any more.
+    /// True when nothing below the stroke shows through.
     bool hidesEverything() const { return coversEverything() && picture->coversOpaquely(); }
 };
 
-/// What a bitmap context shows. It keeps what is painted and computes the pixels only when they are
-/// wanted, a row at a time and in floating point: so a few operations on top of one another still
-/// round to the right 8 bits, and take no more memory than their result.
+/// The bitmap of a context. It keeps the strokes and computes the pixels on demand, a row at a time
+/// and in floating point, so that several strokes on top of one another round to 8 bits only once
+/// and take no more memory than their result.
 class CGCanvas {
   public:
-    /// Clear, or all opaque black.
+    /// Transparent at first, or opaque black.
     CGCanvas(std::size_t width, std::size_t height, bool isBlack);
 
     std::size_t width() const noexcept { return _width; }
     std::size_t height() const noexcept { return _height; }
 
-    /// On top of everything painted so far.
+    /// Adds a stroke on top.
     void paint(CGStroke stroke);
 
     /// Rounded to 8 bits: premultiplied 0xAARRGGBB.
     CGPixels pixels() const;
 
-    /// The same in opaque greys, what is transparent over black: 0.2126 red + 0.7152 green + 0.0722
-    /// blue, so that neutral greys map to themselves.
+    /// The pixels over black, as opaque greys: 0.2126 red + 0.7152 green + 0.0722 blue, so that
+    /// neutral greys map to themselves.
     CGPixels greyPixels() const;
 
   private:
@@ -72,8 +72,7 @@ class CGCanvas {
     std::size_t _width;
     std::size_t _height;
     bool _isBlack;
-    /// What lies under the strokes: 4 components of 16 bits a pixel. None before the strokes were
-    /// many or heavy.
+    /// The result of earlier strokes, 4 components of 16 bits a pixel; empty while there is none.
     std::vector<std::uint16_t> _settled;
     std::vector<CGStroke> _strokes;
 };

@@ -1,7 +1,6 @@
 #include "Platform/CoreGraphics/CGContext.h"
 
-#include "Platform/CoreGraphics/CGPath.h"
-#include "Platform/CoreGraphics/PlacedPicture.h"
+#include "Platform/CoreGraphics/CairoDrawing.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,8 +10,8 @@
 
 namespace {
 
-/// The whole pixels that a rectangle covers under a transform, clamped to the device; nothing when
-/// its edges do not lie between pixels.
+/// The pixels that a rectangle covers under a transform, clamped to the device; nothing when its
+/// edges do not lie on pixel boundaries.
 std::optional<CGRect> wholePixels(const CGRect &area, const CGAffineTransform &t, double width,
                                   double height) {
     if (t.b != 0 || t.c != 0 || !isDrawable(t)) {
@@ -31,11 +30,6 @@ std::optional<CGRect> wholePixels(const CGRect &area, const CGAffineTransform &t
     const double top = std::clamp(std::min(y[0], y[1]), 0.0, height);
     const double bottom = std::clamp(std::max(y[0], y[1]), 0.0, height);
     return CGRect{{left, top}, {right - left, bottom - top}};
-}
-
-/// Exact product of two values that mean fractions of 255.
-std::uint8_t product(unsigned a, unsigned b) {
-    return static_cast<std::uint8_t>((a * b + 127) / 255);
 }
 
 } // namespace
@@ -79,7 +73,8 @@ void CGContext::setFillColor(const CGColor &color) { _state.fillColor = color; }
 
 void CGContext::setBlendMode(CGBlendMode mode) { _state.blendMode = mode; }
 
-/// Where the pixels of a picture (rows from the top) go when it fills an area of user space.
+/// The transform from a picture's pixels (rows from the top) to the device when the picture fills
+/// an area of user space.
 CGAffineTransform CGContext::imageToDevice(const CGRect &area, const CGImage &image) const {
     const double width = area.size.width / static_cast<double>(image.width());
     const double height = area.size.height / static_cast<double>(image.height());
@@ -109,7 +104,7 @@ void CGContext::clipToMask(const CGRect &area, const CGImage *mask) {
 void CGContext::intersectClip(CGCoverage coverage) {
     if (_state.clip) {
         std::transform(coverage.begin(), coverage.end(), _state.clip->begin(), coverage.begin(),
-                       product);
+                       premultipliedComponent);
     }
     _state.clip = std::make_shared<const CGCoverage>(std::move(coverage));
 }

@@ -13,29 +13,29 @@
 
 class CGPath;
 
-/// What the pixels of a bitmap context become.
+/// The pixel formats of bitmap contexts.
 enum class CGBitmapFormat {
-    Grey,                   ///< 8 bits, no alpha; what is transparent counts as over black.
+    Grey,                   ///< 8 bits, no alpha; transparent pixels are blended over black.
     AlphaFirstPremultiplied ///< Bytes A, R, G, B.
 };
 
-/// Draws into a bitmap of its own. User space has its origin at the bottom left with y growing
-/// upward, until the transform says otherwise; pictures are drawn with their top row toward greater
-/// y. One context is used on one thread at a time.
+/// Draws into a bitmap of its own. At first user space has its origin at the bottom left with y
+/// growing upward; pictures are drawn with their top row toward greater y. One thread at a time.
 class PLATFORM_EXPORT CGContext final : public NSObject {
   public:
-    /// Null for a size of 0 or beyond CGImage's bounds. The bitmap begins clear, a grey one black.
-    /// With `buffer` (width × height × 4 bytes, owned by the caller, cleared at once) flush()
-    /// writes rows from the top into it; only for AlphaFirstPremultiplied.
+    /// Null for a size of 0 or beyond CGImage's bounds. The bitmap is clear at first, a grey one
+    /// black. flush() writes the bitmap, rows from the top, into `buffer` (width × height × 4
+    /// bytes, owned by the caller, cleared by this call); only for AlphaFirstPremultiplied.
     static Retained<CGContext> bitmapContextCreate(NSUInteger width, NSUInteger height,
                                                    CGBitmapFormat format,
                                                    std::uint8_t *buffer = nullptr);
 
-    /// The new operation comes before the present transform.
+    /// Puts the operation before the current transform.
     void scaleCTM(CGFloat x, CGFloat y);
     void translateCTM(CGFloat x, CGFloat y);
 
-    /// Transform, clip, fill colour and blend mode; a restore without a save does nothing.
+    /// Saves and restores the transform, clip, fill colour and blend mode. A restore without a save
+    /// does nothing.
     void saveGState();
     void restoreGState();
 
@@ -43,8 +43,8 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
     void setFillColor(const CGColor &color);
     void setBlendMode(CGBlendMode mode);
 
-    /// From now on paints only inside `area`, and there as far as the picture is opaque. A null
-    /// picture leaves nothing to paint.
+    /// From now on only the part of `area` where the picture is opaque is painted, in proportion to
+    /// the picture's alpha; with a null picture nothing is.
     void clipToMask(const CGRect &area, const CGImage *mask);
 
     void fillRect(const CGRect &area);
@@ -56,15 +56,15 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
     void moveToPoint(CGFloat x, CGFloat y);
     void addRect(const CGRect &rect);
 
-    /// A line to, and an arc of the radius along, the corner at (x1, y1) on the way to (x2, y2).
-    /// Points in one line, or a radius of 0, give the line to the corner.
+    /// Adds a line to, and an arc of the radius along, the corner at (x1, y1) on the way to
+    /// (x2, y2). When the points are in one line or the radius is 0, adds the line to the corner.
     void addArcToPoint(CGFloat x1, CGFloat y1, CGFloat x2, CGFloat y2, CGFloat radius);
     void closePath();
 
-    /// From now on paints only inside the path too, with antialiased edges; ends the path.
+    /// Restricts painting to the inside of the path too, with antialiased edges; ends the path.
     void clip();
 
-    /// A picture of the bitmap as it is now.
+    /// A copy of the bitmap as it is now.
     Retained<CGImage> createImage() const;
 
     /// Writes the bitmap into the buffer given at creation.

@@ -1,14 +1,16 @@
 #include "Platform/CoreGraphics/CGImage.h"
 
 #include <algorithm>
-#include <span>
 
 namespace {
 
-constexpr std::size_t kBlock = 256;
+/// The compiler turns a loop over so many words into wide instructions.
+constexpr std::size_t kBlock = 64;
+
 constexpr std::uint32_t kAlpha = 0xff000000;
 
-/// By blocks of a size known to the compiler, which has the processor take several at a time.
+} // namespace
+
 bool areOpaque(std::span<const std::uint32_t> pixels) {
     while (pixels.size() >= kBlock) {
         std::uint32_t common = kAlpha;
@@ -24,8 +26,6 @@ bool areOpaque(std::span<const std::uint32_t> pixels) {
                        [](std::uint32_t pixel) { return pixel >= kAlpha; });
 }
 
-} // namespace
-
 Retained<CGImage> CGImage::imageWithPixels(NSUInteger width, NSUInteger height, CGPixels pixels) {
     if (!isSizeSupported(width, height) || pixels.size() != width * height) {
         return nullptr;
@@ -34,8 +34,8 @@ Retained<CGImage> CGImage::imageWithPixels(NSUInteger width, NSUInteger height, 
 }
 
 bool CGImage::isSizeSupported(std::uint64_t width, std::uint64_t height) noexcept {
-    return width > 0 && height > 0 && width <= kMaximumSide && height <= kMaximumSide &&
-           width * height <= kMaximumBytes / sizeof(std::uint32_t);
+    return width > 0 && height > 0 && width <= kMaxSide && height <= kMaxSide &&
+           width * height <= kMaxBytes / sizeof(std::uint32_t);
 }
 
 CGImage::CGImage(NSUInteger width, NSUInteger height, CGPixels pixels)

@@ -5,22 +5,23 @@
 #include "Platform/Foundation/Retained.h"
 
 #include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
 
-/// A bitmap that never changes: rows from the top, without padding, one 32-bit word a pixel in the
-/// machine's byte order, 0xAARRGGBB with the colours premultiplied by alpha. Any thread.
+/// A bitmap that never changes: rows from the top, without padding, one 32-bit word 0xAARRGGBB a
+/// pixel in the machine's byte order, the colours premultiplied by alpha. Any thread.
 class PLATFORM_EXPORT CGImage final : public NSObject {
   public:
-    /// Largest side in pixels, and largest size of the decoded pixels in bytes; beyond either,
-    /// nothing is an image.
-    static constexpr NSUInteger kMaximumSide = 16384;
-    static constexpr NSUInteger kMaximumBytes = NSUInteger{256} << 20;
+    /// The bounds of every image: its longer side in pixels, and its pixels in bytes.
+    static constexpr NSUInteger kMaxSide = 16384;
+    static constexpr NSUInteger kMaxBytes = NSUInteger{256} << 20;
 
-    /// Takes over width × height pixels. Null when a side is 0 or beyond the bounds above, or when
-    /// the number of pixels does not fit. Pixels whose colours exceed their alpha are the caller's
-    /// mistake.
+    /// Takes over width × height pixels, whose colours must not exceed their alpha. Null when a
+    /// side is 0, the size is beyond the bounds, or the number of pixels is wrong.
     static Retained<CGImage> imageWithPixels(NSUInteger width, NSUInteger height, CGPixels pixels);
 
-    /// True when a bitmap of that many pixels lies within the bounds.
+    /// True when no side is 0 and the size is within the bounds.
     static bool isSizeSupported(std::uint64_t width, std::uint64_t height) noexcept;
 
     NSUInteger width() const noexcept { return _width; }
@@ -29,7 +30,7 @@ class PLATFORM_EXPORT CGImage final : public NSObject {
     /// width() × height() pixels; valid while the image lives.
     const std::uint32_t *pixels() const noexcept { return _pixels.data(); }
 
-    /// True when every pixel's alpha is 255. Found once, when the image is made.
+    /// True when every pixel's alpha is 255.
     bool isOpaque() const noexcept { return _opaque; }
 
   private:
@@ -41,3 +42,23 @@ class PLATFORM_EXPORT CGImage final : public NSObject {
     const CGPixels _pixels;
     const bool _opaque;
 };
+
+/// Decodes a PNG, JPEG or WebP file held in memory; the format is recognised by the first bytes.
+/// The size is checked before memory for pixels is taken. The picture comes out upright, as its
+/// Exif data say, and in sRGB: colours that the file describes by a profile, or by gamma and
+/// chromaticities, are converted; a description that is damaged or absurd is ignored.
+/// Null for any other format, an animated WebP, truncated or damaged data, a size beyond CGImage's
+/// bounds or of more than `maxPixels`, or too little memory. Any thread.
+PLATFORM_EXPORT Retained<CGImage>
+CGImageCreateWithData(std::span<const std::uint8_t> bytes,
+                      std::uint64_t maxPixels = std::numeric_limits<std::uint64_t>::max());
+
+/// Encodes a PNG file, 8 bits a component, of premultiplied 0xAARRGGBB pixels whose row y starts at
+/// pixels + y × stride; without alpha when every pixel is opaque. Decoding gives the same pixels,
+/// and the same pixels always give the same bytes. The compression level goes from 0 (none) over 1
+/// (fast, for sequences) to 9 (small); others count as the nearest. Empty when a bitmap of that
+/// size is beyond CGImage's bounds, when the stride is less than the width, or without memory. Any
+/// thread.
+PLATFORM_EXPORT std::vector<std::uint8_t> CGImageWritePNG(const std::uint32_t *pixels,
+                                                          NSUInteger width, NSUInteger height,
+                                                          NSUInteger stride, int compressionLevel);

@@ -1,6 +1,4 @@
-#include "Platform/CoreGraphics/CGImageEncoding.h"
-
-#include "Platform/CoreGraphics/Premultiplication.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <algorithm>
 #include <csetjmp>
@@ -26,8 +24,7 @@ struct Bitmap {
 
 bool isOpaque(const Bitmap &bitmap) {
     for (std::size_t y = 0; y < bitmap.height; ++y) {
-        const std::uint32_t *row = bitmap.row(y);
-        if (!std::all_of(row, row + bitmap.width, [](auto pixel) { return pixel >> 24 == 0xff; })) {
+        if (!areOpaque({bitmap.row(y), bitmap.width})) {
             return false;
         }
     }
@@ -104,7 +101,7 @@ PNGWriter::PNGWriter(Bytes &file)
 void PNGWriter::writeHeader(const Bitmap &bitmap, int compressionLevel) {
     png_set_write_fn(_png, &_file, writeBytes, flushNothing);
     png_set_compression_level(_png, compressionLevel);
-    // Looking for matches, and for each row's best filter, takes most of the time.
+    // Searching for matches, and for each row's best filter, takes most of the time.
     if (compressionLevel <= kFastLevel) {
         png_set_compression_strategy(_png, Z_RLE);
         png_set_filter(_png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
@@ -118,8 +115,8 @@ void PNGWriter::writeHeader(const Bitmap &bitmap, int compressionLevel) {
     png_write_info(_png, _info);
 }
 
-// The library leaves by longjmp, which runs no destructors: nothing that has one lives in this
-// function after setjmp.
+// libpng reports errors by longjmp, which runs no destructors, so no object with a destructor may
+// be made in this function after setjmp.
 bool PNGWriter::write(const Bitmap &bitmap, int compressionLevel) {
     _isOpaque = isOpaque(bitmap);
     _row.resize(bitmap.width * (_isOpaque ? 3 : 4));

@@ -18,7 +18,7 @@ bool contains(CGComponentRange range, std::uint8_t value) {
     return value >= range.lowest && value <= range.highest;
 }
 
-/// One axis of a crop: the whole pixels from `start` on, as far as the picture goes.
+/// One axis of a crop, in whole pixels of the picture; `end` is not included.
 struct Extent {
     NSUInteger first = 0;
     NSUInteger end = 0;
@@ -37,16 +37,16 @@ Extent extentOf(CGFloat start, CGFloat length, NSUInteger limit) {
             static_cast<NSUInteger>(std::ceil(std::min<CGFloat>(start + length, size)))};
 }
 
-/// Every component times `share` of 255, rounded.
+/// Every component times share / 255, rounded.
 std::uint32_t faded(std::uint32_t pixel, std::uint32_t share) {
     std::uint32_t result = 0;
     for (const int shift : {24, 16, 8, 0}) {
-        result |= (component(pixel, shift) * share + 127) / 255 << shift;
+        result |= premultipliedComponent(component(pixel, shift), share) << shift;
     }
     return result;
 }
 
-/// Along one axis, the stretched mask's sample under the middle of each pixel.
+/// For each pixel along one axis, the index of the stretched mask's sample at its centre.
 std::vector<NSUInteger> samplesUnder(NSUInteger pixels, NSUInteger samples) {
     std::vector<NSUInteger> result(pixels);
     for (NSUInteger i = 0; i < pixels; ++i) {

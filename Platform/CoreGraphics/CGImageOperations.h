@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-/// Pictures made from others. Null in, null out; any thread.
+// Pictures made from others. Null for a null picture. Any thread.
 
 /// The part of the picture inside the rectangle (in pixels, origin at the top left), grown to whole
 /// pixels. Null when none of it is inside.
@@ -19,18 +19,18 @@ struct CGComponentRange {
     std::uint8_t highest = 0;
 };
 
-/// The picture with those pixels transparent whose red, green and blue all lie in their ranges. An
-/// opaque picture is asked for; null otherwise.
+/// The picture with those pixels made transparent whose red, green and blue all lie in their
+/// ranges. Null for a picture that is not opaque.
 PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *image,
                                                                  CGComponentRange red,
                                                                  CGComponentRange green,
                                                                  CGComponentRange blue);
 
-/// A stencil: what is painted through it shows where a sample is 0 and hides where it is 255. Never
-/// changes.
+/// A stencil: what is painted through it shows where a sample is 0 and is hidden where it is 255.
+/// Never changes.
 class PLATFORM_EXPORT CGImageMask final : public NSObject {
   public:
-    /// From the samples of a picture that is grey and opaque everywhere; null for any other.
+    /// Takes the samples from a grey, opaque picture; null for any other.
     static Retained<CGImageMask> maskCreate(const CGImage *image);
 
     NSUInteger width() const noexcept { return _width; }

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/CGPath.h"
+#include "Platform/CoreGraphics/CairoDrawing.h"
 
 #include <algorithm>
 #include <cairo.h>
@@ -7,10 +7,10 @@
 
 namespace {
 
-/// How far, in pixels, the straight pieces of a curve may lie inside it.
+/// Largest distance, in pixels, between a curve and the straight pieces that stand for it.
 constexpr double kTolerance = 0.005;
 
-/// The part of a circle that rounds a corner, between the points where it touches the two lines.
+/// The arc that rounds a corner, between the points where its circle touches the two lines.
 struct CornerArc {
     CGPoint center;
     double startAngle = 0;
@@ -68,12 +68,13 @@ CGPath::CGPath(std::size_t width, std::size_t height)
     cairo_set_tolerance(_drawing.get(), kTolerance);
 }
 
-/// To the bitmap, or as near to it as the library can go.
+/// Transforms a point to the bitmap, clamped to the range that cairo can draw. False when the path
+/// is spoiled by a NaN.
 bool CGPath::place(CGPoint &point, const CGAffineTransform &t) {
     const auto nearest = [](CGFloat value) {
-        return std::clamp<CGFloat>(value, -kFarthestCoordinate, kFarthestCoordinate);
+        return std::clamp<CGFloat>(value, -kMaxCoordinate, kMaxCoordinate);
     };
-    constexpr CGFloat kFinite = std::numeric_limits<CGFloat>::max() / kFarthestCoordinate;
+    constexpr CGFloat kFinite = std::numeric_limits<CGFloat>::max() / kMaxCoordinate;
     point = {std::clamp(point.x, -kFinite, kFinite), std::clamp(point.y, -kFinite, kFinite)};
     point = CGPointApplyAffineTransform(point, t);
     _isValid = _isValid && !std::isnan(point.x) && !std::isnan(point.y);

@@ -14,11 +14,11 @@ using Bytes = std::uint8_t __attribute__((vector_size(16)));
 
 static_assert(std::endian::native == std::endian::little, "alpha is the last lane");
 
-/// Pixels are taken out of words and put into them by the group.
+/// Pixels are converted from and to words by groups of four.
 constexpr std::size_t kGroup = 4;
 using Group = std::array<Lanes, kGroup>;
 
-constexpr float kLargest = 65535.0f;
+constexpr float kMaxWord = 65535.0f;
 
 Lanes alphaOf(Lanes pixel) { return __builtin_shufflevector(pixel, pixel, 3, 3, 3, 3); }
 
@@ -41,7 +41,7 @@ Group groupOf(const std::uint32_t *words) {
             lanesOf(__builtin_shufflevector(high, kNothing, 4, 12, 5, 13, 6, 14, 7, 15))};
 }
 
-/// Of the last ones there may be fewer than a group; clear pixels take their places.
+/// The group at `start`, filled up with transparent pixels at the row's end.
 Group groupAt(std::span<const std::uint32_t> words, std::size_t start) {
     if (start + kGroup <= words.size()) {
         return groupOf(words.data() + start);
@@ -51,7 +51,7 @@ Group groupAt(std::span<const std::uint32_t> words, std::size_t start) {
     return groupOf(last);
 }
 
-/// The lower bytes of each lane of two pixels.
+/// Every second byte of both.
 Bytes evenBytes(Bytes first, Bytes second) {
     return __builtin_shufflevector(first, second, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26,
                                    28, 30);
@@ -68,7 +68,7 @@ void writeWords(const Group &group, std::uint32_t *words) {
     std::memcpy(words, &bytes, sizeof bytes);
 }
 
-/// Of each half of both: the sums of neighbours.
+/// The sums of neighbouring lanes.
 Lanes pairSums(Lanes a, Lanes b) {
     return __builtin_shufflevector(a, b, 0, 2, 4, 6) + __builtin_shufflevector(a, b, 1, 3, 5, 7);
 }
@@ -105,7 +105,7 @@ struct Overlay {
     }
 };
 
-/// No colour comes to exceed its alpha, whatever the rounding.
+/// Clamps the result, because rounding could raise a colour above its alpha.
 template <class Mode> void blendOver(Lanes &pixel, Lanes source) {
     const Lanes mixed = Mode::mix(source, alphaOf(source), pixel, alphaOf(pixel));
     const Lanes alpha = alphaOf(mixed);
@@ -114,7 +114,7 @@ template <class Mode> void blendOver(Lanes &pixel, Lanes source) {
 
 float share(std::uint8_t coverage) { return static_cast<float>(coverage) * (1.0f / 255); }
 
-/// From 0 to 1; NaN counts as 0.
+/// Clamps to 0…1; NaN gives 0.
 float fraction(CGFloat value) { return value >= 1 ? 1 : value > 0 ? static_cast<float>(value) : 0; }
 
 Lanes lanesOf(const CGColor &color) {
@@ -131,7 +131,6 @@ void CanvasRow::clear(bool isBlack) {
     std::fill(_pixels.begin(), _pixels.end(), Lanes{0, 0, 0, isBlack ? 1.0f : 0.0f});
 }
 
-/// The room behind the row's end included.
 void CanvasRow::begin(const PlacedPicture &picture, std::size_t y, bool isOverBlack) {
     constexpr Lanes kOpaque = {1, 1, 1, 1};
     std::size_t x = 0;
@@ -147,13 +146,13 @@ void CanvasRow::begin(const PlacedPicture &picture, std::size_t y, bool isOverBl
 
 void CanvasRow::load(const std::uint16_t *components) {
     for (std::size_t i = 0; i < _width * 4; ++i) {
-        _pixels[i / 4][i % 4] = static_cast<float>(components[i]) / kLargest;
+        _pixels[i / 4][i % 4] = static_cast<float>(components[i]) / kMaxWord;
     }
 }
 
 void CanvasRow::store(std::uint16_t *components) const {
     for (std::size_t i = 0; i < _width * 4; ++i) {
-        components[i] = static_cast<std::uint16_t>(_pixels[i / 4][i % 4] * kLargest + 0.5f);
+        components[i] = static_cast<std::uint16_t>(_pixels[i / 4][i % 4] * kMaxWord + 0.5f);
     }
 }
 
@@ -204,7 +203,7 @@ template <class Mode> void CanvasRow::blendColor(const CGStroke &stroke, std::si
     }
 }
 
-/// From x on; empty where everything is painted.
+/// The clip of row y from x on; empty when there is no clip.
 std::span<const std::uint8_t> CanvasRow::clipOf(const CGStroke &stroke, std::size_t x,
                                                 std::size_t y) const {
     return stroke.clip ? std::span(*stroke.clip).subspan(y * _width + x, _width - x)

@@ -4,27 +4,27 @@
 
 #include <span>
 
-/// A row of a canvas while it is computed: premultiplied colours in floating point. Each pixel is
-/// one register of the processor with all four components side by side, and every formula is the
-/// same for them: alpha takes the place of a colour as large as itself.
+/// A row of a canvas while it is computed, in premultiplied colours in floating point. Each pixel
+/// is one vector of four components. The blend formulas are the same for all of them: for alpha
+/// they treat it as a colour that is equal to its alpha.
 class CanvasRow {
   public:
     explicit CanvasRow(std::size_t width);
 
-    /// Every pixel clear or opaque black.
+    /// Makes every pixel transparent, or opaque black.
     void clear(bool isBlack);
 
-    /// Row y of a picture that reaches over the whole row; opaque, as over black, or as it is.
+    /// Takes row y of a picture that covers the whole row, blended over black if `isOverBlack`.
     void begin(const PlacedPicture &picture, std::size_t y, bool isOverBlack);
 
-    /// Every pixel from 4 components of 16 bits, and back, rounded.
+    /// Converts every pixel from and to 4 components of 16 bits, rounded.
     void load(const std::uint16_t *components);
     void store(std::uint16_t *components) const;
 
-    /// Blends a stroke's part in row y over it.
+    /// Blends row y of a stroke over the row.
     void paint(const CGStroke &stroke, std::size_t y);
 
-    /// Rounded to 8 bits: premultiplied 0xAARRGGBB, in colours or as opaque greys.
+    /// Append the row, rounded to 8 bits: premultiplied 0xAARRGGBB, in colours or opaque greys.
     void appendPixels(CGPixels &words);
     void appendGreys(CGPixels &words);
 
@@ -40,7 +40,7 @@ class CanvasRow {
                                          std::size_t y) const;
 
     std::size_t _width;
-    /// Rounded up to whole groups of pixels.
+    /// As many as the width, rounded up to whole groups.
     std::vector<Lanes> _pixels;
     std::vector<std::uint32_t> _words;
 };

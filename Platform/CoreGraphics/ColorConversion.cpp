@@ -11,22 +11,22 @@ namespace {
 
 using Pixels = ColorConversion::Pixels;
 
-/// A profile of a few bytes may ask for tables of any size.
-constexpr cmsUInt32Number kLargestTable = 32u << 20;
+/// Limits the library's allocations: a profile of a few bytes may ask for tables of any size.
+constexpr cmsUInt32Number kMaxTableBytes = 32u << 20;
 
 void *allocate(cmsContext, cmsUInt32Number size) {
-    return size > kLargestTable ? nullptr : std::malloc(size);
+    return size > kMaxTableBytes ? nullptr : std::malloc(size);
 }
 
 void release(cmsContext, void *memory) { std::free(memory); }
 
 void *reallocate(cmsContext, void *memory, cmsUInt32Number size) {
-    return size > kLargestTable ? nullptr : std::realloc(memory, size);
+    return size > kMaxTableBytes ? nullptr : std::realloc(memory, size);
 }
 
 using Context = std::shared_ptr<_cmsContext_struct>;
 
-/// Without a logger the library says nothing of what it finds wrong.
+/// The context has no logger, so that the library prints no errors.
 Context makeContext() {
     static cmsPluginMemHandler memory{{cmsPluginMagicNumber, 2000, cmsPluginMemHandlerSig, nullptr},
                                       allocate,
@@ -91,8 +91,8 @@ bool describesADevice(cmsHPROFILE profile) {
     }
 }
 
-/// True for a profile with chains of steps. They have no limit, so a profile of a few bytes could
-/// take hours to apply.
+/// True for a profile with chains of processing steps. Their number has no limit, so that a small
+/// profile could take hours to apply.
 bool hasChains(cmsHPROFILE profile) {
     return cmsIsTag(profile, cmsSigDToB0Tag) || cmsIsTag(profile, cmsSigDToB1Tag) ||
            cmsIsTag(profile, cmsSigDToB2Tag) || cmsIsTag(profile, cmsSigDToB3Tag);
@@ -107,7 +107,7 @@ double encodedAsSRGB(double light) {
     return light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
 }
 
-/// To within a level of 255.
+/// True when the curve is sRGB's to within one level of 255.
 bool isSRGBCurve(const cmsToneCurve *curve) {
     constexpr int kSteps = 51;
     for (int i = 0; curve && i <= kSteps; ++i) {
@@ -120,8 +120,8 @@ bool isSRGBCurve(const cmsToneCurve *curve) {
     return curve != nullptr;
 }
 
-/// True for a profile whose primaries and curves are sRGB's, as in most photographs. To look at
-/// them takes much less time than to make a transform.
+/// True for a profile whose primaries and curves are sRGB's, as in most photographs. Comparing them
+/// takes much less time than making a transform.
 bool isPlainSRGB(cmsHPROFILE profile) {
     struct Channel {
         cmsTagSignature primary, curve;
@@ -144,7 +144,7 @@ bool isPlainSRGB(cmsHPROFILE profile) {
            std::all_of(std::begin(kChannels), std::end(kChannels), isSRGB);
 }
 
-/// Many files of sRGB pixels give 1 / 2.2, the exponent that comes nearest to its curve.
+/// Many files of sRGB pixels give the gamma 1 / 2.2, which approximates the sRGB curve.
 bool standsForSRGB(double gamma) {
     constexpr double kSRGB = 0.45455, kTolerance = 0.05;
     return std::abs(gamma / kSRGB - 1) < kTolerance;
@@ -153,7 +153,7 @@ bool standsForSRGB(double gamma) {
 constexpr ColorConversion::Chromaticities kSRGBPrimaries{
     {0.64, 0.33}, {0.30, 0.60}, {0.15, 0.06}, {0.3127, 0.3290}};
 
-/// To within what a level of a colour shows; files round the numbers.
+/// Allows for the rounding in files, which changes no colour by a level.
 bool areSRGB(const ColorConversion::Chromaticities &c) {
     constexpr double kTolerance = 0.0005;
     const auto isNear = [](const double(&a)[2], const double(&b)[2]) {
@@ -176,8 +176,8 @@ Profile profileOf(const Context &context, const Curve &curve, Pixels pixels,
     return Profile(cmsCreateRGBProfileTHR(context.get(), &white, &triple, curves));
 }
 
-/// Null when the profile lacks what a transform needs. The library's optimisation of grey profiles
-/// makes dark greys black, so it is switched off for them.
+/// Null when the profile lacks what a transform needs. The library's optimisation is off for grey
+/// profiles, where it makes dark greys black.
 std::shared_ptr<void> transformFrom(const Context &context, const Profile &profile, Pixels pixels) {
     const Profile target(cmsCreate_sRGBProfileTHR(context.get()));
     if (!profile || !target) {
@@ -190,7 +190,7 @@ std::shared_ptr<void> transformFrom(const Context &context, const Profile &profi
     void *const transform =
         cmsCreateTransformTHR(context.get(), profile.get(), formatOf(pixels), target.get(),
                               TYPE_RGBA_8, INTENT_RELATIVE_COLORIMETRIC, flags);
-    // The transform lives in its context's memory.
+    // The context owns the transform's memory, so the deleter keeps it alive.
     return {transform, [context](void *owned) {
                 if (owned) {
                     cmsDeleteTransform(owned);
@@ -202,7 +202,7 @@ std::shared_ptr<void> transformFrom(const Context &context, const Profile &profi
 
 ColorConversion ColorConversion::fromProfile(std::span<const std::uint8_t> profile, Pixels pixels) {
     const Context context = makeContext();
-    if (!context || profile.empty() || profile.size() > kLargestProfile) {
+    if (!context || profile.empty() || profile.size() > kMaxProfileBytes) {
         return {};
     }
     const Profile opened(cmsOpenProfileFromMemTHR(context.get(), profile.data(),
@@ -275,7 +275,7 @@ ColorConversion::Sample ColorConversion::converted(const Sample &color) const {
     return {to[0], to[1], to[2]};
 }
 
-/// Black stays dark, white stays light, and there is something between them.
+/// True when black stays dark, white stays light and middle grey lies between them.
 bool ColorConversion::isSound() const {
     const auto lightness = [this](int value) {
         const Sample color = converted({value, value, value});

@@ -7,38 +7,38 @@
 #include <optional>
 #include <span>
 
-/// The way from the colours that a picture file describes to sRGB. Empty where there is nothing to
-/// do: the file describes sRGB itself to within a level, or what it says is damaged or absurd.
-/// Never changes. Any thread.
+/// Converts the colours that a picture file describes to sRGB. Empty when the file describes sRGB
+/// itself (to within one level of 255), or when its description is damaged or absurd. Never
+/// changes. Any thread.
 class ColorConversion {
   public:
-    /// What convert() reads: four bytes a pixel, or four words with the high byte first. Of greys
-    /// all three colours are the same; inks are cyan, magenta, yellow, key.
+    /// The source format of convert(): four bytes a pixel, or four big-endian 16-bit words. Greys
+    /// have three equal colours; inks are cyan, magenta, yellow, key.
     enum class Pixels { Greys, Colors, GreyWords, ColorWords, Inks, InvertedInks };
 
-    /// Of the red, green and blue primaries and of white.
+    /// The x and y of the red, green and blue primaries and of white.
     struct Chromaticities {
         double red[2], green[2], blue[2], white[2];
     };
 
-    /// Larger profiles are not looked at; those of printing presses take half of it.
-    static constexpr std::size_t kLargestProfile = std::size_t{4} << 20;
+    /// Larger profiles are ignored; those of printing presses take about half of it.
+    static constexpr std::size_t kMaxProfileBytes = std::size_t{4} << 20;
 
     ColorConversion() = default;
 
     /// From an ICC profile of the picture's kind of colours.
     static ColorConversion fromProfile(std::span<const std::uint8_t> profile, Pixels pixels);
 
-    /// From values that are light to the power of `gamma` (1 is linear) with these primaries; for
-    /// either that is missing, sRGB's.
+    /// From values that are light to the power of `gamma` (1 is linear) with these primaries.
+    /// sRGB's stand in for either that is missing.
     static ColorConversion fromGamma(std::optional<double> gamma,
                                      const std::optional<Chromaticities> &chromaticities,
                                      Pixels pixels);
 
     explicit operator bool() const noexcept { return _transform != nullptr; }
 
-    /// Makes pixels of four bytes red, green, blue, alpha; of inks these are opaque. Both places
-    /// may be the same where the pixels read have four bytes as well.
+    /// Writes pixels of four bytes red, green, blue, alpha; those of inks are opaque. `from` and
+    /// `to` may be the same when the source has four bytes a pixel too.
     void convert(const std::uint8_t *from, std::uint8_t *to, std::size_t count) const;
 
   private:
@@ -46,7 +46,7 @@ class ColorConversion {
 
     using Sample = std::array<int, 3>;
 
-    /// What comes of a colour of 8 bits; of inks, with as much key as cyan.
+    /// Converts one 8-bit colour; for inks, key is as much as cyan.
     Sample converted(const Sample &color) const;
     bool isSound() const;
     bool isNeeded() const;
@@ -54,5 +54,5 @@ class ColorConversion {
 
     std::shared_ptr<void> _transform;
     Pixels _pixels = Pixels::Colors;
-    std::array<std::uint8_t, 256> _greys{}; // what comes of each, where the pixels are greys
+    std::array<std::uint8_t, 256> _greys{}; // the result for each grey of Pixels::Greys
 };

@@ -1,17 +1,119 @@
-#include "Platform/CoreGraphics/JPEGSegments.h"
-#include "Platform/CoreGraphics/PictureBuffer.h"
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <algorithm>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <turbojpeg.h>
+#include <vector>
 
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::uint8_t kStartOfScan = 0xda;
+constexpr std::uint8_t kExifSegment = 0xe1;
+constexpr std::uint8_t kProfileSegment = 0xe2;
+constexpr std::uint8_t kAdobeSegment = 0xee;
+
+/// True for the start-of-frame markers of every coding, among which three others lie.
+bool isFrame(std::uint8_t kind) {
+    return kind >= 0xc0 && kind <= 0xcf && kind != 0xc4 && kind != 0xc8 && kind != 0xcc;
+}
+
+std::uint32_t word(Bytes bytes, std::size_t offset) {
+    return std::uint32_t{bytes[offset]} << 8 | bytes[offset + 1];
+}
+
+/// Calls `take(kind, contents)` for each segment before the first scan.
+template <class Take> void forEachSegment(Bytes file, Take take) {
+    std::size_t position = 2;
+    while (position + 4 <= file.size() && file[position] == 0xff) {
+        const std::uint8_t kind = file[position + 1];
+        const std::size_t length = word(file, position + 2);
+        if (kind == kStartOfScan) {
+            return;
+        }
+        if (kind == 0xff) {
+            ++position;
+            continue;
+        }
+        if (length >= 2 && length + 2 <= file.size() - position) {
+            take(kind, file.subspan(position + 4, length - 2));
+        }
+        position += 2 + length;
+    }
+}
+
+/// A profile that is larger than a segment comes in parts, each with its number and their count.
+class ProfileParts {
+  public:
+    void add(Bytes segment) {
+        constexpr std::string_view kName("ICC_PROFILE\0", 12);
+        const std::size_t head = kName.size() + 2;
+        if (holdsAt(segment, 0, kName) && segment.size() >= head) {
+            _count = segment[kName.size() + 1];
+            _parts.emplace(segment[kName.size()], segment.subspan(head));
+        }
+    }
+
+    std::vector<std::uint8_t> joined() const {
+        std::vector<std::uint8_t> profile;
+        const bool isWhole = !_parts.empty() && _parts.size() == _count &&
+                             _parts.begin()->first == 1 && _parts.rbegin()->first == _count;
+        for (const auto &[number, part] : _parts) {
+            if (!isWhole || profile.size() + part.size() > ColorConversion::kMaxProfileBytes) {
+                return {};
+            }
+            profile.insert(profile.end(), part.begin(), part.end());
+        }
+        return profile;
+    }
+
+  private:
+    std::map<std::uint8_t, Bytes> _parts;
+    std::size_t _count = 0;
+};
+
+/// What a JPEG file says about its picture before the coded picture itself.
+struct JPEGSegments {
+    explicit JPEGSegments(Bytes file);
+
+    /// In pixels; 0 when the file has no frame.
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+
+    /// 1 for greys, 3 for colours, 4 for inks.
+    std::uint8_t components = 0;
+
+    /// Set by Adobe's programs, which invert inks.
+    bool hasAdobeMark = false;
+
+    /// Part of the file; empty when there are none.
+    Bytes exif;
+
+    /// Joined from its parts; empty when there is none, when a part is missing, or when it is
+    /// larger than ColorConversion accepts.
+    std::vector<std::uint8_t> profile;
+};
+
+JPEGSegments::JPEGSegments(Bytes file) {
+    ProfileParts parts;
+    forEachSegment(file, [&](std::uint8_t kind, Bytes contents) {
+        if (isFrame(kind) && contents.size() >= 6) {
+            height = word(contents, 1);
+            width = word(contents, 3);
+            components = contents[5];
+        } else if (kind == kAdobeSegment && holdsAt(contents, 0, "Adobe")) {
+            hasAdobeMark = true;
+        } else if (kind == kExifSegment && holdsAt(contents, 0, "Exif") && exif.empty()) {
+            exif = contents;
+        } else if (kind == kProfileSegment) {
+            parts.add(contents);
+        }
+    });
+    profile = parts.joined();
+}
 
 struct HandleDeleter {
     void operator()(void *handle) const { tjDestroy(handle); }
@@ -28,8 +130,8 @@ ColorConversion::Pixels pixelsOf(const JPEGSegments &segments) {
     return segments.components == 1 ? Pixels::Greys : Pixels::Colors;
 }
 
-/// Within coded data 0xff never stands before this byte, so this counts what the decoder will meet,
-/// and at most those of a thumbnail besides.
+/// An upper bound of the scans that the decoder will meet: coded data contain no such pair of
+/// bytes, but an embedded thumbnail may.
 std::uint64_t countScans(Bytes file) {
     constexpr std::uint8_t kScan[] = {0xff, kStartOfScan};
     std::uint64_t count = 0;
@@ -42,12 +144,12 @@ std::uint64_t countScans(Bytes file) {
     return count;
 }
 
-/// Each scan passes over the whole picture, and a scan of nothing takes but a few bytes.
+/// Limits the work: each scan passes over the whole picture, but may take only a few bytes.
 bool isWorthDecoding(Bytes file, const JPEGSegments &segments) {
-    constexpr std::uint64_t kScansOfLargest = 32;
-    constexpr std::uint64_t kMostPixels = CGImage::kMaximumBytes / 4 * kScansOfLargest;
+    constexpr std::uint64_t kMaxScansOfLargest = 32;
+    constexpr std::uint64_t kMaxPixels = CGImage::kMaxBytes / 4 * kMaxScansOfLargest;
     return CGImage::isSizeSupported(segments.width, segments.height) &&
-           countScans(file) <= kMostPixels / (std::uint64_t{segments.width} * segments.height);
+           countScans(file) <= kMaxPixels / (std::uint64_t{segments.width} * segments.height);
 }
 
 bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
@@ -59,15 +161,14 @@ bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
 
 } // namespace
 
-Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t mostPixels) {
-    // The library's own call for the header fails on a sampling that has no name in the library,
-    // which it decodes all the same.
-    const JPEGSegments segments = JPEGSegments::of(file);
+Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t maxPixels) {
+    // The library's function for the header refuses some samplings that the library can decode.
+    const JPEGSegments segments(file);
     const Handle handle(tjInitDecompress());
     if (!handle || !isWorthDecoding(file, segments)) {
         return nullptr;
     }
-    PictureBuffer buffer(segments.width, segments.height, mostPixels);
+    PictureBuffer buffer(segments.width, segments.height, maxPixels);
     const TJPF format = isInks(segments) ? TJPF_CMYK : TJPF_RGBA;
     if (!buffer || !readPixels(handle.get(), file, format, buffer)) {
         return nullptr;

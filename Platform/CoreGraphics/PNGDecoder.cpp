@@ -1,4 +1,3 @@
-#include "Platform/CoreGraphics/PictureBuffer.h"
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <algorithm>
@@ -24,8 +23,8 @@ void readBytes(png_structp png, png_bytep to, std::size_t count) {
     left = left.subspan(count);
 }
 
-/// The chunks that say nothing about the pixels. The library skips them unread, so that no
-/// compressed text is ever unpacked.
+/// The chunks that do not affect the pixels. The library skips them, so that no compressed text is
+/// unpacked.
 constexpr png_byte kSkippedChunks[] = "bKGD\0hIST\0iTXt\0oFFs\0pCAL\0pHYs\0sBIT\0sCAL\0sPLT\0tEXt\0"
                                       "tIME\0zTXt";
 
@@ -36,21 +35,22 @@ class PNGReader {
     PNGReader(const PNGReader &) = delete;
     PNGReader &operator=(const PNGReader &) = delete;
 
-    /// Up to the first byte of the pixels; false when that fails. The size is known then.
+    /// Reads up to the first byte of the pixels; false on failure. Afterwards the size is known.
     bool readHeader();
     std::uint64_t width() const { return png_get_image_width(_png, _info); }
     std::uint64_t height() const { return png_get_image_height(_png, _info); }
 
     bool hasWords() const { return png_get_bit_depth(_png, _info) == 16; }
 
-    /// From the colours that the header describes; empty where they are sRGB's.
+    /// From the colours that the header describes to sRGB; empty when they are sRGB.
     ColorConversion conversion() const;
 
-    /// The rest of the file. Where words are to be converted, `words` holds a row of them.
+    /// Reads the rest of the file. `words` is scratch for a row of 16-bit components that are to be
+    /// converted, else empty.
     bool readPixels(PictureBuffer &buffer, const ColorConversion &conversion,
                     std::span<std::uint8_t> words);
 
-    /// Known after the pixels.
+    /// Known only after readPixels(), because Exif data may follow the pixels.
     PictureOrientation orientation() const;
 
   private:
@@ -75,15 +75,15 @@ PNGReader::PNGReader(std::span<const std::uint8_t> file)
     }
 }
 
-// The library leaves by longjmp, which runs no destructors: nothing in the two functions that call
-// setjmp, or below them, has one.
+// libpng reports errors by longjmp, which runs no destructors, so the two functions that call
+// setjmp and those that they call make no objects with destructors.
 bool PNGReader::readHeader() {
     if (!_info || setjmp(png_jmpbuf(_png))) {
         return false;
     }
     png_set_read_fn(_png, &_left, readBytes);
-    png_set_user_limits(_png, CGImage::kMaximumSide, CGImage::kMaximumSide);
-    png_set_chunk_malloc_max(_png, ColorConversion::kLargestProfile);
+    png_set_user_limits(_png, CGImage::kMaxSide, CGImage::kMaxSide);
+    png_set_chunk_malloc_max(_png, ColorConversion::kMaxProfileBytes);
     png_set_keep_unknown_chunks(_png, PNG_HANDLE_CHUNK_NEVER, kSkippedChunks,
                                 (sizeof kSkippedChunks) / 5);
     png_read_info(_png, _info);
@@ -166,13 +166,13 @@ bool PNGReader::readPixels(PictureBuffer &buffer, const ColorConversion &convers
     return isEndSound();
 }
 
-/// Newer versions of the library overlook a damaged end.
+/// Checks the end chunk, because newer versions of the library do not.
 bool PNGReader::isEndSound() const {
     constexpr std::uint8_t kEnd[] = {0, 0, 0, 0, 'I', 'E', 'N', 'D', 0xae, 0x42, 0x60, 0x82};
     return std::equal(std::begin(kEnd), std::end(kEnd), _left.data() - sizeof kEnd);
 }
 
-/// Converts each pixel as soon as it is read, so that no picture of words is ever held.
+/// Converts each row when it is read, so that no whole picture of 16-bit components is held.
 void PNGReader::readWords(PictureBuffer &buffer, const ColorConversion &conversion,
                           std::span<std::uint8_t> words, int passes) {
     for (int pass = 0; pass < passes; ++pass) {
@@ -192,12 +192,12 @@ void PNGReader::readWords(PictureBuffer &buffer, const ColorConversion &conversi
 
 } // namespace
 
-Retained<CGImage> decodePNG(std::span<const std::uint8_t> file, std::uint64_t mostPixels) {
+Retained<CGImage> decodePNG(std::span<const std::uint8_t> file, std::uint64_t maxPixels) {
     PNGReader reader(file);
     if (!reader.readHeader()) {
         return nullptr;
     }
-    PictureBuffer buffer(reader.width(), reader.height(), mostPixels);
+    PictureBuffer buffer(reader.width(), reader.height(), maxPixels);
     if (!buffer) {
         return nullptr;
     }

@@ -1,6 +1,4 @@
-#include "Platform/CoreGraphics/PictureBuffer.h"
-
-#include "Platform/CoreGraphics/Premultiplication.h"
+#include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <algorithm>
 #include <array>
@@ -11,19 +9,9 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "alpha is the highest byte of a word");
 
-/// Loops over so many pixels, known beforehand, become wide instructions.
+/// The compiler turns a loop over so many words into wide instructions.
 constexpr std::size_t kBlock = 64;
 using Block = std::array<std::uint32_t, kBlock>;
-
-constexpr std::uint32_t kAlpha = 0xff000000;
-
-bool isOpaque(const Block &words) {
-    std::uint32_t common = kAlpha;
-    for (const std::uint32_t word : words) {
-        common &= word;
-    }
-    return common == kAlpha;
-}
 
 void swapRedAndBlue(Block &words) {
     for (std::uint32_t &word : words) {
@@ -31,12 +19,12 @@ void swapRedAndBlue(Block &words) {
     }
 }
 
-/// Of at most a block of pixels; the rest of the block means nothing.
+/// Premultiplied words of at most a block of pixels; the rest of the result is undefined.
 Block premultiplied(const std::uint8_t *bytes, std::size_t count) {
     Block words;
-    words.fill(kAlpha);
+    words.fill(0xff000000);
     std::memcpy(words.data(), bytes, count * 4);
-    if (isOpaque(words)) {
+    if (areOpaque(words)) {
         swapRedAndBlue(words);
     } else {
         for (std::size_t i = 0; i < count; ++i, bytes += 4) {
@@ -48,9 +36,9 @@ Block premultiplied(const std::uint8_t *bytes, std::size_t count) {
 
 } // namespace
 
-PictureBuffer::PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t mostPixels)
+PictureBuffer::PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t maxPixels)
     : _width(width), _height(height) {
-    if (CGImage::isSizeSupported(width, height) && width * height <= mostPixels) {
+    if (CGImage::isSizeSupported(width, height) && width * height <= maxPixels) {
         _pixels.resize(width * height);
     }
 }
@@ -107,7 +95,7 @@ void PictureBuffer::turnUpright(const PictureOrientation &orientation) {
     }
 }
 
-/// By squares whose rows and columns both fit into the processor's cache.
+/// Works by squares that fit into the processor's cache, because columns are far apart in memory.
 void PictureBuffer::swapRowsAndColumns() {
     constexpr std::size_t kSide = 32;
     CGPixels turned(_pixels.size());

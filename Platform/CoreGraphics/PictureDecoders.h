@@ -1,19 +1,79 @@
 #pragma once
 
 #include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/CoreGraphics/ColorConversion.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
-/// One decoder a format. Each takes a whole file of its format and gives null when the file is
-/// truncated, damaged, of more pixels than asked for or beyond CGImage's bounds. Any thread.
+/// How the rows that a file stores lie in the upright picture: first they are mirrored, then, where
+/// they are columns, rows and columns change places.
+struct PictureOrientation {
+    bool mirrorsX = false; ///< Each row runs from right to left.
+    bool mirrorsY = false; ///< The rows run from the bottom up.
+    bool areColumns = false;
+
+    bool isUpright() const noexcept { return !mirrorsX && !mirrorsY && !areColumns; }
+
+    /// The orientation in Exif data, with or without the "Exif" header; upright where they give
+    /// none or an invalid one.
+    static PictureOrientation inExif(std::span<const std::uint8_t> exif);
+};
+
+/// The memory that a decoder writes its pixels to: red, green, blue, alpha, one byte each, not
+/// premultiplied, rows from the top. It is not cleared, so that a damaged file that claims a large
+/// picture costs only the rows that it really holds.
+class PictureBuffer {
+  public:
+    /// Empty when the size is beyond CGImage's bounds or has more than `maxPixels`; throws
+    /// std::bad_alloc when there is no memory.
+    PictureBuffer(std::uint64_t width, std::uint64_t height, std::uint64_t maxPixels);
+
+    explicit operator bool() const noexcept { return !_pixels.empty(); }
+
+    std::size_t width() const noexcept { return _width; }
+    std::size_t height() const noexcept { return _height; }
+    std::size_t bytesPerRow() const noexcept { return _width * 4; }
+    std::size_t size() const noexcept { return bytesPerRow() * _height; }
+    std::uint8_t *row(std::size_t y) noexcept { return bytes() + y * bytesPerRow(); }
+
+    /// Turns pixels whose four bytes are cyan, magenta, yellow and key into colours. With
+    /// `inverted` 255 is no ink, otherwise 0.
+    void convertFromInks(bool inverted);
+
+    /// Applies a conversion whose source has four bytes a pixel.
+    void convertColors(const ColorConversion &conversion);
+
+    /// The finished picture, upright. It takes over the memory; only turning rows into columns
+    /// needs as much again and throws std::bad_alloc without. Every pixel must have been written.
+    Retained<CGImage> premultipliedImage(const PictureOrientation &orientation);
+
+  private:
+    void premultiply();
+    void turnUpright(const PictureOrientation &orientation);
+    void swapRowsAndColumns();
+
+    std::uint8_t *bytes() noexcept { return reinterpret_cast<std::uint8_t *>(_pixels.data()); }
+
+    std::size_t _width;
+    std::size_t _height;
+    CGPixels _pixels;
+};
+
+/// True when the text stands at that offset.
+bool holdsAt(std::span<const std::uint8_t> bytes, std::size_t offset, std::string_view text);
+
+// One decoder a format. Each takes a whole file of its format and gives null when the file is
+// truncated, damaged, beyond CGImage's bounds or of more than `maxPixels`. Any thread.
 
 /// Every colour type, bit depth and interlacing; of an animation the default picture.
-Retained<CGImage> decodePNG(std::span<const std::uint8_t> file, std::uint64_t mostPixels);
+Retained<CGImage> decodePNG(std::span<const std::uint8_t> file, std::uint64_t maxPixels);
 
-/// Greys, colours and inks, baseline and progressive. What the decoder would only warn of counts as
-/// damage, for what it makes up shows as grey bars.
-Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t mostPixels);
+/// Greys, colours and inks, baseline and progressive. What the library only warns of counts as
+/// damage, because it fills the missing part with grey.
+Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t maxPixels);
 
-/// Lossy and lossless still pictures; an animation is no picture here.
-Retained<CGImage> decodeWebP(std::span<const std::uint8_t> file, std::uint64_t mostPixels);
+/// Lossy and lossless still pictures; null for an animation.
+Retained<CGImage> decodeWebP(std::span<const std::uint8_t> file, std::uint64_t maxPixels);

@@ -1,7 +1,4 @@
-#include "Platform/CoreGraphics/PictureOrientation.h"
-
-#include <algorithm>
-#include <string_view>
+#include "Platform/CoreGraphics/PictureDecoders.h"
 
 namespace {
 
@@ -9,15 +6,15 @@ constexpr std::size_t kEntrySize = 12;
 constexpr std::uint32_t kOrientation = 0x112;
 constexpr std::uint32_t kShort = 3;
 
-/// Numbers in either byte order; those behind the end are 0.
+/// Reads numbers in either byte order; those beyond the end are 0.
 class ExifBytes {
   public:
     explicit ExifBytes(std::span<const std::uint8_t> bytes) : _bytes(bytes) {}
 
-    /// False when the data begin with no byte order.
+    /// False when the data do not begin with a byte order mark.
     bool readByteOrder() {
-        _isBigEndian = startsWith("MM");
-        return (_isBigEndian || startsWith("II")) && number(2, 2) == 42;
+        _isBigEndian = holdsAt(_bytes, 0, "MM");
+        return (_isBigEndian || holdsAt(_bytes, 0, "II")) && number(2, 2) == 42;
     }
 
     std::uint32_t number(std::size_t offset, std::size_t width) const {
@@ -33,7 +30,7 @@ class ExifBytes {
 
     void skipName() {
         constexpr std::string_view kName("Exif\0\0", 6);
-        if (startsWith(kName)) {
+        if (holdsAt(_bytes, 0, kName)) {
             _bytes = _bytes.subspan(kName.size());
         }
     }
@@ -41,18 +38,11 @@ class ExifBytes {
     std::size_t size() const { return _bytes.size(); }
 
   private:
-    bool startsWith(std::string_view text) const {
-        return _bytes.size() >= text.size() &&
-               std::equal(text.begin(), text.end(), _bytes.begin(), [](char c, std::uint8_t byte) {
-                   return byte == static_cast<std::uint8_t>(c);
-               });
-    }
-
     std::span<const std::uint8_t> _bytes;
     bool _isBigEndian = false;
 };
 
-/// 1 to 8, or another number where there is none.
+/// The value of the orientation entry, 1 to 8 when it is valid; 0 when there is none.
 std::uint32_t orientationIn(std::span<const std::uint8_t> data) {
     ExifBytes exif(data);
     exif.skipName();

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/PlacedPicture.h"
+#include "Platform/CoreGraphics/CairoDrawing.h"
 
 #include <algorithm>
 #include <cairo.h>
@@ -11,7 +11,7 @@ bool isWholeMove(const CGAffineTransform &t) {
 }
 
 CairoSurface surfaceOf(const CGImage &image) {
-    // Only read from: the library's interface knows no constant pixels.
+    // Cairo takes no constant pixels, but only reads these.
     auto *pixels = const_cast<std::uint32_t *>(image.pixels());
     return CairoSurface(cairo_image_surface_create_for_data(
         reinterpret_cast<unsigned char *>(pixels), CAIRO_FORMAT_ARGB32,
@@ -19,7 +19,7 @@ CairoSurface surfaceOf(const CGImage &image) {
         static_cast<int>(image.width() * sizeof(std::uint32_t))));
 }
 
-/// Edge pixels are repeated outward, so that smoothing does not fade the picture's edges.
+/// Repeats the edge pixels outward (EXTEND_PAD), so that smoothing does not fade the edges.
 void drawStretched(cairo_surface_t *target, const CGImage &image, const CGAffineTransform &t) {
     const CairoSurface source = surfaceOf(image);
     const CairoDrawing drawing(cairo_create(target));
@@ -35,6 +35,10 @@ void drawStretched(cairo_surface_t *target, const CGImage &image, const CGAffine
 }
 
 } // namespace
+
+void CairoDeleter::operator()(_cairo *drawing) const { cairo_destroy(drawing); }
+
+void CairoDeleter::operator()(_cairo_surface *surface) const { cairo_surface_destroy(surface); }
 
 PlacedPicture::PlacedPicture(const CGImage &image, const CGAffineTransform &toBitmap,
                              std::size_t width, std::size_t height)
@@ -56,7 +60,7 @@ std::span<const std::uint32_t> PlacedPicture::row(std::size_t y, std::size_t &x)
                     : std::span<const std::uint32_t>();
 }
 
-/// The picture's own rows serve.
+/// Finds the part of the picture's own rows that lies over the bitmap.
 void PlacedPicture::place(const CGImage &image, long x, long y) {
     const auto clampTo = [](long value, std::size_t limit) {
         return static_cast<std::size_t>(std::clamp(value, 0L, static_cast<long>(limit)));

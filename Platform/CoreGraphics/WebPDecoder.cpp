@@ -1,22 +1,20 @@
-#include "Platform/CoreGraphics/PictureBuffer.h"
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <algorithm>
-#include <string_view>
 #include <webp/decode.h>
 
 namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-/// The contents of the first chunk of that name; empty when there is none.
+/// The contents of the first chunk with that name; empty when there is none.
 Bytes chunkOf(Bytes file, std::string_view name) {
     constexpr std::size_t kFileHead = 12, kChunkHead = 8;
     Bytes left = file.subspan(std::min(file.size(), kFileHead));
     while (left.size() >= kChunkHead) {
         const std::size_t size =
             left[4] | left[5] << 8 | left[6] << 16 | static_cast<std::size_t>(left[7]) << 24;
-        const bool isFound = std::equal(name.begin(), name.end(), left.begin());
+        const bool isFound = holdsAt(left, 0, name);
         left = left.subspan(kChunkHead);
         if (size > left.size() || isFound) {
             return size > left.size() ? Bytes() : left.first(size);
@@ -41,14 +39,14 @@ bool readPixels(std::span<const std::uint8_t> file, PictureBuffer &buffer) {
 
 } // namespace
 
-Retained<CGImage> decodeWebP(std::span<const std::uint8_t> file, std::uint64_t mostPixels) {
+Retained<CGImage> decodeWebP(std::span<const std::uint8_t> file, std::uint64_t maxPixels) {
     WebPBitstreamFeatures features;
     if (WebPGetFeatures(file.data(), file.size(), &features) != VP8_STATUS_OK ||
         features.has_animation || features.width <= 0 || features.height <= 0) {
         return nullptr;
     }
     PictureBuffer buffer(static_cast<std::uint64_t>(features.width),
-                         static_cast<std::uint64_t>(features.height), mostPixels);
+                         static_cast<std::uint64_t>(features.height), maxPixels);
     if (!buffer || !readPixels(file, buffer)) {
         return nullptr;
     }

@@ -1,7 +1,5 @@
-#include "Platform/Foundation/BinaryPropertyListReader.h"
-
-#include "Platform/Foundation/PropertyListBudget.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
+#include "Platform/Foundation/PropertyListReading.h"
 
 #include <algorithm>
 #include <bit>
@@ -41,7 +39,7 @@ std::uint64_t unsignedNumber(Bytes bytes) {
 
 std::string characters(Bytes bytes) { return {bytes.begin(), bytes.end()}; }
 
-/// Where everything lies, from the last 32 bytes of the file.
+/// The trailer, the last 32 bytes of the file, which says where everything else lies.
 struct Layout {
     std::size_t offsetSize;
     std::size_t referenceSize;
@@ -78,7 +76,7 @@ std::optional<Layout> readLayout(Bytes bytes) {
     return layout;
 }
 
-/// What is left to read of the objects' bytes.
+/// Takes bytes off the front of what is left of the objects.
 class Cursor {
   public:
     explicit Cursor(Bytes bytes) : _left(bytes) {}
@@ -97,7 +95,7 @@ class Cursor {
         return byte ? std::optional(byte->front()) : std::nullopt;
     }
 
-    /// How many items of a size could still follow.
+    /// The number of items of that size that could still follow.
     std::uint64_t room(std::size_t itemSize) const { return _left.size() / itemSize; }
 
   private:
@@ -115,7 +113,7 @@ PropertyList wideInteger(Bytes bytes) {
     return PropertyList(std::ldexp(static_cast<double>(high), 64) + static_cast<double>(low));
 }
 
-/// Shorter integers have no sign; that of 8 bytes has.
+/// Integers of 1, 2 and 4 bytes are unsigned; those of 8 and 16 bytes are signed.
 std::optional<PropertyList> readInteger(Cursor &cursor, std::uint8_t sizeExponent) {
     const auto bytes = sizeExponent <= 4 ? cursor.take(1u << sizeExponent) : std::nullopt;
     if (!bytes) {
@@ -197,7 +195,7 @@ class BinaryReader {
     PropertyListBudget _budget;
 };
 
-/// The bytes of an object and all that follow it up to the offset table.
+/// A cursor at an object's first byte; its bytes reach up to the offset table.
 std::optional<Cursor> BinaryReader::cursorAt(std::uint64_t object) const {
     if (object >= _layout.objectCount) {
         return std::nullopt;
@@ -210,9 +208,9 @@ std::optional<Cursor> BinaryReader::cursorAt(std::uint64_t object) const {
     return Cursor(_bytes.first(_layout.tableStart).subspan(start));
 }
 
-/// An object that holds itself ends at the depth limit.
+/// The depth limit also ends the recursion of an object that contains itself.
 std::optional<PropertyList> BinaryReader::readObject(std::uint64_t object, std::size_t depth) {
-    auto cursor = depth <= PropertyListLimits::kDepth ? cursorAt(object) : std::nullopt;
+    auto cursor = depth <= PropertyListLimits::kMaxDepth ? cursorAt(object) : std::nullopt;
     const auto marker = cursor ? cursor->takeByte() : std::nullopt;
     if (!marker) {
         return std::nullopt;
@@ -278,8 +276,8 @@ std::optional<std::string> BinaryReader::readKey(std::uint64_t object) {
     return isText ? readText(*cursor, kind, *marker & 0x0f) : std::nullopt;
 }
 
-/// The references of a list whose items have `perItem` of them each. The budget pays for all of
-/// them before any is followed, so that room for the items can be made at once.
+/// The references of a list whose items have `perItem` of them each. All are taken from the budget
+/// before any is followed, so that readArray may reserve memory for all items.
 std::optional<Bytes> BinaryReader::takeReferences(Cursor &cursor, std::uint8_t code,
                                                   std::size_t perItem) {
     const auto length = readLength(cursor, code);

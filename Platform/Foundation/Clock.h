@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Foundation/PlatformExport.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <mutex>
 
 /// A condition variable whose waits the clock knows about, so that simulated time can tell when
-/// every thread waits. Everything in the platform that blocks does so through one of these.
+/// every thread waits. All blocking in the platform goes through one of these.
 class PLATFORM_EXPORT ClockCondition {
   public:
     /// Gives up `lock`, waits for a notification or until the clock reaches `deadline`
@@ -25,8 +25,8 @@ class PLATFORM_EXPORT ClockCondition {
     std::condition_variable _condition;
 };
 
-/// The one clock under everything that asks the time or waits. Times are whole nanoseconds since a
-/// start of the clock's own, and never run backwards.
+/// The clock that everything in the platform asks for the time and waits by. Times are whole
+/// nanoseconds since an arbitrary start and never run backwards.
 class PLATFORM_EXPORT Clock {
   public:
     using Nanoseconds = std::int64_t;
@@ -36,10 +36,10 @@ class PLATFORM_EXPORT Clock {
 
     virtual ~Clock() = default;
 
-    /// The clock in force: the system's monotonic clock unless another was installed.
+    /// The current clock: the system's monotonic clock unless another was installed.
     static Clock &current();
 
-    /// Puts another clock in force, null for the system's. Main thread only, while no thread of
+    /// Installs another clock; null restores the system's. Main thread only, while no thread of
     /// the platform runs and no deferred call is pending. Not owned: it must outlive its use.
     static void setCurrent(Clock *clock);
 
@@ -50,22 +50,22 @@ class PLATFORM_EXPORT Clock {
                       Nanoseconds deadline) = 0;
     virtual void notifyAll(ClockCondition &condition) = 0;
 
-    /// What a clock keeps of a thread between these calls; null where it keeps nothing.
+    /// A clock's data about a thread between the calls below; null when it keeps none.
     class ThreadRecord {
       public:
         virtual ~ThreadRecord() = default;
     };
 
-    /// NSThread tells the clock about its threads: the parent announces the thread before it
-    /// starts; the thread itself says when it begins and, last of all, when it ends.
+    /// Called by NSThread: threadAnnounced() by the parent before the thread starts, threadBegan()
+    /// by the thread when it begins, threadEnded() by the thread as its last act.
     virtual std::unique_ptr<ThreadRecord> threadAnnounced() { return nullptr; }
     virtual void threadBegan(std::unique_ptr<ThreadRecord>) {}
     virtual void threadEnded() {}
 
-    /// Seconds as nanoseconds, to the nearest one; clamped to what the type holds, so that an
-    /// infinite delay never comes and a NaN counts as 0.
+    /// Seconds as nanoseconds, rounded and clamped to the range of the type, so that an infinite
+    /// delay gives kNever. NaN gives 0.
     static Nanoseconds nanoseconds(double seconds);
 
-    /// now + seconds, clamped likewise; a negative delay counts as 0.
+    /// The time `seconds` from now, clamped likewise; a negative delay counts as 0.
     Nanoseconds deadlineAfter(double seconds);
 };

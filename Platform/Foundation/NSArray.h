@@ -1,6 +1,7 @@
 #pragma once
 
-#include "Platform/Foundation/NSObject.h"
+#include "Platform/Foundation/Retained.h"
+#include "Platform/Foundation/TreeLock.h"
 
 #include <utility>
 #include <vector>
@@ -13,7 +14,7 @@ template <class T> class NSArray final : public NSObject {
 
     NSUInteger count() const noexcept { return _items.size(); }
 
-    /// `index` below count().
+    /// `index` must be below count().
     const T &objectAtIndex(NSUInteger index) const noexcept { return _items[index]; }
 
     const std::vector<T> &items() const noexcept { return _items; }
@@ -22,4 +23,32 @@ template <class T> class NSArray final : public NSObject {
     ~NSArray() override = default;
 
     const std::vector<T> _items;
+};
+
+/// A growing list of objects that belongs to the view tree: the main thread uses it freely, other
+/// threads between the main thread's call-outs. Owns its objects.
+template <class T> class NSMutableArray final : public NSObject {
+  public:
+    explicit NSMutableArray(NSUInteger capacity = 0) { _objects.reserve(capacity); }
+
+    NSUInteger count() const {
+        const TreeAccess access;
+        return _objects.size();
+    }
+
+    /// Not owned by the caller; null beyond the end.
+    T *objectAtIndex(NSUInteger index) const {
+        const TreeAccess access;
+        return index < _objects.size() ? _objects[index].get() : nullptr;
+    }
+
+    void addObject(Retained<T> object) {
+        const TreeAccess access;
+        _objects.push_back(std::move(object));
+    }
+
+  private:
+    ~NSMutableArray() override = default;
+
+    std::vector<Retained<T>> _objects;
 };

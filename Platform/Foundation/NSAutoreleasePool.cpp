@@ -4,12 +4,12 @@ namespace {
 
 thread_local NSAutoreleasePool *innermostPool = nullptr;
 
-// Catches what is autoreleased outside any pool; the next pool opened at the bottom of the stack
-// takes it over, and the end of the thread releases the rest.
+// Keeps what is autoreleased outside any pool. The thread's next outermost pool takes it over; the
+// end of the thread releases the rest.
 struct StrayObjects {
     std::vector<Retained<NSObject>> objects;
 
-    // Through a pool, which also catches what the dying objects autorelease.
+    // The pool takes the objects over and also releases what their destructors autorelease.
     ~StrayObjects() { const NSAutoreleasePool pool; }
 };
 

@@ -14,11 +14,11 @@ class PLATFORM_EXPORT NSAutoreleasePool {
     NSAutoreleasePool(const NSAutoreleasePool &) = delete;
     NSAutoreleasePool &operator=(const NSAutoreleasePool &) = delete;
 
-    /// Gives the reference to the thread's innermost pool. Without a pool the thread keeps the
-    /// object for the next one, such as that of the run loop's next call-out, or until it ends.
+    /// Gives the reference to the thread's innermost pool. Without one the thread keeps the object
+    /// for the next pool (that of the run loop's next call-out, say) or until the thread ends.
     static void addObject(Retained<NSObject> object);
 
-    /// Releases what the pool holds, and what those releases autorelease, and stays usable.
+    /// Releases what the pool holds and what those releases autorelease. The pool stays usable.
     void drain();
 
   private:
@@ -26,8 +26,8 @@ class PLATFORM_EXPORT NSAutoreleasePool {
     NSAutoreleasePool *_outer;
 };
 
-/// Hands an object back without an owner: it lives until the current pool is drained, so the
-/// receiver retains it to keep it.
+/// Returns an object without passing on a reference: the object lives until the current pool is
+/// drained, and a caller that wants to keep it retains it.
 template <class T> T *autorelease(Retained<T> object) {
     T *pointer = object.get();
     if (pointer) {

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The kind of file that a path leads to, in the bits of S_IFMT; 0 when there is none.
+/// The type of the file at a path, as in S_IFMT; 0 when there is none.
 mode_t kindOfFile(const std::string &path) {
     struct stat status;
     const bool isThere = path.find('\0') == std::string::npos && stat(path.c_str(), &status) == 0;

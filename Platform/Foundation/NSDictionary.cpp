@@ -1,7 +1,7 @@
 #include "Platform/Foundation/NSDictionary.h"
 
-#include "Platform/Foundation/FileBytes.h"
-#include "Platform/Foundation/PropertyListReader.h"
+#include "Platform/Foundation/NSFileManager.h"
+#include "Platform/Foundation/PropertyList.h"
 
 #include <utility>
 
@@ -10,7 +10,7 @@ NSDictionary::NSDictionary(PropertyList::Dictionary entries) : _entries(std::mov
 NSDictionary::~NSDictionary() = default;
 
 Retained<NSDictionary> NSDictionary::dictionaryWithContentsOfFile(const std::string &path) {
-    const auto bytes = readFile(path, PropertyListLimits::kFileBytes);
+    const auto bytes = readFile(path, PropertyListLimits::kMaxFileBytes);
     const auto root = bytes ? readPropertyList(*bytes) : std::nullopt;
     const PropertyList::Dictionary *entries = root ? root->dictionary() : nullptr;
     return entries ? makeRetained<NSDictionary>(*entries) : nullptr;

@@ -1,6 +1,6 @@
 #include "Platform/Foundation/NSLog.h"
 
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <cstdio>
 #include <mutex>
@@ -14,7 +14,7 @@ struct LogSink {
     std::function<void(std::string_view)> write;
 };
 
-// Never destroyed: destructors of static objects may still log.
+// Never destroyed, because destructors of static objects may log.
 LogSink &sink() {
     static LogSink *const instance = new LogSink;
     return *instance;

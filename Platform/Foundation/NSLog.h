@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Foundation/PlatformExport.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <functional>
 #include <string>
@@ -10,7 +10,8 @@
 /// characters are shown as "?". Any thread.
 PLATFORM_EXPORT void NSLog(std::string_view line);
 
-/// Sends every line to `sink` instead, on the thread that logs it; null for the system log again.
-/// For tests and hosts that show the log themselves. One line at a time; the sink must neither log
-/// nor wait. Once the call returns, the sink of before is no longer in use.
+/// Sends every line to `sink` instead of the system log; null restores the system log. For tests
+/// and for hosts that show the log themselves. The sink is called on the thread that logs, for one
+/// line at a time, and must neither log nor wait. Once this call returns, the previous sink is no
+/// longer in use.
 PLATFORM_EXPORT void NSLogSetSink(std::function<void(std::string_view)> sink);

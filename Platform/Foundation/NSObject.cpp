@@ -6,8 +6,8 @@
 
 namespace {
 
-// A dying object counts from here, so that a destructor may hand out references to itself without
-// reaching zero a second time, and so that a weak reference can tell.
+// The reference count of an object that is being destroyed starts here. So a destructor may retain
+// and release the object without reaching zero again, and a weak reference sees that it is dying.
 constexpr NSUInteger kDying = ~(~NSUInteger{0} >> 1);
 
 } // namespace

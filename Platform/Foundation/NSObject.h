@@ -1,14 +1,14 @@
 #pragma once
 
 #include "Platform/Foundation/NSTypes.h"
-#include "Platform/Foundation/PlatformExport.h"
 
 #include <atomic>
 
 class WeakReferenceBlock;
 
-/// Root of every reference-counted class. Lives on the heap alone: a new object has one
-/// reference, which its maker adopts (see Retained.h), and goes when the last one is released.
+/// Root of every reference-counted class. Objects live on the heap only: a new object has one
+/// reference, which its maker adopts (see Retained.h), and is destroyed when the last one is
+/// released.
 class PLATFORM_EXPORT NSObject {
   public:
     NSObject(const NSObject &) = delete;
@@ -17,22 +17,22 @@ class PLATFORM_EXPORT NSObject {
     /// Any thread.
     void retain() const noexcept;
 
-    /// Any thread. The last release destroys the object; references that its destructor takes and
-    /// gives back do no harm.
+    /// Any thread. The last release destroys the object. Its destructor may retain and release it
+    /// again without effect.
     void release() const noexcept;
 
-    /// References held now; for tests and diagnostics. 0 once destruction has begun.
+    /// The number of references, for tests and diagnostics; 0 once destruction has begun.
     NSUInteger retainCount() const noexcept;
 
   protected:
     NSObject() noexcept = default;
     virtual ~NSObject();
 
-    /// Called once, by whoever released the last reference. A class that must die on a certain
-    /// thread overrides it.
+    /// Called once, on the thread that released the last reference. A class whose objects must be
+    /// destroyed on a certain thread overrides it.
     virtual void destroy() noexcept;
 
-    /// Destroys the object at once on the main thread, soon on it elsewhere.
+    /// Destroys the object on the main thread: at once when called there, else soon.
     void destroyOnMainThread() noexcept;
 
   private:

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Of a thread for its call to be done.
+/// A thread that waits until the main thread has run its call.
 struct Waiting {
     std::mutex mutex;
     ClockCondition changed;
@@ -28,15 +28,15 @@ struct NSRunLoop::Call {
     std::function<void()> finished;
 };
 
-/// Everything that other threads touch, guarded by its mutex.
+/// The state that other threads use too, guarded by its mutex.
 struct NSRunLoop::Queue {
     using Key = std::pair<Clock::Nanoseconds, std::uint64_t>;
 
     std::mutex mutex;
     ClockCondition changed;
     std::map<Key, Call> calls;
-    // The place of the last call that was taken, for the next one: frame after frame a call comes
-    // and goes, and none of them takes memory.
+    // The map node of the last call that was taken. The next call reuses it, so that the calls of
+    // each frame allocate no node.
     std::map<Key, Call>::node_type spare;
     std::uint64_t nextSequence = 0;
     bool stopped = false;
@@ -46,12 +46,12 @@ struct NSRunLoop::Queue {
         return calls.empty() ? Clock::kNever : calls.begin()->first.first;
     }
 
-    /// A call that falls due exactly at the deadline still counts, however late it is by now.
+    /// Counts a call that falls due exactly at the deadline, even when the clock is past it.
     bool hasDueCall(Clock::Nanoseconds now, Clock::Nanoseconds deadline) const {
         return !calls.empty() && nextDue() <= std::min(now, deadline);
     }
 
-    /// True when a run loop with that deadline has nothing to wait for.
+    /// True when a run loop with that deadline need not wait.
     bool isReady(Clock::Nanoseconds now, Clock::Nanoseconds deadline) const {
         return stopped || now >= deadline || hasDueCall(now, deadline);
     }
@@ -66,7 +66,7 @@ struct NSRunLoop::Queue {
 
 NSRunLoop::NSRunLoop() : _queue(std::make_unique<Queue>()) {}
 
-// Never destroyed: other threads may still hand calls over while the process ends.
+// Never destroyed, because other threads may still enqueue calls while the process ends.
 NSRunLoop &NSRunLoop::mainRunLoop() {
     static NSRunLoop *const loop = new NSRunLoop;
     return *loop;
@@ -93,7 +93,7 @@ void NSRunLoop::performSelector_afterDelay(NSObject *target, std::string_view se
 
 void NSRunLoop::cancelPreviousPerformRequestsWithTarget(NSObject *target,
                                                         std::string_view selector) {
-    // The requests go after the lock: releasing a target may run any code.
+    // Destroyed after the lock is released, because releasing a target may run any code.
     std::vector<Call> cancelled;
     const std::lock_guard lock(_queue->mutex);
     for (auto entry = _queue->calls.begin(); entry != _queue->calls.end();) {
@@ -166,8 +166,9 @@ bool NSRunLoop::takeNextCall(Clock::Nanoseconds deadline, Call &call) {
     return true;
 }
 
-/// Waits for a change of the queue or until something falls due. Calls that came while the tree was
-/// given up count; the queue's mutex is free again before the tree is wanted back.
+/// Waits until the queue changes or a call falls due. Checks the queue again after giving up the
+/// tree, because another thread may have enqueued a call meanwhile. Releases the queue's mutex
+/// before taking the tree back, so that a thread that holds the tree can enqueue calls.
 void NSRunLoop::waitForWork(Clock::Nanoseconds deadline) {
     const TreeLock::Yield yield;
     std::unique_lock lock(_queue->mutex);
@@ -185,7 +186,7 @@ void NSRunLoop::waitForWork(Clock::Nanoseconds deadline) {
     waiter->wait(end == Clock::kNever ? end : end - now);
 }
 
-/// Whoever waits for the call learns of its end when everything that it left behind is gone.
+/// A thread that waits for the call is told only after the call's autorelease pool is drained.
 void NSRunLoop::callOut(Call &call) {
     const NSObject *const outerTarget = std::exchange(_currentTarget, call.target.get());
     {

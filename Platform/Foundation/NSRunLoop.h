@@ -8,11 +8,11 @@
 #include <memory>
 #include <string_view>
 
-/// How the main run loop waits when the host has a source of events of its own. `wait` is called
-/// on the main thread and returns at the latest `nanoseconds` later (Clock::kNever: no limit) or
-/// soon after `wake`, which any thread may call at any time: one that comes just before `wait` ends
-/// it too. Other threads may change the view tree during `wait`, so it must not touch the tree: it
-/// notes its events, and the host handles them in call-outs. `wake` must not call the run loop.
+/// Replaces the main run loop's wait in a host with an event source of its own. `wait` is called on
+/// the main thread and returns after `nanoseconds` at the latest (Clock::kNever: no limit) or soon
+/// after `wake`, which any thread may call at any time; a `wake` just before `wait` ends it too.
+/// Other threads may change the view tree during `wait`, so it must not touch the tree: it only
+/// collects events, and the host handles them in call-outs. `wake` must not call the run loop.
 class PLATFORM_EXPORT RunLoopWaiter {
   public:
     virtual ~RunLoopWaiter() = default;
@@ -20,9 +20,9 @@ class PLATFORM_EXPORT RunLoopWaiter {
     virtual void wake() = 0;
 };
 
-/// The main thread's queue of calls: deferred ones and those that other threads hand over. They run
-/// in the order in which they fall due, those due at the same time in the order of their asking,
-/// each inside an autorelease pool of its own.
+/// The main thread's queue of calls, both deferred ones and those from other threads. They run in
+/// the order in which they fall due, calls due at the same time in the order of the requests, each
+/// inside an autorelease pool of its own.
 class PLATFORM_EXPORT NSRunLoop {
   public:
     static NSRunLoop &mainRunLoop();
@@ -42,36 +42,36 @@ class PLATFORM_EXPORT NSRunLoop {
     void performSelectorOnMainThread(NSObject *target, std::function<void()> action,
                                      bool waitUntilDone);
 
-    /// Serves calls until the clock reaches `deadline` (nanoseconds of the clock) or stop() is
-    /// called. Main thread; so are all below unless they say otherwise.
+    /// Runs calls until the clock reaches `deadline` (nanoseconds of the clock) or stop() is
+    /// called. Main thread, as all members below that do not say otherwise.
     void runUntil(Clock::Nanoseconds deadline);
     void runForSeconds(NSTimeInterval seconds);
 
-    /// Waits for the next call that falls due before or at `deadline` and serves it. False when
-    /// there was none, or on stop().
+    /// Waits for the next call that falls due at `deadline` or before and runs it. False when there
+    /// is none, or on stop().
     bool runNextCall(Clock::Nanoseconds deadline);
 
-    /// Makes the innermost runUntil return as soon as the call-out in progress has; the next one at
-    /// once when none runs. Any thread.
+    /// Makes the innermost runUntil return after the call-out in progress. When none is running,
+    /// the next one returns at once. Any thread.
     void stop();
 
-    /// Grows with every call-out, so that what belongs to one can be told from what came before. On
-    /// threads that have the view tree.
+    /// Grows with every call-out, so that one call-out can be told from the next. For threads that
+    /// hold the view tree.
     std::uint64_t callOutNumber() const { return _callOutNumber; }
 
     /// When the next pending call falls due; Clock::kNever when none is pending. Any thread.
     Clock::Nanoseconds nextDeadline() const;
 
-    /// Whom the call-out in progress is for; null outside one and for a call without a target. Not
-    /// kept alive: right after the call-out good for a comparison only.
+    /// The target of the call-out in progress; null outside one and for a call without a target.
+    /// The call-out may have released it: an observer may compare the pointer, no more.
     const NSObject *currentTarget() const { return _currentTarget; }
 
-    /// Called right before and right after every call-out, inside its autorelease pool; null for
-    /// nothing. Not to be set by an observer.
+    /// Sets functions that are called right before and right after every call-out, inside its
+    /// autorelease pool; either may be null. An observer must not call this.
     void setObservers(std::function<void()> beforeCallOut, std::function<void()> afterCallOut);
 
-    /// Lets the host wait in its own way; null for the clock's. Not owned. Only for a clock that
-    /// runs by itself.
+    /// Makes the loop wait through `waiter`; null restores waiting by the clock. Not owned. Not for
+    /// use with a simulated clock.
     void setWaiter(RunLoopWaiter *waiter);
 
     NSRunLoop(const NSRunLoop &) = delete;

@@ -5,20 +5,20 @@
 
 #include <functional>
 
-/// Threads as the clock knows them.
+/// Threads that the clock knows about, so that they work under simulated time too.
 class PLATFORM_EXPORT NSThread {
   public:
     static bool isMainThread() noexcept { return currentThreadIsMain; }
 
-    /// Runs `action` on a new thread of its own, with an autorelease pool around it. `target`
-    /// (which may be null) is retained until the action has returned. False when the system gives
-    /// no thread; the action then never runs.
+    /// Runs `action` on a new thread, inside an autorelease pool. `target` (which may be null) is
+    /// retained until the action has returned. False when the system cannot start a thread; the
+    /// action then never runs.
     static bool detachNewThread(NSObject *target, std::function<void()> action);
 
-    /// Waits that many seconds of the clock; 0 or less returns at once. A wait on the main thread
-    /// lets other threads change the view tree meanwhile.
+    /// Waits that many seconds of the clock; returns at once for 0 or less. While the main thread
+    /// waits here, other threads may change the view tree.
     static void sleepForTimeInterval(NSTimeInterval seconds);
 
-    /// Threads begun with detachNewThread that have not ended yet. Any thread.
+    /// The number of threads begun with detachNewThread that have not ended. Any thread.
     static NSUInteger detachedThreadCount() noexcept;
 };

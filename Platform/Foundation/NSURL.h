@@ -5,10 +5,10 @@
 
 #include <string>
 
-/// Where a file is. Never changes. Any thread.
+/// The location of a file. Never changes. Any thread.
 class NSURL final : public NSObject {
   public:
-    /// Whether there is such a file is not looked at.
+    /// The file need not exist.
     static Retained<NSURL> fileURLWithPath(std::string path) {
         return makeRetained<NSURL>(std::move(path));
     }

@@ -1,19 +1,13 @@
 #include "Platform/Foundation/PropertyList.h"
 
-#include "Platform/Foundation/Truncation.h"
+#include "Platform/Foundation/PropertyListReading.h"
 
-#include <algorithm>
 #include <limits>
 #include <string_view>
 
 namespace {
 
-constexpr std::int64_t kLowest = std::numeric_limits<std::int32_t>::min();
-constexpr std::int64_t kHighest = std::numeric_limits<std::int32_t>::max();
-
-std::int32_t nearest(std::int64_t value) {
-    return static_cast<std::int32_t>(std::clamp(value, kLowest, kHighest));
-}
+constexpr std::int64_t kMaxInteger = std::numeric_limits<std::int32_t>::max();
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -24,13 +18,13 @@ std::int32_t leadingInteger(std::string_view text) {
     }
     std::int64_t value = 0;
     for (const char c : text) {
-        // One step beyond the limits is enough to know the nearest one.
-        if (!isDigit(c) || value > kHighest) {
+        // Beyond the limits further digits change nothing, and could overflow.
+        if (!isDigit(c) || value > kMaxInteger) {
             break;
         }
         value = value * 10 + (c - '0');
     }
-    return nearest(isNegative ? -value : value);
+    return truncated(static_cast<double>(isNegative ? -value : value));
 }
 
 } // namespace
@@ -40,7 +34,7 @@ std::optional<std::int32_t> PropertyList::integerValue() const noexcept {
         return *value ? 1 : 0;
     }
     if (const std::int64_t *value = integer()) {
-        return nearest(*value);
+        return truncated(static_cast<double>(*value));
     }
     if (const double *value = real()) {
         return truncated(*value);
@@ -49,4 +43,11 @@ std::optional<std::int32_t> PropertyList::integerValue() const noexcept {
         return leadingInteger(*value);
     }
     return std::nullopt;
+}
+
+std::optional<PropertyList> readPropertyList(std::span<const std::uint8_t> bytes) {
+    if (bytes.size() > PropertyListLimits::kMaxFileBytes) {
+        return std::nullopt;
+    }
+    return isBinaryPropertyList(bytes) ? readBinaryPropertyList(bytes) : readXMLPropertyList(bytes);
 }

@@ -1,11 +1,13 @@
 #pragma once
 
-#include "Platform/Foundation/PlatformExport.h"
+#include "Platform/Foundation/NSTypes.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <variant>
@@ -51,7 +53,7 @@ class PLATFORM_EXPORT PropertyList {
 
     /// The value as a 32-bit number: the integer part of a number, 0 or 1 for a boolean, the
     /// decimal integer at the very start of a text (a sign may lead it; 0 when there is none).
-    /// What lies beyond 32 bits gives the nearest limit, NaN 0. Nothing for the other types.
+    /// Larger values are clamped, NaN gives 0. Nothing for the other types.
     std::optional<std::int32_t> integerValue() const noexcept;
 
     friend bool operator==(const PropertyList &left, const PropertyList &right) {
@@ -61,3 +63,21 @@ class PLATFORM_EXPORT PropertyList {
   private:
     std::variant<bool, std::int64_t, double, std::string, Data, Date, Array, Dictionary> _value;
 };
+
+/// What a property list may hold. A binary list may refer to one object many times, so that a file
+/// of a few bytes could ask for gigabytes: each reference counts anew.
+struct PropertyListLimits {
+    static constexpr std::size_t kMaxFileBytes = 64 << 20;
+    /// Values and keys.
+    static constexpr std::size_t kMaxNodes = 1'000'000;
+    /// Bytes of text, keys and data, taken together.
+    static constexpr std::size_t kMaxContentBytes = 64 << 20;
+    /// Values inside one another; the outermost counts 1.
+    static constexpr std::size_t kMaxDepth = 256;
+};
+
+/// Reads a property list in XML (UTF-8) or in the binary form "bplist00". Nothing when it is
+/// malformed or beyond the limits. Of entries with equal keys the last one counts. Integers beyond
+/// 64 signed bits become reals. Entities that an XML document defines for itself stay as they are
+/// written; sets and UIDs, which only archives of objects hold, are malformed. Any thread.
+PLATFORM_EXPORT std::optional<PropertyList> readPropertyList(std::span<const std::uint8_t> bytes);

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/PropertyListScalars.h"
+#include "Platform/Foundation/PropertyListReading.h"
 
 #include <array>
 #include <charconv>
@@ -27,10 +27,10 @@ bool takeSign(std::string_view &text) {
     return isNegative;
 }
 
-/// The whole text as a number, in the base or format that follows it.
+/// Parses the whole text as a number; `form` is the base or the format.
 template <class T, class... Form> std::errc parse(std::string_view text, T &value, Form... form) {
     const char *end = text.data() + text.size();
-    // The parser would take a second minus.
+    // A sign was removed already, but from_chars would accept another minus.
     if (text.empty() || isSign(text.front())) {
         return std::errc::invalid_argument;
     }
@@ -48,7 +48,7 @@ std::optional<PropertyList> largeInteger(std::string_view digits, bool isHexadec
     return PropertyList(isNegative ? -value : value);
 }
 
-/// A number of so many digits at a place in a date; -1 when other characters stand there.
+/// The number of `count` digits at `place` in a date; -1 when other characters stand there.
 int digitsAt(std::string_view text, std::size_t place, std::size_t count) {
     unsigned value = 0;
     return parse(text.substr(place, count), value, 10) == std::errc() ? static_cast<int>(value)
@@ -104,7 +104,7 @@ class Base64Decoder {
         return true;
     }
 
-    /// Four characters make three bytes: what is missing must have been padded.
+    /// Nothing when the text ended inside a group of four characters without its padding.
     std::optional<std::vector<std::uint8_t>> finish() {
         const bool isComplete = _bitCount != 6 && _padding == _bitCount / 2;
         return isComplete ? std::optional(std::move(_bytes)) : std::nullopt;

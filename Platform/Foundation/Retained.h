@@ -16,8 +16,8 @@ template <class T> NSObject *objectBehind(T *pointer) noexcept {
     }
 }
 
-/// Owning pointer: retains what it is given and releases it when it goes. As thread-safe as a plain
-/// pointer.
+/// Owning pointer: retains the object that it is given and releases it in its destructor. As
+/// thread-safe as a plain pointer.
 template <class T> class Retained {
   public:
     Retained() noexcept = default;
@@ -45,7 +45,7 @@ template <class T> class Retained {
         return *this;
     }
 
-    /// Takes over a reference that the caller already holds, such as that of a new object.
+    /// Takes over a reference that the caller holds, such as the first one of a new object.
     static Retained adopt(T *pointer) noexcept {
         Retained result;
         result._pointer = pointer;
@@ -77,7 +77,7 @@ template <class T> class Retained {
     T *_pointer = nullptr;
 };
 
-/// A new object and its first reference.
+/// Makes an object; the result holds its first reference.
 template <class T, class... Arguments> Retained<T> makeRetained(Arguments &&...arguments) {
     return Retained<T>::adopt(new T(std::forward<Arguments>(arguments)...));
 }

@@ -16,7 +16,7 @@ class SimulatedClock::Announcement : public Clock::ThreadRecord {
   public:
     explicit Announcement(SimulatedClock &clock) : _clock(clock) {}
 
-    // A thread that the system could not start gives its turn back.
+    // Still there only when the system could not start the thread.
     ~Announcement() override {
         if (participant) {
             _clock.withdraw(*participant);
@@ -31,7 +31,7 @@ class SimulatedClock::Announcement : public Clock::ThreadRecord {
 
 namespace {
 
-// The calling thread's own participant; null on threads that take no turns.
+// The participant of the current thread; null on threads that take no turns.
 thread_local void *ownParticipant = nullptr;
 
 } // namespace
@@ -123,8 +123,8 @@ void SimulatedClock::enter(Participant &participant, std::unique_lock<std::mutex
     participant.turn.wait(turnLock, [&] { return participant.awake; });
 }
 
-/// Ends the running thread's turn and lets the next one run: the first that is able to, else the
-/// one whose deadline comes first. With neither, every thread waits for a visitor.
+/// Ends the running thread's turn and lets the next one run: the first runnable one, else the one
+/// with the earliest deadline. With neither, all wait for a thread that takes no turns.
 void SimulatedClock::passTurn() {
     _running = nullptr;
     while (!_running) {
@@ -150,7 +150,7 @@ void SimulatedClock::makeRunnable(Participant &participant) {
     }
 }
 
-/// Threads with the same deadline wake one at a time, in the order in which they began to wait.
+/// Wakes one thread; those with equal deadlines wake in the order in which they began to wait.
 bool SimulatedClock::advanceToNextDeadline() {
     const auto next = std::min_element(
         _waiting.begin(), _waiting.end(),

@@ -6,17 +6,17 @@
 #include <memory>
 #include <vector>
 
-/// Time that only waiting makes pass. It stands still while any thread of the platform runs, and
-/// jumps to the next deadline when all of them wait.
+/// A clock that stands still while any thread of the platform runs and jumps to the next deadline
+/// when all of them wait.
 ///
-/// The platform's threads take turns: one runs, in the order in which they became able to, until it
-/// waits. So the very same code with its very same threads behaves the same on every run. A thread
-/// that the platform did not start may call in at any time; it does not take turns.
+/// The platform's threads take turns, in the order in which they became runnable, and each runs
+/// until it waits. So the same code with the same threads behaves the same on every run. A thread
+/// that the platform did not start may use the clock at any time; it takes no turns.
 class PLATFORM_EXPORT SimulatedClock : public Clock {
   public:
     static constexpr Nanoseconds kStart = 1'000'000'000'000;
 
-    /// The calling thread, the main thread, is the one that runs at first.
+    /// Main thread, which has the first turn.
     SimulatedClock();
     ~SimulatedClock() override;
 

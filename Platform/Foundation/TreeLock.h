@@ -1,17 +1,17 @@
 #pragma once
 
-#include "Platform/Foundation/PlatformExport.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <utility>
 
-/// True on the main thread: the one that loaded the platform. Read through
-/// NSThread::isMainThread(); here so that the test costs one instruction.
+/// True on the main thread, which is the one that loaded the platform. Declared here so that
+/// NSThread::isMainThread() and TreeAccess are one instruction; use the former.
 extern PLATFORM_EXPORT __thread bool currentThreadIsMain __attribute__((tls_model("initial-exec")));
 
-/// The lock of the view tree. The main thread holds it for as long as it runs and gives it up only
-/// while it waits and between call-outs, so nothing on the main thread pays for it; another thread
-/// takes it around each change. Threads get it in the order in which they asked. A thread that has
-/// it must not wait for the main thread.
+/// The lock of the view tree. The main thread holds it while it runs and gives it up only while it
+/// waits and between call-outs, so that access on the main thread costs nothing; other threads take
+/// it around each change. Threads get it in the order in which they asked. A thread that holds it
+/// must not wait for the main thread.
 class PLATFORM_EXPORT TreeLock {
   public:
     /// Scope in which the main thread waits and other threads may change the tree. No effect on
@@ -24,8 +24,8 @@ class PLATFORM_EXPORT TreeLock {
         Yield &operator=(const Yield &) = delete;
     };
 
-    /// Main thread, between call-outs: the threads that want the tree now have it first, so that a
-    /// main thread that always has something to do does not keep them out.
+    /// Lets the threads that wait for the tree have it first, so that a busy main thread does not
+    /// starve them. Main thread, between call-outs.
     static void yieldIfWanted();
 
   private:
@@ -34,7 +34,8 @@ class PLATFORM_EXPORT TreeLock {
     static void release();
 };
 
-/// Scope that touches the tree: nothing on the main thread, the lock elsewhere. Scopes may nest.
+/// Scope in which the thread may use the tree: takes the lock, except on the main thread, which has
+/// it. Scopes may nest.
 class TreeAccess {
   public:
     TreeAccess() {
@@ -51,9 +52,9 @@ class TreeAccess {
     TreeAccess &operator=(const TreeAccess &) = delete;
 };
 
-/// A value that belongs to the view tree: the main thread reads and writes it as it is, other
-/// threads between the main thread's call-outs. What get() returned on the main thread therefore
-/// stays true until the call-out ends.
+/// A value that belongs to the view tree: the main thread reads and writes it without a lock, other
+/// threads between the main thread's call-outs. So on the main thread the value changes during a
+/// call-out only when the main thread itself sets it.
 template <class T> class TreeValue {
   public:
     TreeValue() = default;
@@ -64,7 +65,7 @@ template <class T> class TreeValue {
         return _value;
     }
 
-    /// For the main thread alone: the value in place.
+    /// The value itself. Main thread only.
     const T &peek() const { return _value; }
 
     void set(T value) {

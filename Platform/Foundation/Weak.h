@@ -5,19 +5,20 @@
 
 #include <mutex>
 
-/// What the weak references to one object share; outlives the object while any of them is left.
+/// Shared by the weak references to one object; lives on after the object until the last of them
+/// is gone.
 class PLATFORM_EXPORT WeakReferenceBlock {
   public:
-    /// The block of a living object, with one more reference for the caller.
+    /// The block of a living object, retained for the caller.
     static WeakReferenceBlock *of(const NSObject *object);
 
     void retain() noexcept;
     void release() noexcept;
 
-    /// The object with one more reference, or null when its destruction has begun.
+    /// The object, retained for the caller; null when its destruction has begun.
     NSObject *retainedObject() noexcept;
 
-    /// The object's destructor calls it; gives up the object's own reference to the block.
+    /// Called by the object's destructor. Releases the object's own reference to the block.
     void objectIsGone() noexcept;
 
   private:
@@ -28,8 +29,9 @@ class PLATFORM_EXPORT WeakReferenceBlock {
     std::atomic<NSUInteger> _referenceCount{1};
 };
 
-/// Reference that does not own and becomes null by itself when its object begins to die. Taking a
-/// strong reference from it is safe on any thread; the Weak itself is as thread-safe as a pointer.
+/// Reference that does not own its object and reads as null once the object's destruction has
+/// begun. lock() is safe while another thread releases the object; the Weak itself is as
+/// thread-safe as a pointer.
 template <class T> class Weak {
   public:
     Weak() noexcept = default;
@@ -62,7 +64,7 @@ template <class T> class Weak {
         return *this;
     }
 
-    /// The object, kept alive by the result; null when it is gone or going.
+    /// The object, kept alive by the result; null once its destruction has begun.
     Retained<T> lock() const noexcept {
         return _block && _block->retainedObject() ? Retained<T>::adopt(_pointer) : nullptr;
     }

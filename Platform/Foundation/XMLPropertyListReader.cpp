@@ -1,8 +1,5 @@
-#include "Platform/Foundation/XMLPropertyListReader.h"
-
-#include "Platform/Foundation/PropertyListBudget.h"
-#include "Platform/Foundation/PropertyListScalars.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
+#include "Platform/Foundation/PropertyListReading.h"
 
 #include <algorithm>
 #include <cstring>
@@ -13,21 +10,21 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// White space is kept, since a text may begin or end with it, and so is what stands beside the
-// root, since nothing may.
+// The parser keeps white space, because a text may begin or end with it, and keeps what stands
+// beside the root element, because a file with anything there is refused.
 constexpr unsigned kParsing = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
                               pugi::parse_ws_pcdata | pugi::parse_fragment;
 
-// A node in memory is many times as large as the tag that asks for it. Two tags make a value or a
-// key, the rest is room for comments.
-constexpr std::ptrdiff_t kMaximumTags = 2 * PropertyListLimits::kNodes + 100'000;
-constexpr std::size_t kMaximumAttributes = 1'000'000;
+// The parser's nodes take many times the memory of their tags, so the tags are counted before it
+// runs. A value or a key has two tags; the rest is for comments.
+constexpr std::ptrdiff_t kMaxTags = 2 * PropertyListLimits::kMaxNodes + 100'000;
+constexpr std::size_t kMaxAttributes = 1'000'000;
 
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 bool isBlank(std::string_view text) { return std::all_of(text.begin(), text.end(), isSpace); }
 
-/// Never less than the attributes that the document has: an equals sign and then a quote.
+/// An upper bound of the number of attributes: counts equals signs that a quote follows.
 std::size_t countAttributes(Bytes bytes) {
     std::size_t count = 0;
     bool isAfterEquals = false;
@@ -39,11 +36,11 @@ std::size_t countAttributes(Bytes bytes) {
     return count;
 }
 
-/// The parser takes a zero byte for the end, as it may do for no document.
+/// The parser would stop at a zero byte and accept what stands before it.
 bool isWorthParsing(Bytes bytes) {
     return !bytes.empty() && !std::memchr(bytes.data(), 0, bytes.size()) &&
-           std::count(bytes.begin(), bytes.end(), '<') <= kMaximumTags &&
-           countAttributes(bytes) <= kMaximumAttributes;
+           std::count(bytes.begin(), bytes.end(), '<') <= kMaxTags &&
+           countAttributes(bytes) <= kMaxAttributes;
 }
 
 bool isElement(pugi::xml_node node) { return node.type() == pugi::node_element; }
@@ -69,7 +66,7 @@ bool holdsElementsAlone(pugi::xml_node parent) {
     });
 }
 
-/// The only element in a node, or null.
+/// The element in a node that has exactly one and no text beside it; else null.
 pugi::xml_node onlyElement(pugi::xml_node parent) {
     const pugi::xml_node element = firstElement(parent);
     const bool isAlone = element && !nextElement(element) && holdsElementsAlone(parent);
@@ -108,7 +105,7 @@ class XMLReader {
 };
 
 std::optional<PropertyList> XMLReader::readValue(pugi::xml_node element, std::size_t depth) {
-    if (depth > PropertyListLimits::kDepth || !_budget.takeNodes(1)) {
+    if (depth > PropertyListLimits::kMaxDepth || !_budget.takeNodes(1)) {
         return std::nullopt;
     }
     if (isNamed(element, "dict")) {
@@ -147,8 +144,8 @@ std::optional<PropertyList> XMLReader::readScalar(pugi::xml_node element) {
     return std::nullopt;
 }
 
-/// A text or a key. References to surrogates and the like end up in the text as they are, hence
-/// the check.
+/// A text or a key. The parser does not check character references, so that a reference to a
+/// surrogate would give invalid UTF-8.
 std::optional<std::string> XMLReader::readText(pugi::xml_node element) {
     auto text = characters(element);
     const bool isAccepted = text && isValidUTF8(*text) && _budget.takeContentBytes(text->size());

@@ -1,31 +1,61 @@
 #pragma once
 
 #include "Platform/Foundation/Weak.h"
-#include "Platform/QuartzCore/CAAnimationTiming.h"
+
+#include <optional>
+#include <vector>
+
+/// The media clock: the time of the current Clock in seconds. Never runs backwards. Any thread.
+PLATFORM_EXPORT NSTimeInterval CACurrentMediaTime();
+
+/// How long, how often and which way round an animation runs. Any values are allowed; invalid ones
+/// count as described here.
+struct PLATFORM_EXPORT CAAnimationTiming {
+    static constexpr NSTimeInterval kDefaultDuration = 0.25;
+
+    /// Seconds of one pass in one direction. 0, negative values and NaN count as the default.
+    NSTimeInterval duration = 0;
+
+    /// The number of passes; forth and back is one. 0, negative values and NaN count as 1. May be
+    /// infinite, or a fraction, which ends in the middle of a pass.
+    float repeatCount = 0;
+
+    /// True: every pass goes back again, which takes as long as going forth.
+    bool autoreverses = false;
+
+    NSTimeInterval effectiveDuration() const;
+
+    /// Seconds from the beginning to the end of the last pass; may be infinite.
+    NSTimeInterval activeDuration() const;
+
+    /// The progress of a pass, 0 to 1, that many seconds after the beginning. Nothing before the
+    /// beginning and from the end on.
+    std::optional<double> progressAt(NSTimeInterval elapsed) const;
+};
 
 class CAAnimation;
 
-/// Hears of an animation's end. Implemented by classes that derive from NSObject.
+/// Is told when an animation ends. Implemented by classes that derive from NSObject.
 class PLATFORM_EXPORT CAAnimationDelegate {
   public:
-    /// The animation, still under its key, has run to its end (`finished`) or is about to be
-    /// removed before that; or another one has taken its place under the key. Told once for each
-    /// time that it was added. Main thread.
+    /// Called when the animation has run to its end (`finished`), is about to be removed before
+    /// that, or was replaced by another one under its key. Except when replaced, it is still under
+    /// its key. Called once for each time that it was added. Main thread.
     virtual void animationDidStop_finished(CAAnimation *animation, bool finished) = 0;
 
   protected:
     virtual ~CAAnimationDelegate() = default;
 };
 
-/// A change of a layer over time. A layer runs an animation as it was when it was added; later
-/// changes count for the next layer. One thread at a time.
+/// A change of a layer over time. Adding it to a layer copies its settings; later changes of them
+/// affect only layers that it is added to afterwards. One thread at a time.
 class PLATFORM_EXPORT CAAnimation : public NSObject {
   public:
-    /// Seconds of one pass. 0 or unset counts as 0.25.
+    /// Seconds of one pass; 0 or unset counts as 0.25.
     NSTimeInterval duration() const { return _timing.duration; }
     void setDuration(NSTimeInterval duration) { _timing.duration = duration; }
 
-    /// 0 or unset counts as 1; fractions end in the middle of a pass, infinity never.
+    /// The number of passes; 0 or unset counts as 1, infinity repeats for ever.
     float repeatCount() const { return _timing.repeatCount; }
     void setRepeatCount(float count) { _timing.repeatCount = count; }
 
@@ -33,16 +63,16 @@ class PLATFORM_EXPORT CAAnimation : public NSObject {
     bool autoreverses() const { return _timing.autoreverses; }
     void setAutoreverses(bool autoreverses) { _timing.autoreverses = autoreverses; }
 
-    /// In seconds of the media clock, in a group of the group's time; on a layer 0 stands for the
-    /// time at which the animation is added.
+    /// In seconds of the media clock, or of the group's time for a member of a group. On a layer 0
+    /// stands for the time at which the animation is added.
     NSTimeInterval beginTime() const { return _beginTime; }
     void setBeginTime(NSTimeInterval time) { _beginTime = time; }
 
-    /// False: the animation stays under its key after its end, but shows no more.
+    /// False: the animation stays under its key after its end, but no longer shows.
     bool isRemovedOnCompletion() const { return _removedOnCompletion; }
     void setRemovedOnCompletion(bool removed) { _removedOnCompletion = removed; }
 
-    /// Not owned: null once it is gone. Members of a group are silent.
+    /// Not owned; null once it is gone. The delegates of a group's members are not called.
     Retained<CAAnimationDelegate> delegate() const { return _delegate.lock(); }
     void setDelegate(CAAnimationDelegate *delegate) {
         _delegate = Weak<CAAnimationDelegate>(delegate);
@@ -59,4 +89,28 @@ class PLATFORM_EXPORT CAAnimation : public NSObject {
     NSTimeInterval _beginTime = 0;
     bool _removedOnCompletion = true;
     Weak<CAAnimationDelegate> _delegate;
+};
+
+/// Animations that run side by side on the group's own time, which repeats and reverses with the
+/// group. Members that last longer than the group are cut off.
+class PLATFORM_EXPORT CAAnimationGroup final : public CAAnimation {
+  public:
+    /// Groups nested deeper than this show nothing.
+    static constexpr int kMaxDepth = 16;
+
+    /// An empty group.
+    static Retained<CAAnimationGroup> animation();
+
+    const std::vector<Retained<CAAnimation>> &animations() const { return _animations; }
+
+    /// Where two members change the same property, the later one shows. Nulls are dropped.
+    void setAnimations(std::vector<Retained<CAAnimation>> animations);
+
+  private:
+    template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
+
+    CAAnimationGroup() = default;
+    ~CAAnimationGroup() override = default;
+
+    std::vector<Retained<CAAnimation>> _animations;
 };

@@ -6,13 +6,14 @@
 #include <string>
 #include <variant>
 
-/// What a property animation goes from or to; nothing, a number, or a value of the property's type.
+/// A start or end value of a property animation: none, a number, or a value of the property's type.
 using CAAnimationValue =
     std::variant<std::monostate, float, double, CGPoint, CGRect, CATransform3D>;
 
-/// Takes one property of a layer evenly from one value to another. Without a from value it starts
-/// at what is shown; with neither value, at what was shown before the property was changed in the
-/// same call-out. Without a to value it goes to the property's own value, whatever that is by then.
+/// Changes one property of a layer linearly from one value to another. Without a from value it
+/// starts at the value shown; with neither value, at the value shown before the property was
+/// changed in the same call-out. Without a to value it ends at the property's own value at that
+/// time.
 ///
 /// Key paths: "position" (points), "bounds" (rectangles), "opacity" (numbers), "transform" and
 /// "sublayerTransform" (transforms, each element by itself); and of a transform

@@ -7,8 +7,8 @@ namespace {
 
 CGFloat length(CGFloat x, CGFloat y, CGFloat z) { return std::sqrt(x * x + y * y + z * z); }
 
-/// Brings one axis of a transform to a length; an axis of no length becomes one along its own
-/// coordinate.
+/// Scales one axis of a transform to the wanted length; an axis of length 0 is first turned along
+/// its own coordinate.
 void setLength(CGFloat wanted, CGFloat &x, CGFloat &y, CGFloat &z, CGFloat &own) {
     const CGFloat present = length(x, y, z);
     if (present > 0) {
@@ -21,13 +21,13 @@ void setLength(CGFloat wanted, CGFloat &x, CGFloat &y, CGFloat &z, CGFloat &own)
     }
 }
 
-/// A turn as its cosine and sine.
+/// A rotation by the angle of this cosine and sine.
 struct Turn {
     CGFloat c;
     CGFloat s;
 };
 
-/// The turn that takes the direction (x, y) to `angle`; from no direction, the whole angle.
+/// The rotation that takes the direction (x, y) to `angle`; of (0, 0), the rotation by `angle`.
 Turn turnTo(CGFloat angle, CGFloat x, CGFloat y) {
     const CGFloat present = std::sqrt(x * x + y * y);
     const Turn wanted{std::cos(angle), std::sin(angle)};
@@ -38,7 +38,7 @@ Turn turnTo(CGFloat angle, CGFloat x, CGFloat y) {
     return {wanted.c * own.c + wanted.s * own.s, wanted.s * own.c - wanted.c * own.s};
 }
 
-/// Turned about z after everything else that the transform does but moving.
+/// Turns a row of a transform about z, as a rotation after the rest of the transform does.
 void turnRow(const Turn &turn, CGFloat &x, CGFloat &y) {
     const CGFloat before = x;
     x = before * turn.c - y * turn.s;
@@ -52,7 +52,7 @@ void setRotation(CGFloat angle, CATransform3D &t) {
     turnRow(turn, t.m31, t.m32);
 }
 
-/// Turned about x before anything else, as perspective wants it.
+/// Puts the rotation about x before the rest of the transform, as perspective requires.
 void setRotationX(CGFloat angle, CATransform3D &t) {
     const Turn turn = turnTo(angle, t.m22, t.m23);
     const auto mix = [&turn](CGFloat &second, CGFloat &third) {

@@ -9,11 +9,11 @@
 #include <optional>
 #include <string_view>
 
-/// The numbers that a key path stands for; how many of them count depends on the path.
+/// The numbers that a key path stands for; the first CAKeyPath::count() of them are used.
 using CAComponents = std::array<CGFloat, 16>;
 
-/// One of the key paths that can be animated: how its numbers are read from a layer's values, and
-/// how the values become such that those numbers would be read.
+/// One of the key paths that can be animated: reads its numbers from a layer's values, and changes
+/// the values so that those numbers would be read.
 class CAKeyPath {
   public:
     /// Nothing for a text that is no key path.
@@ -27,7 +27,7 @@ class CAKeyPath {
     /// An animation's value as numbers; nothing when it is of the wrong type.
     std::optional<CAComponents> componentsOf(const CAAnimationValue &value) const;
 
-    /// What is read is an angle, known up to whole turns.
+    /// True when the number is an angle, so that adding whole turns changes nothing.
     bool isAngle() const { return _kind == Kind::Rotation || _kind == Kind::SublayerRotationX; }
 
   private:

@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Extent of the bounding box of a width × height rectangle under the 2 × 2 part of a transform. A
-/// factor of 0 takes no part, so that an infinite side cannot spoil the other one.
+/// Size of the bounding box of a width × height rectangle under the 2 × 2 part of a transform.
+/// Skips elements of 0, because 0 times an infinite side would be NaN.
 CGSize boundingSize(const CATransform3D &t, CGSize size) {
     CGSize box{std::fabs(t.m11) * size.width, std::fabs(t.m22) * size.height};
     if (t.m12 != 0 || t.m21 != 0) {
@@ -20,7 +20,7 @@ CGSize boundingSize(const CATransform3D &t, CGSize size) {
     return box;
 }
 
-/// The transform as seen by a point of the layer's plane: (x, y) maps to
+/// Applies the transform to a point of the layer's plane: (x, y) maps to
 /// ((x·m11 + y·m21 + m41) / w, …) with w = x·m14 + y·m24 + m44.
 CGPoint project(const CATransform3D &t, CGFloat x, CGFloat y) {
     const CGFloat w = x * t.m14 + y * t.m24 + t.m44;
@@ -31,7 +31,7 @@ CGPoint project(const CATransform3D &t, CGFloat x, CGFloat y) {
 
 bool isAffine(const CATransform3D &t) { return t.m14 == 0 && t.m24 == 0 && t.m44 == 1; }
 
-/// Lower left and size of the box around four points.
+/// The bounding box of four points.
 CGRect boxAround(const CGPoint (&corners)[4]) {
     const auto [left, right] =
         std::minmax({corners[0].x, corners[1].x, corners[2].x, corners[3].x});
@@ -40,13 +40,13 @@ CGRect boxAround(const CGPoint (&corners)[4]) {
     return {{left, top}, {right - left, bottom - top}};
 }
 
-/// One side of the bounds from the same side of the frame under a pure scale.
+/// A side of the bounds, given that side of the frame, under a scale without rotation.
 CGFloat unscaled(CGFloat side, CGFloat presentSide, CGFloat factor, CGFloat present) {
     return side == presentSide || factor == 0 ? present : side / std::fabs(factor);
 }
 
-/// The size of the box around `frame` taken back through the transform; sides that the transform
-/// squeezes away, or that come out as no number, stay as they are at present.
+/// The size of the box around `frame` transformed back. Sides that the transform scales to 0, or
+/// whose result is not finite, keep their present length.
 CGSize sizeBeforeTransform(const CATransform3D &t, CGSize frame, CGSize presentFrame,
                            CGSize present) {
     if (frame == presentFrame) {
@@ -111,7 +111,7 @@ void CALayer::setFrame(const CGRect &frame) {
     setPosition({frame.origin.x - corner.x, frame.origin.y - corner.y});
 }
 
-/// The bounding box of the transformed bounds, seen from the anchor point.
+/// The bounding box of the transformed bounds, relative to the anchor point.
 CGRect CALayer::boxAroundAnchor() const {
     const CGSize size = _bounds.size;
     const CATransform3D &t = _transform;
@@ -151,7 +151,7 @@ bool CALayer::isInside(const CALayer *other) const {
     return layer != nullptr;
 }
 
-/// Searches from the end of the list: that is where layers are added, and taken when all go.
+/// Searches from the end, where layers are added and from where whole trees are taken apart.
 void CALayer::removeFromSuperlayer() {
     Retained<CALayer> alive;
     const TreeAccess access;
@@ -199,7 +199,7 @@ void CALayer::removeAllAnimations() {
     });
 }
 
-/// With the layer kept alive, whatever delegates do.
+/// Keeps the layer alive meanwhile, because delegates may release it.
 void CALayer::onMainThread(const std::function<void()> &action) {
     if (NSThread::isMainThread()) {
         const Retained<CALayer> alive(this);
@@ -224,7 +224,7 @@ CALayerValues CALayer::presentationAt(NSTimeInterval time, bool *isInProgress) c
     return shown;
 }
 
-/// False, and the animations are forgotten, when they have nothing more to do.
+/// Deletes the animations and returns false when they have nothing more to do.
 bool CALayer::animationsNoteChange() {
     if (_animations->isForgettable()) {
         _animations = nullptr;

@@ -7,7 +7,7 @@
 #include "Platform/Foundation/Retained.h"
 #include "Platform/Foundation/TreeLock.h"
 #include "Platform/QuartzCore/CAAnimation.h"
-#include "Platform/QuartzCore/CALayerChanges.h"
+#include "Platform/QuartzCore/CALayerValues.h"
 
 #include <functional>
 #include <memory>
@@ -25,15 +25,15 @@ enum class CALayerGravity {
     Center,           ///< At its own size, centred.
 };
 
-/// A node of the picture that is on the screen: a rectangle with contents, a place in its
-/// superlayer and sublayers in front of it, the first one farthest back. Geometry is in points of
-/// the superlayer. Belongs to the view tree: the main thread uses it freely, other threads between
-/// the main thread's call-outs. Destroyed on the main thread.
+/// A node of the layer tree that is drawn: a rectangle with contents, a place in its superlayer,
+/// and sublayers in front of it, the first one farthest back. Geometry is in points of the
+/// superlayer. Belongs to the view tree: the main thread uses it freely, other threads between the
+/// main thread's call-outs. Destroyed on the main thread.
 class PLATFORM_EXPORT CALayer : public NSObject {
   public:
     CALayer();
 
-    /// Where the anchor point lies in the superlayer.
+    /// The anchor point's place in the superlayer.
     CGPoint position() const { return read(_position); }
     void setPosition(CGPoint position) { animate(&CALayerValues::position, _position, position); }
 
@@ -75,8 +75,8 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     Retained<CGImage> contents() const { return read(_contents); }
     void setContents(Retained<CGImage> contents) { write(_contents, std::move(contents)); }
 
-    /// Pixels of the contents a point, for gravities that keep the contents' own size; above 0
-    /// (anything else is kept as 1).
+    /// Contents pixels per point, for gravities that keep the contents' own size. Values not above
+    /// 0 count as 1.
     CGFloat contentsScale() const { return read(_contentsScale); }
     void setContentsScale(CGFloat scale) { write(_contentsScale, scale > 0 ? scale : 1); }
 
@@ -86,51 +86,51 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     /// The bounding box of the transformed bounds, in the superlayer.
     CGRect frame() const;
 
-    /// Moves and resizes so that frame() becomes `frame`, with the transform kept; under a rotation
-    /// by other than quarter turns, so that the bounds hold the frame taken back through it. A
-    /// length equal to the frame's present one leaves the bounds' length as it is, to the bit; so
-    /// does a transform that squeezes an axis to nothing.
+    /// Changes position and bounds so that frame() becomes `frame`; the transform stays. Under a
+    /// rotation by other than quarter turns the bounds become the box around the frame transformed
+    /// back. A side equal to the present frame's leaves the bounds' side as it is, to the bit; so
+    /// does a transform that scales an axis to 0.
     void setFrame(const CGRect &frame);
 
-    /// Main thread: the sublayers back to front; valid until the list changes.
+    /// The sublayers, back to front; valid until the list changes. Main thread.
     const std::vector<Retained<CALayer>> &sublayers() const { return _sublayers; }
 
-    /// Puts the layer in front of the other sublayers, taking it from where it was. Null, the layer
-    /// itself and a layer that holds this one are ignored.
+    /// Moves the layer in front of the other sublayers. Null, the layer itself and a layer that
+    /// contains it are ignored.
     void addSublayer(CALayer *layer);
     void removeFromSuperlayer();
 
     /// Not owned; null for a layer in no tree.
     CALayer *superlayer() const { return read(_superlayer); }
 
-    /// Runs the animation from now, or from its begin time, in place of the one under that key,
-    /// whose delegate is then told that it did not finish. What animations show lies over the
-    /// layer's own values, which stay as they are. On another thread than the main thread the main
-    /// thread does it soon; so with the removals. Null is ignored.
+    /// Runs the animation from now, or from its begin time. It replaces the one under that key,
+    /// whose delegate is then told that it did not finish. Animations change what is shown, not the
+    /// layer's own values. Called on another thread, this and the removals happen soon on the main
+    /// thread. Null is ignored.
     void addAnimation_forKey(CAAnimation *animation, std::string_view key);
 
-    /// The very object that was added; null when there is none.
+    /// The object that was added; null when there is none.
     Retained<CAAnimation> animationForKey(std::string_view key) const;
 
-    /// The delegates are told, while the animations are still there, that they did not finish.
+    /// Before an animation is removed, its delegate is told that it did not finish.
     void removeAnimationForKey(std::string_view key);
     void removeAllAnimations();
 
     bool hasAnimations() const { return read(_hasAnimations); }
 
-    /// Animations of the position and the transform that are added later in this call-out begin at
-    /// what is shown now, not at what was shown before the call-out. Nothing is kept for a layer
+    /// Makes animations of the position and the transform that are added later in this call-out
+    /// begin at what is shown now, not at what was shown before the call-out. No effect on a layer
     /// that had no animation in this call-out. Main thread.
     void keepShownPlace();
 
-    /// The values that the layer shows at a time of the media clock. Sets the flag, where there is
-    /// one, when an animation is in progress.
+    /// The values that the layer shows at a time of the media clock. Sets `*isInProgress`, if
+    /// given, to true when an animation is in progress.
     CALayerValues presentationAt(NSTimeInterval time, bool *isInProgress = nullptr) const;
 
-    /// True when the layer or anything below it changed since the last call of didComposite().
+    /// True when the layer or any layer in it changed since the last didComposite().
     bool needsComposite() const { return read(_changed); }
 
-    /// The compositor has drawn the layer with everything below it. Main thread.
+    /// Called when the compositor has drawn the layer and all layers in it. Main thread.
     void didComposite();
 
     // In-place access for the compositor, which draws on the main thread.
@@ -156,7 +156,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
         return field;
     }
 
-    /// What the field held dies without the tree.
+    /// The old value is destroyed after the tree is given up.
     template <class T> void write(T &field, T value) {
         const TreeAccess access;
         if (!(field == value)) {
@@ -165,7 +165,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
         }
     }
 
-    /// As write(), for what can be animated.
+    /// As write(), for properties that can be animated.
     template <class T> void animate(T CALayerValues::*property, T &field, const T &value) {
         const TreeAccess access;
         if (!(field == value)) {
@@ -175,7 +175,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
         }
     }
 
-    /// Before the value changes. A layer that had animations notes for itself what it showed.
+    /// Called before the value changes. A layer with animations remembers by itself what it showed.
     template <class T> void noteChange(T CALayerValues::*property, const T &oldValue) {
         if (!_animations || !animationsNoteChange()) {
             CALayerChanges::add(_latestChange) = CAOldValue<T>{property, oldValue};
@@ -185,7 +185,8 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     bool animationsNoteChange();
     void onMainThread(const std::function<void()> &action);
 
-    /// A layer is marked only together with everything above it, so a mark ends the walk up.
+    /// Marks the layer and those above it. Above a marked layer all are marked, so the walk ends
+    /// there.
     void setNeedsComposite() {
         for (CALayer *layer = this; layer && !layer->_changed; layer = layer->_superlayer) {
             layer->_changed = true;
@@ -195,7 +196,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     CGRect boxAroundAnchor() const;
     bool isInside(const CALayer *other) const;
 
-    // What moves in every frame stands together.
+    // The fields that change in every frame come first, so that they share cache lines.
     CGPoint _position;
     CALayer *_superlayer = nullptr;
     bool _changed = true;
@@ -212,7 +213,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     CGFloat _contentsScale = 1;
     CALayerGravity _contentsGravity = CALayerGravity::Resize;
     CGColor _backgroundColor{0, 0, 0, 0};
-    // Null for the identity, which is what nearly every layer has.
+    // Null for the identity, which nearly every layer has.
     std::unique_ptr<CATransform3D> _sublayerTransform;
     std::vector<Retained<CALayer>> _sublayers;
 };

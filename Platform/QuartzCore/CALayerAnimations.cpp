@@ -1,8 +1,8 @@
 #include "Platform/QuartzCore/CALayerAnimations.h"
 
 #include "Platform/Foundation/NSRunLoop.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 #include "Platform/QuartzCore/CALayer.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,9 +12,9 @@ namespace {
 
 constexpr const char *kCall = "layerAnimation";
 
-// Bounds the recursion when a delegate adds another animation under the key each time it is told
-// that the one before was replaced.
-constexpr int kDeepestTelling = 8;
+// Bounds the recursion of a delegate that, each time it is told that its animation was replaced,
+// adds another one under the same key.
+constexpr int kMaxTellingDepth = 8;
 
 class CallTarget final : public NSObject {};
 
@@ -44,12 +44,12 @@ void CALayerAnimations::add(CAAnimation &animation, std::string_view key) {
     _layer._hasAnimations = true;
     schedule(_entries.back(), now);
     _layer.setNeedsComposite();
-    if (replaced && _telling < kDeepestTelling) {
+    if (replaced && _telling < kMaxTellingDepth) {
         stop(*replaced, false);
     }
 }
 
-/// The run loop tells of the end, and of a beginning that is still to come.
+/// Schedules run-loop calls for the animation's end and for a beginning in the future.
 void CALayerAnimations::schedule(const Entry &entry, NSTimeInterval now) {
     if (entry.running.begin() > now) {
         defer(entry, entry.running.begin() - now, &CALayerAnimations::begins);
@@ -84,7 +84,7 @@ void CALayerAnimations::begins(std::uint64_t number) {
     }
 }
 
-/// The last of the entry's calls: a loop with many calls need not look for others.
+/// The end is the last of the entry's calls, so erase() need not search the run loop for others.
 void CALayerAnimations::ends(std::uint64_t number) {
     changeBegins();
     if (Entry *entry = find(number)) {
@@ -125,7 +125,7 @@ void CALayerAnimations::remove(std::uint64_t number) {
     }
 }
 
-/// Tells the delegate once; the delegate may remove the entry, and may add others.
+/// Tells the delegate once. The delegate may remove the entry and add others.
 void CALayerAnimations::stop(Entry &entry, bool finished) {
     if (std::exchange(entry.isStopped, true)) {
         return;
@@ -174,8 +174,8 @@ bool CALayerAnimations::apply(NSTimeInterval time, CALayerValues &values) const 
     return isInProgress;
 }
 
-/// What animations show includes all of this call-out's changes so far: without any it is asked
-/// what the changes were.
+/// presentationAt() includes the changes that this call-out made before this call. While there is
+/// no animation they are recorded in CALayerChanges, and are taken back here.
 void CALayerAnimations::changeBegins() {
     if (_before.callOut == callOutNumber()) {
         return;

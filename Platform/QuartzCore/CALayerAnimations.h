@@ -8,13 +8,13 @@
 class CALayer;
 
 /// The animations of one layer under their keys, in the order in which they were added. Main
-/// thread but for what is const, which wants the view tree. A delegate may do anything to the layer
-/// while it is told of a stop, short of releasing it: the callers hold the layer.
+/// thread; const members are for any thread that holds the view tree. A delegate may do anything to
+/// the layer while it is told of a stop: the callers keep the layer alive.
 class CALayerAnimations {
   public:
     explicit CALayerAnimations(CALayer &layer) : _layer(layer) {}
 
-    /// The layer goes: nobody is told.
+    /// Tells no delegates.
     ~CALayerAnimations();
 
     CALayerAnimations(const CALayerAnimations &) = delete;
@@ -22,7 +22,7 @@ class CALayerAnimations {
 
     bool isEmpty() const { return _entries.empty(); }
 
-    /// Replaces the one under the key, whose delegate is told afterwards.
+    /// Replaces the animation under the key, whose delegate is told afterwards.
     void add(CAAnimation &animation, std::string_view key);
     void remove(std::string_view key);
     void removeAll();
@@ -30,17 +30,17 @@ class CALayerAnimations {
     /// Null when there is none.
     Retained<CAAnimation> animationForKey(std::string_view key) const;
 
-    /// Puts what the layer shows at `time` into `values`, which hold its own ones. True when an
-    /// animation is in progress.
+    /// Turns `values`, the layer's own, into those that it shows at `time`. True when an animation
+    /// is in progress.
     bool apply(NSTimeInterval time, CALayerValues &values) const;
 
-    /// Keeps what the layer shows, unless that was done in this call-out.
+    /// Called before the layer changes: remembers what it shows, once in each call-out.
     void changeBegins();
 
-    /// Keeps the position and the transform in any case.
+    /// Remembers the position and the transform shown now, even if done in this call-out already.
     void keepShownPlace();
 
-    /// Nothing is left that a later change could need.
+    /// True when nothing here can matter to a later change, so that the object may be deleted.
     bool isForgettable() const;
 
   private:
@@ -53,11 +53,11 @@ class CALayerAnimations {
         /// The target of the entry's deferred calls; null when none is left.
         Retained<NSObject> calls;
 
-        /// Its delegate knows of its end.
+        /// True once the delegate was told of the end.
         bool isStopped = false;
     };
 
-    /// What was shown before the call-out changed anything.
+    /// The values shown before the call-out changed anything.
     struct Before {
         std::uint64_t callOut = 0;
         CALayerValues shown;

@@ -1,4 +1,4 @@
-#include "Platform/QuartzCore/CALayerChanges.h"
+#include "Platform/QuartzCore/CALayerValues.h"
 
 #include "Platform/Foundation/NSRunLoop.h"
 
@@ -13,13 +13,13 @@ struct Change {
     CALayerChanges::OldValue oldValue;
 };
 
-Change changes[CALayerChanges::kKept];
+Change changes[CALayerChanges::kMaxKept];
 std::uint64_t latestNumber = 0;
 
 } // namespace
 
 CALayerChanges::OldValue &CALayerChanges::add(std::uint64_t &latest) {
-    Change &change = changes[++latestNumber % kKept];
+    Change &change = changes[++latestNumber % kMaxKept];
     change.number = latestNumber;
     change.previous = std::exchange(latest, latestNumber);
     change.callOut = NSRunLoop::mainRunLoop().callOutNumber();
@@ -29,7 +29,7 @@ CALayerChanges::OldValue &CALayerChanges::add(std::uint64_t &latest) {
 void CALayerChanges::takeBack(std::uint64_t latest, CALayerValues &values) {
     const std::uint64_t callOut = NSRunLoop::mainRunLoop().callOutNumber();
     for (std::uint64_t number = latest; number != 0;) {
-        const Change &change = changes[number % kKept];
+        const Change &change = changes[number % kMaxKept];
         if (change.number != number || change.callOut != callOut) {
             return;
         }

@@ -40,7 +40,7 @@ CARunningAnimation::courseOf(const CABasicAnimation &animation, const Start &sta
 }
 
 void CARunningAnimation::addMembers(const CAAnimationGroup &group, const Start &start, int depth) {
-    if (depth >= CAAnimationGroup::kDeepest) {
+    if (depth >= CAAnimationGroup::kMaxDepth) {
         return;
     }
     for (const Retained<CAAnimation> &member : group.animations()) {
@@ -57,7 +57,8 @@ bool CARunningAnimation::apply(NSTimeInterval time, const CALayerValues &own,
     if (_course) {
         _course->apply(*progress, own, shown);
     }
-    // A member as long as its group is not over while the group turns back.
+    // Kept below the length, so that a member as long as its group still shows at the turning
+    // point.
     const NSTimeInterval length = _timing.effectiveDuration();
     const NSTimeInterval inGroup = std::min(*progress * length, std::nextafter(length, 0.0));
     for (const CARunningAnimation &member : _members) {

@@ -1,27 +1,27 @@
 #pragma once
 
-#include "Platform/QuartzCore/CAAnimationGroup.h"
 #include "Platform/QuartzCore/CAKeyPath.h"
 
 #include <vector>
 
-/// An animation with everything that it takes from the layer at its start. From then on what it
-/// shows follows from the time and the layer's own values alone.
+/// An animation together with the values that it took from the layer at its start. What it shows
+/// then depends on the time and the layer's own values only.
 class CARunningAnimation {
   public:
     /// What a layer looked like when an animation was added.
     struct Start {
-        /// Shown before the call-out changed anything, and right before the animation was added.
+        /// The values shown before the call-out changed anything, and right before the animation
+        /// was added.
         const CALayerValues &before;
         const CALayerValues &shown;
     };
 
-    /// `begin` in seconds of the time that will be given to apply(); `depth` is the number of
-    /// groups around it.
+    /// `begin` is on the same time scale as apply()'s `time`; `depth` is the number of enclosing
+    /// groups.
     CARunningAnimation(const CAAnimation &animation, NSTimeInterval begin, const Start &start,
                        int depth = 0);
 
-    /// Puts what the animation shows at `time` into `shown`. False, and nothing is shown, before
+    /// Writes what the animation shows at `time` into `shown`. False, with nothing written, before
     /// its beginning and from its end on. `own` are the layer's own values.
     bool apply(NSTimeInterval time, const CALayerValues &own, CALayerValues &shown) const;
 
@@ -29,13 +29,13 @@ class CARunningAnimation {
     NSTimeInterval end() const { return _begin + _timing.activeDuration(); }
 
   private:
-    /// What one key path goes through.
+    /// The change of one key path's numbers.
     struct Course {
         CAKeyPath keyPath;
         CAComponents from;
         std::optional<CAComponents> to;
 
-        /// Both ends were read from the layer, so a turn goes the short way.
+        /// Both ends come from the layer, so a rotation goes the short way.
         bool isFree;
 
         void apply(double progress, const CALayerValues &own, CALayerValues &shown) const;

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// About (0, 0, 1): the turn that a frame of animation makes over and over.
+/// About (0, 0, 1), the axis of nearly all rotations: a fast path.
 CATransform3D rotationInPlane(CGFloat angle) {
     double s, c;
     sincos(angle, &s, &c);
@@ -16,7 +16,7 @@ CATransform3D rotationInPlane(CGFloat angle) {
     return result;
 }
 
-/// About an axis of length 1.
+/// The axis must have length 1.
 CATransform3D rotationAbout(CGFloat ax, CGFloat ay, CGFloat az, CGFloat angle) {
     const CGFloat s = std::sin(angle);
     const CGFloat c = std::cos(angle);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Platform/CoreGraphics/CGGeometry.h"
-#include "Platform/Foundation/PlatformExport.h"
+#include "Platform/Foundation/NSTypes.h"
 
 /// A 4×4 transform for row vectors: (x y z 1) × matrix, so the translation is in the fourth row.
 /// A default-constructed transform is all zero.
@@ -28,7 +28,7 @@ PLATFORM_EXPORT CATransform3D CATransform3DMakeRotation(CGFloat angle, CGFloat x
 PLATFORM_EXPORT CATransform3D CATransform3DConcat(const CATransform3D &first,
                                                   const CATransform3D &second);
 
-/// The new operation comes before `transform`: operation × transform.
+/// Put an operation before `transform`: operation × transform.
 PLATFORM_EXPORT CATransform3D CATransform3DTranslate(const CATransform3D &transform, CGFloat x,
                                                      CGFloat y, CGFloat z);
 PLATFORM_EXPORT CATransform3D CATransform3DScale(const CATransform3D &transform, CGFloat x,

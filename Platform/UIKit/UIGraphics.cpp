@@ -7,7 +7,7 @@ namespace {
 thread_local std::vector<Retained<CGContext>> contexts;
 
 NSUInteger pixelsFor(CGFloat points) {
-    const CGFloat limit = static_cast<CGFloat>(CGImage::kMaximumSide) + 1;
+    const CGFloat limit = static_cast<CGFloat>(CGImage::kMaxSide) + 1;
     return points > 0 ? static_cast<NSUInteger>(std::ceil(std::fmin(points, limit))) : 0;
 }
 

@@ -1,7 +1,7 @@
 #include "Platform/UIKit/UIImage.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/Foundation/NSFileManager.h"
 #include "Platform/UIKit/UIScreen.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace {
 
-/// A path taken apart at its extension; the density is the one that the path names itself, else 0.
+/// A path split before its extension; the density is that of an @2x or @3x in the path, else 0.
 struct PicturePath {
     std::string stem;
     std::string extension;
@@ -33,8 +33,8 @@ PicturePath takenApart(const std::string &path) {
     return result;
 }
 
-/// The densities to try, best first: the smallest that is at least as dense as the screen, then the
-/// others from dense to plain.
+/// The densities to try, best first: the smallest that is not below the screen's, then the others
+/// from high to low.
 std::vector<int> densitiesFor(CGFloat screenScale) {
     if (screenScale <= 1) {
         return {1};
@@ -43,7 +43,7 @@ std::vector<int> densitiesFor(CGFloat screenScale) {
 }
 
 Retained<CGImage> loadFile(const std::string &path) {
-    const auto bytes = readFile(path, CGImage::kMaximumBytes);
+    const auto bytes = readFile(path, CGImage::kMaxBytes);
     return bytes ? CGImageCreateWithData(*bytes) : nullptr;
 }
 

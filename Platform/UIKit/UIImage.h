@@ -20,13 +20,13 @@ enum class UIImageOrientation {
     RightMirrored
 };
 
-/// A bitmap with the density it is meant for. Never changes. Any thread.
+/// A bitmap and its scale, in pixels a point. Never changes. Any thread.
 class PLATFORM_EXPORT UIImage final : public NSObject {
   public:
     /// Loads the file. When the main screen's scale is above 1, a file `name@2x.ext` or
-    /// `name@3x.ext` beside it is taken instead, with that scale: the smallest that is at least as
-    /// dense as the screen, else the densest there is. A path that names its density itself
-    /// (…@2x.ext) has that scale and no stand-in. Null when no file there is an image.
+    /// `name@3x.ext` beside it is preferred, which gets that scale: the one with the smallest scale
+    /// that is not below the screen's, else the one with the largest. For a path that ends in
+    /// @2x.ext or @3x.ext only that file is tried. Null when no file could be decoded.
     static Retained<UIImage> imageWithContentsOfFile(const std::string &path);
 
     /// Decodes bytes of a PNG, JPEG or WebP file, at scale 1. Null when they are not an image.
@@ -45,8 +45,8 @@ class PLATFORM_EXPORT UIImage final : public NSObject {
     /// Never null.
     const Retained<CGImage> &bitmap() const noexcept { return _bitmap; }
 
-    /// The last part of the path that the image was asked for by; empty when it came from bytes or
-    /// from another image.
+    /// The last part of the path given to imageWithContentsOfFile; empty for an image made from
+    /// bytes or from another image.
     const std::string &fileName() const noexcept { return _fileName; }
 
   private:

@@ -11,7 +11,7 @@ class PLATFORM_EXPORT UIImageView : public UIView {
     /// May be null.
     Retained<UIImage> image() const { return _image.get(); }
 
-    /// Shows the image by the content mode; the frame stays. Null shows nothing.
+    /// Shows the image as the content mode says; the frame does not change. Null shows nothing.
     void setImage(Retained<UIImage> image);
 
   protected:

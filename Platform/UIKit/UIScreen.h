@@ -10,7 +10,7 @@ class PLATFORM_EXPORT UIScreen final : public NSObject {
   public:
     UIScreen(const CGRect &bounds, CGFloat scale);
 
-    /// Null until the host sets one, and in a host without a screen.
+    /// Null when the host has set none.
     static Retained<UIScreen> mainScreen();
     static void setMainScreen(Retained<UIScreen> screen);
 
@@ -18,7 +18,7 @@ class PLATFORM_EXPORT UIScreen final : public NSObject {
     CGRect bounds() const { return _bounds.get(); }
     void setBounds(const CGRect &bounds) { _bounds.set(bounds); }
 
-    /// Pixels a point; above 0 (anything else is kept as 1).
+    /// Pixels a point. Values not above 0 count as 1.
     CGFloat scale() const { return _scale.get(); }
     void setScale(CGFloat scale);
 

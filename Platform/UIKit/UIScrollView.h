@@ -2,8 +2,8 @@
 
 #include "Platform/UIKit/UIView.h"
 
-/// A view whose content can be scrolled. The platform scrolls nothing by itself; the switches are
-/// kept for the host, which decides.
+/// A view whose content can be scrolled. The platform does not scroll; the properties are kept for
+/// the host.
 class PLATFORM_EXPORT UIScrollView : public UIView {
   public:
     static Retained<UIScrollView> initWithFrame(const CGRect &frame);

@@ -4,8 +4,8 @@
 
 namespace {
 
-/// One axis of a view that follows its superview: the difference is shared alike by the flexible
-/// ones of margin before, length and margin after.
+/// Resizes a view along one axis: the difference in the superview's length is divided equally among
+/// those of the margin before, the length and the margin after that are flexible.
 void followAlongAxis(CGFloat difference, bool before, bool length, bool after, CGFloat &origin,
                      CGFloat &extent) {
     const int shares = int{before} + int{length} + int{after};
@@ -86,7 +86,7 @@ void UIView::addSubview(UIView *view) {
 
 void UIView::removeFromSuperview() { detachFromSuperview(); }
 
-/// Leaves the tree without any subclass hearing of it, as re-parenting does.
+/// Removes the view without calling removeFromSuperview(), which subclasses override.
 void UIView::detachFromSuperview() {
     Retained<UIView> alive;
     const TreeAccess access;

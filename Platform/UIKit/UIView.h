@@ -7,7 +7,7 @@
 
 #include <vector>
 
-/// How a view follows its superview's size: a sum of these.
+/// What of a view changes with its superview's size; values are combined with |.
 enum UIViewAutoresizing : NSUInteger {
     UIViewAutoresizingNone = 0,
     UIViewAutoresizingFlexibleLeftMargin = 1,
@@ -18,7 +18,7 @@ enum UIViewAutoresizing : NSUInteger {
     UIViewAutoresizingFlexibleBottomMargin = 32,
 };
 
-/// How a view's picture fills it.
+/// How a view's contents fill it.
 enum UIViewContentMode : NSInteger {
     UIViewContentModeScaleToFill = 0,
     UIViewContentModeScaleAspectFit = 1,
@@ -26,9 +26,9 @@ enum UIViewContentMode : NSInteger {
     UIViewContentModeCenter = 4,
 };
 
-/// A rectangle on the screen, with views in front of it. Geometry is in points of the superview.
+/// A rectangle on the screen, with subviews in front of it. Geometry is in points of the superview.
 /// Belongs to the view tree: the main thread uses it freely, other threads between the main
-/// thread's call-outs. Destroyed on the main thread, whoever drops the last reference.
+/// thread's call-outs. Always destroyed on the main thread.
 class PLATFORM_EXPORT UIView : public NSObject, public CAAnimationDelegate {
   public:
     static Retained<UIView> initWithFrame(const CGRect &frame);
@@ -66,7 +66,7 @@ class PLATFORM_EXPORT UIView : public NSObject, public CAAnimationDelegate {
     UIViewContentMode contentMode() const { return _contentMode.get(); }
     virtual void setContentMode(UIViewContentMode mode);
 
-    /// Not owned; null for a view in no tree.
+    /// Not owned; null for a view without a superview.
     UIView *superview() const { return _superview.get(); }
 
     /// The subviews, back to front.
@@ -81,15 +81,16 @@ class PLATFORM_EXPORT UIView : public NSObject, public CAAnimationDelegate {
         return index < _subviews.size() ? _subviews[index].get() : nullptr;
     }
 
-    /// Puts the view in front of the other subviews, taking it from where it was. Null, the view
-    /// itself and a view that holds this one are ignored.
+    /// Moves the view in front of the other subviews. Null, the view itself and a view that
+    /// contains it are ignored.
     void addSubview(UIView *view);
     virtual void removeFromSuperview();
 
-    /// A view hears of the animations whose delegate it is: hands them to the handler.
+    /// Called for animations whose delegate is this view; passes them to the handler below.
     void animationDidStop_finished(CAAnimation *animation, bool finished) override;
 
-    /// What views do when an animation of theirs stops: nothing at first. Main thread.
+    /// Sets what all views do when an animation stops whose delegate they are; at first nothing.
+    /// Main thread.
     using AnimationStopHandler = void (*)(UIView *view, CAAnimation *animation, bool finished);
     static void setAnimationStopHandler(AnimationStopHandler handler);
 

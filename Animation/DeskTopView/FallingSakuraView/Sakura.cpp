@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numbers>
 
 namespace {
 
@@ -13,7 +14,7 @@ constexpr double kSpeedUnitsPerLevel = 12;
 constexpr double kDefaultSpeedUnits = 24;
 constexpr double kPointsPerUnit = 0.015;
 constexpr double kDegreesPerUnit = 0.025;
-constexpr double kRadiansPerDegree = 0.017453292519943295;
+constexpr double kRadiansPerDegree = std::numbers::pi / 180;
 constexpr double kSwayLimit = 0.8;
 constexpr float kPushDecay = 0.02f;
 constexpr CGFloat kVisibleWhenRecycled = 0.1;
@@ -24,7 +25,7 @@ NSUInteger screenWidth() {
     return screen ? wholeNumber(screen->bounds().size.width) : 0;
 }
 
-/// What is left of a push after one step. A remainder no larger than the decay stays.
+/// The push that is left after one step. A push no larger than the decay does not change.
 float decayed(float push, float decay) {
     if (std::fabs(push) > std::fabs(decay)) {
         return push > 0 ? push - decay : push + decay;
@@ -58,7 +59,7 @@ Sakura::Sakura(const CGRect &frame, CGFloat scale, CGFloat swayRate)
 Sakura::~Sakura() { setMaskColor(nullptr); }
 
 void Sakura::resetFallingSpeedLevel(NSInteger level) {
-    // In doubles, which 12 times the largest level does not overflow; exact for every real level.
+    // As a double, because 12 times a huge level would overflow an integer.
     double units = kSpeedUnitsPerLevel * static_cast<double>(level);
     if (units == 0) {
         units = kDefaultSpeedUnits;

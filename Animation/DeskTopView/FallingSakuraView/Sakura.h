@@ -7,9 +7,9 @@
 
 #include <cstdint>
 
-/// One petal: a picture that falls, drifts, perhaps sways, and spins by one step each time it is
-/// told to, and that a tap pushes away. Speeds are in points a step. Knows nothing of other petals
-/// or of the screen's edges. Main thread.
+/// One petal: a picture that falls, drifts, spins and may sway, by one step at each call of
+/// falling(), and that a tap pushes away. Speeds are in points a step. It does not know about other
+/// petals or the screen's edges. Main thread.
 class WALLPAPER_EXPORT Sakura : public UIImageView {
   public:
     /// A petal without a picture.
@@ -19,42 +19,44 @@ class WALLPAPER_EXPORT Sakura : public UIImageView {
     static Retained<Sakura> initWithImage_scale_speed(Retained<UIImage> image, CGFloat scale,
                                                       NSInteger speedLevel);
 
-    /// Draws a new drift, spin and sway for a speed level of 0 or more; 0 moves like 2. Position
-    /// and push stay.
+    /// Chooses a new random drift, fall, spin and sway for a speed level of 0 or more; 0 moves like
+    /// 2. Position and push do not change.
     void resetFallingSpeedLevel(NSInteger level);
 
-    /// Puts the petal just above the top edge, upright, with that picture, `scaleLevel` times its
-    /// scale, at a random x in the strip of width() points shifted by `offset`, with new motion.
+    /// Starts the petal again: upright, just above the top edge, with that picture at `scaleLevel`
+    /// times its scale, at `offset` plus a random x below width(), with new random motion.
     void resetPropertyWithImage_scaleLevel_fallingSpeed_fallingOffset(Retained<UIImage> image,
                                                                       std::int32_t scaleLevel,
                                                                       NSInteger speedLevel,
                                                                       CGFloat offset);
 
-    /// One step.
+    /// Moves and turns the petal by one step.
     void falling();
 
-    /// Arms a push away from `point`, in the superview's coordinates, that wears off.
+    /// Pushes the petal away from `point` (in the superview's coordinates) in the following steps,
+    /// with decreasing speed.
     void doResponseWithTapPoint_speed(CGPoint point, CGFloat speed);
 
     CGPoint originPosition() const { return _originPosition; }
     void setOriginPosition(CGPoint position) { _originPosition = position; }
 
-    /// Kept for the owner; changes nothing.
+    /// Stored for the owner; has no effect.
     UIColor *maskColor() const { return _maskColor.get(); }
     void setMaskColor(Retained<UIColor> color) { _maskColor = std::move(color); }
 
-    /// The setter resizes to the picture times the scale, without the scale level, at once.
+    /// The setter at once resizes the petal to its picture's size times the scale, dropping the
+    /// scale level.
     CGFloat scale() const { return _scale; }
     void setScale(CGFloat scale);
 
     CGFloat originAngle() const { return _originAngle; }
     void setOriginAngle(CGFloat angle) { _originAngle = angle; }
 
-    /// Radians; shown from the next step on.
+    /// In radians; shown from the next step on.
     CGFloat angle() const { return _angle; }
     void setAngle(CGFloat angle) { _angle = angle; }
 
-    /// Whole points; 0 counts as 1 where a start is drawn.
+    /// The width of the area where petals start, in points; 0 counts as 1.
     NSUInteger width() const { return _width; }
     void setWidth(NSUInteger width) { _width = width; }
 

@@ -3,7 +3,7 @@
 #include "Animation/Common/ImageCache.h"
 #include "Animation/Common/ImageSet.h"
 #include "Animation/Common/LWUICommonDefine.h"
-#include "Platform/Foundation/Truncation.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@ namespace {
 constexpr NSUInteger kLevels = 3;
 constexpr NSUInteger kStartCount = 30;
 constexpr std::int32_t kDefaultCount = 120;
-constexpr std::int32_t kLargestCount = 300;
+constexpr std::int32_t kMaxCount = 300;
 constexpr NSUInteger kFillsSuperview =
     UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight;
 
@@ -29,7 +29,7 @@ constexpr CGFloat kVisibleOnEntry = 0.1;
 
 constexpr const char *kBackgroundName = "lumivera_background_.png";
 
-/// A name that stands more often is drawn more often.
+/// A name that occurs more often is chosen more often.
 std::vector<std::string> petalNames() {
     return {"lumivera_flower1.png", "lumivera_flower2.png", "lumivera_flower3.png",
             "lumivera_petal1.png",  "lumivera_petal3.png",  "lumivera_petal4.png",
@@ -47,10 +47,10 @@ std::int32_t integerForKey(const NSDictionary &dictionary, std::string_view key)
 }
 
 std::int32_t petalCountFrom(std::int32_t wanted) {
-    return wanted == 0 ? kDefaultCount : std::clamp(wanted, 1, kLargestCount);
+    return wanted == 0 ? kDefaultCount : std::clamp(wanted, 1, kMaxCount);
 }
 
-/// The signed remainder of one draw by a truncated limit; 0 for a layer too small for a choice.
+/// The remainder of one random draw by the truncated limit; 0 when that is 0.
 CGFloat drawBelow(CGFloat limit) {
     const std::int32_t draw = std::rand();
     const std::int32_t whole = truncated(limit);
@@ -95,12 +95,12 @@ void LumiveraView::initResource() {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     setSakuraImageNames(makeRetained<NSArray<std::string>>(petalNames()));
     _sakuraScaleLevel.set(1);
-    // Not released: a colour that the host set by now stays as it is, for whoever still uses it.
+    // Cleared without a release: the host may still use a colour that it set before.
     _sakuraMaskColor.set(nullptr);
     const auto levels = makeRetained<NSMutableArray<UIView>>(kLevels);
     _sakuraLevleViews.set(levels);
     while (levels->count() < kLevels) {
-        // A view that the main thread resizes takes the layer along only once it is in the tree.
+        // Locked, because the main thread may resize this view before the layer is its subview.
         const TreeAccess access;
         const NSUInteger index = levels->count();
         const auto level = UIView::initWithFrame(bounds());
@@ -235,8 +235,8 @@ void LumiveraView::setSakuraMaskColor(Retained<UIColor> color) {
     _sakuraMaskColor.set(color.leak());
 }
 
-/// Every petal, back layer first and oldest first. Layers and petals are counted again at every
-/// step, so the action may change them.
+/// Calls `action` for every petal, back layer first and oldest first. Counts layers and petals
+/// again at every step, because the action may change them.
 template <class Action> void LumiveraView::forEachSakura(Action action) {
     const auto levels = _sakuraLevleViews.get();
     for (NSUInteger i = 0; levels && i < levels->count(); ++i) {
@@ -247,8 +247,7 @@ template <class Action> void LumiveraView::forEachSakura(Action action) {
     }
 }
 
-/// A picture from the list by one random draw; null when the cache has none of that name, and
-/// without any name.
+/// A picture whose name one random draw chooses; null when there is no such picture or no name.
 Retained<UIImage> LumiveraView::drawImage() const {
     const auto draw = static_cast<NSUInteger>(std::rand());
     const NSArray<std::string> *names = _sakuraImageNames.peek().get();

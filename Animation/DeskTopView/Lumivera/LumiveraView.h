@@ -4,8 +4,6 @@
 #include "Animation/DeskTopView/FallingSakuraView/Sakura.h"
 #include "Platform/Foundation/NSArray.h"
 #include "Platform/Foundation/NSDictionary.h"
-#include "Platform/Foundation/NSMutableArray.h"
-#include "Platform/Foundation/NSMutableDictionary.h"
 #include "Platform/UIKit/UIColor.h"
 
 #include <string>
@@ -21,8 +19,8 @@ class WALLPAPER_EXPORT LumiveraView : public DeskTopView {
 
     static Retained<LumiveraView> initWithFrame(const CGRect &frame);
 
-    /// Takes the petal count ("sakura Count": 1 to 300, 0 or missing is 120) and the speed level
-    /// ("falling Speed": 0 or more) from the bundle's description; without one nothing changes.
+    /// Sets the petal count ("sakura Count": 1 to 300; 0 or missing is 120) and the speed level
+    /// ("falling Speed": 0 or more) from the bundle's description. Without one nothing changes.
     void readDescriptionFileWithBundle(NSBundle *bundle);
 
     /// Shows the background, makes the three layers and starts the animation. Resource thread.
@@ -34,47 +32,48 @@ class WALLPAPER_EXPORT LumiveraView : public DeskTopView {
     /// Code 2 is a tap; every other code does nothing.
     void gestureAction_atPoint(std::int32_t code, CGPoint point) override;
 
-    /// Gives every petal, present and future, new motion at that level (0 or more).
+    /// Gives every petal new random motion at that level (0 or more), which new petals get too.
     void setSpeedLevel(NSInteger level) override;
 
-    /// The accelerometer and its sample are the host's; the wallpaper ignores tilt.
+    /// Ignored.
     void accelerometer_didAccelerate(const void *accelerometer, const void *acceleration);
 
-    /// Tints the background that is shown now (null: not at all), so that twice tints twice.
+    /// Tints the background as it is shown now, so that tints add up. Null does not tint.
     void setBgColor(const UIColor *color);
 
     /// Brings the number of petals to sakuraCount().
     void adjustSakuras();
 
-    /// True when the petal is a whole petal size beyond the area 0, 0, width, height of `rect`.
+    /// True when the petal's centre is more than a petal's size outside of (0, 0, width, height of
+    /// `rect`).
     bool isSakura_outOfBounds(const Sakura *petal, const CGRect &rect) const;
 
-    /// True when the next petal may be recycled: 5 × scale seconds ÷ sakuraCount() apart.
+    /// True when the next petal may be recycled: at most one in 5 × scale ÷ sakuraCount() seconds.
     bool timeCome();
 
-    /// Splits `total` petals over `levels` layers, the first getting the most; writes `levels`
-    /// counts, whose sum may differ from the total.
+    /// Divides `total` petals among `levels` layers, the first getting the most. Writes `levels`
+    /// numbers to `counts`; their sum may differ from the total.
     static void calculateLevelCount_withTotal_withLevels(NSUInteger *counts, NSUInteger total,
                                                          NSUInteger levels);
 
-    /// Puts a new petal in front of the layer's others: type 1 scattered over the layer, type 0
-    /// entering from the top, any other above the top edge.
+    /// Adds a new petal in front of the layer's others. Type 1 puts it anywhere on the layer, type
+    /// 0 at the top edge, any other type above the top edge.
     void generateSakuraWithType_withScale_inView(std::int32_t type, CGFloat scale, UIView *layer);
 
-    /// The names that petals' pictures are drawn from; without any, petals show nothing from their
-    /// next picture on. A new list gives every petal a new picture.
+    /// The names that petals' pictures are chosen from at random. Setting a new list gives every
+    /// petal a new picture; without names a petal's next picture is null.
     Retained<NSArray<std::string>> sakuraImageNames() const { return _sakuraImageNames.get(); }
     void setSakuraImageNames(Retained<NSArray<std::string>> names);
 
-    /// The number of petals wanted, from the next frame on.
+    /// The wanted number of petals. The next frame adds or removes petals.
     NSUInteger sakuraCount() const { return _sakuraCount; }
     void setSakuraCount(NSUInteger count) { _sakuraCount = count; }
 
-    /// Kept for the host; changes nothing on screen. Not owned by the caller.
+    /// Stored for the host; has no effect. Not owned by the caller.
     UIColor *sakuraMaskColor() const { return _sakuraMaskColor.get(); }
     void setSakuraMaskColor(Retained<UIColor> color);
 
-    /// How many times its size a petal gets when it is recycled.
+    /// The factor by which a petal is enlarged when it is recycled.
     std::int32_t sakuraScaleLevel() const { return _sakuraScaleLevel.get(); }
     void setSakuraScaleLevel(std::int32_t level) { _sakuraScaleLevel.set(level); }
 

@@ -3,8 +3,8 @@
 
 #include "Platform/Compositor/SoftwareCompositor.h"
 #include "Platform/Foundation/NSRunLoop.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 #include "Platform/QuartzCore/CABasicAnimation.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
 
 #include <benchmark/benchmark.h>
 

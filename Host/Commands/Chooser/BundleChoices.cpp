@@ -4,7 +4,7 @@
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Support/HostError.h"
 #include "Host/Wallpapers/Places.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -4,7 +4,7 @@
 #include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Chooser/Thumbnail.h"
 #include "Host/Commands/Gallery/GalleryCanvas.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #include "Host/Commands/Chooser/TextFonts.h"
 
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <cairo-ft.h>
 #include <cairo.h>

@@ -1,8 +1,8 @@
 #include "Host/Commands/Chooser/Thumbnail.h"
 
 #include "Platform/CoreGraphics/CGContext.h"
-#include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "Host/Commands/Gallery/ExhibitStage.h"
 
 #include "Platform/Foundation/NSRunLoop.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 
 #include <algorithm>
 

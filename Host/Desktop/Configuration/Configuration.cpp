@@ -2,7 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <algorithm>
 #include <cstdint>

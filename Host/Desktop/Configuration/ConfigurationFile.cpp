@@ -4,7 +4,7 @@
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
 #include "Host/Wallpapers/Places.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <array>

@@ -2,7 +2,7 @@
 
 #include "Host/Desktop/Configuration/Configuration.h"
 #include "Host/Support/HostError.h"
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <array>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #include "Host/Desktop/Policy/PowerSupplyWatch.h"
 
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
 #include <array>

@@ -250,7 +250,7 @@ TEST_F(ResourcePack, NeverGivesMoreThanARandomFileHolds) {
         std::string bytes = integer(static_cast<std::int32_t>(random() % 6));
         const std::size_t size = random() % 200;
         while (bytes.size() < size) {
-            // Mostly small numbers, so that many records are whole.
+            // Mostly small numbers, so that many records are complete.
             bytes += random() % 3 ? '\0' : static_cast<char>(random() % (random() % 2 ? 8 : 256));
         }
         std::size_t held = 4;

@@ -1,7 +1,7 @@
 #include "Animation/Common/ImageSet.h"
 
 #include "Animation/Common/NSData+DataEncrypt.h"
-#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Animation/Support/RealPicture.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 // Compares pictures of animated views with pictures of still views that look as the animated ones
 // should.
@@ -13,7 +14,7 @@
 namespace {
 
 constexpr std::size_t kSide = 160;
-constexpr double kPi = 3.14159265358979323846;
+using std::numbers::pi;
 
 /// A view with a picture, and a smaller view in it.
 Retained<UIView> makeView() {
@@ -48,7 +49,7 @@ int difference(const Canvas &first, const Canvas &second) {
 }
 
 void turn(UIView &view, double degrees) {
-    view.layer()->setTransform(CATransform3DMakeRotation(degrees * kPi / 180, 0, 0, 1));
+    view.layer()->setTransform(CATransform3DMakeRotation(degrees * pi / 180, 0, 0, 1));
 }
 
 /// An operation, a time, how far it is then, and how the view looks then.
@@ -102,13 +103,13 @@ const Operation kOperations[] = {
      [](UIView &view, double p) {
          CATransform3D t = CATransform3DIdentity;
          t.m34 = -0.002;
-         view.layer()->setSublayerTransform(CATransform3DRotate(t, p * kPi / 4, 1, 0, 0));
+         view.layer()->setSublayerTransform(CATransform3DRotate(t, p * pi / 4, 1, 0, 0));
      },
      kThere,
      [](UIView &view) {
          CATransform3D t = CATransform3DIdentity;
          t.m34 = -0.002;
-         view.layer()->setSublayerTransform(CATransform3DRotate(t, kPi / 4, 1, 0, 0));
+         view.layer()->setSublayerTransform(CATransform3DRotate(t, pi / 4, 1, 0, 0));
      }},
     {"alpha",
      [](UIView *view) { LWUIAnimation::setAlphaAnimationDuration_repeatCount(view, 1, 0); },

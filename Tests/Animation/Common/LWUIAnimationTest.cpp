@@ -1,30 +1,31 @@
 #include "Animation/Common/UIView+LWUIAnimation.h"
 
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 #include "Platform/UIKit/UIImageView.h"
 #include "Tests/Support/SimulatedTime.h"
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <utility>
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using std::numbers::pi;
 
 constexpr CGRect kFrame{{10, 20}, {100, 50}};
 constexpr CGPoint kCenter{60, 45};
 constexpr CGPoint kDestination{160, 245};
 
 CATransform3D turned(double degrees) {
-    return CATransform3DMakeRotation(degrees * kPi / 180, 0, 0, 1);
+    return CATransform3DMakeRotation(degrees * pi / 180, 0, 0, 1);
 }
 
 /// A plane tilted about x and then seen from 500 points away.
 CATransform3D tilted(double degrees) {
     CATransform3D perspective = CATransform3DIdentity;
     perspective.m34 = -0.002;
-    return CATransform3DRotate(perspective, degrees * kPi / 180, 1, 0, 0);
+    return CATransform3DRotate(perspective, degrees * pi / 180, 1, 0, 0);
 }
 
 void expectNear(const CATransform3D &actual, const CATransform3D &expected) {
@@ -33,7 +34,7 @@ void expectNear(const CATransform3D &actual, const CATransform3D &expected) {
     }
 }
 
-/// A target that is told of stops.
+/// A delegate that records stops.
 class Target final : public NSObject, public CAAnimationDelegate {
   public:
     void animationDidStop_finished(CAAnimation *, bool) override { ++stops; }
@@ -413,8 +414,8 @@ TEST_F(LWUIAnimationTest, StopsRockingWhenItIsRemoved) {
 TEST_F(LWUIAnimationTest, RocksInSinglePrecision) {
     rock();
     EXPECT_EQ(running("rotation").fromValue(),
-              CAAnimationValue(static_cast<float>(-30 * kPi / 180)));
-    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(static_cast<float>(30 * kPi / 180)));
+              CAAnimationValue(static_cast<float>(-30 * pi / 180)));
+    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(static_cast<float>(30 * pi / 180)));
     EXPECT_TRUE(running("rotation").autoreverses());
 }
 
@@ -440,7 +441,7 @@ TEST_F(LWUIAnimationTest, StopsSpinningWhenItIsRemoved) {
 
 TEST_F(LWUIAnimationTest, ARightAngleIsHalfOfPiInDoublePrecision) {
     spin(90);
-    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(-kPi / 2));
+    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(-pi / 2));
     EXPECT_EQ(running("rotation").fromValue(), CAAnimationValue());
     EXPECT_FALSE(running("rotation").autoreverses());
 }
@@ -479,7 +480,7 @@ TEST_F(LWUIAnimationTest, TiltsSubviewsBack) {
     expectTiltAfter(0.5, 33.75);
     expectTiltAfter(0.25, 45);
     EXPECT_FALSE(layer().hasAnimations());
-    EXPECT_NEAR(layer().sublayerTransform().m34, -0.002 * std::cos(kPi / 4), 1e-18);
+    EXPECT_NEAR(layer().sublayerTransform().m34, -0.002 * std::cos(pi / 4), 1e-18);
 }
 
 TEST_F(LWUIAnimationTest, TiltsThemForwardAgain) {
@@ -512,14 +513,14 @@ TEST_F(LWUIAnimationTest, OnTwiceTiltsByARightAngle) {
     EXPECT_NEAR(t.m34, -0.002 * half + 0.002 * half * half, 1e-17);
     EXPECT_NEAR(t.m24, -0.002 * half - 0.002 * half * half, 1e-17);
     const CATransform3D quarter = shownAfter(0.25).sublayerTransform;
-    EXPECT_NEAR(quarter.m22, std::cos(kPi / 8), 1e-12);
-    EXPECT_NEAR(quarter.m23, std::sin(kPi / 8), 1e-12);
+    EXPECT_NEAR(quarter.m22, std::cos(pi / 8), 1e-12);
+    EXPECT_NEAR(quarter.m23, std::sin(pi / 8), 1e-12);
 }
 
 TEST_F(LWUIAnimationTest, OffWithoutOnTiltsTheOtherWayWithoutPerspective) {
     tilt(false);
     const CATransform3D t = layer().sublayerTransform();
-    EXPECT_EQ(t, CATransform3DMakeRotation(-kPi / 4, 1, 0, 0));
+    EXPECT_EQ(t, CATransform3DMakeRotation(-pi / 4, 1, 0, 0));
     EXPECT_EQ(t.m34, 0);
 }
 

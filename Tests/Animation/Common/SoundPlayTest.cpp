@@ -15,7 +15,7 @@ constexpr const char *kOwnSound = "/Library/Application Support/Scenebook2N/res/
 /// systems.
 std::string ownSound;
 
-/// The paths that were registered.
+/// The paths of the sounds that were registered.
 std::vector<std::string> registered;
 
 } // namespace
@@ -39,7 +39,7 @@ using Floats = std::vector<float>;
 
 class SoundPlayTest : public testing::Test {
   protected:
-    /// Registers a sound of that many samples of one loudness.
+    /// Registers a sound of that many equal samples.
     SystemSoundID create(float loudness, std::size_t count = 600) const {
         const Floats samples(count, loudness);
         const auto url =

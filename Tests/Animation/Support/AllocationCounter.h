@@ -11,7 +11,7 @@ class AllocationCounter {
     static std::size_t liveBlocks();
     static std::size_t liveBytes();
 
-    /// Blocks and bytes ever handed out.
+    /// Blocks and bytes allocated so far.
     static std::size_t totalBlocks();
     static std::size_t totalBytes();
 

@@ -1,6 +1,6 @@
 #include "Tests/Animation/Support/RealPicture.h"
 
-#include "Platform/CoreGraphics/Premultiplication.h"
+#include "Platform/CoreGraphics/CGPixels.h"
 
 #include <algorithm>
 #include <cmath>

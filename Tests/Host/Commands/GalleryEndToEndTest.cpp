@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Host/Programs/VirtualScreen.h"
 #include "Tests/Platform/CoreGraphics/StoredPicture.h"

@@ -1,7 +1,7 @@
 #include "Tests/Host/Programs/ProcessActivity.h"
 #include "Tests/Host/Programs/ProgramWindowTest.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,5 +1,5 @@
 #include "Animation/Common/ImageSet.h"
-#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"

@@ -1,7 +1,7 @@
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 
 #include "Host/Displays/Headless/HeadlessDesktop.h"
 #include "Host/Support/HostError.h"
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Host/Desktop/FakeViews.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"

@@ -1,7 +1,7 @@
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
 #include "Tests/Host/Programs/VirtualScreen.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Host/Programs/VirtualScreen.h"
 
 #include <chrono>

@@ -2,7 +2,7 @@
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Displays/PointerGestures.h"
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/UIKit/UIScreen.h"
 #include "Tests/Animation/Support/SakuraProbe.h"
 #include "Tests/Host/Playing/FakeDisplay.h"

@@ -1,6 +1,6 @@
 #include "Tests/Host/Programs/ProgramWindowTest.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <cmath>
 #include <csignal>

@@ -70,7 +70,7 @@ TEST(SoundMixer, NeverExceedsFullVolume) {
 TEST(SoundMixer, EndsTheFirstSoundWhenThereAreTooMany) {
     SoundMixer mixer;
     mixer.play(samples({1, 1}));
-    for (std::size_t i = 0; i < SoundMixer::kMostVoices; ++i) {
+    for (std::size_t i = 0; i < SoundMixer::kMaxVoices; ++i) {
         mixer.play(samples({1 / 64.0F, 0}));
     }
     EXPECT_EQ(mixed(mixer, 2), (Floats{0.5F, 0}));

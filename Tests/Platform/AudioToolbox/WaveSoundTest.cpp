@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <optional>
 
 namespace {
@@ -119,7 +120,7 @@ TEST(WaveSound, GivesASingleChannelToBothSides) {
 
 TEST(WaveSound, BringsOtherRatesToTheMixers) {
     constexpr double kHertz = 440;
-    constexpr double kTurn = 6.283185307179586;
+    constexpr double kTurn = 2 * std::numbers::pi;
     Floats tone;
     for (int i = 0; i < 22'050; ++i) {
         tone.push_back(static_cast<float>(0.5 * std::sin(kTurn * kHertz * i / 44'100)));
@@ -242,7 +243,7 @@ TEST(WaveSound, RefusesWhatLastsTooLong) {
         file.blockSize = 1;
         return file;
     };
-    constexpr std::size_t kMost = 1000 * std::size_t{WaveSound::kLongestSeconds};
+    constexpr std::size_t kMost = 1000 * std::size_t{WaveSound::kMaxSeconds};
     EXPECT_TRUE(decode(lasting(kMost)));
     EXPECT_FALSE(decode(lasting(kMost + 1)));
 }

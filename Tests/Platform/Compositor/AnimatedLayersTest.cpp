@@ -1,6 +1,5 @@
-#include "Platform/QuartzCore/CAAnimationGroup.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 #include "Platform/QuartzCore/CABasicAnimation.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
 #include "Tests/Platform/Compositor/CompositorTesting.h"
 #include "Tests/Platform/Compositor/ReferenceRenderer.h"
 #include "Tests/Support/SimulatedTime.h"

@@ -1,6 +1,6 @@
 #include "Platform/CoreGraphics/CGCanvas.h"
 
-#include "Platform/CoreGraphics/Premultiplication.h"
+#include "Platform/CoreGraphics/CGPixels.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

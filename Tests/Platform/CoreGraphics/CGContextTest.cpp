@@ -30,11 +30,11 @@ Pixels pixelsOf(const CGContext &context) {
 } // namespace
 
 TEST(BitmapContext, IsNullForASizeOfZeroOrBeyondTheBounds) {
-    for (const NSUInteger size : {NSUInteger{0}, CGImage::kMaximumSide + 1, ~NSUInteger{0}}) {
+    for (const NSUInteger size : {NSUInteger{0}, CGImage::kMaxSide + 1, ~NSUInteger{0}}) {
         EXPECT_FALSE(colorContext(size, 1));
         EXPECT_FALSE(colorContext(1, size));
     }
-    EXPECT_FALSE(colorContext(CGImage::kMaximumSide, CGImage::kMaximumSide));
+    EXPECT_FALSE(colorContext(CGImage::kMaxSide, CGImage::kMaxSide));
 }
 
 TEST(BitmapContext, BeginsClearAndAGreyOneBlack) {

@@ -1,7 +1,6 @@
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
-#include "Platform/CoreGraphics/CGImageEncoding.h"
-#include "Platform/CoreGraphics/Premultiplication.h"
+#include "Platform/CoreGraphics/CGPixels.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/CoreGraphics/PictureTesting.h"
 

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Platform/CoreGraphics/PictureTesting.h"
 
 namespace {

@@ -1,7 +1,7 @@
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
+#include "Platform/CoreGraphics/CGPixels.h"
 #include "Platform/CoreGraphics/ColorConversion.h"
-#include "Platform/CoreGraphics/Premultiplication.h"
 #include "Tests/Platform/CoreGraphics/EmbeddingPictures.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/CoreGraphics/PictureTesting.h"
@@ -321,7 +321,7 @@ TEST(PictureColors, AreNotThoseOfAHugeProfile) {
     EXPECT_FALSE(ColorConversion::fromProfile(profileOf(4 << 20), pixels));
 }
 
-/// Tables of 255 levels of three colours would be 16 million entries.
+/// A table of 255 levels for each of three colours would have 16 million entries.
 TEST(PictureColors, TakeNoMemoryForAProfileThatOnlyClaimsToBeLarge) {
     Bytes table{'m', 'f', 't', '2', 0, 0, 0, 0, 3, 3, 255, 0};
     table.resize(200);

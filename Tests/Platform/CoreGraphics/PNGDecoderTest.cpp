@@ -1,5 +1,5 @@
-#include "Platform/CoreGraphics/CGImageEncoding.h"
-#include "Platform/CoreGraphics/Premultiplication.h"
+#include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/CoreGraphics/CGPixels.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/CoreGraphics/PictureTesting.h"
 

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/PictureOrientation.h"
+#include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include "Tests/Platform/CoreGraphics/EmbeddingPictures.h"
 #include "Tests/Platform/CoreGraphics/ExifBuilder.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Platform/CoreGraphics/PictureTesting.h"
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/PropertyListReader.h"
+#include "Platform/Foundation/PropertyList.h"
 
 #include "Tests/Platform/Foundation/PropertyListSamples.h"
 

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/FileBytes.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 

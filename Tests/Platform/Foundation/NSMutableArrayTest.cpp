@@ -1,4 +1,4 @@
-#include "Platform/Foundation/NSMutableArray.h"
+#include "Platform/Foundation/NSArray.h"
 
 #include "Tests/Support/SimulatedTime.h"
 #include "Tests/Support/Tracked.h"

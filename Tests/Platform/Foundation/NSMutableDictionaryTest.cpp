@@ -1,4 +1,4 @@
-#include "Platform/Foundation/NSMutableDictionary.h"
+#include "Platform/Foundation/NSDictionary.h"
 
 #include "Tests/Support/SimulatedTime.h"
 #include "Tests/Support/Tracked.h"

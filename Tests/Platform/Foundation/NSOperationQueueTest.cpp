@@ -1,4 +1,4 @@
-#include "Platform/Foundation/NSOperationQueue.h"
+#include "Platform/Foundation/NSOperation.h"
 
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Tests/Support/SimulatedTime.h"

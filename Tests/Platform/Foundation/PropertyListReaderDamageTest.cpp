@@ -1,6 +1,6 @@
-#include "Platform/Foundation/PropertyListReader.h"
+#include "Platform/Foundation/PropertyList.h"
 
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 #include "Tests/Platform/Foundation/PropertyListSamples.h"
 
 #include <gtest/gtest.h>

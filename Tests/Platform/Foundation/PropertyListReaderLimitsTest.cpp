@@ -1,4 +1,4 @@
-#include "Platform/Foundation/PropertyListReader.h"
+#include "Platform/Foundation/PropertyList.h"
 
 #include "Tests/Platform/Foundation/PropertyListSamples.h"
 
@@ -53,19 +53,19 @@ Bytes large(std::uint8_t marker, std::size_t length, std::size_t unitSize) {
 }
 
 TEST(PropertyListLimits, AllowAMillionNodesInXMLAndNoMore) {
-    EXPECT_TRUE(read(xmlOf("<array>" + repeated("<true/>", Limits::kNodes - 1) + "</array>")));
-    EXPECT_FALSE(read(xmlOf("<array>" + repeated("<true/>", Limits::kNodes) + "</array>")));
+    EXPECT_TRUE(read(xmlOf("<array>" + repeated("<true/>", Limits::kMaxNodes - 1) + "</array>")));
+    EXPECT_FALSE(read(xmlOf("<array>" + repeated("<true/>", Limits::kMaxNodes) + "</array>")));
 }
 
 TEST(PropertyListLimits, AllowAMillionNodesInABinaryListAndNoMore) {
-    const auto list = readPropertyList(binaryRepetition({0x09}, Limits::kNodes - 1));
+    const auto list = readPropertyList(binaryRepetition({0x09}, Limits::kMaxNodes - 1));
     ASSERT_TRUE(list);
-    EXPECT_EQ(list->array()->size(), Limits::kNodes - 1);
-    EXPECT_FALSE(readPropertyList(binaryRepetition({0x09}, Limits::kNodes)));
+    EXPECT_EQ(list->array()->size(), Limits::kMaxNodes - 1);
+    EXPECT_FALSE(readPropertyList(binaryRepetition({0x09}, Limits::kMaxNodes)));
 }
 
 TEST(PropertyListLimits, CountKeysAsNodes) {
-    const std::size_t pairs = (Limits::kNodes - 1) / 2;
+    const std::size_t pairs = (Limits::kMaxNodes - 1) / 2;
     EXPECT_TRUE(read(xmlOf("<dict>" + repeated("<key>k</key><true/>", pairs) + "</dict>")));
     EXPECT_FALSE(read(xmlOf("<dict>" + repeated("<key>k</key><true/>", pairs + 1) + "</dict>")));
     for (const std::size_t count : {pairs, pairs + 1}) {
@@ -77,10 +77,10 @@ TEST(PropertyListLimits, CountKeysAsNodes) {
 }
 
 TEST(PropertyListLimits, Allow256LevelsAndNoMore) {
-    EXPECT_TRUE(read(xmlArrays(Limits::kDepth)));
-    EXPECT_FALSE(read(xmlArrays(Limits::kDepth + 1)));
-    EXPECT_TRUE(readPropertyList(binaryArrays(Limits::kDepth)));
-    EXPECT_FALSE(readPropertyList(binaryArrays(Limits::kDepth + 1)));
+    EXPECT_TRUE(read(xmlArrays(Limits::kMaxDepth)));
+    EXPECT_FALSE(read(xmlArrays(Limits::kMaxDepth + 1)));
+    EXPECT_TRUE(readPropertyList(binaryArrays(Limits::kMaxDepth)));
+    EXPECT_FALSE(readPropertyList(binaryArrays(Limits::kMaxDepth + 1)));
 }
 
 TEST(PropertyListLimits, CountTheLevelsOfDictionariesToo) {
@@ -88,8 +88,8 @@ TEST(PropertyListLimits, CountTheLevelsOfDictionariesToo) {
         return xmlOf(repeated("<dict><key>k</key>", levels) + "<true/>" +
                      repeated("</dict>", levels));
     };
-    EXPECT_TRUE(read(dictionaries(Limits::kDepth - 1)));
-    EXPECT_FALSE(read(dictionaries(Limits::kDepth)));
+    EXPECT_TRUE(read(dictionaries(Limits::kMaxDepth - 1)));
+    EXPECT_FALSE(read(dictionaries(Limits::kMaxDepth)));
 }
 
 TEST(PropertyListLimits, HoldAgainstAMillionLevelsOfXML) {
@@ -168,7 +168,7 @@ TEST(PropertyListLimits, CountKeysAsContent) {
 
 TEST(PropertyListLimits, AllowAFileOf64MiBAndNoMore) {
     std::string text = "<plist><true/></plist>";
-    text.resize(Limits::kFileBytes, ' ');
+    text.resize(Limits::kMaxFileBytes, ' ');
     EXPECT_TRUE(read(text));
     EXPECT_FALSE(read(text + ' '));
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/Foundation/PropertyListReader.h"
+#include "Platform/Foundation/PropertyList.h"
 
 #include "Tests/Platform/Foundation/BinaryPropertyListBuilder.h"
 

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/RegularFile.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "Platform/QuartzCore/CAAnimationGroup.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 #include "Platform/QuartzCore/CABasicAnimation.h"
 #include "Platform/QuartzCore/CALayer.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
 #include "Tests/Platform/QuartzCore/AnimationListener.h"
 #include "Tests/Support/SimulatedTime.h"
 
@@ -41,7 +40,7 @@ class AnimatedLayerTest : public SimulatedTimeTest {
     CALayerValues shown() const { return layer->presentationAt(CACurrentMediaTime()); }
     float opacity() const { return shown().opacity; }
 
-    /// What is shown `seconds` later.
+    /// The values shown `seconds` later.
     float opacityAfter(double seconds) const {
         runForSeconds(seconds);
         return opacity();

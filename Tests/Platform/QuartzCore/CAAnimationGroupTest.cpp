@@ -136,7 +136,7 @@ TEST_F(CAAnimationGroupTest, OneThatHoldsItselfDoesNoHarm) {
 
 TEST_F(CAAnimationGroupTest, ShowsNothingOfGroupsThatAreTooDeep) {
     Retained<CAAnimation> innermost = makeFade(0.0, 0.0);
-    for (int depth = 0; depth < CAAnimationGroup::kDeepest - 1; ++depth) {
+    for (int depth = 0; depth < CAAnimationGroup::kMaxDepth - 1; ++depth) {
         const auto outer = CAAnimationGroup::animation();
         outer->setDuration(1);
         outer->setAnimations({innermost});

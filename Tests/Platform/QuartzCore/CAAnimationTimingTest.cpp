@@ -1,4 +1,4 @@
-#include "Platform/QuartzCore/CAAnimationTiming.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 
 #include <gtest/gtest.h>
 

@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <string>
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using std::numbers::pi;
 
 const char *const kPaths[] = {"position",
                               "bounds",
@@ -143,7 +144,7 @@ TEST(CAKeyPath, ScaleCanComeBackFromNothing) {
 TEST(CAKeyPath, RotationTurnsAboutZAndKeepsScaleAndPlace) {
     for (const char *text : {"transform.rotation", "transform.rotation.z"}) {
         EXPECT_NEAR(path(text).read(anyValues())[0], 0.4, 1e-15);
-        for (const double angle : {-kPi / 2, 0.0, 1.1, 3.0, 9.0}) {
+        for (const double angle : {-pi / 2, 0.0, 1.1, 3.0, 9.0}) {
             const CATransform3D expected = CATransform3DScale(
                 CATransform3DRotate(CATransform3DMakeTranslation(5, 6, 7), angle, 0, 0, 1), 2, 3,
                 4);
@@ -157,7 +158,7 @@ TEST(CAKeyPath, RotationXTurnsBeforePerspective) {
     EXPECT_NEAR(keyPath.read(anyValues())[0], 0.3, 1e-15);
     CATransform3D perspective = CATransform3DIdentity;
     perspective.m34 = -0.002;
-    for (const double angle : {-1.2, 0.0, kPi / 4, kPi / 2, 3.0}) {
+    for (const double angle : {-1.2, 0.0, pi / 4, pi / 2, 3.0}) {
         expectNear(written("sublayerTransform.rotation.x", {angle}).sublayerTransform,
                    CATransform3DRotate(perspective, angle, 1, 0, 0));
     }

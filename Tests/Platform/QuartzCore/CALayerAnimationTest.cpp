@@ -2,10 +2,11 @@
 
 #include <cmath>
 #include <limits>
+#include <numbers>
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
+using std::numbers::pi;
 
 using CALayerAnimationTest = AnimatedLayerTest;
 
@@ -92,7 +93,7 @@ TEST_F(CALayerAnimationTest, KnowsWhatWasShownBeforeAnAnimationThatHasJustEnded)
 TEST_F(CALayerAnimationTest, ForgetsAChangeAfterManyOthers) {
     const auto others = makeRetained<CALayer>();
     layer->setOpacity(0);
-    for (std::uint64_t i = 0; i < CALayerChanges::kKept; ++i) {
+    for (std::uint64_t i = 0; i < CALayerChanges::kMaxKept; ++i) {
         others->setPosition({static_cast<CGFloat>(i) + 1, 0});
     }
     add(makeFade(kNone, kNone));
@@ -126,23 +127,23 @@ TEST_F(CALayerAnimationTest, AnimatesEveryKeyPath) {
     add(make("bounds", CGRectMake(0, 0, 4, 4), CGRectMake(4, 8, 12, 20)), "2");
     add(make("transform.translation", CGPoint{0, 0}, CGPoint{100, -100}), "3");
     add(make("transform.scale", 1.0, 3.0), "4");
-    add(make("sublayerTransform.rotation.x", 0.0, kPi), "5");
+    add(make("sublayerTransform.rotation.x", 0.0, pi), "5");
     runForSeconds(0.25);
     EXPECT_EQ(shown().position, (CGPoint{2, 4}));
     EXPECT_EQ(shown().bounds, CGRectMake(1, 2, 6, 8));
     EXPECT_EQ(shown().transform, CATransform3DConcat(CATransform3DMakeScale(1.5, 1.5, 1.5),
                                                      CATransform3DMakeTranslation(25, -25, 0)));
-    EXPECT_NEAR(shown().sublayerTransform.m22, std::cos(kPi / 4), 1e-15);
-    EXPECT_NEAR(shown().sublayerTransform.m23, std::sin(kPi / 4), 1e-15);
-    add(make("transform.rotation", 0.0, kPi / 2), "6");
+    EXPECT_NEAR(shown().sublayerTransform.m22, std::cos(pi / 4), 1e-15);
+    EXPECT_NEAR(shown().sublayerTransform.m23, std::sin(pi / 4), 1e-15);
+    add(make("transform.rotation", 0.0, pi / 2), "6");
     runForSeconds(0.5);
-    EXPECT_NEAR(shown().transform.m11, 2.5 * std::cos(kPi / 4), 1e-12);
-    EXPECT_NEAR(shown().transform.m12, 2.5 * std::sin(kPi / 4), 1e-12);
+    EXPECT_NEAR(shown().transform.m11, 2.5 * std::cos(pi / 4), 1e-12);
+    EXPECT_NEAR(shown().transform.m12, 2.5 * std::sin(pi / 4), 1e-12);
     EXPECT_EQ(shown().transform.m41, 75);
 }
 
 TEST_F(CALayerAnimationTest, TurnsAsFarAsItIsTold) {
-    add(make("transform.rotation.z", 0.0, 4 * kPi));
+    add(make("transform.rotation.z", 0.0, 4 * pi));
     runForSeconds(0.0625);
     EXPECT_NEAR(shown().transform.m12, 1 / std::sqrt(2), 1e-12);
     runForSeconds(0.0625);
@@ -150,9 +151,9 @@ TEST_F(CALayerAnimationTest, TurnsAsFarAsItIsTold) {
 }
 
 TEST_F(CALayerAnimationTest, TurnsTheShortWayWhenItIsNotTold) {
-    layer->setTransform(CATransform3DMakeRotation(0.9 * kPi, 0, 0, 1));
+    layer->setTransform(CATransform3DMakeRotation(0.9 * pi, 0, 0, 1));
     nextCallOut();
-    layer->setTransform(CATransform3DMakeRotation(-0.9 * kPi, 0, 0, 1));
+    layer->setTransform(CATransform3DMakeRotation(-0.9 * pi, 0, 0, 1));
     add(make("transform.rotation", kNone, kNone));
     runForSeconds(0.5);
     EXPECT_NEAR(shown().transform.m11, -1, 1e-12);

@@ -1,4 +1,4 @@
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 
 #include "Tests/Support/SimulatedTime.h"
 

@@ -5,11 +5,12 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <numbers>
 #include <random>
 
 namespace {
 
-constexpr CGFloat kPi = 3.14159265358979323846;
+constexpr auto pi = std::numbers::pi_v<CGFloat>;
 
 using Matrix = std::array<std::array<CGFloat, 4>, 4>;
 using Vector = std::array<CGFloat, 4>;
@@ -77,7 +78,7 @@ TEST(CATransform3D, ScaleIsOnTheDiagonal) {
 }
 
 TEST(CATransform3D, RotationAboutTheScreensNormalTurnsXTowardsY) {
-    const CATransform3D t = CATransform3DMakeRotation(kPi / 2, 0, 0, 1);
+    const CATransform3D t = CATransform3DMakeRotation(pi / 2, 0, 0, 1);
     expectNear(applied({1, 0, 0, 1}, t), {0, 1, 0, 1});
     expectNear(applied({0, 1, 0, 1}, t), {-1, 0, 0, 1});
 }
@@ -97,9 +98,9 @@ TEST(CATransform3D, RotationAboutTheScreensNormalIsExactInItsOtherNumbers) {
 }
 
 TEST(CATransform3D, RotationsAboutXAndYFollowTheRightHand) {
-    const CATransform3D aboutX = CATransform3DMakeRotation(kPi / 2, 1, 0, 0);
+    const CATransform3D aboutX = CATransform3DMakeRotation(pi / 2, 1, 0, 0);
     expectNear(applied({0, 1, 0, 1}, aboutX), {0, 0, 1, 1});
-    const CATransform3D aboutY = CATransform3DMakeRotation(kPi / 2, 0, 1, 0);
+    const CATransform3D aboutY = CATransform3DMakeRotation(pi / 2, 0, 1, 0);
     expectNear(applied({0, 0, 1, 1}, aboutY), {1, 0, 0, 1});
 }
 

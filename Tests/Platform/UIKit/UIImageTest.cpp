@@ -1,6 +1,6 @@
 #include "Platform/UIKit/UIImage.h"
 
-#include "Platform/CoreGraphics/CGImageEncoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 #include "Tests/Platform/UIKit/MainScreenScope.h"
 

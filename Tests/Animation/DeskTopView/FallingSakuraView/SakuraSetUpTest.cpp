@@ -7,12 +7,13 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <numbers>
 
 namespace {
 
 constexpr int kNoSway = 1;
 constexpr int kSway = 5;
-constexpr double kRadiansPerDegree = 0.017453292519943295;
+constexpr double kRadiansPerDegree = std::numbers::pi / 180;
 
 class SakuraSetUp : public testing::Test {
   protected:

@@ -2,6 +2,7 @@
 #include "Tests/Support/ScriptedRandom.h"
 
 #include <cmath>
+#include <numbers>
 
 namespace {
 
@@ -306,7 +307,7 @@ TEST_F(LumiveraBounds, StartAtZeroWhateverTheRectanglesOrigin) {
 }
 
 TEST_F(LumiveraBounds, WidenWithTheBoxAroundATurnedPetal) {
-    petalOfBounds().layer()->setTransform(CATransform3DMakeRotation(M_PI / 2, 0, 0, 1));
+    petalOfBounds().layer()->setTransform(CATransform3DMakeRotation(std::numbers::pi / 2, 0, 0, 1));
     EXPECT_FALSE(isOut(-29.9, 100));
     EXPECT_TRUE(isOut(100, -20.1));
 }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <deque>
 #include <limits>
+#include <numbers>
 
 namespace {
 
@@ -99,7 +100,7 @@ class PetalModel {
                                           (r % 2 == 0 ? 1 : -1));
         petal.driftY = static_cast<float>(static_cast<double>(r % (2 * unit) + 3 * unit) * 0.015);
         petal.angle = 0;
-        petal.step = static_cast<double>(r % (2 * unit) + unit) * 0.025 * 0.017453292519943295;
+        petal.step = static_cast<double>(r % (2 * unit) + unit) * 0.025 * (std::numbers::pi / 180);
         petal.step = r % 2 == 0 ? -petal.step : petal.step;
         petal.sways = draw() % 5 == 0;
     }

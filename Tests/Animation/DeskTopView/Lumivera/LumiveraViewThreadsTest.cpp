@@ -28,7 +28,7 @@ CGFloat lookAt(const CALayer &layer) {
     return sum;
 }
 
-/// Wallpapers on the system's clock, whose resource thread works beside a busy main thread.
+/// Wallpapers on the system's clock, whose resource thread runs while the main thread is busy.
 class LumiveraThreads : public testing::Test {
   protected:
     LumiveraThreads() {

@@ -1,7 +1,7 @@
 #include "Host/Commands/Gallery/ExhibitStage.h"
 
 #include "Host/Commands/Gallery/GalleryPictures.h"
-#include "Platform/QuartzCore/CAMediaTime.h"
+#include "Platform/QuartzCore/CAAnimation.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Support/SimulatedTime.h"
 

@@ -1,6 +1,6 @@
 #include "Host/Displays/SDL/SDLDisplay.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/NSRunLoop.h"
 #include "Tests/Host/Displays/X11/X11ScreenTest.h"
 #include "Tests/Host/Programs/ProgramRun.h"

@@ -1,6 +1,6 @@
 #include "Tests/Host/Displays/Wayland/HeadlessCompositor.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Host/Programs/VirtualScreen.h"
 

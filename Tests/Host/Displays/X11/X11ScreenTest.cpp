@@ -1,6 +1,6 @@
 #include "Tests/Host/Displays/X11/X11ScreenTest.h"
 
-#include "Platform/CoreGraphics/CGImageDecoding.h"
+#include "Platform/CoreGraphics/CGImage.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Host/Support/RealTimeLoop.h"
 

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/Premultiplication.h"
+#include "Platform/CoreGraphics/CGPixels.h"
 
 #include <gtest/gtest.h>
 

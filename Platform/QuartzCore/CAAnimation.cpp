@@ -1,7 +1,13 @@
-#include "Platform/QuartzCore/CAAnimationTiming.h"
+#include "Platform/QuartzCore/CAAnimation.h"
+
+#include "Platform/Foundation/Clock.h"
 
 #include <algorithm>
 #include <cmath>
+
+NSTimeInterval CACurrentMediaTime() {
+    return static_cast<NSTimeInterval>(Clock::current().now()) / 1e9;
+}
 
 NSTimeInterval CAAnimationTiming::effectiveDuration() const {
     return duration > 0 ? duration : kDefaultDuration;
@@ -21,4 +27,13 @@ std::optional<double> CAAnimationTiming::progressAt(NSTimeInterval elapsed) cons
     const NSTimeInterval inPass = elapsed < pass ? elapsed : std::fmod(elapsed, pass);
     const double ways = inPass / way;
     return std::clamp(ways > 1 ? 2 - ways : ways, 0.0, 1.0);
+}
+
+Retained<CAAnimationGroup> CAAnimationGroup::animation() {
+    return makeRetained<CAAnimationGroup>();
+}
+
+void CAAnimationGroup::setAnimations(std::vector<Retained<CAAnimation>> animations) {
+    std::erase(animations, nullptr);
+    _animations = std::move(animations);
 }

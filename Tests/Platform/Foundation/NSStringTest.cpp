@@ -1,4 +1,4 @@
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Platform/Foundation/UnicodeText.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <iterator>
 #include <utf8.h>
@@ -7,8 +7,8 @@ namespace {
 
 constexpr char32_t kLastOfOneUnit = 0xffff;
 
-/// The bytes that a control character takes at `i`, 0 for another character: the C0 controls,
-/// delete, and the C1 controls, C2 80 to C2 9F.
+/// The length in bytes of the control character at `i`: a C0 control, delete, or a C1 control
+/// (C2 80 to C2 9F). 0 for any other character.
 std::size_t controlLength(std::string_view text, std::size_t i) {
     const auto byte = static_cast<unsigned char>(text[i]);
     if (byte < 0x20 || byte == 0x7f) {
