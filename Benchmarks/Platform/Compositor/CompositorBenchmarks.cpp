@@ -21,7 +21,7 @@ constexpr std::array<float, 3> kOpacities = {0.6F, 0.8F, 1.0F};
 // An ellipse with soft edges; a little less than half of the texels show.
 Retained<CGImage> makePetal() {
     CGPixels pixels;
-    for (int i = 0; i < kSprite * kSprite; i++) {
+    for (int i = 0; i < kSprite * kSprite; ++i) {
         const double x = (i % kSprite + 0.5 - 32) / 28;
         const double y = (i / kSprite + 0.5 - 32) / 21;
         const double edge = (1 - std::sqrt(x * x + y * y)) * 10;
@@ -33,7 +33,7 @@ Retained<CGImage> makePetal() {
 
 Retained<CGImage> makeBackground() {
     CGPixels pixels;
-    for (int i = 0; i < 1600 * 1000; i++) {
+    for (int i = 0; i < 1600 * 1000; ++i) {
         const std::uint32_t x = i % 1600;
         const std::uint32_t y = i / 1600;
         pixels.push_back(0xFF000000U | x * 255 / 1600 << 16 | y * 255 / 1000 << 8 | (x ^ y) % 256);
@@ -54,7 +54,7 @@ struct Scene {
 
     explicit Scene(int count) {
         std::mt19937 random(1);
-        for (int i = 0; i < count; i++) {
+        for (int i = 0; i < count; ++i) {
             const auto fraction = [&] { return static_cast<double>(random() % 4096) / 4096; };
             const double x = fraction() * kWidth;
             const double y = fraction() * kHeight;
@@ -93,7 +93,7 @@ struct Tree {
             groups.back()->setOpacity(opacity);
             root->addSublayer(groups.back().get());
         }
-        for (std::size_t i = 0; i < scene.petals.size(); i++) {
+        for (std::size_t i = 0; i < scene.petals.size(); ++i) {
             petals.push_back(makeRetained<CALayer>());
             petals.back()->setBounds(CGRectMake(0, 0, kSprite, kSprite));
             petals.back()->setContents(scene.petal);
@@ -102,7 +102,7 @@ struct Tree {
     }
 
     void follow(const Scene &scene) {
-        for (std::size_t i = 0; i < petals.size(); i++) {
+        for (std::size_t i = 0; i < petals.size(); ++i) {
             petals[i]->setPosition({scene.petals[i].x, scene.petals[i].y});
             petals[i]->setTransform(CATransform3DMakeRotation(scene.petals[i].angle, 0, 0, 1));
         }
@@ -150,7 +150,7 @@ cairo_surface_t *scaledBackground(const Scene &scene) {
 }
 
 void drawGroup(cairo_t *context, const Scene &scene, cairo_surface_t *petal, std::size_t group) {
-    for (std::size_t i = 0; i < scene.petals.size(); i++) {
+    for (std::size_t i = 0; i < scene.petals.size(); ++i) {
         if (scene.groupOf(i) != group) {
             continue;
         }
@@ -170,7 +170,7 @@ void drawWithCairo(cairo_t *context, const Scene &scene, cairo_surface_t *petal,
     cairo_set_source_surface(context, background, 0, 0);
     cairo_paint(context);
     cairo_set_operator(context, CAIRO_OPERATOR_OVER);
-    for (std::size_t group = 0; group < kOpacities.size(); group++) {
+    for (std::size_t group = 0; group < kOpacities.size(); ++group) {
         if (kOpacities[group] == 1) {
             drawGroup(context, scene, petal, group);
             continue;

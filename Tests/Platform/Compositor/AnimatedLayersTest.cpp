@@ -118,8 +118,8 @@ class AnimatedLayers : public SimulatedTimeTest {
         draw();
         const auto expected = ReferenceRenderer(kSide, kSide, 1).render(*still.root);
         double largest = 0;
-        for (std::size_t i = 0; i < kSide * kSide; i++) {
-            for (int channel = 0; channel < 4; channel++) {
+        for (std::size_t i = 0; i < kSide * kSide; ++i) {
+            for (int channel = 0; channel < 4; ++channel) {
                 const double actual = canvas.at(i % kSide, i / kSide) >> 8 * channel & 255;
                 largest = std::max(largest, std::abs(actual - std::round(expected[i][channel])));
             }
@@ -194,7 +194,7 @@ TEST_F(AnimatedLayers, RepaintOnlyWhatChangesAndLookAsIfDrawnAnew) {
     const char *const keys[] = {"1", "2", "3"};
     std::mt19937 random(5);
     draw();
-    for (int frame = 0; frame < 200; frame++) {
+    for (int frame = 0; frame < 200; ++frame) {
         if (frame % 7 == 0) {
             const Motion &motion = kMotions[random() % std::size(kMotions)];
             add(make(motion.keyPath, motion.from, motion.to), keys[random() % 3]);

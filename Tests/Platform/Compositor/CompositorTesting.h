@@ -41,7 +41,7 @@ class Canvas {
     }
 
     bool isGuardIntact() const {
-        for (std::size_t i = 0; i < _pixels.size(); i++) {
+        for (std::size_t i = 0; i < _pixels.size(); ++i) {
             if (i % (_width + kPadding) >= _width && _pixels[i] != kGuard) {
                 return false;
             }
@@ -52,7 +52,7 @@ class Canvas {
     /// Pixels of that value.
     std::size_t count(std::uint32_t pixel) const {
         std::size_t result = 0;
-        for (std::size_t i = 0; i < _width * _height; i++) {
+        for (std::size_t i = 0; i < _width * _height; ++i) {
             result += at(i % _width, i / _width) == pixel;
         }
         return result;
@@ -86,7 +86,7 @@ inline Retained<CALayer> makeFilled(CGFloat x, CGFloat y, CGFloat width, CGFloat
 inline Retained<CGImage> makeImage(NSUInteger width, NSUInteger height,
                                    const std::function<std::uint32_t(NSUInteger, NSUInteger)> &at) {
     CGPixels pixels;
-    for (NSUInteger i = 0; i < width * height; i++) {
+    for (NSUInteger i = 0; i < width * height; ++i) {
         pixels.push_back(at(i % width, i / width));
     }
     return CGImage::imageWithPixels(width, height, std::move(pixels));

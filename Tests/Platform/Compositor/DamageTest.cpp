@@ -12,7 +12,7 @@ namespace {
 class RandomWallpaper {
   public:
     explicit RandomWallpaper(unsigned seed) : _random(seed) {
-        for (unsigned i = 0; i < 3; i++) {
+        for (unsigned i = 0; i < 3; ++i) {
             _pictures.push_back(makePetal(14 + 9 * i, 20 + 5 * i, i));
         }
         _root = makeLayer(0, 0, 10, 10);
@@ -182,8 +182,8 @@ std::string differenceOutside(const std::vector<DeviceRect> &rects, const Canvas
     if (canvas.width() != before.width() || canvas.height() != before.height()) {
         return isIn(rects, 0, 0) ? "" : "size";
     }
-    for (std::size_t y = 0; y < canvas.height(); y++) {
-        for (std::size_t x = 0; x < canvas.width(); x++) {
+    for (std::size_t y = 0; y < canvas.height(); ++y) {
+        for (std::size_t x = 0; x < canvas.width(); ++x) {
             if (canvas.at(x, y) != before.at(x, y) &&
                 !isIn(rects, static_cast<int>(x), static_cast<int>(y))) {
                 return std::to_string(x) + ", " + std::to_string(y);
@@ -204,7 +204,6 @@ std::size_t areaOf(const std::vector<DeviceRect> &rects) {
 struct Setting {
     const PixelKernels *kernels;
     std::size_t buffers;
-    unsigned threads = 1;
 };
 
 std::vector<Setting> settings() {
@@ -214,8 +213,6 @@ std::vector<Setting> settings() {
             result.push_back({kernels, buffers});
         }
     }
-    result.push_back({&PixelKernels::best(), 1, 2});
-    result.push_back({&PixelKernels::best(), 2, 5});
     return result;
 }
 
@@ -226,12 +223,11 @@ class Damage : public testing::TestWithParam<Setting> {};
 TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
     RandomWallpaper wallpaper(static_cast<unsigned>(GetParam().buffers));
     SoftwareCompositor compositor(*GetParam().kernels);
-    compositor.setThreads(GetParam().threads);
     SoftwareCompositor other(PixelKernels::best());
     TakingTurns target(GetParam().buffers);
     Canvas before(1, 1);
     int drawnInParts = 0;
-    for (int frame = 0; frame < 2000; frame++) {
+    for (int frame = 0; frame < 2000; ++frame) {
         wallpaper.step();
         const Canvas &canvas = target.draw(compositor, wallpaper);
         Canvas expected(wallpaper.width(), wallpaper.height());
@@ -248,8 +244,7 @@ TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
 INSTANTIATE_TEST_SUITE_P(SoftwareCompositor, Damage, testing::ValuesIn(settings()),
                          [](const auto &info) {
                              return std::string(info.param.kernels->name) +
-                                    std::to_string(info.param.buffers) + "Buffers" +
-                                    std::to_string(info.param.threads) + "Threads";
+                                    std::to_string(info.param.buffers) + "Buffers";
                          });
 
 TEST(SoftwareCompositor, DrawsNothingAndSaysSoWhenNothingChanged) {
@@ -307,7 +302,7 @@ TEST(SoftwareCompositor, DrawsAllOverATargetThatIsOlderThanItsMemory) {
     const auto root = makeFilled(0, 0, 50, 40, kRed);
     SoftwareCompositor compositor;
     Canvas(50, 40).draw(compositor, *root);
-    for (int i = 0; i < 40; i++) {
+    for (int i = 0; i < 40; ++i) {
         Canvas(50, 40).drawOver(1, compositor, *root);
     }
     Canvas canvas(50, 40);

@@ -191,14 +191,14 @@ std::array<Line, 4> foundEdges(const Canvas &canvas, const std::array<Place, 4> 
     constexpr Real kNear = 0.45L;
     constexpr Real kFar = 3;
     std::array<Line, 4> expected;
-    for (std::size_t i = 0; i < 4; i++) {
+    for (std::size_t i = 0; i < 4; ++i) {
         expected[i] = Line::through(corners[i], corners[(i + 1) % 4]);
     }
     std::array<LineFit, 4> fits;
-    for (int y = 0; y < static_cast<int>(canvas.height()); y++) {
-        for (int x = 0; x < static_cast<int>(canvas.width()); x++) {
+    for (int y = 0; y < static_cast<int>(canvas.height()); ++y) {
+        for (int x = 0; x < static_cast<int>(canvas.width()); ++x) {
             const Place middle{x + 0.5L, y + 0.5L};
-            for (std::size_t i = 0; i < 4; i++) {
+            for (std::size_t i = 0; i < 4; ++i) {
                 const bool isAlone = expected[(i + 1) % 4].at(middle) > kFar &&
                                      expected[(i + 2) % 4].at(middle) > kFar &&
                                      expected[(i + 3) % 4].at(middle) > kFar;
@@ -209,7 +209,7 @@ std::array<Line, 4> foundEdges(const Canvas &canvas, const std::array<Place, 4> 
         }
     }
     std::array<Line, 4> found;
-    for (std::size_t i = 0; i < 4; i++) {
+    for (std::size_t i = 0; i < 4; ++i) {
         EXPECT_GT(fits[i].count(), 25U);
         found[i] = fits[i].line();
     }
@@ -260,12 +260,12 @@ Canvas drawn(const Retained<CALayer> &root, Real scale = 1) {
 /// All pixels away from the sheet's edges are of one of the two colours, and not few of each.
 void expectCoveredBy(const Sheet &sheet, const Canvas &canvas, std::uint32_t color) {
     int counts[2] = {};
-    for (int y = 0; y < kSide; y++) {
-        for (int x = 0; x < kSide; x++) {
+    for (int y = 0; y < kSide; ++y) {
+        for (int x = 0; x < kSide; ++x) {
             const Sheet::Side side = sheet.sideOf(x, y);
             if (side != Sheet::Side::AtTheEdge) {
                 const bool isInside = side == Sheet::Side::Inside;
-                counts[isInside]++;
+                ++counts[isInside];
                 ASSERT_EQ(canvas.at(x, y), isInside ? color : kBlack) << x << ' ' << y;
             }
         }
@@ -299,7 +299,7 @@ TEST(Perspective, DrawsTheCornersWhereTheEyeSeesThem) {
         const Canvas canvas = drawn(sheet.makeFilledTree(kWhite), sheet.scale);
         const std::array<Place, 4> corners = sheet.corners();
         const std::array<Line, 4> edges = foundEdges(canvas, corners);
-        for (std::size_t i = 0; i < 4; i++) {
+        for (std::size_t i = 0; i < 4; ++i) {
             const Place found = edges[(i + 3) % 4].intersection(edges[i]);
             EXPECT_NEAR(found.x, corners[i].x, 0.01) << i << " tilt " << sheet.tilt;
             EXPECT_NEAR(found.y, corners[i].y, 0.01) << i << " turn " << sheet.turn;
@@ -314,12 +314,12 @@ TEST(Perspective, DrawsTheTextureWhereTheEyeSeesIt) {
         const Canvas canvas = drawn(sheet.makeTree(layer), sheet.scale);
         Real largest = 0;
         int count = 0;
-        for (int y = 0; y < static_cast<int>(canvas.height()); y++) {
-            for (int x = 0; x < static_cast<int>(canvas.width()); x++) {
+        for (int y = 0; y < static_cast<int>(canvas.height()); ++y) {
+            for (int x = 0; x < static_cast<int>(canvas.width()); ++x) {
                 if (sheet.sideOf(x, y) != Sheet::Side::Inside) {
                     continue;
                 }
-                count++;
+                ++count;
                 for (const std::size_t channel : {0, 1, 2}) {
                     const Real actual = canvas.at(x, y) >> (16 - 8 * channel) & 255;
                     const Real expected = sampled(*sheet.met(x + 0.5L, y + 0.5L), channel);
@@ -427,7 +427,7 @@ TEST(Perspective, ShowsWhatHugeNumbersMean) {
         }
         const Canvas wide = drawnWith(&CATransform3D::m11, number);
         const Canvas high = drawnWith(&CATransform3D::m22, number);
-        for (std::size_t i = 0; i < kSide; i++) {
+        for (std::size_t i = 0; i < kSide; ++i) {
             ASSERT_EQ(wide.at(i, kSide / 2), 0xFFFF0000) << i;
             ASSERT_EQ(high.at(kSide / 2, i), 0xFFFF0000) << i;
         }
@@ -444,7 +444,7 @@ TEST(Perspective, MasksAlongTheEdgesThatAreSeen) {
     const Canvas masked = drawn(sheet.makeTree(layer));
     expectCoveredBy(sheet, masked, 0xFFFFFFFF);
     const Canvas filled = drawn(sheet.makeFilledTree(kWhite));
-    for (int i = 0; i < kSide * kSide; i++) {
+    for (int i = 0; i < kSide * kSide; ++i) {
         const int x = i % kSide;
         const int y = i / kSide;
         ASSERT_NEAR(whiteness(masked, x, y), whiteness(filled, x, y), 1.01 / 255) << x << ' ' << y;
@@ -469,8 +469,8 @@ TEST(Perspective, MixesTexelsThatAreTooSmallToBeSeen) {
     layer->setContents(makeImage(
         1024, 1024, [](auto x, auto y) { return (x + y) % 2 == 0 ? 0xFFFFFFFFU : 0xFF000000U; }));
     const Canvas canvas = drawn(sheet.makeTree(layer));
-    for (int y = 0; y < kSide; y++) {
-        for (int x = 0; x < kSide; x++) {
+    for (int y = 0; y < kSide; ++y) {
+        for (int x = 0; x < kSide; ++x) {
             if (sheet.sideOf(x, y) == Sheet::Side::Inside) {
                 ASSERT_NEAR(canvas.at(x, y) & 255, 127.5, 2) << x << ' ' << y;
             }
@@ -487,7 +487,7 @@ TEST(Perspective, LooksTheSameWhenOnlyWhatChangedIsDrawn) {
     layer->addSublayer(makeFilled(-20, 10, 60, 30, {1, 0, 0, 0.5}).get());
     const auto root = sheet.makeTree(layer);
     canvas.draw(compositor, *root);
-    for (int frame = 1; frame <= 60; frame++) {
+    for (int frame = 1; frame <= 60; ++frame) {
         sheet.tilt = static_cast<Real>(frame) / 20;
         root->setSublayerTransform(sheet.makeTree(sheet.makeSheet())->sublayerTransform());
         layer->setMasksToBounds(frame % 20 > 10);

@@ -105,7 +105,7 @@ struct Scene {
 
 TEST_P(EachForm, DrawsTheInsideOfSpritesToTheBit) {
     Random random(1);
-    for (int i = 0; i < 2000; i++) {
+    for (int i = 0; i < 2000; ++i) {
         Scene scene(random);
         const std::uint32_t weight = random.below(2) ? 32768 : random.below(32768);
         std::vector<std::uint32_t> expected = scene.target;
@@ -119,7 +119,7 @@ TEST_P(EachForm, DrawsTheInsideOfSpritesToTheBit) {
 
 TEST_P(EachForm, DrawsTheEdgesOfSpritesToTheBit) {
     Random random(2);
-    for (int i = 0; i < 2000; i++) {
+    for (int i = 0; i < 2000; ++i) {
         Scene scene(random);
         scene.row.u += static_cast<std::uint32_t>(random.between(-300000, 300000));
         scene.row.v += static_cast<std::uint32_t>(random.between(-300000, 300000));
@@ -134,7 +134,7 @@ TEST_P(EachForm, DrawsTheEdgesOfSpritesToTheBit) {
 
 TEST_P(EachForm, BlendsRowsToTheBit) {
     Random random(3);
-    for (int i = 0; i < 2000; i++) {
+    for (int i = 0; i < 2000; ++i) {
         const std::vector<std::uint32_t> source = random.pixels(60);
         std::vector<std::uint32_t> expected = random.pixels(60);
         std::vector<std::uint32_t> actual = expected;
@@ -148,7 +148,7 @@ TEST_P(EachForm, BlendsRowsToTheBit) {
 
 TEST_P(EachForm, BlendsAColourToTheBit) {
     Random random(4);
-    for (int i = 0; i < 2000; i++) {
+    for (int i = 0; i < 2000; ++i) {
         std::vector<std::uint32_t> expected = random.pixels(60);
         std::vector<std::uint32_t> actual = expected;
         const std::uint32_t color = random.pixel();
@@ -168,7 +168,7 @@ TEST(PixelKernels, HasTheFastestFormFirstAndThePlainOneLast) {
 }
 
 TEST(PixelKernels, LeavesWhatIsUnderTransparentPixelsAlone) {
-    for (std::uint32_t level = 0; level < 256; level++) {
+    for (std::uint32_t level = 0; level < 256; ++level) {
         const std::uint32_t before = level * 0x01010101;
         std::uint32_t pixel = before;
         const std::uint32_t transparent = 0;
@@ -180,7 +180,7 @@ TEST(PixelKernels, LeavesWhatIsUnderTransparentPixelsAlone) {
 }
 
 TEST(PixelKernels, ShowsOpaquePixelsAsTheyAre) {
-    for (std::uint32_t level = 0; level < 256; level++) {
+    for (std::uint32_t level = 0; level < 256; ++level) {
         const std::uint32_t color = 0xFF000000 | level * 0x010101;
         std::uint32_t pixel = ~color | 0xFF000000;
         PixelKernels::plain().blendRow(&color, &pixel, 1, 65536);

@@ -66,7 +66,7 @@ CGPoint anchorOf(const CALayer &layer) {
 
 void blend(const Pixel &source, double part, Pixel &target) {
     const double rest = 1 - source[3] * part / 255;
-    for (int i = 0; i < 4; i++) {
+    for (int i = 0; i < 4; ++i) {
         target[i] = source[i] * part + target[i] * rest;
     }
 }
@@ -78,7 +78,7 @@ struct Texels {
 
     explicit Texels(const CGImage &image)
         : width(static_cast<int>(image.width())), height(static_cast<int>(image.height())) {
-        for (int i = 0; i < width * height; i++) {
+        for (int i = 0; i < width * height; ++i) {
             const std::uint32_t p = image.pixels()[i];
             pixels.push_back(
                 {double(p & 255), double(p >> 8 & 255), double(p >> 16 & 255), double(p >> 24)});
@@ -94,8 +94,8 @@ struct Texels {
     // Means of what each of fewer texels covers.
     void reduce(int newWidth, int newHeight) {
         std::vector<Pixel> result;
-        for (int y = 0; y < newHeight; y++) {
-            for (int x = 0; x < newWidth; x++) {
+        for (int y = 0; y < newHeight; ++y) {
+            for (int x = 0; x < newWidth; ++x) {
                 result.push_back(
                     mean(double(x) * width / newWidth, double(x + 1) * width / newWidth,
                          double(y) * height / newHeight, double(y + 1) * height / newHeight));
@@ -108,13 +108,13 @@ struct Texels {
 
     Pixel mean(double left, double right, double top, double bottom) const {
         Pixel sum{};
-        for (int y = int(top); y < std::min<double>(bottom, height); y++) {
-            for (int x = int(left); x < std::min<double>(right, width); x++) {
+        for (int y = int(top); y < std::min<double>(bottom, height); ++y) {
+            for (int x = int(left); x < std::min<double>(right, width); ++x) {
                 const double w =
                     std::max(0.0, std::min(right, x + 1.0) - std::max<double>(left, x));
                 const double h =
                     std::max(0.0, std::min(bottom, y + 1.0) - std::max<double>(top, y));
-                for (int i = 0; i < 4; i++) {
+                for (int i = 0; i < 4; ++i) {
                     sum[i] += pixels[y * width + x][i] * w * h;
                 }
             }
@@ -131,7 +131,7 @@ struct Texels {
         const double fx = x - std::floor(x);
         const double fy = y - std::floor(y);
         Pixel result;
-        for (int i = 0; i < 4; i++) {
+        for (int i = 0; i < 4; ++i) {
             const double top = at(std::floor(x), std::floor(y))[i] * (1 - fx) +
                                at(std::floor(x) + 1, std::floor(y))[i] * fx;
             const double bottom = at(std::floor(x), std::floor(y) + 1)[i] * (1 - fx) +
@@ -146,7 +146,7 @@ struct Texels {
 int reducedSide(int side, double pixels) {
     int halvings = 0;
     while (side / pixels / (1 << halvings) > 2 && side >> halvings > 1) {
-        halvings++;
+        ++halvings;
     }
     return static_cast<int>(std::ceil(static_cast<double>(side) / (1 << halvings)));
 }
@@ -190,7 +190,7 @@ void ReferenceRenderer::drawLayer(const CALayer &layer, const Map &map, Pixels &
     drawInside(layer, map, inside);
     if (layer.masksToBounds()) {
         const Box mask{layer.bounds(), map};
-        for (int i = 0; i < _width * _height; i++) {
+        for (int i = 0; i < _width * _height; ++i) {
             const double part = mask.coverage(i % _width + 0.5, i / _width + 0.5);
             for (double &value : inside[i]) {
                 value *= part;
@@ -218,8 +218,8 @@ void ReferenceRenderer::drawInside(const CALayer &layer, const Map &map, Pixels 
 
 template <class Colour>
 void ReferenceRenderer::drawBox(const Box &box, Pixels &target, const Colour &at) const {
-    for (int y = 0; y < _height; y++) {
-        for (int x = 0; x < _width; x++) {
+    for (int y = 0; y < _height; ++y) {
+        for (int x = 0; x < _width; ++x) {
             const double part = box.coverage(x + 0.5, y + 0.5);
             if (part > 0) {
                 const auto [u, v] = box.place(x + 0.5, y + 0.5);
@@ -248,7 +248,7 @@ void ReferenceRenderer::drawContents(const CALayer &layer, const Map &map, Pixel
 }
 
 void ReferenceRenderer::blendGroup(const Pixels &group, double opacity, Pixels &target) const {
-    for (std::size_t i = 0; i < group.size(); i++) {
+    for (std::size_t i = 0; i < group.size(); ++i) {
         blend(group[i], opacity, target[i]);
     }
 }

@@ -37,7 +37,7 @@ class RandomScene {
     bool oneIn(int count) { return between(0, count) < 1; }
 
     void addTo(CALayer &parent, int depth) {
-        for (int i = 0; i < 4 - depth; i++) {
+        for (int i = 0; i < 4 - depth; ++i) {
             const auto layer = makeOne();
             parent.addSublayer(layer.get());
             if (depth < 2 && oneIn(4)) {
@@ -87,8 +87,8 @@ struct Difference {
 
 Difference compare(const Canvas &canvas, const ReferenceRenderer::Pixels &expected) {
     Difference result;
-    for (std::size_t i = 0; i < kSide * kSide; i++) {
-        for (int channel = 0; channel < 4; channel++) {
+    for (std::size_t i = 0; i < kSide * kSide; ++i) {
+        for (int channel = 0; channel < 4; ++channel) {
             const double actual = canvas.at(i % kSide, i / kSide) >> 8 * channel & 255;
             const double difference = std::abs(actual - std::round(expected[i][channel]));
             result.largest = std::max(result.largest, difference);
@@ -101,7 +101,7 @@ Difference compare(const Canvas &canvas, const ReferenceRenderer::Pixels &expect
 } // namespace
 
 TEST(SoftwareCompositor, DrawsRandomSinglesAlike) {
-    for (unsigned seed = 100; seed < 300; seed++) {
+    for (unsigned seed = 100; seed < 300; ++seed) {
         const auto root = RandomScene(seed).makeSingle();
         const Canvas canvas = Canvas(kSide, kSide).draw(*root);
         const Difference difference =

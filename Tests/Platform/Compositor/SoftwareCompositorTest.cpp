@@ -40,8 +40,8 @@ TEST(SoftwareCompositor, CopiesAPictureAtWholePixelsToTheBit) {
     const auto image = makeOpaqueNoise(17, 11, 1);
     root->addSublayer(makePictureLayer(5, 7, image).get());
     const Canvas canvas = Canvas(50, 50).draw(*root);
-    for (NSUInteger y = 0; y < 11; y++) {
-        for (NSUInteger x = 0; x < 17; x++) {
+    for (NSUInteger y = 0; y < 11; ++y) {
+        for (NSUInteger x = 0; x < 17; ++x) {
             ASSERT_EQ(canvas.at(x + 5, y + 7), image->pixels()[y * 17 + x]);
         }
     }
@@ -56,8 +56,8 @@ TEST(SoftwareCompositor, TurnsAPictureByAQuarterToTheBit) {
     layer->setTransform({0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1});
     root->addSublayer(layer.get());
     const Canvas canvas = Canvas(40, 40).draw(*root);
-    for (NSUInteger y = 0; y < 10; y++) {
-        for (NSUInteger x = 0; x < 10; x++) {
+    for (NSUInteger y = 0; y < 10; ++y) {
+        for (NSUInteger x = 0; x < 10; ++x) {
             ASSERT_EQ(canvas.at(14 - y, x + 5), image->pixels()[y * 10 + x]);
         }
     }
@@ -128,8 +128,8 @@ TEST(SoftwareCompositor, CopiesADensePictureOnADenseTargetToTheBit) {
     layer->setContents(image);
     root->addSublayer(layer.get());
     const Canvas canvas = Canvas(40, 40).draw(*root, 2);
-    for (NSUInteger y = 0; y < 8; y++) {
-        for (NSUInteger x = 0; x < 12; x++) {
+    for (NSUInteger y = 0; y < 8; ++y) {
+        for (NSUInteger x = 0; x < 12; ++x) {
             ASSERT_EQ(canvas.at(x + 4, y + 6), image->pixels()[y * 12 + x]);
         }
     }
@@ -311,8 +311,8 @@ TEST_P(Gravity, PlacesThePicture) {
     layer->setContentsScale(GetParam().contentsScale);
     root->addSublayer(layer.get());
     const Canvas canvas = Canvas(30, 30).draw(*root);
-    for (int y = 0; y < 30; y++) {
-        for (int x = 0; x < 30; x++) {
+    for (int y = 0; y < 30; ++y) {
+        for (int x = 0; x < 30; ++x) {
             const bool inside = CGRectContainsPoint(GetParam().shown, {x + 0.5, y + 0.5});
             ASSERT_EQ(canvas.at(x, y), inside ? 0xFFFF0000 : kBlack) << x << ", " << y;
         }
@@ -400,7 +400,7 @@ TEST(SoftwareCompositor, KeepsAStronglyReducedPictureFromShimmering) {
         0, 0, makeImage(64, 64, [](auto x, auto y) { return (x + y) % 2 ? 0xFFFFFFFFU : kBlack; }));
     layer->setTransform(CATransform3DMakeScale(0.25, 0.25, 1));
     root->addSublayer(layer.get());
-    for (int step = 0; step < 8; step++) {
+    for (int step = 0; step < 8; ++step) {
         layer->setPosition({20 + step / 8.0, 20 + step / 16.0});
         const std::uint32_t middle = Canvas(40, 40).draw(*root).at(20, 20);
         EXPECT_NEAR(middle & 255, 127.5, 1);
@@ -422,7 +422,7 @@ TEST(SoftwareCompositor, KeepsAverageBrightnessWhenLargeContentsAreReduced) {
     root->setContents(
         makeImage(400, 400, [](auto x, auto y) { return (x + y) % 2 ? 0xFFFFFFFFU : kBlack; }));
     const Canvas canvas = Canvas(50, 50).draw(*root);
-    for (std::size_t i = 0; i < 50 * 50; i++) {
+    for (std::size_t i = 0; i < 50 * 50; ++i) {
         ASSERT_NEAR(canvas.at(i % 50, i / 50) & 255, 127.5, 2);
     }
 }
@@ -498,7 +498,7 @@ constexpr int kOddFields = 19;
 } // namespace
 
 TEST(SoftwareCompositor, SurvivesOddGeometryOfEveryField) {
-    for (int field = 0; field < kOddFields; field++) {
+    for (int field = 0; field < kOddFields; ++field) {
         for (const double odd : kOddNumbers) {
             for (const bool masks : {false, true}) {
                 const auto root = makeLayer(0, 0, 32, 32);

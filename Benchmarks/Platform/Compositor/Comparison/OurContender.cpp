@@ -29,7 +29,7 @@ class OurContender final : public Contender {
     }
 
     void draw() override {
-        for (std::size_t i = 0; i < _layers.size(); i++) {
+        for (std::size_t i = 0; i < _layers.size(); ++i) {
             const PetalScene::Petal &petal = _scene.petals()[i];
             _layers[i]->setPosition({petal.x, petal.y});
             _layers[i]->setTransform(CATransform3DMakeRotation(petal.angle, 0, 0, 1));

@@ -24,7 +24,7 @@ Color texel(const PetalScene &scene, int x, int y) {
 
 Color mixed(const Color &first, const Color &second, double part) {
     Color result;
-    for (std::size_t i = 0; i < result.size(); i++) {
+    for (std::size_t i = 0; i < result.size(); ++i) {
         result[i] = first[i] * (1 - part) + second[i] * part;
     }
     return result;
@@ -41,7 +41,7 @@ Color sample(const PetalScene &scene, double u, double v) {
 
 PetalReference::PetalReference(const PetalScene &scene) {
     for (const std::uint32_t pixel : scene.background()) {
-        for (int channel = 0; channel < 3; channel++) {
+        for (int channel = 0; channel < 3; ++channel) {
             _channels.push_back(pixel >> 8 * channel & 255);
         }
     }
@@ -55,15 +55,15 @@ void PetalReference::draw(const PetalScene &scene, const PetalScene::Petal &peta
     const double sine = std::sin(petal.angle);
     const int column = static_cast<int>(petal.x);
     const int row = static_cast<int>(petal.y);
-    for (int y = std::max(0, row - kReach); y < std::min(scene.height(), row + kReach); y++) {
+    for (int y = std::max(0, row - kReach); y < std::min(scene.height(), row + kReach); ++y) {
         for (int x = std::max(0, column - kReach); x < std::min(scene.width(), column + kReach);
-             x++) {
+             ++x) {
             const double dx = x + 0.5 - petal.x;
             const double dy = y + 0.5 - petal.y;
             const Color color = sample(scene, cosine * dx + sine * dy + (kSide - 1) / 2.0,
                                        cosine * dy - sine * dx + (kSide - 1) / 2.0);
             double *const below = &_channels[3 * std::size_t(y * scene.width() + x)];
-            for (std::size_t i = 0; i < 3; i++) {
+            for (std::size_t i = 0; i < 3; ++i) {
                 below[i] = below[i] * (1 - color[3] * petal.alpha / 255) + color[i] * petal.alpha;
             }
         }
@@ -72,7 +72,7 @@ void PetalReference::draw(const PetalScene &scene, const PetalScene::Petal &peta
 
 PetalReference::Difference PetalReference::differenceOf(const CGPixels &pixels) const {
     Difference result;
-    for (std::size_t i = 0; i < _channels.size(); i++) {
+    for (std::size_t i = 0; i < _channels.size(); ++i) {
         const double actual = pixels[i / 3] >> 8 * (i % 3) & 255;
         const double difference = std::abs(actual - std::round(_channels[i]));
         result.largest = std::max(result.largest, difference);

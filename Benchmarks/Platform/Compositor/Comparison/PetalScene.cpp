@@ -9,7 +9,7 @@ namespace {
 // An ellipse with soft edges.
 CGPixels makePetal() {
     CGPixels pixels;
-    for (int i = 0; i < PetalScene::kPetalSide * PetalScene::kPetalSide; i++) {
+    for (int i = 0; i < PetalScene::kPetalSide * PetalScene::kPetalSide; ++i) {
         const double x = (i % PetalScene::kPetalSide + 0.5 - 32) / 28;
         const double y = (i / PetalScene::kPetalSide + 0.5 - 32) / 20.5;
         const double edge = (1 - std::sqrt(x * x + y * y)) * 10;
@@ -21,8 +21,8 @@ CGPixels makePetal() {
 
 CGPixels makeBackground(int width, int height) {
     CGPixels pixels;
-    for (int y = 0; y < height; y++) {
-        for (int x = 0; x < width; x++) {
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
             const auto red = static_cast<std::uint32_t>(x * 255 / width);
             const auto green = static_cast<std::uint32_t>(y * 255 / height);
             const auto blue = static_cast<std::uint32_t>(x ^ y) % 256;
@@ -39,7 +39,7 @@ PetalScene::PetalScene(int width, int height, int count)
       _petalPixels(makePetal()) {
     std::mt19937 random(1);
     const auto fraction = [&] { return static_cast<double>(random() % 4096) / 4096; };
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < count; ++i) {
         const double x = fraction() * width;
         const double y = fraction() * height;
         const double angle = fraction() * 6;

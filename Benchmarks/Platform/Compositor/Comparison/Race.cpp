@@ -48,7 +48,7 @@ void Race::run(int rounds) {
     for (Lane &lane : _lanes) {
         lane.framesATurn = std::max(1, static_cast<int>(kMillisecondsATurn / takeTurn(lane)));
     }
-    for (int round = 0; round < rounds; round++) {
+    for (int round = 0; round < rounds; ++round) {
         for (Lane &lane : _lanes) {
             lane.milliseconds.push_back(takeTurn(lane));
         }
@@ -62,7 +62,7 @@ double Race::takeTurn(Lane &lane) {
         lane.contender->draw();
     }
     const double before = processorTime();
-    for (int i = 0; i < lane.framesATurn; i++) {
+    for (int i = 0; i < lane.framesATurn; ++i) {
         _scene.step();
         lane.contender->draw();
     }
@@ -88,7 +88,7 @@ Race::Range Race::rangeOf(std::vector<double> values) {
 // Of the turns in one round, which met the same.
 Race::Range Race::ratiosOf(const Lane &lane) const {
     std::vector<double> ratios;
-    for (std::size_t i = 0; i < lane.milliseconds.size(); i++) {
+    for (std::size_t i = 0; i < lane.milliseconds.size(); ++i) {
         ratios.push_back(lane.milliseconds[i] / _lanes[_measure].milliseconds[i]);
     }
     return rangeOf(std::move(ratios));
