@@ -1,4 +1,5 @@
-// What a picture of petals costs, by our compositor and by what one would draw it with instead.
+// Measures the cost of a picture of petals, with our compositor and with what one would use
+// instead.
 
 #include "Benchmarks/Platform/Compositor/Comparison/Race.h"
 
@@ -11,8 +12,7 @@ namespace {
 
 const std::vector<Race::Size> kQuick = {{1280, 800, 120}, {1280, 800, 300}};
 
-// One after the other, what is needed to see how the cost grows with the petals and with the
-// picture.
+// Shows how the cost grows with the number of petals and with the size of the picture.
 const std::vector<Race::Size> kSizes = {
     {1280, 800, 30}, {1280, 800, 120}, {1280, 800, 300},  {1280, 800, 3000}, {1280, 800, 30000},
     {320, 480, 120}, {640, 480, 120},  {1920, 1080, 120}, {2560, 1440, 120}, {3840, 2160, 120}};

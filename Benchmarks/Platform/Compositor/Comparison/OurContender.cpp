@@ -8,7 +8,7 @@ namespace {
 // The scene as a layer tree: a layer with the background, and one for each petal in it.
 class OurContender final : public Contender {
   public:
-    // A display that keeps its memory has only what changed drawn.
+    // Draws only the damage if the target keeps its contents.
     OurContender(const PetalScene &scene, const PixelKernels &kernels, bool keepsMemory)
         : _scene(scene), _keepsMemory(keepsMemory), _compositor(kernels),
           _pixels(scene.background().size()) {

@@ -2,7 +2,7 @@
 
 #include "Benchmarks/Platform/Compositor/Comparison/PetalScene.h"
 
-/// A scene drawn by the formulas: bilinear samples of premultiplied texels, nothing beyond the
+/// Draws a scene by the formulas: bilinear samples of premultiplied texels, nothing beyond the
 /// petal's edge, source over destination, in double precision.
 class PetalReference {
   public:
@@ -14,8 +14,8 @@ class PetalReference {
         double mean = 0;
     };
 
-    /// Of the colours of a picture from the reference, rounded to whole levels; row by row,
-    /// 0xXXRRGGBB.
+    /// The difference of a picture's colours from the reference, which is rounded to whole levels.
+    /// The pixels are row by row, 0xXXRRGGBB.
     Difference differenceOf(const CGPixels &pixels) const;
 
   private:

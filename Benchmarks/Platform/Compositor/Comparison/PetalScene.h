@@ -23,7 +23,7 @@ class PetalScene {
     int width() const { return _width; }
     int height() const { return _height; }
 
-    /// As large as the screen, opaque.
+    /// Opaque and as large as the screen.
     const CGPixels &background() const { return _background; }
 
     /// kPetalSide × kPetalSide; 44 % of the texels show.
