@@ -13,18 +13,9 @@ void CellMask::reset(const DeviceRect &area) {
 }
 
 void CellMask::addToWords(int y, int left, int right, CellMask *again) {
-    const int first = (left >> kWordShift) - _firstWord;
-    const int last = ((right - 1) >> kWordShift) - _firstWord;
-    for (int word = first; word <= last; ++word) {
-        std::uint64_t cells = ~std::uint64_t{0};
-        if (word == first) {
-            cells &= cellsFrom(left);
-        }
-        if (word == last) {
-            cells &= cellsUpTo(right - 1);
-        }
-        addCells(indexOf(y) + static_cast<std::size_t>(word), cells, again);
-    }
+    forEachWord(left, right, [&](std::size_t word, std::uint64_t cells) {
+        addCells(indexOf(y) + word, cells, again);
+    });
 }
 
 void CellMask::add(const DeviceRect &rect, CellMask *again) {
@@ -71,8 +62,10 @@ long long CellMask::pixelCount() const {
 bool CellMask::intersects(const DeviceRect &rect) const {
     const DeviceRect inside = rect.intersection(_area);
     bool found = false;
-    for (int y = inside.top; y < inside.bottom && !found; ++y) {
-        forEachRun(y, inside.left, inside.right, [&](int, int) { found = true; });
-    }
+    forEachWord(inside.left, inside.right, [&](std::size_t word, std::uint64_t cells) {
+        for (int y = inside.top; y < inside.bottom && !found; ++y) {
+            found = (wordsOf(y)[word] & cells) != 0;
+        }
+    });
     return found;
 }

@@ -107,6 +107,17 @@ class CellMask {
         return end;
     }
 
+    // Calls action(word, cells) for each word of a row that has cells of [left, right), which may
+    // be empty; `cells` has their bits.
+    template <class Action> void forEachWord(int left, int right, const Action &action) const {
+        while (left < right) {
+            const int end = std::min((left | (kWordPixels - 1)) + 1, right);
+            action(static_cast<std::size_t>((left >> kWordShift) - _firstWord),
+                   cellsFrom(left) & cellsUpTo(end - 1));
+            left = end;
+        }
+    }
+
     void addToWords(int y, int left, int right, CellMask *again);
 
     DeviceRect _area;
