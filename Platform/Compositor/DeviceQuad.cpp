@@ -21,7 +21,7 @@ struct Interval {
     double high;
 };
 
-// The x for which low <= start + step·x <= high.
+// Solves low <= start + step·x <= high for x.
 Interval solve(double start, double step, double low, double high) {
     if (low > high || (step == 0 && (start < low || start > high))) {
         return {HUGE_VAL, -HUGE_VAL};
@@ -34,7 +34,7 @@ Interval solve(double start, double step, double low, double high) {
     return {std::min(first, second), std::max(first, second)};
 }
 
-// The whole numbers in both intervals, as [left, right) within the bounds given.
+// Narrows [left, right) to the whole numbers that lie in both intervals.
 void intersect(const Interval &a, const Interval &b, int &left, int &right) {
     const double low = std::ceil(std::max(a.low, b.low));
     const double high = std::floor(std::min(a.high, b.high)) + 1;

@@ -24,7 +24,7 @@ void blend(const Steps &source, std::uint32_t &target) {
     target = result;
 }
 
-// Which form the source has is a template argument, so that the loops do not ask for every texel.
+// The form of the source is a template argument, so that the loops do not check it for every texel.
 using GetColumn = SpriteSource::Column (SpriteSource::*)(std::ptrdiff_t, int) const;
 constexpr GetColumn kPrepared = &SpriteSource::preparedColumn;
 constexpr GetColumn kOriginal = &SpriteSource::originalColumn;

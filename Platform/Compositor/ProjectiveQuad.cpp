@@ -73,8 +73,8 @@ ProjectiveQuad::ProjectiveQuad(const Plane &u, const Plane &v, const Plane &w)
     }
 }
 
-// The part of the clip that lies in the quad or up to half a pixel beside it: so near, a pixel's
-// centre means that the pixel is covered in part.
+// The part of the clip that lies in the quad or at most half a pixel outside of it, because a pixel
+// whose centre lies there is still covered in part.
 ProjectiveQuad::Polygon ProjectiveQuad::visiblePart(const DeviceRect &clip) const {
     const auto left = static_cast<CGFloat>(clip.left);
     const auto top = static_cast<CGFloat>(clip.top);

@@ -66,7 +66,8 @@ void Sprite::findShown(const DeviceRect &clip, PolygonSpans &shown) const {
     shown.find(corners, clip);
 }
 
-// The position, in a row, of the pixel in the column of the sprite's middle.
+// The position among the texels of the pixel in a row that lies in the column of the sprite's
+// middle.
 struct SpritePainter::Line {
     std::uint64_t u;
     std::uint64_t v;
@@ -95,7 +96,8 @@ class SpritePainter::Positions {
         line.v += _stepVY;
     }
 
-    // The rest from `x` on of the piece that it lies in, up to `end` at most.
+    // The pixels from `x` to the end of the piece that `x` lies in, or to `end` if that comes
+    // first.
     SpriteRow piece(Line line, int x, int end) const {
         const int index = (x - _x + kPiece / 2) >> kPieceShift;
         const int middle = _x + index * kPiece;
@@ -114,7 +116,7 @@ class SpritePainter::Positions {
     }
 
   private:
-    // Halves of the steps to which samples round fractions.
+    // Added to round positions: half of the step in which samples take their fractions.
     static constexpr std::uint64_t kHalfStepOfU = 1 << 15;
     static constexpr std::uint64_t kHalfStepOfV = 1 << 24;
 
@@ -153,7 +155,7 @@ class SpritePainter::Inside {
                row.v + along * static_cast<std::uint32_t>(step.v) - _v.first < _v.count;
     }
 
-    // Asks only about the ends: what lies between them is inside, too.
+    // Checks only the ends of the row, because the inside is convex.
     bool holdsAll(const SpriteRow &row, const SpriteStep &step) const {
         return holds(row, step, 0) && holds(row, step, row.count - 1);
     }
