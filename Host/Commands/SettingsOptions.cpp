@@ -45,10 +45,6 @@ void SettingsOptions::declare(CLI::App &app, const WallpaperSettings &defaults) 
                    "Speed level, 0 or more, instead of the bundle's")
         ->type_name("N")
         ->check(CLI::Range(NSInteger{0}, NSInteger{2147483647}).description(""));
-    app.add_option("--threads", _settings.threads,
-                   "Threads that draw, 1 to 16; more than 1 only for very large pictures [1]")
-        ->type_name("N")
-        ->check(CLI::Range(1U, 16U).description(""));
     app.add_option("--tint", _tint, "Shades the background: #rgb, #rrggbb, #rrggbbaa or a name")
         ->type_name("COLOUR");
 }

@@ -16,9 +16,6 @@ class OffscreenPicture {
     std::size_t width() const { return _size.pixelWidth(); }
     std::size_t height() const { return _size.pixelHeight(); }
 
-    /// How many threads draw; 1 at first.
-    void setThreads(unsigned count) { _compositor.setThreads(count); }
-
     /// The tree as it is now: 0xFFRRGGBB, rows from the top; valid until the next call.
     const std::vector<std::uint32_t> &composite(CALayer &root);
 

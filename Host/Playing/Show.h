@@ -33,9 +33,6 @@ class Show : protected Display::Listener {
 
     virtual UIView &root() = 0;
 
-    /// How many threads draw; 1 at first.
-    void setThreads(unsigned count) { _compositor.setThreads(count); }
-
     /// Told to rest while the user has paused it and while nobody can see it.
     virtual void setRunning(bool running) = 0;
 

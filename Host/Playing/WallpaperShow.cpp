@@ -18,7 +18,6 @@ WallpaperSettings settingsFor(const PictureSize &size, WallpaperSettings setting
 WallpaperShow::WallpaperShow(Display &display, const WallpaperBundle &bundle,
                              const Options &options)
     : Show(display, options.seconds), _stage(bundle, settingsFor(pictureSize(), options.settings)) {
-    setThreads(options.settings.threads);
     if (!options.tracePath.empty()) {
         _trace = std::make_unique<TraceWriter>(options.tracePath, TraceWriter::Mode::Live);
     }

@@ -20,7 +20,6 @@ RenderingSession::RenderingSession(const std::string &bundlePath, Options option
       _simulatedTime({{0, 0}, _options.settings.size}, _options.settings.density),
       _bundle(bundlePath), _root(UIView::initWithFrame({{0, 0}, _options.settings.size})),
       _view(_bundle.makeView()), _picture(_options.settings) {
-    _picture.setThreads(_options.settings.threads);
     _options.settings.applyTo(*_view);
     _root->addSubview(_view.get());
     showFirstFrame();

@@ -22,9 +22,6 @@ struct WallpaperSettings : PictureSize {
 
     CGFloat offset = 0;
 
-    /// Threads that draw; more than one only for very large pictures.
-    unsigned threads = 1;
-
     /// Shades the background picture; nothing leaves it as it is.
     std::optional<CGColor> tint;
 

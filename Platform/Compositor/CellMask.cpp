@@ -13,44 +13,35 @@ void CellMask::reset(const DeviceRect &area) {
 }
 
 void CellMask::addToWords(int y, int left, int right, CellMask *again) {
-    const int first = (left >> kWordShift) - _firstWord;
-    const int last = ((right - 1) >> kWordShift) - _firstWord;
-    for (int word = first; word <= last; word++) {
-        std::uint64_t cells = ~std::uint64_t{0};
-        if (word == first) {
-            cells &= cellsFrom(left);
-        }
-        if (word == last) {
-            cells &= cellsUpTo(right - 1);
-        }
-        addCells(indexOf(y) + static_cast<std::size_t>(word), cells, again);
-    }
+    forEachWord(left, right, [&](std::size_t word, std::uint64_t cells) {
+        addCells(indexOf(y) + word, cells, again);
+    });
 }
 
 void CellMask::add(const DeviceRect &rect, CellMask *again) {
     const DeviceRect inside = rect.intersection(_area);
-    for (int y = inside.top; y < inside.bottom; y++) {
+    for (int y = inside.top; y < inside.bottom; ++y) {
         add(y, inside.left, inside.right, again);
     }
 }
 
 void CellMask::add(const CellMask &other) {
-    for (std::size_t i = 0; i < _cells.size(); i++) {
+    for (std::size_t i = 0; i < _cells.size(); ++i) {
         _cells[i] |= other._cells[i];
     }
 }
 
 void CellMask::remove(const CellMask &other) {
-    for (std::size_t i = 0; i < _cells.size(); i++) {
+    for (std::size_t i = 0; i < _cells.size(); ++i) {
         _cells[i] &= ~other._cells[i];
     }
 }
 
 void CellMask::keep(const CellMask &other) {
-    for (int y = _area.top; y < _area.bottom; y++) {
+    for (int y = _area.top; y < _area.bottom; ++y) {
         const std::uint64_t *const kept = other.wordsOf(y) + (_firstWord - other._firstWord);
         const std::size_t row = static_cast<std::size_t>(y - _area.top) * _wordsARow;
-        for (std::size_t word = 0; word < _wordsARow; word++) {
+        for (std::size_t word = 0; word < _wordsARow; ++word) {
             _cells[row + word] &= kept[word];
         }
     }
@@ -71,8 +62,10 @@ long long CellMask::pixelCount() const {
 bool CellMask::intersects(const DeviceRect &rect) const {
     const DeviceRect inside = rect.intersection(_area);
     bool found = false;
-    for (int y = inside.top; y < inside.bottom && !found; y++) {
-        forEachRun(y, inside.left, inside.right, [&](int, int) { found = true; });
-    }
+    forEachWord(inside.left, inside.right, [&](std::size_t word, std::uint64_t cells) {
+        for (int y = inside.top; y < inside.bottom && !found; ++y) {
+            found = (wordsOf(y)[word] & cells) != 0;
+        }
+    });
     return found;
 }

@@ -7,24 +7,19 @@
 #include <cstdint>
 #include <vector>
 
-/// A set of the device's pixels, told apart by cells of 16 in a row, which is what memory moves at
-/// a time. Adding and walking take time by the row, not by the pixel. Keeps its memory.
+/// A set of the device's pixels, with one bit for each cell of 16 pixels in a row: 64 bytes, which
+/// is a line of the processor's cache. Adding and walking handle up to 64 cells of a row in one
+/// step. Keeps its memory.
 class CellMask {
   public:
-    /// Pixels of a cell.
-    static constexpr int kCell = 16;
-
-    /// Where the pixel's cell begins, and where the next one does.
-    static int startOfCell(int x) { return x & -kCell; }
-    static int endOfCell(int x) { return startOfCell(x) + kCell; }
-
-    /// Forgets all; from now on the set is of the pixels of `area`, which holds no negative ones.
+    /// Empties the set; from now on it is one of the pixels of `area`, which has no negative
+    /// coordinates.
     void reset(const DeviceRect &area);
 
     const DeviceRect &area() const { return _area; }
 
-    /// Adds pixels of a row of the area, with the rest of the cells that they lie in. Cells that
-    /// are in the set already go into `again`, too, which was reset to the same area.
+    /// Adds pixels of a row of the area, and with them the rest of the cells that they lie in.
+    /// Cells that are in the set already are added to `again` as well, which has the same area.
     void add(int y, int left, int right, CellMask *again = nullptr) {
         if (left >= right) {
             return;
@@ -39,34 +34,24 @@ class CellMask {
     }
     void add(const DeviceRect &rect, CellMask *again = nullptr);
 
-    /// Adds what is in another set of the same area.
+    /// Adds another set, which has the same area.
     void add(const CellMask &other);
 
-    /// Takes out what is in the other, which has the same area.
+    /// Removes what is in the other set, which has the same area.
     void remove(const CellMask &other);
 
-    /// Takes out what is not in the other, whose area holds this one's.
+    /// Removes what is not in the other set, whose area holds this one's.
     void keep(const CellMask &other);
 
     bool isEmpty() const;
 
-    /// Of the pixels of all cells; those at the right end count as whole ones.
+    /// Counts every cell as 16 pixels, although one may reach beyond the area.
     long long pixelCount() const;
 
-    /// Whether any of these pixels' cells is in the set.
+    /// Whether the cell of any of these pixels is in the set.
     bool intersects(const DeviceRect &rect) const;
 
-    /// Eight cells of a row side by side, a bit each, the first one's the lowest; it begins at
-    /// `left`, a multiple of their width.
-    static constexpr int kEightCells = 8 * kCell;
-    unsigned eightCells(int y, int left) const {
-        return wordsOf(y)[(left >> kWordShift) - _firstWord] >> bitOf(left) & 0xFF;
-    }
-
-    /// Of eight cells, the bits of that with the pixel and of those behind it.
-    static unsigned eightFrom(int pixel) { return 0xFFU << std::clamp(pixel / kCell, 0, 8) & 0xFF; }
-
-    /// Calls run(left, right) for the pixels of [left, right) in the set, from the left.
+    /// Calls run(left, right) for each stretch of [left, right) that is in the set, from the left.
     template <class Run> void forEachRun(int y, int left, int right, const Run &run) const {
         const std::uint64_t *const row = wordsOf(y);
         while (left < right) {
@@ -84,14 +69,16 @@ class CellMask {
     }
 
   private:
+    static constexpr int kCell = 16;
     static constexpr int kCellShift = 4;
     static_assert(1 << kCellShift == kCell);
     static constexpr int kWordPixels = kCell * 64;
     static constexpr int kWordShift = 10;
 
+    static int startOfCell(int x) { return x & -kCell; }
     static int bitOf(int x) { return (x >> kCellShift) & 63; }
 
-    // Of the word that the pixel lies in.
+    // Bits of the word that the pixel lies in: from its cell on, and up to its cell.
     static std::uint64_t cellsFrom(int x) { return ~std::uint64_t{0} << bitOf(x); }
     static std::uint64_t cellsUpTo(int x) { return ~std::uint64_t{0} >> (63 - bitOf(x)); }
 
@@ -107,7 +94,7 @@ class CellMask {
         _cells[index] |= cells;
     }
 
-    // Of the run that `left` lies in.
+    // Where the run of cells in the set ends that `left` lies in; may be beyond `right`.
     int endOfRun(const std::uint64_t *row, int left, int right) const {
         int end = left;
         while (end < right) {
@@ -118,6 +105,17 @@ class CellMask {
             end = (end | (kWordPixels - 1)) + 1;
         }
         return end;
+    }
+
+    // Calls action(word, cells) for each word of a row that has cells of [left, right), which may
+    // be empty; `cells` has their bits.
+    template <class Action> void forEachWord(int left, int right, const Action &action) const {
+        while (left < right) {
+            const int end = std::min((left | (kWordPixels - 1)) + 1, right);
+            action(static_cast<std::size_t>((left >> kWordShift) - _firstWord),
+                   cellsFrom(left) & cellsUpTo(end - 1));
+            left = end;
+        }
     }
 
     void addToWords(int y, int left, int right, CellMask *again);

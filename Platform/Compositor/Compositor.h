@@ -17,9 +17,9 @@ struct CompositorTarget {
     std::size_t height = 0;
     std::size_t stride = 0;
 
-    /// How many calls of composite() ago this memory was its target, and nobody has written to it
-    /// since: 1 for the latest call, 2 where two buffers take turns, 0 when what it holds is not
-    /// known. Above 0, only what changed since then is drawn.
+    /// How many calls of composite() ago this memory was last drawn into, if nobody has written to
+    /// it since: 1 for the latest call, 2 for a display that alternates between two buffers, 0 when
+    /// its contents are not known. Above 0, only what changed since then is drawn.
     unsigned age = 0;
 };
 
@@ -29,21 +29,21 @@ class PLATFORM_EXPORT Compositor {
   public:
     virtual ~Compositor() = default;
 
-    /// Draws the tree, as its animations show it at this time of the media clock, over black. The
-    /// root's bounds lie at the target's top left corner, whatever its own position; `scale` is the
-    /// number of pixels a point and above 0. Afterwards root.needsComposite() is false. A target
-    /// without pixels is left alone.
+    /// Draws the tree over black, with its animations as they are at this time of the media clock.
+    /// The root's bounds lie at the target's top left corner, whatever its own position; `scale` is
+    /// the number of pixels a point and above 0. Afterwards root.needsComposite() is false. A
+    /// target without pixels is left alone.
     ///
-    /// Returns disjoint rectangles outside of which this picture is that of the call before: what a
-    /// display has to show anew. They are the whole target when its age is 0 or its size new, and
-    /// none when nothing changed. Valid until the next call.
+    /// Returns the damage that a display has to present: disjoint rectangles outside of which this
+    /// picture equals that of the call before. It is the whole target when the age is 0 or the size
+    /// is new, and empty when nothing changed. Valid until the next call.
     virtual const std::vector<DeviceRect> &composite(CALayer &root, const CompositorTarget &target,
                                                      CGFloat scale) = 0;
 
-    /// Animations that were seen in the last picture are still in progress: the next picture will
-    /// be another one, although root.needsComposite() is false.
+    /// Whether animations that were seen in the last picture are still in progress. If so, the next
+    /// picture will differ, although root.needsComposite() is false.
     virtual bool isAnimationInProgress() const = 0;
 
-    /// Forgets what was prepared, to give memory back; the next picture takes longer.
+    /// Frees what was prepared; the next picture takes longer.
     virtual void purge() = 0;
 };

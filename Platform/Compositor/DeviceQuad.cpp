@@ -1,24 +1,27 @@
 #include "Platform/Compositor/DeviceQuad.h"
 
+#include "Platform/Compositor/PixelArithmetic.h"
+
 #include <cmath>
 
 namespace {
 
-// Half a step of what a byte can tell, so an edge this near a pixel boundary lies on it.
+// Pixels. An edge this near a pixel boundary counts as on it: the difference in coverage is less
+// than half a level of 255.
 constexpr double kAligned = 1.0 / 1024;
 
-// Covered by less, in pixels, a pixel does not change; more than rounding adds.
+// Pixels. Less coverage than this changes no pixel, and rounding errors are smaller.
 constexpr double kUnseen = 1.0 / 65536;
 
-// Thinner than this in pixels, it would cover less than half a step of what a byte can tell.
-constexpr double kThinnest = 1.0 / 1024;
+// Pixels. A thinner quad would cover less than half a level of 255.
+constexpr double kMinThickness = 1.0 / 1024;
 
 struct Interval {
     double low;
     double high;
 };
 
-// The x for which low <= start + step·x <= high.
+// Solves low <= start + step·x <= high for x.
 Interval solve(double start, double step, double low, double high) {
     if (low > high || (step == 0 && (start < low || start > high))) {
         return {HUGE_VAL, -HUGE_VAL};
@@ -31,7 +34,7 @@ Interval solve(double start, double step, double low, double high) {
     return {std::min(first, second), std::max(first, second)};
 }
 
-// The whole numbers in both intervals, as [left, right) within the bounds given.
+// Narrows [left, right) to the whole numbers that lie in both intervals.
 void intersect(const Interval &a, const Interval &b, int &left, int &right) {
     const double low = std::ceil(std::max(a.low, b.low));
     const double high = std::floor(std::min(a.high, b.high)) + 1;
@@ -51,7 +54,7 @@ double covered(double position, double extent, double unit) {
            std::clamp((extent - position) / unit + 0.5, 0.0, 1.0) - 1;
 }
 
-// A device coordinate as a pixel edge of [low, high], when it is one or lies beyond.
+// The pixel boundary in [low, high] at a device coordinate. None when it lies between two.
 std::optional<int> pixelEdge(double value, int low, int high) {
     const double nearest = std::round(std::clamp<double>(value, low, high));
     if (value > low && value < high && std::abs(value - nearest) > kAligned) {
@@ -61,6 +64,26 @@ std::optional<int> pixelEdge(double value, int low, int high) {
 }
 
 } // namespace
+
+bool Affine::isFinite() const {
+    return std::isfinite(a) && std::isfinite(b) && std::isfinite(c) && std::isfinite(d) &&
+           std::isfinite(tx) && std::isfinite(ty);
+}
+
+Affine Affine::fromRect(double x, double y, double width, double height) const {
+    return {a * width, b * width, c * height, d * height, a * x + c * y + tx, b * x + d * y + ty};
+}
+
+std::optional<Affine> Affine::inverse() const {
+    const double determinant = a * d - b * c;
+    if (!isFinite() || determinant == 0) {
+        return std::nullopt;
+    }
+    Affine result{d / determinant, -b / determinant, -c / determinant, a / determinant, 0, 0};
+    result.tx = -(tx * result.a + ty * result.c);
+    result.ty = -(tx * result.b + ty * result.d);
+    return result.isFinite() ? std::optional(result) : std::nullopt;
+}
 
 std::optional<DeviceQuad> DeviceQuad::make(const Affine &toDevice, double width, double height) {
     const std::optional<Affine> inverse = toDevice.inverse();
@@ -74,7 +97,8 @@ std::optional<DeviceQuad> DeviceQuad::make(const Affine &toDevice, double width,
     result._height = height;
     result._unitsX = std::sqrt(inverse->a * inverse->a + inverse->c * inverse->c);
     result._unitsY = std::sqrt(inverse->b * inverse->b + inverse->d * inverse->d);
-    const bool seen = result._unitsX * kThinnest < width && result._unitsY * kThinnest < height;
+    const bool seen =
+        result._unitsX * kMinThickness < width && result._unitsY * kMinThickness < height;
     return seen ? std::optional(result) : std::nullopt;
 }
 
@@ -112,23 +136,29 @@ std::optional<DeviceRect> DeviceQuad::alignedRectWithin(const DeviceRect &clip) 
     return DeviceRect{*left, *top, *right, *bottom};
 }
 
-DeviceQuad::Span DeviceQuad::span(int y, int left, int right, double margin) const {
+bool DeviceQuad::coversWholly(const DeviceRect &area) const {
+    return area.everyCorner([this](int x, int y) {
+        return coverage(x, y) * PixelArithmetic::kFullWeight > PixelArithmetic::kFullWeight - 0.5;
+    });
+}
+
+DeviceQuad::Span DeviceQuad::span(int y, int left, int right) const {
     const double u = _inverse.tx + _inverse.c * (y + 0.5) + _inverse.a * 0.5;
     const double v = _inverse.ty + _inverse.d * (y + 0.5) + _inverse.b * 0.5;
     const double fadeX = _unitsX / 2;
     const double fadeY = _unitsY / 2;
-    const double marginX = std::max(margin, fadeX);
-    const double marginY = std::max(margin, fadeY);
     Span span{left, left, right, right};
     intersect(solve(u, _inverse.a, -fadeX, _width + fadeX),
               solve(v, _inverse.b, -fadeY, _height + fadeY), span.outerLeft, span.outerRight);
     span.innerLeft = span.outerLeft;
     span.innerRight = span.outerRight;
-    intersect(solve(u, _inverse.a, marginX, _width - marginX),
-              solve(v, _inverse.b, marginY, _height - marginY), span.innerLeft, span.innerRight);
+    intersect(solve(u, _inverse.a, fadeX, _width - fadeX),
+              solve(v, _inverse.b, fadeY, _height - fadeY), span.innerLeft, span.innerRight);
     return span;
 }
 
-double DeviceQuad::coverage(double u, double v) const {
+double DeviceQuad::coverage(int x, int y) const {
+    const double u = _inverse.tx + _inverse.c * (y + 0.5) + _inverse.a * (x + 0.5);
+    const double v = _inverse.ty + _inverse.d * (y + 0.5) + _inverse.b * (x + 0.5);
     return std::max(covered(u, _width, _unitsX), 0.0) * std::max(covered(v, _height, _unitsY), 0.0);
 }

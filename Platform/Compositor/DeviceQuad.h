@@ -1,18 +1,38 @@
 #pragma once
 
-#include "Platform/Compositor/Affine.h"
 #include "Platform/Compositor/DeviceRect.h"
 
 #include <optional>
 
-/// A parallelogram on the device, the image of the rectangle [0, width] × [0, height] under an
-/// affine map, with antialiased edges. How much of a pixel it covers is the product over both axes
-/// of the part that lies between the two edges, measured across them: exact for an upright
-/// rectangle, and 1 inside one whose edges lie on pixel boundaries.
+/// A map of the plane for row vectors: x' = a·x + c·y + tx, y' = b·x + d·y + ty.
+struct Affine {
+    double a = 1;
+    double b = 0;
+    double c = 0;
+    double d = 1;
+    double tx = 0;
+    double ty = 0;
+
+    friend bool operator==(const Affine &, const Affine &) = default;
+
+    bool isFinite() const;
+
+    /// The map that takes the unit square to where this one takes the rectangle at (x, y) with the
+    /// given sides.
+    Affine fromRect(double x, double y, double width, double height) const;
+
+    /// None when the map squeezes the plane to a line or a point, or is not finite.
+    std::optional<Affine> inverse() const;
+};
+
+/// A parallelogram on the device with antialiased edges: the image of the rectangle [0, width] ×
+/// [0, height] under an affine map. The coverage of a pixel is the product over both axes of the
+/// part that lies between the two edges, measured across them: exact for an upright rectangle, and
+/// 1 inside one whose edges lie on pixel boundaries.
 class DeviceQuad {
   public:
-    /// A row's pixels [outerLeft, outerRight) that may be covered, and those of them, [innerLeft,
-    /// innerRight), that wholly are and lie at least the asked margin inside.
+    /// The pixels [outerLeft, outerRight) of a row that may be covered, and those among them,
+    /// [innerLeft, innerRight), that are covered wholly.
     struct Span {
         int outerLeft = 0;
         int innerLeft = 0;
@@ -25,22 +45,27 @@ class DeviceQuad {
 
     const Affine &toDevice() const { return _toDevice; }
 
-    /// From pixel centres (x + 0.5, y + 0.5) to the rectangle.
+    /// Takes a pixel's centre, (x + 0.5, y + 0.5), to a point of the rectangle.
     const Affine &fromDevice() const { return _inverse; }
 
     /// The pixels of `clip` that may be covered.
     DeviceRect boundsWithin(const DeviceRect &clip) const;
 
-    /// The pixels of `clip` that may be covered are all wholly covered, and `clip` is upright.
+    /// The pixels of `clip` that are covered, if they form a rectangle and all are covered wholly.
     std::optional<DeviceRect> alignedRectWithin(const DeviceRect &clip) const;
 
-    /// Of row y, between left and right; the margin is in units of the rectangle.
-    Span span(int y, int left, int right, double margin) const;
+    /// Whether every pixel of the area, which is not empty, is covered wholly, to the precision of
+    /// weights.
+    bool coversWholly(const DeviceRect &area) const;
 
-    /// From 0 to 1, of the pixel with its centre at (u, v) of the rectangle.
-    double coverage(double u, double v) const;
+    /// The span of row y within [left, right).
+    Span span(int y, int left, int right) const;
 
-    /// Units of the rectangle a pixel, across the respective edges.
+    /// Coverage of a pixel, from 0 to 1.
+    double coverage(int x, int y) const;
+
+    /// How many units of the rectangle a pixel is long, measured across the left and right edges
+    /// and across the top and bottom ones.
     double unitsX() const { return _unitsX; }
     double unitsY() const { return _unitsY; }
 

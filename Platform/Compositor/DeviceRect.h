@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-/// A rectangle of whole pixels; right and bottom lie outside. Empty when a side is not positive.
+/// A rectangle of whole pixels of the device, whose first pixel is at the top left. The right and
+/// bottom lie outside of it. It is empty when a side is not positive.
 struct DeviceRect {
     int left = 0;
     int top = 0;
@@ -35,5 +36,11 @@ struct DeviceRect {
         }
         return {std::min(left, other.left), std::min(top, other.top), std::max(right, other.right),
                 std::max(bottom, other.bottom)};
+    }
+
+    /// Whether holds(x, y) is true of the pixels in all four corners. Must not be empty.
+    template <class Holds> bool everyCorner(const Holds &holds) const {
+        return holds(left, top) && holds(right - 1, top) && holds(left, bottom - 1) &&
+               holds(right - 1, bottom - 1);
     }
 };

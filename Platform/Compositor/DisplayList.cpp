@@ -1,23 +1,18 @@
 #include "Platform/Compositor/DisplayList.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace {
 
-constexpr std::uint32_t kFullWeight = 65536;
+using PixelArithmetic::kFullWeight;
 
-// A layer's group, mask, colour and contents. Groups are taken apart into fewer than they have
-// members.
-constexpr std::size_t kMostItemsOfLayer = 4;
+// A layer's group, mask, colour and contents. A group is split into no more items than that.
+constexpr std::size_t kMaxItemsPerLayer = 4;
 
 std::uint32_t weightOf(float opacity) {
     return static_cast<std::uint32_t>(std::min(opacity, 1.0F) * float{kFullWeight} + 0.5F);
-}
-
-std::uint32_t product(std::uint32_t first, std::uint32_t second) {
-    return static_cast<std::uint32_t>((std::uint64_t{first} * second + kFullWeight / 2) /
-                                      kFullWeight);
 }
 
 CGRect centred(const CGRect &bounds, CGFloat width, CGFloat height) {
@@ -25,7 +20,7 @@ CGRect centred(const CGRect &bounds, CGFloat width, CGFloat height) {
                       height);
 }
 
-// Where the contents lie in the layer.
+// The rectangle of the layer that the contents fill.
 CGRect contentsRect(const PresentedLayer &presented, const CGImage &image) {
     const CALayer &layer = presented.layer();
     const CGRect bounds = presented.bounds();
@@ -49,27 +44,14 @@ CGRect contentsRect(const PresentedLayer &presented, const CGImage &image) {
     return centred(bounds, width * scale, height * scale);
 }
 
-bool coversWholly(const DeviceQuad &quad, const DeviceRect &rect) {
-    const Affine &map = quad.fromDevice();
-    const auto covered = [&](int x, int y) {
-        const double u = map.a * (x + 0.5) + map.c * (y + 0.5) + map.tx;
-        const double v = map.b * (x + 0.5) + map.d * (y + 0.5) + map.ty;
-        return quad.coverage(u, v) * kFullWeight > kFullWeight - 0.5;
-    };
-    return covered(rect.left, rect.top) && covered(rect.right - 1, rect.top) &&
-           covered(rect.left, rect.bottom - 1) && covered(rect.right - 1, rect.bottom - 1);
+// Whether the mask cuts nothing off its members.
+bool isWhole(const DisplayItem &mask) {
+    const auto covers = [&](const auto &quad) { return !quad || quad->coversWholly(mask.bounds); };
+    return mask.isInPerspective() ? covers(ProjectiveQuad::make(mask.map, mask.depth))
+                                  : covers(DeviceQuad::make(mask.map, 1, 1));
 }
 
-bool isWholeMask(const DisplayItem &mask) {
-    if (mask.isInPerspective()) {
-        const auto quad = ProjectiveQuad::make(mask.map, mask.depth);
-        return !quad || quad->coversWholly(mask.bounds);
-    }
-    const auto quad = DeviceQuad::make(mask.map, 1, 1);
-    return !quad || coversWholly(*quad, mask.bounds);
-}
-
-// Puts the rectangle into the item. The result is what it may touch of the clip.
+// Gives the item the place of the rectangle, and returns the pixels of the clip that it may touch.
 DeviceRect place(DisplayItem &item, const Projection &projection, const CGRect &rect,
                  const DeviceRect &clip) {
     if (clip.isEmpty()) {
@@ -93,6 +75,44 @@ DeviceRect place(DisplayItem &item, const Projection &projection, const CGRect &
 
 } // namespace
 
+const std::vector<std::size_t> &OverlapClusters::find(const std::vector<DeviceRect> &rects) {
+    _leaders.reserve(rects.capacity());
+    _fromTop.reserve(rects.capacity());
+    _leaders.resize(rects.size());
+    std::iota(_leaders.begin(), _leaders.end(), 0);
+    _fromTop = _leaders;
+    std::sort(_fromTop.begin(), _fromTop.end(), [&](std::size_t first, std::size_t second) {
+        return rects[first].top < rects[second].top;
+    });
+    for (auto upper = _fromTop.begin(); upper != _fromTop.end(); ++upper) {
+        for (auto lower = upper + 1;
+             lower != _fromTop.end() && rects[*lower].top < rects[*upper].bottom; ++lower) {
+            if (rects[*upper].intersects(rects[*lower])) {
+                join(*upper, *lower);
+            }
+        }
+    }
+    for (std::size_t i = 0; i < rects.size(); ++i) {
+        _leaders[i] = leaderOf(i);
+    }
+    return _leaders;
+}
+
+// Shortens the path to the leader for later calls.
+std::size_t OverlapClusters::leaderOf(std::size_t index) {
+    while (_leaders[index] != index) {
+        _leaders[index] = _leaders[_leaders[index]];
+        index = _leaders[index];
+    }
+    return index;
+}
+
+void OverlapClusters::join(std::size_t first, std::size_t second) {
+    const std::size_t a = leaderOf(first);
+    const std::size_t b = leaderOf(second);
+    _leaders[std::max(a, b)] = std::min(a, b);
+}
+
 void DisplayList::build(const CALayer &root, const DeviceRect &device, double scale,
                         NSTimeInterval time) {
     clear();
@@ -102,29 +122,44 @@ void DisplayList::build(const CALayer &root, const DeviceRect &device, double sc
             addLayer(presented, Projection(presented, scale), device);
         });
     }
-    takeMemory();
+    reserve();
+    holdImages();
 }
 
-// What the tree may need at most, whichever layers overlap or are on the screen: so a later picture
-// of it takes no memory.
-void DisplayList::takeMemory() {
-    const std::size_t most = _layerCount * kMostItemsOfLayer;
+// Reserves what the tree may need at most, whichever layers overlap or are on the screen, so that a
+// later picture of it allocates nothing.
+void DisplayList::reserve() {
+    const std::size_t most = _layerCount * kMaxItemsPerLayer;
     _items.reserve(most);
     _members.reserve(most);
     _memberBounds.reserve(most);
     _next.reserve(most);
     _clustered.reserve(most);
+    _images.reserve(most);
+}
+
+// Keeps the images alive as long as the list, so that no new image can have the address of one that
+// a later list is compared with.
+void DisplayList::holdImages() {
+    const CGImage *latest = nullptr;
+    for (const DisplayItem &item : _items) {
+        if (item.image && item.image != latest) {
+            latest = item.image;
+            _images.emplace_back(item.image);
+        }
+    }
 }
 
 void DisplayList::clear() {
     _items.clear();
+    _images.clear();
     _layerCount = 0;
     _isInProgress = false;
 }
 
-/// Most layers are not animated, and pay for nothing here.
+// Does not copy the values of a layer that is not animated, as most are not.
 template <class Action> void DisplayList::present(const CALayer &layer, const Action &action) {
-    _layerCount++;
+    ++_layerCount;
     if (!layer.hasAnimationsInPlace()) {
         action(PresentedLayer(layer));
         return;
@@ -182,7 +217,7 @@ void DisplayList::addInside(const PresentedLayer &layer, const Projection &proje
     }
 }
 
-// A mask whose edges lie on pixel boundaries is a smaller clip; others take a buffer.
+// A mask whose edges lie on pixel boundaries becomes a smaller clip; others need a buffer.
 void DisplayList::addMasked(const PresentedLayer &layer, const Projection &projection,
                             const DeviceRect &clip) {
     const auto map = projection.affine();
@@ -244,18 +279,18 @@ DeviceRect DisplayList::boundsOfMembers(std::size_t index) const {
     return bounds;
 }
 
-// Now that the members are known: a mask that cuts nothing off is none.
+// Removes the mask if it cuts nothing off the members.
 void DisplayList::endMask(std::size_t index) {
     DisplayItem &mask = _items[index];
     mask.bounds = boundsOfMembers(index);
     mask.length = _items.size() - index;
-    if (mask.bounds.isEmpty() || isWholeMask(mask)) {
+    if (mask.bounds.isEmpty() || isWhole(mask)) {
         _items.erase(_items.begin() + static_cast<std::ptrdiff_t>(index));
     }
 }
 
-// Members that overlap no other fade by themselves, and only the rest needs to be drawn as one:
-// each cluster as a group of its own, since it shares no pixel with the others.
+// Replaces the group with its clusters, which share no pixel. A cluster of several members becomes
+// a group of its own; a member that overlaps no other fades by itself.
 void DisplayList::endGroup(std::size_t index) {
     _members.clear();
     _memberBounds.clear();
@@ -272,7 +307,7 @@ void DisplayList::endGroup(std::size_t index) {
             _next[member] = std::exchange(_next[leaders[member]], member);
         }
     }
-    for (std::size_t member = 0; member < count; member++) {
+    for (std::size_t member = 0; member < count; ++member) {
         if (leaders[member] == member) {
             addCluster(member, _items[index]);
         }
@@ -292,7 +327,7 @@ void DisplayList::addCluster(std::size_t leader, const DisplayItem &group) {
     _clustered[start].length = _clustered.size() - start;
     if (_next[leader] == _next.size()) {
         DisplayItem &item = _clustered[start + 1];
-        item.weight = product(item.weight, group.weight);
+        item.weight = PixelArithmetic::product(item.weight, group.weight);
         _clustered.erase(_clustered.begin() + static_cast<std::ptrdiff_t>(start));
     }
 }

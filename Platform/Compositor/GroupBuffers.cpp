@@ -18,7 +18,7 @@ void GroupBuffers::setLargest(const DeviceRect &area) {
     if (area != _largest) {
         _largest = area;
         _buffers.clear();
-        _buffers.push_back(Buffer(_largest)); // the first two petals may overlap at any time
+        _buffers.push_back(Buffer(_largest)); // petals may begin to overlap in any frame
     }
 }
 

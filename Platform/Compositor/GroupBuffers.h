@@ -6,18 +6,18 @@
 #include <deque>
 #include <vector>
 
-/// Where groups are drawn into before they are blended as one, and notes on what is in them. The
-/// memory is kept, and a buffer takes all that it may ever need at once, so that frames after the
-/// first few take none. What is never drawn into never becomes real.
+/// Buffers that groups are drawn into before they are blended as one. They are kept, and each
+/// allocates at once all that it may ever need, so that frames after the first few allocate
+/// nothing. Pages that are never drawn into never become resident.
 class GroupBuffers {
   public:
     class Buffer {
       public:
-        /// Pixels that members may change, and those of them that several may.
+        /// The pixels that members may change, and those among them that several members may.
         CellMask shown;
         CellMask shared;
 
-        /// Not cleared; valid until the buffer goes back.
+        /// Pixels to draw into; not cleared, valid until the buffer is given back.
         PixelArea pixels(const DeviceRect &area);
 
       private:
@@ -28,12 +28,13 @@ class GroupBuffers {
         CGPixels _pixels;
     };
 
-    /// From now on no area is larger than this one, within which they all lie. No buffer is taken.
+    /// Sets the size of the largest area that buffers will be taken for. Every buffer must have
+    /// been given back.
     void setLargest(const DeviceRect &area);
 
-    /// Both masks empty and for `area`. The buffer taken last goes back first.
+    /// A buffer for `area` with both masks empty. Buffers are given back in reverse order.
     Buffer &take(const DeviceRect &area);
-    void giveBack() { _taken--; }
+    void giveBack() { --_taken; }
     void purge() { _buffers.clear(); }
 
   private:

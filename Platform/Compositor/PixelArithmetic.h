@@ -2,12 +2,23 @@
 
 #include <cstdint>
 
-/// Integer arithmetic on the four channels of a premultiplied pixel at once. A spread pixel holds
-/// one channel in each 16 bits of a word: blue, red, green, alpha from the lowest. Weights are
-/// fractions of kFullWeight.
+/// Integer arithmetic on weights, which are fractions of kFullWeight, and on the four channels of a
+/// premultiplied pixel at once. A spread pixel holds one channel in each 16 bits of a word: blue,
+/// red, green, alpha from the lowest.
 namespace PixelArithmetic {
 
 inline constexpr std::uint32_t kFullWeight = 65536;
+
+/// The product of two weights, rounded to nearest.
+inline std::uint32_t product(std::uint32_t weight, std::uint32_t other) {
+    return static_cast<std::uint32_t>((std::uint64_t{weight} * other + kFullWeight / 2) /
+                                      kFullWeight);
+}
+
+/// A weight times a fraction, such as a coverage, rounded to nearest.
+inline std::uint32_t partOf(std::uint32_t weight, double fraction) {
+    return static_cast<std::uint32_t>(weight * fraction + 0.5);
+}
 
 inline std::uint64_t spread(std::uint32_t pixel) {
     return (pixel | std::uint64_t{pixel} << 24) & 0x00FF00FF00FF00FFU;
@@ -21,7 +32,7 @@ inline std::uint32_t alpha(std::uint64_t spreadPixel) {
     return static_cast<std::uint32_t>(spreadPixel >> 48);
 }
 
-/// Each channel times weight, rounded to nearest.
+/// Each channel times the weight, rounded to nearest.
 inline std::uint64_t weighted(std::uint64_t pixel, std::uint32_t weight) {
     constexpr std::uint64_t kPair = 0x000000FF000000FFU;
     constexpr std::uint64_t kHalf = 0x0000800000008000U;
@@ -38,7 +49,7 @@ inline std::uint64_t over(std::uint64_t source, std::uint64_t destination) {
     return source + ((product + (product >> 8 & kLow)) >> 8 & kLow);
 }
 
-/// Blends a spread pixel into memory.
+/// Blends a spread pixel over one in memory.
 inline void blend(std::uint64_t source, std::uint32_t &destination) {
     if (alpha(source) == 255) {
         destination = packed(source);
@@ -47,8 +58,8 @@ inline void blend(std::uint64_t source, std::uint32_t &destination) {
     }
 }
 
-/// Two rows of two texels, mixed: the right ones by `x` of 256, the rows by their weights, whose
-/// sum is the weight of the whole. Rounded once.
+/// Interpolates between two rows of two texels. `x` is the weight of the right ones, of 256; the
+/// sum of the rows' weights is the weight of the result. Rounds once.
 inline std::uint64_t bilinear(const std::uint32_t (&texels)[4], std::uint32_t x,
                               std::uint32_t topWeight, std::uint32_t bottomWeight) {
     constexpr std::uint64_t kPair = 0x0000FFFF0000FFFFU;

@@ -1,8 +1,6 @@
 #include "Platform/Compositor/PixelKernels.h"
 
-#include "Platform/Compositor/PixelTables.h"
-
-// Scalable vectors are left out: shuffles here work on blocks of 128 bits, as many as there are.
+// No scalable vectors: the shuffles below need a fixed number of blocks of 128 bits.
 #define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128 | HWY_RVV)
 
 #undef HWY_TARGET_INCLUDE
@@ -15,8 +13,8 @@ HWY_BEFORE_NAMESPACE();
 namespace {
 namespace HWY_NAMESPACE {
 
-// SSE2 lacks the shuffle and the multiplication of bytes that the loops are made of. Highway 1.0
-// does not know that target.
+// SSE2 lacks the shuffle and the multiplication of bytes that the loops are built on. Highway 1.0
+// does not define that target.
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || HWY_TARGET == HWY_SSE2
 
 const PixelKernels *kernels() { return &PixelKernels::plain(); }
@@ -45,7 +43,7 @@ using Words = hn::Vec<decltype(kWords)>;
 using Signed = hn::Vec<decltype(kSigned)>;
 using Bytes = hn::Vec<decltype(kBytes)>;
 
-// ---- What processors do in different ways
+// ---- Instructions that differ between processors
 
 #if HWY_ARCH_X86
 
@@ -58,16 +56,16 @@ HWY_INLINE __m256i packWords(__m256i a, __m256i b) { return _mm256_packus_epi16(
 HWY_INLINE __m256i addProducts(__m256i a, __m256i b) { return _mm256_madd_epi16(a, b); }
 #endif
 
-// Bytes of the first, which have no sign, times those of the second, which do, added by twos.
+// Multiplies unsigned bytes with signed ones, and adds neighbouring products.
 HWY_INLINE Signed mixed(Bytes texels, Signed weights) {
     return Signed{multiplyPairs(texels.raw, weights.raw)};
 }
 
-// Words as bytes, limited to what a byte can be: those of `low` and then those of `high`, in each
-// block.
+// Saturates words to bytes: in each block those of `low` and then those of `high`.
 HWY_INLINE Bytes packed(Signed low, Signed high) { return Bytes{packWords(low.raw, high.raw)}; }
 
-// column + row × stride, where the numbers hold these in their low and high halves.
+// Computes column + row × stride of numbers that hold the column in their low half and the row in
+// their high half.
 HWY_INLINE Numbers places(Numbers columnAndRow, std::int32_t stride) {
     return Numbers{addProducts(columnAndRow.raw, hn::Set(kNumbers, stride << 16 | 1).raw)};
 }
@@ -102,16 +100,16 @@ template <class V> HWY_INLINE Signed picked(V from, const std::uint8_t *places) 
         kSigned, hn::TableLookupBytes(hn::BitCast(kBytes, from), hn::LoadDup128(kBytes, places)));
 }
 
-// ---- Blending: words are channels of two pixels in each block, 128 steps a level. What is drawn
-// is negative, because the weights of its texels have to be.
+// ---- Blending. Words are the channels of two pixels in each block, with 128 steps a level. What
+// is drawn is negative, because the weights of its texels are.
 
-// What shows of the pixels below.
+// The weight of the pixels below.
 HWY_INLINE Words restOf(Signed source) {
     return hn::BitCast(
         kWords, hn::Add(words(PixelTables::kFullAlpha), picked(source, PixelTables::kAlpha)));
 }
 
-// Every byte of `target` is there twice.
+// `target` holds every byte twice.
 HWY_INLINE Signed blended(Signed source, Words rest, Bytes target) {
     const Signed below = hn::BitCast(kSigned, hn::MulHigh(hn::BitCast(kWords, target), rest));
     return hn::MulFixedPoint15(hn::SaturatedSub(below, source), words(PixelTables::kToLevels));
@@ -129,13 +127,13 @@ HWY_INLINE Pixels blendedOver(Signed low, Signed high, Pixels target) {
     return blendedOver(low, high, restOf(low), restOf(high), target);
 }
 
-// The first pixels of a vector. Processors with masks use them; others copy.
+// Loads the first pixels of a vector: with a mask where processors have masks, else by copying.
 HWY_INLINE Pixels loadSome(const std::uint32_t *from, std::size_t count) {
     if constexpr (kLanes > 4) {
         return hn::MaskedLoad(hn::FirstN(kPixels, count), kPixels, from);
     }
     HWY_ALIGN std::uint32_t some[kLanes] = {};
-    for (std::size_t i = 0; i < count; i++) {
+    for (std::size_t i = 0; i < count; ++i) {
         some[i] = from[i];
     }
     return hn::Load(kPixels, some);
@@ -148,12 +146,12 @@ HWY_INLINE void storeSome(Pixels pixels, std::uint32_t *to, std::size_t count) {
     }
     HWY_ALIGN std::uint32_t some[kLanes];
     hn::Store(pixels, kPixels, some);
-    for (std::size_t i = 0; i < count; i++) {
+    for (std::size_t i = 0; i < count; ++i) {
         to[i] = some[i];
     }
 }
 
-// ---- Texels: those of every fourth pixel in one vector, a pixel in each block
+// ---- Texels: a vector holds those of every fourth pixel, one pixel in each block
 
 struct Prepared {
     const std::uint8_t *texels;
@@ -194,8 +192,8 @@ struct Original {
 
 // ---- Sampling
 
-// The fraction of a position in a lane's high half, and what is left to 1 in the low one. Lanes of
-// such halves step along as the positions do.
+// The fraction of a position in a lane's high half, and one minus the fraction in its low half.
+// Both can be advanced by fractionStep() instead of computed anew.
 HWY_INLINE Words fractionsOf(Numbers positions) {
     const Words both =
         hn::BitCast(kWords, hn::OddEven(hn::BitCast(kWords, hn::ShiftLeft<16>(positions)),
@@ -209,12 +207,12 @@ HWY_INLINE Words fractionStep(std::int32_t step) {
     return hn::BitCast(kWords, hn::Set(kPixels, forwards | backwards));
 }
 
-// What pixels take of the four texels around them.
+// The weights of the four texels around each pixel.
 struct Taps {
-    Signed rows;   // in the low bytes of both halves: of the upper and of the lower texel, negative
-    Words columns; // in the halves: of the left and of the right texel
+    Signed rows;   // negative, in the low bytes of both halves: of the upper and the lower texel
+    Words columns; // in both halves: of the left and of the right texel
 
-    // Weights are in both halves.
+    // `weights` holds each pixel's weight in both halves.
     HWY_INLINE Taps(Words u, Words v, Words weights)
         : rows(hn::Sub(words(PixelTables::kUpperRow), hn::BitCast(kSigned, hn::ShiftRight<9>(v)))),
           columns(hn::MulHigh(u, weights)) {}
@@ -235,14 +233,14 @@ HWY_INLINE Signed joined(Signed first, Signed second) {
                    hn::BitCast(kSigned, hn::InterleaveUpper(kPairs, a, b)));
 }
 
-// Where the upper left one of the texels around each pixel is.
+// The offset of the upper left one of the texels around each pixel.
 HWY_INLINE Numbers offsetsOf(Numbers u, Numbers v, std::int32_t stride) {
     const Words columnAndRow =
         hn::OddEven(hn::BitCast(kWords, v), hn::BitCast(kWords, hn::ShiftRight<16>(u)));
     return places(hn::BitCast(kNumbers, columnAndRow), stride);
 }
 
-// As many pixels as a vector has, from texels.
+// One vector of sampled pixels.
 struct Drawn {
     Signed low;
     Signed high;
@@ -263,7 +261,7 @@ HWY_INLINE std::int32_t stepOfVector(std::int32_t step) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(step) * kLanes);
 }
 
-// How far the pixels of a vector lie from its first one.
+// The distances of a vector's pixels from its first one.
 HWY_INLINE Numbers distances(std::int32_t step) {
     return hn::Mul(hn::Iota(kNumbers, 0), hn::Set(kNumbers, step));
 }
@@ -286,14 +284,14 @@ template <class Texels> class InsideRows {
             drawVectors(row, offsets, last);
             return;
         }
-        for (std::int32_t i = row.count; i < std::int32_t{kLanes}; i++) {
+        for (std::int32_t i = row.count; i < std::int32_t{kLanes}; ++i) {
             offsets[i] = 0;
         }
         Drawn(_texels, offsets, tapsAt(row, 0))
             .blendSome(row.pixels, static_cast<std::size_t>(row.count));
     }
 
-    // Those behind the row's end, up to a whole vector, are of no texel.
+    // Fills whole vectors: offsets beyond the row's end are those of no texel.
     HWY_INLINE void findOffsets(const SpriteRow &row, std::int32_t *offsets) const {
         const Numbers stepU = hn::Set(kNumbers, stepOfVector(_step.u));
         const Numbers stepV = hn::Set(kNumbers, stepOfVector(_step.v));
@@ -315,7 +313,7 @@ template <class Texels> class InsideRows {
                     _weights);
     }
 
-    // The last vector may overlap the one before it, and starts from what was there before that.
+    // The last vector may overlap the one before it, so its target is read before that is drawn.
     HWY_INLINE void drawVectors(const SpriteRow &row, const std::int32_t *offsets,
                                 std::int32_t last) const {
         const Words stepU = fractionStep(stepOfVector(_step.u));
@@ -342,7 +340,7 @@ template <class Texels> class InsideRows {
     const Words _weights;
 };
 
-// Rows lie too far apart for the processor to guess the next one's place.
+// Prefetches a row of the target: rows lie too far apart for the processor to predict the next one.
 HWY_INLINE void fetch(const SpriteRow &row) {
     constexpr std::int32_t kLine = 16;
     __builtin_prefetch(row.pixels);
@@ -355,11 +353,11 @@ HWY_INLINE void drawInsideRows(const SpriteSource &source, const SpriteStep &ste
                                const SpriteRow *rows, std::size_t count, std::uint32_t weight) {
     constexpr std::size_t kAhead = 3;
     const InsideRows<Texels> inside(source, step, weight);
-    // The next row's offsets are found before they are used: they have to go through memory, which
-    // takes its time.
-    HWY_ALIGN std::int32_t offsets[2][SpriteRow::kMostPixels + kLanes];
+    // Offsets are found one row ahead of their use, because they go through memory, which takes
+    // time.
+    HWY_ALIGN std::int32_t offsets[2][SpriteRow::kMaxPixels + kLanes];
     inside.findOffsets(rows[0], offsets[0]);
-    for (std::size_t i = 0; i < count; i++) {
+    for (std::size_t i = 0; i < count; ++i) {
         fetch(rows[HWY_MIN(i + kAhead, count - 1)]);
         inside.findOffsets(rows[HWY_MIN(i + 1, count - 1)], offsets[(i + 1) % 2]);
         inside.draw(rows[i], offsets[i % 2]);
@@ -399,7 +397,7 @@ HWY_INLINE void drawEdgeRow(const SpriteSource &source, const SpriteStep &step,
 
 void drawEdges(const SpriteSource &source, const SpriteStep &step, const SpriteRow *rows,
                std::size_t count) {
-    for (const SpriteRow *row = rows; row < rows + count; row++) {
+    for (const SpriteRow *row = rows; row < rows + count; ++row) {
         if (source.pairs) {
             drawEdgeRow<Prepared>(source, step, *row);
         } else {
@@ -410,7 +408,7 @@ void drawEdges(const SpriteSource &source, const SpriteStep &step, const SpriteR
 
 // ---- Rows of pixels
 
-// Both halves of a vector of pixels as steps.
+// A vector of pixels in two halves with 16 bits a channel.
 struct Laid {
     Signed low;
     Signed high;
@@ -491,7 +489,7 @@ std::vector<const PixelKernels *> PixelKernels::all() {
         hwy::SetSupportedTargetsForTest(target);
         result.push_back(HWY_DYNAMIC_DISPATCH(kernels)());
     }
-    hwy::SetSupportedTargetsForTest(0); // asks the processor again
+    hwy::SetSupportedTargetsForTest(0); // makes Highway ask the processor again
     if (result.empty() || result.back() != &plain()) {
         result.push_back(&plain());
     }

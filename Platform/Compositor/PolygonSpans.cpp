@@ -6,19 +6,19 @@
 
 namespace {
 
-// A pixel's centre this near an edge may lie on either side of it.
+// Pixels. A centre this near an edge counts as inside, because rounding may put it on either side.
 constexpr double kTouching = 1.0 / 65536;
 
-// Edges within this many pixels are followed with whole numbers that have 32 fractional bits.
+// Pixels. Edges nearer than this are followed in integers with 32 fractional bits.
 constexpr double kNear = 1 << 28;
 
-// More than most sprites have, so that few take memory.
-constexpr std::size_t kLeastRows = 1024;
+// More rows than most sprites have, so that few sprites allocate.
+constexpr std::size_t kMinRows = 1024;
 
 std::int64_t fixed(double value) { return static_cast<std::int64_t>(value * 4294967296.0); }
 
-// The first row or column whose centre is at or behind the place given, within bounds that are not
-// negative.
+// The first row or column whose centre is not before the place, limited to [low, high], which is
+// not negative.
 int firstFrom(double place, int low, int high) {
     const double clamped = std::min<double>(std::max<double>(low, place - 0.5), high);
     const int whole = static_cast<int>(clamped);
@@ -28,7 +28,7 @@ int firstFrom(double place, int low, int high) {
 double twiceTheArea(std::span<const PolygonSpans::Point> polygon) {
     const PolygonSpans::Point &origin = polygon.front();
     double sum = 0;
-    for (std::size_t i = 2; i < polygon.size(); i++) {
+    for (std::size_t i = 2; i < polygon.size(); ++i) {
         sum += (polygon[i - 1].x - origin.x) * (polygon[i].y - origin.y) -
                (polygon[i].x - origin.x) * (polygon[i - 1].y - origin.y);
     }
@@ -48,8 +48,8 @@ void PolygonSpans::find(std::span<const Point> polygon, const DeviceRect &clip) 
     _bottom = std::max(_top, firstFrom(bottom, clip.top, clip.bottom));
     _clipLeft = clip.left;
     _clipRight = clip.right;
-    _lefts.reserve(kLeastRows);
-    _rights.reserve(kLeastRows);
+    _lefts.reserve(kMinRows);
+    _rights.reserve(kMinRows);
     _lefts.assign(static_cast<std::size_t>(_bottom - _top), std::numeric_limits<int>::max());
     _rights.assign(static_cast<std::size_t>(_bottom - _top), std::numeric_limits<int>::min());
     const Point *from = &polygon.back();
@@ -67,7 +67,7 @@ void PolygonSpans::find(std::span<const Point> polygon, const DeviceRect &clip) 
     }
 }
 
-// Downwards.
+// The edge goes downwards.
 void PolygonSpans::addEdge(const Point &from, const Point &to, int first, int end, bool isLeft) {
     const double slope = (to.x - from.x) / (to.y - from.y);
     const double start = from.x + (first + 0.5 - from.y) * slope;
@@ -80,12 +80,12 @@ void PolygonSpans::addEdge(const Point &from, const Point &to, int first, int en
     std::int64_t x = fixed(start + (isLeft ? -kTouching : kTouching) + 0.5) - 1;
     const auto index = static_cast<std::size_t>(first - _top);
     if (isLeft) {
-        for (int *left = &_lefts[index], *stop = left + (end - first); left < stop; left++) {
+        for (int *left = &_lefts[index], *stop = left + (end - first); left < stop; ++left) {
             *left = std::min(*left, static_cast<int>(x >> 32));
             x += step;
         }
     } else {
-        for (int *right = &_rights[index], *stop = right + (end - first); right < stop; right++) {
+        for (int *right = &_rights[index], *stop = right + (end - first); right < stop; ++right) {
             *right = std::max(*right, static_cast<int>(x >> 32));
             x += step;
         }
@@ -93,7 +93,7 @@ void PolygonSpans::addEdge(const Point &from, const Point &to, int first, int en
 }
 
 void PolygonSpans::addFarEdge(const Point &from, double slope, int first, int end, bool isLeft) {
-    for (int y = first; y < end; y++) {
+    for (int y = first; y < end; ++y) {
         const double x = from.x + (y + 0.5 - from.y) * slope;
         const auto index = static_cast<std::size_t>(y - _top);
         if (isLeft) {

@@ -16,7 +16,7 @@ CATransform3D translation(CGFloat x, CGFloat y) {
     return result;
 }
 
-// From the sublayer's plane into its superlayer's space.
+// Takes a point of the sublayer to its superlayer.
 CATransform3D transformInto(const PresentedLayer &sublayer, const PresentedLayer &layer) {
     const CGPoint anchor = anchorOf(sublayer);
     const CGPoint position = sublayer.position();
@@ -45,8 +45,8 @@ Projection::Projection(const PresentedLayer &sublayer, const PresentedLayer &lay
     const CATransform3D t = transformInto(sublayer, layer);
     const double plane[3][3] = {
         {t.m11, t.m12, t.m14}, {t.m21, t.m22, t.m24}, {t.m41, t.m42, t.m44}};
-    for (int row = 0; row < 3; row++) {
-        for (int column = 0; column < 3; column++) {
+    for (int row = 0; row < 3; ++row) {
+        for (int column = 0; column < 3; ++column) {
             _m[row][column] = plane[row][0] * parent._m[0][column] +
                               plane[row][1] * parent._m[1][column] +
                               plane[row][2] * parent._m[2][column];
@@ -69,7 +69,7 @@ std::optional<Affine> Projection::affine() const {
 
 Projection Projection::fromRect(const CGRect &rect) const {
     Projection result;
-    for (int column = 0; column < 3; column++) {
+    for (int column = 0; column < 3; ++column) {
         result._m[0][column] = rect.size.width * _m[0][column];
         result._m[1][column] = rect.size.height * _m[1][column];
         result._m[2][column] =

@@ -5,13 +5,13 @@
 
 namespace {
 
-// More than rounding adds, in pixels.
+// Pixels; rounding errors are smaller.
 constexpr double kUnseen = 1.0 / 65536;
 
-// Stands for farther away than any pixel.
+// Pixels; farther away than any pixel of a device.
 constexpr double kFar = 1e9;
 
-/// The x in [low, high] for which start + step·x is at least `least`.
+// Narrows [low, high] to the x for which start + step·x is at least `least`.
 void keepAtLeast(double start, double step, double least, double &low, double &high) {
     if (step > 0) {
         low = std::max(low, (least - start) / step);
@@ -22,7 +22,7 @@ void keepAtLeast(double start, double step, double least, double &low, double &h
     }
 }
 
-/// The whole numbers from low to high as [left, right), within the left and right given.
+// Narrows [left, right) to the whole numbers from low to high.
 void keepWithin(double low, double high, int &left, int &right) {
     const double from = std::clamp<double>(std::ceil(low), left, right);
     right = static_cast<int>(std::clamp<double>(std::floor(high) + 1, from, right));
@@ -36,8 +36,8 @@ double covered(double before, double after) {
 
 } // namespace
 
-/// The inverse of the map from the square to the device, row by row. Where the device's points lie
-/// in front of the viewer its last coordinate, one over the depth, is positive.
+// Inverts the map from the square to the device. The last coordinate of the inverse is one over the
+// depth, and so positive for points in front of the viewer.
 std::optional<ProjectiveQuad> ProjectiveQuad::make(const Affine &map, const Depth &depth) {
     const double determinant = map.a * (map.d * depth.one - map.ty * depth.y) -
                                map.b * (map.c * depth.one - map.tx * depth.y) +
@@ -66,14 +66,15 @@ ProjectiveQuad::ProjectiveQuad(const Plane &u, const Plane &v, const Plane &w)
     _edges = {u, rest(u), v, rest(v)};
     for (Plane &edge : _edges) {
         const double steepness = std::hypot(edge.x, edge.y);
-        // An edge that lies at infinity has the whole device on one side.
+        // The whole device lies on one side of an edge at infinity.
         edge = steepness > 0 || std::isnan(steepness)
                    ? Plane{edge.x / steepness, edge.y / steepness, edge.one / steepness}
                    : Plane{0, 0, edge.one > 0 ? kFar : -kFar};
     }
 }
 
-/// Half a pixel more than the quad on all sides: pixels are covered by whose centre is near.
+// The part of the clip that lies in the quad or at most half a pixel outside of it, because a pixel
+// whose centre lies there is still covered in part.
 ProjectiveQuad::Polygon ProjectiveQuad::visiblePart(const DeviceRect &clip) const {
     const auto left = static_cast<CGFloat>(clip.left);
     const auto top = static_cast<CGFloat>(clip.top);
@@ -120,9 +121,7 @@ DeviceRect ProjectiveQuad::boundsWithin(const DeviceRect &clip) const {
 
 bool ProjectiveQuad::coversWholly(const DeviceRect &area) const {
     return std::all_of(_edges.begin(), _edges.end(), [&area](const Plane &edge) {
-        const auto isInside = [&edge](int x, int y) { return edge.at(x + 0.5, y + 0.5) >= 0.5; };
-        return isInside(area.left, area.top) && isInside(area.right - 1, area.top) &&
-               isInside(area.left, area.bottom - 1) && isInside(area.right - 1, area.bottom - 1);
+        return area.everyCorner([&edge](int x, int y) { return edge.at(x + 0.5, y + 0.5) >= 0.5; });
     });
 }
 
@@ -144,9 +143,9 @@ ProjectiveQuad::Span ProjectiveQuad::span(int y, int left, int right) const {
     return span;
 }
 
-double ProjectiveQuad::coverage(double x, double y) const {
-    return covered(_edges[0].at(x, y), _edges[1].at(x, y)) *
-           covered(_edges[2].at(x, y), _edges[3].at(x, y));
+double ProjectiveQuad::coverage(int x, int y) const {
+    const auto distance = [&](std::size_t edge) { return _edges[edge].at(x + 0.5, y + 0.5); };
+    return covered(distance(0), distance(1)) * covered(distance(2), distance(3));
 }
 
 CGSize ProjectiveQuad::unitsWithin(const DeviceRect &clip) const {

@@ -1,8 +1,7 @@
 #include "Platform/Compositor/SoftwareCompositor.h"
 
-#include "Platform/Compositor/ChangeHistory.h"
-#include "Platform/Compositor/HeldImages.h"
-#include "Platform/Compositor/ListChanges.h"
+#include "Platform/Compositor/Damage.h"
+#include "Platform/Compositor/DisplayListPainter.h"
 #include "Platform/QuartzCore/CAAnimation.h"
 
 #include <cmath>
@@ -10,15 +9,15 @@
 
 namespace {
 
-// Device coordinates are ints, with room for sums.
+// Limits sides so that sums of device coordinates fit into an int.
 int side(std::size_t pixels) { return static_cast<int>(std::min<std::size_t>(pixels, 1 << 24)); }
 
 } // namespace
 
-// This picture's display list and the one's before, and what is known of the targets.
+// This picture's display list and the one before, and the damage of the last few pictures.
 class SoftwareCompositor::Frames {
   public:
-    explicit Frames(const PixelKernels &kernels) : _painter(kernels) {}
+    explicit Frames(const PixelKernels &kernels) : _painter(kernels, _planner) {}
 
     void draw(const CALayer &root, const PixelArea &target, unsigned age, double scale) {
         std::swap(_now, _before);
@@ -26,45 +25,46 @@ class SoftwareCompositor::Frames {
         if (scale > 0 && std::isfinite(scale)) {
             _now.build(root, target.area, scale, CACurrentMediaTime());
         }
-        _painter.beginFrame(_now, target);
-        const bool isKnown = age > 0 && target.area == _device;
-        _device = target.area;
-        CellMask &changed = _history.begin(_device);
-        if (!isKnown) {
-            _changes.skip(_now);
-            _history.setAll();
-        } else if (!_changes.find(_now, _painter, changed)) {
-            _history.setAll();
-        }
-        _images.follow(_now.items());
+        const bool isKnown = age > 0 && target.area == _planner.device();
+        _planner.beginFrame(_now, target.area);
+        findDamage(isKnown);
+        _before.clear();
         const CellMask *const missing = _history.since(age);
-        if (!missing || !missing->isEmpty()) {
-            _painter.paint(missing);
+        const bool isPainted = !missing || !missing->isEmpty();
+        if (isPainted) {
+            _painter.paint(_now, target, missing);
         }
-        _painter.endFrame();
+        _planner.endFrame(isPainted);
     }
 
-    void setThreads(unsigned count) { _painter.setThreads(count); }
     bool isInProgress() const { return _now.isInProgress(); }
     const std::vector<DeviceRect> &changed() { return _history.latestRects(); }
     const std::vector<DeviceRect> &nothing() const { return _nothing; }
 
     void purge() {
+        _planner.purge();
         _painter.purge();
         _now.clear();
-        _changes.skip(_now);
-        _images.purge();
-        _device = {};
+        _finder.skip(_now);
     }
 
   private:
+    void findDamage(bool isKnown) {
+        CellMask &damage = _history.begin(_planner.device());
+        if (!isKnown) {
+            _finder.skip(_now);
+            _history.setAll();
+        } else if (!_finder.find(_now, _planner, damage)) {
+            _history.setAll();
+        }
+    }
+
+    ItemPlanner _planner;
     DisplayListPainter _painter;
     DisplayList _now;
     DisplayList _before;
-    ListChanges _changes;
-    HeldImages _images;
-    ChangeHistory _history;
-    DeviceRect _device;
+    DamageFinder _finder;
+    DamageHistory _history;
     std::vector<DeviceRect> _nothing;
 };
 
@@ -74,10 +74,6 @@ SoftwareCompositor::SoftwareCompositor(const PixelKernels &kernels)
     : _frames(std::make_unique<Frames>(kernels)) {}
 
 SoftwareCompositor::~SoftwareCompositor() = default;
-
-void SoftwareCompositor::setThreads(unsigned count) {
-    _frames->setThreads(std::clamp(count, 1U, 16U));
-}
 
 const std::vector<DeviceRect> &
 SoftwareCompositor::composite(CALayer &root, const CompositorTarget &target, CGFloat scale) {

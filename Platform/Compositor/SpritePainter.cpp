@@ -1,25 +1,26 @@
 #include "Platform/Compositor/SpritePainter.h"
 
+#include "Platform/Compositor/PixelArithmetic.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace {
 
-// A row is drawn in pieces of this many pixels, the middle one of which has the sprite's middle in
-// its own: neither does rounding add up along a row, nor does a pixel depend on where a clip
-// begins.
-constexpr int kPiece = SpriteRow::kMostPixels;
+// A row is drawn in pieces of this many pixels, laid out from the sprite's middle: so rounding
+// errors do not add up along a row, and no pixel depends on where a clip begins.
+constexpr int kPiece = SpriteRow::kMaxPixels;
 
-// Steps along a row larger than this are left to the loops that check every position.
-constexpr std::uint32_t kMostStep = 1 << 23;
+// Rows with larger steps than this are left to the loop that checks every position.
+constexpr std::uint32_t kMaxStep = 1 << 23;
 
-// More than the rounding of positions, in texels.
-constexpr double kSafely = 1.0 / 128;
+// Texels; positions are rounded by less.
+constexpr double kSafety = 1.0 / 128;
 
-// With 32 fractional bits, and far from what overflows.
+// Converts to 32 fractional bits, limited to values that do not overflow.
 std::uint64_t fixed(double value) {
-    constexpr double kMost = 1 << 30;
-    const double bounded = std::min(std::max(-kMost, value), kMost);
+    constexpr double kMax = 1 << 30;
+    const double bounded = std::min(std::max(-kMax, value), kMax);
     return static_cast<std::uint64_t>(
         static_cast<std::int64_t>(std::floor(bounded * 4294967296.0 + 0.5)));
 }
@@ -33,7 +34,7 @@ PolygonSpans::Point onDevice(const DeviceQuad &quad, double u, double v) {
     return {map.a * u + map.c * v + map.tx, map.b * u + map.d * v + map.ty};
 }
 
-// The loops over pixels round down.
+// The weight of a part of 1. Adds one, because the loops over pixels round down.
 std::uint32_t weightOf(double part) {
     constexpr double kFull = PixelKernels::kSpriteWeight;
     return static_cast<std::uint32_t>(part > 0 ? std::min(part * kFull + 1, kFull) : 0);
@@ -46,14 +47,34 @@ std::int32_t stepOf(std::uint64_t fixedStep) {
 
 } // namespace
 
-// Where a row's pixels would begin at the column of the sprite's middle.
+// An outline that touches the picture's edge is widened to where that edge fades out.
+void Sprite::findShown(const DeviceRect &clip, PolygonSpans &shown) const {
+    const SpriteOutline &outline = texels->outline();
+    if (outline.empty || clip.isEmpty()) {
+        shown.clear();
+        return;
+    }
+    const auto widened = [](double place, int side, double units) {
+        return place <= 0 ? -units / 2 : place >= side ? side + units / 2 : place;
+    };
+    std::array<PolygonSpans::Point, SpriteOutline::kCorners> corners;
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        const SpriteOutline::Corner &corner = outline.corners[i];
+        corners[i] = onDevice(quad, widened(corner.u, texels->width(), quad.unitsX()),
+                              widened(corner.v, texels->height(), quad.unitsY()));
+    }
+    shown.find(corners, clip);
+}
+
+// The position among the texels of the pixel in a row that lies in the column of the sprite's
+// middle.
 struct SpritePainter::Line {
     std::uint64_t u;
     std::uint64_t v;
 };
 
-// Where pixels lie among the texel centres. All sums wrap around, and what lies within a picture
-// comes out right.
+// Computes the positions of pixels among the texel centres. Sums wrap around, which does no harm to
+// positions within the picture.
 class SpritePainter::Positions {
   public:
     explicit Positions(const DeviceQuad &quad, int width, int height)
@@ -75,7 +96,8 @@ class SpritePainter::Positions {
         line.v += _stepVY;
     }
 
-    // The piece of a row from `x` up to `end` at most.
+    // The pixels from `x` to the end of the piece that `x` lies in, or to `end` if that comes
+    // first.
     SpriteRow piece(Line line, int x, int end) const {
         const int index = (x - _x + kPiece / 2) >> kPieceShift;
         const int middle = _x + index * kPiece;
@@ -94,7 +116,7 @@ class SpritePainter::Positions {
     }
 
   private:
-    // Of the fractions that samples are made with.
+    // Added to round positions: half of the step in which samples take their fractions.
     static constexpr std::uint64_t kHalfStepOfU = 1 << 15;
     static constexpr std::uint64_t kHalfStepOfV = 1 << 24;
 
@@ -118,8 +140,8 @@ class SpritePainter::Positions {
     const SpriteStep step;
 };
 
-// The positions of pixels that are covered wholly and have four texels around them. Nothing outside
-// of the picture is ever read, however odd its place.
+// Tells which pixels are covered wholly and have four texels around them. Whatever the quad,
+// nothing outside of the picture is read.
 class SpritePainter::Inside {
   public:
     Inside(const SpriteTexels &texels, const DeviceQuad &quad, const SpriteStep &step)
@@ -133,16 +155,16 @@ class SpritePainter::Inside {
                row.v + along * static_cast<std::uint32_t>(step.v) - _v.first < _v.count;
     }
 
-    // A row lies inside when its ends do.
+    // Checks only the ends of the row, because the inside is convex.
     bool holdsAll(const SpriteRow &row, const SpriteStep &step) const {
         return holds(row, step, 0) && holds(row, step, row.count - 1);
     }
 
   private:
-    // Positions along one side.
+    // The positions along one axis that are inside.
     struct Side {
         Side(int texels, double unitsAPixel, std::int32_t last) {
-            const double margin = std::max(0.5, unitsAPixel / 2) + kSafely;
+            const double margin = std::max(0.5, unitsAPixel / 2) + kSafety;
             const double from = (margin - 0.5) * kUnit;
             const double to = std::min<double>((texels - margin - 0.5) * kUnit, last);
             if (from <= to) {
@@ -164,145 +186,107 @@ class SpritePainter::Inside {
     }
 
     static bool isSmall(std::int32_t step) {
-        return static_cast<std::uint32_t>(step) + kMostStep < 2 * kMostStep;
+        return static_cast<std::uint32_t>(step) + kMaxStep < 2 * kMaxStep;
     }
 
     Side _u;
     Side _v;
 };
 
-// What is being drawn.
-struct SpritePainter::Sprite {
+// A sprite that is being drawn.
+struct SpritePainter::Job {
     const PixelArea &target;
-    const SpriteTexels &texels;
+    const SpriteSource &source;
     const DeviceQuad &quad;
     const double opacity;
     const Positions positions;
     const Inside inside;
 };
 
-inline void SpritePainter::addRun(const Sprite &sprite, const Line &line, int y, int from, int to) {
+inline void SpritePainter::addRun(const Job &job, const Line &line, int y, int from, int to) {
     while (from < to) {
-        SpriteRow row = sprite.positions.piece(line, from, to);
-        row.pixels = sprite.target.at(from, y);
-        if (sprite.inside.holdsAll(row, sprite.positions.step)) {
-            addInsideRow(sprite, row);
+        SpriteRow row = job.positions.piece(line, from, to);
+        row.pixels = job.target.at(from, y);
+        if (job.inside.holdsAll(row, job.positions.step)) {
+            addInsideRow(job, row);
         } else {
-            addParts(sprite, y, row, from);
+            addParts(job, y, row, from);
         }
         from += row.count;
     }
 }
 
-inline void SpritePainter::addInsideRow(const Sprite &sprite, const SpriteRow &row) {
-    if (_insideCount == kMostRows) {
-        flush(sprite);
+inline void SpritePainter::addInsideRow(const Job &job, const SpriteRow &row) {
+    if (_insideCount == kMaxRows) {
+        flush(job);
     }
     _insideRows[_insideCount++] = row;
 }
 
-template <class Spans>
-void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const SpriteTexels &texels,
-                         const DeviceQuad &quad, std::uint32_t weight, const Spans &shown) {
-    if (shown.top() == shown.bottom()) {
+void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const Sprite &sprite,
+                         std::uint32_t weight) {
+    sprite.findShown(clip.rect, _shown);
+    if (_shown.top() == _shown.bottom()) {
         return;
     }
-    fetch(texels);
-    const Positions positions(quad, texels.width(), texels.height());
-    const Sprite sprite{target,           texels,    quad,
-                        weight / 65536.0, positions, Inside(texels, quad, positions.step)};
-    Line line = positions.line(shown.top());
-    for (int y = shown.top(); y < shown.bottom(); y++) {
-        const PolygonSpans::Span span = shown.row(y);
+    const SpriteTexels &texels = *sprite.texels;
+    const Positions positions(sprite.quad, texels.width(), texels.height());
+    const Job job{target,      texels.source(),
+                  sprite.quad, static_cast<double>(weight) / PixelArithmetic::kFullWeight,
+                  positions,   Inside(texels, sprite.quad, positions.step)};
+    Line line = positions.line(_shown.top());
+    for (int y = _shown.top(); y < _shown.bottom(); ++y) {
+        const PolygonSpans::Span span = _shown.row(y);
         clip.forEachRun(y, span.left, span.right,
-                        [&](int left, int right) { addRun(sprite, line, y, left, right); });
+                        [&](int left, int right) { addRun(job, line, y, left, right); });
         positions.goDown(line);
     }
-    flush(sprite);
+    flush(job);
 }
 
-template void SpritePainter::draw(const PixelArea &, const PaintClip &, const SpriteTexels &,
-                                  const DeviceQuad &, std::uint32_t, const PolygonSpans &);
-template void SpritePainter::draw(const PixelArea &, const PaintClip &, const SpriteTexels &,
-                                  const DeviceQuad &, std::uint32_t, const PolygonSpans::Kept &);
-
-void SpritePainter::fetch(const SpriteTexels &texels) {
-    const auto end = _fetched.begin() + _fetchedCount;
-    if (_fetchedCount < kMostFetched && std::find(_fetched.begin(), end, &texels) == end) {
-        _fetched[_fetchedCount++] = &texels;
-        texels.fetch();
-    }
-}
-
-// An outline that touches the picture's edge reaches to where that fades out.
-const PolygonSpans &SpritePainter::findShown(const SpriteTexels &texels, const DeviceQuad &quad,
-                                             const DeviceRect &clip) {
-    const SpriteOutline &outline = texels.outline();
-    if (outline.empty || clip.isEmpty()) {
-        _shown.clear();
-        return _shown;
-    }
-    const auto widened = [](double place, int side, double units) {
-        return place <= 0 ? -units / 2 : place >= side ? side + units / 2 : place;
-    };
-    std::array<PolygonSpans::Point, SpriteOutline::kCorners> corners;
-    for (std::size_t i = 0; i < corners.size(); i++) {
-        const SpriteOutline::Corner &corner = outline.corners[i];
-        corners[i] = onDevice(quad, widened(corner.u, texels.width(), quad.unitsX()),
-                              widened(corner.v, texels.height(), quad.unitsY()));
-    }
-    _shown.find(corners, clip);
-    return _shown;
-}
-
-// At most one part in the middle is inside.
-void SpritePainter::addParts(const Sprite &sprite, int y, SpriteRow row, int from) {
-    const SpriteStep &step = sprite.positions.step;
+// Splits a row: at most one part, in the middle, is inside.
+void SpritePainter::addParts(const Job &job, int y, SpriteRow row, int from) {
+    const SpriteStep &step = job.positions.step;
     int left = 0;
     int right = row.count;
-    while (left < right && !sprite.inside.holds(row, step, left)) {
-        left++;
+    while (left < right && !job.inside.holds(row, step, left)) {
+        ++left;
     }
-    while (left < right && !sprite.inside.holds(row, step, right - 1)) {
-        right--;
+    while (left < right && !job.inside.holds(row, step, right - 1)) {
+        --right;
     }
     if (left < right) {
-        addInsideRow(sprite, row.part(step, left, right));
+        addInsideRow(job, row.part(step, left, right));
     }
     if (left > 0) {
-        addEdgeRow(sprite, y, row.part(step, 0, left), from);
+        addEdgeRow(job, y, row.part(step, 0, left), from);
     }
     if (right < row.count) {
-        addEdgeRow(sprite, y, row.part(step, right, row.count), from + right);
+        addEdgeRow(job, y, row.part(step, right, row.count), from + right);
     }
 }
 
-void SpritePainter::addEdgeRow(const Sprite &sprite, int y, SpriteRow row, int from) {
-    if (_edgeCount == kMostRows || _weightCount + kPiece > kMostWeights) {
-        flush(sprite);
+void SpritePainter::addEdgeRow(const Job &job, int y, SpriteRow row, int from) {
+    if (_edgeCount == kMaxRows || _weightCount + kPiece > kMaxWeights) {
+        flush(job);
     }
-    const Affine &map = sprite.quad.fromDevice();
-    const double u = map.tx + map.c * (y + 0.5);
-    const double v = map.ty + map.d * (y + 0.5);
     std::uint32_t *const weights = &_weights[_weightCount];
-    for (int i = 0; i < row.count; i++) {
-        const double x = from + i + 0.5;
-        const double coverage = sprite.quad.coverage(u + map.a * x, v + map.b * x);
-        weights[i] = weightOf(sprite.opacity * coverage);
+    for (int i = 0; i < row.count; ++i) {
+        weights[i] = weightOf(job.opacity * job.quad.coverage(from + i, y));
     }
     row.weights = weights;
     _weightCount += static_cast<std::size_t>(row.count);
     _edgeRows[_edgeCount++] = row;
 }
 
-void SpritePainter::flush(const Sprite &sprite) {
-    const SpriteSource &source = sprite.texels.source();
+void SpritePainter::flush(const Job &job) {
+    const SpriteSource &source = job.source;
     if (_insideCount > 0) {
-        _kernels.drawInside(source, sprite.positions.step, _insideRows.data(), _insideCount,
-                            weightOf(sprite.opacity));
+        _kernels.drawInside(source, job.positions.step, _insideRows.data(), _insideCount,
+                            weightOf(job.opacity));
     }
     if (_edgeCount > 0) {
-        _kernels.drawEdges(source, sprite.positions.step, _edgeRows.data(), _edgeCount);
+        _kernels.drawEdges(source, job.positions.step, _edgeRows.data(), _edgeCount);
     }
     _insideCount = _edgeCount = _weightCount = 0;
 }

@@ -1,5 +1,5 @@
-// Measures a frame: petals in three fading layers over a background picture at 1280 × 800, drawn by
-// our compositor and, in the same run, by cairo.
+// Measures a frame of petals in three faded layers over a background picture at 1280 × 800, drawn
+// by our compositor and, in the same run, by cairo.
 
 #include "Platform/Compositor/SoftwareCompositor.h"
 
@@ -62,7 +62,7 @@ struct Scene {
         }
     }
 
-    // No frame may equal the one before.
+    // Moves and turns every petal, so that no frame equals the one before.
     void step() {
         for (Petal &petal : petals) {
             petal.y = petal.y > kHeight + kSprite ? -kSprite : petal.y + 1.3;
@@ -136,7 +136,7 @@ cairo_surface_t *surfaceOf(const CGImage &image) {
                                                static_cast<int>(image.height()), width * 4);
 }
 
-/// The background is scaled beforehand, because our compositor caches scaled pictures.
+// Scales the background beforehand, as our compositor does.
 cairo_surface_t *scaledBackground(const Scene &scene) {
     cairo_surface_t *const result = cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight);
     cairo_surface_t *const source = surfaceOf(*scene.background);
@@ -205,7 +205,7 @@ BENCHMARK(cairoSprites)
     ->Arg(300)
     ->Unit(benchmark::kMillisecond);
 
-/// The first frame, or the first one after the window was resized.
+// Measures the first frame, or the first one after the window was resized.
 void scaleBackground(benchmark::State &state) {
     const Scene scene(0);
     Tree tree(scene);

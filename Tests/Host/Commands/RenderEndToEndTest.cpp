@@ -290,20 +290,6 @@ TEST_F(Render, FillsTheSizeWhateverTheScale) {
     }
 }
 
-TEST_F(Render, GivesTheSamePictureWithAnyNumberOfThreads) {
-    const std::vector<std::string> arguments{"--seed", "5",       "--frames", "3",
-                                             "--size", "800x600", "--count",  "200"};
-    std::vector<std::string> shared = arguments;
-    shared.insert(shared.end(), {"--threads", "3"});
-    film("one.png", arguments);
-    film("three.png", shared);
-    const auto one = picture("one.png");
-    const auto three = picture("three.png");
-    ASSERT_TRUE(one && three);
-    ASSERT_EQ(one->width(), 800u);
-    EXPECT_TRUE(std::equal(one->pixels(), one->pixels() + 800 * 600, three->pixels()));
-}
-
 TEST_F(Render, PrintsNoProgressIntoAFile) {
     const ProgramRun run({"render", shippedBundle("Maple.bundle"), "-o", _folder.pathOf("x.png"),
                           "--frames", "1200"});

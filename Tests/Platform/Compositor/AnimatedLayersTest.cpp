@@ -8,7 +8,7 @@
 #include <cmath>
 #include <limits>
 
-// What is seen of layers while animations run, and when another picture is asked for.
+// The picture of layers while animations run, and when another picture is asked for.
 
 namespace {
 
@@ -22,7 +22,7 @@ Retained<CGImage> makeWaves() {
     });
 }
 
-/// A picture, and a smaller one in it, before a plain background.
+/// A picture with a smaller one in it, before a plain background.
 struct Scene {
     Retained<CALayer> root = makeFilled(0, 0, kSide, kSide, {0.2, 0.4, 0.6, 1});
     Retained<CALayer> layer = makePictureLayer(24, 30, makeWaves());
@@ -34,7 +34,7 @@ struct Scene {
     }
 };
 
-/// A way of moving, and the layer as it is then by the formula alone.
+/// An animation, and the layer as the formula alone says that it is at a time.
 struct Motion {
     const char *keyPath;
     CAAnimationValue from;
@@ -112,7 +112,7 @@ class AnimatedLayers : public SimulatedTimeTest {
         return asksForAnotherPicture();
     }
 
-    /// Compares with a scene that stands still and was drawn by the formulas.
+    /// Compares with a scene without animations whose values come from the formulas.
     void expectLike(const Scene &still) {
         draw();
         const auto expected = ReferenceRenderer(kSide, kSide, 1).render(*still.root);

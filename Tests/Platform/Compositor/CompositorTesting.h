@@ -26,7 +26,7 @@ class Canvas {
         return *this;
     }
 
-    /// Draws over what it holds, which is that many pictures old; see CompositorTarget::age.
+    /// Draws over the canvas's contents, which are `age` pictures old; see CompositorTarget::age.
     const std::vector<DeviceRect> &drawOver(unsigned age, Compositor &compositor, CALayer &root,
                                             CGFloat scale = 1) {
         return compositor.composite(root, {_pixels.data(), _width, _height, _width + kPadding, age},
@@ -49,7 +49,7 @@ class Canvas {
         return true;
     }
 
-    /// Pixels of that value.
+    /// How many pixels have that value.
     std::size_t count(std::uint32_t pixel) const {
         std::size_t result = 0;
         for (std::size_t i = 0; i < _width * _height; ++i) {
@@ -74,7 +74,7 @@ inline Retained<CALayer> makeLayer(CGFloat x, CGFloat y, CGFloat width, CGFloat 
     return layer;
 }
 
-/// The same with a background colour.
+/// A layer as from makeLayer(), with a background colour.
 inline Retained<CALayer> makeFilled(CGFloat x, CGFloat y, CGFloat width, CGFloat height,
                                     CGColor color) {
     auto layer = makeLayer(x, y, width, height);
@@ -82,7 +82,7 @@ inline Retained<CALayer> makeFilled(CGFloat x, CGFloat y, CGFloat width, CGFloat
     return layer;
 }
 
-/// An image whose pixels a function of x and y gives.
+/// An image whose pixels are the values of a function of x and y.
 inline Retained<CGImage> makeImage(NSUInteger width, NSUInteger height,
                                    const std::function<std::uint32_t(NSUInteger, NSUInteger)> &at) {
     CGPixels pixels;
@@ -97,7 +97,7 @@ inline std::uint32_t premultiplied(unsigned alpha, unsigned red, unsigned green,
     return alpha << 24 | part(red) << 16 | part(green) << 8 | part(blue);
 }
 
-/// Every texel by chance, also its alpha.
+/// An image of random texels, alpha included.
 inline Retained<CGImage> makeNoise(NSUInteger width, NSUInteger height, unsigned seed) {
     std::mt19937 random(seed);
     return makeImage(width, height, [&](NSUInteger, NSUInteger) {

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Petals in fading layers over a picture, to which things happen by chance.
+// Petals in faded layers over a picture that change in random ways.
 class RandomWallpaper {
   public:
     explicit RandomWallpaper(unsigned seed) : _random(seed) {
@@ -68,7 +68,7 @@ class RandomWallpaper {
         double angle;
     };
 
-    // Some reach to the picture's edge, some do not.
+    // Only some have texels at the picture's edge that are not transparent.
     static Retained<CGImage> makePetal(unsigned width, unsigned height, unsigned kind) {
         return makeImage(width, height, [=](auto x, auto y) {
             const double dx = (x + 0.5) / width - 0.5;
@@ -110,7 +110,7 @@ class RandomWallpaper {
         while (_petals.size() < count) {
             const auto layer = makePictureLayer(below(240), below(180), _pictures[below(3)]);
             _depths[below(3)]->addSublayer(layer.get());
-            // Some stay where they are.
+            // Some petals do not move.
             const double speed = oneIn(4) ? 0 : 0.5 + below(5);
             _petals.push_back({layer, speed, speed * (below(21) - 10.0) / 100, below(6) * 1.0});
         }
@@ -138,12 +138,12 @@ class RandomWallpaper {
     std::vector<Petal> _petals;
 };
 
-// Memory that takes turns, as a display's does.
+// Buffers that are drawn into alternately, as those of a display are.
 class TakingTurns {
   public:
     explicit TakingTurns(std::size_t count) : _buffers(count, Buffer{Canvas(1, 1), 0}) {}
 
-    // The next one, after the picture in it was brought up to date.
+    // Draws the picture into the next buffer, and returns that.
     const Canvas &draw(Compositor &compositor, RandomWallpaper &wallpaper) {
         Buffer &buffer = _buffers[_frame++ % _buffers.size()];
         const bool fits = buffer.canvas.width() == wallpaper.width() &&
@@ -176,7 +176,7 @@ bool isIn(const std::vector<DeviceRect> &rects, int x, int y) {
     });
 }
 
-// The pixel that differs outside of the rectangles, if any.
+// Describes a pixel outside of the rectangles that differs, if there is one.
 std::string differenceOutside(const std::vector<DeviceRect> &rects, const Canvas &canvas,
                               const Canvas &before) {
     if (canvas.width() != before.width() || canvas.height() != before.height()) {
@@ -204,7 +204,6 @@ std::size_t areaOf(const std::vector<DeviceRect> &rects) {
 struct Setting {
     const PixelKernels *kernels;
     std::size_t buffers;
-    unsigned threads = 1;
 };
 
 std::vector<Setting> settings() {
@@ -214,8 +213,6 @@ std::vector<Setting> settings() {
             result.push_back({kernels, buffers});
         }
     }
-    result.push_back({&PixelKernels::best(), 1, 2});
-    result.push_back({&PixelKernels::best(), 2, 5});
     return result;
 }
 
@@ -226,7 +223,6 @@ class Damage : public testing::TestWithParam<Setting> {};
 TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
     RandomWallpaper wallpaper(static_cast<unsigned>(GetParam().buffers));
     SoftwareCompositor compositor(*GetParam().kernels);
-    compositor.setThreads(GetParam().threads);
     SoftwareCompositor other(PixelKernels::best());
     TakingTurns target(GetParam().buffers);
     Canvas before(1, 1);
@@ -248,8 +244,7 @@ TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
 INSTANTIATE_TEST_SUITE_P(SoftwareCompositor, Damage, testing::ValuesIn(settings()),
                          [](const auto &info) {
                              return std::string(info.param.kernels->name) +
-                                    std::to_string(info.param.buffers) + "Buffers" +
-                                    std::to_string(info.param.threads) + "Threads";
+                                    std::to_string(info.param.buffers) + "Buffers";
                          });
 
 TEST(SoftwareCompositor, DrawsNothingAndSaysSoWhenNothingChanged) {

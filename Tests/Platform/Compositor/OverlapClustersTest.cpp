@@ -1,4 +1,4 @@
-#include "Platform/Compositor/OverlapClusters.h"
+#include "Platform/Compositor/DisplayList.h"
 
 #include <gmock/gmock.h>
 

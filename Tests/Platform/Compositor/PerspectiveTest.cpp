@@ -35,7 +35,8 @@ struct Sheet {
     Real tilt = kPi / 4;
     Real scale = 1; // pixels a point
 
-    /// Where a point of the rectangle, in fractions of it, is seen on the device.
+    /// The place on the device of a point of the rectangle, which is given in fractions of the
+    /// sides.
     Place seen(Real u, Real v) const {
         const Real x = (u - 0.5L) * width;
         const Real y = (v - 0.5L) * height;
@@ -46,8 +47,8 @@ struct Sheet {
                 (kMiddle + inY * std::cos(tilt) * nearer) * scale};
     }
 
-    /// Where the line from the eye through a point of the device meets the plane, in fractions of
-    /// the rectangle; nothing when that is behind the eye.
+    /// The point where the line from the eye through a point of the device meets the plane, in
+    /// fractions of the rectangle's sides. None when it is behind the eye.
     std::optional<Place> met(Real deviceX, Real deviceY) const {
         const Real x = deviceX / scale - kMiddle;
         const Real y = deviceY / scale - kMiddle;
@@ -69,7 +70,7 @@ struct Sheet {
 
     enum class Side { Inside, Outside, AtTheEdge };
 
-    /// Of a pixel; all within two pixels of an edge counts as being at it.
+    /// Where a pixel lies; within two pixels of an edge counts as at the edge.
     Side sideOf(int x, int y) const {
         int inside = 0;
         for (const int dx : {-2, 0, 2}) {
@@ -84,7 +85,7 @@ struct Sheet {
         return {seen(0, 0), seen(1, 0), seen(1, 1), seen(0, 1)};
     }
 
-    /// The same as a layer without colour or picture.
+    /// A layer in the place of the sheet, without colour or picture.
     Retained<CALayer> makeSheet() const {
         auto layer = makeRetained<CALayer>();
         layer->setBounds(
@@ -122,10 +123,10 @@ std::vector<Sheet> someSheets() {
     return sheets;
 }
 
-/// How much of a pixel is white.
+/// The white part of a pixel.
 Real whiteness(const Canvas &canvas, int x, int y) { return (canvas.at(x, y) & 255) / Real{255}; }
 
-/// x·X + y·Y + one: how far inside of an edge a point is, in pixels.
+/// The function x·X + y·Y + one of a point: its distance in pixels from an edge, positive inside.
 struct Line {
     Real x = 0;
     Real y = 0;
@@ -133,7 +134,7 @@ struct Line {
 
     Real at(Place place) const { return x * place.x + y * place.y + one; }
 
-    /// With what is right of the way from one place to the other inside.
+    /// The edge from one place to another; the right hand side is inside.
     static Line through(Place from, Place to) {
         const Real length = std::hypot(to.x - from.x, to.y - from.y);
         const Real x = (from.y - to.y) / length;
@@ -148,7 +149,7 @@ struct Line {
     }
 };
 
-/// The line that fits best to how far inside of it some places are.
+/// The line that fits best to the distances of some places from it.
 class LineFit {
   public:
     void add(Place place, Real inside) {
@@ -185,8 +186,8 @@ class LineFit {
     Real _meanInside = 0;
 };
 
-/// The edges as the pixels show them: a pixel that only one edge cuts is covered by as much more
-/// than half of it as its middle lies inside of that edge.
+/// The edges as the pixels show them: the coverage of a pixel that only one edge crosses is one
+/// half plus the distance of its centre from that edge.
 std::array<Line, 4> foundEdges(const Canvas &canvas, const std::array<Place, 4> &corners) {
     constexpr Real kNear = 0.45L;
     constexpr Real kFar = 3;
@@ -220,7 +221,7 @@ constexpr int kTexture = 64;
 
 unsigned wave(Real x) { return static_cast<unsigned>(127.5L + 127.5L * std::sin(x)); }
 
-/// The texture's red, green and blue of a texel.
+/// A texel's red, green and blue in the texture.
 std::array<unsigned, 3> texel(int x, int y) {
     const int column = std::clamp(x, 0, kTexture - 1);
     const int row = std::clamp(y, 0, kTexture - 1);
@@ -234,7 +235,7 @@ Retained<CGImage> makeTexture() {
     });
 }
 
-/// Between the four texels around it.
+/// Interpolates between the four texels around a point.
 Real sampled(Place place, std::size_t channel) {
     const Real x = place.x * kTexture - 0.5L;
     const Real y = place.y * kTexture - 0.5L;
@@ -257,7 +258,8 @@ Canvas drawn(const Retained<CALayer> &root, Real scale = 1) {
     return canvas;
 }
 
-/// All pixels away from the sheet's edges are of one of the two colours, and not few of each.
+/// Expects all pixels away from the sheet's edges to have one of two colours, and many to have
+/// each.
 void expectCoveredBy(const Sheet &sheet, const Canvas &canvas, std::uint32_t color) {
     int counts[2] = {};
     for (int y = 0; y < kSide; ++y) {
@@ -333,7 +335,7 @@ TEST(Perspective, DrawsTheTextureWhereTheEyeSeesIt) {
 }
 
 TEST(Perspective, CarriesSublayersOfATiltedLayerAlong) {
-    // A quarter of the sheet, as a layer of its own in it.
+    // A sublayer that covers a quarter of the sheet.
     const Sheet sheet{.turn = 0.3L};
     const auto layer = sheet.makeSheet();
     layer->addSublayer(makeFilled(60, 50, 60, 50, kGreen).get());
@@ -349,12 +351,12 @@ TEST(Perspective, CarriesSublayersOfATiltedLayerAlong) {
 }
 
 TEST(Perspective, CutsOffWhatIsBehindTheEye) {
-    // A floor from the horizon to behind the viewer.
+    // The floor reaches from the horizon to behind the viewer.
     Sheet floor{.width = 4000, .height = 4000, .middle = {100, 100}, .tilt = 80 * kPi / 180};
     expectCoveredBy(floor, drawn(floor.makeFilledTree(kRed)), 0xFFFF0000);
     floor.turn = 0.5L;
     expectCoveredBy(floor, drawn(floor.makeFilledTree(kRed)), 0xFFFF0000);
-    // A ceiling.
+    // The same as a ceiling.
     floor.tilt = -floor.tilt;
     expectCoveredBy(floor, drawn(floor.makeFilledTree(kRed)), 0xFFFF0000);
 }
@@ -383,8 +385,8 @@ TEST(Perspective, ShowsTheBackOfWhatIsTurnedAround) {
 
 using Element = CGFloat CATransform3D::*;
 
-/// A white square beside a red sheet that is seen through a transform with one element changed;
-/// just the square without any sheet.
+/// A white square beside a red sheet whose transform has one element changed; without a sheet, only
+/// the square.
 Canvas drawnWith(Element element, CGFloat number, bool hasSheet = true) {
     const Sheet sheet;
     const auto layer = sheet.makeSheet();
@@ -462,7 +464,7 @@ TEST(Perspective, FadesWhatOverlapsAsOne) {
     expectCoveredBy(sheet, drawn(sheet.makeTree(layer)), 0xFF808080);
 }
 
-// As a reduced picture does elsewhere, so that it does not shimmer while it tilts.
+// It is drawn from a smaller version of itself, so that it does not shimmer while it tilts.
 TEST(Perspective, MixesTexelsThatAreTooSmallToBeSeen) {
     const Sheet sheet;
     const auto layer = sheet.makeSheet();

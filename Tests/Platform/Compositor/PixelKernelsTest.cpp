@@ -15,7 +15,8 @@ class Random {
         return low + static_cast<std::int32_t>(below(static_cast<std::uint32_t>(high - low)));
     }
 
-    // Half of them premultiplied, some transparent, some opaque, and some that no picture has.
+    // Half of the pixels are premultiplied, some transparent, some opaque; some cannot occur in a
+    // picture.
     std::uint32_t pixel() {
         const std::uint32_t bits = _random();
         switch (below(8)) {
@@ -61,11 +62,11 @@ class EachForm : public testing::TestWithParam<const PixelKernels *> {
     const PixelKernels &form() const { return *GetParam(); }
 };
 
-// Texels of both kinds, sampled along a line that stays among them.
+// Texels of both forms, sampled along a line that stays inside the picture.
 struct Scene {
     static constexpr int kWidth = 37;
     static constexpr int kHeight = 29;
-    static constexpr int kMostPixels = 70;
+    static constexpr int kMaxPixels = 70;
 
     std::vector<std::uint8_t> pairs;
     std::vector<std::uint32_t> pixels;
@@ -78,7 +79,7 @@ struct Scene {
     explicit Scene(Random &random)
         : pairs(random.bytes(std::size_t{kWidth + 1} * kHeight * 8)),
           pixels(random.pixels(std::size_t{kWidth} * kHeight)),
-          target(random.pixels(kMostPixels + 16)), weights(kMostPixels) {
+          target(random.pixels(kMaxPixels + 16)), weights(kMaxPixels) {
         if (random.below(2)) {
             source = {pairs.data(), nullptr, kWidth + 1, (kWidth - 1) << 16, (kHeight - 1) << 16};
         } else {
@@ -88,7 +89,7 @@ struct Scene {
         for (std::uint32_t &weight : weights) {
             weight = random.below(4) ? random.below(32768) : random.below(2) * 32768;
         }
-        const std::int32_t count = random.between(1, kMostPixels);
+        const std::int32_t count = random.between(1, kMaxPixels);
         const auto along = [&](std::int32_t last, std::uint32_t &from, std::int32_t &step) {
             const std::int32_t start = random.between(0, last);
             step = (random.between(0, last) - start) / count;

@@ -18,12 +18,12 @@ struct ReferenceRenderer::Map {
     static Map translation(double x, double y) { return {{1, 0, 0, 1, x, y}}; }
 };
 
-// A rectangle seen through a map: where a pixel's centre lies in it, and how much is covered.
+// A rectangle under a map: gives the place of a pixel's centre in it, and the pixel's coverage.
 struct ReferenceRenderer::Box {
     CGRect rect;
     Map map;
 
-    // In fractions of the rectangle.
+    // Fractions of the rectangle's sides.
     std::pair<double, double> place(double x, double y) const {
         const double *m = map.m;
         const double determinant = m[0] * m[3] - m[1] * m[2];
@@ -91,7 +91,7 @@ struct Texels {
         return pixels[row * width + column];
     }
 
-    // Means of what each of fewer texels covers.
+    // Each texel of the smaller picture is the mean of the texels under it.
     void reduce(int newWidth, int newHeight) {
         std::vector<Pixel> result;
         for (int y = 0; y < newHeight; ++y) {
@@ -142,7 +142,7 @@ struct Texels {
     }
 };
 
-// Halved, rounding up, until at most two texels meet a pixel.
+// Halves the side, rounding up, until at most two texels fall on a pixel.
 int reducedSide(int side, double pixels) {
     int halvings = 0;
     while (side / pixels / (1 << halvings) > 2 && side >> halvings > 1) {

@@ -5,8 +5,8 @@
 #include <array>
 #include <vector>
 
-/// The picture of a layer tree by the formulas alone, in double precision and pixel by pixel;
-/// affine transforms only. Nothing of the compositor is used.
+/// Computes the picture of a layer tree by the formulas alone, in double precision and pixel by
+/// pixel. It uses nothing of the compositor, and knows affine transforms only.
 class ReferenceRenderer {
   public:
     /// Blue, green, red, alpha; premultiplied, 0 to 255.
@@ -15,7 +15,7 @@ class ReferenceRenderer {
 
     ReferenceRenderer(int width, int height, double scale);
 
-    /// Over black.
+    /// Draws the tree over black.
     Pixels render(const CALayer &root);
 
   private:

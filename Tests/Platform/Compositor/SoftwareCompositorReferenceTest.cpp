@@ -9,8 +9,8 @@ namespace {
 
 constexpr int kSide = 128;
 
-// Layers and pictures by chance. No picture is so large and upright that it is scaled beforehand,
-// which has a filter of its own.
+// Random layers and pictures. None is both large and upright: such a picture is scaled beforehand,
+// with another filter.
 class RandomScene {
   public:
     explicit RandomScene(unsigned seed) : _random(seed) {}

@@ -372,7 +372,7 @@ TEST(SoftwareCompositor, LetsGoOfItsImagesWhenPurged) {
     EXPECT_EQ(small->retainCount(), 2U);
 }
 
-/// Scaling it takes as long as many frames.
+/// Scaling a background takes as long as many frames.
 TEST(SoftwareCompositor, KeepsItsScaledBackgroundWhileNothingChanges) {
     const auto root = makeLayer(0, 0, 100, 80);
     auto image = makeOpaqueNoise(211, 97, 4);
@@ -461,7 +461,7 @@ const double kOddNumbers[] = {
     -1e9,   1e18,     -1e100,    1e300,
     -1e308, HUGE_VAL, -HUGE_VAL, std::numeric_limits<double>::quiet_NaN()};
 
-// A layer of every kind with one odd number in each of its fields in turn.
+// Layers of every kind, each with one odd number in one of its fields.
 void setOddField(CALayer &layer, int field, double odd) {
     CATransform3D transform = layer.transform();
     double *const entries[] = {&transform.m11, &transform.m12, &transform.m14,

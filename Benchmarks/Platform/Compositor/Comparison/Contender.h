@@ -8,15 +8,15 @@
 #include <string>
 #include <vector>
 
-/// A way to draw a scene. The scene outlives it.
+/// A program part that draws a scene. The scene must outlive it.
 class Contender {
   public:
     virtual ~Contender() = default;
 
-    /// Draws the scene as it is now, and returns when it is done.
+    /// Draws the scene as it is now, and returns when the picture is complete.
     virtual void draw() = 0;
 
-    /// The pixels of the last frame, row by row: 0xXXRRGGBB.
+    /// The latest picture, row by row: 0xXXRRGGBB.
     virtual CGPixels pixels() = 0;
 };
 
@@ -25,12 +25,12 @@ struct ContenderKind {
     std::function<std::unique_ptr<Contender>(const PetalScene &)> make;
 };
 
-/// Our compositor in every form that this processor runs, the fastest first: drawing all, and
-/// drawing what changed.
+/// Our compositor in every form that this processor runs, the fastest first: each drawing
+/// everything, and drawing only the damage.
 std::vector<ContenderKind> ourContenders();
 
 std::vector<ContenderKind> cairoContenders();
 std::vector<ContenderKind> pixmanContenders();
 
-/// OpenGL ES; null where there is no driver.
+/// OpenGL ES; empty where there is no driver.
 std::vector<ContenderKind> openGLContenders();

@@ -8,7 +8,7 @@ namespace {
 /// The scene as a layer tree: a layer with the background, and a sublayer for each petal.
 class OurContender final : public Contender {
   public:
-    // Where the display keeps its buffer, only what changed is drawn.
+    // Draws only the damage if the target keeps its contents.
     OurContender(const PetalScene &scene, const PixelKernels &kernels, bool keepsMemory)
         : _scene(scene), _keepsMemory(keepsMemory), _compositor(kernels),
           _pixels(scene.background().size()) {

@@ -2,8 +2,8 @@
 
 #include "Benchmarks/Platform/Compositor/Comparison/PetalScene.h"
 
-/// Draws a scene by the formulas in double precision: bilinear samples of premultiplied texels,
-/// transparent outside of the petal, source over destination.
+/// Draws a scene by the formulas: bilinear samples of premultiplied texels, nothing beyond the
+/// petal's edge, source over destination, in double precision.
 class PetalReference {
   public:
     explicit PetalReference(const PetalScene &scene);
@@ -14,8 +14,8 @@ class PetalReference {
         double mean = 0;
     };
 
-    /// The difference of a picture's colours from the reference, rounded to whole levels; pixels
-    /// row by row, 0xXXRRGGBB.
+    /// The difference of a picture's colours from the reference, which is rounded to whole levels.
+    /// The pixels are row by row, 0xXXRRGGBB.
     Difference differenceOf(const CGPixels &pixels) const;
 
   private:

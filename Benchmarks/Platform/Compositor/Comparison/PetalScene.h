@@ -23,7 +23,7 @@ class PetalScene {
     int width() const { return _width; }
     int height() const { return _height; }
 
-    /// The background, opaque and as large as the screen.
+    /// Opaque and as large as the screen.
     const CGPixels &background() const { return _background; }
 
     /// The petal's picture, kPetalSide × kPetalSide; 44 % of the texels are visible.

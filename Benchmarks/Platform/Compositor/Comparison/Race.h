@@ -5,8 +5,8 @@
 
 #include <cstdio>
 
-/// Lets all contenders draw one scene in turns, so that whatever else the machine does affects all
-/// alike.
+/// Measures all contenders with one scene. They take turns, so that other load on the machine slows
+/// all of them alike.
 class Race {
   public:
     struct Size {
@@ -15,18 +15,18 @@ class Race {
         int petals;
     };
 
-    /// Draws the scene once with each contender whose name begins so, and measures how far it is
-    /// from the reference.
+    /// Draws the scene once with each contender, and compares the picture with the reference. Only
+    /// contenders whose name has that beginning take part.
     Race(const Size &size, const std::string &beginning);
 
-    /// Runs the rounds. Each contender's turn takes several milliseconds.
+    /// Gives each contender that many turns of several milliseconds.
     void run(int rounds);
 
-    /// True when our pictures are at most 3 levels from the reference anywhere, and less than 0.1
-    /// on average. The table marks others that are not.
+    /// Whether our pictures are right: at most 3 levels from the reference anywhere, and less than
+    /// 0.1 on average. Where others are not, the table says so.
     bool oursAgree() const;
 
-    /// Prints the result as a table for people, and as CSV for programs.
+    /// Prints a table for people; writes lines under csvHeading() for programs.
     void print() const;
     static const char *csvHeading();
     void writeCsv(std::FILE *file) const;
@@ -43,7 +43,7 @@ class Race {
         std::unique_ptr<Contender> contender;
         PetalReference::Difference difference;
         int framesATurn = 1;
-        /// Processor time per frame of each turn.
+        /// Processor time a frame, one value for each turn.
         std::vector<double> milliseconds;
     };
 
@@ -57,6 +57,6 @@ class Race {
     PetalScene _scene;
     std::vector<Lane> _lanes;
 
-    // The contender that all others are compared with.
+    // The index of the lane that all are compared with.
     std::size_t _measure = 0;
 };
