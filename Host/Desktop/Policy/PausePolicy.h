@@ -39,8 +39,7 @@ struct PauseDecision {
     bool operator==(const PauseDecision &) const = default;
 };
 
-/// When an output's wallpaper rests. The reasons are "user", "asleep", "locked", "idle",
-/// "output-off", "fullscreen", "covered" and "battery".
+/// When an output's wallpaper rests. Docs/desktop.md lists the reasons.
 ///
 /// What can be seen by nobody rests whatever the options say: an output that is off, a machine that
 /// sleeps, and a session that does not have the screens, which counts as "locked".
