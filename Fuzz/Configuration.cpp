@@ -3,7 +3,6 @@
 // the wallpaper.
 
 #include "Host/Desktop/Configuration/Configuration.h"
-#include "Host/Desktop/Configuration/ConfigurationText.h"
 #include "Host/Support/HostError.h"
 
 #include <cstdint>
@@ -33,9 +32,9 @@ void checkMessage(const HostError &error) {
 
 void checkChoice(const WallpaperChoice &choice) {
     WallpaperChoice again;
-    for (const std::string_view key : WallpaperChoice::keys()) {
-        if (const auto text = choice.textOf(key)) {
-            require(again.trySet(key, *text).empty());
+    for (const WallpaperChoice::Key &key : WallpaperChoice::keys()) {
+        if (const auto text = choice.textOf(key.name)) {
+            require(again.trySet(key.name, *text).empty());
         }
     }
 }
@@ -53,8 +52,7 @@ void checkValues(const Configuration &configuration) {
 
 void changeWallpaper(std::string_view text, const Configuration &before) {
     try {
-        const std::string changed =
-            Lumivera::ConfigurationText::withWallpaper(text, kWallpaper, kPath);
+        const std::string changed = Lumivera::Configuration::withWallpaper(text, kWallpaper, kPath);
         const Configuration after = Configuration::parse(changed, kPath);
         require(after.choice().bundle == kWallpaper && after.isSameButForWallpaper(before));
     } catch (const HostError &error) {

@@ -31,9 +31,9 @@ bool hasControls(std::string_view text) {
 
 void checkChoice(const WallpaperChoice &choice) {
     WallpaperChoice again;
-    for (const std::string_view key : WallpaperChoice::keys()) {
-        if (const auto text = choice.textOf(key)) {
-            require(again.trySet(key, *text).empty());
+    for (const WallpaperChoice::Key &key : WallpaperChoice::keys()) {
+        if (const auto text = choice.textOf(key.name)) {
+            require(again.trySet(key.name, *text).empty());
         }
     }
     require(!choice.bundle ||

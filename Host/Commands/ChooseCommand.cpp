@@ -4,7 +4,7 @@
 #include "Host/Commands/Chooser/ChooserShow.h"
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
-#include "Host/Desktop/Control/ControlPlace.h"
+#include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/DescriptorThread.h"
@@ -78,9 +78,7 @@ void ChooseCommand::run() {
                    "Choose a wallpaper", kWithoutDisplay);
     DescriptorThread descriptors;
     options.makeView = [&](const ViewRequest &request, RemoteView::Listener &listener) {
-        const ViewProcess::Start start{request.bundle, false, request.choice, request.memory,
-                                       request.density};
-        return std::make_unique<ViewProcess>(descriptors, start, listener);
+        return std::make_unique<ViewProcess>(descriptors, ViewProcess::Start{request}, listener);
     };
     options.use = [&](const BundleListing &bundle) {
         printToStandardOutput(chosen.use(bundle.path) + "\n");

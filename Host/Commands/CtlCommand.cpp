@@ -1,7 +1,6 @@
 #include "Host/Commands/Command.h"
 
 #include "Host/Desktop/Control/ControlClient.h"
-#include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Control/ControlRequest.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"

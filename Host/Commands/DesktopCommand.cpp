@@ -1,7 +1,8 @@
 #include "Host/Commands/Command.h"
+#include "Host/Commands/SettingsOptions.h"
 
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
-#include "Host/Desktop/Control/ControlPlace.h"
+#include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Host/Desktop/DesktopHost.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
@@ -44,9 +45,8 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
         }
     };
     return [&waiter, isTrusted, tell](const ViewRequest &request, RemoteView::Listener &listener) {
-        const ViewProcess::Start start{request.bundle, isTrusted,       request.choice,
-                                       request.memory, request.density, tell};
-        return std::make_unique<ViewProcess>(waiter, start, listener);
+        return std::make_unique<ViewProcess>(waiter, ViewProcess::Start{request, isTrusted, tell},
+                                             listener);
     };
 }
 
@@ -88,7 +88,6 @@ class DesktopCommand final : public Command {
     void run() override;
 
   private:
-    void declareChoice();
     void declarePauses();
     void declareSwitch(const std::string &name, const char *help);
 
@@ -100,7 +99,7 @@ class DesktopCommand final : public Command {
 
     std::string _bundle;
     std::vector<std::string> _outputs;
-    std::map<std::string, std::string> _values;
+    ValueOptions _values;
     std::string _display = "auto";
     std::string _configuration;
     std::optional<double> _density;
@@ -115,7 +114,7 @@ void DesktopCommand::declare(CLI::App &parent) {
     _app->add_option("--output", _outputs, "Another bundle for one output; may be given again")
         ->type_name("NAME=BUNDLE")
         ->allow_extra_args(false);
-    declareChoice();
+    _values.declare(*_app);
     declarePauses();
     _app->add_option("--display", _display,
                      "The window system: auto, wayland, x11, or headless for none [auto]")
@@ -129,19 +128,6 @@ void DesktopCommand::declare(CLI::App &parent) {
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
         ->type_name("FILE");
-}
-
-/// The keys' ranges are checked by WallpaperChoice.
-void DesktopCommand::declareChoice() {
-    const auto add = [this](const std::string &option, const std::string &key, const char *help) {
-        _app->add_option("--" + option, _values[key], help)->type_name("VALUE");
-    };
-    add("count", "petals", "Petals, instead of the bundle's number");
-    add("speed", "speed", "Speed level, 0 or more, instead of the bundle's");
-    add("scale", "scale", "The wallpaper's own scale, 0.01 to 100");
-    add("offset", "offset", "Shifts the wallpaper sideways, in points");
-    add("scale-level", "scale-level", "Size of the petals, instead of 1");
-    add("tint", "tint", "Shades the background: #rgb, #rrggbb, #rrggbbaa or a name");
 }
 
 void DesktopCommand::declarePauses() {
@@ -191,11 +177,7 @@ void DesktopCommand::run() {
 
 DesktopHost::Options DesktopCommand::hostOptions() const {
     DesktopHost::Options options;
-    for (const auto &[key, value] : _values) {
-        if (!value.empty()) {
-            options.choice.set("desktop", key, value);
-        }
-    }
+    options.choice = {_values.values(), {}};
     if (!_bundle.empty()) {
         options.choice.bundle = _bundle;
     }

@@ -2,7 +2,6 @@
 
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlClient.h"
-#include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
@@ -91,7 +90,7 @@ class Trial final : private RemoteView::Listener {
             DescriptorWaiter waiter;
             const auto memory = std::make_shared<SharedBuffers>(kTrialSize, kTrialSize, 1);
             const auto refused = [this](const std::string &name) { _refused.insert(name); };
-            ViewProcess view(waiter, {bundle, false, {}, memory, 1, refused}, *this);
+            ViewProcess view(waiter, {{bundle, {}, memory, 1}, false, refused}, *this);
             view.allowDrawing(0);
             const Clock::Nanoseconds end = Clock::current().deadlineAfter(kUntilPicture);
             while (!_hasDrawn && _problem.empty() && NSRunLoop::mainRunLoop().runNextCall(end)) {

@@ -1,6 +1,6 @@
 #include "Host/Commands/SettingsOptions.h"
 
-#include "Host/Wallpapers/ColorText.h"
+#include "Host/Support/HostError.h"
 
 #include <CLI/CLI.hpp>
 
@@ -32,29 +32,38 @@ PictureSize SizeOptions::pictureSize() const {
     return size;
 }
 
+void ValueOptions::declare(CLI::App &app) {
+    for (const WallpaperChoice::Key &key : WallpaperChoice::keys()) {
+        if (!key.option.empty()) {
+            app.add_option("--" + std::string(key.option), _texts[key.name],
+                           std::string(key.help) + ": " + key.range)
+                ->type_name(key.form == WallpaperChoice::Form::Text ? "COLOUR" : "N");
+        }
+    }
+}
+
+WallpaperValues ValueOptions::values() const {
+    WallpaperChoice choice;
+    for (const auto &[name, text] : _texts) {
+        if (text && !choice.trySet(name, *text).empty()) {
+            const WallpaperChoice::Key &key = *WallpaperChoice::findKey(name);
+            throw UsageError("--" + std::string(key.option),
+                             "\"" + *text + "\" is not " + key.range);
+        }
+    }
+    return choice;
+}
+
 void SettingsOptions::declare(CLI::App &app, const WallpaperSettings &defaults) {
     _settings = defaults;
     _size.declare(app, defaults);
-    app.add_option("--scale", _settings.scale, "The wallpaper's own scale, 0.01 to 100")
-        ->type_name("S")
-        ->check(CLI::Range(0.01, 100.0).description(""));
-    app.add_option("--count", _settings.petalCount, "Petals, instead of the bundle's number")
-        ->type_name("N")
-        ->check(CLI::Range(NSUInteger{0}, kMaximumPetals).description(""));
-    app.add_option("--speed", _settings.speedLevel,
-                   "Speed level, 0 or more, instead of the bundle's")
-        ->type_name("N")
-        ->check(CLI::Range(NSInteger{0}, NSInteger{2147483647}).description(""));
-    app.add_option("--tint", _tint, "Shades the background: #rgb, #rrggbb, #rrggbbaa or a name")
-        ->type_name("COLOUR");
+    _values.declare(app);
 }
 
 WallpaperSettings SettingsOptions::settings() const {
     WallpaperSettings settings = _settings;
     static_cast<PictureSize &>(settings) = _size.pictureSize();
-    if (_tint) {
-        settings.tint = colorFromText("--tint", *_tint);
-    }
+    settings.apply(_values.values());
     return settings;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Host/Wallpapers/WallpaperSettings.h"
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -24,6 +25,18 @@ class SizeOptions {
     CGFloat _density = 1;
 };
 
+/// An option for every value that can be set of a wallpaper.
+class ValueOptions {
+  public:
+    void declare(CLI::App &app);
+
+    /// The values that the command line has; a UsageError when one makes no sense.
+    WallpaperValues values() const;
+
+  private:
+    std::map<std::string_view, std::optional<std::string>> _texts;
+};
+
 /// The options that say how a wallpaper is to be shown.
 class SettingsOptions {
   public:
@@ -35,7 +48,7 @@ class SettingsOptions {
   private:
     WallpaperSettings _settings;
     SizeOptions _size;
-    std::optional<std::string> _tint;
+    ValueOptions _values;
 };
 
 } // namespace Lumivera

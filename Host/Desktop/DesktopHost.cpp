@@ -19,11 +19,11 @@ void writePicture(const std::string &path, std::span<const std::uint32_t> pixels
     file.commit();
 }
 
-/// Takes away the values that `newer` has.
+/// Removes the values that `newer` has.
 void forgetThoseOf(const WallpaperChoice &newer, WallpaperChoice &choice) {
-    for (const std::string_view key : WallpaperChoice::keys()) {
-        if (newer.textOf(key)) {
-            choice.set("control", key, "default");
+    for (const WallpaperChoice::Key &key : WallpaperChoice::keys()) {
+        if (newer.textOf(key.name)) {
+            choice.set("control", key.name, "default");
         }
     }
 }
@@ -90,7 +90,7 @@ void DesktopHost::choose(const std::string &output, const WallpaperChoice &choic
     const auto entries = entriesOf(output);
     if (output.empty()) {
         _controlled.all.apply(choice);
-        // What was said before for one of them would hide it.
+        // Earlier choices for one output would override this one.
         for (auto &[name, earlier] : _controlled.outputs) {
             forgetThoseOf(choice, earlier);
         }
@@ -167,7 +167,7 @@ void DesktopHost::desktopLost(const std::string &reason) {
     quit();
 }
 
-/// All of them without a name.
+/// All entries when the name is empty.
 std::vector<DesktopHost::Entry *> DesktopHost::entriesOf(const std::string &output) {
     std::vector<Entry *> found;
     for (Entry &entry : _entries) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Host/Desktop/Configuration/Configuration.h"
-#include "Host/Desktop/Control/ControlTarget.h"
+#include "Host/Desktop/Control/ControlService.h"
 #include "Host/Desktop/LastGoodBundle.h"
 #include "Host/Desktop/OutputShow.h"
 #include "Host/Desktop/Policy/PausePolicy.h"
@@ -16,15 +16,15 @@
 
 namespace Lumivera {
 
-/// Shows a wallpaper on every output of a desktop, and lets each rest while its policy says so.
-/// What is shown where is decided by, from the least to the most: the bundle, the configuration,
-/// the command line, whoever controls the running host; and by each of these first for all outputs,
-/// then for the one. A changed configuration takes back what was controlled. Main thread.
+/// Shows a wallpaper on every output of a desktop, and lets each rest when PausePolicy says so.
+/// What an output shows is decided by the bundle, overridden by the configuration, the command line
+/// and then requests to the running host; each of these for all outputs, overridden for the one
+/// output. A changed configuration discards earlier requests. Main thread.
 class DesktopHost final : public ControlTarget,
                           private Desktop::Listener,
                           private OutputShow::Listener {
   public:
-    /// What the command line says about resting; without values the configuration decides.
+    /// The pause options of the command line; where one is missing, the configuration decides.
     struct PauseOverrides {
         std::optional<PauseOptions::OnBattery> onBattery;
         std::optional<bool> whenCovered;
@@ -37,20 +37,19 @@ class DesktopHost final : public ControlTarget,
         std::map<std::string, WallpaperChoice> outputChoices;
         PauseOverrides pauses;
 
-        /// Makes the views.
         ViewMaker makeView;
 
-        /// Of the bundle that is shown when none is chosen or all others fail.
+        /// The path of the bundle that is shown when none is chosen or all others fail.
         std::string shippedBundle;
 
-        /// Where the last good bundle is kept; empty for nowhere.
+        /// The file of the LastGoodBundle; empty for none.
         std::string lastGoodPath;
 
-        /// Told what whoever looks after the host should know, a line at a time.
+        /// Called with each line for the log.
         std::function<void(const std::string &line)> log;
     };
 
-    /// The desktop is not owned. Shows are there for its outputs from now on.
+    /// Shows wallpapers on the desktop's outputs from now on. The desktop is not owned.
     DesktopHost(Desktop &desktop, Options options, const Configuration &configuration);
     ~DesktopHost();
 
@@ -60,7 +59,7 @@ class DesktopHost final : public ControlTarget,
     void setConfiguration(const Configuration &configuration);
     void setSession(const SessionState &session);
 
-    /// Why the window system has gone; empty while it is there. The main run loop was stopped then.
+    /// The reason why the window system is gone, which stops the main run loop; else empty.
     const std::string &lossReason() const { return _lossReason; }
 
     std::vector<OutputStatus> status(const std::string &output) override;
@@ -73,7 +72,7 @@ class DesktopHost final : public ControlTarget,
     void quit() override;
 
   private:
-    /// Choices for all outputs and, over them, for one.
+    /// A choice for all outputs and those that override it for one output.
     struct Layer {
         WallpaperChoice all;
         std::map<std::string, WallpaperChoice> outputs;

@@ -10,7 +10,7 @@ namespace Lumivera {
 
 namespace {
 
-constexpr std::size_t kLongestPath = 4096;
+constexpr std::size_t kMaxPath = 4096;
 
 } // namespace
 
@@ -18,7 +18,7 @@ LastGoodBundle::LastGoodBundle(std::string filePath) : _filePath(std::move(fileP
     std::error_code error;
     if (std::filesystem::is_regular_file(_filePath, error)) {
         std::ifstream file(_filePath, std::ios::binary);
-        std::string line(kLongestPath, '\0');
+        std::string line(kMaxPath, '\0');
         file.read(line.data(), static_cast<std::streamsize>(line.size()));
         line.resize(static_cast<std::size_t>(file.gcount()));
         _path = line.substr(0, line.find_first_of(std::string_view("\n\0", 2)));
@@ -40,7 +40,7 @@ void LastGoodBundle::set(const std::string &path) {
         file.write(_path + "\n");
         file.commit();
     } catch (const std::exception &) {
-        // It counts for as long as the host runs.
+        // The path still counts while this host runs.
     }
 }
 

@@ -4,20 +4,20 @@
 
 namespace Lumivera {
 
-/// The bundle that last ran for a while without harm, kept in a file of the user's state folder
-/// from one start of the host to the next. Main thread.
+/// The last bundle that ran for a while without failing. A file in the user's state folder keeps it
+/// between runs of the host. Main thread.
 class LastGoodBundle {
   public:
-    /// Reads the file; without one there is no such bundle. An empty path keeps nothing.
+    /// Reads the file, which may be missing. With an empty path nothing is kept.
     explicit LastGoodBundle(std::string filePath);
 
-    /// Its path; empty when there is none.
+    /// The bundle's path; empty when there is none.
     const std::string &path() const { return _path; }
 
-    /// Writes the file when this is news. One that cannot be written changes nothing else.
+    /// Writes the file if the path has changed. Ignores a file that cannot be written.
     void set(const std::string &path);
 
-    /// Where the file of this user is.
+    /// The path of this user's file.
     static std::string userFilePath();
 
   private:

@@ -9,43 +9,50 @@ namespace Lumivera {
 
 namespace {
 
+constexpr Clock::Nanoseconds kSecond = 1'000'000'000;
 constexpr unsigned kPictures = 2;
 constexpr NSTimeInterval kSettlingTime = 0.1;
 constexpr NSTimeInterval kUntilStandIn = 2;
 constexpr NSTimeInterval kProof = 10;
-constexpr int kMostQuickEnds = 2;
-constexpr NSTimeInterval kFirstRetry = 10;
-constexpr NSTimeInterval kLongestRetry = 600;
+constexpr int kMaxQuickEnds = 2;
+constexpr NSTimeInterval kMinRetry = 10;
+constexpr NSTimeInterval kMaxRetry = 600;
 constexpr NSTimeInterval kPicturePatience = 0.5;
 
-/// True when a value has gone: what it was before, only a new view knows.
-template <class Value>
-bool isLost(const std::optional<Value> &before, const std::optional<Value> &now) {
-    return before && !now;
-}
-
+/// A view cannot change its bundle or its tint, nor return to a value that its bundle decides.
 bool takesNewView(const WallpaperChoice &before, const WallpaperChoice &now) {
-    return before.bundle != now.bundle || before.tint != now.tint ||
-           isLost(before.petals, now.petals) || isLost(before.speed, now.speed) ||
-           isLost(before.scale, now.scale) || isLost(before.offset, now.offset) ||
-           isLost(before.scaleLevel, now.scaleLevel);
+    return before.bundle != now.bundle || before.tint != now.tint || now.lacksAnyOf(before);
 }
 
-/// Whether the bundle is not to be begun once more; counts its quick ends.
-bool isGivenUp(const ViewSlot &ended, bool isHopeless, int &quickEnds) {
-    const Clock::Nanoseconds age = Clock::current().now() - ended.startTime;
-    const bool isQuick = age < Clock::nanoseconds(kProof);
+/// Counts the quick ends of a bundle. True when it is not to be begun again.
+bool isGivenUp(Clock::Nanoseconds startTime, bool isHopeless, int &quickEnds) {
+    const bool isQuick = Clock::current().now() - startTime < Clock::nanoseconds(kProof);
     quickEnds = isQuick ? quickEnds + 1 : 0;
-    return isHopeless || quickEnds >= kMostQuickEnds;
+    return isHopeless || quickEnds >= kMaxQuickEnds;
 }
 
 } // namespace
+
+void FrameRate::countFrame(Clock::Nanoseconds now) { _times[_frames++ % _times.size()] = now; }
+
+double FrameRate::perSecond(Clock::Nanoseconds now) const {
+    const std::uint64_t known = std::min<std::uint64_t>(_frames, _times.size());
+    if (known < 2) {
+        return 0;
+    }
+    const Clock::Nanoseconds last = _times[(_frames - 1) % _times.size()];
+    const Clock::Nanoseconds first = _times[(_frames - known) % _times.size()];
+    if (now - last > kSecond || last <= first) {
+        return 0;
+    }
+    return static_cast<double>(known - 1) * kSecond / static_cast<double>(last - first);
+}
 
 OutputShow::OutputShow(DesktopSurface &surface, ViewMaker makeView, LastGoodBundle &lastGood,
                        std::string shippedBundle, Listener &listener)
     : _surface(surface), _makeView(std::move(makeView)), _lastGood(lastGood),
       _shippedBundle(std::move(shippedBundle)), _listener(listener), _begin([this] { begin(); }),
-      _lendStandIn([this] { beginStandIn(); }), _prove([this] { prove(); }),
+      _beginStandIn([this] { beginStandIn(); }), _prove([this] { prove(); }),
       _readPictureAnyway([this] { servePictureReaders(); }) {
     _surface.setListener(this);
 }
@@ -60,8 +67,7 @@ void OutputShow::choose(const WallpaperChoice &choice, bool isAnew) {
     if (isAnew || _candidates.empty() || takesNewView(before, choice)) {
         beginChoice();
     } else {
-        setEverywhere(choice);
-        updatePetals();
+        updateAllValues();
     }
 }
 
@@ -73,7 +79,7 @@ void OutputShow::setRunning(bool isRunning) {
 void OutputShow::setHalved(bool isHalved) {
     if (isHalved != _isHalved) {
         _isHalved = isHalved;
-        updatePetals();
+        updateAllValues();
     }
 }
 
@@ -115,8 +121,8 @@ OutputStatus OutputShow::status() const {
     return status;
 }
 
-/// While the view rests, nobody draws into the picture that is shown; otherwise the next one is
-/// waited for, which nobody draws into before it is shown.
+/// Reads the visible picture of a resting view at once, because nobody draws into it. A running
+/// view may, so its next picture is read before it is presented.
 void OutputShow::readPicture(PictureReader reader) {
     _pictureReaders.push_back(std::move(reader));
     if (_shown && _isRunning) {
@@ -138,10 +144,10 @@ void OutputShow::servePictureReaders() {
     }
 }
 
-/// What is shown stays until there is something of the new size.
+/// Keeps the visible picture until there is one of the new size.
 void OutputShow::surfaceGeometryChanged() {
     updateRunning();
-    const std::optional<ViewSlot> &wanted = _coming ? _coming : _shown;
+    const std::optional<Slot> &wanted = _coming ? _coming : _shown;
     if (!wanted) {
         begin();
     } else if (wanted->geometry != _surface.geometry()) {
@@ -162,7 +168,7 @@ void OutputShow::bufferWanted(unsigned index) {
 
 void OutputShow::viewDrew(RemoteView &view, unsigned index, const std::vector<DeviceRect> &rects) {
     if (_coming && _coming->view.get() == &view) {
-        _lendStandIn.cancel();
+        _beginStandIn.cancel();
         _standIn.reset();
         forgetStandIns();
         show(_coming);
@@ -177,7 +183,7 @@ void OutputShow::viewDrew(RemoteView &view, unsigned index, const std::vector<De
 }
 
 void OutputShow::viewEnded(RemoteView &view, const std::string &reason, bool isHopeless) {
-    const auto take = [&view](std::optional<ViewSlot> &slot) {
+    const auto take = [&view](std::optional<Slot> &slot) {
         return slot && slot->view.get() == &view ? std::exchange(slot, std::nullopt) : std::nullopt;
     };
     const auto coming = take(_coming);
@@ -198,14 +204,14 @@ void OutputShow::viewEnded(RemoteView &view, const std::string &reason, bool isH
     } else if (!_coming) {
         wantedViewEnded(*ended, reason, isHopeless);
     } else {
-        _lendStandIn.callAfter(kUntilStandIn);
+        _beginStandIn.callAfter(kUntilStandIn);
     }
 }
 
-/// What the surface shows stays there meanwhile.
-void OutputShow::wantedViewEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless) {
+/// The surface keeps showing its picture meanwhile.
+void OutputShow::wantedViewEnded(const Slot &slot, const std::string &reason, bool isHopeless) {
     const std::string what = description(slot, reason);
-    if (isGivenUp(slot, isHopeless, _quickEnds)) {
+    if (isGivenUp(slot.startTime, isHopeless, _quickEnds)) {
         fallBack(what);
     } else {
         _listener.outputSays(what + "; it is begun anew");
@@ -213,8 +219,9 @@ void OutputShow::wantedViewEnded(const ViewSlot &slot, const std::string &reason
     }
 }
 
-void OutputShow::standInEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless) {
-    if (isGivenUp(slot, isHopeless, _quickStandInEnds) && slot.bundle == standInBundle()) {
+void OutputShow::standInEnded(const Slot &slot, const std::string &reason, bool isHopeless) {
+    if (isGivenUp(slot.startTime, isHopeless, _quickStandInEnds) &&
+        slot.bundle == standInBundle()) {
         _standInIndex = standInIndex() + 1;
         _quickStandInEnds = 0;
     }
@@ -230,7 +237,7 @@ void OutputShow::standInEnded(const ViewSlot &slot, const std::string &reason, b
     beginStandIn();
 }
 
-std::string OutputShow::description(const ViewSlot &slot, const std::string &reason) const {
+std::string OutputShow::description(const Slot &slot, const std::string &reason) const {
     const bool namesBundle = reason.find(slot.bundle) != std::string::npos;
     return name() + ": " + (namesBundle ? reason : slot.bundle + ": " + reason);
 }
@@ -243,9 +250,9 @@ void OutputShow::fallBack(const std::string &what) {
         return;
     }
     _candidateIndex = 0;
-    _lendStandIn.cancel();
+    _beginStandIn.cancel();
     forgetStandIns();
-    _retryDelay = std::clamp(_retryDelay * 2, kFirstRetry, kLongestRetry);
+    _retryDelay = std::clamp(_retryDelay * 2, kMinRetry, kMaxRetry);
     _listener.outputSays(what + "; nothing else can be shown, so all is tried again in " +
                          std::to_string(std::lround(_retryDelay)) + " s");
     _begin.callAfter(_retryDelay);
@@ -275,22 +282,23 @@ void OutputShow::begin() {
     }
     _coming = makeSlot(candidate());
     if (!_coming) {
-        _begin.callAfter(kFirstRetry);
+        _begin.callAfter(kMinRetry);
     } else if (!_shown && !_standIn) {
-        _lendStandIn.callAfter(kUntilStandIn);
+        _beginStandIn.callAfter(kUntilStandIn);
     }
 }
 
-/// Nothing when there can be no view now.
-std::optional<ViewSlot> OutputShow::makeSlot(const std::string &bundle) {
-    ViewSlot slot;
+/// Nothing when no view can be made now.
+std::optional<OutputShow::Slot> OutputShow::makeSlot(const std::string &bundle) {
+    Slot slot;
     slot.bundle = bundle;
     slot.geometry = _surface.geometry();
     slot.startTime = Clock::current().now();
+    slot.values = valuesFor(slot);
     try {
         slot.memory =
             std::make_shared<SharedBuffers>(slot.geometry.width, slot.geometry.height, kPictures);
-        slot.view = _makeView({bundle, _choice, slot.memory, slot.geometry.density}, *this);
+        slot.view = _makeView({bundle, slot.values, slot.memory, slot.geometry.density}, *this);
     } catch (const HostError &error) {
         _listener.outputSays(name() + ": " + error.what());
         return std::nullopt;
@@ -299,7 +307,7 @@ std::optional<ViewSlot> OutputShow::makeSlot(const std::string &bundle) {
     return slot;
 }
 
-/// Somebody who waits for a slow wallpaper, or one that hangs, sees another one meanwhile.
+/// Shows another wallpaper while the wanted one is slow or hangs.
 void OutputShow::beginStandIn() {
     const std::string bundle = standInBundle();
     if (_shown || bundle.empty()) {
@@ -309,7 +317,7 @@ void OutputShow::beginStandIn() {
     if (_standIn) {
         _standIn->isStandIn = true;
     } else {
-        _lendStandIn.callAfter(kFirstRetry);
+        _beginStandIn.callAfter(kMinRetry);
     }
 }
 
@@ -317,7 +325,7 @@ std::size_t OutputShow::standInIndex() const {
     return std::max(_standInIndex, _candidateIndex + 1);
 }
 
-/// What would be shown next if the candidate ended; empty when that has failed as well.
+/// The bundle that would be shown next if the candidate ended; empty when all have failed.
 std::string OutputShow::standInBundle() const {
     const std::size_t index = standInIndex();
     return index < _candidates.size() ? _candidates[index] : "";
@@ -328,13 +336,15 @@ void OutputShow::forgetStandIns() {
     _quickStandInEnds = 0;
 }
 
-void OutputShow::show(std::optional<ViewSlot> &coming) {
+void OutputShow::show(std::optional<Slot> &coming) {
     _shown = std::exchange(coming, std::nullopt);
     _isFirstPictureReady = true;
     _presented.reset();
-    _ownPetals = _shown->view->petals();
+    if (const auto petals = _shown->view->petals(); petals && !_shown->values.petals) {
+        _shown->ownPetals = _shown->values.petals = std::min<NSUInteger>(*petals, kMaxPetals);
+    }
     _prove.cancel();
-    updatePetals();
+    updateValues(_shown);
     updateRunning();
     _surface.setBuffers(_shown->memory);
 }
@@ -345,7 +355,7 @@ void OutputShow::updateRunning() {
     }
     const bool isRunning = _isRunning && _shown->geometry == _surface.geometry();
     _shown->view->setRunning(isRunning);
-    // A view that is stopped proves nothing, and nothing of ours wakes while it is.
+    // A view that is stopped proves nothing, and no timer should wake the host for it.
     if (!isRunning) {
         _prove.cancel();
     } else if (!_shown->isProven && !_prove.isPending()) {
@@ -358,25 +368,32 @@ void OutputShow::prove() {
     _lastGood.set(_shown->bundle);
 }
 
-void OutputShow::setEverywhere(const WallpaperChoice &choice) {
-    for (const auto *slot : {&_shown, &_coming, &_standIn}) {
-        if (*slot) {
-            (*slot)->view->set(choice);
-        }
+WallpaperValues OutputShow::valuesFor(const Slot &slot) const {
+    WallpaperValues values = _choice;
+    values.petals = values.petals ? values.petals : slot.ownPetals;
+    if (values.petals && _isHalved) {
+        values.petals = (*values.petals + 1) / 2;
+    }
+    return values;
+}
+
+/// Tells the view only what has changed: a speed level that is set again gives every petal new
+/// motion.
+void OutputShow::updateValues(std::optional<Slot> &slot) {
+    if (!slot) {
+        return;
+    }
+    WallpaperValues change = valuesFor(*slot).changesSince(slot->values);
+    change.tint.reset();
+    if (change != WallpaperValues()) {
+        slot->values.apply(change);
+        slot->view->set(change);
     }
 }
 
-/// The bundle's own number is known once its view has told it.
-void OutputShow::updatePetals() {
-    const std::optional<std::uint64_t> petals = _choice.petals ? _choice.petals : _ownPetals;
-    if (!petals) {
-        return;
-    }
-    const std::uint64_t wanted = _isHalved ? (*petals + 1) / 2 : *petals;
-    if (_shown && _shown->view->petals() != wanted) {
-        WallpaperChoice change;
-        change.petals = wanted;
-        _shown->view->set(change);
+void OutputShow::updateAllValues() {
+    for (auto *slot : {&_shown, &_coming, &_standIn}) {
+        updateValues(*slot);
     }
 }
 

@@ -1,11 +1,16 @@
 #pragma once
 
-#include "Host/Desktop/Control/ControlTarget.h"
-#include "Host/Desktop/FrameRate.h"
-#include "Host/Desktop/Isolation/ViewSlot.h"
+#include "Host/Desktop/Control/ControlService.h"
+#include "Host/Desktop/Isolation/RemoteView.h"
 #include "Host/Desktop/LastGoodBundle.h"
+#include "Host/Displays/Desktop.h"
 #include "Host/Support/DeferredCall.h"
+#include "Platform/Foundation/Clock.h"
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,19 +18,34 @@
 
 namespace Lumivera {
 
-/// A wallpaper on one output: keeps a view running there, whatever becomes of its processes. A new
-/// view takes the place of the old one with its first picture. One that ends is begun anew; after
-/// two ends within 10 s of their start, or a hopeless one, the last good bundle is shown, and if
-/// that ends too, the shipped one. While the first picture takes long, they stand in by the same
+/// Counts frames and measures the recent frame rate.
+class FrameRate {
+  public:
+    void countFrame(Clock::Nanoseconds now);
+
+    std::uint64_t frames() const { return _frames; }
+
+    /// Frames a second over the last 64 frames; 0 when there was none in the last second.
+    double perSecond(Clock::Nanoseconds now) const;
+
+  private:
+    std::array<Clock::Nanoseconds, 64> _times{};
+    std::uint64_t _frames = 0;
+};
+
+/// The wallpaper on one output: keeps a view running there whatever happens to its processes. A new
+/// view replaces the old one with its first picture. A view that ends is begun anew. After two ends
+/// within 10 s of their start, or a hopeless one, the last good bundle is shown instead, and if
+/// that ends too, the shipped one. While a first picture takes long, those two stand in by the same
 /// rule. Main thread.
 class OutputShow final : private DesktopSurface::Listener, private RemoteView::Listener {
   public:
-    /// Hears of the output, in call-outs of the main run loop.
+    /// Called in call-outs of the main run loop.
     class Listener {
       public:
         virtual void outputVisibilityChanged() = 0;
 
-        /// Something that whoever looks after the host should know, in words.
+        /// A line for the host's log.
         virtual void outputSays(const std::string &line) = 0;
 
       protected:
@@ -44,27 +64,49 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     const std::string &name() const { return _surface.outputName(); }
     SurfaceVisibility visibility() const { return _surface.visibility(); }
 
-    /// Everything that is asked for here; the bundle as a path. What a view can change while it
-    /// runs is changed, the rest takes a new view; so does everything when it is to begin anew.
+    /// Sets everything that is asked for on this output; the bundle as a path. Views are told what
+    /// has changed. Another bundle or tint, and a value that went missing, take a new view, and so
+    /// does `isAnew`.
     void choose(const WallpaperChoice &choice, bool isAnew = false);
 
     void setRunning(bool isRunning);
 
-    /// Half the petals, to spare the battery.
+    /// Shows half the petals, to spare the battery.
     void setHalved(bool isHalved);
 
     void tap(CGPoint point);
 
-    /// All but the reasons for a pause.
+    /// The status without the reasons for a pause.
     OutputStatus status() const;
 
-    /// The picture that is shown, as soon as it is whole; called once, with nothing when there is
-    /// none. Pixels as in SharedBuffers, valid for the call.
+    /// Called once with the visible picture as soon as nobody draws into it, or with null when
+    /// there is none. Pixels as in SharedBuffers, valid for the call.
     using PictureReader =
         std::function<void(const std::uint32_t *pixels, unsigned width, unsigned height)>;
     void readPicture(PictureReader reader);
 
   private:
+    /// A view with its memory and what is known of it.
+    struct Slot {
+        std::string bundle;
+        SurfaceGeometry geometry;
+        std::shared_ptr<SharedBuffers> memory;
+        std::unique_ptr<RemoteView> view;
+        Clock::Nanoseconds startTime = 0;
+
+        /// What the view was made with and told since.
+        WallpaperValues values;
+
+        /// The bundle's own number of petals, which the view reports; used to halve it.
+        std::optional<NSUInteger> ownPetals;
+
+        /// Stands in for the wanted view while that takes long.
+        bool isStandIn = false;
+
+        /// Has run for long enough to be the last good bundle.
+        bool isProven = false;
+    };
+
     void surfaceGeometryChanged() override;
     void surfaceVisibilityChanged() override { _listener.outputVisibilityChanged(); }
     void bufferWanted(unsigned index) override;
@@ -77,20 +119,21 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     const std::string &candidate() const { return _candidates[_candidateIndex]; }
     void beginChoice();
     void begin();
-    std::optional<ViewSlot> makeSlot(const std::string &bundle);
+    std::optional<Slot> makeSlot(const std::string &bundle);
     void beginStandIn();
     void forgetStandIns();
-    void show(std::optional<ViewSlot> &coming);
+    void show(std::optional<Slot> &coming);
     std::size_t standInIndex() const;
     std::string standInBundle() const;
-    void wantedViewEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless);
-    void standInEnded(const ViewSlot &slot, const std::string &reason, bool isHopeless);
-    std::string description(const ViewSlot &slot, const std::string &reason) const;
+    void wantedViewEnded(const Slot &slot, const std::string &reason, bool isHopeless);
+    void standInEnded(const Slot &slot, const std::string &reason, bool isHopeless);
+    std::string description(const Slot &slot, const std::string &reason) const;
     void fallBack(const std::string &what);
     void updateRunning();
     void prove();
-    void setEverywhere(const WallpaperChoice &choice);
-    void updatePetals();
+    WallpaperValues valuesFor(const Slot &slot) const;
+    void updateValues(std::optional<Slot> &slot);
+    void updateAllValues();
     void servePictureReaders();
 
     DesktopSurface &_surface;
@@ -104,28 +147,27 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     std::size_t _candidateIndex = 0;
     int _quickEnds = 0;
 
-    /// The first of the candidates that may stand in, where it comes after the one that is wanted.
+    /// Index of the first candidate that may stand in; at least the one after the wanted one.
     std::size_t _standInIndex = 0;
     int _quickStandInEnds = 0;
     NSTimeInterval _retryDelay = 0;
 
-    /// On the surface; the one that is wanted there, until its first picture; one that is shown
-    /// while that takes long.
-    std::optional<ViewSlot> _shown;
-    std::optional<ViewSlot> _coming;
-    std::optional<ViewSlot> _standIn;
+    /// The view on the surface, the wanted view until its first picture, and the view that stands
+    /// in until its own first picture.
+    std::optional<Slot> _shown;
+    std::optional<Slot> _coming;
+    std::optional<Slot> _standIn;
 
-    /// A first picture that the surface has not asked for yet.
+    /// True while the first picture waits for the surface to ask for it.
     bool _isFirstPictureReady = false;
     std::optional<unsigned> _presented;
-    std::optional<std::uint64_t> _ownPetals;
     FrameRate _frameRate;
     std::vector<PictureReader> _pictureReaders;
     bool _isRunning = true;
     bool _isHalved = false;
 
     DeferredCall _begin;
-    DeferredCall _lendStandIn;
+    DeferredCall _beginStandIn;
     DeferredCall _prove;
     DeferredCall _readPictureAnyway;
 };

@@ -1,9 +1,13 @@
 #pragma once
 
-#include "Host/Wallpapers/PictureSize.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/Compositor/SoftwareCompositor.h"
+#include "Platform/Foundation/SimulatedClock.h"
+#include "Platform/UIKit/UIScreen.h"
 
 #include <cstdint>
+#include <memory>
+#include <string>
 #include <vector>
 
 namespace Lumivera {
@@ -16,13 +20,31 @@ class OffscreenPicture {
     std::size_t width() const { return _size.pixelWidth(); }
     std::size_t height() const { return _size.pixelHeight(); }
 
-    /// The tree as it is now: 0xFFRRGGBB, rows from the top; valid until the next call.
+    /// Draws the tree as it is now: 0xFFRRGGBB, rows from the top; valid until the next call.
     const std::vector<std::uint32_t> &composite(CALayer &root);
 
   private:
     const PictureSize _size;
     SoftwareCompositor _compositor;
     std::vector<std::uint32_t> _pixels;
+};
+
+/// Draws a tree into a new PNG in the user's pictures folder, named after the present time. Gives
+/// its path; throws a HostError when it cannot be written. Main thread.
+std::string takeScreenshot(CALayer &root, const PictureSize &size);
+
+/// Sets a simulated clock and a main screen for the object's life. Its end, when no view is left,
+/// waits in simulated time for all threads and deferred calls. Main thread.
+class SimulatedTime {
+  public:
+    SimulatedTime(const CGRect &screenBounds, CGFloat screenScale);
+    ~SimulatedTime();
+
+    SimulatedTime(const SimulatedTime &) = delete;
+    SimulatedTime &operator=(const SimulatedTime &) = delete;
+
+  private:
+    std::unique_ptr<SimulatedClock> _clock;
 };
 
 } // namespace Lumivera

@@ -2,7 +2,7 @@
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Support/HostError.h"
-#include "Host/Wallpapers/WallpaperSettings.h"
+#include "Host/Wallpapers/WallpaperChoice.h"
 #include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
@@ -16,34 +16,33 @@ namespace {
 using Json = nlohmann::json;
 using Kind = ScriptEvent::Kind;
 
-constexpr std::uint64_t kMaximumBytes = 64 << 20;
-constexpr double kMaximumFrame = 1e9;
-constexpr double kAnyLimit = 1e9;
-constexpr double kLargestInteger = 2147483647;
-constexpr double kLargestPetalCount = kMaximumPetals;
+constexpr std::uint64_t kMaxBytes = 64 << 20;
+constexpr double kMaxFrame = 1e9;
+constexpr double kMaxCoordinate = 1e9;
 
 enum class Form { Numbers, Integers, True };
 
-/// How the value of each kind is written: numbers alone, lists of several, or true.
+/// How the value of an event is written. One number stands alone, several in a list.
 struct Rule {
     std::string_view name;
     Kind kind;
     Form form;
     std::size_t count;
-    double smallest;
-    double largest;
+    double min;
+    double max;
 };
 
 constexpr Rule kRules[] = {
-    {"tap", Kind::Tap, Form::Numbers, 2, -kAnyLimit, kAnyLimit},
-    {"gesture", Kind::Gesture, Form::Numbers, 3, -kAnyLimit, kAnyLimit},
-    {"sakuraCount", Kind::SakuraCount, Form::Integers, 1, 0, kLargestPetalCount},
-    {"sakuraScaleLevel", Kind::SakuraScaleLevel, Form::Integers, 1, -1000, 1000},
-    {"speedLevel", Kind::SpeedLevel, Form::Integers, 1, 0, kLargestInteger},
-    {"offset", Kind::Offset, Form::Numbers, 1, -kAnyLimit, kAnyLimit},
-    {"scale", Kind::Scale, Form::Numbers, 1, 0, 1000},
-    {"tapClipRect", Kind::TapClipRect, Form::Numbers, 4, -kAnyLimit, kAnyLimit},
-    {"setFrame", Kind::SetFrame, Form::Numbers, 4, -kAnyLimit, kAnyLimit},
+    {"tap", Kind::Tap, Form::Numbers, 2, -kMaxCoordinate, kMaxCoordinate},
+    {"gesture", Kind::Gesture, Form::Numbers, 3, -kMaxCoordinate, kMaxCoordinate},
+    {"sakuraCount", Kind::SakuraCount, Form::Integers, 1, 0, kMaxPetals},
+    {"sakuraScaleLevel", Kind::SakuraScaleLevel, Form::Integers, 1, -kMaxScaleLevel,
+     kMaxScaleLevel},
+    {"speedLevel", Kind::SpeedLevel, Form::Integers, 1, 0, kMaxSpeed},
+    {"offset", Kind::Offset, Form::Numbers, 1, -kMaxOffset, kMaxOffset},
+    {"scale", Kind::Scale, Form::Numbers, 1, kMinScale, kMaxScale},
+    {"tapClipRect", Kind::TapClipRect, Form::Numbers, 4, -kMaxCoordinate, kMaxCoordinate},
+    {"setFrame", Kind::SetFrame, Form::Numbers, 4, -kMaxCoordinate, kMaxCoordinate},
     {"pause", Kind::Pause, Form::True, 0, 0, 0},
     {"resume", Kind::Resume, Form::True, 0, 0, 0},
 };
@@ -56,7 +55,7 @@ std::string knownNames() {
     return names;
 }
 
-/// Reads the events of one file and knows how to complain about each.
+/// Reads the events of one file; its errors name the file and the event.
 class Reader {
   public:
     explicit Reader(const std::string &fileName) : _fileName(fileName) {}
@@ -69,7 +68,7 @@ class Reader {
         ScriptEvent event;
         event.index = index;
         event.frame =
-            static_cast<NSUInteger>(number(json["frame"], true, 0, kMaximumFrame, "\"frame\""));
+            static_cast<NSUInteger>(number(json["frame"], true, 0, kMaxFrame, "\"frame\""));
         for (const auto &[name, value] : json.items()) {
             if (name != "frame") {
                 readValue(ruleFor(name), value, event);
@@ -110,21 +109,21 @@ class Reader {
             const bool isInteger =
                 rule.form == Form::Integers || (rule.kind == Kind::Gesture && i == 0);
             event.numbers[i] =
-                number(isList ? value[i] : value, isInteger, rule.smallest, rule.largest, name);
+                number(isList ? value[i] : value, isInteger, rule.min, rule.max, name);
         }
         if (rule.kind == Kind::SetFrame && (event.numbers[2] < 0 || event.numbers[3] < 0)) {
             fail("must give a size of 0 or more for " + name);
         }
     }
 
-    double number(const Json &value, bool isInteger, double smallest, double largest,
+    double number(const Json &value, bool isInteger, double min, double max,
                   const std::string &name) const {
         if (!value.is_number() || (isInteger && !value.is_number_integer())) {
             fail(std::string("must give ") + (isInteger ? "a whole number" : "a number") + " for " +
                  name);
         }
         const double number = value.get<double>();
-        if (!(number >= smallest && number <= largest)) {
+        if (!(number >= min && number <= max)) {
             fail("gives a number beyond its limits for " + name);
         }
         return number;
@@ -208,7 +207,7 @@ Script Script::parse(std::string_view text, const std::string &fileName) {
 }
 
 Script Script::readFile(const std::string &path) {
-    const auto bytes = ::readFile(path, kMaximumBytes);
+    const auto bytes = ::readFile(path, kMaxBytes);
     if (!bytes) {
         throw HostError(path, "cannot be read", "give a script file");
     }

@@ -11,7 +11,7 @@ class DeskTopView;
 
 namespace Lumivera {
 
-/// One thing that happens to a wallpaper before a frame.
+/// One change of a wallpaper or input to it, before a frame.
 struct ScriptEvent {
     enum class Kind {
         Tap,
@@ -30,14 +30,14 @@ struct ScriptEvent {
     NSUInteger frame = 0;
     Kind kind = Kind::Tap;
 
-    /// As many as the kind has, in the order in which they are written.
+    /// The numbers of the event, as many as its kind has, in the order of the script.
     std::array<double, 4> numbers{};
 
-    /// The event's place in the script, from 0; for messages.
+    /// The event's index in the script, for messages.
     std::size_t index = 0;
 
-    /// Does it to the view; pause and resume are left to the caller. False when that view has no
-    /// such thing. Main thread.
+    /// Applies the event to a view. Pause and resume are the caller's work. False when the view
+    /// has no petals and the event needs some. Main thread.
     bool applyTo(DeskTopView &view) const;
 };
 
@@ -46,11 +46,11 @@ class Script {
   public:
     Script() = default;
 
-    /// A HostError that names `fileName` and the event when the text is no script.
+    /// Throws a HostError that names `fileName` and the event when the text is no script.
     static Script parse(std::string_view text, const std::string &fileName);
     static Script readFile(const std::string &path);
 
-    /// In the order in which they happen.
+    /// By frame; those of one frame in the order of the script.
     const std::vector<ScriptEvent> &events() const { return _events; }
     const std::string &fileName() const { return _fileName; }
 

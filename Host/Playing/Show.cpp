@@ -1,6 +1,6 @@
 #include "Host/Playing/Show.h"
 
-#include "Host/Playing/Screenshot.h"
+#include "Host/Playing/OffscreenPicture.h"
 #include "Host/Support/Printing.h"
 #include "Platform/QuartzCore/CAAnimation.h"
 
@@ -11,10 +11,9 @@ namespace Lumivera {
 
 namespace {
 
-constexpr const char *kNextFrame = "lumiveraNextFrame";
 constexpr NSTimeInterval kFrameTime = 1.0 / 60;
 
-/// The run loop has its own ways again when the scope ends, however it ends.
+/// Takes observers and waiter away from the run loop when the scope ends, also by an exception.
 struct LoopSettings {
     ~LoopSettings() {
         NSRunLoop::mainRunLoop().setObservers(nullptr, nullptr);
@@ -24,14 +23,12 @@ struct LoopSettings {
 
 } // namespace
 
-Show::Show(Display &display, std::optional<double> seconds) : _display(display), _seconds(seconds) {
+Show::Show(Display &display, std::optional<double> seconds)
+    : _display(display), _seconds(seconds), _nextFrame([this] { drawAgain(); }) {
     _display.setListener(this);
 }
 
-Show::~Show() {
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, kNextFrame);
-    _display.setListener(nullptr);
-}
+Show::~Show() { _display.setListener(nullptr); }
 
 void Show::run() {
     NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
@@ -50,7 +47,8 @@ void Show::run() {
     }
 }
 
-/// A failure inside a call-out ends the show; another thread may wait for that call-out's end.
+/// Keeps a failure until run() can throw it: an exception must not leave a call-out, for whose end
+/// another thread may wait.
 void Show::guard(const std::function<void()> &action) {
     if (_failure) {
         return;
@@ -76,24 +74,13 @@ void Show::draw() {
         _isPictureWanted = false;
         return _compositor.composite(*root().layer(), target, _display.density());
     });
-    if (_compositor.isAnimationInProgress() && !_isFramePending) {
-        drawNextFrame(std::max(0.0, start + kFrameTime - CACurrentMediaTime()));
+    if (_compositor.isAnimationInProgress() && !_nextFrame.isPending()) {
+        _nextFrame.callAfter(std::max(0.0, start + kFrameTime - CACurrentMediaTime()));
     }
 }
 
-void Show::drawNextFrame(NSTimeInterval delay) {
-    _isFramePending = true;
-    NSRunLoop::mainRunLoop().performSelector_afterDelay(
-        nullptr, kNextFrame,
-        [this] {
-            _isFramePending = false;
-            _isPictureWanted = true;
-        },
-        delay);
-}
-
 void Show::displayVisibilityChanged() {
-    loseWhatIsShown();
+    drawAgain();
     updateRunning();
 }
 
@@ -119,9 +106,9 @@ void Show::keyPressed(DisplayKey key) {
     }
 }
 
-/// A picture that cannot be written is told about and ends nothing.
+/// The show goes on when the picture cannot be written.
 void Show::saveScreenshot() {
-    loseWhatIsShown();
+    drawAgain();
     try {
         printToStandardOutput(takeScreenshot(*root().layer(), pictureSize()) + "\n");
     } catch (const std::exception &error) {

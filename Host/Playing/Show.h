@@ -1,7 +1,8 @@
 #pragma once
 
 #include "Host/Displays/Display.h"
-#include "Host/Wallpapers/PictureSize.h"
+#include "Host/Support/DeferredCall.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/Compositor/SoftwareCompositor.h"
 #include "Platform/UIKit/UIView.h"
 
@@ -11,9 +12,9 @@
 
 namespace Lumivera {
 
-/// A tree of views on a display, with the input that every show understands, until somebody ends
-/// it. The tree is drawn after call-outs that changed it, and frame after frame while animations
-/// run in it. Main thread.
+/// Shows a tree of views on a display and handles the keys that every show has. The tree is drawn
+/// after each call-out that changed it, and every frame while it has running animations. Main
+/// thread.
 class Show : protected Display::Listener {
   public:
     virtual ~Show();
@@ -21,11 +22,12 @@ class Show : protected Display::Listener {
     Show(const Show &) = delete;
     Show &operator=(const Show &) = delete;
 
-    /// Returns when the user, the time or NSRunLoop::stop ends it; throws the HostError that did.
+    /// Runs the main run loop until the user, the time or NSRunLoop::stop() ends the show. Throws
+    /// the HostError that ended it.
     void run();
 
   protected:
-    /// Ends by itself after the seconds, if there are any.
+    /// The display is not owned. With `seconds`, the show ends by itself after that time.
     Show(Display &display, std::optional<double> seconds);
 
     Display &display() { return _display; }
@@ -33,25 +35,24 @@ class Show : protected Display::Listener {
 
     virtual UIView &root() = 0;
 
-    /// Told to rest while the user has paused it and while nobody can see it.
+    /// Called with false while the user has paused the show or nobody can see the display.
     virtual void setRunning(bool running) = 0;
 
-    /// Around every call-out of the main run loop. The tree is drawn at the end of the second.
+    /// Called before and after every call-out of the main run loop. The latter draws the tree.
     virtual void callOutBegins() {}
     virtual void callOutEnded();
 
-    /// What the display held counts no more.
-    void loseWhatIsShown() { _isPictureWanted = true; }
+    /// Makes the end of the current call-out draw even if nothing has changed.
+    void drawAgain() { _isPictureWanted = true; }
 
     void displayVisibilityChanged() override;
-    void displayNeedsPicture() override { loseWhatIsShown(); }
+    void displayNeedsPicture() override { drawAgain(); }
     void displayClosed() override;
     void keyPressed(DisplayKey key) override;
 
   private:
     void guard(const std::function<void()> &action);
     void draw();
-    void drawNextFrame(NSTimeInterval delay);
     void updateRunning() { setRunning(!_isPausedByUser && _display.isVisible()); }
     void saveScreenshot();
 
@@ -61,7 +62,7 @@ class Show : protected Display::Listener {
     std::exception_ptr _failure;
     bool _isPausedByUser = false;
     bool _isPictureWanted = true;
-    bool _isFramePending = false;
+    DeferredCall _nextFrame;
 };
 
 } // namespace Lumivera

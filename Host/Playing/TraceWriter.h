@@ -17,8 +17,9 @@ class TraceWriter {
   public:
     enum class Mode { Whole, Live };
 
-    /// A live trace can be read while it grows and stays whatever happens; a whole one is there
-    /// only after finish(). A HostError when the file cannot be written, now or later.
+    /// A live trace is written in place, can be read while it grows and stays after a failure; a
+    /// whole one appears with finish(). This and the functions below throw a HostError when the
+    /// file cannot be written.
     TraceWriter(const std::string &path, Mode mode);
     ~TraceWriter();
 
@@ -27,7 +28,7 @@ class TraceWriter {
     void flush();
     void finish();
 
-    /// The line, without its end.
+    /// The line without its line break.
     static std::string line(NSUInteger frame, NSTimeInterval time, const DeskTopView &view);
 
   private:

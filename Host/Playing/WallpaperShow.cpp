@@ -24,13 +24,13 @@ WallpaperShow::WallpaperShow(Display &display, const WallpaperBundle &bundle,
 }
 
 void WallpaperShow::callOutBegins() {
-    // An animating view is called by its own loop alone.
+    // Only its own loop calls an animating view, so the call is a frame.
     const auto *view = dynamic_cast<const DeskTopView *>(NSRunLoop::mainRunLoop().currentTarget());
     _isFrame = view && view->isAnimating();
     _stage.callOutBegins();
 }
 
-/// A frame is traced once it can be seen.
+/// Traces the frame after it was drawn.
 void WallpaperShow::callOutEnded() {
     _stage.callOutEnded();
     Show::callOutEnded();
@@ -47,7 +47,7 @@ void WallpaperShow::trace() {
 }
 
 void WallpaperShow::displayResized() {
-    loseWhatIsShown();
+    drawAgain();
     _stage.resize(display().size(), display().density());
 }
 

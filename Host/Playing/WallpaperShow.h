@@ -14,22 +14,23 @@ namespace Lumivera {
 class WallpaperShow final : public Show {
   public:
     struct Options {
-        /// How the wallpaper is to be shown; size and density are the display's.
+        /// Size and density come from the display instead.
         WallpaperSettings settings;
 
-        /// Ends by itself after that many seconds.
+        /// The show ends by itself after this time.
         std::optional<double> seconds;
 
-        /// Where petals are traced to; empty for nowhere.
+        /// The file that a trace of the petals goes to; empty for none.
         std::string tracePath;
     };
 
     WallpaperShow(Display &display, const WallpaperBundle &bundle, const Options &options);
 
-    WallpaperStage &stage() { return _stage; }
-
-    /// The view that is shown.
+    /// The visible view.
     DeskTopView &view() { return _stage.view(); }
+
+    /// As WallpaperStage::set().
+    void set(const WallpaperValues &values) { _stage.set(values); }
 
   private:
     UIView &root() override { return _stage.root(); }

@@ -1,7 +1,6 @@
 #include "Host/Playing/WallpaperStage.h"
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
-#include "Platform/Foundation/NSRunLoop.h"
 #include "Platform/UIKit/UIScreen.h"
 
 #include <algorithm>
@@ -10,26 +9,48 @@ namespace Lumivera {
 
 namespace {
 
-constexpr const char *kSettled = "lumiveraSizeSettled";
-constexpr const char *kShowAnyway = "lumiveraShowAnyway";
+constexpr NSTimeInterval kBetweenChecks = 0.005;
 constexpr NSTimeInterval kSettlingTime = 0.25;
 
-// A wallpaper that does not move never says that it has loaded.
+/// After this time a new view is shown although it does not animate: a still wallpaper never does.
 constexpr NSTimeInterval kLoadingPatience = 2;
 
 } // namespace
 
+AnimationSwitch::AnimationSwitch(Retained<DeskTopView> view)
+    : _view(std::move(view)), _updateAgain([this] { update(); }) {}
+
+void AnimationSwitch::setRunning(bool running) {
+    _isWanted = running;
+    update();
+}
+
+void AnimationSwitch::update() {
+    const bool isAnimating = _view->isAnimating();
+    _hasBegun = _hasBegun || isAnimating;
+    if (!_hasBegun || isAnimating == _isWanted) {
+        return;
+    }
+    if (!_isWanted) {
+        _view->pauseAnimating();
+    } else if (_view->operationQueue().operationCount() == 0) {
+        _updateAgain.cancel();
+        _view->resumeAnimating();
+    } else if (!_updateAgain.isPending()) {
+        _updateAgain.callAfter(kBetweenChecks);
+    }
+}
+
 WallpaperStage::WallpaperStage(const WallpaperBundle &bundle, const WallpaperSettings &settings)
-    : _bundle(bundle), _settings(settings), _root(UIView::initWithFrame({{0, 0}, settings.size})) {
+    : _bundle(bundle), _settings(settings), _root(UIView::initWithFrame({{0, 0}, settings.size})),
+      _sizeSettled([this] { _isFreshWanted = true; }),
+      _showAnyway([this] { _hasFreshBegun = true; }) {
     const CGRect bounds{{0, 0}, settings.size};
     UIScreen::setMainScreen(makeRetained<UIScreen>(bounds, settings.density));
     _shown = makeView();
 }
 
 WallpaperStage::~WallpaperStage() {
-    NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
-    runLoop.cancelPreviousPerformRequestsWithTarget(_root.get(), kSettled);
-    runLoop.cancelPreviousPerformRequestsWithTarget(_root.get(), kShowAnyway);
     for (const auto &animation : {std::move(_fresh), std::move(_shown)}) {
         if (animation) {
             animation->view().removeFromSuperview();
@@ -57,10 +78,7 @@ void WallpaperStage::resize(CGSize size, CGFloat density) {
     screen->setBounds({{0, 0}, size});
     screen->setScale(density);
     _root->setFrame({{0, 0}, size});
-    NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
-    runLoop.cancelPreviousPerformRequestsWithTarget(_root.get(), kSettled);
-    runLoop.performSelector_afterDelay(
-        _root.get(), kSettled, [this] { _isFreshWanted = true; }, kSettlingTime);
+    _sizeSettled.callAfter(kSettlingTime);
 }
 
 void WallpaperStage::setRunning(bool running) {
@@ -73,10 +91,12 @@ void WallpaperStage::setRunning(bool running) {
 
 void WallpaperStage::scrollBy(CGFloat distance) {
     const CGFloat width = _settings.size.width;
-    setOffset(std::clamp(_settings.offset + distance, -width, width));
+    WallpaperValues values;
+    values.offset = std::clamp(_settings.offset.value_or(0) + distance, -width, width);
+    set(values);
 }
 
-void WallpaperStage::finishScrolling() { view().scrollingDidFinish(_settings.offset); }
+void WallpaperStage::finishScrolling() { view().scrollingDidFinish(_settings.offset.value_or(0)); }
 
 void WallpaperStage::tap(CGPoint point) {
     const CGFloat scale = view().scale();
@@ -88,44 +108,24 @@ void WallpaperStage::tap(CGPoint point) {
 void WallpaperStage::changePetalCount(NSInteger difference) {
     if (const auto *petals = dynamic_cast<LumiveraView *>(&view())) {
         const NSInteger count = static_cast<NSInteger>(petals->sakuraCount()) + difference;
-        setPetalCount(static_cast<NSUInteger>(std::max<NSInteger>(count, 1)));
+        WallpaperValues values;
+        values.petals =
+            std::min(static_cast<NSUInteger>(std::max<NSInteger>(count, 1)), kMaxPetals);
+        set(values);
     }
 }
 
-/// The view does not tell its level, so it is counted here.
+/// The view does not tell its level, so the settings keep count of it.
 void WallpaperStage::changeSpeedLevel(NSInteger difference) {
-    const NSInteger level = _settings.speedLevel.value_or(_bundle.fallingSpeed()) + difference;
-    setSpeedLevel(std::max<NSInteger>(level, 0));
+    const NSInteger level = _settings.speed.value_or(_bundle.fallingSpeed()) + difference;
+    WallpaperValues values;
+    values.speed = std::max<NSInteger>(level, 0);
+    set(values);
 }
 
-void WallpaperStage::setPetalCount(NSUInteger count) {
-    _settings.petalCount = std::min(count, kMaximumPetals);
-    if (auto *petals = dynamic_cast<LumiveraView *>(&view())) {
-        petals->setSakuraCount(*_settings.petalCount);
-    }
-}
-
-void WallpaperStage::setSpeedLevel(NSInteger level) {
-    _settings.speedLevel = level;
-    view().setSpeedLevel(level);
-}
-
-void WallpaperStage::setScaleLevel(NSInteger level) {
-    _settings.scaleLevel = level;
-    if (auto *petals = dynamic_cast<LumiveraView *>(&view())) {
-        petals->setSakuraScaleLevel(static_cast<std::int32_t>(level));
-    }
-}
-
-void WallpaperStage::setScale(CGFloat scale) {
-    _settings.scale = scale;
-    view().setScale(scale);
-    view().setFrame({{0, 0}, _settings.size});
-}
-
-void WallpaperStage::setOffset(CGFloat offset) {
-    _settings.offset = offset;
-    view().setOffset(offset);
+void WallpaperStage::set(const WallpaperValues &values) {
+    _settings.apply(values);
+    _settings.applyTo(view(), values);
 }
 
 void WallpaperStage::callOutBegins() {
@@ -152,8 +152,8 @@ void WallpaperStage::callOutEnded() {
     }
 }
 
-/// A view that animates has loaded. It may begin at any moment, on a thread of its own, and be
-/// paused soon after.
+/// A view that animates has loaded. Its own thread may start it at any moment, and it may be paused
+/// soon after, so this runs at both ends of every call-out.
 void WallpaperStage::finishLoadedViews() {
     std::erase_if(_unfinished, [this](const Weak<DeskTopView> &weak) {
         const auto view = weak.lock();
@@ -166,20 +166,17 @@ void WallpaperStage::finishLoadedViews() {
 }
 
 void WallpaperStage::beginFreshView() {
-    NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
-    runLoop.cancelPreviousPerformRequestsWithTarget(_root.get(), kShowAnyway);
     if (_fresh) {
         _fresh->view().removeFromSuperview();
     }
     _fresh = makeView();
     _fresh->view().setHidden(true);
-    runLoop.performSelector_afterDelay(
-        _root.get(), kShowAnyway, [this] { _hasFreshBegun = true; }, kLoadingPatience);
+    _showAnyway.callAfter(kLoadingPatience);
 }
 
 void WallpaperStage::showFreshView() {
     _hasFreshBegun = false;
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(_root.get(), kShowAnyway);
+    _showAnyway.cancel();
     if (!_fresh) {
         return;
     }

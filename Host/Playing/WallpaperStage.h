@@ -1,6 +1,7 @@
 #pragma once
 
-#include "Host/Playing/AnimationSwitch.h"
+#include "Animation/DeskTopView/DeskTopView.h"
+#include "Host/Support/DeferredCall.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
 
@@ -9,12 +10,37 @@
 
 namespace Lumivera {
 
-/// The main screen and the view on it. A screen of another size gets a fresh view, whose petals
-/// fill it, once the size has settled; the view of before stays until the fresh one has petals.
-/// Main thread; the run loop's observers call callOutBegins and callOutEnded.
+/// Pauses and resumes a view, but never before the view has begun to animate by itself. A view that
+/// is resumed while its paused loop still runs would be driven by two loops, so the switch waits
+/// for the end of the old loop. Main thread.
+class AnimationSwitch {
+  public:
+    explicit AnimationSwitch(Retained<DeskTopView> view);
+
+    AnimationSwitch(const AnimationSwitch &) = delete;
+    AnimationSwitch &operator=(const AnimationSwitch &) = delete;
+
+    DeskTopView &view() const { return *_view; }
+    void setRunning(bool running);
+
+    /// Pauses or resumes the view where it is not as it should be. Called after everything that may
+    /// have started or paused it.
+    void update();
+
+  private:
+    const Retained<DeskTopView> _view;
+    bool _isWanted = true;
+    bool _hasBegun = false;
+    DeferredCall _updateAgain;
+};
+
+/// The main screen and the wallpaper's view on it. When the screen's size has changed and settled,
+/// a new view is made, whose petals fill the screen; the old view stays visible until the new one
+/// has begun to animate. Main thread; the run loop's observers call callOutBegins() and
+/// callOutEnded().
 class WallpaperStage {
   public:
-    /// HostErrors of the bundle come from here and from callOutEnded().
+    /// The constructor and callOutEnded() throw a HostError when the bundle fails.
     WallpaperStage(const WallpaperBundle &bundle, const WallpaperSettings &settings);
     ~WallpaperStage();
 
@@ -23,30 +49,26 @@ class WallpaperStage {
 
     UIView &root() { return *_root; }
 
-    /// The view that is shown.
+    /// The visible view.
     DeskTopView &view() { return _shown->view(); }
 
     void resize(CGSize size, CGFloat density);
     void setRunning(bool running);
 
-    /// Sideways, added to the offset; at most a screen's width either way.
+    /// Moves the offset, at most a screen's width either way.
     void scrollBy(CGFloat distance);
     void finishScrolling();
 
     /// A tap at a point of the screen.
     void tap(CGPoint point);
 
-    /// More or fewer petals and speed levels than now; for wallpapers that have them.
+    /// Adds petals, where the wallpaper has any, or speed levels.
     void changePetalCount(NSInteger difference);
     void changeSpeedLevel(NSInteger difference);
 
-    /// The settings of the view that is shown and of those to come. Counts and scale levels are for
-    /// wallpapers that have them.
-    void setPetalCount(NSUInteger count);
-    void setSpeedLevel(NSInteger level);
-    void setScaleLevel(NSInteger level);
-    void setScale(CGFloat scale);
-    void setOffset(CGFloat offset);
+    /// Gives the values to the visible view and to those that are made later. A tint shades later
+    /// views only.
+    void set(const WallpaperValues &values);
 
     void callOutBegins();
     void callOutEnded();
@@ -67,6 +89,8 @@ class WallpaperStage {
     bool _isFreshWanted = false;
     bool _hasFreshBegun = false;
     bool _arePicturesChecked = false;
+    DeferredCall _sizeSettled;
+    DeferredCall _showAnyway;
 };
 
 } // namespace Lumivera

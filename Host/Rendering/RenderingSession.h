@@ -2,7 +2,6 @@
 
 #include "Host/Playing/OffscreenPicture.h"
 #include "Host/Playing/Script.h"
-#include "Host/Playing/SimulatedTime.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
 

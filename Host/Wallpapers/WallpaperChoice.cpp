@@ -3,14 +3,14 @@
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/ColorText.h"
-#include "Host/Wallpapers/WallpaperSettings.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <type_traits>
 
 namespace Lumivera {
 
@@ -18,147 +18,193 @@ namespace {
 
 using Form = WallpaperChoice::Form;
 
-constexpr std::size_t kLongestPath = 4096;
+constexpr std::size_t kMaxPath = 4096;
 constexpr std::string_view kDefault = "default";
 constexpr std::string_view kNoTint = "none";
 
-/// One key: what its values must be, and how they get into a choice and out of it. `read` gives
-/// false for a text that is no such value, and changes nothing then.
-struct Key {
-    std::string_view name;
-    Form form;
-    const char *range;
-    bool (*read)(WallpaperChoice &choice, std::string_view text);
-    std::optional<std::string> (*write)(const WallpaperChoice &choice);
-    void (*apply)(WallpaperChoice &choice, const WallpaperChoice &other);
+/// A row of the table: a key, its option of the command line with help, and its limits.
+struct Row {
+    std::string_view key;
+    std::string_view option;
+    std::string_view help;
+
+    /// Limits of a number.
+    double min = 0;
+    double max = 0;
+
+    /// What a text must be, for people.
+    std::string_view words = {};
 };
 
-/// The whole text as a number of that type within the limits.
-template <typename Number>
-std::optional<Number> numberFrom(std::string_view text, Number smallest, Number largest) {
+/// The table of what can be set: calls `action(row, field)` for each value.
+template <class Action> void forEachValue(Action action) {
+    using Values = WallpaperValues;
+    action(Row{"petals", "count", "Petals, instead of the bundle's number", 0, kMaxPetals},
+           &Values::petals);
+    action(Row{"speed", "speed", "Speed level, instead of the bundle's", 0, kMaxSpeed},
+           &Values::speed);
+    action(Row{"scale", "scale", "The wallpaper's own scale", kMinScale, kMaxScale},
+           &Values::scale);
+    action(Row{"offset", "offset", "Points that the wallpaper is shifted to the right", -kMaxOffset,
+               kMaxOffset},
+           &Values::offset);
+    action(Row{"tint", "tint", "Shades the background", 0, 0,
+               "#rgb, #rrggbb, #rrggbbaa, a colour's name or \"none\""},
+           &Values::tint);
+    action(Row{"scale-level", "scale-level", "Times its size that a petal gets as it begins anew",
+               -kMaxScaleLevel, kMaxScaleLevel},
+           &Values::scaleLevel);
+}
+
+/// All keys of a choice: the bundle and the values.
+template <class Action> void forEachKey(Action action) {
+    action(Row{"wallpaper", "", "", 0, 0, "a bundle's path or name"}, &WallpaperChoice::bundle);
+    forEachValue(action);
+}
+
+/// Calls `action(row, field)` for the key of that name. False when there is none.
+template <class Action> bool withKey(std::string_view name, Action action) {
+    bool isFound = false;
+    forEachKey([&](const Row &row, auto field) {
+        if (row.key == name) {
+            isFound = true;
+            action(row, field);
+        }
+    });
+    return isFound;
+}
+
+template <class Value> constexpr Form formOf() {
+    return std::is_floating_point_v<Value> ? Form::Number
+           : std::is_integral_v<Value>     ? Form::WholeNumber
+                                           : Form::Text;
+}
+
+/// Limits are whole numbers, except small fractions such as 0.01.
+std::string textOfLimit(double limit) {
+    return std::trunc(limit) == limit ? std::to_string(static_cast<long long>(limit))
+                                      : textOfNumber(limit);
+}
+
+std::string rangeOf(const Row &row, Form form) {
+    if (form == Form::Text) {
+        return std::string(row.words);
+    }
+    return (form == Form::WholeNumber ? "a whole number from " : "a number from ") +
+           textOfLimit(row.min) + " to " + textOfLimit(row.max);
+}
+
+// These read a value from the whole of a text. False, with the target unchanged, for a text that is
+// no such value.
+
+template <class Number>
+bool read(std::optional<Number> &target, std::string_view text, const Row &row) {
     Number number{};
     const char *end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, number);
-    const bool isWithin = number >= smallest && number <= largest;
-    return result.ec == std::errc() && result.ptr == end && isWithin ? std::optional(number)
-                                                                     : std::nullopt;
+    const bool isValue = result.ec == std::errc() && result.ptr == end &&
+                         number >= static_cast<Number>(row.min) &&
+                         number <= static_cast<Number>(row.max);
+    target = isValue ? number : target;
+    return isValue;
 }
 
-template <typename Number>
-bool readNumber(std::optional<Number> &target, std::string_view text, Number smallest,
-                Number largest) {
-    const auto number = numberFrom(text, smallest, largest);
-    target = number ? number : target;
-    return number.has_value();
-}
-
-/// A path or a name; no system takes a zero byte in one.
-bool readPath(std::optional<std::string> &target, std::string_view text) {
+/// No system takes a zero byte in a path or a name.
+bool read(std::optional<std::string> &target, std::string_view text, const Row &) {
     const bool isPath =
-        !text.empty() && text.size() <= kLongestPath && text.find('\0') == std::string_view::npos;
+        !text.empty() && text.size() <= kMaxPath && text.find('\0') == std::string_view::npos;
     if (isPath) {
         target = text;
     }
     return isPath;
 }
 
-bool readTint(std::optional<CGColor> &target, std::string_view text) {
-    if (text == kNoTint) {
-        target = CGColor{0, 0, 0, 0};
-        return true;
-    }
+bool read(std::optional<CGColor> &target, std::string_view text, const Row &row) {
     try {
-        target = colorFromText("tint", std::string(text));
+        target = text == kNoTint ? CGColor{0, 0, 0, 0}
+                                 : colorFromText(std::string(row.key), std::string(text));
         return true;
     } catch (const UsageError &) {
         return false;
     }
 }
 
-std::string textOfColor(const CGColor &color) {
+std::string textOf(const std::string &value) { return value; }
+std::string textOf(NSUInteger value) { return textOfNumber(std::uint64_t{value}); }
+std::string textOf(NSInteger value) { return textOfNumber(std::int64_t{value}); }
+std::string textOf(CGFloat value) { return textOfNumber(double{value}); }
+
+std::string textOf(const CGColor &value) {
+    if (value.alpha <= 0) {
+        return std::string(kNoTint);
+    }
     const auto byte = [](CGFloat component) {
         return static_cast<unsigned>(std::lround(std::clamp<CGFloat>(component, 0, 1) * 255));
     };
     std::array<char, 16> text;
-    std::snprintf(text.data(), text.size(), "#%02x%02x%02x%02x", byte(color.red), byte(color.green),
-                  byte(color.blue), byte(color.alpha));
+    std::snprintf(text.data(), text.size(), "#%02x%02x%02x%02x", byte(value.red), byte(value.green),
+                  byte(value.blue), byte(value.alpha));
     return text.data();
-}
-
-std::string textOfValue(const std::string &value) { return value; }
-std::string textOfValue(const CGColor &value) {
-    return value.alpha > 0 ? textOfColor(value) : std::string(kNoTint);
-}
-std::string textOfValue(NSUInteger value) { return textOfNumber(std::uint64_t{value}); }
-std::string textOfValue(NSInteger value) { return textOfNumber(std::int64_t{value}); }
-std::string textOfValue(CGFloat value) { return textOfNumber(double{value}); }
-
-/// The two ways out of a choice that are alike for every field.
-template <auto Field> std::optional<std::string> writeField(const WallpaperChoice &choice) {
-    const auto &value = choice.*Field;
-    return value ? std::optional(textOfValue(*value)) : std::nullopt;
-}
-template <auto Field> void applyField(WallpaperChoice &choice, const WallpaperChoice &other) {
-    if (other.*Field) {
-        choice.*Field = other.*Field;
-    }
-}
-
-/// Any text of a value reads as one, but "default" takes the field's value away.
-template <auto Field, auto Read> bool readField(WallpaperChoice &choice, std::string_view text) {
-    if (text == kDefault) {
-        choice.*Field = std::nullopt;
-        return true;
-    }
-    return Read(choice.*Field, text);
-}
-
-template <auto Field, auto Read>
-constexpr Key keyOf(std::string_view name, Form form, const char *range) {
-    return {name, form, range, readField<Field, Read>, writeField<Field>, applyField<Field>};
-}
-
-template <typename Number, auto Smallest, auto Largest>
-bool readWhole(std::optional<Number> &target, std::string_view text) {
-    return readNumber<Number>(target, text, Smallest, Largest);
-}
-
-bool readScale(std::optional<CGFloat> &target, std::string_view text) {
-    return readNumber<CGFloat>(target, text, 0.01, 100);
-}
-
-bool readOffset(std::optional<CGFloat> &target, std::string_view text) {
-    return readNumber<CGFloat>(target, text, -100'000, 100'000);
-}
-
-using Choice = WallpaperChoice;
-
-constexpr Key kKeys[] = {
-    keyOf<&Choice::bundle, readPath>("wallpaper", Form::Text, "a bundle's path or name"),
-    keyOf<&Choice::petals, readWhole<NSUInteger, 0, kMaximumPetals>>(
-        "petals", Form::WholeNumber, "a whole number from 0 to 1000000"),
-    keyOf<&Choice::speed, readWhole<NSInteger, 0, 2147483647>>(
-        "speed", Form::WholeNumber, "a whole number from 0 to 2147483647"),
-    keyOf<&Choice::scale, readScale>("scale", Form::Number, "a number from 0.01 to 100"),
-    keyOf<&Choice::offset, readOffset>("offset", Form::Number, "a number from -100000 to 100000"),
-    keyOf<&Choice::tint, readTint>("tint", Form::Text,
-                                   "#rgb, #rrggbb, #rrggbbaa, a colour's name or \"none\""),
-    keyOf<&Choice::scaleLevel, readWhole<NSInteger, -1000, 1000>>(
-        "scale-level", Form::WholeNumber, "a whole number from -1000 to 1000"),
-};
-
-const Key *findKey(std::string_view name) {
-    const auto key = std::find_if(std::begin(kKeys), std::end(kKeys),
-                                  [name](const Key &known) { return known.name == name; });
-    return key == std::end(kKeys) ? nullptr : key;
 }
 
 } // namespace
 
+void WallpaperValues::apply(const WallpaperValues &other) {
+    forEachValue([&](const Row &, auto field) {
+        this->*field = other.*field ? other.*field : this->*field;
+    });
+}
+
+WallpaperValues WallpaperValues::changesSince(const WallpaperValues &earlier) const {
+    WallpaperValues changes;
+    forEachValue([&](const Row &, auto field) {
+        if (this->*field != earlier.*field) {
+            changes.*field = this->*field;
+        }
+    });
+    return changes;
+}
+
+bool WallpaperValues::lacksAnyOf(const WallpaperValues &earlier) const {
+    bool isAnyMissing = false;
+    forEachValue([&](const Row &, auto field) {
+        isAnyMissing = isAnyMissing || (earlier.*field && !(this->*field));
+    });
+    return isAnyMissing;
+}
+
+/// For each value, a byte that tells whether there is one, and the value: never more than an
+/// optional takes.
+WallpaperBytes bytesOf(const WallpaperValues &values) {
+    WallpaperBytes bytes{};
+    std::byte *at = bytes.data();
+    forEachValue([&](const Row &, auto field) {
+        const auto &value = values.*field;
+        *at++ = std::byte{value.has_value()};
+        if (value) {
+            std::memcpy(at, &*value, sizeof *value);
+        }
+        at += sizeof *value;
+    });
+    return bytes;
+}
+
+WallpaperValues valuesFrom(const WallpaperBytes &bytes) {
+    WallpaperValues values;
+    const std::byte *at = bytes.data();
+    forEachValue([&](const Row &, auto field) {
+        auto &value = values.*field;
+        if (*at++ != std::byte{0}) {
+            std::memcpy(&value.emplace(), at, sizeof *value);
+        }
+        at += sizeof *value;
+    });
+    return values;
+}
+
 void WallpaperChoice::apply(const WallpaperChoice &other) {
-    for (const Key &key : kKeys) {
-        key.apply(*this, other);
-    }
+    WallpaperValues::apply(other);
+    bundle = other.bundle ? other.bundle : bundle;
 }
 
 void WallpaperChoice::set(std::string_view subject, std::string_view key, std::string_view text) {
@@ -169,43 +215,49 @@ void WallpaperChoice::set(std::string_view subject, std::string_view key, std::s
 }
 
 std::string WallpaperChoice::trySet(std::string_view key, std::string_view text) {
-    const Key *known = findKey(key);
     const std::string name = "\"" + std::string(key) + "\"";
-    if (!known) {
-        return name + " is no key; use one of " + keysText();
-    }
-    return known->read(*this, text) ? "" : name + " is not " + known->range;
+    std::string problem;
+    const bool isKnown = withKey(key, [&](const Row &row, auto field) {
+        auto &value = this->*field;
+        if (text == kDefault) {
+            value.reset();
+        } else if (!read(value, text, row)) {
+            problem = name + " is not " + findKey(key)->range;
+        }
+    });
+    return isKnown ? problem : name + " is no key; use one of " + keysText();
 }
 
 std::optional<std::string> WallpaperChoice::textOf(std::string_view key) const {
-    const Key *known = findKey(key);
-    return known ? known->write(*this) : std::nullopt;
+    std::optional<std::string> text;
+    withKey(key, [&](const Row &, auto field) {
+        const auto &value = this->*field;
+        text = value ? std::optional(Lumivera::textOf(*value)) : std::nullopt;
+    });
+    return text;
 }
 
-std::optional<WallpaperChoice::Form> WallpaperChoice::formOf(std::string_view key) {
-    const Key *known = findKey(key);
-    return known ? std::optional(known->form) : std::nullopt;
-}
-
-std::string WallpaperChoice::rangeOf(std::string_view key) {
-    const Key *known = findKey(key);
-    return known ? known->range : "";
-}
-
-const std::vector<std::string_view> &WallpaperChoice::keys() {
-    static const std::vector<std::string_view> names = [] {
-        std::vector<std::string_view> found;
-        for (const Key &key : kKeys) {
-            found.push_back(key.name);
-        }
+const std::vector<WallpaperChoice::Key> &WallpaperChoice::keys() {
+    static const std::vector<Key> keys = [] {
+        std::vector<Key> found;
+        forEachKey([&]<class Owner, class Value>(const Row &row, std::optional<Value> Owner::*) {
+            constexpr Form form = formOf<Value>();
+            found.push_back({row.key, row.option, row.help, form, rangeOf(row, form)});
+        });
         return found;
     }();
-    return names;
+    return keys;
+}
+
+const WallpaperChoice::Key *WallpaperChoice::findKey(std::string_view name) {
+    const auto key = std::find_if(keys().begin(), keys().end(),
+                                  [name](const Key &known) { return known.name == name; });
+    return key == keys().end() ? nullptr : &*key;
 }
 
 std::string WallpaperChoice::keysText() {
     std::string text;
-    for (const Key &key : kKeys) {
+    for (const Key &key : keys()) {
         text.append(text.empty() ? "" : ", ").append(key.name);
     }
     return text;

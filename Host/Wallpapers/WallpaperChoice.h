@@ -4,6 +4,8 @@
 #include "Platform/CoreGraphics/CGGeometry.h"
 #include "Platform/Foundation/NSTypes.h"
 
+#include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,49 +13,93 @@
 
 namespace Lumivera {
 
-/// What is asked for on an output. What has no value is left to whoever decides next: the choice
-/// for all outputs, then the bundle's description.
-struct WallpaperChoice {
-    /// A path, or the name of an installed bundle.
-    std::optional<std::string> bundle;
+/// The limits of what can be set, wherever it is set.
+inline constexpr NSUInteger kMaxPetals = 1'000'000;
+inline constexpr NSInteger kMaxSpeed = 2147483647;
+inline constexpr double kMinScale = 0.01;
+inline constexpr double kMaxScale = 100;
+inline constexpr double kMaxOffset = 100'000; ///< either way
+inline constexpr NSInteger kMaxScaleLevel = 1000;
 
+/// Everything that can be set of a wallpaper. Where a value is missing, the bundle's description
+/// decides.
+struct WallpaperValues {
     std::optional<NSUInteger> petals;
     std::optional<NSInteger> speed;
+
+    /// The view's own scale. A view fills the screen at any scale.
     std::optional<CGFloat> scale;
+
+    /// In points, to the right.
     std::optional<CGFloat> offset;
 
-    /// Without alpha: no shade.
+    /// The colour that shades the background; none when its alpha is 0.
     std::optional<CGColor> tint;
 
     /// How many times its size a petal gets when it is recycled.
     std::optional<NSInteger> scaleLevel;
 
-    /// Takes over every value that `other` has.
+    /// Replaces the values that `other` has.
+    void apply(const WallpaperValues &other);
+
+    /// Those of the values that `earlier` lacks or that differ there.
+    WallpaperValues changesSince(const WallpaperValues &earlier) const;
+
+    /// True when `earlier` has a value that is missing here.
+    bool lacksAnyOf(const WallpaperValues &earlier) const;
+
+    bool operator==(const WallpaperValues &) const = default;
+};
+
+/// The values as bytes for another process of the same build. Missing values are zeros, so that
+/// no other memory of this process goes along.
+using WallpaperBytes = std::array<std::byte, sizeof(WallpaperValues)>;
+WallpaperBytes bytesOf(const WallpaperValues &values);
+WallpaperValues valuesFrom(const WallpaperBytes &bytes);
+
+/// What is asked for on an output. Where a value is missing, the choice for all outputs decides,
+/// then the bundle's description.
+struct WallpaperChoice : WallpaperValues {
+    /// A path, or the name of an installed bundle.
+    std::optional<std::string> bundle;
+
+    /// Replaces the values that `other` has.
     void apply(const WallpaperChoice &other);
 
-    /// Sets the value of a key from a text; "default" takes the value away. A UsageError that names
-    /// `subject` and the key for an unknown key or a value that makes no sense.
+    /// Sets the value of a key from a text; "default" removes the value. Throws a UsageError that
+    /// names `subject` and the key when the key is unknown or the text is no value of it.
     void set(std::string_view subject, std::string_view key, std::string_view text);
 
-    /// The same, but gives what is wrong; empty when the value was set.
+    /// As set(), but returns the problem; empty when the value was set.
     std::string trySet(std::string_view key, std::string_view text);
 
-    /// The value of a key as a text that set() takes; nothing without a value or such a key.
+    /// The value of a key as a text that set() takes; nothing for a missing value or unknown key.
     std::optional<std::string> textOf(std::string_view key) const;
 
-    /// How a key's value is written where texts and numbers differ.
+    /// How the value of a key is written in formats that tell texts from numbers.
     enum class Form { Text, WholeNumber, Number };
 
-    /// Nothing for an unknown key.
-    static std::optional<Form> formOf(std::string_view key);
+    struct Key {
+        std::string_view name;
 
-    /// What a value of a known key must be, for people: "a whole number from 0 to 1000000".
-    static std::string rangeOf(std::string_view key);
+        /// The option of the command line without its dashes, and its help; empty for a key that
+        /// has no option.
+        std::string_view option;
+        std::string_view help;
 
-    /// "wallpaper", "petals", "speed", "scale", "offset", "tint", "scale-level".
-    static const std::vector<std::string_view> &keys();
+        Form form = Form::Text;
 
-    /// The same in one line: "wallpaper, petals, ...".
+        /// What a value must be, for people: "a whole number from 0 to 1000000".
+        std::string range;
+    };
+
+    /// All keys: wallpaper, petals, speed, scale, offset, tint, scale-level.
+    static const std::vector<Key> &keys();
+
+    /// Null for an unknown key.
+    static const Key *findKey(std::string_view name);
+
+    /// The names of the keys in one line: "wallpaper, petals, ...".
     static std::string keysText();
 
     bool operator==(const WallpaperChoice &) const = default;

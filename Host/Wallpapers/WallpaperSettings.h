@@ -1,41 +1,49 @@
 #pragma once
 
-#include "Host/Wallpapers/PictureSize.h"
-#include "Platform/CoreGraphics/CGColor.h"
-#include "Platform/Foundation/NSTypes.h"
+#include "Host/Wallpapers/WallpaperChoice.h"
 
-#include <optional>
+#include <cstddef>
+#include <string>
 
 class DeskTopView;
 
 namespace Lumivera {
 
-/// How a wallpaper is to be shown.
-struct WallpaperSettings : PictureSize {
-    /// The view's own scale. The view fills the size whatever its scale.
-    CGFloat scale = 1;
+/// Limits of a picture, in pixels a side and in all.
+inline constexpr double kMaxSide = 16384;
+inline constexpr double kMaxPixels = 64.0 * 1024 * 1024;
 
-    /// Without values the bundle's description decides.
-    std::optional<NSUInteger> petalCount;
-    std::optional<NSInteger> speedLevel;
-    std::optional<NSInteger> scaleLevel;
+/// The size of a picture, in a file or on a display.
+struct PictureSize {
+    /// In points.
+    CGSize size{320, 480};
 
-    CGFloat offset = 0;
+    /// Pixels a point.
+    CGFloat density = 1;
 
-    /// Shades the background picture; nothing leaves it as it is.
-    std::optional<CGColor> tint;
+    std::size_t pixelWidth() const;
+    std::size_t pixelHeight() const;
 
-    /// Gives a new view its place in the superview and the settings. Main thread, before the
-    /// view's resources load.
-    void applyTo(DeskTopView &view) const;
-
-    /// The settings that loading would undo: shades the background if there is a tint, and sets the
-    /// scale level. Once, when the view's resources have loaded: what is there is shaded, so twice
-    /// is too much. For wallpapers with a background to shade.
-    void applyToLoaded(DeskTopView &view) const;
+    /// Throws a UsageError when the picture would be empty or too large.
+    void check() const;
 };
 
-/// Most petals that the host asks for.
-inline constexpr NSUInteger kMaximumPetals = 1'000'000;
+/// Reads a size written as WIDTHxHEIGHT. Throws a UsageError for anything else.
+CGSize sizeFromText(const std::string &text);
+
+/// How a wallpaper is shown: how large, and with which values.
+struct WallpaperSettings : PictureSize, WallpaperValues {
+    /// Gives a new view its frame and the values, before the view's resources load. Main thread.
+    void applyTo(DeskTopView &view) const;
+
+    /// Gives a view the values that `change` has, except the tint, which only applyToLoaded() can
+    /// give. Values for petals do nothing to a view without petals. Main thread.
+    void applyTo(DeskTopView &view, const WallpaperValues &change) const;
+
+    /// Gives a view the values that loading its resources overwrites: the scale level and the tint.
+    /// Called once for each view, after it has loaded, because a second tint would shade the
+    /// shaded background. Main thread.
+    void applyToLoaded(DeskTopView &view) const;
+};
 
 } // namespace Lumivera

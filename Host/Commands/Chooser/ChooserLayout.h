@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Host/Displays/Display.h"
-#include "Host/Wallpapers/PictureSize.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/CoreGraphics/CGColor.h"
 #include "Platform/Foundation/NSTypes.h"
 

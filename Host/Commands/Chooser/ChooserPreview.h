@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Host/Commands/Chooser/Thumbnail.h"
-#include "Host/Desktop/Isolation/ViewSlot.h"
+#include "Host/Desktop/Isolation/RemoteView.h"
 #include "Host/Support/DeferredCall.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/UIKit/UIView.h"

@@ -50,7 +50,7 @@ ChooserShow::ChooserShow(Display &display, Options options)
 }
 
 void ChooserShow::displayResized() {
-    loseWhatIsShown();
+    drawAgain();
     layOut();
     describe();
 }

@@ -2,7 +2,7 @@
 
 #include "Host/Commands/Gallery/ExhibitStage.h"
 #include "Host/Commands/Gallery/GalleryPictures.h"
-#include "Host/Wallpapers/PictureSize.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/Foundation/NSTypes.h"
 
 #include <memory>

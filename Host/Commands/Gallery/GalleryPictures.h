@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Wallpapers/PictureSize.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/UIKit/UIImage.h"
 
 #include <string>

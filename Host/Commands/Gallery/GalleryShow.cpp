@@ -1,7 +1,6 @@
 #include "Host/Commands/Gallery/GalleryShow.h"
 
 #include "Host/Playing/OffscreenPicture.h"
-#include "Host/Playing/SimulatedTime.h"
 #include "Host/Rendering/FrameSink.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
@@ -55,7 +54,7 @@ void GalleryShow::setRunning(bool running) {
 }
 
 void GalleryShow::displayResized() {
-    loseWhatIsShown();
+    drawAgain();
     _gallery.resize(pictureSize());
 }
 

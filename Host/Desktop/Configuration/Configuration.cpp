@@ -5,7 +5,9 @@
 #include "Platform/Foundation/NSString.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <span>
 #include <toml++/toml.h>
 #include <utility>
@@ -14,12 +16,12 @@ namespace Lumivera {
 
 namespace {
 
-/// Every dot of a dotted key begins a table inside another, and the library goes down all of them
-/// when it takes them away.
-constexpr std::ptrdiff_t kMostDots = 4000;
-constexpr std::size_t kLongestName = 256;
-constexpr double kSmallestDensity = 0.1;
-constexpr double kLargestDensity = 10;
+/// Each dot of a dotted key nests a table in another, and the library destroys nested tables
+/// recursively, so their number is limited.
+constexpr std::ptrdiff_t kMaxDots = 4000;
+constexpr std::size_t kMaxName = 256;
+constexpr double kMinDensity = 0.1;
+constexpr double kMaxDensity = 10;
 
 constexpr std::string_view kOutput = "output";
 
@@ -29,7 +31,7 @@ std::string place(const std::string &path, std::size_t line) {
     return path + ":" + std::to_string(line);
 }
 
-/// The first line with bytes that are no UTF-8, from 1; nothing when there is none.
+/// The number, from 1, of the first line that is not UTF-8.
 std::optional<std::size_t> lineWithoutUTF8(std::string_view text) {
     if (isValidUTF8(text)) {
         return std::nullopt;
@@ -43,8 +45,7 @@ std::optional<std::size_t> lineWithoutUTF8(std::string_view text) {
     return line;
 }
 
-/// The value in words that WallpaperChoice::set() takes; nothing when it is written in another
-/// form.
+/// The value as a text that WallpaperChoice::set() takes; nothing for a value of another form.
 std::optional<std::string> textOf(const toml::node &value, WallpaperChoice::Form form) {
     using Form = WallpaperChoice::Form;
     if (form == Form::Text) {
@@ -70,7 +71,7 @@ bool readFlag(std::optional<bool> &target, const toml::node &value) {
 
 bool readDensity(std::optional<CGFloat> &target, const toml::node &value) {
     const auto number = value.is_number() ? value.value<double>() : std::nullopt;
-    if (!number || !(*number >= kSmallestDensity && *number <= kLargestDensity)) {
+    if (!number || !(*number >= kMinDensity && *number <= kMaxDensity)) {
         return false;
     }
     target = static_cast<CGFloat>(*number);
@@ -91,9 +92,83 @@ bool readOnBattery(PauseOptions::OnBattery &target, const toml::node &value) {
     return false;
 }
 
+constexpr const char *kWallpaper = "wallpaper";
+constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+constexpr const char *kAdvice = "write the line wallpaper = \"...\" with an editor";
+
+/// Offsets of the first byte and behind the last byte of a part of a text.
+struct Range {
+    std::size_t begin;
+    std::size_t end;
+};
+
+bool continuesCharacter(char c) { return (static_cast<unsigned char>(c) & 0xc0) == 0x80; }
+
+/// The byte offset of a position that the parser gives: lines and columns count from 1, columns in
+/// characters, and without a byte order mark.
+std::size_t offsetOf(std::string_view text, const toml::source_position &position) {
+    std::size_t offset = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+    for (toml::source_index line = 1; line < position.line; ++line) {
+        const std::size_t end = text.find('\n', offset);
+        offset = end == std::string_view::npos ? text.size() : end + 1;
+    }
+    for (toml::source_index column = 1; column < position.column && offset < text.size();
+         ++column) {
+        do {
+            ++offset;
+        } while (offset < text.size() && continuesCharacter(text[offset]));
+    }
+    return offset;
+}
+
+/// The range of the wallpaper's value; nothing when the text has none.
+std::optional<Range> wallpaperRange(std::string_view text) {
+    const toml::table table = toml::parse(text);
+    const toml::node *value = table.get(kWallpaper);
+    if (!value) {
+        return std::nullopt;
+    }
+    return Range{offsetOf(text, value->source().begin), offsetOf(text, value->source().end)};
+}
+
+std::string tomlString(std::string_view value) {
+    std::string text = "\"";
+    for (const char c : value) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') {
+            text.append({'\\', c});
+        } else if (byte < 0x20 || byte == 0x7f) {
+            std::array<char, 8> escape;
+            std::snprintf(escape.data(), escape.size(), "\\u%04x", byte);
+            text += escape.data();
+        } else {
+            text += c;
+        }
+    }
+    return text + "\"";
+}
+
+/// Adds a line at the top, where it belongs to no table.
+std::string withNewLine(std::string_view text, const std::string &value) {
+    const std::size_t start = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+    const char *lineEnd = text.find("\r\n") == std::string_view::npos ? "\n" : "\r\n";
+    std::string result(text);
+    return result.insert(start, std::string(kWallpaper) + " = " + value + lineEnd);
+}
+
+bool saysWhatItShould(const std::string &text, const Configuration &before,
+                      const std::string &wallpaper, const std::string &path) {
+    try {
+        const Configuration after = Configuration::parse(text, path);
+        return after.choice().bundle == wallpaper && after.isSameButForWallpaper(before);
+    } catch (const HostError &) {
+        return false;
+    }
+}
+
 } // namespace
 
-/// Reads one text and knows how to complain about each of its values.
+/// Reads one text; its errors name the file, the line and the key.
 class ConfigurationReader {
   public:
     ConfigurationReader(std::string_view text, const std::string &path)
@@ -113,7 +188,7 @@ class ConfigurationReader {
     }
 
   private:
-    /// A key that stands at the top only. `read` gives false for a value that is none of the key's.
+    /// A key that stands at the top only. `read` is false for a value that the key cannot have.
     struct Key {
         std::string_view name;
         const char *range;
@@ -162,14 +237,14 @@ class ConfigurationReader {
     }
 
     void checkBytes() const {
-        if (_text.size() > Configuration::kMaximumBytes) {
+        if (_text.size() > Configuration::kMaxBytes) {
             throw HostError(_path, "is larger than 1 MiB", "shorten it");
         }
         if (const auto line = lineWithoutUTF8(_text)) {
             throw HostError(place(_path, *line), "is not UTF-8", "save the file as UTF-8");
         }
-        if (std::count(_text.begin(), _text.end(), '.') > kMostDots) {
-            throw HostError(_path, "has more than " + std::to_string(kMostDots) + " dots",
+        if (std::count(_text.begin(), _text.end(), '.') > kMaxDots) {
+            throw HostError(_path, "has more than " + std::to_string(kMaxDots) + " dots",
                             "shorten it");
         }
     }
@@ -177,7 +252,7 @@ class ConfigurationReader {
     void readTop(const toml::key &key, const toml::node &value) {
         if (key.str() == kOutput) {
             readOutputs(value);
-        } else if (WallpaperChoice::formOf(key.str())) {
+        } else if (WallpaperChoice::findKey(key.str())) {
             readChoice(_result._choice, key, value);
         } else if (const Key *known = findKey(key.str())) {
             if (!known->read(_result, value)) {
@@ -189,13 +264,13 @@ class ConfigurationReader {
     }
 
     void readOutputs(const toml::node &value) {
-        constexpr const char *kAdvice = "write [output.NAME] above the keys of an output";
+        constexpr const char *kTableAdvice = "write [output.NAME] above the keys of an output";
         if (!value.is_table()) {
-            fail(value.source(), kOutput, " is no table", kAdvice);
+            fail(value.source(), kOutput, " is no table", kTableAdvice);
         }
         for (const auto &[name, keys] : *value.as_table()) {
-            if (!keys.is_table() || name.str().empty() || name.str().size() > kLongestName) {
-                fail(keys.source(), name.str(), " is no output with keys", kAdvice);
+            if (!keys.is_table() || name.str().empty() || name.str().size() > kMaxName) {
+                fail(keys.source(), name.str(), " is no output with keys", kTableAdvice);
             }
             WallpaperChoice &choice = _result._outputChoices[std::string(name.str())];
             for (const auto &[outputKey, outputValue] : *keys.as_table()) {
@@ -205,7 +280,7 @@ class ConfigurationReader {
     }
 
     void readOfOutput(WallpaperChoice &choice, const toml::key &key, const toml::node &value) {
-        if (WallpaperChoice::formOf(key.str())) {
+        if (WallpaperChoice::findKey(key.str())) {
             readChoice(choice, key, value);
         } else if (findKey(key.str())) {
             fail(key.source(), key.str(), " is for all outputs together",
@@ -217,9 +292,10 @@ class ConfigurationReader {
     }
 
     void readChoice(WallpaperChoice &choice, const toml::key &key, const toml::node &value) const {
-        const auto text = textOf(value, *WallpaperChoice::formOf(key.str()));
+        const WallpaperChoice::Key &known = *WallpaperChoice::findKey(key.str());
+        const auto text = textOf(value, known.form);
         if (!text || !choice.trySet(key.str(), *text).empty()) {
-            fail(value.source(), key.str(), " is not " + WallpaperChoice::rangeOf(key.str()));
+            fail(value.source(), key.str(), " is not " + known.range);
         }
     }
 
@@ -258,6 +334,28 @@ bool Configuration::isSameButForWallpaper(const Configuration &other) const {
     Configuration changed = other;
     changed._choice.bundle = _choice.bundle;
     return *this == changed;
+}
+
+std::string Configuration::withWallpaper(std::string_view text, const std::string &wallpaper,
+                                         const std::string &path) {
+    const Configuration before = Configuration::parse(text, path);
+    if (!isValidUTF8(wallpaper)) {
+        throw HostError(wallpaper, "is not UTF-8 and cannot be written into " + path,
+                        "rename the bundle");
+    }
+    const auto range = wallpaperRange(text);
+    std::string result;
+    if (range) {
+        result = text;
+        result.replace(range->begin, range->end - range->begin, tomlString(wallpaper));
+    } else {
+        result = withNewLine(text, tomlString(wallpaper));
+    }
+    if (!saysWhatItShould(result, before, wallpaper, path)) {
+        throw HostError(path, "cannot be changed without changing more than the wallpaper",
+                        kAdvice);
+    }
+    return result;
 }
 
 } // namespace Lumivera

@@ -12,32 +12,37 @@
 
 namespace Lumivera {
 
-/// What the user's configuration file says. The keys of a WallpaperChoice stand at the top for all
-/// outputs and under [output.NAME] for one; the others stand at the top.
+/// The contents of the user's configuration file. The keys of a WallpaperChoice stand at the top
+/// for all outputs and under [output.NAME] for one; the other keys stand at the top only.
 class Configuration {
   public:
-    /// Nothing is configured.
+    /// Configures nothing.
     Configuration() = default;
 
-    /// Reads a text in TOML. A HostError names `path`, the line and the key that it does not
-    /// understand.
+    /// Reads a text in TOML. Throws a HostError that names `path`, the line and the key.
     static Configuration parse(std::string_view text, const std::string &path);
 
-    /// For all outputs, without what is said for one.
+    /// The text of a configuration with another wallpaper for all outputs; the rest of it, comments
+    /// and line ends included, stays as it is. Throws a HostError about the file at `path` when the
+    /// text is no configuration or cannot be changed.
+    static std::string withWallpaper(std::string_view text, const std::string &wallpaper,
+                                     const std::string &path);
+
+    /// The choice for all outputs.
     const WallpaperChoice &choice() const { return _choice; }
 
-    /// For one output: what is said for all, and over it what is said for this one.
+    /// The choice for one output: that for all outputs, overridden by its own.
     WallpaperChoice choiceFor(const std::string &output) const;
 
-    /// What is said for one output alone, by the outputs' names.
+    /// The outputs' own choices, by name.
     const std::map<std::string, WallpaperChoice> &outputChoices() const { return _outputChoices; }
 
     const PauseOptions &pauseOptions() const { return _pauseOptions; }
 
-    /// Without values the command line decides, or the program.
+    /// Missing where the file does not say.
     std::optional<bool> isClickThrough() const { return _isClickThrough; }
 
-    /// Whether bundles' own libraries are run whoever can write them.
+    /// True when bundles' own libraries are run even if others can write them.
     std::optional<bool> trusts() const { return _trusts; }
 
     /// Pixels a point.
@@ -45,15 +50,15 @@ class Configuration {
 
     bool operator==(const Configuration &) const = default;
 
-    /// Lets wallpapers' paths that begin with "~/" lead from the user's home, and other relative
-    /// ones from `folder`. Names of installed ones stay.
+    /// Makes the wallpapers' paths absolute: those that begin with "~/" start at `home`, other
+    /// relative ones at `folder`. Names of installed wallpapers stay.
     void resolvePaths(const std::string &folder, const std::string &home);
 
-    /// Equal but for what is shown on all outputs.
+    /// True when the two differ at most in the wallpaper for all outputs.
     bool isSameButForWallpaper(const Configuration &other) const;
 
-    /// Largest text, in bytes.
-    static constexpr std::size_t kMaximumBytes = 1 << 20;
+    /// Limit of a text, in bytes.
+    static constexpr std::size_t kMaxBytes = 1 << 20;
 
   private:
     friend class ConfigurationReader;

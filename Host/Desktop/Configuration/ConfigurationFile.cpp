@@ -1,6 +1,5 @@
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 
-#include "Host/Desktop/Configuration/ConfigurationText.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
 #include "Host/Wallpapers/Places.h"
@@ -22,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr NSTimeInterval kQuietTime = 0.1;
-constexpr int kMostLinks = 16;
+constexpr int kMaxLinks = 16;
 
 constexpr std::uint32_t kNameEvents =
     IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB;
@@ -34,7 +33,7 @@ bool isFolder(const fs::path &path) {
     return fs::is_directory(path, error);
 }
 
-/// The nearest folder above that exists, and the name in it that leads to the path.
+/// The longest beginning of the path whose parent folder exists.
 fs::path existingPartOf(fs::path path) {
     while (path.has_parent_path() && path.parent_path() != path && !isFolder(path.parent_path())) {
         path = path.parent_path();
@@ -42,7 +41,7 @@ fs::path existingPartOf(fs::path path) {
     return path;
 }
 
-/// The file as a text; nothing when there is none.
+/// The text of the file; nothing when there is no file.
 std::optional<std::string> contentsOf(const std::string &path) {
     struct stat status;
     if (stat(path.c_str(), &status) != 0) {
@@ -55,10 +54,10 @@ std::optional<std::string> contentsOf(const std::string &path) {
         throw HostError(path, S_ISDIR(status.st_mode) ? "is a folder" : "is no regular file",
                         "put the configuration there, or nothing");
     }
-    if (static_cast<std::uint64_t>(status.st_size) > Configuration::kMaximumBytes) {
+    if (static_cast<std::uint64_t>(status.st_size) > Configuration::kMaxBytes) {
         throw HostError(path, "is larger than 1 MiB", "shorten it");
     }
-    const auto bytes = readFile(path, Configuration::kMaximumBytes);
+    const auto bytes = readFile(path, Configuration::kMaxBytes);
     if (!bytes) {
         throw HostError(path, "cannot be read", "check its permissions");
     }
@@ -73,7 +72,7 @@ void makeFolderOf(const std::string &path) {
     }
 }
 
-/// The new file is as readable to others as the one that it replaces.
+/// Gives the new file the permissions of the one that it replaces.
 void copyPermissions(const std::string &path) {
     struct stat status;
     const std::string target = OutputFile::targetOf(path);
@@ -116,7 +115,7 @@ Configuration ConfigurationFile::read(const std::string &path) {
 
 void ConfigurationFile::setWallpaper(const std::string &path, const std::string &wallpaper) {
     const std::string before = contentsOf(path).value_or("");
-    const std::string after = ConfigurationText::withWallpaper(before, wallpaper, path);
+    const std::string after = Configuration::withWallpaper(before, wallpaper, path);
     if (after == before) {
         return;
     }
@@ -140,7 +139,7 @@ void ConfigurationFile::serve() {
         }
     }
     if (isChanged) {
-        readSoon();
+        _readAgain.callAfter(kQuietTime);
     }
 }
 
@@ -156,9 +155,7 @@ bool ConfigurationFile::concernsUs(int watch, std::uint32_t mask, const char *na
     return false;
 }
 
-void ConfigurationFile::readSoon() { _readAgain.callAfter(kQuietTime); }
-
-/// Watches first: what changes after that is heard of.
+/// Watches before it reads, so that no later change is missed.
 void ConfigurationFile::readAgain() {
     watchFolders();
     const Configuration before = _configuration;
@@ -183,15 +180,15 @@ void ConfigurationFile::load() {
     }
 }
 
-/// The folder of the file, or what there is of the way to it; and where the file is a link, the
-/// same for what it leads to.
+/// Watches the folder of the file, or the nearest existing folder on the way to it, and the same
+/// for the targets of links.
 void ConfigurationFile::watchFolders() {
     for (const Watch &known : _watches) {
         inotify_rm_watch(_notifications, known.number);
     }
     _watches.clear();
     fs::path path = _path;
-    for (int links = 0; links < kMostLinks; ++links) {
+    for (int links = 0; links < kMaxLinks; ++links) {
         watch(path.string());
         std::error_code error;
         const fs::path target = fs::read_symlink(path, error);
@@ -202,7 +199,7 @@ void ConfigurationFile::watchFolders() {
     }
 }
 
-/// Folders may come while we look for them, so it looks once more after it began to watch.
+/// A folder on the way may appear before the watch begins, so this looks again after each watch.
 void ConfigurationFile::watch(const std::string &path) {
     fs::path part;
     for (fs::path next = existingPartOf(path); next != part; next = existingPartOf(path)) {

@@ -10,27 +10,27 @@
 
 namespace Lumivera {
 
-/// The user's configuration file, followed as it changes: rewritten in place, replaced by another
-/// under its name, deleted, begun in a folder that is not there yet, or behind a link. It is read
-/// again when nothing has happened to it for a moment, so that half a file is not read. A missing
-/// file configures nothing. Main thread.
+/// Reads the user's configuration file and follows its changes: rewritten in place, replaced,
+/// deleted, made in a folder that did not exist, also behind links. It is read again after 0.1 s
+/// without an event, so that no half-written file is read. A missing file configures nothing. Main
+/// thread.
 class ConfigurationFile final : private DescriptorSource {
   public:
     class Listener {
       public:
-        /// In a call-out of the main run loop, only when the configuration is another one or the
-        /// file was broken before.
+        /// Called in a call-out of the main run loop when the configuration has changed or the file
+        /// was broken before.
         virtual void configurationChanged(const Configuration &configuration) = 0;
 
-        /// The file is broken; the configuration stays what it was. `problem` is one line.
+        /// The file is broken and the configuration stays as it was. `problem` is one line.
         virtual void configurationBroken(const std::string &problem) = 0;
 
       protected:
         ~Listener() = default;
     };
 
-    /// Reads the file. A broken one is told by problem() alone. Where the system lets nobody watch
-    /// files, the file is not followed.
+    /// Reads the file; problem() tells if it is broken. The file is not followed where the system
+    /// has no inotify instance left. The waiter is not owned.
     ConfigurationFile(DescriptorWaiter &waiter, std::string path);
     ~ConfigurationFile();
 
@@ -40,10 +40,10 @@ class ConfigurationFile final : private DescriptorSource {
     /// Not owned; null for none.
     void setListener(Listener *listener) { _listener = listener; }
 
-    /// What the file said when it was last in order.
+    /// The contents of the file when it was last valid.
     const Configuration &configuration() const { return _configuration; }
 
-    /// What is wrong with the file as it is now; empty when it is in order.
+    /// The problem of the file as it is now; empty when it is valid.
     const std::string &problem() const { return _problem; }
 
     const std::string &path() const { return _path; }
@@ -51,16 +51,17 @@ class ConfigurationFile final : private DescriptorSource {
     /// $XDG_CONFIG_HOME/lumivera/lumivera.toml, in ~/.config by default.
     static std::string standardPath();
 
-    /// What a file says, with every path absolute; nothing when there is none. A HostError when it
-    /// cannot be read, is larger than a configuration may be or is broken.
+    /// Reads a file and makes its paths absolute; a missing file configures nothing. Throws a
+    /// HostError when the file cannot be read, is too large or is broken.
     static Configuration read(const std::string &path);
 
-    /// Puts the wallpaper for all outputs into a file and leaves the rest of it as it stands. Makes
-    /// the file and its folder when they are missing; on a HostError nothing has changed.
+    /// Sets the wallpaper for all outputs in a file and leaves the rest of it as it is. Makes the
+    /// file and its folder where they are missing. Throws a HostError, with nothing changed, when
+    /// it cannot.
     static void setWallpaper(const std::string &path, const std::string &wallpaper);
 
   private:
-    /// A folder in which a change of one name, or of the folder, concerns us.
+    /// A watched folder, and the name in it whose changes matter.
     struct Watch {
         int number;
         std::string name;
@@ -69,7 +70,6 @@ class ConfigurationFile final : private DescriptorSource {
     int descriptor() const override { return _notifications; }
     void serve() override;
     bool concernsUs(int watch, std::uint32_t mask, const char *name) const;
-    void readSoon();
     void readAgain();
     void load();
     void watchFolders();

@@ -1,26 +1,48 @@
 #include "Host/Desktop/Control/ControlClient.h"
 
-#include "Host/Desktop/Control/ControlPlace.h"
-#include "Host/Support/HostError.h"
+#include "Host/Wallpapers/Places.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 namespace Lumivera {
 
 namespace {
 
+constexpr mode_t kOursAlone = 0700;
+constexpr mode_t kOthers = 077;
+
+/// True for a folder, not a link to one, that the user owns.
+bool isOwnFolder(const std::string &path, struct stat &status) {
+    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+           status.st_uid == geteuid();
+}
+
+sockaddr_un addressOf(const std::string &path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        throw HostError(path, "is too long a name for a socket",
+                        "set XDG_RUNTIME_DIR to a folder with a shorter name");
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+    return address;
+}
+
 using WallClock = std::chrono::steady_clock;
 
 constexpr auto kLimit = std::chrono::seconds(10);
-constexpr std::size_t kLongestAnswer = 16 << 20;
+constexpr std::size_t kMaxAnswer = 16 << 20;
 
-/// A connection that knows when its time is over.
+/// A connection to the host for one question, with a time limit.
 class Connection {
   public:
     explicit Connection(const std::string &folder)
@@ -39,7 +61,8 @@ class Connection {
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
 
-    /// A host that turns us away may close before it has taken everything.
+    /// Ignores failures: a host that refuses may close before it has read everything, but has
+    /// answered.
     void send(std::string_view text) const {
         while (!text.empty()) {
             const ssize_t count = ::send(_descriptor, text.data(), text.size(), MSG_NOSIGNAL);
@@ -53,7 +76,7 @@ class Connection {
     std::string receiveLine() const {
         std::string text;
         std::array<char, 16384> part;
-        while (text.size() < kLongestAnswer && waitForMore()) {
+        while (text.size() < kMaxAnswer && waitForMore()) {
             const ssize_t count = recv(_descriptor, part.data(), part.size(), 0);
             if (count <= 0) {
                 break;
@@ -90,6 +113,46 @@ class Connection {
 };
 
 } // namespace
+
+std::string ControlPlace::standardFolder() {
+    if (const auto folder = Places::runtimePath("lumivera")) {
+        return *folder;
+    }
+    const std::string user = std::to_string(geteuid());
+    struct stat status;
+    const std::string ours = "/run/user/" + user;
+    return isOwnFolder(ours, status) ? ours + "/lumivera" : "/tmp/lumivera-" + user;
+}
+
+void ControlPlace::makeFolder(const std::string &folder) {
+    if (mkdir(folder.c_str(), kOursAlone) != 0 && errno != EEXIST) {
+        throw HostError(folder, "cannot be made: " + systemErrorText(),
+                        "set XDG_RUNTIME_DIR to a folder of yours");
+    }
+    struct stat status;
+    if (!isOwnFolder(folder, status)) {
+        throw HostError(folder, "is not a folder of yours",
+                        "remove it, or set XDG_RUNTIME_DIR to a folder of yours");
+    }
+    if ((status.st_mode & kOthers) != 0 && chmod(folder.c_str(), kOursAlone) != 0) {
+        throw HostError(folder, "is open to others: " + systemErrorText(), "remove it");
+    }
+}
+
+bool ControlPlace::bindSocket(int descriptor, const std::string &path) {
+    const sockaddr_un address = addressOf(path);
+    return bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+}
+
+bool ControlPlace::connectSocket(int descriptor, const std::string &path) {
+    const sockaddr_un address = addressOf(path);
+    return connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+}
+
+bool ControlPlace::isOurFolder(const std::string &folder) {
+    struct stat status;
+    return isOwnFolder(folder, status) && (status.st_mode & kOthers) == 0;
+}
 
 std::string ControlClient::ask(const std::string &folder, std::string_view request) {
     const Connection connection(folder);

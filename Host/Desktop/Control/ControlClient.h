@@ -7,18 +7,41 @@
 
 namespace Lumivera {
 
-/// There is nobody to ask.
+/// The socket on which a host listens for requests, in a folder that only the user may enter.
+class ControlPlace {
+  public:
+    /// $XDG_RUNTIME_DIR/lumivera; without that variable, lumivera in /run/user/UID if the user owns
+    /// that folder, else /tmp/lumivera-UID.
+    static std::string standardFolder();
+
+    /// The path of the socket in a folder.
+    static std::string socketIn(const std::string &folder) { return folder + "/control"; }
+
+    /// Makes the folder where it is missing and takes others' permissions away. Throws a HostError
+    /// when it is a link or belongs to another user, who could then listen there.
+    static void makeFolder(const std::string &folder);
+
+    /// Binds a Unix socket to a path, or connects it to the one there. False, with errno set, when
+    /// the system refuses; a HostError when the path is too long for a socket.
+    static bool bindSocket(int descriptor, const std::string &path);
+    static bool connectSocket(int descriptor, const std::string &path);
+
+    /// True when the folder exists and only the user may enter it.
+    static bool isOurFolder(const std::string &folder);
+};
+
+/// There is no host to ask.
 class NoHostError final : public HostError {
   public:
     using HostError::HostError;
 };
 
-/// The other end of a ControlServer, for one question. Blocks, at most ten seconds.
+/// Asks a running host one question. Blocks for at most ten seconds.
 class ControlClient {
   public:
-    /// Sends a request, one line without its end, to the host that listens in the folder, and gives
-    /// its answer. A NoHostError when no host runs there, another HostError when it
-    /// does not answer.
+    /// Sends a request, one line without its line break, to the host that listens in the folder,
+    /// and returns its answer. Throws a NoHostError when no host runs there, and another HostError
+    /// when it does not answer.
     static std::string ask(const std::string &folder, std::string_view request);
 };
 

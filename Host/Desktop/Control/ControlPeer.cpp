@@ -44,7 +44,8 @@ void ControlPeer::dismiss(std::string_view text) {
     answer(text);
 }
 
-/// Nothing that we would not take in now: a socket that stays readable would wake us without end.
+/// Waits for reading only while there is room: a readable socket that is not read would wake the
+/// run loop without end.
 short ControlPeer::awaitedEvents() const {
     const int reading = hasRoom() ? POLLIN : 0;
     const int writing = _unsent.empty() ? 0 : POLLOUT;
@@ -67,7 +68,7 @@ void ControlPeer::serve() {
 }
 
 bool ControlPeer::hasRoom() const {
-    return !_hasEnded && !_isDismissed && _received.size() <= ControlRequest::kMaximumBytes;
+    return !_hasEnded && !_isDismissed && _received.size() <= ControlRequest::kMaxBytes;
 }
 
 void ControlPeer::receive() {
@@ -83,7 +84,7 @@ void ControlPeer::receive() {
     }
 }
 
-/// Nothing more comes, so that a last line without an end is whole.
+/// At the end of the input, a last line without a line break is complete.
 void ControlPeer::end() {
     _hasEnded = true;
     if (!_received.empty() && !_received.ends_with('\n')) {
@@ -96,29 +97,29 @@ bool ControlPeer::hasHungUp() const {
     return poll(&state, 1, 0) > 0 && (state.revents & (POLLHUP | POLLERR)) != 0;
 }
 
-/// Nobody reads answers any more; what was asked before is still done.
+/// Discards answers, which nobody reads any more. Requests before that are still executed.
 void ControlPeer::becomeDeaf() {
     _isDeaf = true;
     _unsent.clear();
 }
 
 void ControlPeer::takeLines() {
-    for (int count = 0; count < kLinesInTurn && canTakeLine(); ++count) {
+    for (int count = 0; count < kMaxLinesInTurn && canTakeLine(); ++count) {
         const std::size_t end = _received.find('\n');
         const std::string line = _received.substr(0, end);
         _received.erase(0, end + 1);
         _isAsking = true;
         _owner.peerAsked(*this, line);
     }
-    const bool isTooLong = _received.size() > ControlRequest::kMaximumBytes &&
-                           _received.find('\n') == std::string::npos;
+    const bool isTooLong =
+        _received.size() > ControlRequest::kMaxBytes && _received.find('\n') == std::string::npos;
     if (isTooLong && !_isAsking) {
         dismiss(ControlService::refusal(ControlRequest::lengthProblem()));
     }
 }
 
 bool ControlPeer::canTakeLine() const {
-    return !_isAsking && !_isDismissed && _unsent.size() < kMaximumBacklog &&
+    return !_isAsking && !_isDismissed && _unsent.size() < kMaxBacklog &&
            _received.find('\n') != std::string::npos;
 }
 

@@ -8,42 +8,43 @@
 
 namespace Lumivera {
 
-/// One program at the other end of a control socket: takes its lines in, one after another, and
-/// sends it answers as fast as it reads them. Never waits for it. Main thread.
+/// A connection of the control socket: receives lines, one after another, and sends answers as fast
+/// as the other end reads them. Never blocks. Main thread.
 class ControlPeer final : private DescriptorSource {
   public:
     class Owner {
       public:
-        /// A line without its end. The next one comes after answer() was called.
+        /// Called with a line without its line break. The next line follows after answer().
         virtual void peerAsked(ControlPeer &peer, std::string_view line) = 0;
 
-        /// The peer wants to be destroyed, which may happen within the call.
+        /// The connection is over. The owner destroys the peer, maybe within this call.
         virtual void peerLeft(ControlPeer &peer) = 0;
 
       protected:
         ~Owner() = default;
     };
 
-    /// Takes over the descriptor of a connected socket that does not block.
+    /// Owns the descriptor, a connected non-blocking socket.
     ControlPeer(DescriptorWaiter &waiter, int descriptor, std::uint64_t number, Owner &owner);
     ~ControlPeer();
 
     ControlPeer(const ControlPeer &) = delete;
     ControlPeer &operator=(const ControlPeer &) = delete;
 
-    /// Never that of another peer of this process.
+    /// Unique in this process.
     std::uint64_t number() const { return _number; }
 
     /// Sends the answer to the last line.
     void answer(std::string_view text);
 
-    /// Sends a last line, takes no more, and leaves when the other end has read it.
+    /// Sends a last line, reads no more, and leaves when the line was sent.
     void dismiss(std::string_view text);
 
-    /// Largest number of bytes that wait to be sent while lines are still taken, one answer more at
-    /// most; and how many lines are taken before others have their turn.
-    static constexpr std::size_t kMaximumBacklog = std::size_t{256} * 1024;
-    static constexpr int kLinesInTurn = 32;
+    /// No line is executed while more bytes than this wait to be sent.
+    static constexpr std::size_t kMaxBacklog = std::size_t{256} * 1024;
+
+    /// Lines that are executed before other descriptors are served.
+    static constexpr int kMaxLinesInTurn = 32;
 
   private:
     int descriptor() const override { return _descriptor; }

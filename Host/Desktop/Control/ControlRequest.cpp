@@ -18,19 +18,18 @@ namespace {
 using Json = nlohmann::json;
 using Action = ControlRequest::Action;
 
-constexpr std::size_t kLongestIdentifier = 256;
-constexpr std::size_t kLongestPath = 4096;
-constexpr double kFarthest = 100'000;
+constexpr std::size_t kMaxIdentifier = 256;
+constexpr std::size_t kMaxPath = 4096;
 
-/// One field's value: a text or a number, and both as it is written in a text.
+/// The value of a field: a text, or a number with its text.
 struct Field {
     enum class Kind { Text, Number, Other } kind = Kind::Other;
     std::string text;
     double number = 0;
 };
 
-/// Takes in one object of texts and numbers as the parser goes over it, and stops at anything
-/// that is nested: so the depth of the text is never the depth of a call.
+/// Collects the texts and numbers of one object during parsing. It stops at nested values, so that
+/// deeply nested text causes no deep recursion.
 class FieldReader final : public nlohmann::json_sax<Json> {
   public:
     std::map<std::string, Field> fields;
@@ -94,7 +93,7 @@ struct ActionName {
     std::string_view name;
     Action action;
 
-    /// The fields that it has besides "do", "output" and "id"; it needs all of them.
+    /// The fields that it requires besides "do", "output" and "id".
     std::vector<std::string> fields;
 };
 
@@ -126,7 +125,7 @@ class Refusal final : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// Makes a request of the fields; a Refusal says why they make no sense.
+/// Makes a request of the fields; throws a Refusal for invalid ones.
 class RequestMaker {
   public:
     RequestMaker(const std::map<std::string, Field> &fields, ControlRequest &request)
@@ -188,7 +187,7 @@ class RequestMaker {
 
     CGFloat coordinate(const std::string &name) const {
         const Field &field = _fields.at(name);
-        if (field.kind != Field::Kind::Number || !(std::fabs(field.number) <= kFarthest)) {
+        if (field.kind != Field::Kind::Number || !(std::fabs(field.number) <= kMaxOffset)) {
             fail("\"" + name + "\" is not a number from -100000 to 100000");
         }
         return static_cast<CGFloat>(field.number);
@@ -196,7 +195,7 @@ class RequestMaker {
 
     std::string absolutePath(const std::string &name) const {
         std::string path = text(name);
-        if (!path.starts_with('/') || path.size() > kLongestPath) {
+        if (!path.starts_with('/') || path.size() > kMaxPath) {
             fail("\"" + name + "\" is not an absolute path");
         }
         return path;
@@ -216,7 +215,7 @@ class RequestMaker {
         }
     }
 
-    /// A host does not know from where a relative path is meant.
+    /// Refuses relative paths: the host does not know the client's folder.
     void set(const std::string &key, const std::string &value) const {
         const std::string problem = _request.choice.trySet(key, value);
         if (!problem.empty()) {
@@ -236,10 +235,10 @@ class RequestMaker {
     ControlRequest &_request;
 };
 
-/// A number as it came, a text in quotes; empty for anything that no answer repeats.
+/// The identifier as JSON; empty where there is none or it is too long.
 std::string identifierFrom(const std::map<std::string, Field> &fields) {
     const auto found = fields.find("id");
-    if (found == fields.end() || found->second.text.size() > kLongestIdentifier) {
+    if (found == fields.end() || found->second.text.size() > kMaxIdentifier) {
         return {};
     }
     const Field &field = found->second;
@@ -251,7 +250,7 @@ std::string identifierFrom(const std::map<std::string, Field> &fields) {
 ControlRequest ControlRequest::parse(std::string_view text) {
     ControlRequest request;
     FieldReader reader;
-    if (text.size() > kMaximumBytes) {
+    if (text.size() > kMaxBytes) {
         request.problem = lengthProblem();
         return request;
     }
@@ -269,7 +268,7 @@ ControlRequest ControlRequest::parse(std::string_view text) {
 }
 
 std::string ControlRequest::lengthProblem() {
-    return "a request is at most " + std::to_string(kMaximumBytes) + " bytes long";
+    return "a request is at most " + std::to_string(kMaxBytes) + " bytes long";
 }
 
 } // namespace Lumivera

@@ -9,7 +9,7 @@
 
 namespace Lumivera {
 
-/// What a program asks a running host for, written as one JSON object in one line:
+/// A request to a running host, written as one JSON object in one line:
 /// {"do": "tap", "output": "DP-1", "x": 100, "y": 50}.
 struct ControlRequest {
     enum class Action {
@@ -23,8 +23,8 @@ struct ControlRequest {
         Quit,
     };
 
-    /// In one line, why the text is no request that makes sense; empty when it is one. Only the
-    /// identifier is to be used of one that is none.
+    /// Why the text is no valid request, in one line; empty when it is valid. An invalid request
+    /// has only this and its identifier.
     std::string problem;
 
     Action action = Action::Status;
@@ -34,7 +34,7 @@ struct ControlRequest {
 
     WallpaperChoice choice;
 
-    /// To be forgotten.
+    /// The key to forget.
     std::string key;
 
     CGPoint point;
@@ -42,17 +42,17 @@ struct ControlRequest {
     /// An absolute path.
     std::string file;
 
-    /// What the answer repeats, as JSON; empty without one.
+    /// The "id" that the answer repeats, as JSON; empty without one.
     std::string identifier;
 
-    /// Never throws for what the text holds, and needs no more memory than the text.
+    /// Throws nothing, whatever the text is, and needs no more memory than the text.
     static ControlRequest parse(std::string_view text);
 
-    /// What is wrong with a longer one.
+    /// The problem of a request beyond the limit.
     static std::string lengthProblem();
 
-    /// Longest request, in bytes.
-    static constexpr std::size_t kMaximumBytes = std::size_t{64} * 1024;
+    /// Limit of a request, in bytes.
+    static constexpr std::size_t kMaxBytes = std::size_t{64} * 1024;
 };
 
 } // namespace Lumivera

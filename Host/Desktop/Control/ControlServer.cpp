@@ -1,6 +1,6 @@
 #include "Host/Desktop/Control/ControlServer.h"
 
-#include "Host/Desktop/Control/ControlPlace.h"
+#include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Support/HostError.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
@@ -21,7 +21,7 @@ constexpr int kBacklog = 64;
 constexpr mode_t kOursAlone = 0600;
 constexpr NSTimeInterval kRest = 1;
 
-/// Whose program is at the other end: ours, or the system's own.
+/// True for programs of this user and of root.
 bool isAllowed(int descriptor) {
     ucred peer{};
     socklen_t size = sizeof peer;
@@ -34,7 +34,7 @@ bool isAllowed(int descriptor) {
 ControlServer::ControlServer(DescriptorWaiter &waiter, ControlTarget &target, std::string desktop,
                              const std::string &folder)
     : _waiter(waiter), _service(target, std::move(desktop)), _path(ControlPlace::socketIn(folder)),
-      _rest([] {}), // the next wait accepts again
+      _rest([] {}), // its end alone makes awaitedEvents() accept again
       _self(std::make_shared<ControlServer *>(this)) {
     ControlPlace::makeFolder(folder);
     lock(folder);
@@ -56,8 +56,8 @@ ControlServer::~ControlServer() {
     close(_lock);
 }
 
-/// The system takes the lock away from a host however it ended, so that a socket without a lock is
-/// one that was left behind.
+/// The kernel releases the lock of a host that ends in any way, so a socket without a lock is a
+/// stale one.
 void ControlServer::lock(const std::string &folder) {
     const std::string path = folder + "/lock";
     _lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kOursAlone);
@@ -83,7 +83,8 @@ void ControlServer::listenAtPath() {
     }
 }
 
-/// A connection that cannot be taken would wake us without end.
+/// Stops waiting for connections that cannot be accepted now: they would wake the run loop without
+/// end.
 short ControlServer::awaitedEvents() const { return _rest.isPending() ? 0 : POLLIN; }
 
 void ControlServer::serve() {
@@ -92,7 +93,7 @@ void ControlServer::serve() {
         if (descriptor >= 0) {
             welcome(descriptor);
         } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
-            restAWhile();
+            _rest.callAfter(kRest);
             return;
         } else if (errno != EINTR && errno != ECONNABORTED) {
             return;
@@ -100,13 +101,11 @@ void ControlServer::serve() {
     }
 }
 
-void ControlServer::restAWhile() { _rest.callAfter(kRest); }
-
 void ControlServer::welcome(int descriptor) {
     std::string problem;
     if (!isAllowed(descriptor)) {
         problem = "this host belongs to another user";
-    } else if (_peers.size() >= kMaximumPeers) {
+    } else if (_peers.size() >= kMaxPeers) {
         problem = "too many programs are connected";
     }
     if (problem.empty()) {

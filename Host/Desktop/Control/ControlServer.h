@@ -12,16 +12,16 @@
 
 namespace Lumivera {
 
-/// Lets other programs of the user, and of root, ask the running host: one JSON object a line over
-/// a Unix socket, and an answer in one line to each, in order. Main thread.
+/// Accepts requests to the running host from programs of the user and of root: one JSON object a
+/// line over a Unix socket, each answered in one line, in order. Main thread.
 class ControlServer final : private DescriptorSource, private ControlPeer::Owner {
   public:
-    /// Listens in a folder, which it makes. The target and the waiter are not owned; `desktop` is
-    /// what the window system is called. A HostError when another host listens there already.
+    /// Makes the folder and listens in it. `desktop` is the window system's name. The target and
+    /// the waiter are not owned. Throws a HostError when another host listens there.
     ControlServer(DescriptorWaiter &waiter, ControlTarget &target, std::string desktop,
                   const std::string &folder);
 
-    /// Leaves no socket behind.
+    /// Removes the socket.
     ~ControlServer();
 
     ControlServer(const ControlServer &) = delete;
@@ -29,8 +29,8 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
 
     const std::string &socketPath() const { return _path; }
 
-    /// Programs that may be connected at a time; one more is turned away.
-    static constexpr std::size_t kMaximumPeers = 64;
+    /// Limit of connections at a time; further ones are refused.
+    static constexpr std::size_t kMaxPeers = 64;
 
   private:
     void lock(const std::string &folder);
@@ -39,7 +39,6 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
     int descriptor() const override { return _listener; }
     short awaitedEvents() const override;
     void serve() override;
-    void restAWhile();
     void welcome(int descriptor);
     ControlPeer *findPeer(std::uint64_t number);
 
@@ -55,7 +54,7 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
     std::uint64_t _lastNumber = 0;
     std::vector<std::unique_ptr<ControlPeer>> _peers;
 
-    /// Answers that come when the server is gone go nowhere.
+    /// Null when the server is gone, so that later answers are dropped.
     std::shared_ptr<ControlServer *> _self;
 };
 

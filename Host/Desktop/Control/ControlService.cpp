@@ -12,7 +12,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Action = ControlRequest::Action;
 
-/// Names of outputs and files may hold any bytes.
+/// Replaces invalid UTF-8, because names of outputs and files may have any bytes.
 std::string line(const Json &json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

@@ -1,27 +1,82 @@
 #pragma once
 
 #include "Host/Desktop/Control/ControlRequest.h"
-#include "Host/Desktop/Control/ControlTarget.h"
+#include "Host/Wallpapers/WallpaperChoice.h"
+#include "Platform/CoreGraphics/CGGeometry.h"
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Lumivera {
 
-/// Does what requests ask for and writes the answers, JSON objects in one line without its end.
-/// Main thread.
+/// The state of one output.
+struct OutputStatus {
+    std::string output;
+    unsigned width = 0;
+    unsigned height = 0;
+    CGFloat density = 1;
+
+    /// The visible bundle, and the one that was asked for where that has failed.
+    std::string bundle;
+    std::string failedBundle;
+
+    /// Only for wallpapers that have petals.
+    std::optional<std::uint64_t> petals;
+
+    std::uint64_t frames = 0;
+    double framesPerSecond = 0;
+
+    /// Processor time of the view's process, in seconds.
+    double cpuTime = 0;
+
+    /// The names of PausePolicy's reasons; empty while the wallpaper runs.
+    std::vector<std::string> pauseReasons;
+};
+
+/// What a running host can be asked for. An empty output means all outputs. Requests that fail
+/// throw a HostError, such as for an unknown output. Main thread.
+class ControlTarget {
+  public:
+    virtual std::vector<OutputStatus> status(const std::string &output) = 0;
+    virtual void setPaused(const std::string &output, bool paused) = 0;
+
+    /// Sets the values that the choice has. A bundle is begun anew even if it is shown already.
+    virtual void choose(const std::string &output, const WallpaperChoice &choice) = 0;
+
+    /// Forgets what choose() has set for a key, so that the configuration and the bundle decide.
+    virtual void forget(const std::string &output, const std::string &key) = 0;
+
+    /// In points from the output's top left corner.
+    virtual void tap(const std::string &output, CGPoint point) = 0;
+
+    /// Writes the visible picture of one output as PNG, of the first output when none is named.
+    /// `done` is called once, in this call or a later call-out, with the problem if there is one.
+    virtual void saveScreenshot(const std::string &output, const std::string &path,
+                                std::function<void(std::optional<std::string> problem)> done) = 0;
+
+    virtual void quit() = 0;
+
+  protected:
+    ~ControlTarget() = default;
+};
+
+/// Executes requests and writes the answers: JSON objects in one line, without a line break. Main
+/// thread.
 class ControlService {
   public:
     using Answered = std::function<void(const std::string &answer)>;
 
-    /// `desktop` is what the window system is called. The target is not owned.
+    /// `desktop` is the window system's name. The target is not owned.
     ControlService(ControlTarget &target, std::string desktop);
 
     /// Calls `answered` once: in this call, or later when the request takes time.
     void execute(const ControlRequest &request, const Answered &answered);
 
-    /// {"ok": false, "error": "..."}, with the identifier of the request where it has one.
+    /// {"ok": false, "error": "..."}, with the request's identifier if it has one.
     static std::string refusal(std::string_view problem, const std::string &identifier = {});
 
   private:

@@ -11,7 +11,7 @@ namespace Lumivera {
 
 namespace {
 
-/// Room for one descriptor beside a packet.
+/// The control data of a packet with one descriptor.
 union Attachment {
     cmsghdr header;
     char bytes[CMSG_SPACE(sizeof(int))];
@@ -19,7 +19,7 @@ union Attachment {
 
 int flagsFor(PacketSocket::Wait wait) { return wait == PacketSocket::Wait::No ? MSG_DONTWAIT : 0; }
 
-/// Without the padding behind it, in which a second descriptor would come along unnoticed.
+/// Excludes the padding, in which a second descriptor could arrive and leak.
 constexpr std::size_t kAttachmentBytes = CMSG_LEN(sizeof(int));
 
 int attachedTo(msghdr &message) {
@@ -89,7 +89,8 @@ PacketSocket::Outcome PacketSocket::receive(void *bytes, std::size_t capacity, W
     ssize_t received = 0;
     do {
         received = recvmsg(_descriptor, &message, MSG_CMSG_CLOEXEC | flagsFor(wait));
-        // What we sent was left unread; what was sent to us before is still to come.
+        // ECONNRESET means that the other end closed with unread packets; what it sent before can
+        // still be received.
     } while (received < 0 && (errno == EINTR || errno == ECONNRESET));
     if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
         return Outcome::Nothing;

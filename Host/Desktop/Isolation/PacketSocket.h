@@ -6,14 +6,14 @@
 
 namespace Lumivera {
 
-/// One end of a connection between two processes that keeps packets apart and can carry a file
-/// descriptor with each. Main thread.
+/// One end of a connection between two processes that keeps packets apart. Each packet can carry a
+/// file descriptor. Main thread.
 class PacketSocket {
   public:
-    /// Two ends of one connection, closed by an exec. A HostError when there can be none.
+    /// Makes both ends of a connection; exec closes them. Throws a HostError on failure.
     static std::pair<PacketSocket, PacketSocket> makePair();
 
-    /// Takes over a descriptor.
+    /// Owns the descriptor.
     explicit PacketSocket(int descriptor) : _descriptor(descriptor) {}
     PacketSocket(PacketSocket &&other) noexcept;
     PacketSocket &operator=(PacketSocket &&) = delete;
@@ -23,18 +23,18 @@ class PacketSocket {
 
     enum class Wait { No, Yes };
 
-    /// False when the other end is gone or, without waiting, has too much to read already. The
-    /// descriptor that goes along, if it is not negative, stays the caller's too.
+    /// False when the other end is gone or, without waiting, when its buffer is full. An `attached`
+    /// descriptor that is not negative goes along; the caller keeps it.
     bool send(const void *bytes, std::size_t count, Wait wait, int attached = -1) const;
 
     struct Packet {
-        std::size_t count = 0; ///< of the bytes that came; what did not fit is lost
+        std::size_t count = 0; ///< received bytes; those beyond the capacity are lost
         int attached = -1;     ///< the caller closes it
     };
 
     enum class Outcome { Received, Nothing, Ended };
 
-    /// Nothing only without waiting.
+    /// Gives Outcome::Nothing only without waiting.
     Outcome receive(void *bytes, std::size_t capacity, Wait wait, Packet &packet) const;
 
   private:

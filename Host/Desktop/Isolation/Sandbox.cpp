@@ -30,11 +30,11 @@ namespace {
 
 constexpr rlim_t kOpenFiles = 256;
 
-/// Calls from here on came with kernels that the list below does not know.
+/// The range of system calls that are newer than the list below.
 constexpr int kFirstUnknownCall = 451;
 constexpr int kLastUnknownCall = 511;
 
-/// The kernel's rules as its newest headers have them; older kernels take the first members.
+/// The landlock_ruleset_attr of the newest kernels; older kernels read only its first members.
 struct Ruleset {
     std::uint64_t files = 0;
     std::uint64_t network = 0;
@@ -50,7 +50,7 @@ int landlockVersion() {
         syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION));
 }
 
-/// Everything that the kernel's version can forbid.
+/// All rights that this Landlock version can restrict.
 Ruleset rulesetOf(int version) {
     const unsigned files = version >= 5 ? 16 : version >= 3 ? 15 : version == 2 ? 14 : 13;
     return {bitsBelow(files), version >= 4 ? bitsBelow(2) : 0, version >= 6 ? bitsBelow(2) : 0};
@@ -93,7 +93,7 @@ bool confineFiles(const std::vector<std::string> &readable) {
     return isConfined;
 }
 
-/// Calls that reach out of the process. Drawing, threads and reading files need none of them.
+/// System calls that act outside the process. Drawing, threads and reading files need none of them.
 constexpr int kForbidden[] = {
     // Connections, and descriptors through the one that is there.
     SCMP_SYS(sendmsg), SCMP_SYS(sendmmsg), SCMP_SYS(socket), SCMP_SYS(socketpair), SCMP_SYS(bind),
@@ -135,13 +135,13 @@ void forbid(scmp_filter_ctx filter, int call, int error = EPERM) {
     seccomp_rule_add(filter, SCMP_ACT_ERRNO(static_cast<unsigned>(error)), call, 0);
 }
 
-/// Forbids the call where the argument, or those bits of it, are the value.
+/// Forbids the call where its argument meets the condition.
 void forbidWhere(scmp_filter_ctx filter, int call, const scmp_arg_cmp &condition) {
     seccomp_rule_add(filter, SCMP_ACT_ERRNO(EPERM), call, 1, condition);
 }
 
-/// Ways to reach others by calls that are needed otherwise: signals when something can be read,
-/// leases, memory of pipes, limits, and staying when the host has gone.
+/// Restricts the arguments of needed calls that could affect other processes: signals on readable
+/// descriptors, leases, pipe buffers, resource limits, and outliving the host.
 void confineArguments(scmp_filter_ctx filter) {
     for (const scmp_datum_t command :
          {F_SETOWN, F_SETOWN_EX, F_SETSIG, F_SETLEASE, F_NOTIFY, F_SETPIPE_SZ}) {
@@ -155,7 +155,7 @@ void confineArguments(scmp_filter_ctx filter) {
     forbidWhere(filter, SCMP_SYS(sendto), SCMP_A4(SCMP_CMP_NE, 0, 0));
 }
 
-/// Files are opened for reading what is there.
+/// Files may only be opened for reading.
 void confineOpening(scmp_filter_ctx filter) {
     const struct {
         scmp_datum_t bits;
@@ -167,9 +167,9 @@ void confineOpening(scmp_filter_ctx filter) {
     }
 }
 
-/// A call is let through unless a rule meets it. Calls that hide their arguments in memory are
-/// said not to be there: the C library then takes the ones that show them. So are those that nobody
-/// could know of here.
+/// Allows a call unless a rule forbids it. Calls whose arguments are in memory, where the filter
+/// cannot see them, fail with ENOSYS, so that the C library falls back to older ones. So do unknown
+/// newer calls.
 bool confineCalls() {
     const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
     if (!filter) {
@@ -195,7 +195,7 @@ bool confineCalls() {
     return isConfined;
 }
 
-/// A limit that is tighter already stays.
+/// Lowers a limit; one that is lower already stays.
 bool limit(__rlimit_resource resource, rlim_t amount) {
     rlimit value{};
     if (getrlimit(resource, &value) != 0) {

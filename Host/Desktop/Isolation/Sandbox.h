@@ -4,30 +4,30 @@
 #include <string>
 #include <vector>
 
-/// What keeps a process that runs foreign code from doing anything but drawing.
+/// Confines a process that runs foreign code to drawing.
 namespace Lumivera::Sandbox {
 
-/// One kind of protection, by its name for people, and whether this system's kernel has it.
+/// A kind of protection with its name for people; `holds` when this kernel offers it.
 struct Protection {
     std::string name;
     bool holds = false;
 };
 
-/// What enter() can count on here: all kinds, always in the same order. Changes nothing.
+/// All kinds of protection, always in the same order. Changes nothing.
 std::vector<Protection> available();
 
 struct Limits {
-    /// What may be read: files, and folders with all that is below them. Nothing may be written.
+    /// Files, and folders with everything below them, that may be read. Nothing may be written.
     std::vector<std::string> readable;
 
-    /// Of address space.
+    /// Limit of the address space.
     std::uint64_t bytes = 0;
 };
 
-/// Gives up for ever what drawing does not need: further privileges, files but for reading the
-/// given ones, other processes, the network and any other new connection, memory beyond the limit.
-/// What the kernel does not have is left out. Gives a bit, as they are ordered by available(), for
-/// every protection that the kernel has but has refused. Called while the process has one thread.
+/// Gives up for good what drawing does not need: new privileges, all files except reading the given
+/// ones, other processes, new connections, and memory beyond the limit. Protections that the kernel
+/// does not offer are skipped. Returns a bit, in the order of available(), for each protection that
+/// the kernel offers but has refused. Call while the process has one thread.
 std::uint32_t enter(const Limits &limits);
 
 } // namespace Lumivera::Sandbox

@@ -7,11 +7,13 @@ namespace Lumivera {
 
 namespace {
 
-constexpr std::uint64_t kOldestAge = 16;
+/// A picture that is older, in pictures drawn since, is repainted as a whole.
+constexpr std::uint64_t kMaxAge = 16;
 
-/// All of them, the last ones as one around the rest when there are too many to tell.
+/// Copies the rectangles into a report. When it has no room for all of them, its last one encloses
+/// the rest.
 std::uint32_t copyRects(const std::vector<DeviceRect> &rects, DeviceRect *copies) {
-    const std::size_t count = std::min<std::size_t>(rects.size(), ViewReport::kMostRects);
+    const std::size_t count = std::min<std::size_t>(rects.size(), ViewReport::kMaxRects);
     std::copy_n(rects.begin(), count, copies);
     for (std::size_t i = count; i < rects.size(); ++i) {
         copies[count - 1] = copies[count - 1].united(rects[i]);
@@ -21,11 +23,37 @@ std::uint32_t copyRects(const std::vector<DeviceRect> &rects, DeviceRect *copies
 
 } // namespace
 
-SharedDisplay::SharedDisplay(const PacketSocket &reports, std::unique_ptr<SharedBuffers> memory,
+SharedDisplay::SharedDisplay(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory,
                              CGFloat density)
-    : _reports(reports), _memory(std::move(memory)), _density(density), _drawnAt(_memory->count()) {
+    : _host(host), _memory(std::move(memory)), _density(density), _drawnAt(_memory->count()) {}
+
+void SharedDisplay::obey(const ViewOrder &order) {
+    const CGFloat x = static_cast<CGFloat>(order.x);
+    switch (order.kind) {
+    case ViewOrder::Kind::Draw:
+        allowDrawing(order.index);
+        break;
+    case ViewOrder::Kind::Run:
+    case ViewOrder::Kind::Rest:
+        setResting(order.kind == ViewOrder::Kind::Rest);
+        break;
+    case ViewOrder::Kind::Tap:
+        _listener->tapped({x, static_cast<CGFloat>(order.y)});
+        break;
+    case ViewOrder::Kind::Scroll:
+        _listener->scrolledBy(x);
+        break;
+    case ViewOrder::Kind::FinishScroll:
+        _listener->scrollingEnded();
+        break;
+    default:
+        break;
+    }
 }
 
+/// The picture appears at the end of this call-out if the tree has changed since the last picture,
+/// else at the end of the call-out that changes it: the show presents after every call-out, and
+/// keeps what it could not present.
 void SharedDisplay::allowDrawing(std::uint32_t index) {
     if (index < _memory->count()) {
         _allowed = index;
@@ -34,9 +62,7 @@ void SharedDisplay::allowDrawing(std::uint32_t index) {
 
 void SharedDisplay::setResting(bool isResting) {
     _isResting = isResting;
-    if (_listener) {
-        _listener->displayVisibilityChanged();
-    }
+    _listener->displayVisibilityChanged();
 }
 
 CGSize SharedDisplay::size() const {
@@ -51,13 +77,13 @@ void SharedDisplay::present(const Drawing &draw) {
     const std::uint64_t age = _drawnAt[index] == 0 ? 0 : _pictureCount - _drawnAt[index] + 1;
     CompositorTarget target{_memory->pixels(index), _memory->width(), _memory->height(),
                             _memory->width()};
-    target.age = age > kOldestAge ? 0 : static_cast<unsigned>(age);
+    target.age = age > kMaxAge ? 0 : static_cast<unsigned>(age);
     const std::vector<DeviceRect> &rects = draw(target);
     _drawnAt[index] = ++_pictureCount;
     _allowed.reset();
     report(index, rects);
     if (_isResting && _pictureCount == 1) {
-        setResting(true);
+        _listener->displayVisibilityChanged();
     }
 }
 
@@ -67,7 +93,7 @@ void SharedDisplay::report(std::uint32_t index, const std::vector<DeviceRect> &r
     report.index = index;
     report.count = copyRects(rects, report.rects);
     const std::size_t bytes = offsetof(ViewReport, rects) + report.count * sizeof(DeviceRect);
-    _reports.send(&report, bytes, PacketSocket::Wait::Yes);
+    _host.send(&report, bytes, PacketSocket::Wait::Yes);
 }
 
 } // namespace Lumivera

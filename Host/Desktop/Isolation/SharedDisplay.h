@@ -12,29 +12,28 @@
 
 namespace Lumivera {
 
-/// The display of a view whose pictures another process shows: it draws into the memory of that
-/// process whenever it may, and says so.
+/// The display of a view whose pictures another process shows. It draws into the shared memory when
+/// that process allows it, reports each picture, and passes input from that process to its
+/// listener. Main thread.
 class SharedDisplay final : public Display {
   public:
-    /// `reports` is not owned. `density` in pixels a point.
-    SharedDisplay(const PacketSocket &reports, std::unique_ptr<SharedBuffers> memory,
-                  CGFloat density);
+    /// `host` is not owned. `density` in pixels a point.
+    SharedDisplay(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory, CGFloat density);
 
-    /// Where further descriptors can be waited for.
+    /// Waits for further descriptors.
     DescriptorWaiter &waiter() { return _waiter; }
 
-    /// Until then there is nothing to be seen yet, so nothing is drawn.
+    /// Nothing is drawn before this call, because a view that has not loaded shows nothing yet.
     void begin() { _hasBegun = true; }
 
-    /// That picture may be drawn into, once.
-    void allowDrawing(std::uint32_t index);
-
-    /// Nobody can see the display while it rests. It counts as seen until its first picture.
-    void setResting(bool isResting);
+    /// Carries out an order about drawing, visibility or input; ignores the other kinds.
+    void obey(const ViewOrder &order);
 
     void setListener(Listener *listener) override { _listener = listener; }
     CGSize size() const override;
     CGFloat density() const override { return _density; }
+
+    /// A display that rests counts as visible until its first picture.
     bool isVisible() const override { return !_isResting || _pictureCount == 0; }
     void present(const Drawing &draw) override;
     void setTitle(const std::string &) override {}
@@ -44,16 +43,18 @@ class SharedDisplay final : public Display {
     void wake() override { _waiter.wake(); }
 
   private:
+    void allowDrawing(std::uint32_t index);
+    void setResting(bool isResting);
     void report(std::uint32_t index, const std::vector<DeviceRect> &rects) const;
 
-    const PacketSocket &_reports;
+    const PacketSocket &_host;
     const std::unique_ptr<SharedBuffers> _memory;
     const CGFloat _density;
     DescriptorWaiter _waiter;
     Listener *_listener = nullptr;
     std::optional<std::uint32_t> _allowed;
 
-    /// Of each picture, how many had been drawn when it last was; 0 for never.
+    /// The value of _pictureCount when each picture was last drawn; 0 for never.
     std::vector<std::uint64_t> _drawnAt;
     std::uint64_t _pictureCount = 0;
     bool _hasBegun = false;

@@ -27,7 +27,7 @@ constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
 constexpr auto kPatienceTime = static_cast<Clock::Nanoseconds>(ViewProcess::kPatience * 1e9);
 constexpr int kTheirSocket = 3;
 constexpr off_t kComplaintBytes = 4096;
-constexpr unsigned kMostThreads = 256;
+constexpr unsigned kMaxThreads = 256;
 
 std::string programPath() {
     std::error_code error;
@@ -35,7 +35,7 @@ std::string programPath() {
     return program.parent_path().parent_path() / "libexec/lumivera/lumivera-view";
 }
 
-/// What a view may know of our surroundings: language, time zone and how to look for mistakes.
+/// The variables that a view gets: language, time zone and the options of sanitizers.
 std::vector<std::string> environmentForViews() {
     std::vector<std::string> variables = ownEnvironment();
     std::erase_if(variables, [](const std::string &variable) {
@@ -46,8 +46,8 @@ std::vector<std::string> environmentForViews() {
     return variables;
 }
 
-/// Whatever it prints goes into memory that does not grow: the beginning is kept, and nobody has to
-/// read it.
+/// Memory for what the view prints. It cannot grow, so that nobody has to empty it: later output is
+/// lost.
 int makeComplaints() {
     const int descriptor = memfd_create("complaints", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (descriptor >= 0 && ftruncate(descriptor, kComplaintBytes) == 0) {
@@ -68,22 +68,19 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
       _connection(std::move(ends.first)), _lastSign(Clock::current().now()),
       _pictureDeadline(_lastSign + kPatienceTime), _isWanted(_memory->count()) {
     begin(start, ends.second);
-    set(start.choice);
-    if (start.choice.tint && start.choice.tint->alpha > 0) {
-        orderValue(ViewOrder::Key::Tint, *start.choice.tint);
-    }
-    ViewOrder memory;
-    memory.kind = ViewOrder::Kind::Memory;
-    memory.width = _memory->width();
-    memory.height = _memory->height();
-    memory.count = _memory->count();
-    memory.numbers[0] = start.density;
-    order(memory, _memory->descriptor());
+    ViewOrder first;
+    first.kind = ViewOrder::Kind::Begin;
+    first.width = _memory->width();
+    first.height = _memory->height();
+    first.count = _memory->count();
+    first.density = start.density;
+    first.values = bytesOf(start.values);
+    order(first, _memory->descriptor());
     _watch.add(*this);
     checkLater();
 }
 
-/// The end of the connection that is the process's own is closed with this call.
+/// Runs the program. The caller closes the program's end of the connection afterwards.
 void ViewProcess::begin(const Start &start, const PacketSocket &theirs) {
     const std::string program = programPath();
     std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), start.bundle};
@@ -113,8 +110,7 @@ void ViewProcess::allowDrawing(unsigned index) {
     order(draw);
 }
 
-/// Even a view that is to rest must say that it heard so: one that hangs would spend the
-/// processor's time while nobody looks.
+/// A view that is told to rest must answer: one that hangs would use processor time unseen.
 void ViewProcess::setRunning(bool isRunning) {
     if (isRunning == _isRunning) {
         return;
@@ -130,36 +126,25 @@ void ViewProcess::setRunning(bool isRunning) {
     checkLater();
 }
 
-void ViewProcess::set(const WallpaperChoice &choice) {
-    if (choice.petals) {
-        orderValue(ViewOrder::Key::Petals, {static_cast<double>(*choice.petals)});
-    }
-    if (choice.speed) {
-        orderValue(ViewOrder::Key::Speed, {static_cast<double>(*choice.speed)});
-    }
-    if (choice.scale) {
-        orderValue(ViewOrder::Key::Scale, {*choice.scale});
-    }
-    if (choice.offset) {
-        orderValue(ViewOrder::Key::Offset, {*choice.offset});
-    }
-    if (choice.scaleLevel) {
-        orderValue(ViewOrder::Key::ScaleLevel, {static_cast<double>(*choice.scaleLevel)});
-    }
+void ViewProcess::set(const WallpaperValues &change) {
+    ViewOrder set;
+    set.kind = ViewOrder::Kind::Set;
+    set.values = bytesOf(change);
+    order(set);
 }
 
 void ViewProcess::tap(CGPoint point) {
     ViewOrder tap;
     tap.kind = ViewOrder::Kind::Tap;
-    tap.numbers[0] = point.x;
-    tap.numbers[1] = point.y;
+    tap.x = point.x;
+    tap.y = point.y;
     order(tap);
 }
 
 void ViewProcess::scrollBy(CGFloat distance) {
     ViewOrder scroll;
     scroll.kind = ViewOrder::Kind::Scroll;
-    scroll.numbers[0] = distance;
+    scroll.x = distance;
     order(scroll);
 }
 
@@ -178,7 +163,8 @@ double ViewProcess::cpuTime() const {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// A view that rests is woken to hear it; its answer tells that it can be stopped again.
+/// Wakes a resting view to read the order. The answer to a ping then tells that its process can be
+/// stopped again.
 void ViewProcess::order(const ViewOrder &order, int attached) {
     send(order, attached);
     if (!_isRunning && order.kind != ViewOrder::Kind::Rest) {
@@ -193,7 +179,7 @@ void ViewProcess::ping(Clock::Nanoseconds deadline) {
     send({}, -1);
 }
 
-/// A process that leaves so many orders unread hangs; the next check ends it.
+/// When the socket is full the process has stopped reading; the next check ends it.
 void ViewProcess::send(const ViewOrder &order, int attached) {
     expectReportTo(order);
     if (!_connection.send(&order, sizeof order, PacketSocket::Wait::No, attached)) {
@@ -212,14 +198,14 @@ void ViewProcess::expectReportTo(const ViewOrder &order) {
         ++_answersDue;
         break;
     case ViewOrder::Kind::Set:
-        _petalsDue += order.key == ViewOrder::Key::Petals ? 1 : 0;
+        _petalsDue += valuesFrom(order.values).petals ? 1 : 0;
         break;
     default:
         break;
     }
 }
 
-/// Whatever threads a view that rests has left behind: none of them runs on.
+/// Stops the process of a resting view, with all threads that the wallpaper has started.
 void ViewProcess::stopOrContinue() {
     const bool shallStop = !_isRunning && _answersDue == 0 && _pictureDeadline == Clock::kNever;
     if (shallStop != _isStopped && _process > 0) {
@@ -228,20 +214,9 @@ void ViewProcess::stopOrContinue() {
     }
 }
 
-void ViewProcess::orderValue(ViewOrder::Key key, CGColor numbers) {
-    ViewOrder value;
-    value.kind = ViewOrder::Kind::Set;
-    value.key = key;
-    value.numbers[0] = numbers.red;
-    value.numbers[1] = numbers.green;
-    value.numbers[2] = numbers.blue;
-    value.numbers[3] = numbers.alpha;
-    order(value);
-}
-
 void ViewProcess::serve() { readReports(); }
 
-/// False when the view has ended: the object may be gone then.
+/// False when the view has ended; the listener may have deleted this object then.
 bool ViewProcess::readReports() {
     for (;;) {
         ViewReport report;
@@ -324,7 +299,7 @@ bool ViewProcess::takeConfinement(const ViewReport &report) {
 bool ViewProcess::takePicture(const ViewReport &report, std::size_t bytes) {
     const std::size_t room = (bytes - offsetof(ViewReport, rects)) / sizeof(DeviceRect);
     if (report.index >= _memory->count() || !_isWanted[report.index] ||
-        report.count > std::min<std::size_t>(room, report.kMostRects)) {
+        report.count > std::min<std::size_t>(room, report.kMaxRects)) {
         return refuse();
     }
     _isWanted[report.index] = false;
@@ -352,7 +327,7 @@ void ViewProcess::checkLater() {
     }
 }
 
-/// We may have been stopped ourselves meanwhile, so what has come by now counts.
+/// Reads first: if this process was stopped meanwhile, reports that are already there count.
 void ViewProcess::check() {
     if (!readReports()) {
         return;
@@ -372,7 +347,7 @@ void ViewProcess::check() {
     }
 }
 
-/// In words what is wrong with the process; empty when nothing is.
+/// The reason to end the process; empty when there is none.
 std::string ViewProcess::complaintAt(Clock::Nanoseconds now) const {
     if (now >= std::min(_pictureDeadline, _answerDeadline)) {
         return "has drawn nothing for 5 s";
@@ -383,14 +358,14 @@ std::string ViewProcess::complaintAt(Clock::Nanoseconds now) const {
     return hasTooManyThreads() ? "has too many threads" : "";
 }
 
-/// The kernel counts the links of the folder that has one of its own for each of them.
+/// The task folder has a folder for each thread, which the kernel counts as its links.
 bool ViewProcess::hasTooManyThreads() const {
     struct stat status;
     const std::string folder = "/proc/" + std::to_string(_process) + "/task";
-    return stat(folder.c_str(), &status) == 0 && status.st_nlink > kMostThreads;
+    return stat(folder.c_str(), &status) == 0 && status.st_nlink > kMaxThreads;
 }
 
-/// The object may be gone after this.
+/// The listener may delete this object.
 void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     endProcess();
     _watch.remove(*this);
@@ -399,7 +374,7 @@ void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     _listener.viewEnded(*this, reason, isHopeless);
 }
 
-/// How the process ended, by itself or now.
+/// Kills the process if it still runs. Gives in words how it ended.
 std::string ViewProcess::endProcess() {
     if (_process <= 0) {
         return {};
@@ -419,7 +394,7 @@ std::string ViewProcess::endProcess() {
     return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + lastWords();
 }
 
-/// The last line that it printed, of those that were kept.
+/// The last line of the kept output.
 std::string ViewProcess::lastWords() const {
     char text[kComplaintBytes];
     const ssize_t count = pread(_complaints, text, sizeof text, 0);

@@ -15,26 +15,23 @@
 
 namespace Lumivera {
 
-/// A view in a process of its own, which may do nothing but draw. Nothing that it does harms us:
-/// when it dies, says what makes no sense or what it was not asked for, or gives no sign for
-/// kPatience while one is due, it is ended, and the listener hears of it. While it rests, the whole
-/// process is stopped.
+/// A view in a sandboxed process of its own, which the host never trusts. The process is killed,
+/// and the listener told, when it sends a malformed report or one that it was not asked for, or
+/// when a report that is due does not come within kPatience. While the view rests, its process is
+/// stopped. Main thread.
 class ViewProcess final : public RemoteView, private DescriptorSource {
   public:
     static constexpr NSTimeInterval kPatience = 5;
 
-    struct Start {
-        std::string bundle;     ///< its path
-        bool isTrusted = false; ///< its library may belong to anybody
-        WallpaperChoice choice;
-        std::shared_ptr<SharedBuffers> memory;
-        CGFloat density = 1;
+    struct Start : ViewRequest {
+        /// Runs the bundle's library even if others can write it.
+        bool isTrusted = false;
 
-        /// Told the names of the protections that the kernel has but has refused to this view.
+        /// Called with the name of each protection that the kernel offers but has refused.
         std::function<void(const std::string &name)> protectionRefused = {};
     };
 
-    /// A HostError when there can be no process. Watch and listener are not owned.
+    /// Throws a HostError when there can be no process. Watch and listener are not owned.
     ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener);
     ~ViewProcess() override;
 
@@ -43,14 +40,14 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
 
     void allowDrawing(unsigned index) override;
     void setRunning(bool isRunning) override;
-    void set(const WallpaperChoice &choice) override;
+    void set(const WallpaperValues &change) override;
     void tap(CGPoint point) override;
     void scrollBy(CGFloat distance) override;
     void finishScrolling() override;
     std::optional<std::uint64_t> petals() const override { return _petals; }
     double cpuTime() const override;
 
-    /// Its number.
+    /// The process's identifier.
     int process() const { return _process; }
 
   private:
@@ -66,7 +63,6 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     bool takeAnswer();
     bool refuse();
     void order(const ViewOrder &order, int attached = -1);
-    void orderValue(ViewOrder::Key key, CGColor numbers);
     void send(const ViewOrder &order, int attached);
     void expectReportTo(const ViewOrder &order);
     void ping(Clock::Nanoseconds deadline);
@@ -92,11 +88,11 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     std::vector<DeviceRect> _rects;
     Clock::Nanoseconds _lastSign = 0;
 
-    /// When the first picture and an answer must have come; kNever when none is due.
+    /// Deadlines of the first picture and of an answer; kNever when none is due.
     Clock::Nanoseconds _pictureDeadline = Clock::kNever;
     Clock::Nanoseconds _answerDeadline = Clock::kNever;
 
-    /// What it has been asked for: the pictures that it may draw, and how many other reports.
+    /// The reports that the view may send: its pictures by index, and how many of the others.
     std::vector<bool> _isWanted;
     unsigned _answersDue = 0;
     unsigned _petalsDue = 1;

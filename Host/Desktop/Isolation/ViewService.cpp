@@ -1,81 +1,116 @@
 #include "Host/Desktop/Isolation/ViewService.h"
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+#include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Support/HostError.h"
 #include "Platform/Foundation/NSThread.h"
 
+#include <algorithm>
+#include <charconv>
+#include <csignal>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <malloc.h>
+#include <new>
+#include <string_view>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace Lumivera {
 
 namespace {
 
-constexpr const char *kBeginWhenLoaded = "lumiveraBeginWhenLoaded";
 constexpr NSTimeInterval kBetweenChecks = 0.01;
 
 /// Views load half a second after they were made.
 constexpr Clock::Nanoseconds kUntilLoading = 600'000'000;
 
-void set(WallpaperSettings &settings, const ViewOrder &order) {
-    const double number = order.numbers[0];
-    switch (order.key) {
-    case ViewOrder::Key::Petals:
-        settings.petalCount = static_cast<NSUInteger>(number);
-        break;
-    case ViewOrder::Key::Speed:
-        settings.speedLevel = static_cast<NSInteger>(number);
-        break;
-    case ViewOrder::Key::Scale:
-        settings.scale = number;
-        break;
-    case ViewOrder::Key::Offset:
-        settings.offset = number;
-        break;
-    case ViewOrder::Key::ScaleLevel:
-        settings.scaleLevel = static_cast<NSInteger>(number);
-        break;
-    case ViewOrder::Key::Tint:
-        settings.tint = CGColor{number, order.numbers[1], order.numbers[2], order.numbers[3]};
-        break;
+namespace fs = std::filesystem;
+
+/// Three times what a view of the largest screens takes, in bytes.
+constexpr std::uint64_t kAddressSpace = std::uint64_t{768} << 20;
+constexpr std::uint64_t kAddressSpacePerPixel = 24;
+
+constexpr int kWrongUsage = 2;
+
+/// The paths of the libraries, of the bundle and of the files that its links lead to.
+std::vector<std::string> readablePaths(const fs::path &bundle) {
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    std::vector<std::string> paths = {"/usr",
+                                      "/lib",
+                                      "/lib64",
+                                      "/etc",
+                                      "/proc/self",
+                                      "/sys/devices/system/cpu",
+                                      "/dev/null",
+                                      "/dev/zero",
+                                      "/dev/random",
+                                      "/dev/urandom",
+                                      fs::canonical(bundle, error)};
+    paths.push_back(program.parent_path().parent_path().parent_path() / "lib");
+    for (fs::directory_iterator entry(bundle, error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->is_symlink(error) && entry->is_regular_file(error)) {
+            paths.push_back(fs::canonical(entry->path(), error));
+        }
     }
+    return paths;
 }
+
+void enterSandbox(const PacketSocket &host, const std::string &bundle,
+                  const SharedBuffers &memory) {
+    // Each further arena of malloc would reserve address space that the limit counts.
+    mallopt(M_ARENA_MAX, 1);
+    const std::uint64_t pixels = std::uint64_t{memory.width()} * memory.height();
+    ViewReport report;
+    report.kind = ViewReport::Kind::Confined;
+    report.index = Sandbox::enter(
+        {readablePaths(bundle), kAddressSpace + kAddressSpacePerPixel * pixels + memory.bytes()});
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+}
+
+void reportFailure(const PacketSocket &host, const char *text) {
+    ViewReport report;
+    report.kind = ViewReport::Kind::Failure;
+    std::snprintf(report.text, sizeof report.text, "%s", text);
+    host.send(&report, sizeof report, PacketSocket::Wait::Yes);
+}
+
+/// Skips atexit handlers and static destructors: the wallpaper's own may hang.
+[[noreturn]] void end(int status) { std::_Exit(status); }
 
 } // namespace
 
 ViewService::Start ViewService::readStart(const PacketSocket &host) {
-    Start start;
-    for (;;) {
-        ViewOrder order;
-        PacketSocket::Packet packet;
-        if (host.receive(&order, sizeof order, PacketSocket::Wait::Yes, packet) !=
-                PacketSocket::Outcome::Received ||
-            packet.count != sizeof order) {
-            throw HostError("host", "has gone");
-        }
-        if (order.kind == ViewOrder::Kind::Set) {
-            Lumivera::set(start.settings, order);
-        } else if (order.kind == ViewOrder::Kind::Memory) {
-            start.settings.density = order.numbers[0];
-            start.settings.size = {order.width / order.numbers[0], order.height / order.numbers[0]};
-            start.memory = std::make_unique<SharedBuffers>(packet.attached, order.width,
-                                                           order.height, order.count);
-            return start;
-        }
+    ViewOrder order;
+    PacketSocket::Packet packet;
+    if (host.receive(&order, sizeof order, PacketSocket::Wait::Yes, packet) !=
+            PacketSocket::Outcome::Received ||
+        packet.count != sizeof order || order.kind != ViewOrder::Kind::Begin) {
+        throw HostError("host", "has gone");
     }
+    Start start;
+    static_cast<WallpaperValues &>(start.settings) = valuesFrom(order.values);
+    start.settings.density = order.density;
+    start.settings.size = {order.width / order.density, order.height / order.density};
+    start.memory =
+        std::make_unique<SharedBuffers>(packet.attached, order.width, order.height, order.count);
+    return start;
 }
 
 ViewService::ViewService(const PacketSocket &host, Start start, const WallpaperBundle &bundle)
     : _host(host), _display(host, std::move(start.memory), start.settings.density),
-      _show(_display, bundle, {start.settings, {}, {}}), _startTime(Clock::current().now()) {
+      _show(_display, bundle, {start.settings, {}, {}}), _startTime(Clock::current().now()),
+      _beginWhenLoaded([this] { beginWhenLoaded(); }) {
     _display.waiter().add(*this);
     beginWhenLoaded();
 }
 
-ViewService::~ViewService() {
-    _display.waiter().remove(*this);
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, kBeginWhenLoaded);
-}
+ViewService::~ViewService() { _display.waiter().remove(*this); }
 
 void ViewService::run() { _show.run(); }
 
@@ -97,75 +132,32 @@ void ViewService::serve() {
 }
 
 void ViewService::obey(const ViewOrder &order) {
-    switch (order.kind) {
-    case ViewOrder::Kind::Memory:
-        break;
-    case ViewOrder::Kind::Draw:
-        _display.allowDrawing(order.index);
-        break;
-    case ViewOrder::Kind::Run:
-        _display.setResting(false);
-        break;
-    case ViewOrder::Kind::Rest:
-        _display.setResting(true);
+    _display.obey(order);
+    if (order.kind == ViewOrder::Kind::Set) {
+        set(valuesFrom(order.values));
+    } else if (order.kind == ViewOrder::Kind::Rest || order.kind == ViewOrder::Kind::Ping) {
         answer();
-        break;
-    case ViewOrder::Kind::Set:
-        set(order);
-        break;
-    case ViewOrder::Kind::Tap:
-        _show.stage().tap({order.numbers[0], order.numbers[1]});
-        break;
-    case ViewOrder::Kind::Scroll:
-        _show.stage().scrollBy(order.numbers[0]);
-        break;
-    case ViewOrder::Kind::FinishScroll:
-        _show.stage().finishScrolling();
-        break;
-    case ViewOrder::Kind::Ping:
-        answer();
-        break;
     }
 }
 
-/// A tint shades a picture that is not there any more: that takes a new view.
-void ViewService::set(const ViewOrder &order) {
-    WallpaperStage &stage = _show.stage();
-    const double number = order.numbers[0];
-    switch (order.key) {
-    case ViewOrder::Key::Petals:
-        stage.setPetalCount(static_cast<NSUInteger>(number));
+void ViewService::set(const WallpaperValues &change) {
+    _show.set(change);
+    if (change.petals) {
         reportPetals();
-        break;
-    case ViewOrder::Key::Speed:
-        stage.setSpeedLevel(static_cast<NSInteger>(number));
-        break;
-    case ViewOrder::Key::Scale:
-        stage.setScale(number);
-        break;
-    case ViewOrder::Key::Offset:
-        stage.setOffset(number);
-        break;
-    case ViewOrder::Key::ScaleLevel:
-        stage.setScaleLevel(static_cast<NSInteger>(number));
-        break;
-    case ViewOrder::Key::Tint:
-        break;
     }
 }
 
-/// What a view shows before it has loaded is not worth seeing.
+/// Keeps the display from drawing what a view shows before it has loaded.
 void ViewService::beginWhenLoaded() {
     if (hasLoaded()) {
         _display.begin();
         reportPetals();
-        return;
+    } else {
+        _beginWhenLoaded.callAfter(kBetweenChecks);
     }
-    NSRunLoop::mainRunLoop().performSelector_afterDelay(
-        nullptr, kBeginWhenLoaded, [this] { beginWhenLoaded(); }, kBetweenChecks);
 }
 
-/// A wallpaper that moves says so by moving; a still one has loaded when its threads have ended.
+/// A view that animates has loaded; a still one has when its threads have ended.
 bool ViewService::hasLoaded() {
     const DeskTopView &view = _show.view();
     return view.isAnimating() ||
@@ -185,6 +177,35 @@ void ViewService::reportPetals() {
 void ViewService::answer() const {
     const ViewReport report;
     _host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+}
+
+int runViewProgram(int argumentCount, const char *const *arguments) {
+    int descriptor = -1;
+    const bool isTrusted = argumentCount == 4 && std::string_view(arguments[3]) == "--trust";
+    if ((argumentCount != 3 && !isTrusted) ||
+        std::from_chars(arguments[1], arguments[1] + std::strlen(arguments[1]), descriptor).ec !=
+            std::errc()) {
+        std::fputs("lumivera-view: is run by `lumivera desktop`\n", stderr);
+        return kWrongUsage;
+    }
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // The host may have inherited descriptors that are not meant for a wallpaper.
+    close_range(static_cast<unsigned>(descriptor) + 1, ~0U, 0);
+    const PacketSocket host(descriptor);
+    try {
+        ViewService::Start start = ViewService::readStart(host);
+        enterSandbox(host, arguments[2], *start.memory);
+        const WallpaperBundle bundle(arguments[2], isTrusted ? WallpaperBundle::Trust::Anybody
+                                                             : WallpaperBundle::Trust::UserAndRoot);
+        ViewService(host, std::move(start), bundle).run();
+    } catch (const std::bad_alloc &) {
+        reportFailure(host, "takes more memory than a wallpaper may have");
+        end(1);
+    } catch (const std::exception &error) {
+        reportFailure(host, error.what());
+        end(1);
+    }
+    end(0);
 }
 
 } // namespace Lumivera

@@ -2,38 +2,41 @@
 
 #include "Host/Desktop/Isolation/SharedDisplay.h"
 #include "Host/Playing/WallpaperShow.h"
+#include "Host/Support/DeferredCall.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 
 #include <memory>
 
 namespace Lumivera {
 
-/// A wallpaper's view that does what a host orders. Main thread.
+/// Runs a wallpaper's view as a host orders. Main thread.
 class ViewService final : private DescriptorSource {
   public:
-    /// How the view is to begin.
     struct Start {
         WallpaperSettings settings;
         std::unique_ptr<SharedBuffers> memory;
     };
 
-    /// Reads the orders up to the one that brings the memory. A HostError when none comes.
+    /// Waits for the order to begin. Throws a HostError when the host has gone.
     static Start readStart(const PacketSocket &host);
 
+    /// The socket and the bundle are not owned.
     ViewService(const PacketSocket &host, Start start, const WallpaperBundle &bundle);
     ~ViewService();
 
     ViewService(const ViewService &) = delete;
     ViewService &operator=(const ViewService &) = delete;
 
-    /// Until the host ends it or has gone; throws the HostError that ended it.
+    /// Returns when the host has gone; throws the HostError of a failure.
     void run();
+
+    DeskTopView &view() { return _show.view(); }
 
   private:
     int descriptor() const override { return _host.descriptor(); }
     void serve() override;
     void obey(const ViewOrder &order);
-    void set(const ViewOrder &order);
+    void set(const WallpaperValues &change);
     void beginWhenLoaded();
     bool hasLoaded();
     void reportPetals();
@@ -43,6 +46,12 @@ class ViewService final : private DescriptorSource {
     SharedDisplay _display;
     WallpaperShow _show;
     const Clock::Nanoseconds _startTime;
+    DeferredCall _beginWhenLoaded;
 };
+
+/// The program that a host runs for every view, `lumivera-view SOCKET BUNDLE [--trust]`: confines
+/// itself and serves the view of the bundle to the host at the other end of the socket. It ends
+/// with the host. Returns the exit status.
+int runViewProgram(int argumentCount, const char *const *arguments);
 
 } // namespace Lumivera

@@ -21,7 +21,7 @@ bool isError(sd_bus_message &message) {
     return sd_bus_message_is_method_error(&message, nullptr) != 0;
 }
 
-/// The session's path out of the variant (so); empty when there is none.
+/// Reads the session's path from a variant of type (so); empty when there is none.
 std::string displayPath(sd_bus_message &message) {
     const char *identifier = nullptr;
     const char *path = nullptr;
@@ -72,7 +72,7 @@ void LogindWatch::findSession() {
         [this](const std::string &path) { follow(path); }, [this] { findNamedSession(); });
 }
 
-/// Programs that the user's service manager starts run in no session.
+/// Tries the environment, because programs of the user's service manager run in no session.
 void LogindWatch::findNamedSession() {
     const char *name = std::getenv("XDG_SESSION_ID");
     if (!name || !*name) {
@@ -103,7 +103,7 @@ void LogindWatch::readDisplay(const std::string &user) {
     });
 }
 
-/// Asks the manager for the path of an object.
+/// Calls a method of the manager that returns the path of an object.
 void LogindWatch::ask(const char *method, const SystemBus::Handler &addArguments,
                       std::function<void(const std::string &path)> found, const Next &notFound) {
     _bus.call({kService, kManagerPath, kManager, method}, addArguments,
@@ -117,7 +117,7 @@ void LogindWatch::ask(const char *method, const SystemBus::Handler &addArguments
               });
 }
 
-/// Listens before it reads, so that nothing is missed in between.
+/// Listens before it reads, so that no change is missed.
 void LogindWatch::follow(const std::string &session) {
     _session = session;
     if (_followed.insert(session).second) {
@@ -131,7 +131,7 @@ void LogindWatch::follow(const std::string &session) {
     readFlags();
 }
 
-/// All of them, since a signal may leave the values out.
+/// Reads all flags, because a signal of changes may come without the values.
 void LogindWatch::readFlags() {
     _bus.call(
         {kService, _session, kProperties, "GetAll"},

@@ -8,18 +8,18 @@
 
 namespace Lumivera {
 
-/// What the login manager says of the session that this process belongs to: the one that it runs
-/// in, else the one that the environment names, else the user's graphical one. Main thread.
+/// Follows the login manager's session of this process: the one that it runs in, else the one that
+/// the environment names, else the user's graphical session. Main thread.
 class LogindWatch {
   public:
-    /// `changed` is called in call-outs whenever something may be different. The bus must outlive
-    /// the object and not serve it any more when it is gone.
+    /// `changed` is called in call-outs whenever an answer may be different. The bus must outlive
+    /// the object, and must not be served after the object's end.
     LogindWatch(SystemBus &bus, std::function<void()> changed);
 
     LogindWatch(const LogindWatch &) = delete;
     LogindWatch &operator=(const LogindWatch &) = delete;
 
-    /// True when the session was found. Without it nothing is the case.
+    /// True when the session was found; otherwise the flags below are false.
     bool isThere() const { return !_session.empty(); }
 
     bool isLocked() const { return _flags.isLocked; }
@@ -27,7 +27,7 @@ class LogindWatch {
     bool isInactive() const { return _flags.isInactive; }
     bool isAsleep() const { return _isAsleep; }
 
-    /// The bus has gone, and the manager with it.
+    /// Called when the bus, and so the manager, is gone.
     void forget();
 
   private:

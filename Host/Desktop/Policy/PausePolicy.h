@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Host/Desktop/Policy/SessionState.h"
 #include "Host/Displays/Desktop.h"
 
 #include <string>
@@ -8,17 +7,35 @@
 
 namespace Lumivera {
 
-/// What the user wants to be done while nobody looks, or while the battery empties.
+/// What the system says about the user's session and the machine.
+struct SessionState {
+    bool isLocked = false;
+
+    /// No input for the time that the desktop calls idle.
+    bool isIdle = false;
+
+    /// The machine is about to sleep, or has not reported yet that it woke up.
+    bool isAsleep = false;
+
+    /// Another session has the screens.
+    bool isInactive = false;
+
+    bool isOnBattery = false;
+
+    bool operator==(const SessionState &) const = default;
+};
+
+/// What the user wants while nobody sees the wallpaper, or on battery.
 struct PauseOptions {
     enum class OnBattery {
         Run,
-        Slow, ///< with half of the petals
+        Slow, ///< half of the petals
         Pause,
     };
 
     OnBattery onBattery = OnBattery::Run;
 
-    /// By windows, or by one window that has the whole output.
+    /// Covered by windows, or by one full-screen window.
     bool whenCovered = true;
     bool whenLocked = true;
     bool whenIdle = true;
@@ -26,12 +43,12 @@ struct PauseOptions {
     bool operator==(const PauseOptions &) const = default;
 };
 
-/// What an output's wallpaper is to do.
+/// What the wallpaper of an output has to do.
 struct PauseDecision {
-    /// Why it rests, by name and the most lasting reason first; empty while it runs.
+    /// The names of the reasons to rest, the most lasting first; empty while it runs.
     std::vector<std::string> reasons;
 
-    /// True when it is to show half of its petals, whether or not it rests as well.
+    /// True when it shows half of its petals, also while it rests.
     bool hasHalfPetals = false;
 
     bool isPaused() const { return !reasons.empty(); }
@@ -39,10 +56,10 @@ struct PauseDecision {
     bool operator==(const PauseDecision &) const = default;
 };
 
-/// When an output's wallpaper rests. Docs/desktop.md lists the reasons.
-///
-/// What can be seen by nobody rests whatever the options say: an output that is off, a machine that
-/// sleeps, and a session that does not have the screens, which counts as "locked".
+/// Decides when the wallpaper of an output rests. The reasons are "user", "asleep", "locked",
+/// "idle", "output-off", "fullscreen", "covered" and "battery". Whatever the options say, it rests
+/// on an output that is off, on a machine that sleeps, and in a session that does not have the
+/// screens, which counts as "locked".
 class PausePolicy {
   public:
     static PauseDecision decide(const PauseOptions &options, SurfaceVisibility visibility,

@@ -33,7 +33,7 @@ void SessionWatch::update() {
     }
 }
 
-/// The kernel is watched only while nobody else does that for us.
+/// Watches the supplies only while the power service does not.
 bool SessionWatch::isOnBattery() {
     if (_upower.isThere()) {
         _supplies.reset();

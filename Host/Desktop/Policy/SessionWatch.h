@@ -1,32 +1,30 @@
 #pragma once
 
 #include "Host/Desktop/Policy/LogindWatch.h"
-#include "Host/Desktop/Policy/PowerSupplyWatch.h"
-#include "Host/Desktop/Policy/SessionState.h"
+#include "Host/Desktop/Policy/PausePolicy.h"
+#include "Host/Desktop/Policy/PowerWatch.h"
 #include "Host/Desktop/Policy/SystemBus.h"
-#include "Host/Desktop/Policy/UPowerWatch.h"
 
 #include <memory>
 #include <string>
 
 namespace Lumivera {
 
-/// Follows what the system says about the user's session and the machine, without ever asking
-/// twice. Services that are not there say that nothing is the case; they may come later. Main
-/// thread.
+/// Follows the state of the user's session and of the machine without polling. A missing service
+/// leaves its states false; it may appear later. Main thread.
 class SessionWatch {
   public:
     class Listener {
       public:
-        /// In a call-out of the main run loop, only when something is different.
+        /// Called in a call-out of the main run loop when the state has changed.
         virtual void sessionChanged(const SessionState &state) = 0;
 
       protected:
         ~Listener() = default;
     };
 
-    /// The waiter must outlive the object. The folder tells of the power supplies where no power
-    /// service does.
+    /// The waiter must outlive the object. The folder is that of a PowerSupplyWatch, which is used
+    /// where no power service runs.
     explicit SessionWatch(DescriptorWaiter &waiter,
                           std::string supplyFolder = PowerSupplyWatch::kFolder);
 
@@ -36,14 +34,14 @@ class SessionWatch {
     /// Not owned; null for none.
     void setListener(Listener *listener) { _listener = listener; }
 
-    /// As far as the services have told already.
+    /// The state as far as the services have answered.
     const SessionState &state() const { return _state; }
 
-    /// Whether the login manager has told of our session, and the power service of the battery.
+    /// True when the login manager has found our session, and when the power service has answered.
     bool hasLogind() const { return _logind.isThere(); }
     bool hasUPower() const { return _upower.isThere(); }
 
-    /// Reads the power supplies again, for systems that do not tell of their changes.
+    /// Reads the power supplies again, for systems whose kernel reports no changes.
     void refresh();
 
   private:
@@ -59,7 +57,7 @@ class SessionWatch {
     LogindWatch _logind;
     UPowerWatch _upower;
 
-    /// While there is no power service.
+    /// Null while the power service runs.
     std::unique_ptr<PowerSupplyWatch> _supplies;
 };
 

@@ -1,7 +1,5 @@
 #include "Host/Desktop/Policy/SystemBus.h"
 
-#include "Platform/Foundation/NSRunLoop.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <ctime>
@@ -14,17 +12,19 @@ namespace Lumivera {
 namespace {
 
 constexpr const char *kProperties = "org.freedesktop.DBus.Properties";
-constexpr int kMostMessagesInTurn = 64;
+constexpr int kMaxMessagesInTurn = 64;
 
 int handle(sd_bus_message *message, void *handler, sd_bus_error *) {
     (*static_cast<SystemBus::Handler *>(handler))(*message);
     return 0;
 }
 
-/// Without this the bus gives itself up when its daemon refuses to tell us of a signal.
+/// Ignores the answer to a request for signals. Without a handler, the library closes the
+/// connection when the daemon refuses.
 int goOn(sd_bus_message *, void *, sd_bus_error *) { return 0; }
 
-/// The bus keeps the slot, and the slot its handler, until an answer has come or the bus goes.
+/// Makes the bus own the slot, and the slot its handler, until the answer has come or the bus is
+/// closed.
 void handOver(sd_bus_slot *slot, std::unique_ptr<SystemBus::Handler> handler) {
     sd_bus_slot_set_userdata(slot, handler.release());
     sd_bus_slot_set_destroy_callback(
@@ -35,7 +35,8 @@ void handOver(sd_bus_slot *slot, std::unique_ptr<SystemBus::Handler> handler) {
 
 } // namespace
 
-SystemBus::SystemBus(DescriptorWaiter &waiter) : _waiter(waiter) {
+SystemBus::SystemBus(DescriptorWaiter &waiter)
+    : _waiter(waiter), _processAtTimeout([this] { process(); }) {
     if (sd_bus_open_system(&_bus) < 0) {
         _bus = nullptr;
         return;
@@ -112,7 +113,7 @@ short SystemBus::awaitedEvents() const {
     return static_cast<short>(std::max(sd_bus_get_events(_bus), 0));
 }
 
-/// What was read together with an earlier message shows as a timeout that is over.
+/// A timeout of 0 means that messages were read together with an earlier one.
 bool SystemBus::prepareToWait() {
     std::uint64_t timeout = UINT64_MAX;
     return sd_bus_get_timeout(_bus, &timeout) >= 0 && timeout == 0;
@@ -122,7 +123,7 @@ void SystemBus::serve() { process(); }
 
 void SystemBus::process() {
     int result = 1;
-    for (int count = 0; result > 0 && count < kMostMessagesInTurn; ++count) {
+    for (int count = 0; result > 0 && count < kMaxMessagesInTurn; ++count) {
         result = sd_bus_process(_bus, nullptr);
     }
     if (result < 0) {
@@ -132,10 +133,9 @@ void SystemBus::process() {
     }
 }
 
-/// Calls that nobody answers end by themselves. The bus counts time as the system's steady clock.
+/// Lets the library end calls that nobody answers. Its timeouts are times of CLOCK_MONOTONIC.
 void SystemBus::processAtTimeout() {
-    NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
-    runLoop.cancelPreviousPerformRequestsWithTarget(nullptr, callName());
+    _processAtTimeout.cancel();
     std::uint64_t timeout = UINT64_MAX;
     if (!_bus || sd_bus_get_timeout(_bus, &timeout) < 0 || timeout == UINT64_MAX) {
         return;
@@ -144,12 +144,11 @@ void SystemBus::processAtTimeout() {
     clock_gettime(CLOCK_MONOTONIC, &now);
     const double left = static_cast<double>(timeout) / 1e6 -
                         (static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9);
-    runLoop.performSelector_afterDelay(
-        nullptr, callName(), [this] { process(); }, std::max(left, 0.0));
+    _processAtTimeout.callAfter(std::max(left, 0.0));
 }
 
 void SystemBus::disconnect() {
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, callName());
+    _processAtTimeout.cancel();
     if (!_bus) {
         return;
     }
@@ -159,10 +158,6 @@ void SystemBus::disconnect() {
     if (_lost) {
         _lost();
     }
-}
-
-std::string SystemBus::callName() const {
-    return "lumiveraSystemBus" + std::to_string(reinterpret_cast<std::uintptr_t>(this));
 }
 
 } // namespace Lumivera

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Support/DeferredCall.h"
 #include "Host/Support/DescriptorWaiter.h"
 
 #include <functional>
@@ -10,11 +11,11 @@ struct sd_bus_message;
 
 namespace Lumivera {
 
-/// The system's message bus, without ever waiting for it: whatever is asked is answered in a later
-/// call-out of the main run loop. A bus that is not there, or goes, answers nothing. Main thread.
+/// The system's message bus, without blocking: answers come in later call-outs of the main run
+/// loop. A missing bus answers nothing. Main thread.
 class SystemBus final : private DescriptorSource {
   public:
-    /// Something at a service, or that comes from there.
+    /// A method, signal or property of an object of a service.
     struct Member {
         std::string service;
         std::string path;
@@ -22,7 +23,7 @@ class SystemBus final : private DescriptorSource {
         std::string name;
     };
 
-    /// The message is the bus's own.
+    /// The message belongs to the bus.
     using Handler = std::function<void(sd_bus_message &message)>;
 
     explicit SystemBus(DescriptorWaiter &waiter);
@@ -33,24 +34,24 @@ class SystemBus final : private DescriptorSource {
 
     bool isConnected() const { return _bus != nullptr; }
 
-    /// Called once when the bus goes.
+    /// Sets the function that is called once when the connection is lost.
     void setLossHandler(std::function<void()> lost) { _lost = std::move(lost); }
 
-    /// Calls the handler at every such signal from now on. An argument that is not empty must be
-    /// the signal's first.
+    /// Calls the handler for every such signal from now on, if `firstArgument` is not empty only
+    /// for those with that first argument.
     void listen(const Member &signal, const std::string &firstArgument, Handler handler);
 
-    /// Calls a method. `addArguments` fills the message. The handler gets the answer or the error.
+    /// Calls a method with the arguments that `addArguments` appends. The handler gets the answer
+    /// or the error.
     void call(const Member &method, const Handler &addArguments, Handler handler);
 
-    /// The value of a property, as a variant that is the answer's first argument.
+    /// Reads a property; its value is a variant, the first argument of the answer.
     void getProperty(const Member &property, Handler handler);
 
-    /// Calls the handler whenever a property of that object's interface may have changed.
+    /// Calls the handler whenever a property of the object's interface may have changed.
     void listenToProperties(const Member &object, Handler handler);
 
-    /// Calls the handler whenever a service has come to be there, another one in its place, or has
-    /// gone.
+    /// Calls the handler whenever a service has appeared, was replaced or is gone.
     void listenToOwner(const std::string &service, std::function<void(bool isThere)> handler);
 
   private:
@@ -61,11 +62,11 @@ class SystemBus final : private DescriptorSource {
     void process();
     void processAtTimeout();
     void disconnect();
-    std::string callName() const;
 
     DescriptorWaiter &_waiter;
     sd_bus *_bus = nullptr;
     std::function<void()> _lost;
+    DeferredCall _processAtTimeout;
 };
 
 } // namespace Lumivera

@@ -1,4 +1,4 @@
-#include "Host/Desktop/Control/ControlPlace.h"
+#include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Tests/Host/Desktop/Control/FakeTarget.h"
 #include "Tests/Host/Programs/ProgramRun.h"

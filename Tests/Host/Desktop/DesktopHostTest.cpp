@@ -49,7 +49,11 @@ class DesktopHostTest : public SimulatedTimeTest {
         runForSeconds(1);
     }
 
-    OutputStatus status(const std::string &output) { return _host->status(output).at(0); }
+    /// After the views have told their petals.
+    OutputStatus status(const std::string &output) {
+        runForSeconds(0.01);
+        return _host->status(output).at(0);
+    }
 
     static WallpaperChoice bundle(const std::string &path) {
         WallpaperChoice choice;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/ViewSlot.h"
+#include "Host/Desktop/Isolation/RemoteView.h"
 #include "Host/Support/DeferredCall.h"
 #include "Host/Support/HostError.h"
 
@@ -53,7 +53,8 @@ class FakeViews {
     std::vector<std::string> _made;
 };
 
-/// Fills its pictures with the number of its frame.
+/// Fills its pictures with the number of its frame. As a view in a process of its own, it tells its
+/// number of petals a call-out after that number was set.
 class FakeViews::View final : public Lumivera::RemoteView {
   public:
     View(FakeViews &owner, const Lumivera::ViewRequest &request, Listener &listener,
@@ -61,8 +62,9 @@ class FakeViews::View final : public Lumivera::RemoteView {
         : _owner(owner), _request(request), _listener(listener), _petals(behaviour.petals),
           _draw([this] { draw(); }), _end([this, behaviour] {
               _listener.viewEnded(*this, "has ended as the test wanted", behaviour.isHopeless);
-          }) {
-        set(request.choice);
+          }),
+          _tellPetals([this] { _petals = _setPetals; }) {
+        _petals = _petals && request.values.petals ? request.values.petals : _petals;
         _owner._views.push_back(this);
         _draw.callAfter(behaviour.firstPicture);
         if (behaviour.end) {
@@ -78,11 +80,12 @@ class FakeViews::View final : public Lumivera::RemoteView {
             _draw.callAfter(0.025);
         }
     }
-    void set(const Lumivera::WallpaperChoice &choice) override {
-        if (choice.petals && _petals) {
-            _petals = choice.petals;
+    void set(const Lumivera::WallpaperValues &change) override {
+        if (change.petals && _petals) {
+            _setPetals = change.petals;
+            _tellPetals.callAfter(0);
         }
-        _set.apply(choice);
+        _changes.push_back(textOf(change));
     }
     void tap(CGPoint point) override { _taps.push_back(point); }
     void scrollBy(CGFloat distance) override { _scrolled += distance; }
@@ -92,7 +95,10 @@ class FakeViews::View final : public Lumivera::RemoteView {
 
     bool isRunning() const { return _isRunning; }
     const Lumivera::ViewRequest &request() const { return _request; }
-    const Lumivera::WallpaperChoice &wasSet() const { return _set; }
+
+    /// What was set after the view had begun, a text a call, such as "petals=5 offset=20".
+    const std::vector<std::string> &changes() const { return _changes; }
+
     const std::vector<CGPoint> &taps() const { return _taps; }
     CGFloat scrolled() const { return _scrolled; }
     int scrollsFinished() const { return _scrollsFinished; }
@@ -102,6 +108,17 @@ class FakeViews::View final : public Lumivera::RemoteView {
     void endNow() { _end.callAfter(0); }
 
   private:
+    static std::string textOf(const Lumivera::WallpaperValues &values) {
+        const Lumivera::WallpaperChoice choice{values, {}};
+        std::string text;
+        for (const auto &key : Lumivera::WallpaperChoice::keys()) {
+            if (const auto value = choice.textOf(key.name)) {
+                text.append(text.empty() ? "" : " ").append(key.name).append("=" + *value);
+            }
+        }
+        return text;
+    }
+
     void draw() {
         if (_isRunning || _frames == 0) {
             _draw.callAfter(0.025);
@@ -118,8 +135,9 @@ class FakeViews::View final : public Lumivera::RemoteView {
     FakeViews &_owner;
     const Lumivera::ViewRequest _request;
     Listener &_listener;
-    Lumivera::WallpaperChoice _set;
+    std::vector<std::string> _changes;
     std::optional<std::uint64_t> _petals;
+    std::optional<std::uint64_t> _setPetals;
     std::optional<unsigned> _allowed;
     std::vector<CGPoint> _taps;
     CGFloat _scrolled = 0;
@@ -128,6 +146,7 @@ class FakeViews::View final : public Lumivera::RemoteView {
     bool _isRunning = true;
     Lumivera::DeferredCall _draw;
     Lumivera::DeferredCall _end;
+    Lumivera::DeferredCall _tellPetals;
 };
 
 inline FakeViews::View *FakeViews::view(const std::string &bundle) const {

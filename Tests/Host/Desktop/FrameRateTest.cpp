@@ -1,4 +1,4 @@
-#include "Host/Desktop/FrameRate.h"
+#include "Host/Desktop/OutputShow.h"
 
 #include <gtest/gtest.h>
 

@@ -119,9 +119,56 @@ TEST_F(OutputShowTest, ChangesWhatARunningViewCanChange) {
     _choice.petals = 9;
     _choice.speed = 3;
     _show->choose(_choice);
+    runForSeconds(1);
     EXPECT_THAT(_views.made(), ElementsAre(kAsked));
-    EXPECT_EQ(_views.view(kAsked)->wasSet().petals, 9U);
-    EXPECT_EQ(_views.view(kAsked)->wasSet().speed, 3);
+    EXPECT_THAT(_views.view(kAsked)->changes(), ElementsAre("petals=9 speed=3"));
+    EXPECT_EQ(_show->status().petals, 9U);
+}
+
+TEST_F(OutputShowTest, TellsAViewOnlyWhatHasChanged) {
+    _choice.petals = 9;
+    _choice.speed = 3;
+    _choice.tint = CGColor{1, 0, 0, 1};
+    begin();
+    runForSeconds(1);
+    FakeViews::View *view = _views.view(kAsked);
+    EXPECT_EQ(view->request().values, _choice) << "a new view gets everything";
+    EXPECT_THAT(view->changes(), IsEmpty());
+    _choice.offset = 20;
+    _show->choose(_choice);
+    _show->choose(_choice);
+    _show->setHalved(true);
+    _show->setHalved(true);
+    runForSeconds(1);
+    EXPECT_THAT(view->changes(), ElementsAre("offset=20", "petals=5"));
+    _show->setHalved(false);
+    _choice.scale = 2;
+    _show->choose(_choice);
+    EXPECT_THAT(view->changes(), ElementsAre("offset=20", "petals=5", "petals=9", "scale=2"));
+}
+
+TEST_F(OutputShowTest, TellsEveryViewThatIsThereWhatHasChanged) {
+    _views.behaviours[kAsked].firstPicture = 10;
+    begin();
+    runForSeconds(3);
+    ASSERT_EQ(shown(), kShipped) << "while the other one takes long";
+    _choice.scale = 2;
+    _show->choose(_choice);
+    EXPECT_THAT(_views.view(kAsked)->changes(), ElementsAre("scale=2"));
+    EXPECT_THAT(_views.view(kShipped)->changes(), ElementsAre("scale=2"));
+}
+
+TEST_F(OutputShowTest, BeginsAViewWithHalfOfThePetalsThatAreAskedFor) {
+    _choice.petals = 9;
+    begin();
+    _show->setHalved(true);
+    runForSeconds(1);
+    EXPECT_THAT(_views.view(kAsked)->changes(), ElementsAre("petals=5"));
+    _choice.bundle = kGood;
+    _show->choose(_choice);
+    runForSeconds(1);
+    EXPECT_EQ(_views.view(kGood)->request().values.petals, 5U);
+    EXPECT_THAT(_views.view(kGood)->changes(), IsEmpty());
 }
 
 TEST_F(OutputShowTest, BeginsANewViewForATintAndForWhatTheBundleSays) {
@@ -445,12 +492,15 @@ TEST_F(OutputShowTest, HalvesThePetals) {
     begin();
     runForSeconds(1);
     _show->setHalved(true);
+    runForSeconds(0.1);
     EXPECT_EQ(_show->status().petals, 15U);
     _show->setHalved(false);
+    runForSeconds(0.1);
     EXPECT_EQ(_show->status().petals, 30U);
     _show->setHalved(true);
     _choice.petals = 11;
     _show->choose(_choice);
+    runForSeconds(0.1);
     EXPECT_EQ(_show->status().petals, 6U);
     _choice.bundle = kGood;
     _show->choose(_choice);

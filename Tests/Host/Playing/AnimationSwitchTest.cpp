@@ -1,4 +1,4 @@
-#include "Host/Playing/AnimationSwitch.h"
+#include "Host/Playing/WallpaperStage.h"
 
 #include "Tests/Support/SimulatedTime.h"
 

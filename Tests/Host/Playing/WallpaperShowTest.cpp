@@ -191,15 +191,15 @@ TEST_F(WallpaperShowTest, ShowsMoreAndFewerPetalsWithTheKeys) {
 }
 
 TEST_F(WallpaperShowTest, KeepsThePetalsWithinTheirLimits) {
-    _options.settings.petalCount = 5;
+    _options.settings.petals = 5;
     openPetals();
     show({{1,
            [&] {
                press(DisplayKey::FewerPetals);
                EXPECT_EQ(petals().sakuraCount(), 1u);
-               petals().setSakuraCount(kMaximumPetals - 5);
+               petals().setSakuraCount(kMaxPetals - 5);
                press(DisplayKey::MorePetals);
-               EXPECT_EQ(petals().sakuraCount(), kMaximumPetals);
+               EXPECT_EQ(petals().sakuraCount(), kMaxPetals);
                petals().setSakuraCount(5);
            }},
           {0.1, [] {}}});

@@ -66,7 +66,7 @@ TEST(WallpaperChoice, KeepsItsValueWhenAnotherIsRefused) {
 }
 
 TEST(WallpaperChoice, TakesAValueAwayByTheWordDefault) {
-    for (const std::string_view key : WallpaperChoice::keys()) {
+    for (const WallpaperChoice::Key &key : WallpaperChoice::keys()) {
         WallpaperChoice choice;
         choice.bundle = "x";
         choice.petals = 1;
@@ -75,8 +75,8 @@ TEST(WallpaperChoice, TakesAValueAwayByTheWordDefault) {
         choice.offset = 1;
         choice.tint = CGColor{1, 0, 0, 1};
         choice.scaleLevel = 1;
-        choice.set("test", key, "default");
-        EXPECT_FALSE(choice.textOf(key)) << key;
+        choice.set("test", key.name, "default");
+        EXPECT_FALSE(choice.textOf(key.name)) << key.name;
     }
 }
 
@@ -90,8 +90,8 @@ TEST(WallpaperChoice, WritesEveryValueSoThatItReadsBack) {
     choice.tint = CGColor{1, 0, 0.2, 0.4};
     choice.scaleLevel = -2;
     WallpaperChoice read;
-    for (const std::string_view key : WallpaperChoice::keys()) {
-        read.set("test", key, choice.textOf(key).value());
+    for (const WallpaperChoice::Key &key : WallpaperChoice::keys()) {
+        read.set("test", key.name, choice.textOf(key.name).value());
     }
     EXPECT_EQ(read, choice);
 }
@@ -107,6 +107,49 @@ TEST(WallpaperChoice, TakesOverOnlyWhatTheOtherHas) {
     EXPECT_EQ(choice.petals, 1U);
     EXPECT_EQ(choice.speed, 2);
     EXPECT_EQ(choice.offset, 5);
+}
+
+TEST(WallpaperValues, TellWhatHasChanged) {
+    WallpaperValues before;
+    before.petals = 1;
+    before.speed = 1;
+    before.scale = 1;
+    WallpaperValues now = before;
+    EXPECT_EQ(now.changesSince(before), WallpaperValues());
+    EXPECT_FALSE(now.lacksAnyOf(before));
+    now.speed = 2;
+    now.offset = 5;
+    now.scale.reset();
+    WallpaperValues changes;
+    changes.speed = 2;
+    changes.offset = 5;
+    EXPECT_EQ(now.changesSince(before), changes);
+    EXPECT_TRUE(now.lacksAnyOf(before)) << "the scale";
+}
+
+TEST(WallpaperValues, StayTheSameAsBytes) {
+    WallpaperValues values;
+    EXPECT_EQ(bytesOf(values), WallpaperBytes());
+    EXPECT_EQ(valuesFrom(bytesOf(values)), values);
+    values.petals = 120;
+    values.scale = 0.1;
+    values.tint = CGColor{1, 0, 0.2, 0.4};
+    values.scaleLevel = -2;
+    EXPECT_EQ(valuesFrom(bytesOf(values)), values);
+    values.speed = 3;
+    values.offset = -12.25;
+    EXPECT_EQ(valuesFrom(bytesOf(values)), values);
+}
+
+TEST(WallpaperChoice, SaysWhatEveryOptionTakes) {
+    for (const WallpaperChoice::Key &key : WallpaperChoice::keys()) {
+        EXPECT_EQ(key.option.empty(), key.name == "wallpaper") << key.name;
+        EXPECT_EQ(key.help.empty(), key.name == "wallpaper") << key.name;
+        EXPECT_EQ(WallpaperChoice::findKey(key.name), &key);
+    }
+    EXPECT_EQ(WallpaperChoice::findKey("scale")->range, "a number from 0.01 to 100");
+    EXPECT_EQ(WallpaperChoice::findKey("offset")->range, "a number from -100000 to 100000");
+    EXPECT_EQ(WallpaperChoice::findKey("Scale"), nullptr);
 }
 
 TEST(WallpaperChoice, ShadesNothingWithTheTintNone) {

@@ -157,9 +157,9 @@ TEST(Configuration, NamesTheLineOfBytesThatAreNoUTF8) {
 }
 
 TEST(Configuration, RefusesATextThatIsTooLarge) {
-    EXPECT_EQ(problemOf("#" + std::string(Configuration::kMaximumBytes, ' ')),
+    EXPECT_EQ(problemOf("#" + std::string(Configuration::kMaxBytes, ' ')),
               "c.toml: is larger than 1 MiB; shorten it");
-    EXPECT_EQ(problemOf("#" + std::string(Configuration::kMaximumBytes - 1, ' ')), "");
+    EXPECT_EQ(problemOf("#" + std::string(Configuration::kMaxBytes - 1, ' ')), "");
 }
 
 TEST(Configuration, ResolvesPathsFromItsFolderAndTheHome) {

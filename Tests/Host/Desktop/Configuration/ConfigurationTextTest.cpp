@@ -1,4 +1,4 @@
-#include "Host/Desktop/Configuration/ConfigurationText.h"
+#include "Host/Desktop/Configuration/Configuration.h"
 #include "Host/Support/HostError.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@ using namespace Lumivera;
 namespace {
 
 std::string changed(const std::string &text, const std::string &wallpaper = "/new") {
-    return ConfigurationText::withWallpaper(text, wallpaper, "c.toml");
+    return Configuration::withWallpaper(text, wallpaper, "c.toml");
 }
 
 TEST(ConfigurationText, PutsTheWallpaperAtTheTopWhereThereIsNone) {

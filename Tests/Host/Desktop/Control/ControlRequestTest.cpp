@@ -127,7 +127,7 @@ TEST(ControlRequest, RefusesAnythingNestedHoweverDeep) {
 
 TEST(ControlRequest, RefusesWhatIsTooLong) {
     const std::string request = R"({"do":"status"})";
-    const std::string spaces(ControlRequest::kMaximumBytes - request.size(), ' ');
+    const std::string spaces(ControlRequest::kMaxBytes - request.size(), ' ');
     EXPECT_EQ(problemOf(request + spaces), "");
     EXPECT_EQ(problemOf(request + spaces + " "), "a request is at most 65536 bytes long");
 }

@@ -1,6 +1,5 @@
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Host/Desktop/Control/ControlClient.h"
-#include "Host/Desktop/Control/ControlPlace.h"
 #include "Host/Support/DeferredCall.h"
 #include "Tests/Host/Desktop/Control/FakeTarget.h"
 #include "Tests/Host/Desktop/Control/RawClient.h"
@@ -187,13 +186,13 @@ TEST_F(ControlServerTest, TakesTheLongestRequestThatMayBe) {
     const std::string request = R"({"do":"pause"})";
     const auto client = connect();
     EXPECT_TRUE(client->sendAll(
-        request + std::string(ControlRequest::kMaximumBytes - request.size(), ' ') + "\n"));
+        request + std::string(ControlRequest::kMaxBytes - request.size(), ' ') + "\n"));
     EXPECT_EQ(client->line(), kOk);
 }
 
 TEST_F(ControlServerTest, TurnsAwayMoreProgramsThanItTakes) {
     std::vector<std::unique_ptr<RawClient>> clients;
-    for (std::size_t i = 0; i < ControlServer::kMaximumPeers; ++i) {
+    for (std::size_t i = 0; i < ControlServer::kMaxPeers; ++i) {
         clients.push_back(connect());
         ASSERT_EQ(clients.back()->ask(R"({"do":"pause"})"), kOk);
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Desktop/Control/ControlTarget.h"
+#include "Host/Desktop/Control/ControlService.h"
 #include "Host/Support/HostError.h"
 
 #include <string>
@@ -34,9 +34,9 @@ class FakeTarget final : public ControlTarget {
     void choose(const std::string &output, const WallpaperChoice &choice) override {
         check(output);
         std::string text = "choose " + output;
-        for (const std::string_view key : WallpaperChoice::keys()) {
-            if (const auto value = choice.textOf(key)) {
-                text.append(" ").append(key).append("=").append(*value);
+        for (const WallpaperChoice::Key &key : WallpaperChoice::keys()) {
+            if (const auto value = choice.textOf(key.name)) {
+                text.append(" ").append(key.name).append("=").append(*value);
             }
         }
         heard.push_back(text);

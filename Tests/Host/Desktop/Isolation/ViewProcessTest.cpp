@@ -32,11 +32,11 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
   protected:
     void TearDown() override { _view.reset(); }
 
-    void begin(const std::string &bundle, const WallpaperChoice &choice = {},
+    void begin(const std::string &bundle, const WallpaperValues &values = {},
                bool isTrusted = false) {
         _memory = std::make_shared<SharedBuffers>(kWidth, kHeight, 2);
         _view = std::make_unique<ViewProcess>(
-            _waiter, ViewProcess::Start{bundle, isTrusted, choice, _memory, 1}, *this);
+            _waiter, ViewProcess::Start{{bundle, values, _memory, 1}, isTrusted}, *this);
         _view->allowDrawing(0);
     }
 
@@ -100,9 +100,9 @@ TEST_F(ViewProcessTest, ConvertsTheColorsOfAPicture) {
                                 .pixels([](auto...) { return 64; })
                                 .finish();
     _folder.write("Copy.bundle/lumivera_background_.png", background);
-    WallpaperChoice choice;
-    choice.petals = 0;
-    begin(bundle, choice);
+    WallpaperValues values;
+    values.petals = 0;
+    begin(bundle, values);
     ASSERT_TRUE(hasDrawn(1)) << *_reason;
     EXPECT_EQ(_memory->pixels(0)[kWidth * kHeight / 2], 0xff898989);
 }
@@ -122,13 +122,13 @@ TEST_F(ViewProcessTest, DrawsOnceWhenItMayDrawOnce) {
 }
 
 TEST_F(ViewProcessTest, TellsHowManyPetalsThereAre) {
-    WallpaperChoice choice;
-    choice.petals = 7;
-    begin(shippedBundle("Lumivera.bundle"), choice);
+    WallpaperValues values;
+    values.petals = 7;
+    begin(shippedBundle("Lumivera.bundle"), values);
     ASSERT_TRUE(hasDrawn(1));
     EXPECT_EQ(_view->petals(), 7U);
-    choice.petals = 9;
-    _view->set(choice);
+    values.petals = 9;
+    _view->set(values);
     EXPECT_TRUE(serveUntil([&] { return _view->petals() == 9U; }));
 }
 
@@ -223,10 +223,10 @@ TEST_F(ViewProcessTest, HearsOfChangesWhileItRestsAndRestsOn) {
     ASSERT_TRUE(hasDrawn(3)) << *_reason;
     _view->setRunning(false);
     ASSERT_TRUE(rests());
-    WallpaperChoice choice;
-    choice.petals = 9;
+    WallpaperValues values;
+    values.petals = 9;
     for (int i = 0; i < 1000; ++i) {
-        _view->set(choice);
+        _view->set(values);
         NSRunLoop::mainRunLoop().runForSeconds(0.001);
     }
     EXPECT_TRUE(serveUntil([&] { return _view->petals() == 9U; }));

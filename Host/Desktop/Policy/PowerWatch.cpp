@@ -1,4 +1,4 @@
-#include "Host/Desktop/Policy/PowerSupplyWatch.h"
+#include "Host/Desktop/Policy/PowerWatch.h"
 
 #include "Platform/Foundation/NSFileManager.h"
 
@@ -10,21 +10,25 @@
 #include <linux/netlink.h>
 #include <string_view>
 #include <sys/socket.h>
+#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 namespace Lumivera {
 
 namespace {
 
+constexpr const char *kService = "org.freedesktop.UPower";
+constexpr const char *kPath = "/org/freedesktop/UPower";
+
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kLongestValue = 4096;
+constexpr std::uint64_t kMaxValue = 4096;
 constexpr unsigned kKernelGroup = 1;
 constexpr std::string_view kSubsystem = "SUBSYSTEM=power_supply";
 
-/// One of a supply's values, without the line's end; empty without it.
+/// A value of a supply without its line break; empty where the supply has none.
 std::string valueOf(const fs::path &supply, const char *name) {
-    const auto bytes = readFile((supply / name).string(), kLongestValue);
+    const auto bytes = readFile((supply / name).string(), kMaxValue);
     std::string text = bytes ? std::string(bytes->begin(), bytes->end()) : "";
     while (text.ends_with('\n')) {
         text.pop_back();
@@ -32,7 +36,7 @@ std::string valueOf(const fs::path &supply, const char *name) {
     return text;
 }
 
-/// A descriptor that the kernel's messages about devices come from; -1 when it gives none.
+/// Opens a descriptor for the kernel's messages about devices; -1 on failure.
 int openMessages() {
     const int descriptor =
         socket(AF_NETLINK, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, NETLINK_KOBJECT_UEVENT);
@@ -48,6 +52,35 @@ int openMessages() {
 }
 
 } // namespace
+
+UPowerWatch::UPowerWatch(SystemBus &bus, std::function<void()> changed)
+    : _bus(bus), _changed(std::move(changed)) {
+    _bus.listenToOwner(kService, [this](bool isThere) {
+        forget();
+        if (isThere) {
+            read();
+        }
+        _changed();
+    });
+    _bus.listenToProperties({kService, kPath, kService, ""}, [this](sd_bus_message &) { read(); });
+    read();
+}
+
+void UPowerWatch::forget() {
+    _isThere = false;
+    _isOnBattery = false;
+}
+
+/// The call starts the service where it is installed.
+void UPowerWatch::read() {
+    _bus.getProperty({kService, kPath, kService, "OnBattery"}, [this](sd_bus_message &message) {
+        int isOnBattery = 0;
+        _isThere = sd_bus_message_is_method_error(&message, nullptr) == 0 &&
+                   sd_bus_message_read(&message, "v", "b", &isOnBattery) > 0;
+        _isOnBattery = _isThere && isOnBattery != 0;
+        _changed();
+    });
+}
 
 PowerSupplyWatch::PowerSupplyWatch(DescriptorWaiter &waiter, std::string folder,
                                    std::function<void()> changed)
@@ -79,7 +112,7 @@ bool PowerSupplyWatch::readFolder(const std::string &folder) {
     bool isEmptying = false;
     std::error_code error;
     for (const auto &entry : fs::directory_iterator(folder, error)) {
-        // A mouse has a battery, too.
+        // A mouse may have a battery, too.
         const bool isOfDevice = valueOf(entry.path(), "scope") == "Device";
         const bool isBattery = valueOf(entry.path(), "type") == "Battery";
         if (isBattery && !isOfDevice) {
@@ -91,7 +124,7 @@ bool PowerSupplyWatch::readFolder(const std::string &folder) {
     return isEmptying && !isFed;
 }
 
-/// Messages that were lost may have been about a supply.
+/// ENOBUFS means that messages were lost, which may have been about a supply.
 void PowerSupplyWatch::serve() {
     std::array<char, 8192> message;
     bool isAboutSupply = false;
