@@ -40,7 +40,7 @@ Retained<CABasicAnimation> create(const char *keyPath, UIView *view, CAAnimation
     return animation;
 }
 
-// Set when the library is loaded, so that translations of all views are handled.
+/// Set when the library is loaded, so that translations of all views are handled.
 const bool isHandlerSet = [] {
     UIView::setAnimationStopHandler(LWUIAnimation::animationDidStop_finished);
     return true;

@@ -39,7 +39,7 @@ std::unique_ptr<Command> makeCommandGroup(const char *name, const char *help, co
 /// All commands, in the order of the help.
 Commands allCommands();
 
-// Each command stands in the .cpp file of its name.
+/// Each command stands in the .cpp file of its name.
 std::unique_ptr<Command> makeRunCommand();
 std::unique_ptr<Command> makeDesktopCommand();
 std::unique_ptr<Command> makeChooseCommand();

@@ -16,7 +16,7 @@ namespace {
 
 constexpr float kQuality = 80;
 
-// Higher methods take several times as long and make the file a few per cent smaller.
+/// Higher methods take several times as long and make the file a few per cent smaller.
 constexpr int kMethod = 2;
 
 /// Petals move little from frame to frame, so a short motion search finds them; encoding takes two

@@ -6,7 +6,7 @@ namespace Lumivera {
 
 namespace {
 
-// Fixed-point factors, 65536 is 1.
+/// Fixed-point factors, 65536 is 1.
 struct Weights {
     std::int32_t red, green, blue;
 };

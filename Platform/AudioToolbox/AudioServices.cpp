@@ -19,7 +19,7 @@ struct Registry {
     SystemSoundID latest = 0;
 };
 
-// Never destroyed, because another thread may still play a sound while the process ends.
+/// Never destroyed, because another thread may still play a sound while the process ends.
 Registry &registry() {
     static Registry *const instance = new Registry;
     return *instance;

@@ -177,7 +177,7 @@ std::optional<WaveSound> WaveSound::decode(std::span<const std::uint8_t> file) {
     return sound._bytes.empty() ? std::nullopt : std::optional(std::move(sound));
 }
 
-// Converts the sound in one piece, because SDL_AudioStream loses the end of a resampled sound.
+/// Converts the sound in one piece, because SDL_AudioStream loses the end of a resampled sound.
 std::vector<float> WaveSound::mixableSamples() const {
     SDL_AudioCVT conversion{};
     if (SDL_BuildAudioCVT(&conversion, _format, _channels, _framesPerSecond, AUDIO_F32SYS,

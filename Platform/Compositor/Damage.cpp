@@ -5,15 +5,15 @@
 
 namespace {
 
-// The cost of finding the damage in an area and drawing only that, as a multiple of the cost of
-// drawing the background of the area.
+/// The cost of finding the damage in an area and drawing only that, as a multiple of the cost of
+/// drawing the background of the area.
 constexpr long long kCostOfFinding = 2;
 
-// Pixels. The rectangles around damage have sides that are multiples of these.
+/// Pixels. The rectangles around damage have sides that are multiples of these.
 constexpr int kTileWidth = 128;
 constexpr int kTileHeight = 64;
 
-// The cost of drawing a picture in parts, as a multiple of the cost of drawing it whole.
+/// The cost of drawing a picture in parts, as a multiple of the cost of drawing it whole.
 constexpr double kCostOfParts = 1.3;
 
 } // namespace
@@ -51,8 +51,8 @@ bool DamageFinder::find(const DisplayList &list, ItemPlanner &planner, CellMask 
     return pays;
 }
 
-// Lists of equal length are compared unit by unit. If something came or went, only the units that
-// are the same at both ends of the lists count as unchanged.
+/// Lists of equal length are compared unit by unit. If something came or went, only the units that
+/// are the same at both ends of the lists count as unchanged.
 void DamageFinder::findOthers() {
     for (Unit &unit : _before) {
         unit.isOther = false;
@@ -76,8 +76,8 @@ void DamageFinder::findOthers() {
     }
 }
 
-// The sum over all that is drawn. It counts a group's members, because the bounds of the group may
-// be far larger.
+/// The sum over all that is drawn. It counts a group's members, because the bounds of the group may
+/// be far larger.
 long long DamageFinder::areaOfOthers() const {
     long long area = 0;
     for (const Unit &unit : _now) {
@@ -157,7 +157,7 @@ const std::vector<DeviceRect> &DamageHistory::latestRects() {
     return _rects;
 }
 
-// Adds the rectangles of one row of tiles. One that continues a rectangle above it extends that.
+/// Adds the rectangles of one row of tiles. One that continues a rectangle above it extends that.
 void DamageHistory::addRectsOfBand(int top) {
     const int bottom = std::min(top + kTileHeight, _device.bottom);
     const std::size_t firstOfBand = _rects.size();

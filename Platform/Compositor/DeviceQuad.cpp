@@ -6,14 +6,14 @@
 
 namespace {
 
-// Pixels. An edge this near a pixel boundary counts as on it: the difference in coverage is less
-// than half a level of 255.
+/// Pixels. An edge this near a pixel boundary counts as on it: the difference in coverage is less
+/// than half a level of 255.
 constexpr double kAligned = 1.0 / 1024;
 
-// Pixels. Less coverage than this changes no pixel, and rounding errors are smaller.
+/// Pixels. Less coverage than this changes no pixel, and rounding errors are smaller.
 constexpr double kUnseen = 1.0 / 65536;
 
-// Pixels. A thinner quad would cover less than half a level of 255.
+/// Pixels. A thinner quad would cover less than half a level of 255.
 constexpr double kMinThickness = 1.0 / 1024;
 
 struct Interval {
@@ -21,7 +21,7 @@ struct Interval {
     double high;
 };
 
-// Solves low <= start + step·x <= high for x.
+/// Solves low <= start + step·x <= high for x.
 Interval solve(double start, double step, double low, double high) {
     if (low > high || (step == 0 && (start < low || start > high))) {
         return {HUGE_VAL, -HUGE_VAL};
@@ -34,7 +34,7 @@ Interval solve(double start, double step, double low, double high) {
     return {std::min(first, second), std::max(first, second)};
 }
 
-// Narrows [left, right) to the whole numbers that lie in both intervals.
+/// Narrows [left, right) to the whole numbers that lie in both intervals.
 void intersect(const Interval &a, const Interval &b, int &left, int &right) {
     const double low = std::ceil(std::max(a.low, b.low));
     const double high = std::floor(std::min(a.high, b.high)) + 1;
@@ -43,7 +43,7 @@ void intersect(const Interval &a, const Interval &b, int &left, int &right) {
     left = static_cast<int>(std::clamp<double>(low, left, right));
 }
 
-// The values of p·u + q·v.
+/// The values of p·u + q·v.
 Interval range(double p, const Interval &u, double q, const Interval &v) {
     return {std::min(p * u.low, p * u.high) + std::min(q * v.low, q * v.high),
             std::max(p * u.low, p * u.high) + std::max(q * v.low, q * v.high)};
@@ -54,7 +54,7 @@ double covered(double position, double extent, double unit) {
            std::clamp((extent - position) / unit + 0.5, 0.0, 1.0) - 1;
 }
 
-// The pixel boundary in [low, high] at a device coordinate. None when it lies between two.
+/// The pixel boundary in [low, high] at a device coordinate. None when it lies between two.
 std::optional<int> pixelEdge(double value, int low, int high) {
     const double nearest = std::round(std::clamp<double>(value, low, high));
     if (value > low && value < high && std::abs(value - nearest) > kAligned) {

@@ -8,7 +8,7 @@ namespace {
 
 using PixelArithmetic::kFullWeight;
 
-// A layer's group, mask, colour and contents. A group is split into no more items than that.
+/// A layer's group, mask, colour and contents. A group is split into no more items than that.
 constexpr std::size_t kMaxItemsPerLayer = 4;
 
 std::uint32_t weightOf(float opacity) {
@@ -20,7 +20,7 @@ CGRect centred(const CGRect &bounds, CGFloat width, CGFloat height) {
                       height);
 }
 
-// The rectangle of the layer that the contents fill.
+/// The rectangle of the layer that the contents fill.
 CGRect contentsRect(const PresentedLayer &presented, const CGImage &image) {
     const CALayer &layer = presented.layer();
     const CGRect bounds = presented.bounds();
@@ -44,14 +44,14 @@ CGRect contentsRect(const PresentedLayer &presented, const CGImage &image) {
     return centred(bounds, width * scale, height * scale);
 }
 
-// Whether the mask cuts nothing off its members.
+/// Whether the mask cuts nothing off its members.
 bool isWhole(const DisplayItem &mask) {
     const auto covers = [&](const auto &quad) { return !quad || quad->coversWholly(mask.bounds); };
     return mask.isInPerspective() ? covers(ProjectiveQuad::make(mask.map, mask.depth))
                                   : covers(DeviceQuad::make(mask.map, 1, 1));
 }
 
-// Gives the item the place of the rectangle, and returns the pixels of the clip that it may touch.
+/// Gives the item the place of the rectangle, and returns the pixels of the clip that it may touch.
 DeviceRect place(DisplayItem &item, const Projection &projection, const CGRect &rect,
                  const DeviceRect &clip) {
     if (clip.isEmpty()) {
@@ -98,7 +98,7 @@ const std::vector<std::size_t> &OverlapClusters::find(const std::vector<DeviceRe
     return _leaders;
 }
 
-// Shortens the path to the leader for later calls.
+/// Shortens the path to the leader for later calls.
 std::size_t OverlapClusters::leaderOf(std::size_t index) {
     while (_leaders[index] != index) {
         _leaders[index] = _leaders[_leaders[index]];
@@ -126,8 +126,8 @@ void DisplayList::build(const CALayer &root, const DeviceRect &device, double sc
     holdImages();
 }
 
-// Reserves what the tree may need at most, whichever layers overlap or are on the screen, so that a
-// later picture of it allocates nothing.
+/// Reserves what the tree may need at most, whichever layers overlap or are on the screen, so that
+/// a later picture of it allocates nothing.
 void DisplayList::reserve() {
     const std::size_t most = _layerCount * kMaxItemsPerLayer;
     _items.reserve(most);
@@ -138,8 +138,8 @@ void DisplayList::reserve() {
     _images.reserve(most);
 }
 
-// Keeps the images alive as long as the list, so that no new image can have the address of one that
-// a later list is compared with.
+/// Keeps the images alive as long as the list, so that no new image can have the address of one
+/// that a later list is compared with.
 void DisplayList::holdImages() {
     const CGImage *latest = nullptr;
     for (const DisplayItem &item : _items) {
@@ -157,7 +157,7 @@ void DisplayList::clear() {
     _isInProgress = false;
 }
 
-// Does not copy the values of a layer that is not animated, as most are not.
+/// Does not copy the values of a layer that is not animated, as most are not.
 template <class Action> void DisplayList::present(const CALayer &layer, const Action &action) {
     ++_layerCount;
     if (!layer.hasAnimationsInPlace()) {
@@ -217,7 +217,7 @@ void DisplayList::addInside(const PresentedLayer &layer, const Projection &proje
     }
 }
 
-// A mask whose edges lie on pixel boundaries becomes a smaller clip; others need a buffer.
+/// A mask whose edges lie on pixel boundaries becomes a smaller clip; others need a buffer.
 void DisplayList::addMasked(const PresentedLayer &layer, const Projection &projection,
                             const DeviceRect &clip) {
     const auto map = projection.affine();
@@ -279,7 +279,7 @@ DeviceRect DisplayList::boundsOfMembers(std::size_t index) const {
     return bounds;
 }
 
-// Removes the mask if it cuts nothing off the members.
+/// Removes the mask if it cuts nothing off the members.
 void DisplayList::endMask(std::size_t index) {
     DisplayItem &mask = _items[index];
     mask.bounds = boundsOfMembers(index);
@@ -289,8 +289,8 @@ void DisplayList::endMask(std::size_t index) {
     }
 }
 
-// Replaces the group with its clusters, which share no pixel. A cluster of several members becomes
-// a group of its own; a member that overlaps no other fades by itself.
+/// Replaces the group with its clusters, which share no pixel. A cluster of several members becomes
+/// a group of its own; a member that overlaps no other fades by itself.
 void DisplayList::endGroup(std::size_t index) {
     _members.clear();
     _memberBounds.clear();

@@ -8,12 +8,12 @@ using PixelArithmetic::kFullWeight;
 
 constexpr std::uint32_t kBlack = 0xFF000000;
 
-// The target is drawn from top to bottom in bands of this size, so that what is drawn on top of
-// each other is still in the processor's cache.
+/// The target is drawn from top to bottom in bands of this size, so that what is drawn on top of
+/// each other is still in the processor's cache.
 constexpr int kBandBytes = 1 << 22;
 constexpr int kMinBandRows = 16;
 
-// Calls draw() with the quad that a fill or a mask is drawn within.
+/// Calls draw() with the quad that a fill or a mask is drawn within.
 template <class Draw> void withQuad(const ItemPlan &plan, const Draw &draw) {
     if (const auto *const quad = plan.as<DeviceQuad>()) {
         draw(*quad);
@@ -42,7 +42,7 @@ void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
     }
 }
 
-// Whether the item covers the whole device with opaque pixels.
+/// Whether the item covers the whole device with opaque pixels.
 bool DisplayListPainter::hidesAll(const Item &item) {
     const DeviceRect &device = _planner.device();
     if (item.bounds != device || item.weight != kFullWeight) {
@@ -106,8 +106,8 @@ void DisplayListPainter::paintPicture(const Item &item, const Surface &surface) 
     }
 }
 
-// Only where several members may overlap are they drawn as one first. Elsewhere each fades by
-// itself.
+/// Only where several members may overlap are they drawn as one first. Elsewhere each fades by
+/// itself.
 void DisplayListPainter::paintGroup(const Item &group, const Surface &surface) {
     const PaintClip &clip = surface.clip;
     GroupBuffers::Buffer &buffer = _buffers.take(clip.rect);
@@ -149,7 +149,7 @@ void DisplayListPainter::paintMask(const Item &mask, const Surface &surface) {
     _buffers.giveBack();
 }
 
-// Draws the members over nothing, and returns the buffer's pixels.
+/// Draws the members over nothing, and returns the buffer's pixels.
 Picture DisplayListPainter::paintInto(GroupBuffers::Buffer &buffer, const CellMask &shown,
                                       const Item &group) {
     const PixelArea pixels = buffer.pixels(shown.area());

@@ -7,13 +7,13 @@ namespace {
 
 using Item = DisplayItem;
 
-// Pixels. No pixel changes when a picture is moved by less.
+/// Pixels. No pixel changes when a picture is moved by less.
 constexpr double kUnseen = 1.0 / 4096;
 
-// A picture on at least this part of the screen is likely to stay where it is.
+/// A picture on at least this part of the screen is likely to stay where it is.
 constexpr int kLargePart = 8;
 
-// The item's map as a map of texels.
+/// The item's map as a map of texels.
 Affine texelMap(const Affine &map, int width, int height) {
     return {map.a / width, map.b / width, map.c / height, map.d / height, map.tx, map.ty};
 }
@@ -30,7 +30,7 @@ bool isCopy(const Affine &map, const CGImage &image) {
            isNear(map.tx, std::round(map.tx)) && isNear(map.ty, std::round(map.ty));
 }
 
-// How often a side must be halved so that at most two texels fall on a pixel.
+/// How often a side must be halved so that at most two texels fall on a pixel.
 int halvings(double texelsPerPixel, int side) {
     int count = 0;
     for (; texelsPerPixel > 2 && side >> count > 1; ++count) {

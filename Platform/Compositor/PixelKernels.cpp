@@ -24,7 +24,7 @@ const PixelKernels *kernels() { return &PixelKernels::plain(); }
 namespace hn = hwy::HWY_NAMESPACE;
 
 #if HWY_MAX_BYTES >= 32
-// Wider vectors leave more lanes idle at the end of a petal's short rows than they save.
+/// Wider vectors leave more lanes idle at the end of a petal's short rows than they save.
 constexpr std::size_t kLanes = 8;
 #else
 constexpr std::size_t kLanes = 4;
@@ -56,16 +56,16 @@ HWY_INLINE __m256i packWords(__m256i a, __m256i b) { return _mm256_packus_epi16(
 HWY_INLINE __m256i addProducts(__m256i a, __m256i b) { return _mm256_madd_epi16(a, b); }
 #endif
 
-// Multiplies unsigned bytes with signed ones, and adds neighbouring products.
+/// Multiplies unsigned bytes with signed ones, and adds neighbouring products.
 HWY_INLINE Signed mixed(Bytes texels, Signed weights) {
     return Signed{multiplyPairs(texels.raw, weights.raw)};
 }
 
-// Saturates words to bytes: in each block those of `low` and then those of `high`.
+/// Saturates words to bytes: in each block those of `low` and then those of `high`.
 HWY_INLINE Bytes packed(Signed low, Signed high) { return Bytes{packWords(low.raw, high.raw)}; }
 
-// Computes column + row × stride of numbers that hold the column in their low half and the row in
-// their high half.
+/// Computes column + row × stride of numbers that hold the column in their low half and the row in
+/// their high half.
 HWY_INLINE Numbers places(Numbers columnAndRow, std::int32_t stride) {
     return Numbers{addProducts(columnAndRow.raw, hn::Set(kNumbers, stride << 16 | 1).raw)};
 }
@@ -103,13 +103,13 @@ template <class V> HWY_INLINE Signed picked(V from, const std::uint8_t *places) 
 // ---- Blending. Words are the channels of two pixels in each block, with 128 steps a level. What
 // is drawn is negative, because the weights of its texels are.
 
-// The weight of the pixels below.
+/// The weight of the pixels below.
 HWY_INLINE Words restOf(Signed source) {
     return hn::BitCast(
         kWords, hn::Add(words(PixelTables::kFullAlpha), picked(source, PixelTables::kAlpha)));
 }
 
-// `target` holds every byte twice.
+/// `target` holds every byte twice.
 HWY_INLINE Signed blended(Signed source, Words rest, Bytes target) {
     const Signed below = hn::BitCast(kSigned, hn::MulHigh(hn::BitCast(kWords, target), rest));
     return hn::MulFixedPoint15(hn::SaturatedSub(below, source), words(PixelTables::kToLevels));
@@ -127,7 +127,7 @@ HWY_INLINE Pixels blendedOver(Signed low, Signed high, Pixels target) {
     return blendedOver(low, high, restOf(low), restOf(high), target);
 }
 
-// Loads the first pixels of a vector: with a mask where processors have masks, else by copying.
+/// Loads the first pixels of a vector: with a mask where processors have masks, else by copying.
 HWY_INLINE Pixels loadSome(const std::uint32_t *from, std::size_t count) {
     if constexpr (kLanes > 4) {
         return hn::MaskedLoad(hn::FirstN(kPixels, count), kPixels, from);
@@ -192,8 +192,8 @@ struct Original {
 
 // ---- Sampling
 
-// The fraction of a position in a lane's high half, and one minus the fraction in its low half.
-// Both can be advanced by fractionStep() instead of computed anew.
+/// The fraction of a position in a lane's high half, and one minus the fraction in its low half.
+/// Both can be advanced by fractionStep() instead of computed anew.
 HWY_INLINE Words fractionsOf(Numbers positions) {
     const Words both =
         hn::BitCast(kWords, hn::OddEven(hn::BitCast(kWords, hn::ShiftLeft<16>(positions)),
@@ -207,7 +207,7 @@ HWY_INLINE Words fractionStep(std::int32_t step) {
     return hn::BitCast(kWords, hn::Set(kPixels, forwards | backwards));
 }
 
-// The weights of the four texels around each pixel.
+/// The weights of the four texels around each pixel.
 struct Taps {
     Signed rows;   // negative, in the low bytes of both halves: of the upper and the lower texel
     Words columns; // in both halves: of the left and of the right texel
@@ -225,7 +225,7 @@ HWY_INLINE Signed sampled(const Texels &texels, const std::int32_t *offsets, con
     return hn::MulFixedPoint15(column, picked(taps.columns, PixelTables::kColumnsOf[lane]));
 }
 
-// The left and right columns of two pixels, added.
+/// The left and right columns of two pixels, added.
 HWY_INLINE Signed joined(Signed first, Signed second) {
     const auto a = hn::BitCast(kPairs, first);
     const auto b = hn::BitCast(kPairs, second);
@@ -233,14 +233,14 @@ HWY_INLINE Signed joined(Signed first, Signed second) {
                    hn::BitCast(kSigned, hn::InterleaveUpper(kPairs, a, b)));
 }
 
-// The offset of the upper left one of the texels around each pixel.
+/// The offset of the upper left one of the texels around each pixel.
 HWY_INLINE Numbers offsetsOf(Numbers u, Numbers v, std::int32_t stride) {
     const Words columnAndRow =
         hn::OddEven(hn::BitCast(kWords, v), hn::BitCast(kWords, hn::ShiftRight<16>(u)));
     return places(hn::BitCast(kNumbers, columnAndRow), stride);
 }
 
-// One vector of sampled pixels.
+/// One vector of sampled pixels.
 struct Drawn {
     Signed low;
     Signed high;
@@ -261,7 +261,7 @@ HWY_INLINE std::int32_t stepOfVector(std::int32_t step) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(step) * kLanes);
 }
 
-// The distances of a vector's pixels from its first one.
+/// The distances of a vector's pixels from its first one.
 HWY_INLINE Numbers distances(std::int32_t step) {
     return hn::Mul(hn::Iota(kNumbers, 0), hn::Set(kNumbers, step));
 }
@@ -270,7 +270,7 @@ HWY_INLINE Numbers positions(std::uint32_t first, Numbers distances) {
     return hn::Add(hn::Set(kNumbers, static_cast<std::int32_t>(first)), distances);
 }
 
-// Rows of a sprite, all with the same step and weight.
+/// Rows of a sprite, all with the same step and weight.
 template <class Texels> class InsideRows {
   public:
     HWY_INLINE InsideRows(const SpriteSource &source, const SpriteStep &step, std::uint32_t weight)
@@ -340,7 +340,8 @@ template <class Texels> class InsideRows {
     const Words _weights;
 };
 
-// Prefetches a row of the target: rows lie too far apart for the processor to predict the next one.
+/// Prefetches a row of the target: rows lie too far apart for the processor to predict the next
+/// one.
 HWY_INLINE void fetch(const SpriteRow &row) {
     constexpr std::int32_t kLine = 16;
     __builtin_prefetch(row.pixels);
@@ -408,7 +409,7 @@ void drawEdges(const SpriteSource &source, const SpriteStep &step, const SpriteR
 
 // ---- Rows of pixels
 
-// A vector of pixels in two halves with 16 bits a channel.
+/// A vector of pixels in two halves with 16 bits a channel.
 struct Laid {
     Signed low;
     Signed high;

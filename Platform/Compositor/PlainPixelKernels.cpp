@@ -9,7 +9,7 @@ constexpr std::int32_t kFullAlpha = 255 * 128;
 // The four channels of what is drawn, negative and with 128 steps a level.
 using Steps = std::int32_t[4];
 
-// Multiplies numbers with 15 fractional bits, and rounds to nearest.
+/// Multiplies numbers with 15 fractional bits, and rounds to nearest.
 std::int32_t product(std::int32_t a, std::int32_t b) { return (a * b + 0x4000) >> 15; }
 
 void blend(const Steps &source, std::uint32_t &target) {
@@ -89,7 +89,7 @@ void drawEdges(const SpriteSource &source, const SpriteStep &step, const SpriteR
     }
 }
 
-// The weight is from -32768, which is full weight, to 0.
+/// The weight is from -32768, which is full weight, to 0.
 void blendPixel(std::uint32_t source, std::int32_t negativeWeight, std::uint32_t &target) {
     Steps steps;
     for (int channel = 0; channel < 4; ++channel) {

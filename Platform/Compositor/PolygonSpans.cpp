@@ -6,19 +6,19 @@
 
 namespace {
 
-// Pixels. A centre this near an edge counts as inside, because rounding may put it on either side.
+/// Pixels. A centre this near an edge counts as inside, because rounding may put it on either side.
 constexpr double kTouching = 1.0 / 65536;
 
-// Pixels. Edges nearer than this are followed in integers with 32 fractional bits.
+/// Pixels. Edges nearer than this are followed in integers with 32 fractional bits.
 constexpr double kNear = 1 << 28;
 
-// More rows than most sprites have, so that few sprites allocate.
+/// More rows than most sprites have, so that few sprites allocate.
 constexpr std::size_t kMinRows = 1024;
 
 std::int64_t fixed(double value) { return static_cast<std::int64_t>(value * 4294967296.0); }
 
-// The first row or column whose centre is not before the place, limited to [low, high], which is
-// not negative.
+/// The first row or column whose centre is not before the place, limited to [low, high], which is
+/// not negative.
 int firstFrom(double place, int low, int high) {
     const double clamped = std::min<double>(std::max<double>(low, place - 0.5), high);
     const int whole = static_cast<int>(clamped);
@@ -67,7 +67,7 @@ void PolygonSpans::find(std::span<const Point> polygon, const DeviceRect &clip) 
     }
 }
 
-// The edge goes downwards.
+/// The edge goes downwards.
 void PolygonSpans::addEdge(const Point &from, const Point &to, int first, int end, bool isLeft) {
     const double slope = (to.x - from.x) / (to.y - from.y);
     const double start = from.x + (first + 0.5 - from.y) * slope;

@@ -16,7 +16,7 @@ CATransform3D translation(CGFloat x, CGFloat y) {
     return result;
 }
 
-// Takes a point of the sublayer to its superlayer.
+/// Takes a point of the sublayer to its superlayer.
 CATransform3D transformInto(const PresentedLayer &sublayer, const PresentedLayer &layer) {
     const CGPoint anchor = anchorOf(sublayer);
     const CGPoint position = sublayer.position();

@@ -5,13 +5,13 @@
 
 namespace {
 
-// Pixels; rounding errors are smaller.
+/// Pixels; rounding errors are smaller.
 constexpr double kUnseen = 1.0 / 65536;
 
-// Pixels; farther away than any pixel of a device.
+/// Pixels; farther away than any pixel of a device.
 constexpr double kFar = 1e9;
 
-// Narrows [low, high] to the x for which start + step·x is at least `least`.
+/// Narrows [low, high] to the x for which start + step·x is at least `least`.
 void keepAtLeast(double start, double step, double least, double &low, double &high) {
     if (step > 0) {
         low = std::max(low, (least - start) / step);
@@ -22,7 +22,7 @@ void keepAtLeast(double start, double step, double least, double &low, double &h
     }
 }
 
-// Narrows [left, right) to the whole numbers from low to high.
+/// Narrows [left, right) to the whole numbers from low to high.
 void keepWithin(double low, double high, int &left, int &right) {
     const double from = std::clamp<double>(std::ceil(low), left, right);
     right = static_cast<int>(std::clamp<double>(std::floor(high) + 1, from, right));
@@ -36,8 +36,8 @@ double covered(double before, double after) {
 
 } // namespace
 
-// Inverts the map from the square to the device. The last coordinate of the inverse is one over the
-// depth, and so positive for points in front of the viewer.
+/// Inverts the map from the square to the device. The last coordinate of the inverse is one over
+/// the depth, and so positive for points in front of the viewer.
 std::optional<ProjectiveQuad> ProjectiveQuad::make(const Affine &map, const Depth &depth) {
     const double determinant = map.a * (map.d * depth.one - map.ty * depth.y) -
                                map.b * (map.c * depth.one - map.tx * depth.y) +
@@ -73,8 +73,8 @@ ProjectiveQuad::ProjectiveQuad(const Plane &u, const Plane &v, const Plane &w)
     }
 }
 
-// The part of the clip that lies in the quad or at most half a pixel outside of it, because a pixel
-// whose centre lies there is still covered in part.
+/// The part of the clip that lies in the quad or at most half a pixel outside of it, because a
+/// pixel whose centre lies there is still covered in part.
 ProjectiveQuad::Polygon ProjectiveQuad::visiblePart(const DeviceRect &clip) const {
     const auto left = static_cast<CGFloat>(clip.left);
     const auto top = static_cast<CGFloat>(clip.top);

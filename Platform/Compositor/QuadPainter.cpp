@@ -8,8 +8,8 @@ namespace {
 
 using namespace PixelArithmetic;
 
-// Calls edge(x, y, coverage) for the pixels of the clip that the quad may cover in part, and
-// inside(y, left, right) for the runs of pixels that it covers wholly.
+/// Calls edge(x, y, coverage) for the pixels of the clip that the quad may cover in part, and
+/// inside(y, left, right) for the runs of pixels that it covers wholly.
 template <class Quad, class Edge, class Inside>
 void forEachPart(const PaintClip &clip, const Quad &quad, const Edge &edge, const Inside &inside) {
     for (int y = clip.rect.top; y < clip.rect.bottom; ++y) {
@@ -26,7 +26,7 @@ void forEachPart(const PaintClip &clip, const Quad &quad, const Edge &edge, cons
     }
 }
 
-// Calls paint(x, y, part) for every pixel that the quad may cover, with its part of the weight.
+/// Calls paint(x, y, part) for every pixel that the quad may cover, with its part of the weight.
 template <class Paint>
 void forEachPixel(const PaintClip &clip, const ProjectiveQuad &quad, std::uint32_t weight,
                   const Paint &paint) {
@@ -43,7 +43,7 @@ void blendWeighted(std::uint64_t pixel, std::uint32_t weight, std::uint32_t &tar
     blend(weight == kFullWeight ? pixel : weighted(pixel, weight), target);
 }
 
-// A premultiplied colour. Its channels stay real numbers, so that fading rounds once.
+/// A premultiplied colour. Its channels stay real numbers, so that fading rounds once.
 class FillColor {
   public:
     explicit FillColor(const CGColor &color)
@@ -67,16 +67,16 @@ class FillColor {
     double _blue;
 };
 
-// Halves of the steps to which positions are rounded: columns blend with 8 bits, rows with 16.
+/// Halves of the steps to which positions are rounded: columns blend with 8 bits, rows with 16.
 constexpr double kHalfStepOfX = 128;
 constexpr double kHalfStepOfY = 0.5;
 
-// A position among the texels' centres, with 16 fractional bits.
+/// A position among the texels' centres, with 16 fractional bits.
 std::int32_t fixedPosition(double position, double halfStep, std::int32_t last) {
     return static_cast<std::int32_t>(std::clamp<double>(position * 65536 + halfStep, 0, last));
 }
 
-// Gets the four texels of which the top left one is given.
+/// Gets the four texels of which the top left one is given.
 void fetch(const SpriteSource &source, std::int32_t column, std::int32_t row,
            std::uint32_t (&texels)[4]) {
     const std::ptrdiff_t first = std::ptrdiff_t{row} * source.stride + column;

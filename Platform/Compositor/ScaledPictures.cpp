@@ -11,14 +11,14 @@ namespace {
 using Channels = float __attribute__((vector_size(16)));
 using Levels = std::uint32_t __attribute__((vector_size(16)));
 
-// The texels of a row or column that one pixel is a weighted sum of.
+/// The texels of a row or column that one pixel is a weighted sum of.
 struct Tap {
     int first;
     int count;
     std::size_t weights; // index of the first weight
 };
 
-// The taps of all pixels along one axis.
+/// The taps of all pixels along one axis.
 struct Taps {
     std::vector<Tap> taps;
     std::vector<float> weights;
@@ -37,7 +37,7 @@ struct Taps {
     }
 };
 
-// The cubic that passes through the texels (Catmull-Rom). It reaches two texels far.
+/// The cubic that passes through the texels (Catmull-Rom). It reaches two texels far.
 double cubic(double distance) {
     const double x = std::abs(distance);
     if (x >= 2) {
@@ -82,8 +82,8 @@ Channels channelsOf(std::uint32_t pixel) {
                                    Channels);
 }
 
-// A cubic overshoots beside sharp edges, so the colours are limited to alpha: premultiplied ones
-// are never above it.
+/// A cubic overshoots beside sharp edges, so the colours are limited to alpha: premultiplied ones
+/// are never above it.
 std::uint32_t pixelOf(const Channels &channels) {
     const float alpha = std::clamp(channels[3], 0.0F, 255.0F);
     const Channels most{alpha, alpha, alpha, alpha};
@@ -93,12 +93,12 @@ std::uint32_t pixelOf(const Channels &channels) {
     return levels[0] | levels[1] << 8 | levels[2] << 16 | levels[3] << 24;
 }
 
-// Pixels that are made at a time, so that a weight is loaded once for all of them.
+/// Pixels that are made at a time, so that a weight is loaded once for all of them.
 constexpr std::size_t kBlock = 4;
 
 std::size_t roundedUp(std::size_t pixels) { return (pixels + kBlock - 1) / kBlock * kBlock; }
 
-// Rows scaled along x, kept for as long as pixels further down need them.
+/// Rows scaled along x, kept for as long as pixels further down need them.
 class RowWindow {
   public:
     RowWindow(const Picture &picture, const Taps &columns, int rows)
@@ -148,7 +148,7 @@ class RowWindow {
     std::vector<int> _rowIn;
 };
 
-// Mixes rows into the block's pixels from `x` on.
+/// Mixes rows into the block's pixels from `x` on.
 void mixBlock(const std::vector<const Channels *> &rows, const float *weights, int count,
               std::size_t x, std::uint32_t *pixels) {
     Channels sums[kBlock] = {};
@@ -163,7 +163,7 @@ void mixBlock(const std::vector<const Channels *> &rows, const float *weights, i
     }
 }
 
-// The pixels of all taps, row by row.
+/// The pixels of all taps, row by row.
 CGPixels collected(const Picture &picture, const Taps &columns, const Taps &rows) {
     int maxCount = 1;
     for (const Tap &tap : rows.taps) {

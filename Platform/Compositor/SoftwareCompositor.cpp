@@ -9,12 +9,12 @@
 
 namespace {
 
-// Limits sides so that sums of device coordinates fit into an int.
+/// Limits sides so that sums of device coordinates fit into an int.
 int side(std::size_t pixels) { return static_cast<int>(std::min<std::size_t>(pixels, 1 << 24)); }
 
 } // namespace
 
-// This picture's display list and the one before, and the damage of the last few pictures.
+/// This picture's display list and the one before, and the damage of the last few pictures.
 class SoftwareCompositor::Frames {
   public:
     explicit Frames(const PixelKernels &kernels) : _painter(kernels, _planner) {}

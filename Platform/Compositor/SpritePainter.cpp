@@ -7,17 +7,17 @@
 
 namespace {
 
-// A row is drawn in pieces of this many pixels, laid out from the sprite's middle: so rounding
-// errors do not add up along a row, and no pixel depends on where a clip begins.
+/// A row is drawn in pieces of this many pixels, laid out from the sprite's middle: so rounding
+/// errors do not add up along a row, and no pixel depends on where a clip begins.
 constexpr int kPiece = SpriteRow::kMaxPixels;
 
-// Rows with larger steps than this are left to the loop that checks every position.
+/// Rows with larger steps than this are left to the loop that checks every position.
 constexpr std::uint32_t kMaxStep = 1 << 23;
 
-// Texels; positions are rounded by less.
+/// Texels; positions are rounded by less.
 constexpr double kSafety = 1.0 / 128;
 
-// Converts to 32 fractional bits, limited to values that do not overflow.
+/// Converts to 32 fractional bits, limited to values that do not overflow.
 std::uint64_t fixed(double value) {
     constexpr double kMax = 1 << 30;
     const double bounded = std::min(std::max(-kMax, value), kMax);
@@ -34,7 +34,7 @@ PolygonSpans::Point onDevice(const DeviceQuad &quad, double u, double v) {
     return {map.a * u + map.c * v + map.tx, map.b * u + map.d * v + map.ty};
 }
 
-// The weight of a part of 1. Adds one, because the loops over pixels round down.
+/// The weight of a part of 1. Adds one, because the loops over pixels round down.
 std::uint32_t weightOf(double part) {
     constexpr double kFull = PixelKernels::kSpriteWeight;
     return static_cast<std::uint32_t>(part > 0 ? std::min(part * kFull + 1, kFull) : 0);
@@ -47,7 +47,7 @@ std::int32_t stepOf(std::uint64_t fixedStep) {
 
 } // namespace
 
-// An outline that touches the picture's edge is widened to where that edge fades out.
+/// An outline that touches the picture's edge is widened to where that edge fades out.
 void Sprite::findShown(const DeviceRect &clip, PolygonSpans &shown) const {
     const SpriteOutline &outline = texels->outline();
     if (outline.empty || clip.isEmpty()) {
@@ -66,15 +66,15 @@ void Sprite::findShown(const DeviceRect &clip, PolygonSpans &shown) const {
     shown.find(corners, clip);
 }
 
-// The position among the texels of the pixel in a row that lies in the column of the sprite's
-// middle.
+/// The position among the texels of the pixel in a row that lies in the column of the sprite's
+/// middle.
 struct SpritePainter::Line {
     std::uint64_t u;
     std::uint64_t v;
 };
 
-// Computes the positions of pixels among the texel centres. Sums wrap around, which does no harm to
-// positions within the picture.
+/// Computes the positions of pixels among the texel centres. Sums wrap around, which does no harm
+/// to positions within the picture.
 class SpritePainter::Positions {
   public:
     explicit Positions(const DeviceQuad &quad, int width, int height)
@@ -140,8 +140,8 @@ class SpritePainter::Positions {
     const SpriteStep step;
 };
 
-// Tells which pixels are covered wholly and have four texels around them. Whatever the quad,
-// nothing outside of the picture is read.
+/// Tells which pixels are covered wholly and have four texels around them. Whatever the quad,
+/// nothing outside of the picture is read.
 class SpritePainter::Inside {
   public:
     Inside(const SpriteTexels &texels, const DeviceQuad &quad, const SpriteStep &step)
@@ -193,7 +193,7 @@ class SpritePainter::Inside {
     Side _v;
 };
 
-// A sprite that is being drawn.
+/// A sprite that is being drawn.
 struct SpritePainter::Job {
     const PixelArea &target;
     const SpriteSource &source;
@@ -244,7 +244,7 @@ void SpritePainter::draw(const PixelArea &target, const PaintClip &clip, const S
     flush(job);
 }
 
-// Splits a row: at most one part, in the middle, is inside.
+/// Splits a row: at most one part, in the middle, is inside.
 void SpritePainter::addParts(const Job &job, int y, SpriteRow row, int from) {
     const SpriteStep &step = job.positions.step;
     int left = 0;

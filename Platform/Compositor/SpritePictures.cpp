@@ -12,7 +12,7 @@ using Corner = SpriteOutline::Corner;
 
 constexpr int kSides = SpriteOutline::kCorners;
 
-// How far a set of points reaches in evenly spread directions.
+/// How far a set of points reaches in evenly spread directions.
 class Reach {
   public:
     Reach() {
@@ -51,11 +51,11 @@ class Reach {
     std::array<double, kSides> _farthest;
 };
 
-// Moves a coordinate that differs from the edge by rounding only onto the edge.
+/// Moves a coordinate that differs from the edge by rounding only onto the edge.
 double onEdge(double value, double edge) { return std::abs(value - edge) < 1e-6 ? edge : value; }
 
-// Texels. Preparing a larger picture would take megabytes, and sprites that are drawn often are
-// small.
+/// Texels. Preparing a larger picture would take megabytes, and sprites that are drawn often are
+/// small.
 constexpr long long kMaxPrepared = 1 << 18;
 
 constexpr int kBytesOfPair = 8;

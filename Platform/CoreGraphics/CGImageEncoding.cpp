@@ -115,8 +115,8 @@ void PNGWriter::writeHeader(const Bitmap &bitmap, int compressionLevel) {
     png_write_info(_png, _info);
 }
 
-// libpng reports errors by longjmp, which runs no destructors, so no object with a destructor may
-// be made in this function after setjmp.
+/// libpng reports errors by longjmp, which runs no destructors, so no object with a destructor may
+/// be made in this function after setjmp.
 bool PNGWriter::write(const Bitmap &bitmap, int compressionLevel) {
     _isOpaque = isOpaque(bitmap);
     _row.resize(bitmap.width * (_isOpaque ? 3 : 4));

@@ -75,8 +75,8 @@ PNGReader::PNGReader(std::span<const std::uint8_t> file)
     }
 }
 
-// libpng reports errors by longjmp, which runs no destructors, so the two functions that call
-// setjmp and those that they call make no objects with destructors.
+/// libpng reports errors by longjmp, which runs no destructors, so the two functions that call
+/// setjmp and those that they call make no objects with destructors.
 bool PNGReader::readHeader() {
     if (!_info || setjmp(png_jmpbuf(_png))) {
         return false;

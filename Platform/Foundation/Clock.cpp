@@ -29,7 +29,7 @@ namespace {
 
 std::atomic<Clock *> installedClock{nullptr};
 
-// Never destroyed, because threads may still wait on it while the process ends.
+/// Never destroyed, because threads may still wait on it while the process ends.
 Clock &systemClock() {
     static Clock *const clock = new SystemClock;
     return *clock;

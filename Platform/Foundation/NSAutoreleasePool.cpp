@@ -4,8 +4,8 @@ namespace {
 
 thread_local NSAutoreleasePool *innermostPool = nullptr;
 
-// Keeps what is autoreleased outside any pool. The thread's next outermost pool takes it over; the
-// end of the thread releases the rest.
+/// Keeps what is autoreleased outside any pool. The thread's next outermost pool takes it over; the
+/// end of the thread releases the rest.
 struct StrayObjects {
     std::vector<Retained<NSObject>> objects;
 

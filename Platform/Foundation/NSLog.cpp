@@ -14,7 +14,7 @@ struct LogSink {
     std::function<void(std::string_view)> write;
 };
 
-// Never destroyed, because destructors of static objects may log.
+/// Never destroyed, because destructors of static objects may log.
 LogSink &sink() {
     static LogSink *const instance = new LogSink;
     return *instance;

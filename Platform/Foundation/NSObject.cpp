@@ -6,8 +6,8 @@
 
 namespace {
 
-// The reference count of an object that is being destroyed starts here. So a destructor may retain
-// and release the object without reaching zero again, and a weak reference sees that it is dying.
+/// The reference count of an object that is being destroyed starts here. So a destructor may retain
+/// and release the object without reaching zero again, and a weak reference sees that it is dying.
 constexpr NSUInteger kDying = ~(~NSUInteger{0} >> 1);
 
 } // namespace

@@ -66,7 +66,7 @@ struct NSRunLoop::Queue {
 
 NSRunLoop::NSRunLoop() : _queue(std::make_unique<Queue>()) {}
 
-// Never destroyed, because other threads may still enqueue calls while the process ends.
+/// Never destroyed, because other threads may still enqueue calls while the process ends.
 NSRunLoop &NSRunLoop::mainRunLoop() {
     static NSRunLoop *const loop = new NSRunLoop;
     return *loop;

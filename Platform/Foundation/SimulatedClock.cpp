@@ -31,7 +31,7 @@ class SimulatedClock::Announcement : public Clock::ThreadRecord {
 
 namespace {
 
-// The participant of the current thread; null on threads that take no turns.
+/// The participant of the current thread; null on threads that take no turns.
 thread_local void *ownParticipant = nullptr;
 
 } // namespace

@@ -9,8 +9,8 @@ __thread bool currentThreadIsMain __attribute__((tls_model("initial-exec"))) = f
 
 namespace {
 
-// A ticket lock: a thread that releases the tree and wants it back at once queues behind those that
-// already wait.
+/// A ticket lock: a thread that releases the tree and wants it back at once queues behind those
+/// that already wait.
 struct Tree {
     std::mutex mutex;
     ClockCondition freed;
@@ -35,7 +35,7 @@ struct Tree {
     bool isWanted() const { return nextTicket.load(std::memory_order_relaxed) != serving + 1; }
 };
 
-// Never destroyed, because another thread may still use it while the process ends.
+/// Never destroyed, because another thread may still use it while the process ends.
 Tree &tree() {
     static Tree *const instance = new Tree;
     return *instance;
@@ -43,7 +43,7 @@ Tree &tree() {
 
 thread_local int depth = 0;
 
-// The main thread loads the library and holds the tree from then on.
+/// The main thread loads the library and holds the tree from then on.
 const bool mainThreadMarked = [] {
     currentThreadIsMain = true;
     tree().acquire();

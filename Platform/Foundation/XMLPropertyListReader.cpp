@@ -10,13 +10,13 @@ namespace {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// The parser keeps white space, because a text may begin or end with it, and keeps what stands
-// beside the root element, because a file with anything there is refused.
+/// The parser keeps white space, because a text may begin or end with it, and keeps what stands
+/// beside the root element, because a file with anything there is refused.
 constexpr unsigned kParsing = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol |
                               pugi::parse_ws_pcdata | pugi::parse_fragment;
 
-// The parser's nodes take many times the memory of their tags, so the tags are counted before it
-// runs. A value or a key has two tags; the rest is for comments.
+/// The parser's nodes take many times the memory of their tags, so the tags are counted before it
+/// runs. A value or a key has two tags; the rest is for comments.
 constexpr std::ptrdiff_t kMaxTags = 2 * PropertyListLimits::kMaxNodes + 100'000;
 constexpr std::size_t kMaxAttributes = 1'000'000;
 

@@ -12,8 +12,8 @@ namespace {
 
 constexpr const char *kCall = "layerAnimation";
 
-// Bounds the recursion of a delegate that, each time it is told that its animation was replaced,
-// adds another one under the same key.
+/// Bounds the recursion of a delegate that, each time it is told that its animation was replaced,
+/// adds another one under the same key.
 constexpr int kMaxTellingDepth = 8;
 
 class CallTarget final : public NSObject {};

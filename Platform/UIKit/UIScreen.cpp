@@ -4,7 +4,7 @@
 
 namespace {
 
-// Never destroyed, because threads may still use it while the process ends.
+/// Never destroyed, because threads may still use it while the process ends.
 TreeValue<Retained<UIScreen>> &currentMainScreen() {
     static auto *const screen = new TreeValue<Retained<UIScreen>>;
     return *screen;

@@ -136,7 +136,7 @@ cairo_surface_t *surfaceOf(const CGImage &image) {
                                                static_cast<int>(image.height()), width * 4);
 }
 
-// Scales the background beforehand, as our compositor does.
+/// Scales the background beforehand, as our compositor does.
 cairo_surface_t *scaledBackground(const Scene &scene) {
     cairo_surface_t *const result = cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight);
     cairo_surface_t *const source = surfaceOf(*scene.background);
@@ -205,7 +205,7 @@ BENCHMARK(cairoSprites)
     ->Arg(300)
     ->Unit(benchmark::kMillisecond);
 
-// Measures the first frame, or the first one after the window was resized.
+/// Measures the first frame, or the first one after the window was resized.
 void scaleBackground(benchmark::State &state) {
     const Scene scene(0);
     Tree tree(scene);

@@ -18,7 +18,7 @@ using namespace ChooserStyle;
 constexpr float kFaint = 0.4F;
 constexpr float kUnselected = 0.62F;
 
-// Lengths in units.
+/// Lengths in units.
 constexpr CGFloat kRingGap = 2;
 constexpr CGFloat kRingWidth = 2.5;
 constexpr CGFloat kLabelTop = 6;

@@ -11,7 +11,7 @@ constexpr CGFloat kUsualSide = 660;
 constexpr CGFloat kSmallestUnit = 0.8;
 constexpr CGFloat kLargestUnit = 2;
 
-// Ratios of width to height.
+/// Ratios of width to height.
 constexpr CGFloat kShape = 1.6;
 constexpr CGFloat kWidestPreview = 1.8;
 constexpr CGFloat kHighestPreview = 1.1;
@@ -19,7 +19,7 @@ constexpr CGFloat kPreviewOnTop = 1.25;
 constexpr CGFloat kSlimmestPreview = 0.8;
 constexpr CGFloat kWideWindow = 1.1;
 
-// Lengths in units.
+/// Lengths in units.
 constexpr CGFloat kMargin = 24;
 constexpr CGFloat kSmallMargin = 14;
 constexpr CGFloat kSmallWindow = 520;
@@ -39,7 +39,7 @@ constexpr CGFloat kLeastRow = 70;
 /// A grid needs room for this many rows of cards; otherwise there is a single row.
 constexpr CGFloat kRowsOfGrid = 1.9;
 
-// Shares of the window's size.
+/// Shares of the window's size.
 constexpr CGFloat kShelfShare = 0.36;
 constexpr CGFloat kPreviewShare = 0.46;
 

@@ -10,7 +10,7 @@ namespace Lumivera {
 
 namespace {
 
-// Lengths in units.
+/// Lengths in units.
 constexpr CGFloat kBarWidth = 3;
 constexpr CGFloat kShortestBar = 24;
 

@@ -28,7 +28,7 @@ CGFloat start(CGFloat length, NSUInteger count, CGFloat part, CGFloat gap) {
     return std::max<CGFloat>(std::floor((length - parts * part - (parts - 1) * gap) / 2), 0);
 }
 
-// The stage is a square with the label above it.
+/// The stage is a square with the label above it.
 constexpr CGFloat kCellShape = 0.84;
 constexpr CGFloat kLabelShare = 0.19;
 

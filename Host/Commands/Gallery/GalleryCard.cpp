@@ -16,19 +16,19 @@ constexpr CGColor kTitle{1, 0.93, 0.96, 0.95};
 constexpr CGColor kCaption{1, 0.86, 0.93, 0.6};
 constexpr CGColor kMark{1, 0.9, 0.97, 0.18};
 
-// Shares of the card's shorter side.
+/// Shares of the card's shorter side.
 constexpr CGFloat kCorner = 0.07;
 constexpr CGFloat kTitleShare = 0.095;
 constexpr CGFloat kStripTitleShare = 0.12;
 constexpr CGFloat kLargestTitleShare = 0.15;
 
-// Shares of the title's font size.
+/// Shares of the title's font size.
 constexpr CGFloat kCaptionShare = 0.76;
 constexpr CGFloat kFirstLine = 1.35;
 constexpr CGFloat kBelowTitle = 1.85;
 constexpr CGFloat kToSecondLine = 1.22;
 
-// Shares of the stage's side.
+/// Shares of the stage's side.
 constexpr CGFloat kMarkArm = 0.05;
 constexpr CGFloat kMarkWeight = 0.008;
 

@@ -11,7 +11,8 @@ namespace Lumivera {
 
 namespace {
 
-// Letters have units of their own: the baseline is 0, the x-height 10, ascenders 15, descenders -5.
+/// Letters have units of their own: the baseline is 0, the x-height 10, ascenders 15, descenders
+/// -5.
 constexpr CGFloat kUnits = 20;
 constexpr CGFloat kWeight = 1.65;
 constexpr CGFloat kBetweenLetters = 3.1;

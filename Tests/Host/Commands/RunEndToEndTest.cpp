@@ -125,7 +125,7 @@ TEST_F(Window, EndsByItselfAfterTheSeconds) {
     EXPECT_EQ(waitForEnd(), 0);
 }
 
-// One petal over a picture that stands still, so that what changes beside it is the petal.
+/// One petal over a picture that stands still, so that what changes beside it is the petal.
 TEST_F(Window, BlowsAPetalAwayFromAClickInTheTraceAndInThePicture) {
     begin({"--speed", "1", "--count", "1"});
     pause();

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Petals in faded layers over a picture that change in random ways.
+/// Petals in faded layers over a picture that change in random ways.
 class RandomWallpaper {
   public:
     explicit RandomWallpaper(unsigned seed) : _random(seed) {
@@ -138,7 +138,7 @@ class RandomWallpaper {
     std::vector<Petal> _petals;
 };
 
-// Buffers that are drawn into alternately, as those of a display are.
+/// Buffers that are drawn into alternately, as those of a display are.
 class TakingTurns {
   public:
     explicit TakingTurns(std::size_t count) : _buffers(count, Buffer{Canvas(1, 1), 0}) {}
@@ -176,7 +176,7 @@ bool isIn(const std::vector<DeviceRect> &rects, int x, int y) {
     });
 }
 
-// Describes a pixel outside of the rectangles that differs, if there is one.
+/// Describes a pixel outside of the rectangles that differs, if there is one.
 std::string differenceOutside(const std::vector<DeviceRect> &rects, const Canvas &canvas,
                               const Canvas &before) {
     if (canvas.width() != before.width() || canvas.height() != before.height()) {

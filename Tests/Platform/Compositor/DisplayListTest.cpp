@@ -15,7 +15,7 @@ std::vector<DisplayItem> itemsOf(const CALayer &root) {
     return list.items();
 }
 
-// A root with one faded layer in it.
+/// A root with one faded layer in it.
 struct FadedGroup {
     Retained<CALayer> root = makeLayer(0, 0, 100, 100);
     Retained<CALayer> group = makeLayer(0, 0, 100, 100);

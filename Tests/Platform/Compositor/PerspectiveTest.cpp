@@ -464,7 +464,7 @@ TEST(Perspective, FadesWhatOverlapsAsOne) {
     expectCoveredBy(sheet, drawn(sheet.makeTree(layer)), 0xFF808080);
 }
 
-// It is drawn from a smaller version of itself, so that it does not shimmer while it tilts.
+/// It is drawn from a smaller version of itself, so that it does not shimmer while it tilts.
 TEST(Perspective, MixesTexelsThatAreTooSmallToBeSeen) {
     const Sheet sheet;
     const auto layer = sheet.makeSheet();

@@ -62,7 +62,7 @@ class EachForm : public testing::TestWithParam<const PixelKernels *> {
     const PixelKernels &form() const { return *GetParam(); }
 };
 
-// Texels of both forms, sampled along a line that stays inside the picture.
+/// Texels of both forms, sampled along a line that stays inside the picture.
 struct Scene {
     static constexpr int kWidth = 37;
     static constexpr int kHeight = 29;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-// x' = x·m[0] + y·m[2] + m[4], y' = x·m[1] + y·m[3] + m[5].
+/// x' = x·m[0] + y·m[2] + m[4], y' = x·m[1] + y·m[3] + m[5].
 struct ReferenceRenderer::Map {
     double m[6];
 
@@ -18,7 +18,7 @@ struct ReferenceRenderer::Map {
     static Map translation(double x, double y) { return {{1, 0, 0, 1, x, y}}; }
 };
 
-// A rectangle under a map: gives the place of a pixel's centre in it, and the pixel's coverage.
+/// A rectangle under a map: gives the place of a pixel's centre in it, and the pixel's coverage.
 struct ReferenceRenderer::Box {
     CGRect rect;
     Map map;
@@ -142,7 +142,7 @@ struct Texels {
     }
 };
 
-// Halves the side, rounding up, until at most two texels fall on a pixel.
+/// Halves the side, rounding up, until at most two texels fall on a pixel.
 int reducedSide(int side, double pixels) {
     int halvings = 0;
     while (side / pixels / (1 << halvings) > 2 && side >> halvings > 1) {

@@ -9,8 +9,8 @@ namespace {
 
 constexpr int kSide = 128;
 
-// Random layers and pictures. None is both large and upright: such a picture is scaled beforehand,
-// with another filter.
+/// Random layers and pictures. None is both large and upright: such a picture is scaled beforehand,
+/// with another filter.
 class RandomScene {
   public:
     explicit RandomScene(unsigned seed) : _random(seed) {}

@@ -461,7 +461,7 @@ const double kOddNumbers[] = {
     -1e9,   1e18,     -1e100,    1e300,
     -1e308, HUGE_VAL, -HUGE_VAL, std::numeric_limits<double>::quiet_NaN()};
 
-// Layers of every kind, each with one odd number in one of its fields.
+/// Layers of every kind, each with one odd number in one of its fields.
 void setOddField(CALayer &layer, int field, double odd) {
     CATransform3D transform = layer.transform();
     double *const entries[] = {&transform.m11, &transform.m12, &transform.m14,

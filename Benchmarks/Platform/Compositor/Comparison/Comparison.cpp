@@ -12,7 +12,7 @@ namespace {
 
 const std::vector<Race::Size> kQuick = {{1280, 800, 120}, {1280, 800, 300}};
 
-// Shows how the cost grows with the number of petals and with the size of the picture.
+/// Shows how the cost grows with the number of petals and with the size of the picture.
 const std::vector<Race::Size> kSizes = {
     {1280, 800, 30}, {1280, 800, 120}, {1280, 800, 300},  {1280, 800, 3000}, {1280, 800, 30000},
     {320, 480, 120}, {640, 480, 120},  {1920, 1080, 120}, {2560, 1440, 120}, {3840, 2160, 120}};

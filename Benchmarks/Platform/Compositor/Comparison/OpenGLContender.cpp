@@ -19,7 +19,7 @@ void main() {
     sampled = texel;
 })";
 
-// Pixels are uploaded and read as they are in memory, so blue and red change places twice.
+/// Pixels are uploaded and read as they are in memory, so blue and red change places twice.
 constexpr char kFragmentShader[] = R"(
 precision mediump float;
 varying mediump vec3 sampled;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kSide = PetalScene::kPetalSide;
 
-// Pixels. The largest distance from a petal's middle of a pixel that may show its texels.
+/// Pixels. The largest distance from a petal's middle of a pixel that may show its texels.
 constexpr int kReach = kSide * 3 / 4;
 
 using Color = std::array<double, 4>;

@@ -9,13 +9,13 @@ constexpr double kMillisecondsATurn = 8;
 
 constexpr char kOurs[] = "lumivera";
 
-// The form that most processors run.
+/// The form that most processors run.
 constexpr char kMeasure[] = "lumivera AVX2";
 
 constexpr double kLargestDifference = 3;
 constexpr double kMeanDifference = 0.1;
 
-// Processor time of the process with all its threads, in milliseconds.
+/// Processor time of the process with all its threads, in milliseconds.
 double processorTime() {
     timespec time;
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
@@ -55,7 +55,7 @@ void Race::run(int rounds) {
     }
 }
 
-// The first of many frames is not measured: it fills the caches, which the others have emptied.
+/// The first of many frames is not measured: it fills the caches, which the others have emptied.
 double Race::takeTurn(Lane &lane) {
     if (lane.framesATurn > 1) {
         _scene.step();
@@ -85,7 +85,7 @@ Race::Range Race::rangeOf(std::vector<double> values) {
     return {values.front(), values[values.size() / 2], values.back()};
 }
 
-// Ratios of turns in the same round, which the machine's other load slows alike.
+/// Ratios of turns in the same round, which the machine's other load slows alike.
 Race::Range Race::ratiosOf(const Lane &lane) const {
     std::vector<double> ratios;
     for (std::size_t i = 0; i < lane.milliseconds.size(); ++i) {

@@ -238,7 +238,7 @@ TEST_F(SDLDisplayTest, HearsItsKeys) {
     EXPECT_EQ(keys, expected);
 }
 
-// On a Swiss keyboard, + is typed with the shift key held.
+/// On a Swiss keyboard, + is typed with the shift key held.
 TEST_F(SDLDisplayTest, HearsASignThatNeedsTheShiftKey) {
     startScreen();
     screen->run("setxkbmap ch");
@@ -250,7 +250,7 @@ TEST_F(SDLDisplayTest, HearsASignThatNeedsTheShiftKey) {
     EXPECT_EQ(keys, (std::vector{DisplayKey::MorePetals, DisplayKey::FewerPetals}));
 }
 
-// The numbers are those of the keys s, f and q.
+/// The numbers are those of the keys s, f and q.
 TEST_F(SDLDisplayTest, FindsLettersOnAKeyboardThatTypesAnotherScript) {
     startScreen();
     screen->run("setxkbmap ru");
