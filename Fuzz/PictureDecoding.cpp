@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr NSUInteger kMostPixelsToCheck = 1 << 18;
-constexpr NSUInteger kMostPixelsToEncode = 4096;
+constexpr NSUInteger kMaxPixelsToCheck = 1 << 18;
+constexpr NSUInteger kMaxPixelsToEncode = 4096;
 
 void require(bool condition) {
     if (!condition) {
@@ -42,13 +42,13 @@ void check(std::span<const std::uint8_t> file) {
     }
     require(CGImage::isSizeSupported(image->width(), image->height()));
     const NSUInteger count = image->width() * image->height();
-    if (count > kMostPixelsToCheck) {
+    if (count > kMaxPixelsToCheck) {
         return;
     }
     const std::uint32_t *const end = image->pixels() + count;
     require(std::all_of(image->pixels(), end, isPremultiplied));
     require(image->isOpaque() == std::all_of(image->pixels(), end, isOpaque));
-    if (count <= kMostPixelsToEncode) {
+    if (count <= kMaxPixelsToEncode) {
         checkRoundTrip(*image);
     }
 }
@@ -90,7 +90,7 @@ void repairChecksums(std::vector<std::uint8_t> &file) {
 /// Lossless WebP needs no bytes for the pixels of a picture of one colour. Such pictures are valid,
 /// but a fuzzer that finds a large one would spend its time on painting it.
 bool claimsMuchForLittle(std::span<const std::uint8_t> file) {
-    constexpr std::uint32_t kMostPixels = 1 << 20;
+    constexpr std::uint32_t kMaxPixels = 1 << 20;
     const std::string_view tag = "VP8L";
     const auto chunk = std::search(file.begin(), file.end(), tag.begin(), tag.end());
     if (file.end() - chunk < 13) {
@@ -98,7 +98,7 @@ bool claimsMuchForLittle(std::span<const std::uint8_t> file) {
     }
     const std::uint32_t sides =
         std::uint32_t{chunk[12]} << 24 | chunk[11] << 16 | chunk[10] << 8 | chunk[9];
-    return ((sides & 0x3fff) + 1) * ((sides >> 14 & 0x3fff) + 1) > kMostPixels;
+    return ((sides & 0x3fff) + 1) * ((sides >> 14 & 0x3fff) + 1) > kMaxPixels;
 }
 
 } // namespace

@@ -15,7 +15,7 @@ namespace {
 using Lumivera::Script;
 using Lumivera::ScriptEvent;
 
-constexpr double kLargest = 2147483647;
+constexpr double kMaxNumber = 2147483647;
 
 void require(bool condition) {
     if (!condition) {
@@ -27,7 +27,7 @@ bool isWhole(double number) { return number == std::trunc(number); }
 
 void checkNumbers(const ScriptEvent &event) {
     for (const double number : event.numbers) {
-        require(std::fabs(number) <= kLargest);
+        require(std::fabs(number) <= kMaxNumber);
     }
     switch (event.kind) {
     case ScriptEvent::Kind::SakuraCount:

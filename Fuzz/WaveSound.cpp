@@ -18,7 +18,7 @@ void require(bool condition) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    constexpr std::size_t kMostFrames =
+    constexpr std::size_t kMaxFrames =
         std::size_t{SoundMixer::kFramesPerSecond} * WaveSound::kMaxSeconds;
     const auto sound = WaveSound::decode({data, size});
     if (!sound) {
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     require(sound->framesPerSecond() >= 1000 && sound->framesPerSecond() <= 192'000);
     const std::vector<float> samples = sound->mixableSamples();
     require(samples.size() % SoundMixer::kChannels == 0);
-    require(samples.size() <= kMostFrames * SoundMixer::kChannels);
+    require(samples.size() <= kMaxFrames * SoundMixer::kChannels);
     for (const float sample : samples) {
         require(std::isfinite(sample));
     }

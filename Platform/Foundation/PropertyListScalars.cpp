@@ -128,8 +128,8 @@ std::optional<PropertyList> integerFromText(std::string_view text) {
     }
     std::uint64_t magnitude = 0;
     const std::errc error = parse(digits, magnitude, isHexadecimal ? 16 : 10);
-    constexpr std::uint64_t kLowestMagnitude = std::uint64_t{1} << 63;
-    if (error == std::errc() && magnitude < kLowestMagnitude + isNegative) {
+    constexpr std::uint64_t kMinMagnitude = std::uint64_t{1} << 63;
+    if (error == std::errc() && magnitude < kMinMagnitude + isNegative) {
         return PropertyList(static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude));
     }
     const bool isLarge = error == std::errc() || error == std::errc::result_out_of_range;

@@ -8,13 +8,13 @@ namespace Lumivera {
 namespace {
 
 constexpr CGFloat kUsualSide = 660;
-constexpr CGFloat kSmallestUnit = 0.8;
-constexpr CGFloat kLargestUnit = 2;
+constexpr CGFloat kMinUnit = 0.8;
+constexpr CGFloat kMaxUnit = 2;
 
 /// Ratios of width to height.
 constexpr CGFloat kShape = 1.6;
-constexpr CGFloat kWidestPreview = 1.8;
-constexpr CGFloat kHighestPreview = 1.1;
+constexpr CGFloat kMaxPreviewAspect = 1.8;
+constexpr CGFloat kMinPreviewAspect = 1.1;
 constexpr CGFloat kPreviewOnTop = 1.25;
 constexpr CGFloat kSlimmestPreview = 0.8;
 constexpr CGFloat kWideWindow = 1.1;
@@ -23,8 +23,8 @@ constexpr CGFloat kWideWindow = 1.1;
 constexpr CGFloat kMargin = 24;
 constexpr CGFloat kSmallMargin = 14;
 constexpr CGFloat kSmallWindow = 520;
-constexpr CGFloat kNarrowestShelf = 190;
-constexpr CGFloat kWidestShelf = 780;
+constexpr CGFloat kMinShelfWidth = 190;
+constexpr CGFloat kMaxShelfWidth = 780;
 constexpr CGFloat kCardWidth = 132;
 constexpr CGFloat kCardWidthInRow = 150;
 constexpr CGFloat kLabelHeight = 27;
@@ -34,7 +34,7 @@ constexpr CGFloat kTitleHeight = 32;
 constexpr CGFloat kDetailsHeight = 40;
 constexpr CGFloat kButtonWidth = 116;
 constexpr CGFloat kButtonHeight = 40;
-constexpr CGFloat kLeastRow = 70;
+constexpr CGFloat kMinRowHeight = 70;
 
 /// A grid needs room for this many rows of cards; otherwise there is a single row.
 constexpr CGFloat kRowsOfGrid = 1.9;
@@ -44,7 +44,7 @@ constexpr CGFloat kShelfShare = 0.36;
 constexpr CGFloat kPreviewShare = 0.46;
 
 CGFloat unitFor(CGSize size) {
-    return std::clamp(std::min(size.width, size.height) / kUsualSide, kSmallestUnit, kLargestUnit);
+    return std::clamp(std::min(size.width, size.height) / kUsualSide, kMinUnit, kMaxUnit);
 }
 
 CGFloat rightOf(const CGRect &rect) { return rect.origin.x + rect.size.width; }
@@ -77,9 +77,9 @@ ChooserLayout::ChooserLayout(const PictureSize &size, NSUInteger count)
 
 /// Wide windows have the cards on the left.
 void ChooserLayout::standBesideOneAnother(CGFloat margin) {
-    const CGFloat narrowest = std::min(kNarrowestShelf * _unit, _size.width / 2);
+    const CGFloat narrowest = std::min(kMinShelfWidth * _unit, _size.width / 2);
     const CGFloat shelf =
-        std::clamp(_size.width * kShelfShare, narrowest, kWidestShelf * _unit) - margin;
+        std::clamp(_size.width * kShelfShare, narrowest, kMaxShelfWidth * _unit) - margin;
     const CGFloat height = orNothing(_size.height - 2 * margin);
     _shelf = snapped({{margin - _edge, margin - _edge}, {shelf + 2 * _edge, height + 2 * _edge}});
     const CGFloat left = margin + shelf + margin;
@@ -87,8 +87,8 @@ void ChooserLayout::standBesideOneAnother(CGFloat margin) {
     const CGFloat info = std::min((kTitleHeight + kDetailsHeight) * _unit, height / 2);
     const CGFloat between = margin * 0.6;
     const CGFloat highest = orNothing(height - info - between);
-    const CGFloat width = std::min(room, highest * kWidestPreview);
-    const CGFloat used = std::min(highest, width / kHighestPreview);
+    const CGFloat width = std::min(room, highest * kMaxPreviewAspect);
+    const CGFloat used = std::min(highest, width / kMinPreviewAspect);
     const CGFloat start = left + (room - width) / 2;
     _preview = snapped({{start, margin}, {width, used}});
     placeInfo({{start, margin + used + between}, {width, info}});
@@ -132,7 +132,7 @@ void ChooserLayout::placeCards() {
     const CGFloat height = orNothing(_shelf.size.height - 2 * _edge);
     if (_isRow) {
         _columns = std::max<NSUInteger>(_count, 1);
-        const bool hasLabels = height >= kLeastRow * _unit;
+        const bool hasLabels = height >= kMinRowHeight * _unit;
         _pictureHeight = std::min(orNothing(height - (hasLabels ? label : 0)), width / kShape);
         _card = {_pictureHeight * kShape, height};
     } else {

@@ -12,7 +12,7 @@ namespace {
 
 /// Lengths in units.
 constexpr CGFloat kBarWidth = 3;
-constexpr CGFloat kShortestBar = 24;
+constexpr CGFloat kMinBarLength = 24;
 
 /// Delay in seconds before cards are drawn, so that a resizing window does not draw them.
 constexpr NSTimeInterval kAfterResize = 0.15;
@@ -84,7 +84,7 @@ void ChooserShelf::placeBar() {
     }
     const CGFloat width = kBarWidth * _layout->unit();
     const CGFloat length =
-        std::round(std::clamp(page * page / all, std::min(kShortestBar, page), page));
+        std::round(std::clamp(page * page / all, std::min(kMinBarLength, page), page));
     const CGFloat start = (page - length) * _scroll / _layout->longestScroll();
     const CGRect across{{start, shelf.height - width}, {length, width}};
     const CGRect down{{shelf.width - width, start}, {width, length}};

@@ -18,7 +18,7 @@ namespace {
 
 using Letters = std::vector<TextFonts::Letter>;
 
-constexpr std::size_t kMostLetters = 1000;
+constexpr std::size_t kMaxLetters = 1000;
 constexpr CGFloat kLineHeight = 4.0 / 3;
 constexpr CGFloat kAboveLine = 1.02;
 
@@ -128,7 +128,7 @@ Retained<CGImage> TextPicture::draw(std::string_view text, const Style &style, C
     }
     TextFonts &fonts = fontsFor(style);
     const auto lines =
-        linesOf(fonts.lettersOf(text, kMostLetters), fonts.lettersOf("…", 1).front(),
+        linesOf(fonts.lettersOf(text, kMaxLetters), fonts.lettersOf("…", 1).front(),
                 room.width / style.size, static_cast<std::size_t>(room.height / line));
     CGPixels pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
     const std::unique_ptr<cairo_surface_t, SurfaceEnd> surface(cairo_image_surface_create_for_data(
@@ -149,7 +149,7 @@ Retained<CGImage> TextPicture::draw(std::string_view text, const Style &style, C
 }
 
 CGFloat TextPicture::width(std::string_view text, const Style &style) {
-    return widthOf(fontsFor(style).lettersOf(text, kMostLetters)) * style.size;
+    return widthOf(fontsFor(style).lettersOf(text, kMaxLetters)) * style.size;
 }
 
 } // namespace Lumivera

@@ -28,8 +28,8 @@ std::uint32_t mixed(std::uint32_t first, std::uint32_t second, std::uint32_t par
 constexpr const char *kBackground = "/lumivera_background_";
 
 Retained<CGImage> decode(const std::string &path) {
-    const auto bytes = readFile(path, Thumbnail::kMostBytes);
-    return bytes ? CGImageCreateWithData(*bytes, Thumbnail::kMostPixels) : nullptr;
+    const auto bytes = readFile(path, Thumbnail::kMaxBytes);
+    return bytes ? CGImageCreateWithData(*bytes, Thumbnail::kMaxPixels) : nullptr;
 }
 
 /// The background picture of the lowest density that can be decoded.

@@ -43,8 +43,8 @@ class Thumbnail {
                                   CGFloat radius);
 
     /// Limits of the files that are decoded.
-    static constexpr std::uint64_t kMostPixels = 24'000'000;
-    static constexpr std::uint64_t kMostBytes = 64 << 20;
+    static constexpr std::uint64_t kMaxPixels = 24'000'000;
+    static constexpr std::uint64_t kMaxBytes = 64 << 20;
 };
 
 } // namespace Lumivera

@@ -10,11 +10,11 @@ namespace Lumivera {
 namespace {
 
 constexpr CGFloat kGapShare = 0.016;
-constexpr CGFloat kLargestGap = 16;
+constexpr CGFloat kMaxGap = 16;
 
 CGFloat gapPixels(const PictureSize &size) {
     const CGFloat shorter = std::min(size.size.width, size.size.height);
-    return std::round(std::min(shorter * kGapShare, kLargestGap) * size.density);
+    return std::round(std::min(shorter * kGapShare, kMaxGap) * size.density);
 }
 
 /// The length of each part; there are gaps between the parts and at both ends.

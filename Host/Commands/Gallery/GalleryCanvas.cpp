@@ -73,8 +73,8 @@ class GalleryCanvas::Drawing {
 GalleryCanvas::GalleryCanvas(CGSize size, CGFloat density) {
     const double width = std::round(size.width * density);
     const double height = std::round(size.height * density);
-    constexpr double kLargest = CGImage::kMaxSide;
-    if (width >= 1 && height >= 1 && width <= kLargest && height <= kLargest) {
+    constexpr double kMaxSide = CGImage::kMaxSide;
+    if (width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide) {
         _drawing = std::make_unique<Drawing>(static_cast<NSUInteger>(width),
                                              static_cast<NSUInteger>(height), density);
     }

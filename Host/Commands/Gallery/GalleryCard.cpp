@@ -20,7 +20,7 @@ constexpr CGColor kMark{1, 0.9, 0.97, 0.18};
 constexpr CGFloat kCorner = 0.07;
 constexpr CGFloat kTitleShare = 0.095;
 constexpr CGFloat kStripTitleShare = 0.12;
-constexpr CGFloat kLargestTitleShare = 0.15;
+constexpr CGFloat kMaxTitleShare = 0.15;
 
 /// Shares of the title's font size.
 constexpr CGFloat kCaptionShare = 0.76;
@@ -32,15 +32,15 @@ constexpr CGFloat kToSecondLine = 1.22;
 constexpr CGFloat kMarkArm = 0.05;
 constexpr CGFloat kMarkWeight = 0.008;
 
-constexpr CGFloat kLargestCorner = 18;
-constexpr CGFloat kLargestTitle = 26;
+constexpr CGFloat kMaxCornerRadius = 18;
+constexpr CGFloat kMaxTitleSize = 26;
 constexpr CGFloat kThinnestMark = 0.75;
 
 /// The share of the width that a line of the label may take.
 constexpr CGFloat kLine = 0.88;
 
 /// The smallest readable letters, in pixels from the deepest to the tallest point.
-constexpr CGFloat kSmallestLetters = 8;
+constexpr CGFloat kMinLetterSize = 8;
 
 CGFloat shorterSide(CGSize size) { return std::min(size.width, size.height); }
 
@@ -56,8 +56,8 @@ GalleryCard::GalleryCard(const Exhibit &exhibit, CGSize size, CGFloat density,
 CGFloat GalleryCard::wantedTitleSize() const {
     const CGFloat shorter = shorterSide(_size);
     const CGFloat wanted = shorter * (isStrip() ? kStripTitleShare : kTitleShare);
-    const CGFloat readable = std::min(kSmallestLetters / _density, shorter * kLargestTitleShare);
-    return std::min(std::max(wanted, readable), kLargestTitle);
+    const CGFloat readable = std::min(kMinLetterSize / _density, shorter * kMaxTitleShare);
+    return std::min(std::max(wanted, readable), kMaxTitleSize);
 }
 
 /// The size, reduced until the text fits; 0 when it would be unreadable.
@@ -65,7 +65,7 @@ CGFloat GalleryCard::readableSize(const std::u32string &text, CGFloat size) cons
     const CGFloat width = Lettering::width(text, size);
     const CGFloat room = _size.width * kLine;
     const CGFloat fitting = width > room ? size * room / width : size;
-    return fitting * _density >= kSmallestLetters ? fitting : 0;
+    return fitting * _density >= kMinLetterSize ? fitting : 0;
 }
 
 CGFloat GalleryCard::labelHeight() const {
@@ -85,7 +85,7 @@ CGRect GalleryCard::stageFrame(NSUInteger number) const {
 Retained<CGImage> GalleryCard::draw() const {
     GalleryCanvas canvas(_size, _density);
     const CGRect whole{{0, 0}, _size};
-    const CGFloat corner = std::min(shorterSide(_size) * kCorner, kLargestCorner);
+    const CGFloat corner = std::min(shorterSide(_size) * kCorner, kMaxCornerRadius);
     canvas.fillPanel(whole, corner, kTop, kBottom);
     canvas.strokePanel(whole, corner, 1 / _density, kEdge);
     for (NSUInteger i = 0; i < _stageCount; ++i) {

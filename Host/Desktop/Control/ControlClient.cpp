@@ -39,7 +39,7 @@ sockaddr_un addressOf(const std::string &path) {
 
 using WallClock = std::chrono::steady_clock;
 
-constexpr auto kLimit = std::chrono::seconds(10);
+constexpr auto kTimeout = std::chrono::seconds(10);
 constexpr std::size_t kMaxAnswer = 16 << 20;
 
 /// A connection to the host for one question, with a time limit.
@@ -48,7 +48,7 @@ class Connection {
     explicit Connection(const std::string &folder)
         : _path(ControlPlace::socketIn(folder)),
           _descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        const timeval limit{kLimit.count(), 0};
+        const timeval limit{kTimeout.count(), 0};
         setsockopt(_descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
         if (!ControlPlace::isOurFolder(folder) ||
             !ControlPlace::connectSocket(_descriptor, _path)) {
@@ -107,7 +107,7 @@ class Connection {
                         "see whether it is busy, or start it anew");
     }
 
-    const WallClock::time_point _end = WallClock::now() + kLimit;
+    const WallClock::time_point _end = WallClock::now() + kTimeout;
     const std::string _path;
     const int _descriptor;
 };

@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t kLargestStoredBlock = 65535;
+constexpr std::size_t kMaxStoredBlockBytes = 65535;
 
 std::string bigEndian(std::uint32_t value) {
     return {static_cast<char>(value >> 24), static_cast<char>(value >> 16),
@@ -42,8 +42,8 @@ std::string chunk(const std::string &type, const std::string &data) {
 /// A zlib stream of stored blocks, without compression.
 std::string stored(const std::string &bytes) {
     std::string stream = "\x78\x01";
-    for (std::size_t start = 0; start < bytes.size(); start += kLargestStoredBlock) {
-        const std::size_t size = std::min(kLargestStoredBlock, bytes.size() - start);
+    for (std::size_t start = 0; start < bytes.size(); start += kMaxStoredBlockBytes) {
+        const std::size_t size = std::min(kMaxStoredBlockBytes, bytes.size() - start);
         const auto length = static_cast<std::uint16_t>(size);
         const auto inverse = static_cast<std::uint16_t>(~length);
         stream += static_cast<char>(start + size == bytes.size() ? 1 : 0);

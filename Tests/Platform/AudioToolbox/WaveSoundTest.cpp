@@ -243,7 +243,7 @@ TEST(WaveSound, RefusesWhatLastsTooLong) {
         file.blockSize = 1;
         return file;
     };
-    constexpr std::size_t kMost = 1000 * std::size_t{WaveSound::kMaxSeconds};
-    EXPECT_TRUE(decode(lasting(kMost)));
-    EXPECT_FALSE(decode(lasting(kMost + 1)));
+    constexpr std::size_t kMaxFrames = 1000 * std::size_t{WaveSound::kMaxSeconds};
+    EXPECT_TRUE(decode(lasting(kMaxFrames)));
+    EXPECT_FALSE(decode(lasting(kMaxFrames + 1)));
 }

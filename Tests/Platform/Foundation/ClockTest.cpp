@@ -13,7 +13,7 @@ using Nanoseconds = Clock::Nanoseconds;
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr Nanoseconds kEarliest = std::numeric_limits<Nanoseconds>::min();
+constexpr Nanoseconds kMinTime = std::numeric_limits<Nanoseconds>::min();
 
 struct Conversion {
     double seconds;
@@ -33,8 +33,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Conversion{0, 0}, Conversion{0.025, 25'000'000}, Conversion{0.1, 100'000'000},
                       Conversion{1e-9, 1}, Conversion{0.4e-9, 0}, Conversion{0.6e-9, 1},
                       Conversion{-0.6e-9, -1}, Conversion{-1.5, -1'500'000'000},
-                      Conversion{9.3e9, Clock::kNever}, Conversion{-9.3e9, kEarliest},
-                      Conversion{kInfinity, Clock::kNever}, Conversion{-kInfinity, kEarliest},
+                      Conversion{9.3e9, Clock::kNever}, Conversion{-9.3e9, kMinTime},
+                      Conversion{kInfinity, Clock::kNever}, Conversion{-kInfinity, kMinTime},
                       Conversion{std::nan(""), 0}, Conversion{1e308, Clock::kNever}));
 
 TEST(Clock, DeadlineIsNowPlusTheDelay) {

@@ -12,7 +12,7 @@ constexpr char kOurs[] = "lumivera";
 /// The form that most processors run.
 constexpr char kMeasure[] = "lumivera AVX2";
 
-constexpr double kLargestDifference = 3;
+constexpr double kMaxDifference = 3;
 constexpr double kMeanDifference = 0.1;
 
 /// Processor time of the process with all its threads, in milliseconds.
@@ -75,7 +75,7 @@ bool Race::oursAgree() const {
 }
 
 bool Race::agrees(const Lane &lane) {
-    return lane.difference.largest <= kLargestDifference && lane.difference.mean < kMeanDifference;
+    return lane.difference.largest <= kMaxDifference && lane.difference.mean < kMeanDifference;
 }
 
 bool Race::isOurs(const Lane &lane) { return lane.name.starts_with(kOurs); }

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr NSTimeInterval kTurn = 0.0005;
-constexpr int kMostTurns = 100'000;
+constexpr int kMaxTurns = 100'000;
 
 /// Reads everything in the tree on the main thread, as a compositor does.
 CGFloat lookAt(const CALayer &layer) {
@@ -55,7 +55,7 @@ class LumiveraThreads : public testing::Test {
     /// Serves the run loop until something has happened, and calls `action` between its turns.
     void turnUntil(const std::function<bool()> &happened,
                    const std::function<void(int)> &action = nullptr) {
-        for (int turn = 0; turn < kMostTurns; ++turn) {
+        for (int turn = 0; turn < kMaxTurns; ++turn) {
             if (happened()) {
                 return;
             }

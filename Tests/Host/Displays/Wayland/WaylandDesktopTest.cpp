@@ -11,7 +11,7 @@ using namespace Lumivera;
 
 namespace {
 
-constexpr double kLimitSeconds = 20;
+constexpr double kTimeoutSeconds = 20;
 constexpr double kLookSeconds = 0.005;
 
 } // namespace
@@ -106,7 +106,7 @@ void WaylandDesktopTest::begin(const TestCompositor::Options &options,
 
 bool WaylandDesktopTest::runUntil(const std::function<bool()> &condition) {
     NSRunLoop &loop = NSRunLoop::mainRunLoop();
-    const Clock::Nanoseconds end = Clock::current().deadlineAfter(kLimitSeconds);
+    const Clock::Nanoseconds end = Clock::current().deadlineAfter(kTimeoutSeconds);
     while (!condition()) {
         if (Clock::current().now() >= end) {
             return false;
