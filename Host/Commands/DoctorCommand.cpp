@@ -5,7 +5,7 @@
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
-#include "Host/Displays/Desktop.h"
+#include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
