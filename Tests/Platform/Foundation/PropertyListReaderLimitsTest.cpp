@@ -141,7 +141,7 @@ TEST(PropertyListLimits, HoldAgainstNestedLongLists) {
 
 TEST(PropertyListLimits, Allow64MiBOfContentAndNoMore) {
     constexpr std::size_t kSize = 1 << 20;
-    constexpr std::size_t kTimes = Limits::kContentBytes / kSize;
+    constexpr std::size_t kTimes = Limits::kMaxContentBytes / kSize;
     for (const std::uint8_t marker : {0x4f, 0x5f}) {
         const Bytes object = large(marker, kSize, 1);
         EXPECT_TRUE(readPropertyList(binaryRepetition(object, kTimes)));
