@@ -67,6 +67,9 @@ void OutputShow::choose(const WallpaperChoice &choice, bool isAnew) {
     if (isAnew || _candidates.empty() || takesNewView(before, choice)) {
         beginChoice();
     } else {
+        if (_shown && std::exchange(_shown->isScrolled, false)) {
+            _shown->values.offset.reset();
+        }
         updateAllValues();
     }
 }
@@ -91,6 +94,7 @@ void OutputShow::tap(CGPoint point) {
 
 void OutputShow::scrolledBy(CGFloat distance) {
     if (_shown && _isRunning) {
+        _shown->isScrolled = true;
         _shown->view->scrollBy(distance);
     }
 }

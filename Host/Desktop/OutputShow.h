@@ -105,6 +105,9 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
 
         /// Has run for long enough to be the last good bundle.
         bool isProven = false;
+
+        /// Has been scrolled, so that its offset is no longer the one in `values`.
+        bool isScrolled = false;
     };
 
     void surfaceGeometryChanged() override;

@@ -18,7 +18,7 @@ using Kind = ScriptEvent::Kind;
 
 constexpr std::uint64_t kMaxBytes = 64 << 20;
 constexpr double kMaxFrame = 1e9;
-constexpr double kMaxCoordinate = 1e9;
+constexpr double kMaxPosition = 1e9;
 
 enum class Form { Numbers, Integers, True };
 
@@ -33,16 +33,16 @@ struct Rule {
 };
 
 constexpr Rule kRules[] = {
-    {"tap", Kind::Tap, Form::Numbers, 2, -kMaxCoordinate, kMaxCoordinate},
-    {"gesture", Kind::Gesture, Form::Numbers, 3, -kMaxCoordinate, kMaxCoordinate},
+    {"tap", Kind::Tap, Form::Numbers, 2, -kMaxPosition, kMaxPosition},
+    {"gesture", Kind::Gesture, Form::Numbers, 3, -kMaxPosition, kMaxPosition},
     {"sakuraCount", Kind::SakuraCount, Form::Integers, 1, 0, kMaxPetals},
     {"sakuraScaleLevel", Kind::SakuraScaleLevel, Form::Integers, 1, -kMaxScaleLevel,
      kMaxScaleLevel},
     {"speedLevel", Kind::SpeedLevel, Form::Integers, 1, 0, kMaxSpeed},
     {"offset", Kind::Offset, Form::Numbers, 1, -kMaxOffset, kMaxOffset},
     {"scale", Kind::Scale, Form::Numbers, 1, kMinScale, kMaxScale},
-    {"tapClipRect", Kind::TapClipRect, Form::Numbers, 4, -kMaxCoordinate, kMaxCoordinate},
-    {"setFrame", Kind::SetFrame, Form::Numbers, 4, -kMaxCoordinate, kMaxCoordinate},
+    {"tapClipRect", Kind::TapClipRect, Form::Numbers, 4, -kMaxPosition, kMaxPosition},
+    {"setFrame", Kind::SetFrame, Form::Numbers, 4, -kMaxPosition, kMaxPosition},
     {"pause", Kind::Pause, Form::True, 0, 0, 0},
     {"resume", Kind::Resume, Form::True, 0, 0, 0},
 };

@@ -135,13 +135,16 @@ void ItemPlanner::mark(const Item &item, CellMask &mask, CellMask *again) {
         for (const Item &member : item.members()) {
             mark(member, mask, again);
         }
-    } else if (const auto *const sprite = planOf(item).as<Sprite>()) {
+        return;
+    }
+    const ItemPlan &plan = planOf(item);
+    if (const auto *const sprite = plan.as<Sprite>()) {
         sprite->findShown(item.bounds.intersection(mask.area()), _shown);
         for (int y = _shown.top(); y < _shown.bottom(); ++y) {
             const PolygonSpans::Span row = _shown.row(y);
             mask.add(y, row.left, row.right, again);
         }
-    } else {
+    } else if (!plan.as<ItemPlan::Nothing>()) {
         mask.add(item.bounds, again);
     }
 }

@@ -66,6 +66,8 @@ void prepareSDL(const std::string &wayOut) {
     // full-screen window that loses the focus.
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
     SDL_SetHint(SDL_HINT_VIDEO_MINIMIZE_ON_FOCUS_LOSS, "0");
+    // Otherwise SDL drops the click that gives the window the focus.
+    SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
     // SDL_VIDEODRIVER in the environment has precedence over the hint.
     SDL_SetHint(SDL_HINT_VIDEODRIVER, windowSystems().c_str());
     const char *hint = SDL_GetHint(SDL_HINT_VIDEODRIVER);

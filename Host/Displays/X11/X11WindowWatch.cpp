@@ -21,8 +21,22 @@ void X11WindowWatch::watch(std::uint32_t window) {
     _connection.setClass(window);
     const std::uint32_t events = XCB_EVENT_MASK_VISIBILITY_CHANGE;
     xcb_change_window_attributes(_connection.get(), window, XCB_CW_EVENT_MASK, &events);
-    const X11Reply<xcb_get_input_focus_reply_t> untilItIsDone(xcb_get_input_focus_reply(
+    roundTrip();
+}
+
+/// Waits until the server has handled what was asked and sent what it had to say before.
+void X11WindowWatch::roundTrip() {
+    const X11Reply<xcb_get_input_focus_reply_t> answer(xcb_get_input_focus_reply(
         _connection.get(), xcb_get_input_focus(_connection.get()), nullptr));
+}
+
+/// The other library may read an exposure later than this connection reads that the window was
+/// hidden again, so only the events of this connection count.
+void X11WindowWatch::noteExposed() {
+    if (_isObscured) {
+        roundTrip();
+        look();
+    }
 }
 
 void X11WindowWatch::look() {
@@ -38,14 +52,11 @@ void X11WindowWatch::look() {
 
 void X11WindowWatch::eventArrived(const X11Event &event) {
     if (event.type() == XCB_VISIBILITY_NOTIFY) {
-        setObscured(event.as<xcb_visibility_notify_event_t>().state ==
-                    XCB_VISIBILITY_FULLY_OBSCURED);
-    }
-}
-
-void X11WindowWatch::setObscured(bool isObscured) {
-    if (std::exchange(_isObscured, isObscured) != isObscured) {
-        _obscuredChanged();
+        const bool isObscured =
+            event.as<xcb_visibility_notify_event_t>().state == XCB_VISIBILITY_FULLY_OBSCURED;
+        if (std::exchange(_isObscured, isObscured) != isObscured) {
+            _obscuredChanged();
+        }
     }
 }
 

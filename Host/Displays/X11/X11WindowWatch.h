@@ -28,7 +28,7 @@ class X11WindowWatch final : private X11Listener, private DescriptorWatch {
     bool isObscured() const { return _isObscured; }
 
     /// Call it when the other library reports that a part of the window was exposed.
-    void noteExposed() { setObscured(false); }
+    void noteExposed();
 
     /// Lets the main run loop serve what has arrived. Never waits.
     void look();
@@ -36,10 +36,10 @@ class X11WindowWatch final : private X11Listener, private DescriptorWatch {
   private:
     void eventArrived(const X11Event &event) override;
     void eventsEnded() override {}
-    void connectionLost(const std::string &) override {}
+    void connectionLost(const std::string &) override { _isObscured = false; }
     void add(DescriptorSource &source) override { _source = &source; }
     void remove(DescriptorSource &) override { _source = nullptr; }
-    void setObscured(bool isObscured);
+    void roundTrip();
 
     const std::function<void()> _obscuredChanged;
     DescriptorSource *_source = nullptr;

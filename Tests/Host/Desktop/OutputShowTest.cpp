@@ -147,6 +147,17 @@ TEST_F(OutputShowTest, TellsAViewOnlyWhatHasChanged) {
     EXPECT_THAT(view->changes(), ElementsAre("offset=20", "petals=5", "petals=9", "scale=2"));
 }
 
+TEST_F(OutputShowTest, TellsAScrolledViewItsOffsetAgain) {
+    _choice.offset = 20;
+    begin();
+    runForSeconds(1);
+    _surface.listener()->scrolledBy(5);
+    _show->choose(_choice);
+    EXPECT_THAT(_views.view(kAsked)->changes(), ElementsAre("offset=20"));
+    _show->choose(_choice);
+    EXPECT_THAT(_views.view(kAsked)->changes(), ElementsAre("offset=20"));
+}
+
 TEST_F(OutputShowTest, TellsEveryViewThatIsThereWhatHasChanged) {
     _views.behaviours[kAsked].firstPicture = 10;
     begin();
