@@ -258,7 +258,7 @@ struct Examination {
     /// True when wallpapers can be shown behind the icons here.
     bool isDesktopUsable() const;
 
-    /// A line a finding, for people.
+    /// One line per finding, for people.
     std::string text() const;
 
     /// The same as JSON.

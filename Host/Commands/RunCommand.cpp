@@ -34,7 +34,7 @@ constexpr const char *kMore = "Click or touch blows petals away, sideways scroll
 constexpr const char *kWithoutDisplay =
     "to see the wallpaper without one, use `lumivera render BUNDLE -o film.webp`";
 
-/// The animation thread may still run its last frame when the view is gone.
+/// Waits, because the animation thread may still run its last frame when the view is gone.
 void letThreadsEnd() {
     for (int turn = 0; turn < kEndingTurns && NSThread::detachedThreadCount() > 0; ++turn) {
         NSRunLoop::mainRunLoop().runForSeconds(kEndingTurn);

@@ -32,7 +32,7 @@ struct Row {
     double min = 0;
     double max = 0;
 
-    /// What a text must be, for people.
+    /// What a value must be if it is not a number, for people.
     std::string_view words = {};
 };
 
@@ -94,8 +94,7 @@ std::string rangeOf(const Row &row, Form form) {
            textOfLimit(row.min) + " to " + textOfLimit(row.max);
 }
 
-// These read a value from the whole of a text. False, with the target unchanged, for a text that is
-// no such value.
+// Each reads a value from a whole text. False, with the target unchanged, for an invalid text.
 
 template <class Number>
 bool read(std::optional<Number> &target, std::string_view text, const Row &row) {
@@ -173,8 +172,8 @@ bool WallpaperValues::lacksAnyOf(const WallpaperValues &earlier) const {
     return isAnyMissing;
 }
 
-/// For each value, a byte that tells whether there is one, and the value: never more than an
-/// optional takes.
+/// Writes for each value a byte that tells whether it is set, and then the value. That fits,
+/// because an optional is never smaller.
 WallpaperBytes bytesOf(const WallpaperValues &values) {
     WallpaperBytes bytes{};
     std::byte *at = bytes.data();

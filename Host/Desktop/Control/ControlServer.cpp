@@ -34,7 +34,7 @@ bool isAllowed(int descriptor) {
 ControlServer::ControlServer(DescriptorWaiter &waiter, ControlTarget &target, std::string desktop,
                              const std::string &folder)
     : _waiter(waiter), _service(target, std::move(desktop)), _path(ControlPlace::socketIn(folder)),
-      _rest([] {}), // its end alone makes awaitedEvents() accept again
+      _rest([] {}), // awaitedEvents() accepts again when this is over
       _self(std::make_shared<ControlServer *>(this)) {
     ControlPlace::makeFolder(folder);
     lock(folder);
