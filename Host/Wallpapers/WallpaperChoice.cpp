@@ -51,7 +51,7 @@ template <class Action> void forEachValue(Action action) {
     action(Row{"tint", "tint", "Shades the background", 0, 0,
                "#rgb, #rrggbb, #rrggbbaa, a colour's name or \"none\""},
            &Values::tint);
-    action(Row{"scale-level", "scale-level", "Times its size that a petal gets as it begins anew",
+    action(Row{"scale-level", "scale-level", "Factor by which a petal grows as it falls again",
                -kMaxScaleLevel, kMaxScaleLevel},
            &Values::scaleLevel);
 }

@@ -78,7 +78,7 @@ void ControlServer::listenAtPath() {
                              chmod(_path.c_str(), kOursAlone) == 0 &&
                              listen(_listener, kBacklog) == 0;
     if (!isListening) {
-        throw HostError(_path, "cannot be listened at: " + systemErrorText(),
+        throw HostError(_path, "cannot be opened as a socket: " + systemErrorText(),
                         "check the folder and its permissions");
     }
 }

@@ -93,7 +93,7 @@ void ViewProcess::begin(const Start &start, const PacketSocket &theirs) {
     if (_process < 0) {
         close(_complaints);
         throw HostError(program, std::string("cannot be run: ") + std::strerror(-_process),
-                        "install the program whole");
+                        "reinstall the program");
     }
 }
 
