@@ -65,7 +65,7 @@ class PLATFORM_EXPORT PropertyList {
 };
 
 /// What a property list may hold. A binary list may refer to one object many times, so that a file
-/// of a few bytes could ask for gigabytes: so each reference counts again.
+/// of a few bytes could ask for gigabytes; therefore each reference counts again.
 struct PropertyListLimits {
     static constexpr std::size_t kMaxFileBytes = 64 << 20;
     /// Values and keys.
