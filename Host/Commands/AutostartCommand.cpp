@@ -11,15 +11,15 @@ namespace Lumivera {
 
 namespace {
 
-constexpr const char *kHelp = "Lets `lumivera desktop` start with your session, or not.";
+constexpr const char *kHelp = "Controls whether `lumivera desktop` starts with your session.";
 
 /// The path of this program's executable file.
 std::string ownPath() {
     std::error_code error;
     const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error) {
-        throw HostError("autostart", "the program does not find itself: " + error.message(),
-                        "see whether /proc is there");
+        throw HostError("autostart", "the program cannot find its own file: " + error.message(),
+                        "check that /proc is mounted");
     }
     return path.string();
 }
@@ -30,9 +30,9 @@ class AutostartCommand final : public Command {
     void declare(CLI::App &parent) override {
         _app = parent.add_subcommand("autostart", kHelp);
         _app->require_subcommand(1);
-        _app->add_subcommand("on", "From now on it starts with your session.");
-        _app->add_subcommand("off", "From now on it does not.");
-        _app->add_subcommand("status", "Tells whether it does.");
+        _app->add_subcommand("on", "Starts the desktop with your session from now on.");
+        _app->add_subcommand("off", "Stops starting it with your session.");
+        _app->add_subcommand("status", "Tells whether it starts with your session.");
     }
 
     void run() override {

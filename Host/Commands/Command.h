@@ -31,15 +31,15 @@ using Commands = std::vector<std::unique_ptr<Command>>;
 /// Runs the commands that the command line names.
 void runChosen(const Commands &commands);
 
-/// A command that consists of other commands, of which the user gives one. `more` follows the help
-/// and may be empty.
+/// A command with subcommands, such as `pack`; the user gives one of them. `more` is printed below
+/// the help and may be empty.
 std::unique_ptr<Command> makeCommandGroup(const char *name, const char *help, const char *more,
                                           Commands commands);
 
 /// All commands, in the order of the help.
 Commands allCommands();
 
-/// Each command stands in the .cpp file of its name.
+/// Each is defined in the .cpp file of its name.
 std::unique_ptr<Command> makeRunCommand();
 std::unique_ptr<Command> makeDesktopCommand();
 std::unique_ptr<Command> makeChooseCommand();

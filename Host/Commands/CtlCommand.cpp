@@ -20,7 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
-constexpr const char *kHelp = "Asks the desktop that is running for something.";
+constexpr const char *kHelp = "Controls the running desktop.";
 
 constexpr const char *kSubject = "ctl";
 
@@ -108,7 +108,7 @@ Json objectFrom(const std::string &answer) {
     Json json = Json::parse(answer, nullptr, false);
     if (!json.is_object()) {
         throw HostError(kSubject, "the host's answer makes no sense",
-                        "see whether it is of the same version");
+                        "check that both are of the same version");
     }
     return json;
 }
@@ -140,12 +140,12 @@ void CtlCommand::declare(CLI::App &parent) {
     _app->require_subcommand(1);
     _app->add_option("--output", _output, "Only that output, instead of all")->type_name("NAME");
     _app->add_flag("--json", _asJson, "Prints the host's answer, for programs");
-    declareAction("status", "Tells how it goes on every output.");
-    declareAction("pause", "Holds the petals still.");
-    declareAction("resume", "Lets them fall again.");
+    declareAction("status", "Shows the state of every output.");
+    declareAction("pause", "Pauses the wallpaper.");
+    declareAction("resume", "Resumes the wallpaper.");
     CLI::App &set = declareAction("set", "Sets a value until the desktop ends.");
-    set.footer("Keys: " + WallpaperChoice::keysText() + ".\nThe value \"default\" takes it back.");
-    set.add_option("KEY", _key, "What to set")->required();
+    set.footer("Keys: " + WallpaperChoice::keysText() + ".\nThe value \"default\" unsets the key.");
+    set.add_option("KEY", _key, "The key to set")->required();
     set.add_option("VALUE", _value, "Its value, or \"default\"")->required();
     CLI::App &tap = declareAction("tap", "Taps the wallpaper.");
     tap.add_option("X", _x, "Points from the output's left edge")->required();

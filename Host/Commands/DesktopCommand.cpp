@@ -28,10 +28,10 @@ constexpr const char *kHelp = "Shows wallpapers behind the icons, on every outpu
                               "told to quit.";
 
 constexpr const char *kMore =
-    "Each switch has its opposite, such as --no-pause-when-covered. What the\n"
-    "command line leaves open is decided by the configuration file, then by the\n"
-    "bundle. `lumivera ctl` speaks to it while it runs; `lumivera doctor` says what\n"
-    "works on this desktop, and what does not.";
+    "Each switch has its opposite, such as --no-pause-when-covered. The configuration\n"
+    "file, then the bundle, decide what the command line does not set. `lumivera ctl`\n"
+    "controls it while it runs; `lumivera doctor` says what works on this desktop,\n"
+    "and what does not.";
 
 /// Writes to stderr, which a terminal shows and the journal of a service keeps.
 void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
@@ -123,8 +123,8 @@ void DesktopCommand::declare(CLI::App &parent) {
     _app->add_option("--density", _density, "Pixels a point, instead of the desktop's own; X11")
         ->type_name("D")
         ->check(CLI::Range(0.1, 10.0).description(""));
-    declareSwitch("click-through", "Leaves clicks to the file manager's icons");
-    declareSwitch("trust", "Runs bundles' own libraries whoever can write them");
+    declareSwitch("click-through", "Passes clicks to the windows behind, such as icons");
+    declareSwitch("trust", "Runs bundles' own libraries even if others can write them");
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
         ->type_name("FILE");
@@ -137,9 +137,9 @@ void DesktopCommand::declarePauses() {
     _app->add_option("--on-battery", _onBattery, "run, slow (half the petals) or pause [run]")
         ->type_name("WAY")
         ->transform(CLI::CheckedTransformer(ways).description(""));
-    declareSwitch("pause-when-covered", "Rests where windows hide all of it [yes]");
-    declareSwitch("pause-when-locked", "Rests while the screen is locked [yes]");
-    declareSwitch("pause-when-idle", "Rests while nobody is there [yes]");
+    declareSwitch("pause-when-covered", "Pauses where windows cover the output [yes]");
+    declareSwitch("pause-when-locked", "Pauses while the session is locked [yes]");
+    declareSwitch("pause-when-idle", "Pauses while the session is idle [yes]");
 }
 
 /// Declares --NAME and --no-NAME; the latter overrides the configuration file.

@@ -29,9 +29,9 @@ using Level = Finding::Level;
 using Json = nlohmann::ordered_json;
 
 constexpr const char *kHelp =
-    "Says what this desktop offers to wallpapers, and what is wrong with those installed.";
+    "Says what this desktop offers to wallpapers, and problems of those installed.";
 
-constexpr const char *kMore = "Lines begin with ok, with -- for what would be better otherwise,\n"
+constexpr const char *kMore = "Lines begin with ok, with -- for what could be better,\n"
                               "or with !! for what does not work. The exit status is 1 when\n"
                               "`lumivera desktop` cannot work here.";
 
@@ -258,7 +258,7 @@ struct Examination {
     /// True when wallpapers can be shown behind the icons here.
     bool isDesktopUsable() const;
 
-    /// A line a finding, for people.
+    /// One line per finding, for people.
     std::string text() const;
 
     /// The same as JSON.
@@ -343,7 +343,7 @@ class DoctorCommand final : public Command {
 void DoctorCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("doctor", kHelp);
     _app->footer(kMore);
-    _app->add_flag("--json", _asJson, "For programs");
+    _app->add_flag("--json", _asJson, "Prints JSON, for programs");
 }
 
 void DoctorCommand::run() {

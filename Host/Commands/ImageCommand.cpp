@@ -54,10 +54,10 @@ class ImageFilesCommand : public Command {
     /// Parses the arguments, once, before any file is read.
     virtual void prepare() {}
 
-    /// The bytes of the new file for an old one.
+    /// Converts the file at `path` and returns the bytes of the new file.
     virtual Bytes converted(const std::string &path) const = 0;
 
-    /// The name of the new file for a file of a folder.
+    /// The new name of a file from a folder.
     virtual std::string newName(const std::string &name) const = 0;
 
     /// Throws a UsageError for names whose extension does not fit the new file.
@@ -261,7 +261,7 @@ class ClipCommand final : public PictureCommand {
         }
     }
 
-    /// Reads a whole number after a separator; for '+' the number's minus sign may stand instead.
+    /// Reads a whole number after a separator. A minus sign may replace the separator '+'.
     bool readNumber(const char *&at, char separator, CGFloat &number) const {
         if (separator != '\0' && *at == separator) {
             ++at;

@@ -64,7 +64,7 @@ class ListCommand final : public Command {
         _app = parent.add_subcommand("list", kHelp);
         _app->footer(kMore);
         _app->add_option("DIR", _folders, "Folders that hold bundles");
-        _app->add_flag("--json", _asJson, "For programs");
+        _app->add_flag("--json", _asJson, "Prints JSON, for programs");
     }
 
     void run() override {

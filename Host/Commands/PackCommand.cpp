@@ -129,7 +129,7 @@ class ListPackCommand final : public Command {
         _app =
             parent.add_subcommand("list", "Lists the names in a resource pack, and their sizes.");
         _app->add_option("PACK", _pack, "The pack")->required();
-        _app->add_flag("--json", _asJson, "For programs");
+        _app->add_flag("--json", _asJson, "Prints JSON, for programs");
     }
 
     void run() override {

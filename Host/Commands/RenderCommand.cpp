@@ -22,7 +22,7 @@ constexpr NSUInteger kMaxFrames = 80'000'000; // WebP times are milliseconds in 
 constexpr const char *kHelp = "Renders a wallpaper as pictures or a film, without a display.";
 
 constexpr const char *kMore =
-    "OUT decides what is made: x.png is the last frame; x-%04d.png is a picture a frame,\n"
+    "OUT decides what is written: x.png is the last frame; x-%04d.png one for each frame,\n"
     "numbered from 0; x.webp, x.mp4, x.webm and x.gif are films (all but .webp need the\n"
     "program ffmpeg). A frame lasts 25 ms. With the same --seed, size and script every run\n"
     "gives the same bytes. --trace alone writes the petals' places and no picture.";
@@ -55,18 +55,18 @@ void RenderCommand::declare(CLI::App &parent) {
     _app->footer(kMore);
     _app->add_option("BUNDLE", _bundle, "The bundle's folder, or the name of an installed one")
         ->required();
-    _app->add_option("-o,--output", _output, "Where the picture or film goes")->type_name("OUT");
+    _app->add_option("-o,--output", _output, "The picture or film to write")->type_name("OUT");
     _settings.declare(*_app, {});
-    auto *frames = _app->add_option("--frames", _frames, "How many frames")->type_name("N");
+    auto *frames = _app->add_option("--frames", _frames, "Number of frames")->type_name("N");
     frames->check(CLI::Range(NSUInteger{1}, kMaxFrames).description(""));
-    _app->add_option("--seconds", _seconds, "How long, instead of --frames [10]")
+    _app->add_option("--seconds", _seconds, "Length in seconds, instead of --frames [10]")
         ->type_name("S")
         ->check(CLI::Range(0.001, kMaxSeconds).description(""))
         ->excludes(frames);
     _app->add_option("--seed", _seed, "Makes the run repeatable")->type_name("N");
     _app->add_option("--script", _script, "Events: taps, pauses, changes (see the manual)")
         ->type_name("FILE");
-    _app->add_option("--trace", _trace, "Writes every petal's place, a line of JSON a frame")
+    _app->add_option("--trace", _trace, "Writes every petal's position, a line of JSON a frame")
         ->type_name("FILE");
 }
 

@@ -34,7 +34,7 @@ constexpr const char *kMore = "Click or touch blows petals away, sideways scroll
 constexpr const char *kWithoutDisplay =
     "to see the wallpaper without one, use `lumivera render BUNDLE -o film.webp`";
 
-/// The animation thread may still run its last frame when the view is gone.
+/// Waits, because the animation thread may still run its last frame when the view is gone.
 void letThreadsEnd() {
     for (int turn = 0; turn < kEndingTurns && NSThread::detachedThreadCount() > 0; ++turn) {
         NSRunLoop::mainRunLoop().runForSeconds(kEndingTurn);
@@ -62,10 +62,10 @@ void RunCommand::declare(CLI::App &parent) {
     WallpaperSettings defaults;
     defaults.size = {480, 720};
     _settings.declare(*_app, defaults);
-    _app->add_option("--seconds", _seconds, "Ends by itself after that long")
+    _app->add_option("--seconds", _seconds, "Ends after this many seconds")
         ->type_name("S")
         ->check(CLI::Range(0.001, kMaxSeconds).description(""));
-    _app->add_option("--trace", _trace, "Writes every petal's place, a line of JSON a frame")
+    _app->add_option("--trace", _trace, "Writes every petal's position, a line of JSON a frame")
         ->type_name("FILE");
 }
 

@@ -12,12 +12,12 @@ class App;
 
 namespace Lumivera {
 
-/// The options that say how large a picture is to be.
+/// The options for the size of a picture.
 class SizeOptions {
   public:
     void declare(CLI::App &app, const PictureSize &defaults);
 
-    /// What the command line said; a UsageError when it makes no sense.
+    /// The size given on the command line; a UsageError when it is invalid.
     PictureSize pictureSize() const;
 
   private:
@@ -25,24 +25,24 @@ class SizeOptions {
     CGFloat _density = 1;
 };
 
-/// An option for every value that can be set of a wallpaper.
+/// One option for each value of a wallpaper that can be set.
 class ValueOptions {
   public:
     void declare(CLI::App &app);
 
-    /// The values that the command line has; a UsageError when one makes no sense.
+    /// The values given on the command line; a UsageError when one is invalid.
     WallpaperValues values() const;
 
   private:
     std::map<std::string_view, std::optional<std::string>> _texts;
 };
 
-/// The options that say how a wallpaper is to be shown.
+/// All options for how a wallpaper is shown: its size and its values.
 class SettingsOptions {
   public:
     void declare(CLI::App &app, const WallpaperSettings &defaults);
 
-    /// What the command line said; a UsageError when it makes no sense.
+    /// The settings given on the command line; a UsageError when one is invalid.
     WallpaperSettings settings() const;
 
   private:

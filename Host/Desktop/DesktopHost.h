@@ -16,10 +16,10 @@
 
 namespace Lumivera {
 
-/// Shows a wallpaper on every output of a desktop, and lets each rest when PausePolicy says so.
-/// What an output shows is decided by the bundle, overridden by the configuration, the command line
-/// and then requests to the running host; each of these for all outputs, overridden for the one
-/// output. A changed configuration discards earlier requests. Main thread.
+/// Shows a wallpaper on every output of a desktop, and pauses each when PausePolicy says so. What
+/// an output shows comes from the bundle, overridden by the configuration, then by the command
+/// line, then by requests to the running host; each of these may have values for all outputs and,
+/// overriding them, for one output. A changed configuration discards earlier requests. Main thread.
 class DesktopHost final : public ControlTarget,
                           private Desktop::Listener,
                           private OutputShow::Listener {
@@ -39,7 +39,7 @@ class DesktopHost final : public ControlTarget,
 
         ViewMaker makeView;
 
-        /// The path of the bundle that is shown when none is chosen or all others fail.
+        /// The path of the bundle to show when none is chosen or all others fail.
         std::string shippedBundle;
 
         /// The file of the LastGoodBundle; empty for none.

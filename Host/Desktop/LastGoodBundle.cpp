@@ -40,7 +40,7 @@ void LastGoodBundle::set(const std::string &path) {
         file.write(_path + "\n");
         file.commit();
     } catch (const std::exception &) {
-        // The path still counts while this host runs.
+        // The path is still used while this host runs.
     }
 }
 

@@ -24,7 +24,7 @@ bool takesNewView(const WallpaperChoice &before, const WallpaperChoice &now) {
     return before.bundle != now.bundle || before.tint != now.tint || now.lacksAnyOf(before);
 }
 
-/// Counts the quick ends of a bundle. True when it is not to be begun again.
+/// Counts how often a bundle ended soon after its start. True when it must not be started again.
 bool isGivenUp(Clock::Nanoseconds startTime, bool isHopeless, int &quickEnds) {
     const bool isQuick = Clock::current().now() - startTime < Clock::nanoseconds(kProof);
     quickEnds = isQuick ? quickEnds + 1 : 0;
@@ -292,7 +292,7 @@ void OutputShow::begin() {
     }
 }
 
-/// Nothing when no view can be made now.
+/// Empty when no view can be made now.
 std::optional<OutputShow::Slot> OutputShow::makeSlot(const std::string &bundle) {
     Slot slot;
     slot.bundle = bundle;

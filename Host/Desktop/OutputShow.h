@@ -33,11 +33,11 @@ class FrameRate {
     std::uint64_t _frames = 0;
 };
 
-/// The wallpaper on one output: keeps a view running there whatever happens to its processes. A new
-/// view replaces the old one with its first picture. A view that ends is begun anew. After two ends
-/// within 10 s of their start, or a hopeless one, the last good bundle is shown instead, and if
-/// that ends too, the shipped one. While a first picture takes long, those two stand in by the same
-/// rule. Main thread.
+/// The wallpaper on one output: keeps a view running there, whatever happens to its process. A new
+/// view replaces the old one when it has drawn its first picture. A view that ends is restarted;
+/// after two ends within 10 s of their starts, or one hopeless end, the last good bundle is shown
+/// instead, and if that ends too, the shipped one. While nothing is shown yet and the first picture
+/// takes long, these two stand in, by the same rule. Main thread.
 class OutputShow final : private DesktopSurface::Listener, private RemoteView::Listener {
   public:
     /// Called in call-outs of the main run loop.
@@ -64,9 +64,8 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     const std::string &name() const { return _surface.outputName(); }
     SurfaceVisibility visibility() const { return _surface.visibility(); }
 
-    /// Sets everything that is asked for on this output; the bundle as a path. Views are told what
-    /// has changed. Another bundle or tint, and a value that went missing, take a new view, and so
-    /// does `isAnew`.
+    /// Sets the choice for this output, whose bundle is a path. `isAnew`, another bundle or tint,
+    /// or a value that was removed starts a new view; other changes go to the running view.
     void choose(const WallpaperChoice &choice, bool isAnew = false);
 
     void setRunning(bool isRunning);
@@ -86,7 +85,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     void readPicture(PictureReader reader);
 
   private:
-    /// A view with its memory and what is known of it.
+    /// A view, its buffers and what it was told.
     struct Slot {
         std::string bundle;
         SurfaceGeometry geometry;
@@ -94,16 +93,16 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
         std::unique_ptr<RemoteView> view;
         Clock::Nanoseconds startTime = 0;
 
-        /// What the view was made with and told since.
+        /// The values that the view has now.
         WallpaperValues values;
 
         /// The bundle's own number of petals, which the view reports; used to halve it.
         std::optional<NSUInteger> ownPetals;
 
-        /// Stands in for the wanted view while that takes long.
+        /// The view stands in for the wanted one, which takes long.
         bool isStandIn = false;
 
-        /// Has run for long enough to be the last good bundle.
+        /// The view has run for long enough to be the last good bundle.
         bool isProven = false;
 
         /// Has been scrolled, so that its offset is no longer the one in `values`.
@@ -155,8 +154,8 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     int _quickStandInEnds = 0;
     NSTimeInterval _retryDelay = 0;
 
-    /// The view on the surface, the wanted view until its first picture, and the view that stands
-    /// in until its own first picture.
+    /// The view on the surface; the wanted view before its first picture; and a view that is to
+    /// stand in, before its own first picture.
     std::optional<Slot> _shown;
     std::optional<Slot> _coming;
     std::optional<Slot> _standIn;

@@ -38,8 +38,8 @@ class DesktopSurface {
         virtual void surfaceGeometryChanged() = 0;
         virtual void surfaceVisibilityChanged() = 0;
 
-        /// The surface wants that buffer drawn and presented; the window system does not read it
-        /// now. Nothing more comes until it was presented.
+        /// The surface wants buffer `index` drawn and presented; the window system does not read it
+        /// now. No other buffer is wanted until this one was presented.
         virtual void bufferWanted(unsigned index) = 0;
 
       protected:
@@ -59,8 +59,8 @@ class DesktopSurface {
 
     virtual SurfaceVisibility visibility() const = 0;
 
-    /// Gives the surface memory of its present geometry's size. It wants buffers of that memory
-    /// from then on, buffer 0 first, and none of the memory before. What was shown stays until the
+    /// Gives the surface memory of its present geometry's size. From then on it wants buffers of
+    /// that memory, buffer 0 first, and none of the old memory. What was shown stays until the
     /// first buffer is presented.
     virtual void setBuffers(std::shared_ptr<SharedBuffers> memory) = 0;
 
@@ -98,11 +98,11 @@ class Desktop {
     virtual std::string name() const = 0;
 };
 
-/// What a user should know about a part of this machine, in words, and what would improve it.
+/// What a user should know about one part of this machine, and what would improve it.
 struct Finding {
     enum class Level {
         Good,
-        Lacking, ///< it works without, not as well
+        Lacking, ///< it works, but not as well
         Bad,     ///< it does not work
     };
 
@@ -114,7 +114,7 @@ struct Finding {
     std::string remedy;
 };
 
-/// What a window system offers to wallpapers. Looking changes nothing on the screen.
+/// What a window system offers to wallpapers. The survey changes nothing on the screen.
 struct DesktopSurvey {
     struct Output {
         std::string name;

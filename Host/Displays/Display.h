@@ -34,8 +34,8 @@ inline bool asksWhileHeld(DisplayKey key) {
     return key >= DisplayKey::MorePetals && key <= DisplayKey::PageDown;
 }
 
-/// A window, or what stands for one, that shows pictures and hears input. It is also the main run
-/// loop's waiter. Main thread, except wake().
+/// A window, or its stand-in in a view's process: shows pictures and receives input. It is also the
+/// main run loop's waiter. Main thread, except wake().
 class Display : public RunLoopWaiter {
   public:
     /// Hears of input and changes, in call-outs of the main run loop.
@@ -44,7 +44,7 @@ class Display : public RunLoopWaiter {
         virtual void displayResized() = 0;
         virtual void displayVisibilityChanged() = 0;
 
-        /// What was shown is lost and has to be presented again.
+        /// The window system has lost the picture; it has to be presented again.
         virtual void displayNeedsPicture() = 0;
         virtual void displayClosed() = 0;
         virtual void keyPressed(DisplayKey key) = 0;
@@ -68,8 +68,8 @@ class Display : public RunLoopWaiter {
     /// Draws into the target and returns the damage, as Compositor::composite() does.
     using Drawing = std::function<const std::vector<DeviceRect> &(const CompositorTarget &)>;
 
-    /// Lets `draw` draw into the display's pixels and shows them. Does nothing while the window
-    /// system has no pixels to give.
+    /// Lets `draw` draw into the display's pixels and shows them. Does nothing while there is no
+    /// buffer to draw into.
     virtual void present(const Drawing &draw) = 0;
 
     virtual void setTitle(const std::string &title) = 0;

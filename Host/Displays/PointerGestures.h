@@ -10,11 +10,12 @@ class PointerListener {
   public:
     virtual void tapped(CGPoint point) = 0;
 
-    /// By how much the content moved to the right since the last call.
+    /// The content moved right by `distance` since the last call.
     virtual void scrolledBy(CGFloat distance) = 0;
     virtual void scrollingEnded() = 0;
 
-    /// By how much the content moved down since the last call. No end is told. Ignored by default.
+    /// The content moved down by this distance since the last call; scrollingEnded() does not
+    /// follow. Ignored by default.
     virtual void scrolledDownBy(CGFloat) {}
 
   protected:

@@ -13,7 +13,8 @@ namespace {
 
 constexpr NSTimeInterval kFrameTime = 1.0 / 60;
 
-/// Takes observers and waiter away from the run loop when the scope ends, also by an exception.
+/// Removes the observers and the waiter from the run loop when the scope ends, also by an
+/// exception.
 struct LoopSettings {
     ~LoopSettings() {
         NSRunLoop::mainRunLoop().setObservers(nullptr, nullptr);
@@ -47,8 +48,8 @@ void Show::run() {
     }
 }
 
-/// Keeps a failure until run() can throw it: an exception must not leave a call-out, for whose end
-/// another thread may wait.
+/// Keeps a failure until run() can throw it: an exception must not leave a call-out, because
+/// another thread may wait for its end.
 void Show::guard(const std::function<void()> &action) {
     if (_failure) {
         return;

@@ -24,7 +24,7 @@ WallpaperShow::WallpaperShow(Display &display, const WallpaperBundle &bundle,
 }
 
 void WallpaperShow::callOutBegins() {
-    // Only its own loop calls an animating view, so the call is a frame.
+    // Only its own animation loop calls a view that animates, so such a call-out is a frame.
     const auto *view = dynamic_cast<const DeskTopView *>(NSRunLoop::mainRunLoop().currentTarget());
     _isFrame = view && view->isAnimating();
     _stage.callOutBegins();

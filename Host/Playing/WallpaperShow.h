@@ -14,7 +14,7 @@ namespace Lumivera {
 class WallpaperShow final : public Show {
   public:
     struct Options {
-        /// Size and density come from the display instead.
+        /// The size and density in it are ignored: the display's are used.
         WallpaperSettings settings;
 
         /// The show ends by itself after this time.

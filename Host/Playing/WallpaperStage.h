@@ -23,8 +23,8 @@ class AnimationSwitch {
     DeskTopView &view() const { return *_view; }
     void setRunning(bool running);
 
-    /// Pauses or resumes the view where it is not as it should be. Called after everything that may
-    /// have started or paused it.
+    /// Pauses or resumes the view if its state differs from the wanted one. Called after everything
+    /// that may have started or paused it.
     void update();
 
   private:

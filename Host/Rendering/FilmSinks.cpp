@@ -19,8 +19,8 @@ constexpr float kQuality = 80;
 /// Higher methods take several times as long and make the file a few per cent smaller.
 constexpr int kMethod = 2;
 
-/// Petals move little from frame to frame, so a short motion search finds them; encoding takes two
-/// thirds of the time.
+/// Petals move little from frame to frame, so a short motion search finds them, and encoding takes
+/// two thirds as long.
 constexpr const char *kShortSearch = "subme=1:weightp=0:me=dia";
 
 struct FilmKind {

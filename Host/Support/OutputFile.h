@@ -11,8 +11,8 @@ namespace Lumivera {
 /// which commit() renames. Every failure is a HostError that names the file.
 class OutputFile {
   public:
-    /// InPlace writes to the file itself, which keeps what was written when the work breaks off.
-    /// Pipes and devices are always written in place.
+    /// InPlace writes to the file itself, so that a failure leaves what was written so far. Pipes
+    /// and devices are always written in place.
     enum class Mode { Whole, InPlace };
 
     explicit OutputFile(std::string path, Mode mode = Mode::Whole);

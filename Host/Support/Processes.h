@@ -22,7 +22,7 @@ int spawnProgram(const std::vector<std::string> &arguments, const std::vector<in
 std::vector<std::string> ownEnvironment();
 
 /// Another program that reads from us through a pipe. The destructor kills it unless finish() was
-/// called. The caller ignores SIGPIPE.
+/// called. The caller must ignore SIGPIPE.
 class ChildProgram {
   public:
     /// Starts the program that the first argument names. Nothing when it is not installed or cannot

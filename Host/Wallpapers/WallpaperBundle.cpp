@@ -38,7 +38,7 @@ std::string folderNameOf(const std::string &path) { return fs::path(path).stem()
 void checkWriters(const std::string &path) {
     struct stat status;
     if (stat(path.c_str(), &status) != 0) {
-        throw HostError(path, "cannot be looked at: " + systemErrorText(), "check its permissions");
+        throw HostError(path, "cannot be examined: " + systemErrorText(), "check its permissions");
     }
     if (status.st_uid != 0 && status.st_uid != geteuid()) {
         throw HostError(path, "belongs to another user, whose code is not run behind the desktop",
@@ -121,7 +121,7 @@ void checkLibraryTrust(const std::string &bundlePath, const std::string &library
     std::error_code error;
     const fs::path library = fs::canonical(libraryPath, error);
     if (error) {
-        throw HostError(libraryPath, "cannot be looked at: " + error.message(),
+        throw HostError(libraryPath, "cannot be examined: " + error.message(),
                         "put the library there or correct \"name Library\"");
     }
     checkWriters(bundlePath);

@@ -32,7 +32,7 @@ struct Row {
     double min = 0;
     double max = 0;
 
-    /// What a text must be, for people.
+    /// What a value must be if it is not a number, for people.
     std::string_view words = {};
 };
 
@@ -51,7 +51,7 @@ template <class Action> void forEachValue(Action action) {
     action(Row{"tint", "tint", "Shades the background", 0, 0,
                "#rgb, #rrggbb, #rrggbbaa, a colour's name or \"none\""},
            &Values::tint);
-    action(Row{"scale-level", "scale-level", "Times its size that a petal gets as it begins anew",
+    action(Row{"scale-level", "scale-level", "Factor by which a petal grows as it falls again",
                -kMaxScaleLevel, kMaxScaleLevel},
            &Values::scaleLevel);
 }
@@ -94,8 +94,7 @@ std::string rangeOf(const Row &row, Form form) {
            textOfLimit(row.min) + " to " + textOfLimit(row.max);
 }
 
-// These read a value from the whole of a text. False, with the target unchanged, for a text that is
-// no such value.
+// Each reads a value from a whole text. False, with the target unchanged, for an invalid text.
 
 template <class Number>
 bool read(std::optional<Number> &target, std::string_view text, const Row &row) {
@@ -173,8 +172,8 @@ bool WallpaperValues::lacksAnyOf(const WallpaperValues &earlier) const {
     return isAnyMissing;
 }
 
-/// For each value, a byte that tells whether there is one, and the value: never more than an
-/// optional takes.
+/// Writes for each value a byte that tells whether it is set, and then the value. That fits,
+/// because an optional is never smaller.
 WallpaperBytes bytesOf(const WallpaperValues &values) {
     WallpaperBytes bytes{};
     std::byte *at = bytes.data();

@@ -13,7 +13,7 @@
 
 namespace Lumivera {
 
-/// The limits of what can be set, wherever it is set.
+/// Limits of the values, wherever they are set.
 inline constexpr NSUInteger kMaxPetals = 1'000'000;
 inline constexpr NSInteger kMaxSpeed = 2147483647;
 inline constexpr double kMinScale = 0.01;
@@ -21,8 +21,8 @@ inline constexpr double kMaxScale = 100;
 inline constexpr double kMaxOffset = 100'000; ///< either way
 inline constexpr NSInteger kMaxScaleLevel = 1000;
 
-/// Everything that can be set of a wallpaper. Where a value is missing, the bundle's description
-/// decides.
+/// All values of a wallpaper that can be set. The bundle's description decides those that are
+/// missing.
 struct WallpaperValues {
     std::optional<NSUInteger> petals;
     std::optional<NSInteger> speed;
@@ -42,7 +42,7 @@ struct WallpaperValues {
     /// Replaces the values that `other` has.
     void apply(const WallpaperValues &other);
 
-    /// Those of the values that `earlier` lacks or that differ there.
+    /// The values that are missing or different in `earlier`.
     WallpaperValues changesSince(const WallpaperValues &earlier) const;
 
     /// True when `earlier` has a value that is missing here.
@@ -51,14 +51,14 @@ struct WallpaperValues {
     bool operator==(const WallpaperValues &) const = default;
 };
 
-/// The values as bytes for another process of the same build. Missing values are zeros, so that
-/// no other memory of this process goes along.
+/// The values as bytes for another process of the same build. Missing values are zeros, so that no
+/// other memory of this process leaks.
 using WallpaperBytes = std::array<std::byte, sizeof(WallpaperValues)>;
 WallpaperBytes bytesOf(const WallpaperValues &values);
 WallpaperValues valuesFrom(const WallpaperBytes &bytes);
 
-/// What is asked for on an output. Where a value is missing, the choice for all outputs decides,
-/// then the bundle's description.
+/// What an output is to show. The choice for all outputs decides values that are missing, then the
+/// bundle's description.
 struct WallpaperChoice : WallpaperValues {
     /// A path, or the name of an installed bundle.
     std::optional<std::string> bundle;

@@ -10,7 +10,7 @@ using SystemSoundID = std::uint32_t;
 /// 0 on success.
 using OSStatus = std::int32_t;
 
-/// The error for an unknown sound and for a file that is no sound.
+/// The error for an unknown sound, and for a file that is not a sound.
 inline constexpr OSStatus kAudioServicesSystemSoundUnspecifiedError = -1500;
 
 // Short sounds, mixed when several play at once. Any thread; only the last of these functions waits

@@ -7,19 +7,17 @@
 #include <cstdint>
 #include <vector>
 
-/// A set of the device's pixels, with one bit for each cell of 16 pixels in a row: 64 bytes, which
-/// is a line of the processor's cache. Adding and walking handle up to 64 cells of a row in one
-/// step. Keeps its memory.
+/// A set of the device's pixels, with one bit for each cell of 16 pixels in a row (64 bytes, one
+/// cache line). Adding and walking handle up to 64 cells of a row in one step. Keeps its memory.
 class CellMask {
   public:
-    /// Empties the set; from now on it is one of the pixels of `area`, which has no negative
-    /// coordinates.
+    /// Empties the set and makes it a set of pixels of `area`, which has no negative coordinates.
     void reset(const DeviceRect &area);
 
     const DeviceRect &area() const { return _area; }
 
-    /// Adds pixels of a row of the area, and with them the rest of the cells that they lie in.
-    /// Cells that are in the set already are added to `again` as well, which has the same area.
+    /// Adds the whole cells that pixels [left, right) of row `y` lie in. Cells that are in the set
+    /// already are added to `again`, if given, which has the same area.
     void add(int y, int left, int right, CellMask *again = nullptr) {
         if (left >= right) {
             return;
@@ -51,7 +49,8 @@ class CellMask {
     /// Whether the cell of any of these pixels is in the set.
     bool intersects(const DeviceRect &rect) const;
 
-    /// Calls run(left, right) for each stretch of [left, right) that is in the set, from the left.
+    /// Calls run(left, right) for each run of pixels of [left, right) in the set, from left to
+    /// right.
     template <class Run> void forEachRun(int y, int left, int right, const Run &run) const {
         const std::uint64_t *const row = wordsOf(y);
         while (left < right) {
@@ -78,7 +77,7 @@ class CellMask {
     static int startOfCell(int x) { return x & -kCell; }
     static int bitOf(int x) { return (x >> kCellShift) & 63; }
 
-    // Bits of the word that the pixel lies in: from its cell on, and up to its cell.
+    // Bits of the word of a pixel: of its cell and all after it, and of its cell and all before it.
     static std::uint64_t cellsFrom(int x) { return ~std::uint64_t{0} << bitOf(x); }
     static std::uint64_t cellsUpTo(int x) { return ~std::uint64_t{0} >> (63 - bitOf(x)); }
 
@@ -94,7 +93,7 @@ class CellMask {
         _cells[index] |= cells;
     }
 
-    // Where the run of cells in the set ends that `left` lies in; may be beyond `right`.
+    // The end of the run of cells in the set that contains `left`; may be beyond `right`.
     int endOfRun(const std::uint64_t *row, int left, int right) const {
         int end = left;
         while (end < right) {

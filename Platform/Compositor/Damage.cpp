@@ -9,7 +9,7 @@ namespace {
 /// drawing the background of the area.
 constexpr long long kCostOfFinding = 2;
 
-/// Pixels. The rectangles around damage have sides that are multiples of these.
+/// Pixels. The sides of the rectangles around damage are multiples of these.
 constexpr int kTileWidth = 128;
 constexpr int kTileHeight = 64;
 
@@ -157,7 +157,8 @@ const std::vector<DeviceRect> &DamageHistory::latestRects() {
     return _rects;
 }
 
-/// Adds the rectangles of one row of tiles. One that continues a rectangle above it extends that.
+/// Adds the rectangles of one row of tiles. A rectangle that continues the one above it extends
+/// that one instead.
 void DamageHistory::addRectsOfBand(int top) {
     const int bottom = std::min(top + kTileHeight, _device.bottom);
     const std::size_t firstOfBand = _rects.size();

@@ -12,7 +12,7 @@ class DamageFinder {
     /// nothing when so much differs that drawing everything costs less.
     bool find(const DisplayList &list, ItemPlanner &planner, CellMask &damage);
 
-    /// Takes the place of find() when the damage is not asked for.
+    /// Called instead of find() for a frame whose damage is not needed.
     void skip(const DisplayList &list);
 
   private:
@@ -36,7 +36,7 @@ class DamageFinder {
     std::vector<Unit> _now;
 
     // The pixels of the units that were new in the list before and in this one. What moves now has
-    // mostly moved before, so its old pixels are there already.
+    // mostly moved before, so its old pixels are marked already.
     CellMask _marked;
     CellMask _markedNow;
 };

@@ -43,7 +43,7 @@ void intersect(const Interval &a, const Interval &b, int &left, int &right) {
     left = static_cast<int>(std::clamp<double>(low, left, right));
 }
 
-/// The values of p·u + q·v.
+/// The interval of the values of p·u + q·v.
 Interval range(double p, const Interval &u, double q, const Interval &v) {
     return {std::min(p * u.low, p * u.high) + std::min(q * v.low, q * v.high),
             std::max(p * u.low, p * u.high) + std::max(q * v.low, q * v.high)};

@@ -64,7 +64,7 @@ class DeviceQuad {
     /// Coverage of a pixel, from 0 to 1.
     double coverage(int x, int y) const;
 
-    /// How many units of the rectangle a pixel is long, measured across the left and right edges
+    /// The length of a pixel in units of the rectangle, measured across the left and right edges
     /// and across the top and bottom ones.
     double unitsX() const { return _unitsX; }
     double unitsY() const { return _unitsY; }

@@ -8,7 +8,7 @@ namespace {
 
 using PixelArithmetic::kFullWeight;
 
-/// A layer's group, mask, colour and contents. A group is split into no more items than that.
+/// A layer takes at most a group, a mask, a colour and contents, also after its group was split.
 constexpr std::size_t kMaxItemsPerLayer = 4;
 
 std::uint32_t weightOf(float opacity) {
@@ -126,8 +126,8 @@ void DisplayList::build(const CALayer &root, const DeviceRect &device, double sc
     holdImages();
 }
 
-/// Reserves what the tree may need at most, whichever layers overlap or are on the screen, so that
-/// a later picture of it allocates nothing.
+/// Reserves the most that the tree can need, whichever layers overlap or are on the screen, so that
+/// later pictures of it allocate nothing.
 void DisplayList::reserve() {
     const std::size_t most = _layerCount * kMaxItemsPerLayer;
     _items.reserve(most);
@@ -157,7 +157,7 @@ void DisplayList::clear() {
     _isInProgress = false;
 }
 
-/// Does not copy the values of a layer that is not animated, as most are not.
+/// Reads a layer without animations in place; most have none, so most values are not copied.
 template <class Action> void DisplayList::present(const CALayer &layer, const Action &action) {
     ++_layerCount;
     if (!layer.hasAnimationsInPlace()) {

@@ -8,8 +8,8 @@ using PixelArithmetic::kFullWeight;
 
 constexpr std::uint32_t kBlack = 0xFF000000;
 
-/// The target is drawn from top to bottom in bands of this size, so that what is drawn on top of
-/// each other is still in the processor's cache.
+/// The target is drawn from top to bottom in bands of this size, so that pixels that are drawn over
+/// again are still in the processor's cache.
 constexpr int kBandBytes = 1 << 22;
 constexpr int kMinBandRows = 16;
 
@@ -106,8 +106,8 @@ void DisplayListPainter::paintPicture(const Item &item, const Surface &surface) 
     }
 }
 
-/// Only where several members may overlap are they drawn as one first. Elsewhere each fades by
-/// itself.
+/// Draws the members into a buffer only where several may overlap. Elsewhere each is drawn straight
+/// into the target with the group's weight.
 void DisplayListPainter::paintGroup(const Item &group, const Surface &surface) {
     const PaintClip &clip = surface.clip;
     GroupBuffers::Buffer &buffer = _buffers.take(clip.rect);
@@ -149,7 +149,7 @@ void DisplayListPainter::paintMask(const Item &mask, const Surface &surface) {
     _buffers.giveBack();
 }
 
-/// Draws the members over nothing, and returns the buffer's pixels.
+/// Draws the members over transparent pixels, and returns the buffer's pixels.
 Picture DisplayListPainter::paintInto(GroupBuffers::Buffer &buffer, const CellMask &shown,
                                       const Item &group) {
     const PixelArea pixels = buffer.pixels(shown.area());

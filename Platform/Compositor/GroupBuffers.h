@@ -13,7 +13,7 @@ class GroupBuffers {
   public:
     class Buffer {
       public:
-        /// The pixels that members may change, and those among them that several members may.
+        /// The pixels that members may change, and those that more than one member may change.
         CellMask shown;
         CellMask shared;
 

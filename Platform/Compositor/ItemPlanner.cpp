@@ -7,7 +7,7 @@ namespace {
 
 using Item = DisplayItem;
 
-/// Pixels. No pixel changes when a picture is moved by less.
+/// Pixels. Moving a picture by less than this changes no pixel.
 constexpr double kUnseen = 1.0 / 4096;
 
 /// A picture on at least this part of the screen is likely to stay where it is.

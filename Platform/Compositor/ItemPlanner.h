@@ -47,8 +47,8 @@ class ItemPlanner {
 
     const DeviceRect &device() const { return _device; }
 
-    /// The plan of an item of the list, valid until endFrame(), or of another list, valid until the
-    /// next call.
+    /// The plan of an item. For an item of the frame's list it is valid until endFrame(), for any
+    /// other until the next call.
     const ItemPlan &planOf(const DisplayItem &item);
 
     /// The pixels of the bounds of an item that is to be drawn Scaled; see

@@ -103,7 +103,7 @@ template <class V> HWY_INLINE Signed picked(V from, const std::uint8_t *places) 
 // ---- Blending. Words are the channels of two pixels in each block, with 128 steps a level. What
 // is drawn is negative, because the weights of its texels are.
 
-/// The weight of the pixels below.
+/// The weight of the pixels below: what the alpha of `source` leaves.
 HWY_INLINE Words restOf(Signed source) {
     return hn::BitCast(
         kWords, hn::Add(words(PixelTables::kFullAlpha), picked(source, PixelTables::kAlpha)));
@@ -291,7 +291,7 @@ template <class Texels> class InsideRows {
             .blendSome(row.pixels, static_cast<std::size_t>(row.count));
     }
 
-    // Fills whole vectors: offsets beyond the row's end are those of no texel.
+    // Fills whole vectors; offsets beyond the row's end point at no texel and must not be used.
     HWY_INLINE void findOffsets(const SpriteRow &row, std::int32_t *offsets) const {
         const Numbers stepU = hn::Set(kNumbers, stepOfVector(_step.u));
         const Numbers stepV = hn::Set(kNumbers, stepOfVector(_step.v));
@@ -354,8 +354,8 @@ HWY_INLINE void drawInsideRows(const SpriteSource &source, const SpriteStep &ste
                                const SpriteRow *rows, std::size_t count, std::uint32_t weight) {
     constexpr std::size_t kAhead = 3;
     const InsideRows<Texels> inside(source, step, weight);
-    // Offsets are found one row ahead of their use, because they go through memory, which takes
-    // time.
+    // Offsets are found one row ahead of their use, which hides the latency of storing and loading
+    // them.
     HWY_ALIGN std::int32_t offsets[2][SpriteRow::kMaxPixels + kLanes];
     inside.findOffsets(rows[0], offsets[0]);
     for (std::size_t i = 0; i < count; ++i) {

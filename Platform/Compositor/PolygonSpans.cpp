@@ -9,7 +9,8 @@ namespace {
 /// Pixels. A centre this near an edge counts as inside, because rounding may put it on either side.
 constexpr double kTouching = 1.0 / 65536;
 
-/// Pixels. Edges nearer than this are followed in integers with 32 fractional bits.
+/// Pixels. Edges whose x stays below this are followed in integers with 32 fractional bits, which
+/// could overflow beyond.
 constexpr double kNear = 1 << 28;
 
 /// More rows than most sprites have, so that few sprites allocate.
@@ -67,7 +68,7 @@ void PolygonSpans::find(std::span<const Point> polygon, const DeviceRect &clip) 
     }
 }
 
-/// The edge goes downwards.
+/// The edge must run downwards, from `from` to `to`.
 void PolygonSpans::addEdge(const Point &from, const Point &to, int first, int end, bool isLeft) {
     const double slope = (to.x - from.x) / (to.y - from.y);
     const double start = from.x + (first + 0.5 - from.y) * slope;

@@ -35,8 +35,8 @@ class PresentedLayer {
     const float _opacity;
 };
 
-/// The distance of a plane's points (X, Y) from the viewer: x·X + y·Y + one. Sizes are true where
-/// it is 1; a point is behind the viewer where it is not above 0.
+/// The distance of a plane's points (X, Y) from the viewer: x·X + y·Y + one. Where it is 1, sizes
+/// are unchanged; where it is not above 0, a point is behind the viewer.
 struct Depth {
     double x = 0;
     double y = 0;

@@ -5,10 +5,10 @@
 
 namespace {
 
-/// Pixels; rounding errors are smaller.
+/// Pixels. Rounding errors are smaller than this.
 constexpr double kUnseen = 1.0 / 65536;
 
-/// Pixels; farther away than any pixel of a device.
+/// Pixels. Farther away than any pixel of a device.
 constexpr double kFar = 1e9;
 
 /// Narrows [low, high] to the x for which start + step·x is at least `least`.

@@ -76,7 +76,7 @@ std::int32_t fixedPosition(double position, double halfStep, std::int32_t last) 
     return static_cast<std::int32_t>(std::clamp<double>(position * 65536 + halfStep, 0, last));
 }
 
-/// Gets the four texels of which the top left one is given.
+/// Reads four neighbouring texels, of which the top left one is at `column` and `row`.
 void fetch(const SpriteSource &source, std::int32_t column, std::int32_t row,
            std::uint32_t (&texels)[4]) {
     const std::ptrdiff_t first = std::ptrdiff_t{row} * source.stride + column;

@@ -98,7 +98,7 @@ constexpr std::size_t kBlock = 4;
 
 std::size_t roundedUp(std::size_t pixels) { return (pixels + kBlock - 1) / kBlock * kBlock; }
 
-/// Rows scaled along x, kept for as long as pixels further down need them.
+/// Rows scaled along x, kept as long as pixels further down need them.
 class RowWindow {
   public:
     RowWindow(const Picture &picture, const Taps &columns, int rows)

@@ -32,7 +32,7 @@ CGPixels reduced(const Picture &picture, int width, int height);
 /// every frame that is painted uses it.
 class ScaledPictures {
   public:
-    /// Each may be as large as the screen.
+    /// A small number, because each entry may be as large as the screen.
     static constexpr std::size_t kMaxEntries = 4;
 
     /// The pixels of `area`, where the image's texels lie along the axes as given. Valid until the

@@ -7,14 +7,14 @@
 
 namespace {
 
-/// A row is drawn in pieces of this many pixels, laid out from the sprite's middle: so rounding
-/// errors do not add up along a row, and no pixel depends on where a clip begins.
+/// A row is drawn in pieces of this many pixels, laid out from the sprite's middle, so that
+/// rounding errors do not add up along a row and no pixel depends on where a clip begins.
 constexpr int kPiece = SpriteRow::kMaxPixels;
 
 /// Rows with larger steps than this are left to the loop that checks every position.
 constexpr std::uint32_t kMaxStep = 1 << 23;
 
-/// Texels; positions are rounded by less.
+/// Texels. Rounding moves positions by less than this.
 constexpr double kSafety = 1.0 / 128;
 
 /// Converts to 32 fractional bits, limited to values that do not overflow.
@@ -66,8 +66,7 @@ void Sprite::findShown(const DeviceRect &clip, PolygonSpans &shown) const {
     shown.find(corners, clip);
 }
 
-/// The position among the texels of the pixel in a row that lies in the column of the sprite's
-/// middle.
+/// The texel position of one pixel of a row: the pixel in the column of the sprite's middle.
 struct SpritePainter::Line {
     std::uint64_t u;
     std::uint64_t v;
@@ -116,7 +115,7 @@ class SpritePainter::Positions {
     }
 
   private:
-    // Added to round positions: half of the step in which samples take their fractions.
+    // Rounds positions: half of the step to which samples round their fractions.
     static constexpr std::uint64_t kHalfStepOfU = 1 << 15;
     static constexpr std::uint64_t kHalfStepOfV = 1 << 24;
 

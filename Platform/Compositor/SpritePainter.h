@@ -41,7 +41,7 @@ class SpritePainter {
     const PixelKernels &_kernels;
     PolygonSpans _shown;
 
-    // Rows that were found but not drawn yet: the loops over pixels take many at a time.
+    // Rows that were found but not drawn yet, because the loops over pixels take many rows a call.
     static constexpr std::size_t kMaxRows = 256;
     static constexpr std::size_t kMaxWeights = 4096;
     std::array<SpriteRow, kMaxRows> _insideRows;

@@ -26,7 +26,7 @@ constexpr CGPoint CGPointApplyAffineTransform(CGPoint point, const CGAffineTrans
             static_cast<CGFloat>(t.b * point.x + t.d * point.y + t.ty)};
 }
 
-/// Device coordinates beyond it are outside of every bitmap and overflow cairo's fixed-point
+/// Device coordinates beyond this lie outside every bitmap and overflow cairo's fixed-point
 /// numbers.
 inline constexpr double kMaxCoordinate = 4e6;
 

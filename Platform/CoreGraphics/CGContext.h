@@ -43,8 +43,8 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
     void setFillColor(const CGColor &color);
     void setBlendMode(CGBlendMode mode);
 
-    /// From now on only the part of `area` where the picture is opaque is painted, in proportion to
-    /// the picture's alpha; with a null picture nothing is.
+    /// Restricts painting to `area`, in proportion to the alpha of the picture stretched over it.
+    /// With a null picture nothing is painted any more.
     void clipToMask(const CGRect &area, const CGImage *mask);
 
     void fillRect(const CGRect &area);

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-// Pictures made from others. Null for a null picture. Any thread.
+// These make pictures from others. Null for a null picture. Any thread.
 
 /// The part of the picture inside the rectangle (in pixels, origin at the top left), grown to whole
 /// pixels. Null when none of it is inside.
@@ -26,7 +26,7 @@ PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *
                                                                  CGComponentRange green,
                                                                  CGComponentRange blue);
 
-/// A stencil: what is painted through it shows where a sample is 0 and is hidden where it is 255.
+/// A stencil: a picture seen through it shows where a sample is 0 and is hidden where it is 255.
 /// Never changes.
 class PLATFORM_EXPORT CGImageMask final : public NSObject {
   public:

@@ -7,8 +7,8 @@
 #include <vector>
 
 /// Allocates memory that begins at a cache line, as a display's buffers do: copying pixels by whole
-/// lines then touches no line twice. New elements without a value are not cleared; give a value
-/// where they are not written anyway.
+/// lines then touches no line twice. New elements are not cleared: give a value unless all of them
+/// are written.
 template <class Element> struct CacheLineAllocator {
     using value_type = Element;
     static constexpr std::align_val_t kLine{64};

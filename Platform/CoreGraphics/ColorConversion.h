@@ -21,7 +21,7 @@ class ColorConversion {
         double red[2], green[2], blue[2], white[2];
     };
 
-    /// Larger profiles are ignored; those of printing presses take about half of it.
+    /// Larger profiles are ignored. Profiles of printing presses take about half of this.
     static constexpr std::size_t kMaxProfileBytes = std::size_t{4} << 20;
 
     ColorConversion() = default;

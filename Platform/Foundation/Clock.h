@@ -25,7 +25,7 @@ class PLATFORM_EXPORT ClockCondition {
     std::condition_variable _condition;
 };
 
-/// The clock that everything in the platform asks for the time and waits by. Times are whole
+/// The clock that everything in the platform uses to tell the time and to wait. Times are whole
 /// nanoseconds since an arbitrary start and never run backwards.
 class PLATFORM_EXPORT Clock {
   public:
@@ -50,7 +50,7 @@ class PLATFORM_EXPORT Clock {
                       Nanoseconds deadline) = 0;
     virtual void notifyAll(ClockCondition &condition) = 0;
 
-    /// A clock's data about a thread between the calls below; null when it keeps none.
+    /// What a clock keeps about a thread between the calls below; null when it keeps nothing.
     class ThreadRecord {
       public:
         virtual ~ThreadRecord() = default;

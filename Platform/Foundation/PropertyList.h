@@ -65,14 +65,14 @@ class PLATFORM_EXPORT PropertyList {
 };
 
 /// What a property list may hold. A binary list may refer to one object many times, so that a file
-/// of a few bytes could ask for gigabytes: each reference counts anew.
+/// of a few bytes could ask for gigabytes; therefore each reference counts again.
 struct PropertyListLimits {
     static constexpr std::size_t kMaxFileBytes = 64 << 20;
     /// Values and keys.
     static constexpr std::size_t kMaxNodes = 1'000'000;
     /// Bytes of text, keys and data, taken together.
     static constexpr std::size_t kMaxContentBytes = 64 << 20;
-    /// Values inside one another; the outermost counts 1.
+    /// Levels of nested values; the outermost value is level 1.
     static constexpr std::size_t kMaxDepth = 256;
 };
 

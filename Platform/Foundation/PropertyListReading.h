@@ -18,8 +18,8 @@ std::optional<PropertyList> readBinaryPropertyList(std::span<const std::uint8_t>
 
 std::optional<PropertyList> readXMLPropertyList(std::span<const std::uint8_t> bytes);
 
-/// What is left of the limits while a property list is being read. The readers ask before they
-/// allocate anything; false when there is not that much left.
+/// The rest of the limits while a property list is being read. The readers ask before they allocate
+/// anything; false when not enough is left.
 class PropertyListBudget {
   public:
     bool takeNodes(std::uint64_t count) { return take(_nodes, count); }
@@ -38,8 +38,8 @@ class PropertyListBudget {
     std::uint64_t _contentBytes = PropertyListLimits::kMaxContentBytes;
 };
 
-// Simple values as XML writes them. White space around them is ignored; anything else that does not
-// belong there gives nothing.
+// Simple values as XML writes them. White space around them is ignored; any other text that is not
+// of the form gives nothing.
 
 /// Decimal, or hexadecimal after "0x"; a sign may lead it. A real when it needs more than 64 signed
 /// bits.

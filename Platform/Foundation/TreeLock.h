@@ -24,8 +24,8 @@ class PLATFORM_EXPORT TreeLock {
         Yield &operator=(const Yield &) = delete;
     };
 
-    /// Lets the threads that wait for the tree have it first, so that a busy main thread does not
-    /// starve them. Main thread, between call-outs.
+    /// Lets waiting threads take the lock first, so that a busy main thread does not starve them.
+    /// Main thread, between call-outs.
     static void yieldIfWanted();
 
   private:

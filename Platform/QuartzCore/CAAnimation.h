@@ -8,8 +8,8 @@
 /// The media clock: the time of the current Clock in seconds. Never runs backwards. Any thread.
 PLATFORM_EXPORT NSTimeInterval CACurrentMediaTime();
 
-/// How long, how often and which way round an animation runs. Any values are allowed; invalid ones
-/// count as described here.
+/// Duration, repeat count and direction of an animation. Any values are allowed; invalid ones count
+/// as described here.
 struct PLATFORM_EXPORT CAAnimationTiming {
     static constexpr NSTimeInterval kDefaultDuration = 0.25;
 
@@ -68,7 +68,7 @@ class PLATFORM_EXPORT CAAnimation : public NSObject {
     NSTimeInterval beginTime() const { return _beginTime; }
     void setBeginTime(NSTimeInterval time) { _beginTime = time; }
 
-    /// False: the animation stays under its key after its end, but no longer shows.
+    /// False: the animation stays under its key after its end, but shows nothing any more.
     bool isRemovedOnCompletion() const { return _removedOnCompletion; }
     void setRemovedOnCompletion(bool removed) { _removedOnCompletion = removed; }
 

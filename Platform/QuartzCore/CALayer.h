@@ -50,7 +50,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
         animate(&CALayerValues::transform, _transform, transform);
     }
 
-    /// Applied to the sublayers about the layer's anchor point; perspective lives in its m34.
+    /// Applied to the sublayers about the layer's anchor point; its m34 gives perspective.
     CATransform3D sublayerTransform() const {
         const TreeAccess access;
         return sublayerTransformInPlace();
@@ -156,7 +156,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
         return field;
     }
 
-    /// The old value is destroyed after the tree is given up.
+    /// Destroys the old value after the tree lock was released.
     template <class T> void write(T &field, T value) {
         const TreeAccess access;
         if (!(field == value)) {
@@ -185,8 +185,8 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     bool animationsNoteChange();
     void onMainThread(const std::function<void()> &action);
 
-    /// Marks the layer and those above it. Above a marked layer all are marked, so the walk ends
-    /// there.
+    /// Marks the layer and its superlayers. All superlayers of a marked layer are marked already,
+    /// so the walk ends at the first marked one.
     void setNeedsComposite() {
         for (CALayer *layer = this; layer && !layer->_changed; layer = layer->_superlayer) {
             layer->_changed = true;

@@ -37,10 +37,11 @@ class CALayerAnimations {
     /// Called before the layer changes: remembers what it shows, once in each call-out.
     void changeBegins();
 
-    /// Remembers the position and the transform shown now, even if done in this call-out already.
+    /// Remembers the position and the transform shown now, even if changeBegins() has done so in
+    /// this call-out.
     void keepShownPlace();
 
-    /// True when nothing here can matter to a later change, so that the object may be deleted.
+    /// True when the object holds nothing that a later change needs, so that it may be deleted.
     bool isForgettable() const;
 
   private:

@@ -35,7 +35,7 @@ class CARunningAnimation {
         CAComponents from;
         std::optional<CAComponents> to;
 
-        /// Both ends come from the layer, so a rotation goes the short way.
+        /// True when both ends come from the layer; a rotation then goes the short way.
         bool isFree;
 
         void apply(double progress, const CALayerValues &own, CALayerValues &shown) const;

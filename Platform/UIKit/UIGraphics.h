@@ -3,7 +3,7 @@
 #include "Platform/CoreGraphics/CGContext.h"
 #include "Platform/UIKit/UIImage.h"
 
-// The current image context of the calling thread. Contexts stack; each begin needs an end.
+// The current image context of the calling thread. Contexts are nested; each begin needs an end.
 
 /// Makes a clear context current. `size` is in points and is rounded up to whole pixels, at one
 /// pixel a point. User space has its origin at the top left with y growing downward. With a size of

@@ -7,7 +7,7 @@
 
 #include <vector>
 
-/// What of a view changes with its superview's size; values are combined with |.
+/// Which sides and margins of a view change with its superview's size; values are combined with |.
 enum UIViewAutoresizing : NSUInteger {
     UIViewAutoresizingNone = 0,
     UIViewAutoresizingFlexibleLeftMargin = 1,
@@ -86,11 +86,11 @@ class PLATFORM_EXPORT UIView : public NSObject, public CAAnimationDelegate {
     void addSubview(UIView *view);
     virtual void removeFromSuperview();
 
-    /// Called for animations whose delegate is this view; passes them to the handler below.
+    /// Called when an animation stops whose delegate is this view; calls the handler below.
     void animationDidStop_finished(CAAnimation *animation, bool finished) override;
 
-    /// Sets what all views do when an animation stops whose delegate they are; at first nothing.
-    /// Main thread.
+    /// Sets the function that is called when an animation stops whose delegate is a view; none at
+    /// first. Main thread.
     using AnimationStopHandler = void (*)(UIView *view, CAAnimation *animation, bool finished);
     static void setAnimationStopHandler(AnimationStopHandler handler);
 

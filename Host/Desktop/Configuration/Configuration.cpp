@@ -96,7 +96,7 @@ constexpr const char *kWallpaper = "wallpaper";
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 constexpr const char *kAdvice = "write the line wallpaper = \"...\" with an editor";
 
-/// Offsets of the first byte and behind the last byte of a part of a text.
+/// A part of a text: the offset of its first byte, and the offset behind its last byte.
 struct Range {
     std::size_t begin;
     std::size_t end;
@@ -188,7 +188,7 @@ class ConfigurationReader {
     }
 
   private:
-    /// A key that stands at the top only. `read` is false for a value that the key cannot have.
+    /// A key that is valid at the top only. `read` returns false for an invalid value.
     struct Key {
         std::string_view name;
         const char *range;

@@ -12,8 +12,9 @@
 
 namespace Lumivera {
 
-/// The contents of the user's configuration file. The keys of a WallpaperChoice stand at the top
-/// for all outputs and under [output.NAME] for one; the other keys stand at the top only.
+/// The contents of the user's configuration file. The keys of a WallpaperChoice are valid at the
+/// top, for all outputs, and under [output.NAME], for one; the other keys are valid at the top
+/// only.
 class Configuration {
   public:
     /// Configures nothing.
@@ -31,7 +32,7 @@ class Configuration {
     /// The choice for all outputs.
     const WallpaperChoice &choice() const { return _choice; }
 
-    /// The choice for one output: that for all outputs, overridden by its own.
+    /// The choice for one output: the choice for all outputs, overridden by its own.
     WallpaperChoice choiceFor(const std::string &output) const;
 
     /// The outputs' own choices, by name.
@@ -39,7 +40,7 @@ class Configuration {
 
     const PauseOptions &pauseOptions() const { return _pauseOptions; }
 
-    /// Missing where the file does not say.
+    /// Empty when the file does not set it; so are the values below.
     std::optional<bool> isClickThrough() const { return _isClickThrough; }
 
     /// True when bundles' own libraries are run even if others can write them.
@@ -54,7 +55,7 @@ class Configuration {
     /// relative ones at `folder`. Names of installed wallpapers stay.
     void resolvePaths(const std::string &folder, const std::string &home);
 
-    /// True when the two differ at most in the wallpaper for all outputs.
+    /// True when the two differ in nothing but the wallpaper for all outputs.
     bool isSameButForWallpaper(const Configuration &other) const;
 
     /// Limit of a text, in bytes.

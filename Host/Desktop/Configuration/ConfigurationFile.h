@@ -10,8 +10,8 @@
 
 namespace Lumivera {
 
-/// Reads the user's configuration file and follows its changes: rewritten in place, replaced,
-/// deleted, made in a folder that did not exist, also behind links. It is read again after 0.1 s
+/// Reads the user's configuration file and watches it for changes, also behind links: the file may
+/// be rewritten, replaced, deleted, or created together with its folder. Reads it again after 0.1 s
 /// without an event, so that no half-written file is read. A missing file configures nothing. Main
 /// thread.
 class ConfigurationFile final : private DescriptorSource {

@@ -97,7 +97,8 @@ bool ControlPeer::hasHungUp() const {
     return poll(&state, 1, 0) > 0 && (state.revents & (POLLHUP | POLLERR)) != 0;
 }
 
-/// Discards answers, which nobody reads any more. Requests before that are still executed.
+/// Discards answers, because nobody reads them any more. Requests that have arrived are still
+/// executed.
 void ControlPeer::becomeDeaf() {
     _isDeaf = true;
     _unsent.clear();

@@ -93,7 +93,7 @@ struct ActionName {
     std::string_view name;
     Action action;
 
-    /// The fields that it requires besides "do", "output" and "id".
+    /// The fields that the action requires besides "do"; "output" and "id" are optional.
     std::vector<std::string> fields;
 };
 

@@ -34,7 +34,7 @@ bool isAllowed(int descriptor) {
 ControlServer::ControlServer(DescriptorWaiter &waiter, ControlTarget &target, std::string desktop,
                              const std::string &folder)
     : _waiter(waiter), _service(target, std::move(desktop)), _path(ControlPlace::socketIn(folder)),
-      _rest([] {}), // its end alone makes awaitedEvents() accept again
+      _rest([] {}), // awaitedEvents() accepts again when this is over
       _self(std::make_shared<ControlServer *>(this)) {
     ControlPlace::makeFolder(folder);
     lock(folder);
@@ -78,7 +78,7 @@ void ControlServer::listenAtPath() {
                              chmod(_path.c_str(), kOursAlone) == 0 &&
                              listen(_listener, kBacklog) == 0;
     if (!isListening) {
-        throw HostError(_path, "cannot be listened at: " + systemErrorText(),
+        throw HostError(_path, "cannot be opened as a socket: " + systemErrorText(),
                         "check the folder and its permissions");
     }
 }

@@ -20,7 +20,7 @@ struct OutputStatus {
     unsigned height = 0;
     CGFloat density = 1;
 
-    /// The visible bundle, and the one that was asked for where that has failed.
+    /// The visible bundle, and the requested one if it has failed and another is shown instead.
     std::string bundle;
     std::string failedBundle;
 
@@ -44,7 +44,7 @@ class ControlTarget {
     virtual std::vector<OutputStatus> status(const std::string &output) = 0;
     virtual void setPaused(const std::string &output, bool paused) = 0;
 
-    /// Sets the values that the choice has. A bundle is begun anew even if it is shown already.
+    /// Sets the values that the choice has. A bundle that is shown already is restarted.
     virtual void choose(const std::string &output, const WallpaperChoice &choice) = 0;
 
     /// Forgets what choose() has set for a key, so that the configuration and the bundle decide.

@@ -21,13 +21,14 @@ class RemoteView {
     /// Called in call-outs of the main run loop, never from within a call of the view.
     class Listener {
       public:
-        /// The view has drawn a picture that it was allowed to draw; `rects` are its damage since
-        /// the picture before. The view must stay for the call.
+        /// The view has drawn into buffer `index`, as it was allowed to; `rects` is the damage
+        /// since the picture before. The listener must not delete the view within the call.
         virtual void viewDrew(RemoteView &view, unsigned index,
                               const std::vector<DeviceRect> &rects) = 0;
 
-        /// The view has ended by itself, for a reason in words. `isHopeless` when it would end the
-        /// same way again. The listener may delete it right away; no more calls come from it.
+        /// The view has ended by itself; `reason` is for people. `isHopeless` tells that it would
+        /// end the same way again. The listener may delete it right away; no more calls come from
+        /// it.
         virtual void viewEnded(RemoteView &view, const std::string &reason, bool isHopeless) = 0;
 
       protected:
@@ -37,16 +38,16 @@ class RemoteView {
     /// Ends the view at once.
     virtual ~RemoteView() = default;
 
-    /// Allows drawing once into that picture of the memory.
+    /// Allows the view to draw once into buffer `index` of its memory.
     virtual void allowDrawing(unsigned index) = 0;
 
-    /// A view that does not run rests once it has drawn its first picture.
+    /// A view that is not to run draws its first picture and then rests.
     virtual void setRunning(bool isRunning) = 0;
 
     /// Changes the values that `change` has. A tint has no effect: that takes a new view.
     virtual void set(const WallpaperValues &change) = 0;
 
-    /// Places and distances in points.
+    /// Positions and distances are in points.
     virtual void tap(CGPoint point) = 0;
     virtual void scrollBy(CGFloat distance) = 0;
     virtual void finishScrolling() = 0;
@@ -66,7 +67,7 @@ struct ViewRequest {
     CGFloat density = 1;
 };
 
-/// Makes views; throws a HostError when there can be none.
+/// Makes views; throws a HostError when it cannot make one.
 using ViewMaker =
     std::function<std::unique_ptr<RemoteView>(const ViewRequest &, RemoteView::Listener &)>;
 

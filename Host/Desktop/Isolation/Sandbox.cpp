@@ -95,7 +95,7 @@ bool confineFiles(const std::vector<std::string> &readable) {
 
 /// System calls that act outside the process. Drawing, threads and reading files need none of them.
 constexpr int kForbidden[] = {
-    // Connections, and descriptors through the one that is there.
+    // New connections, and sending descriptors over an existing one.
     SCMP_SYS(sendmsg), SCMP_SYS(sendmmsg), SCMP_SYS(socket), SCMP_SYS(socketpair), SCMP_SYS(bind),
     SCMP_SYS(listen), SCMP_SYS(accept), SCMP_SYS(accept4), SCMP_SYS(connect),
     // Other programs and processes.
@@ -107,7 +107,7 @@ constexpr int kForbidden[] = {
     SCMP_SYS(sched_setscheduler), SCMP_SYS(sched_setparam), SCMP_SYS(sched_setattr),
     SCMP_SYS(ioprio_set), SCMP_SYS(migrate_pages), SCMP_SYS(move_pages), SCMP_SYS(process_mrelease),
     SCMP_SYS(timer_create),
-    // Files, beyond reading.
+    // Changing files, and memory or messages shared with other processes.
     SCMP_SYS(creat), SCMP_SYS(unlink), SCMP_SYS(unlinkat), SCMP_SYS(rename), SCMP_SYS(renameat),
     SCMP_SYS(renameat2), SCMP_SYS(mkdir), SCMP_SYS(mkdirat), SCMP_SYS(rmdir), SCMP_SYS(link),
     SCMP_SYS(linkat), SCMP_SYS(symlink), SCMP_SYS(symlinkat), SCMP_SYS(mknod), SCMP_SYS(mknodat),
@@ -120,7 +120,7 @@ constexpr int kForbidden[] = {
     SCMP_SYS(semtimedop), SCMP_SYS(shmget), SCMP_SYS(shmctl), SCMP_SYS(shmat),
     SCMP_SYS(memfd_create), SCMP_SYS(memfd_secret), SCMP_SYS(inotify_init), SCMP_SYS(inotify_init1),
     SCMP_SYS(fanotify_init), SCMP_SYS(open_by_handle_at), SCMP_SYS(name_to_handle_at),
-    // The system.
+    // Mounts, kernel modules, clocks and other state of the whole system.
     SCMP_SYS(mount), SCMP_SYS(mount_setattr), SCMP_SYS(umount2), SCMP_SYS(open_tree),
     SCMP_SYS(move_mount), SCMP_SYS(fsopen), SCMP_SYS(fsmount), SCMP_SYS(chroot),
     SCMP_SYS(pivot_root), SCMP_SYS(unshare), SCMP_SYS(setns), SCMP_SYS(bpf),

@@ -24,10 +24,11 @@ struct Limits {
     std::uint64_t bytes = 0;
 };
 
-/// Gives up for good what drawing does not need: new privileges, all files except reading the given
-/// ones, other processes, new connections, and memory beyond the limit. Protections that the kernel
-/// does not offer are skipped. Returns a bit, in the order of available(), for each protection that
-/// the kernel offers but has refused. Call while the process has one thread.
+/// Irrevocably gives up what drawing does not need: new privileges, all access to files except
+/// reading the given ones, other processes, new connections, and memory beyond the limit.
+/// Protections that the kernel does not offer are skipped. Returns a bit, in the order of
+/// available(), for each protection that the kernel offers but has refused. Call while the process
+/// has one thread.
 std::uint32_t enter(const Limits &limits);
 
 } // namespace Lumivera::Sandbox

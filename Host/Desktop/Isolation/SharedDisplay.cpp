@@ -7,7 +7,7 @@ namespace Lumivera {
 
 namespace {
 
-/// A picture that is older, in pictures drawn since, is repainted as a whole.
+/// A buffer into which the view has not drawn for more than this many pictures is repainted whole.
 constexpr std::uint64_t kMaxAge = 16;
 
 /// Copies the rectangles into a report. When it has no room for all of them, its last one encloses

@@ -20,7 +20,7 @@ class SharedDisplay final : public Display {
     /// `host` is not owned. `density` in pixels a point.
     SharedDisplay(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory, CGFloat density);
 
-    /// Waits for further descriptors.
+    /// The main run loop's waiter, for further descriptors.
     DescriptorWaiter &waiter() { return _waiter; }
 
     /// Nothing is drawn before this call, because a view that has not loaded shows nothing yet.
@@ -33,7 +33,7 @@ class SharedDisplay final : public Display {
     CGSize size() const override;
     CGFloat density() const override { return _density; }
 
-    /// A display that rests counts as visible until its first picture.
+    /// A resting display counts as visible until its first picture is drawn.
     bool isVisible() const override { return !_isResting || _pictureCount == 0; }
     void present(const Drawing &draw) override;
     void setTitle(const std::string &) override {}
@@ -54,7 +54,7 @@ class SharedDisplay final : public Display {
     Listener *_listener = nullptr;
     std::optional<std::uint32_t> _allowed;
 
-    /// The value of _pictureCount when each picture was last drawn; 0 for never.
+    /// For each buffer, the value of _pictureCount after it was last drawn into; 0 for never.
     std::vector<std::uint64_t> _drawnAt;
     std::uint64_t _pictureCount = 0;
     bool _hasBegun = false;

@@ -13,7 +13,7 @@ namespace Lumivera {
 struct ViewOrder {
     enum class Kind : std::uint64_t {
         Begin, ///< the first order, once: the memory's descriptor, size, count and density, values
-        Draw,  ///< allows drawing into the picture `index`
+        Draw,  ///< allows drawing once into buffer `index`
         Run,
         Rest,
         Set,    ///< the values that change
@@ -40,7 +40,7 @@ static_assert(sizeof(ViewOrder) == 6 * sizeof(std::uint64_t) + sizeof(WallpaperB
 /// From the view to the host, which trusts none of it.
 struct ViewReport {
     enum class Kind : std::uint32_t {
-        Picture,  ///< the picture `index` is drawn; the first `count` rectangles are its damage
+        Picture,  ///< buffer `index` is drawn; the first `count` rectangles are the damage
         Petals,   ///< the view has `petals` petals; once after loading, and after each Set of them
         Answer,   ///< to Ping and Rest
         Confined, ///< once, before the bundle is read; `index` has the bits of Sandbox::enter()

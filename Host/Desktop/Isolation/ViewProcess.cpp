@@ -46,8 +46,8 @@ std::vector<std::string> environmentForViews() {
     return variables;
 }
 
-/// Memory for what the view prints. It cannot grow, so that nobody has to empty it: later output is
-/// lost.
+/// A memory file for what the view prints. It cannot grow, so nobody has to read it in time; output
+/// that does not fit is lost.
 int makeComplaints() {
     const int descriptor = memfd_create("complaints", MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (descriptor >= 0 && ftruncate(descriptor, kComplaintBytes) == 0) {
@@ -93,7 +93,7 @@ void ViewProcess::begin(const Start &start, const PacketSocket &theirs) {
     if (_process < 0) {
         close(_complaints);
         throw HostError(program, std::string("cannot be run: ") + std::strerror(-_process),
-                        "install the program whole");
+                        "reinstall the program");
     }
 }
 
@@ -327,7 +327,7 @@ void ViewProcess::checkLater() {
     }
 }
 
-/// Reads first: if this process was stopped meanwhile, reports that are already there count.
+/// Reads first: if the host itself was stopped for a while, reports that have arrived still count.
 void ViewProcess::check() {
     if (!readReports()) {
         return;
@@ -374,7 +374,7 @@ void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     _listener.viewEnded(*this, reason, isHopeless);
 }
 
-/// Kills the process if it still runs. Gives in words how it ended.
+/// Kills the process if it still runs. Returns how it ended, in words.
 std::string ViewProcess::endProcess() {
     if (_process <= 0) {
         return {};

@@ -92,7 +92,8 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     Clock::Nanoseconds _pictureDeadline = Clock::kNever;
     Clock::Nanoseconds _answerDeadline = Clock::kNever;
 
-    /// The reports that the view may send: its pictures by index, and how many of the others.
+    /// The reports that the view may still send: pictures by buffer index, and the number of
+    /// others.
     std::vector<bool> _isWanted;
     unsigned _answersDue = 0;
     unsigned _petalsDue = 1;

@@ -157,7 +157,7 @@ void ViewService::beginWhenLoaded() {
     }
 }
 
-/// A view that animates has loaded; a still one has when its threads have ended.
+/// A view has loaded when it animates or, if it stays still, when its threads have ended.
 bool ViewService::hasLoaded() {
     const DeskTopView &view = _show.view();
     return view.isAnimating() ||

@@ -43,7 +43,7 @@ struct PauseOptions {
     bool operator==(const PauseOptions &) const = default;
 };
 
-/// What the wallpaper of an output has to do.
+/// What PausePolicy decides for the wallpaper of one output.
 struct PauseDecision {
     /// The names of the reasons to rest, the most lasting first; empty while it runs.
     std::vector<std::string> reasons;

@@ -124,7 +124,7 @@ bool PowerSupplyWatch::readFolder(const std::string &folder) {
     return isEmptying && !isFed;
 }
 
-/// ENOBUFS means that messages were lost, which may have been about a supply.
+/// ENOBUFS means that messages were lost; one of them may have been about a supply.
 void PowerSupplyWatch::serve() {
     std::array<char, 8192> message;
     bool isAboutSupply = false;

@@ -39,7 +39,7 @@ class UPowerWatch {
 /// thread.
 class PowerSupplyWatch final : private DescriptorSource {
   public:
-    /// `changed` is called in call-outs when the answer has changed. The folder has a folder for
+    /// `changed` is called in call-outs when the answer has changed. `folder` has a subfolder for
     /// each supply.
     PowerSupplyWatch(DescriptorWaiter &waiter, std::string folder, std::function<void()> changed);
     ~PowerSupplyWatch();
@@ -52,7 +52,7 @@ class PowerSupplyWatch final : private DescriptorSource {
 
     void refresh();
 
-    /// The folder of Linux.
+    /// Where Linux lists the power supplies.
     static constexpr const char *kFolder = "/sys/class/power_supply";
 
     /// True when the supplies in the folder say that the machine is on battery; false without such

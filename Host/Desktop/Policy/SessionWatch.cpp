@@ -33,7 +33,7 @@ void SessionWatch::update() {
     }
 }
 
-/// Watches the supplies only while the power service does not.
+/// Watches the power supplies itself only while no power service runs.
 bool SessionWatch::isOnBattery() {
     if (_upower.isThere()) {
         _supplies.reset();

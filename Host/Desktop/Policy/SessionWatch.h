@@ -41,7 +41,7 @@ class SessionWatch {
     bool hasLogind() const { return _logind.isThere(); }
     bool hasUPower() const { return _upower.isThere(); }
 
-    /// Reads the power supplies again, for systems whose kernel reports no changes.
+    /// Reads the power supplies again; for systems whose kernel reports no changes of them.
     void refresh();
 
   private:

@@ -12,7 +12,7 @@ struct sd_bus_message;
 namespace Lumivera {
 
 /// The system's message bus, without blocking: answers come in later call-outs of the main run
-/// loop. A missing bus answers nothing. Main thread.
+/// loop. Without a bus no handler is called. Main thread.
 class SystemBus final : private DescriptorSource {
   public:
     /// A method, signal or property of an object of a service.
@@ -37,8 +37,8 @@ class SystemBus final : private DescriptorSource {
     /// Sets the function that is called once when the connection is lost.
     void setLossHandler(std::function<void()> lost) { _lost = std::move(lost); }
 
-    /// Calls the handler for every such signal from now on, if `firstArgument` is not empty only
-    /// for those with that first argument.
+    /// Calls the handler for every such signal from now on. If `firstArgument` is not empty, only
+    /// signals with that first argument count.
     void listen(const Member &signal, const std::string &firstArgument, Handler handler);
 
     /// Calls a method with the arguments that `addArguments` appends. The handler gets the answer

@@ -31,7 +31,7 @@ class HeadlessSurface final : public DesktopSurface {
     /// Null for none.
     Listener *listener() const { return _listener; }
 
-    /// What was given and presented so far.
+    /// The buffers of the surface, and what was presented so far.
     SharedBuffers *memory() const { return _memory.get(); }
     std::optional<unsigned> presented() const { return _presented; }
     std::uint64_t presentCount() const { return _presentCount; }

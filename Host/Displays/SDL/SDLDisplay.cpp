@@ -361,7 +361,7 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
     }
 }
 
-/// False for a key that means nothing.
+/// False for a key without a function.
 bool SDLDisplay::serveKey(std::int32_t key) {
     static constexpr struct {
         std::int32_t key;

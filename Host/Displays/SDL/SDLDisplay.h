@@ -68,7 +68,8 @@ class SDLDisplay final : public Display {
     std::uint32_t _wakeEvent = 0;
     std::atomic<bool> _isWakePending{false};
 
-    /// Of the key that was pressed last: whether it is held, and whether its symbol is known.
+    /// Whether the last key event was a repetition of a held key, and whether the key has a
+    /// function.
     bool _isKeyRepeated = false;
     bool _isKeyServed = false;
 };

@@ -24,10 +24,10 @@ class WaylandConnection final : public DescriptorSource {
     /// Hears of the connection in call-outs of the main run loop.
     class Listener {
       public:
-        /// All events that had arrived together were dispatched to their objects.
+        /// A batch of events that had arrived together was dispatched to their objects.
         virtual void eventsDispatched() = 0;
 
-        /// Told once. The connection may go within the call.
+        /// Called once. The listener may destroy the connection within the call.
         virtual void connectionLost(const std::string &reason) = 0;
 
       protected:
@@ -70,8 +70,7 @@ class WaylandConnection final : public DescriptorSource {
     bool _isServed = false;
 };
 
-/// The globals of which a compositor has one each; null for those that it does not offer. Main
-/// thread.
+/// The globals of which a compositor has one each; null if it does not offer one. Main thread.
 class WaylandGlobals final {
   public:
     WaylandGlobals() = default;
@@ -84,7 +83,7 @@ class WaylandGlobals final {
     void bind(wl_registry *registry, std::uint32_t number, std::string_view interface,
               std::uint32_t version);
 
-    /// A HostError when a global is missing without which no wallpaper can be shown.
+    /// A HostError when a global is missing that every wallpaper needs.
     void checkNeeds() const;
 
     /// Binds a global in the newest version that both sides know.

@@ -19,7 +19,7 @@ constexpr std::uint32_t kOutputVersion = 4;
 constexpr std::uint32_t kSeatVersion = 7;
 constexpr std::uint32_t kToplevelsVersion = 3;
 
-/// Asks a compositor for all that it offers.
+/// Lists what a compositor offers: its globals and outputs.
 class Offers {
   public:
     explicit Offers(WaylandConnection &connection)
@@ -134,7 +134,7 @@ struct WaylandDesktop::Events {
                                                     .global_remove = globalRemove};
 };
 
-/// The first round trip brings the globals, the second what they say of themselves.
+/// The first round trip brings the globals, the second their initial events.
 WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter, const Options &options)
     : _options(options), _connection(waiter), _cursor(_globals) {
     _registry = wl_display_get_registry(_connection.display());
@@ -153,7 +153,7 @@ WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter, const Options &options)
     _connection.listen(*this);
 }
 
-/// The listener hears nothing of this.
+/// Does not call the listener.
 WaylandDesktop::~WaylandDesktop() {
     killSurfaces();
     _seats.clear();

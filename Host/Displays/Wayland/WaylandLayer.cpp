@@ -121,7 +121,8 @@ void WaylandLayer::makeRegions(const WaylandGlobals &globals, bool clickThrough)
     }
 }
 
-/// Before version 4, damage is in points, which cannot describe pixels; all is damaged then.
+/// Before version 4, damage is in points, which cannot describe pixels, so the whole surface is
+/// damaged.
 void WaylandLayer::addDamage(const std::vector<DeviceRect> &damage) {
     if (wl_surface_get_version(_surface) < WL_SURFACE_DAMAGE_BUFFER_SINCE_VERSION) {
         wl_surface_damage(_surface, 0, 0, INT32_MAX, INT32_MAX);

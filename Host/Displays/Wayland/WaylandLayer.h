@@ -33,7 +33,7 @@ class WaylandLayer final {
     /// True once the compositor has configured it, before which no buffer may be attached.
     bool isConfigured() const { return _isConfigured; }
 
-    /// True once the compositor has closed it; it is of no use any more.
+    /// True once the compositor has closed it; a new layer surface is needed then.
     bool isClosed() const { return _isClosed; }
 
     /// The last configured size in points; a side of 0 is ours to choose.

@@ -110,7 +110,7 @@ WaylandSize WaylandOutput::size() const {
     return {mode.width / _current.scale, mode.height / _current.scale};
 }
 
-/// Takes the longer side, because the compositor has rounded the size.
+/// Divides the longer sides: the compositor has rounded the size, which matters least there.
 int WaylandOutput::scale() const {
     const WaylandSize mode = rotatedMode();
     const WaylandSize &logical = _current.logical;

@@ -25,10 +25,10 @@ class WaylandOutput final {
     /// A scale of 1 in the unit of wp_fractional_scale_v1.
     static constexpr int kScaleParts = 120;
 
-    /// Larger scales are not believed.
+    /// Scales are limited to this.
     static constexpr int kMaxScale = 16;
 
-    /// Owns the output. `number` is the registry's for it.
+    /// Owns the output. `number` is its number in the registry.
     WaylandOutput(wl_output *output, std::uint32_t number);
     ~WaylandOutput();
 
@@ -54,7 +54,8 @@ class WaylandOutput final {
     /// supported.
     int wholeScale() const { return _current.scale; }
 
-    /// Pixels a point in 120ths: mode by size where both are known, else the whole scale.
+    /// Pixels a point in 120ths: the mode divided by the size where both are known, else the whole
+    /// scale.
     int scale() const;
 
   private:

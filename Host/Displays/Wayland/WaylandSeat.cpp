@@ -138,7 +138,8 @@ struct WaylandPointer::Events {
     static void axisDiscrete(void *, wl_pointer *, std::uint32_t, std::int32_t) {}
     static void axisValue120(void *, wl_pointer *, std::uint32_t, std::int32_t) {}
 
-    /// Sets members by name, because newer headers have more. Their events need a newer version.
+    /// Sets members by name, because newer headers have more of them; those stay null, as their
+    /// events belong to versions that are not bound.
     static constexpr wl_pointer_listener kPointer = [] {
         wl_pointer_listener listener{};
         listener.enter = enter;

@@ -119,7 +119,7 @@ class WaylandTouch final {
 /// A seat with its pointer and touch screen, which may come and go. Main thread.
 class WaylandSeat final {
   public:
-    /// `number` is the registry's for it. Takes over the seat. The cursor outlives it.
+    /// `number` is its number in the registry. Takes over the seat. The cursor outlives it.
     WaylandSeat(wl_seat *seat, std::uint32_t number, WaylandCursor &cursor);
     ~WaylandSeat();
 

@@ -156,7 +156,7 @@ void WaylandSurface::close() {
     }
 }
 
-/// A side that the compositor leaves open is the output's.
+/// Takes a side that the compositor leaves to the client from the output.
 void WaylandSurface::updateGeometry() {
     WaylandSize size = _layer->size();
     const WaylandSize whole = _output.size();
@@ -208,7 +208,7 @@ void WaylandSurface::showAgain() {
     _mustShowAgain = false;
 }
 
-/// A compositor does not say that a surface cannot be seen; it sends no more frame callbacks.
+/// A compositor does not report that a surface is hidden; it only stops sending frame callbacks.
 void WaylandSurface::show(const std::vector<DeviceRect> &damage) {
     _layer->show(_buffers->take(*_shown), damage, _size, _wholeScale);
     _frameOverdue.callAfter(kMaxFrameSeconds);

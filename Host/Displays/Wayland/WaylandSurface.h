@@ -21,7 +21,7 @@ class WaylandOutput;
 /// gives up when that happens often. Main thread.
 class WaylandSurface final : public DesktopSurface {
   public:
-    /// All outlive the surface.
+    /// The globals and the output must outlive the surface.
     WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output, bool clickThrough);
     ~WaylandSurface() override;
 
@@ -40,10 +40,11 @@ class WaylandSurface final : public DesktopSurface {
     /// True once the compositor has closed it too often within a short time.
     bool isGivenUp() const { return _isGivenUp; }
 
-    /// Ends everything; from now on calls do nothing. The connection may be lost.
+    /// Destroys the surface's Wayland objects; later calls do nothing. The connection may be lost
+    /// already.
     void die();
 
-    /// Hears the surface's input; null for nobody.
+    /// The listener for the surface's input; may be null.
     PointerListener *pointerListener() const { return _listener; }
 
     /// The density, rounded up to whole pixels a point.
@@ -86,7 +87,7 @@ class WaylandSurface final : public DesktopSurface {
 
     DeferredCall _reopen;
 
-    /// Pending while a frame callback is awaited that is not overdue.
+    /// Pending while a frame callback is awaited and not yet overdue.
     DeferredCall _frameOverdue;
     DeferredCall _wantBuffer;
 };

@@ -23,7 +23,7 @@ struct WaylandCover {
 
 /// The windows of all programs, to know which outputs they hide. A compositor tells whether a
 /// window is full-screen or maximized, but not its place or workspace. So only the active window is
-/// known to be in sight, and windows side by side are not seen to hide an output. Main thread.
+/// known to be visible, and windows side by side are never found to hide an output. Main thread.
 class WaylandToplevels final {
   public:
     WaylandToplevels() = default;

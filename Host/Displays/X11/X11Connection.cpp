@@ -239,7 +239,7 @@ bool X11Connection::chooseVisual() {
     return _visual != 0;
 }
 
-/// Asks for all names before it waits for the first, which costs one round trip.
+/// Sends all requests before it waits for the first reply, so that they take one round trip.
 void X11Connection::internAtoms() {
     std::array<xcb_intern_atom_cookie_t, kAtomNames.size()> cookies;
     for (std::size_t i = 0; i < kAtomNames.size(); ++i) {
@@ -289,7 +289,7 @@ bool X11Connection::isLocal() const {
 
 void X11Connection::serveEvent(void *event) {
     const X11Event arrived(event);
-    if (arrived.type() != 0) { // 0 is the error of a request
+    if (arrived.type() != 0) { // 0 is an error reply to a request
         _listener.eventArrived(arrived);
     }
 }

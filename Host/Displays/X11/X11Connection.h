@@ -30,7 +30,7 @@ class X11Event {
   public:
     explicit X11Event(const void *bytes) : _bytes(bytes) {}
 
-    /// The protocol's number of the event, without the mark of those that another client sent.
+    /// The event's number in the protocol, without the flag of events that another client sent.
     std::uint8_t type() const { return *static_cast<const std::uint8_t *>(_bytes) & 0x7f; }
 
     /// `Event` must be the structure that belongs to type().
@@ -45,17 +45,17 @@ class X11Listener {
   public:
     virtual void eventArrived(const X11Event &event) = 0;
 
-    /// All events that had arrived together were told.
+    /// Called after a batch of events that had arrived together.
     virtual void eventsEnded() = 0;
 
-    /// Told once; `reason` in words. Every request from then on does nothing.
+    /// Called once; `reason` is for people. From then on requests do nothing.
     virtual void connectionLost(const std::string &reason) = 0;
 
   protected:
     ~X11Listener() = default;
 };
 
-/// Names that the programs of an X11 desktop have agreed on.
+/// Atoms of the conventions between the programs of an X11 desktop.
 enum class X11Atom {
     Utf8String,
     LumiveraRelease,
@@ -93,10 +93,10 @@ class X11Connection final : private DescriptorSource {
     X11Connection(const X11Connection &) = delete;
     X11Connection &operator=(const X11Connection &) = delete;
 
-    /// For requests.
+    /// The connection, for requests.
     xcb_connection_t *get() const { return _connection; }
 
-    /// The server's number for the name.
+    /// The server's number for the atom.
     std::uint32_t atom(X11Atom atom) const { return _atoms[static_cast<std::size_t>(atom)]; }
     std::uint32_t root() const;
 
@@ -106,17 +106,17 @@ class X11Connection final : private DescriptorSource {
     /// Whether this connection created the window.
     bool isOwn(std::uint32_t window) const;
 
-    /// Whether the server reads pixels from memory that a file descriptor stands for.
+    /// Whether the server can map shared memory from a file descriptor.
     bool takesSharedMemory() const { return _sharedMemoryEvent.has_value(); }
 
-    /// Whether the event says that the server has read such memory.
+    /// Whether the event is the server's notice that it has read an image from shared memory.
     bool isCompletion(const X11Event &event) const { return event.type() == _sharedMemoryEvent; }
 
-    /// Whether the server tells its monitors.
+    /// Whether the server reports its monitors.
     bool hasMonitors() const { return _monitorEvents.has_value(); }
     bool isMonitorChange(const X11Event &event) const;
 
-    /// Whether the server tells when its screen saver starts and ends.
+    /// Whether the server reports when its screen saver starts and ends.
     bool hasScreenSaver() const { return _screenSaverEvent.has_value(); }
     bool isScreenSaverChange(const X11Event &event) const {
         return event.type() == _screenSaverEvent;

@@ -10,11 +10,11 @@ namespace {
 
 using Level = Finding::Level;
 
-/// Seconds between two readings of the window stack, which changes all the time while a window is
-/// dragged.
+/// Minimum seconds between two readings of the window stack, which changes all the time while a
+/// window is dragged.
 constexpr NSTimeInterval kRest = 0.05;
 
-/// For a connection whose events nobody needs.
+/// Ignores the events of a connection that only sends requests.
 class Silence final : public X11Listener {
   private:
     void eventArrived(const X11Event &) override {}
@@ -138,7 +138,7 @@ void X11Desktop::awaitEvents() {
     }
 }
 
-/// A server without RandR tells a new screen size only by the root's.
+/// A server without RandR reports a new screen size only as a resize of the root window.
 bool X11Desktop::isOutputChange(const X11Event &event) const {
     return _connection.isMonitorChange(event) ||
            (event.type() == XCB_CONFIGURE_NOTIFY &&

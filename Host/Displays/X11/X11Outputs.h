@@ -15,20 +15,20 @@ struct X11Output {
     bool operator==(const X11Output &) const = default;
 };
 
-/// What the monitors show, without mirrors. Takes one or two round trips. One output for the whole
-/// screen, called "default", where the server does not tell its monitors.
+/// The parts of the screen that monitors show, without mirrors. Takes one or two round trips. One
+/// output for the whole screen, called "default", where the server does not report its monitors.
 std::vector<X11Output> readX11Outputs(X11Connection &connection);
 
 /// Leaves out outputs that show nothing but a part of what another one shows. Of two that show the
 /// same, the first stays.
 std::vector<X11Output> withoutMirrors(const std::vector<X11Output> &outputs);
 
-/// Pixels a point by the desktop's settings: their Xft.dpi divided by 96. Nothing where they do not
-/// say. Takes a round trip.
+/// Pixels a point by the desktop's settings: their Xft.dpi divided by 96. Empty when they do not
+/// set it. Takes a round trip.
 std::optional<CGFloat> readX11Density(X11Connection &connection);
 
-/// The same from the settings' text, whose lines are "name: value". Nothing for a value that makes
-/// no sense.
+/// The same from the settings' text, whose lines are "name: value". Empty for a value that makes no
+/// sense.
 std::optional<CGFloat> densityFromX11Settings(std::string_view settings);
 
 /// Whether the server's screen saver has blanked the screen, as it also does before the server

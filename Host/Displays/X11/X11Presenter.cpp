@@ -9,7 +9,7 @@ namespace Lumivera {
 
 namespace {
 
-/// Showing more rectangles than that costs more than showing the one around them all.
+/// With more rectangles than this, presenting the one around them all is cheaper.
 constexpr std::size_t kMaxRects = 128;
 
 constexpr std::size_t kBandBytes = 256 * 1024;

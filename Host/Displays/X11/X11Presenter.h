@@ -29,7 +29,7 @@ class X11Presenter {
     /// memory's first present().
     void repaint(const DeviceRect &rect);
 
-    /// Makes the release come when the server has done everything that it was asked for so far.
+    /// Asks for a release event, which arrives when the server has handled every request so far.
     void requestRelease();
 
     /// Whether the event is the release of the buffer, after which nobody but us touches it. True

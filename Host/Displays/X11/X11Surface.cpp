@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view kTitle = "Lumivera";
 constexpr std::uint32_t kAllWorkspaces = 0xffffffff;
 
-/// A window that comes beneath ours more often than that may stay there.
+/// A window that comes beneath ours more often than this may stay there.
 constexpr unsigned kMaxLowerings = 3;
 constexpr std::size_t kMaxRemembered = 256;
 

@@ -31,7 +31,7 @@ class X11Surface final : public DesktopSurface {
     std::uint32_t window() const { return _window; }
     const DeviceRect &area() const { return _output.area; }
 
-    /// Its desktop calls these within call-outs.
+    /// The desktop calls these, within call-outs.
     void setArea(const DeviceRect &area);
     void setDensity(CGFloat density);
     void setStackVisibility(SurfaceVisibility visibility);

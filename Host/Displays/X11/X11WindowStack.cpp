@@ -18,7 +18,7 @@ constexpr std::uint32_t kOpaque = 0xffffffff;
 /// Other programs' lengths are cut to this, which no screen reaches, so that sums do not overflow.
 constexpr std::uint32_t kMaxLength = 1 << 20;
 
-/// Of more windows, the topmost ones count.
+/// If there are more windows, only the topmost this many count.
 constexpr std::ptrdiff_t kMaxWindows = 1024;
 
 /// The properties that decide what a window hides, in the order of Query::Property.
@@ -33,7 +33,7 @@ bool contains(const Words &words, std::uint32_t word) {
 
 int length(std::uint32_t word) { return static_cast<int>(std::min(word, kMaxLength)); }
 
-/// The area with the window's frame, whose words are the widths at the left, right, top and bottom.
+/// The area with the window's frame; `frame` has its widths at the left, right, top and bottom.
 DeviceRect framed(const DeviceRect &area, const Words &frame) {
     if (frame.size() != 4) {
         return area;
@@ -42,7 +42,7 @@ DeviceRect framed(const DeviceRect &area, const Words &frame) {
             area.right + length(frame[1]), area.bottom + length(frame[3])};
 }
 
-/// The rectangles whose left, top, width and height within the window the words are.
+/// The rectangles that `numbers` lists, each as left, top, width and height within the window.
 std::vector<DeviceRect> partsWithin(const DeviceRect &area, const Words &numbers) {
     std::vector<DeviceRect> parts;
     for (std::size_t i = 0; i + 4 <= numbers.size(); i += 4) {
@@ -135,7 +135,7 @@ X11WindowStack::Query::Query(X11Connection &connection, std::uint32_t window)
     }
 }
 
-/// Takes every reply, also when the first says enough: the connection keeps replies until then.
+/// Takes every reply, even if the first one decides: xcb keeps replies that are not taken.
 std::optional<X11WindowStack::Window> X11WindowStack::Query::answer() const {
     std::uint8_t depth = 0;
     const std::optional<DeviceRect> area = areaWhereShown(depth);
@@ -271,8 +271,8 @@ bool X11WindowStack::isWindowsProperty(std::uint32_t name) const {
                        [&](X11Atom known) { return name == _connection.atom(known); });
 }
 
-/// False without a window manager that lists its windows. The list of one that has ended stays on
-/// the root and is not believed.
+/// False without a window manager that lists its windows. A window manager that has ended leaves
+/// its list on the root; it is ignored.
 bool X11WindowStack::readManagersWindows() {
     const auto ask = [this](X11Atom name) {
         return _connection.askForProperty(_connection.root(), _connection.atom(name));

@@ -11,7 +11,7 @@ namespace Lumivera {
 /// What is left of a rectangle when others are taken away.
 class RemainingArea {
   public:
-    /// With more pieces than that nothing is taken away any more, which bounds the work.
+    /// From this number of pieces on nothing more is taken away, which limits the work.
     static constexpr std::size_t kMaxPieces = 4096;
 
     explicit RemainingArea(const DeviceRect &whole);
@@ -80,7 +80,7 @@ class X11WindowStack {
     /// From bottom to top, our own included.
     std::vector<std::uint32_t> _order;
 
-    /// Those of other programs that are shown, in the same order.
+    /// The shown windows of other programs, in the same order.
     std::vector<Window> _windows;
 
     std::set<std::uint32_t> _watched;

@@ -8,16 +8,15 @@
 
 namespace Lumivera {
 
-/// Does for a window that another library opens what the library leaves out: it reads the desktop's
-/// density, names the window's class and tells whether other windows hide it. It has a connection
-/// of its own. Main thread.
+/// Completes a window that another library opens: reads the desktop's density, sets the window's
+/// class and tells whether other windows hide it. Has a connection of its own. Main thread.
 class X11WindowWatch final : private X11Listener, private DescriptorWatch {
   public:
     /// `obscuredChanged` is called in call-outs of the main run loop. A HostError when there is no
     /// X server, or none that shows 24-bit colours.
     explicit X11WindowWatch(std::function<void()> obscuredChanged);
 
-    /// Pixels a point by the desktop's settings; nothing where they do not say.
+    /// Pixels a point by the desktop's settings; empty when they do not set it.
     std::optional<CGFloat> density();
 
     /// Call it before the window is mapped: window managers read the class then.
