@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
+#include <utility>
 
 namespace Lumivera {
 
@@ -119,11 +120,7 @@ void SDLDisplay::watchOnX11() {
         return;
     }
     try {
-        _x11 = std::make_unique<X11WindowWatch>([this] {
-            if (_listener) {
-                _listener->displayVisibilityChanged();
-            }
-        });
+        _x11 = std::make_unique<X11WindowWatch>([this] { tellVisibility(); });
         _wantedDensity = _wantedDensity ? _wantedDensity : _x11->density();
     } catch (const HostError &) {
     }
@@ -345,7 +342,7 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
     case SDL_WINDOWEVENT_MINIMIZED:
     case SDL_WINDOWEVENT_MAXIMIZED:
     case SDL_WINDOWEVENT_RESTORED:
-        _listener->displayVisibilityChanged();
+        tellVisibility();
         break;
     case SDL_WINDOWEVENT_EXPOSED:
         if (_x11) {
@@ -358,6 +355,14 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
         break;
     default:
         break;
+    }
+}
+
+/// SDL reports more than changes: a window that is shown, for example, was visible before.
+void SDLDisplay::tellVisibility() {
+    const bool isNowVisible = isVisible();
+    if (std::exchange(_wasVisible, isNowVisible) != isNowVisible && _listener) {
+        _listener->displayVisibilityChanged();
     }
 }
 

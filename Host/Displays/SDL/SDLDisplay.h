@@ -51,6 +51,7 @@ class SDLDisplay final : public Display {
     void serve(const SDL_Event &event);
     void serveWheel(int right, int up);
     void serveWindowEvent(std::uint8_t kind);
+    void tellVisibility();
     bool serveKey(std::int32_t key);
     CGFloat pixelsPerUnit() const;
     CGPoint pointAt(int x, int y) const;
@@ -66,6 +67,7 @@ class SDLDisplay final : public Display {
     std::vector<SDL_Event> _events;
     std::vector<std::uint32_t> _pixels;
     std::uint32_t _wakeEvent = 0;
+    bool _wasVisible = true;
     std::atomic<bool> _isWakePending{false};
 
     /// Whether the last key event was a repetition of a held key, and whether the key has a
