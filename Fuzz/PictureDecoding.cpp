@@ -27,8 +27,7 @@ bool isPremultiplied(std::uint32_t pixel) {
 bool isOpaque(std::uint32_t pixel) { return pixel >> 24 == 0xff; }
 
 void checkRoundTrip(const CGImage &image) {
-    const auto file =
-        CGImageWritePNG(image.pixels(), image.width(), image.height(), image.width(), 1);
+    const auto file = encodePNG(image.pixels(), image.width(), image.height(), image.width(), 1);
     const auto again = CGImageCreateWithData(file);
     require(again && again->width() == image.width() && again->height() == image.height());
     const std::uint32_t *const end = image.pixels() + image.width() * image.height();

@@ -3,7 +3,7 @@
 #include "Animation/Common/LWUICommonDefine.h"
 #include "Animation/Common/NSData+DataEncrypt.h"
 #include "Platform/CoreGraphics/CGContext.h"
-#include "Platform/CoreGraphics/CGImageOperations.h"
+#include "Platform/CoreGraphics/ImageOperations.h"
 #include "Platform/Foundation/NSFileManager.h"
 #include "Platform/UIKit/UIGraphics.h"
 
@@ -58,7 +58,7 @@ Retained<UIImage> blendedWithColor(const UIImage *image, const UIColor *color, C
 /// Calls `prepare` with a bitmap context of one pixel a point, then draws the picture into it. Null
 /// without a picture and for an empty or huge one.
 template <class Prepare>
-Retained<CGImage> drawnInto(CGBitmapFormat format, const UIImage *image, Prepare prepare) {
+Retained<CGImage> drawnInto(BitmapFormat format, const UIImage *image, Prepare prepare) {
     const CGSize size = image ? image->size() : CGSize();
     const NSUInteger width = wholeNumber(size.width);
     const NSUInteger height = wholeNumber(size.height);
@@ -102,7 +102,7 @@ Retained<UIImage> ImageSet::colorizeImage_withColor(Retained<UIImage> image, con
 
 Retained<UIImage> ImageSet::maskImage_withImage(const UIImage *image, const UIImage *mask) {
     return paintedLike(image, [&](CGContext &context, const CGRect &area) {
-        const auto stencil = CGImageMask::maskCreate(mask ? mask->bitmap().get() : nullptr);
+        const auto stencil = ImageMask::maskCreate(mask ? mask->bitmap().get() : nullptr);
         const auto masked = CGImageCreateWithMask(image->bitmap().get(), stencil.get());
         context.drawImage(area, masked.get());
     });
@@ -132,7 +132,7 @@ Retained<UIImage> SpriteExtend::clipImageWithRect(const UIImage *image, const CG
 }
 
 Retained<UIImage> SpriteExtend::createGrayImageWithAlpha(const UIImage *image, bool alpha) {
-    auto grey = drawnInto(CGBitmapFormat::Grey, image, [](CGContext &, CGSize) {});
+    auto grey = drawnInto(BitmapFormat::Grey, image, [](CGContext &, CGSize) {});
     if (alpha && grey) {
         grey = CGImageCreateWithMaskingColors(grey.get(), {0, 0}, {0, 0}, {0, 0});
     }
@@ -161,7 +161,7 @@ Retained<UIImage> SpriteExtend::imageWithRoundCorners(const UIImage *image, CGFl
         context.closePath();
         context.clip();
     };
-    return imageFrom(drawnInto(CGBitmapFormat::AlphaFirstPremultiplied, image, clip));
+    return imageFrom(drawnInto(BitmapFormat::AlphaFirstPremultiplied, image, clip));
 }
 
 std::uint8_t *SpriteExtend::getImageData(const UIImage *image) {
@@ -174,8 +174,8 @@ std::uint8_t *SpriteExtend::getImageData(const UIImage *image) {
     std::unique_ptr<std::uint8_t, Free> pixels(
         static_cast<std::uint8_t *>(std::malloc(width * height * 4)));
     const auto context =
-        pixels ? CGContext::bitmapContextCreate(
-                     width, height, CGBitmapFormat::AlphaFirstPremultiplied, pixels.get())
+        pixels ? CGContext::bitmapContextCreate(width, height,
+                                                BitmapFormat::AlphaFirstPremultiplied, pixels.get())
                : nullptr;
     if (context) {
         context->drawImage(

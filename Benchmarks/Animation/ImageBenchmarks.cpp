@@ -35,7 +35,7 @@ Retained<UIImage> picture(bool fades) {
     if (!fades) {
         return part;
     }
-    CGPixels light(kWidth);
+    PixelBuffer light(kWidth);
     for (std::uint32_t x = 0; x < kWidth; ++x) {
         light[x] = 0xff000000 | x * 255 / (kWidth - 1) * 0x010101;
     }

@@ -73,7 +73,7 @@ void ChooseCommand::run() {
     options.bundles = BundleChoices::find(_folders);
     options.selected = BundleChoices::indexOf(options.bundles, presentWallpaper(configuration));
     const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
-    const auto display =
+    const auto window =
         openWindow(size.size, hasDensity ? std::optional(size.density) : std::nullopt,
                    "Choose a wallpaper", kWithoutDisplay);
     DescriptorThread descriptors;
@@ -83,7 +83,7 @@ void ChooseCommand::run() {
     options.use = [&](const BundleListing &bundle) {
         printToStandardOutput(chosen.use(bundle.path) + "\n");
     };
-    ChooserShow(*display, std::move(options)).run();
+    ChooserShow(*window, std::move(options)).run();
 }
 
 } // namespace

@@ -81,10 +81,10 @@ void GalleryCommand::show(const std::string &bundle) const {
     const bool hasDensity = _app->count("--density") > 0;
     const GalleryPictures pictures(bundle);
     const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
-    const auto display =
+    const auto window =
         openWindow(size.size, hasDensity ? std::optional(size.density) : std::nullopt, "Animations",
                    kWithoutDisplay);
-    GalleryShow(*display, pictures, {_columns, _seconds, Places::soundPath("chime.wav")}).run();
+    GalleryShow(*window, pictures, {_columns, _seconds, Places::soundPath("chime.wav")}).run();
 }
 
 void GalleryCommand::render(const std::string &bundle) const {

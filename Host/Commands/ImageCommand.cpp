@@ -6,7 +6,7 @@
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/ColorText.h"
 #include "Host/Wallpapers/PictureFile.h"
-#include "Platform/CoreGraphics/CGImageOperations.h"
+#include "Platform/CoreGraphics/ImageOperations.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -216,7 +216,7 @@ class MaskCommand final : public SecondPictureCommand {
   private:
     void prepare() override {
         SecondPictureCommand::prepare();
-        if (!CGImageMask::maskCreate(picture()->bitmap().get())) {
+        if (!ImageMask::maskCreate(picture()->bitmap().get())) {
             throw HostError(path(), "is no mask, for it has colours or transparent parts",
                             "give a grey, opaque picture");
         }

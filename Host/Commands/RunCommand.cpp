@@ -76,10 +76,10 @@ void RunCommand::run() {
                                                  : Places::findBundle(_bundle));
     {
         const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
-        const auto display =
+        const auto window =
             openWindow(settings.size, hasDensity ? std::optional(settings.density) : std::nullopt,
                        bundle.title(), kWithoutDisplay);
-        WallpaperShow(*display, bundle, {settings, _seconds, _trace}).run();
+        WallpaperShow(*window, bundle, {settings, _seconds, _trace}).run();
         letThreadsEnd();
         AudioServicesCloseDevice();
     }

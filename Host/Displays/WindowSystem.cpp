@@ -1,7 +1,7 @@
 #include "Host/Displays/WindowSystem.h"
 
 #include "Host/Displays/Headless/HeadlessDesktop.h"
-#include "Host/Displays/SDL/SDLDisplay.h"
+#include "Host/Displays/SDL/SDLWindow.h"
 #include "Host/Displays/Wayland/WaylandDesktop.h"
 #include "Host/Displays/X11/X11Desktop.h"
 #include "Host/Support/HostError.h"
@@ -42,9 +42,9 @@ std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
 
 } // namespace
 
-std::unique_ptr<Display> openWindow(CGSize size, std::optional<CGFloat> density,
-                                    const std::string &title, const std::string &wayOut) {
-    return std::make_unique<SDLDisplay>(size, density, title, wayOut);
+std::unique_ptr<Window> openWindow(CGSize size, std::optional<CGFloat> density,
+                                   const std::string &title, const std::string &wayOut) {
+    return std::make_unique<SDLWindow>(size, density, title, wayOut);
 }
 
 std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOptions &options) {

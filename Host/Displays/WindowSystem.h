@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Host/Displays/Desktop.h"
-#include "Host/Displays/Display.h"
+#include "Host/Displays/Window.h"
 #include "Host/Support/DescriptorWaiter.h"
 
 #include <memory>
@@ -13,8 +13,8 @@ namespace Lumivera {
 /// Opens a resizable window in the user's session. `size` in points; without a density the window
 /// system's is taken. A HostError when there is no display to open a window on; `wayOut` tells the
 /// user what to do then.
-std::unique_ptr<Display> openWindow(CGSize size, std::optional<CGFloat> density,
-                                    const std::string &title, const std::string &wayOut);
+std::unique_ptr<Window> openWindow(CGSize size, std::optional<CGFloat> density,
+                                   const std::string &title, const std::string &wayOut);
 
 /// How a desktop is to be opened.
 struct DesktopOptions {

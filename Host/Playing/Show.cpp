@@ -24,17 +24,17 @@ struct LoopSettings {
 
 } // namespace
 
-Show::Show(Display &display, std::optional<double> seconds)
-    : _display(display), _seconds(seconds), _nextFrame([this] { drawAgain(); }) {
-    _display.setListener(this);
+Show::Show(Window &window, std::optional<double> seconds)
+    : _window(window), _seconds(seconds), _nextFrame([this] { drawAgain(); }) {
+    _window.setListener(this);
 }
 
-Show::~Show() { _display.setListener(nullptr); }
+Show::~Show() { _window.setListener(nullptr); }
 
 void Show::run() {
     NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
     const LoopSettings untilDone;
-    runLoop.setWaiter(&_display);
+    runLoop.setWaiter(&_window);
     runLoop.setObservers([this] { guard([this] { callOutBegins(); }); },
                          [this] { guard([this] { callOutEnded(); }); });
     updateRunning();
@@ -64,43 +64,43 @@ void Show::guard(const std::function<void()> &action) {
 
 void Show::callOutEnded() {
     const bool hasChanged = root().layer()->needsComposite();
-    if ((hasChanged || _isPictureWanted) && _display.isVisible()) {
+    if ((hasChanged || _isPictureWanted) && _window.isVisible()) {
         draw();
     }
 }
 
 void Show::draw() {
     const NSTimeInterval start = CACurrentMediaTime();
-    _display.present([this](const CompositorTarget &target) -> const std::vector<DeviceRect> & {
+    _window.present([this](const CompositorTarget &target) -> const std::vector<DeviceRect> & {
         _isPictureWanted = false;
-        return _compositor.composite(*root().layer(), target, _display.density());
+        return _compositor.composite(*root().layer(), target, _window.density());
     });
     if (_compositor.isAnimationInProgress() && !_nextFrame.isPending()) {
         _nextFrame.callAfter(std::max(0.0, start + kFrameTime - CACurrentMediaTime()));
     }
 }
 
-void Show::displayVisibilityChanged() {
+void Show::windowVisibilityChanged() {
     drawAgain();
     updateRunning();
 }
 
-void Show::displayClosed() { NSRunLoop::mainRunLoop().stop(); }
+void Show::windowClosed() { NSRunLoop::mainRunLoop().stop(); }
 
-void Show::keyPressed(DisplayKey key) {
+void Show::keyPressed(WindowKey key) {
     switch (key) {
-    case DisplayKey::Pause:
+    case WindowKey::Pause:
         _isPausedByUser = !_isPausedByUser;
         updateRunning();
         break;
-    case DisplayKey::Screenshot:
+    case WindowKey::Screenshot:
         saveScreenshot();
         break;
-    case DisplayKey::FullScreen:
-        _display.toggleFullScreen();
+    case WindowKey::FullScreen:
+        _window.toggleFullScreen();
         break;
-    case DisplayKey::Quit:
-        displayClosed();
+    case WindowKey::Quit:
+        windowClosed();
         break;
     default:
         break;

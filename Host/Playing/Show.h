@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/Display.h"
+#include "Host/Displays/Window.h"
 #include "Host/Support/DeferredCall.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/Compositor/SoftwareCompositor.h"
@@ -12,10 +12,10 @@
 
 namespace Lumivera {
 
-/// Shows a tree of views on a display and handles the keys that every show has. The tree is drawn
+/// Shows a tree of views in a window and handles the keys that every show has. The tree is drawn
 /// after each call-out that changed it, and every frame while it has running animations. Main
 /// thread.
-class Show : protected Display::Listener {
+class Show : protected Window::Listener {
   public:
     virtual ~Show();
 
@@ -27,15 +27,15 @@ class Show : protected Display::Listener {
     void run();
 
   protected:
-    /// The display is not owned. With `seconds`, the show ends by itself after that time.
-    Show(Display &display, std::optional<double> seconds);
+    /// The window is not owned. With `seconds`, the show ends by itself after that time.
+    Show(Window &window, std::optional<double> seconds);
 
-    Display &display() { return _display; }
-    PictureSize pictureSize() const { return {_display.size(), _display.density()}; }
+    Window &window() { return _window; }
+    PictureSize pictureSize() const { return {_window.size(), _window.density()}; }
 
     virtual UIView &root() = 0;
 
-    /// Called with false while the user has paused the show or nobody can see the display.
+    /// Called with false while the user has paused the show or nobody can see the window.
     virtual void setRunning(bool running) = 0;
 
     /// Called before and after every call-out of the main run loop. The latter draws the tree.
@@ -45,18 +45,18 @@ class Show : protected Display::Listener {
     /// Makes the end of the current call-out draw even if nothing has changed.
     void drawAgain() { _isPictureWanted = true; }
 
-    void displayVisibilityChanged() override;
-    void displayNeedsPicture() override { drawAgain(); }
-    void displayClosed() override;
-    void keyPressed(DisplayKey key) override;
+    void windowVisibilityChanged() override;
+    void windowNeedsPicture() override { drawAgain(); }
+    void windowClosed() override;
+    void keyPressed(WindowKey key) override;
 
   private:
     void guard(const std::function<void()> &action);
     void draw();
-    void updateRunning() { setRunning(!_isPausedByUser && _display.isVisible()); }
+    void updateRunning() { setRunning(!_isPausedByUser && _window.isVisible()); }
     void saveScreenshot();
 
-    Display &_display;
+    Window &_window;
     SoftwareCompositor _compositor;
     const std::optional<double> _seconds;
     std::exception_ptr _failure;

@@ -15,9 +15,8 @@ WallpaperSettings settingsFor(const PictureSize &size, WallpaperSettings setting
 
 } // namespace
 
-WallpaperShow::WallpaperShow(Display &display, const WallpaperBundle &bundle,
-                             const Options &options)
-    : Show(display, options.seconds), _stage(bundle, settingsFor(pictureSize(), options.settings)) {
+WallpaperShow::WallpaperShow(Window &window, const WallpaperBundle &bundle, const Options &options)
+    : Show(window, options.seconds), _stage(bundle, settingsFor(pictureSize(), options.settings)) {
     if (!options.tracePath.empty()) {
         _trace = std::make_unique<TraceWriter>(options.tracePath, TraceWriter::Mode::Live);
     }
@@ -46,23 +45,23 @@ void WallpaperShow::trace() {
     ++_frame;
 }
 
-void WallpaperShow::displayResized() {
+void WallpaperShow::windowResized() {
     drawAgain();
-    _stage.resize(display().size(), display().density());
+    _stage.resize(window().size(), window().density());
 }
 
-void WallpaperShow::keyPressed(DisplayKey key) {
+void WallpaperShow::keyPressed(WindowKey key) {
     switch (key) {
-    case DisplayKey::MorePetals:
+    case WindowKey::MorePetals:
         _stage.changePetalCount(kPetalStep);
         break;
-    case DisplayKey::FewerPetals:
+    case WindowKey::FewerPetals:
         _stage.changePetalCount(-kPetalStep);
         break;
-    case DisplayKey::Up:
+    case WindowKey::Up:
         _stage.changeSpeedLevel(1);
         break;
-    case DisplayKey::Down:
+    case WindowKey::Down:
         _stage.changeSpeedLevel(-1);
         break;
     default:

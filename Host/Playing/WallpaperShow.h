@@ -10,11 +10,11 @@
 
 namespace Lumivera {
 
-/// A wallpaper on a display, with its input. Main thread.
+/// A wallpaper in a window, with its input. Main thread.
 class WallpaperShow final : public Show {
   public:
     struct Options {
-        /// The size and density in it are ignored: the display's are used.
+        /// The size and density in it are ignored: the window's are used.
         WallpaperSettings settings;
 
         /// The show ends by itself after this time.
@@ -24,7 +24,7 @@ class WallpaperShow final : public Show {
         std::string tracePath;
     };
 
-    WallpaperShow(Display &display, const WallpaperBundle &bundle, const Options &options);
+    WallpaperShow(Window &window, const WallpaperBundle &bundle, const Options &options);
 
     /// The visible view.
     DeskTopView &view() { return _stage.view(); }
@@ -38,11 +38,11 @@ class WallpaperShow final : public Show {
     void callOutBegins() override;
     void callOutEnded() override;
 
-    void displayResized() override;
+    void windowResized() override;
     void tapped(CGPoint point) override { _stage.tap(point); }
     void scrolledBy(CGFloat distance) override { _stage.scrollBy(distance); }
     void scrollingEnded() override { _stage.finishScrolling(); }
-    void keyPressed(DisplayKey key) override;
+    void keyPressed(WindowKey key) override;
 
     void trace();
 

@@ -19,7 +19,7 @@ constexpr int kSmallLevel = 6;
 
 PictureFile::Bytes encode(std::span<const std::uint32_t> pixels, std::size_t width,
                           std::size_t height, int level, const std::string &path) {
-    auto bytes = CGImageWritePNG(pixels.data(), width, height, width, level);
+    auto bytes = encodePNG(pixels.data(), width, height, width, level);
     if (bytes.empty()) {
         throw HostError(path, "cannot be encoded: out of memory", "try a smaller size");
     }

@@ -30,15 +30,15 @@ CGRect contentsRect(const PresentedLayer &presented, const CGImage &image) {
     const CGFloat down = bounds.size.height / height;
     CGFloat scale = 0;
     switch (layer.contentsGravity()) {
-    case CALayerGravity::Resize:
+    case ContentsGravity::Resize:
         return bounds;
-    case CALayerGravity::ResizeAspect:
+    case ContentsGravity::ResizeAspect:
         scale = std::min(across, down);
         break;
-    case CALayerGravity::ResizeAspectFill:
+    case ContentsGravity::ResizeAspectFill:
         scale = std::max(across, down);
         break;
-    case CALayerGravity::Center:
+    case ContentsGravity::Center:
         return centred(bounds, width / layer.contentsScale(), height / layer.contentsScale());
     }
     return centred(bounds, width * scale, height * scale);
@@ -164,7 +164,7 @@ template <class Action> void DisplayList::present(const CALayer &layer, const Ac
         action(PresentedLayer(layer));
         return;
     }
-    const CALayerValues animated = layer.presentationAt(_time, &_isInProgress);
+    const LayerValues animated = layer.presentationAt(_time, &_isInProgress);
     action(PresentedLayer(layer, animated));
 }
 

@@ -25,7 +25,7 @@ class GroupBuffers {
 
         explicit Buffer(const DeviceRect &largest);
 
-        CGPixels _pixels;
+        PixelBuffer _pixels;
     };
 
     /// Sets the size of the largest area that buffers will be taken for. Every buffer must have

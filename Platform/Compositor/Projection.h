@@ -14,7 +14,7 @@ class PresentedLayer {
           _transform(layer.transformInPlace()),
           _sublayerTransform(layer.sublayerTransformInPlace()), _opacity(layer.opacityInPlace()) {}
 
-    PresentedLayer(const CALayer &layer, const CALayerValues &animated)
+    PresentedLayer(const CALayer &layer, const LayerValues &animated)
         : _layer(layer), _position(animated.position), _bounds(animated.bounds),
           _transform(animated.transform), _sublayerTransform(animated.sublayerTransform),
           _opacity(animated.opacity) {}

@@ -164,7 +164,7 @@ void mixBlock(const std::vector<const Channels *> &rows, const float *weights, i
 }
 
 /// The pixels of all taps, row by row.
-CGPixels collected(const Picture &picture, const Taps &columns, const Taps &rows) {
+PixelBuffer collected(const Picture &picture, const Taps &columns, const Taps &rows) {
     int maxCount = 1;
     for (const Tap &tap : rows.taps) {
         maxCount = std::max(maxCount, tap.count);
@@ -173,7 +173,7 @@ CGPixels collected(const Picture &picture, const Taps &columns, const Taps &rows
     std::vector<const Channels *> mixed(static_cast<std::size_t>(maxCount));
     const std::size_t width = columns.taps.size();
     std::vector<std::uint32_t> line(roundedUp(width));
-    CGPixels result;
+    PixelBuffer result;
     result.reserve(width * rows.taps.size());
     for (const Tap &tap : rows.taps) {
         for (int i = 0; i < tap.count; ++i) {
@@ -187,20 +187,20 @@ CGPixels collected(const Picture &picture, const Taps &columns, const Taps &rows
     return result;
 }
 
-bool areOpaque(const CGPixels &pixels) {
+bool areOpaque(const PixelBuffer &pixels) {
     return std::all_of(pixels.begin(), pixels.end(),
                        [](std::uint32_t pixel) { return pixel >> 24 == 255; });
 }
 
 } // namespace
 
-CGPixels PictureScaler::scaled(const Picture &picture, const Axis &x, const Axis &y,
-                               const DeviceRect &area) {
+PixelBuffer PictureScaler::scaled(const Picture &picture, const Axis &x, const Axis &y,
+                                  const DeviceRect &area) {
     return collected(picture, cubicTaps(picture.width, x, area.left, area.right),
                      cubicTaps(picture.height, y, area.top, area.bottom));
 }
 
-CGPixels PictureScaler::reduced(const Picture &picture, int width, int height) {
+PixelBuffer PictureScaler::reduced(const Picture &picture, int width, int height) {
     return collected(picture, meanTaps(picture.width, width), meanTaps(picture.height, height));
 }
 
@@ -213,7 +213,7 @@ Picture ScaledPictures::scaled(CGImage &image, const PictureScaler::Axis &x,
         if (_entries.size() == kMaxEntries) {
             makeRoom();
         }
-        CGPixels pixels = PictureScaler::scaled(Picture::whole(image), x, y, area);
+        PixelBuffer pixels = PictureScaler::scaled(Picture::whole(image), x, y, area);
         const bool opaque = areOpaque(pixels);
         entry = _entries.insert(entry, {Retained<CGImage>(&image), x, y, area, std::move(pixels),
                                         opaque, /*isUsed*/ true});

@@ -19,11 +19,11 @@ struct Axis {
 
 /// The pixels of `area`, row by row, with a cubic filter that is widened for reduction so that
 /// every texel counts. A pixel that an edge of the picture crosses is covered in part.
-CGPixels scaled(const Picture &picture, const Axis &x, const Axis &y, const DeviceRect &area);
+PixelBuffer scaled(const Picture &picture, const Axis &x, const Axis &y, const DeviceRect &area);
 
 /// The whole picture in width × height pixels, neither above the picture's own. Each pixel is the
 /// exact mean of the part of the picture under it.
-CGPixels reduced(const Picture &picture, int width, int height);
+PixelBuffer reduced(const Picture &picture, int width, int height);
 
 } // namespace PictureScaler
 
@@ -50,7 +50,7 @@ class ScaledPictures {
         PictureScaler::Axis x;
         PictureScaler::Axis y;
         DeviceRect area;
-        CGPixels pixels;
+        PixelBuffer pixels;
         bool opaque;
         bool isUsed;
     };

@@ -75,7 +75,7 @@ class SpritePictures {
 
     struct Entry {
         Retained<CGImage> image;
-        CGPixels reduced;
+        PixelBuffer reduced;
         SpriteTexels texels;
         unsigned lastUsed = 0;
     };

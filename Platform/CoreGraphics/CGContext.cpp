@@ -35,15 +35,14 @@ std::optional<CGRect> wholePixels(const CGRect &area, const CGAffineTransform &t
 } // namespace
 
 Retained<CGContext> CGContext::bitmapContextCreate(NSUInteger width, NSUInteger height,
-                                                   CGBitmapFormat format, std::uint8_t *buffer) {
+                                                   BitmapFormat format, std::uint8_t *buffer) {
     return CGImage::isSizeSupported(width, height)
                ? makeRetained<CGContext>(width, height, format, buffer)
                : nullptr;
 }
 
-CGContext::CGContext(NSUInteger width, NSUInteger height, CGBitmapFormat format,
-                     std::uint8_t *buffer)
-    : _canvas(width, height, format == CGBitmapFormat::Grey), _format(format), _buffer(buffer) {
+CGContext::CGContext(NSUInteger width, NSUInteger height, BitmapFormat format, std::uint8_t *buffer)
+    : _canvas(width, height, format == BitmapFormat::Grey), _format(format), _buffer(buffer) {
     _state.transform = {1, 0, 0, -1, 0, static_cast<double>(height)};
     if (_buffer) {
         std::memset(_buffer, 0, width * height * 4);
@@ -85,7 +84,7 @@ CGAffineTransform CGContext::imageToDevice(const CGRect &area, const CGImage &im
 
 void CGContext::clipToMask(const CGRect &area, const CGImage *mask) {
     const std::size_t width = _canvas.width();
-    CGCoverage coverage(width * _canvas.height());
+    ClipCoverage coverage(width * _canvas.height());
     if (mask) {
         const PlacedPicture placed(*mask, imageToDevice(area, *mask), width, _canvas.height());
         if (placed.coversOpaquely()) {
@@ -101,12 +100,12 @@ void CGContext::clipToMask(const CGRect &area, const CGImage *mask) {
     intersectClip(std::move(coverage));
 }
 
-void CGContext::intersectClip(CGCoverage coverage) {
+void CGContext::intersectClip(ClipCoverage coverage) {
     if (_state.clip) {
         std::transform(coverage.begin(), coverage.end(), _state.clip->begin(), coverage.begin(),
                        premultipliedComponent);
     }
-    _state.clip = std::make_shared<const CGCoverage>(std::move(coverage));
+    _state.clip = std::make_shared<const ClipCoverage>(std::move(coverage));
 }
 
 void CGContext::fillRect(const CGRect &area) {
@@ -125,7 +124,7 @@ void CGContext::fillRect(const CGRect &area) {
 }
 
 void CGContext::fillPixels(const CGRect &pixels) {
-    CGStroke stroke{_state.blendMode, _state.clip, nullptr, _state.fillColor};
+    CanvasStroke stroke{_state.blendMode, _state.clip, nullptr, _state.fillColor};
     stroke.left = static_cast<std::size_t>(pixels.origin.x);
     stroke.top = static_cast<std::size_t>(pixels.origin.y);
     stroke.right = stroke.left + static_cast<std::size_t>(pixels.size.width);
@@ -176,8 +175,8 @@ void CGContext::clip() {
 
 Retained<CGImage> CGContext::createImage() const {
     return CGImage::imageWithPixels(_canvas.width(), _canvas.height(),
-                                    _format == CGBitmapFormat::Grey ? _canvas.greyPixels()
-                                                                    : _canvas.pixels());
+                                    _format == BitmapFormat::Grey ? _canvas.greyPixels()
+                                                                  : _canvas.pixels());
 }
 
 void CGContext::flush() const {

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Platform/CoreGraphics/BitmapCanvas.h"
 #include "Platform/CoreGraphics/CGAffineTransform.h"
-#include "Platform/CoreGraphics/CGCanvas.h"
 #include "Platform/CoreGraphics/CGColor.h"
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/NSObject.h"
@@ -14,7 +14,7 @@
 class CGPath;
 
 /// The pixel formats of bitmap contexts.
-enum class CGBitmapFormat {
+enum class BitmapFormat {
     Grey,                   ///< 8 bits, no alpha; transparent pixels are blended over black.
     AlphaFirstPremultiplied ///< Bytes A, R, G, B.
 };
@@ -27,7 +27,7 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
     /// black. flush() writes the bitmap, rows from the top, into `buffer` (width × height × 4
     /// bytes, owned by the caller, cleared by this call); only for AlphaFirstPremultiplied.
     static Retained<CGContext> bitmapContextCreate(NSUInteger width, NSUInteger height,
-                                                   CGBitmapFormat format,
+                                                   BitmapFormat format,
                                                    std::uint8_t *buffer = nullptr);
 
     /// Puts the operation before the current transform.
@@ -73,22 +73,22 @@ class PLATFORM_EXPORT CGContext final : public NSObject {
   private:
     struct State {
         CGAffineTransform transform;
-        std::shared_ptr<const CGCoverage> clip; // null: everything
+        std::shared_ptr<const ClipCoverage> clip; // null: everything
         CGColor fillColor;
         CGBlendMode blendMode = CGBlendMode::Normal;
     };
 
     template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
 
-    CGContext(NSUInteger width, NSUInteger height, CGBitmapFormat format, std::uint8_t *buffer);
+    CGContext(NSUInteger width, NSUInteger height, BitmapFormat format, std::uint8_t *buffer);
     ~CGContext() override;
 
     void fillPixels(const CGRect &pixels);
-    void intersectClip(CGCoverage coverage);
+    void intersectClip(ClipCoverage coverage);
     CGAffineTransform imageToDevice(const CGRect &area, const CGImage &image) const;
 
-    CGCanvas _canvas;
-    const CGBitmapFormat _format;
+    BitmapCanvas _canvas;
+    const BitmapFormat _format;
     std::uint8_t *const _buffer;
     State _state;
     std::vector<State> _saved;

@@ -26,7 +26,8 @@ bool areOpaque(std::span<const std::uint32_t> pixels) {
                        [](std::uint32_t pixel) { return pixel >= kAlpha; });
 }
 
-Retained<CGImage> CGImage::imageWithPixels(NSUInteger width, NSUInteger height, CGPixels pixels) {
+Retained<CGImage> CGImage::imageWithPixels(NSUInteger width, NSUInteger height,
+                                           PixelBuffer pixels) {
     if (!isSizeSupported(width, height) || pixels.size() != width * height) {
         return nullptr;
     }
@@ -38,5 +39,5 @@ bool CGImage::isSizeSupported(std::uint64_t width, std::uint64_t height) noexcep
            width * height <= kMaxBytes / sizeof(std::uint32_t);
 }
 
-CGImage::CGImage(NSUInteger width, NSUInteger height, CGPixels pixels)
+CGImage::CGImage(NSUInteger width, NSUInteger height, PixelBuffer pixels)
     : _width(width), _height(height), _pixels(std::move(pixels)), _opaque(areOpaque(_pixels)) {}

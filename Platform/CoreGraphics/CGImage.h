@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/CoreGraphics/CGPixels.h"
+#include "Platform/CoreGraphics/PixelBuffer.h"
 #include "Platform/Foundation/NSObject.h"
 #include "Platform/Foundation/Retained.h"
 
@@ -19,7 +19,8 @@ class PLATFORM_EXPORT CGImage final : public NSObject {
 
     /// Takes over width × height pixels, whose colours must not exceed their alpha. Null when a
     /// side is 0, the size is beyond the bounds, or the number of pixels is wrong.
-    static Retained<CGImage> imageWithPixels(NSUInteger width, NSUInteger height, CGPixels pixels);
+    static Retained<CGImage> imageWithPixels(NSUInteger width, NSUInteger height,
+                                             PixelBuffer pixels);
 
     /// True when no side is 0 and the size is within the bounds.
     static bool isSizeSupported(std::uint64_t width, std::uint64_t height) noexcept;
@@ -34,12 +35,12 @@ class PLATFORM_EXPORT CGImage final : public NSObject {
     bool isOpaque() const noexcept { return _opaque; }
 
   private:
-    CGImage(NSUInteger width, NSUInteger height, CGPixels pixels);
+    CGImage(NSUInteger width, NSUInteger height, PixelBuffer pixels);
     ~CGImage() override = default;
 
     const NSUInteger _width;
     const NSUInteger _height;
-    const CGPixels _pixels;
+    const PixelBuffer _pixels;
     const bool _opaque;
 };
 
@@ -59,6 +60,6 @@ CGImageCreateWithData(std::span<const std::uint8_t> bytes,
 /// (fast, for sequences) to 9 (small); others count as the nearest. Empty when a bitmap of that
 /// size is beyond CGImage's bounds, when the stride is less than the width, or without memory. Any
 /// thread.
-PLATFORM_EXPORT std::vector<std::uint8_t> CGImageWritePNG(const std::uint32_t *pixels,
-                                                          NSUInteger width, NSUInteger height,
-                                                          NSUInteger stride, int compressionLevel);
+PLATFORM_EXPORT std::vector<std::uint8_t> encodePNG(const std::uint32_t *pixels, NSUInteger width,
+                                                    NSUInteger height, NSUInteger stride,
+                                                    int compressionLevel);

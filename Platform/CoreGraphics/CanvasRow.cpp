@@ -156,7 +156,7 @@ void CanvasRow::store(std::uint16_t *components) const {
     }
 }
 
-void CanvasRow::paint(const CGStroke &stroke, std::size_t y) {
+void CanvasRow::paint(const CanvasStroke &stroke, std::size_t y) {
     switch (stroke.mode) {
     case CGBlendMode::Normal:
         return blend<Normal>(stroke, y);
@@ -167,7 +167,7 @@ void CanvasRow::paint(const CGStroke &stroke, std::size_t y) {
     }
 }
 
-template <class Mode> void CanvasRow::blend(const CGStroke &stroke, std::size_t y) {
+template <class Mode> void CanvasRow::blend(const CanvasStroke &stroke, std::size_t y) {
     if (stroke.picture) {
         blendPicture<Mode>(stroke, y);
     } else if (y >= stroke.top && y < stroke.bottom) {
@@ -175,7 +175,7 @@ template <class Mode> void CanvasRow::blend(const CGStroke &stroke, std::size_t 
     }
 }
 
-template <class Mode> void CanvasRow::blendPicture(const CGStroke &stroke, std::size_t y) {
+template <class Mode> void CanvasRow::blendPicture(const CanvasStroke &stroke, std::size_t y) {
     std::size_t x = 0;
     const auto words = stroke.picture->row(y, x);
     const auto clip = clipOf(stroke, x, y);
@@ -194,7 +194,7 @@ template <class Mode> void CanvasRow::blendPicture(const CGStroke &stroke, std::
     blendGroup(wholeGroups, words.size() - wholeGroups);
 }
 
-template <class Mode> void CanvasRow::blendColor(const CGStroke &stroke, std::size_t y) {
+template <class Mode> void CanvasRow::blendColor(const CanvasStroke &stroke, std::size_t y) {
     const Lanes source = lanesOf(stroke.color);
     const auto clip = clipOf(stroke, stroke.left, y);
     Lanes *const pixels = _pixels.data() + stroke.left;
@@ -204,23 +204,23 @@ template <class Mode> void CanvasRow::blendColor(const CGStroke &stroke, std::si
 }
 
 /// The clip of row y from x on; empty when there is no clip.
-std::span<const std::uint8_t> CanvasRow::clipOf(const CGStroke &stroke, std::size_t x,
+std::span<const std::uint8_t> CanvasRow::clipOf(const CanvasStroke &stroke, std::size_t x,
                                                 std::size_t y) const {
     return stroke.clip ? std::span(*stroke.clip).subspan(y * _width + x, _width - x)
                        : std::span<const std::uint8_t>();
 }
 
-template <class Write> void CanvasRow::append(CGPixels &words, Write write) {
+template <class Write> void CanvasRow::append(PixelBuffer &words, Write write) {
     for (std::size_t i = 0; i < _pixels.size(); i += kGroup) {
         write({_pixels[i], _pixels[i + 1], _pixels[i + 2], _pixels[i + 3]}, _words.data() + i);
     }
     words.insert(words.end(), _words.begin(), _words.begin() + static_cast<std::ptrdiff_t>(_width));
 }
 
-void CanvasRow::appendPixels(CGPixels &words) {
+void CanvasRow::appendPixels(PixelBuffer &words) {
     append(words, [](const Group &group, std::uint32_t *first) { writeWords(group, first); });
 }
 
-void CanvasRow::appendGreys(CGPixels &words) {
+void CanvasRow::appendGreys(PixelBuffer &words) {
     append(words, [](const Group &group, std::uint32_t *first) { writeGreys(group, first); });
 }

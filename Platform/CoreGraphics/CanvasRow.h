@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/CoreGraphics/CGCanvas.h"
+#include "Platform/CoreGraphics/BitmapCanvas.h"
 
 #include <span>
 
@@ -22,21 +22,21 @@ class CanvasRow {
     void store(std::uint16_t *components) const;
 
     /// Blends row y of a stroke over the row.
-    void paint(const CGStroke &stroke, std::size_t y);
+    void paint(const CanvasStroke &stroke, std::size_t y);
 
     /// Append the row, rounded to 8 bits: premultiplied 0xAARRGGBB, in colours or opaque greys.
-    void appendPixels(CGPixels &words);
-    void appendGreys(CGPixels &words);
+    void appendPixels(PixelBuffer &words);
+    void appendGreys(PixelBuffer &words);
 
   private:
     /// Blue, green, red, alpha from 0 to 1.
     using Lanes = float __attribute__((vector_size(16)));
 
-    template <class Write> void append(CGPixels &words, Write write);
-    template <class Mode> void blendPicture(const CGStroke &stroke, std::size_t y);
-    template <class Mode> void blendColor(const CGStroke &stroke, std::size_t y);
-    template <class Mode> void blend(const CGStroke &stroke, std::size_t y);
-    std::span<const std::uint8_t> clipOf(const CGStroke &stroke, std::size_t x,
+    template <class Write> void append(PixelBuffer &words, Write write);
+    template <class Mode> void blendPicture(const CanvasStroke &stroke, std::size_t y);
+    template <class Mode> void blendColor(const CanvasStroke &stroke, std::size_t y);
+    template <class Mode> void blend(const CanvasStroke &stroke, std::size_t y);
+    std::span<const std::uint8_t> clipOf(const CanvasStroke &stroke, std::size_t x,
                                          std::size_t y) const;
 
     std::size_t _width;

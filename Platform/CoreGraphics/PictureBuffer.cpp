@@ -98,7 +98,7 @@ void PictureBuffer::turnUpright(const PictureOrientation &orientation) {
 /// Works by squares that fit into the processor's cache, because columns are far apart in memory.
 void PictureBuffer::swapRowsAndColumns() {
     constexpr std::size_t kSide = 32;
-    CGPixels turned(_pixels.size());
+    PixelBuffer turned(_pixels.size());
     for (std::size_t top = 0; top < _height; top += kSide) {
         for (std::size_t left = 0; left < _width; left += kSide) {
             const std::size_t bottom = std::min(top + kSide, _height);

@@ -59,7 +59,7 @@ class PictureBuffer {
 
     std::size_t _width;
     std::size_t _height;
-    CGPixels _pixels;
+    PixelBuffer _pixels;
 };
 
 /// True when the text stands at that offset.

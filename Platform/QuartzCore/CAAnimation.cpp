@@ -9,16 +9,16 @@ NSTimeInterval CACurrentMediaTime() {
     return static_cast<NSTimeInterval>(Clock::current().now()) / 1e9;
 }
 
-NSTimeInterval CAAnimationTiming::effectiveDuration() const {
+NSTimeInterval AnimationTiming::effectiveDuration() const {
     return duration > 0 ? duration : kDefaultDuration;
 }
 
-NSTimeInterval CAAnimationTiming::activeDuration() const {
+NSTimeInterval AnimationTiming::activeDuration() const {
     const NSTimeInterval pass = effectiveDuration() * (autoreverses ? 2 : 1);
     return repeatCount > 0 ? pass * static_cast<double>(repeatCount) : pass;
 }
 
-std::optional<double> CAAnimationTiming::progressAt(NSTimeInterval elapsed) const {
+std::optional<double> AnimationTiming::progressAt(NSTimeInterval elapsed) const {
     if (!(elapsed >= 0 && elapsed < activeDuration())) {
         return std::nullopt;
     }

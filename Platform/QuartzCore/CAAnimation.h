@@ -10,7 +10,7 @@ PLATFORM_EXPORT NSTimeInterval CACurrentMediaTime();
 
 /// Duration, repeat count and direction of an animation. Any values are allowed; invalid ones count
 /// as described here.
-struct PLATFORM_EXPORT CAAnimationTiming {
+struct PLATFORM_EXPORT AnimationTiming {
     static constexpr NSTimeInterval kDefaultDuration = 0.25;
 
     /// Seconds of one pass in one direction. 0, negative values and NaN count as the default.
@@ -78,14 +78,14 @@ class PLATFORM_EXPORT CAAnimation : public NSObject {
         _delegate = Weak<CAAnimationDelegate>(delegate);
     }
 
-    const CAAnimationTiming &timing() const { return _timing; }
+    const AnimationTiming &timing() const { return _timing; }
 
   protected:
     CAAnimation() = default;
     ~CAAnimation() override = default;
 
   private:
-    CAAnimationTiming _timing;
+    AnimationTiming _timing;
     NSTimeInterval _beginTime = 0;
     bool _removedOnCompletion = true;
     Weak<CAAnimationDelegate> _delegate;

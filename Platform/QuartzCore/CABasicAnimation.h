@@ -7,8 +7,7 @@
 #include <variant>
 
 /// A start or end value of a property animation: none, a number, or a value of the property's type.
-using CAAnimationValue =
-    std::variant<std::monostate, float, double, CGPoint, CGRect, CATransform3D>;
+using AnimationValue = std::variant<std::monostate, float, double, CGPoint, CGRect, CATransform3D>;
 
 /// Changes one property of a layer linearly from one value to another. Without a from value it
 /// starts at the value shown; with neither value, at the value shown before the property was
@@ -27,11 +26,11 @@ class PLATFORM_EXPORT CABasicAnimation final : public CAAnimation {
 
     const std::string &keyPath() const { return _keyPath; }
 
-    const CAAnimationValue &fromValue() const { return _fromValue; }
-    void setFromValue(const CAAnimationValue &value) { _fromValue = value; }
+    const AnimationValue &fromValue() const { return _fromValue; }
+    void setFromValue(const AnimationValue &value) { _fromValue = value; }
 
-    const CAAnimationValue &toValue() const { return _toValue; }
-    void setToValue(const CAAnimationValue &value) { _toValue = value; }
+    const AnimationValue &toValue() const { return _toValue; }
+    void setToValue(const AnimationValue &value) { _toValue = value; }
 
   private:
     template <class T, class... Arguments> friend Retained<T> makeRetained(Arguments &&...);
@@ -40,6 +39,6 @@ class PLATFORM_EXPORT CABasicAnimation final : public CAAnimation {
     ~CABasicAnimation() override = default;
 
     const std::string _keyPath;
-    CAAnimationValue _fromValue;
-    CAAnimationValue _toValue;
+    AnimationValue _fromValue;
+    AnimationValue _toValue;
 };

@@ -2,7 +2,7 @@
 
 #include "Platform/Foundation/NSRunLoop.h"
 #include "Platform/Foundation/NSThread.h"
-#include "Platform/QuartzCore/CALayerAnimations.h"
+#include "Platform/QuartzCore/LayerAnimations.h"
 
 #include <algorithm>
 #include <cmath>
@@ -81,7 +81,7 @@ void CALayer::setBounds(const CGRect &bounds) {
     CGRect valid = bounds;
     valid.size.width = bounds.size.width > 0 ? bounds.size.width : 0;
     valid.size.height = bounds.size.height > 0 ? bounds.size.height : 0;
-    animate(&CALayerValues::bounds, _bounds, valid);
+    animate(&LayerValues::bounds, _bounds, valid);
 }
 
 void CALayer::setSublayerTransform(const CATransform3D &transform) {
@@ -89,7 +89,7 @@ void CALayer::setSublayerTransform(const CATransform3D &transform) {
     if (sublayerTransformInPlace() == transform) {
         return;
     }
-    noteChange(&CALayerValues::sublayerTransform, sublayerTransformInPlace());
+    noteChange(&LayerValues::sublayerTransform, sublayerTransformInPlace());
     _sublayerTransform =
         transform == CATransform3DIdentity ? nullptr : std::make_unique<CATransform3D>(transform);
     setNeedsComposite();
@@ -172,7 +172,7 @@ void CALayer::addAnimation_forKey(CAAnimation *animation, std::string_view key) 
     }
     onMainThread([this, kept = Retained<CAAnimation>(animation), key = std::string(key)] {
         if (!_animations) {
-            _animations = std::make_unique<CALayerAnimations>(*this);
+            _animations = std::make_unique<LayerAnimations>(*this);
         }
         _animations->add(*kept, key);
     });
@@ -215,9 +215,9 @@ void CALayer::keepShownPlace() {
     }
 }
 
-CALayerValues CALayer::presentationAt(NSTimeInterval time, bool *isInProgress) const {
+LayerValues CALayer::presentationAt(NSTimeInterval time, bool *isInProgress) const {
     const TreeAccess access;
-    CALayerValues shown{_position, _bounds, _opacity, _transform, sublayerTransformInPlace()};
+    LayerValues shown{_position, _bounds, _opacity, _transform, sublayerTransformInPlace()};
     if (_hasAnimations && _animations->apply(time, shown) && isInProgress) {
         *isInProgress = true;
     }

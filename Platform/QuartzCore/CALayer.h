@@ -7,7 +7,7 @@
 #include "Platform/Foundation/Retained.h"
 #include "Platform/Foundation/TreeLock.h"
 #include "Platform/QuartzCore/CAAnimation.h"
-#include "Platform/QuartzCore/CALayerValues.h"
+#include "Platform/QuartzCore/LayerValues.h"
 
 #include <functional>
 #include <memory>
@@ -15,10 +15,10 @@
 #include <utility>
 #include <vector>
 
-class CALayerAnimations;
+class LayerAnimations;
 
 /// How a layer's contents fill its bounds.
-enum class CALayerGravity {
+enum class ContentsGravity {
     Resize,           ///< Stretched to the bounds.
     ResizeAspect,     ///< As large as fits, centred, in proportion.
     ResizeAspectFill, ///< As small as covers the bounds, centred, in proportion; may overhang.
@@ -35,7 +35,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// The anchor point's place in the superlayer.
     CGPoint position() const { return read(_position); }
-    void setPosition(CGPoint position) { animate(&CALayerValues::position, _position, position); }
+    void setPosition(CGPoint position) { animate(&LayerValues::position, _position, position); }
 
     /// The layer's own coordinates; the size may not be negative or NaN (kept as 0 then).
     CGRect bounds() const { return read(_bounds); }
@@ -47,7 +47,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     CATransform3D transform() const { return read(_transform); }
     void setTransform(const CATransform3D &transform) {
-        animate(&CALayerValues::transform, _transform, transform);
+        animate(&LayerValues::transform, _transform, transform);
     }
 
     /// Applied to the sublayers about the layer's anchor point; its m34 gives perspective.
@@ -59,7 +59,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// 0 to 1, for the layer and everything in it as one group.
     float opacity() const { return read(_opacity); }
-    void setOpacity(float opacity) { animate(&CALayerValues::opacity, _opacity, opacity); }
+    void setOpacity(float opacity) { animate(&LayerValues::opacity, _opacity, opacity); }
 
     bool isHidden() const { return read(_hidden); }
     void setHidden(bool hidden) { write(_hidden, hidden); }
@@ -80,8 +80,8 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     CGFloat contentsScale() const { return read(_contentsScale); }
     void setContentsScale(CGFloat scale) { write(_contentsScale, scale > 0 ? scale : 1); }
 
-    CALayerGravity contentsGravity() const { return read(_contentsGravity); }
-    void setContentsGravity(CALayerGravity gravity) { write(_contentsGravity, gravity); }
+    ContentsGravity contentsGravity() const { return read(_contentsGravity); }
+    void setContentsGravity(ContentsGravity gravity) { write(_contentsGravity, gravity); }
 
     /// The bounding box of the transformed bounds, in the superlayer.
     CGRect frame() const;
@@ -125,7 +125,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
 
     /// The values that the layer shows at a time of the media clock. Sets `*isInProgress`, if
     /// given, to true when an animation is in progress.
-    CALayerValues presentationAt(NSTimeInterval time, bool *isInProgress = nullptr) const;
+    LayerValues presentationAt(NSTimeInterval time, bool *isInProgress = nullptr) const;
 
     /// True when the layer or any layer in it changed since the last didComposite().
     bool needsComposite() const { return read(_changed); }
@@ -149,7 +149,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     void destroy() noexcept override { destroyOnMainThread(); }
 
   private:
-    friend class CALayerAnimations;
+    friend class LayerAnimations;
 
     template <class T> T read(const T &field) const {
         const TreeAccess access;
@@ -166,7 +166,7 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     }
 
     /// As write(), for properties that can be animated.
-    template <class T> void animate(T CALayerValues::*property, T &field, const T &value) {
+    template <class T> void animate(T LayerValues::*property, T &field, const T &value) {
         const TreeAccess access;
         if (!(field == value)) {
             noteChange(property, field);
@@ -176,9 +176,9 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     }
 
     /// Called before the value changes. A layer with animations remembers by itself what it showed.
-    template <class T> void noteChange(T CALayerValues::*property, const T &oldValue) {
+    template <class T> void noteChange(T LayerValues::*property, const T &oldValue) {
         if (!_animations || !animationsNoteChange()) {
-            CALayerChanges::add(_latestChange) = CAOldValue<T>{property, oldValue};
+            LayerChanges::add(_latestChange) = PreviousValue<T>{property, oldValue};
         }
     }
 
@@ -205,13 +205,13 @@ class PLATFORM_EXPORT CALayer : public NSObject {
     bool _hasAnimations = false;
     float _opacity = 1;
     std::uint64_t _latestChange = 0;
-    std::unique_ptr<CALayerAnimations> _animations;
+    std::unique_ptr<LayerAnimations> _animations;
     CATransform3D _transform = CATransform3DIdentity;
     CGRect _bounds;
     CGPoint _anchorPoint{0.5, 0.5};
     Retained<CGImage> _contents;
     CGFloat _contentsScale = 1;
-    CALayerGravity _contentsGravity = CALayerGravity::Resize;
+    ContentsGravity _contentsGravity = ContentsGravity::Resize;
     CGColor _backgroundColor{0, 0, 0, 0};
     // Null for the identity, which nearly every layer has.
     std::unique_ptr<CATransform3D> _sublayerTransform;

@@ -15,7 +15,7 @@ NSUInteger pixelsFor(CGFloat points) {
 
 void UIGraphicsBeginImageContext(CGSize size) {
     auto context = CGContext::bitmapContextCreate(pixelsFor(size.width), pixelsFor(size.height),
-                                                  CGBitmapFormat::AlphaFirstPremultiplied);
+                                                  BitmapFormat::AlphaFirstPremultiplied);
     if (context) {
         context->translateCTM(0, std::ceil(size.height));
         context->scaleCTM(1, -1);

@@ -17,18 +17,18 @@ void followAlongAxis(CGFloat difference, bool before, bool length, bool after, C
     extent += length ? share : 0;
 }
 
-CALayerGravity gravityFor(UIViewContentMode mode) {
+ContentsGravity gravityFor(UIViewContentMode mode) {
     switch (mode) {
     case UIViewContentModeScaleAspectFit:
-        return CALayerGravity::ResizeAspect;
+        return ContentsGravity::ResizeAspect;
     case UIViewContentModeScaleAspectFill:
-        return CALayerGravity::ResizeAspectFill;
+        return ContentsGravity::ResizeAspectFill;
     case UIViewContentModeCenter:
-        return CALayerGravity::Center;
+        return ContentsGravity::Center;
     case UIViewContentModeScaleToFill:
         break;
     }
-    return CALayerGravity::Resize;
+    return ContentsGravity::Resize;
 }
 
 UIView::AnimationStopHandler animationStopHandler = nullptr;

@@ -20,7 +20,7 @@ constexpr std::array<float, 3> kOpacities = {0.6F, 0.8F, 1.0F};
 
 /// An ellipse with soft edges; a little less than half of the texels are visible.
 Retained<CGImage> makePetal() {
-    CGPixels pixels;
+    PixelBuffer pixels;
     for (int i = 0; i < kSprite * kSprite; ++i) {
         const double x = (i % kSprite + 0.5 - 32) / 28;
         const double y = (i / kSprite + 0.5 - 32) / 21;
@@ -32,7 +32,7 @@ Retained<CGImage> makePetal() {
 }
 
 Retained<CGImage> makeBackground() {
-    CGPixels pixels;
+    PixelBuffer pixels;
     for (int i = 0; i < 1600 * 1000; ++i) {
         const std::uint32_t x = i % 1600;
         const std::uint32_t y = i / 1600;
@@ -84,7 +84,7 @@ struct Tree {
         const CGRect screen = CGRectMake(0, 0, kWidth, kHeight);
         root->setBounds(screen);
         root->setContents(scene.background);
-        root->setContentsGravity(CALayerGravity::ResizeAspectFill);
+        root->setContentsGravity(ContentsGravity::ResizeAspectFill);
         std::vector<Retained<CALayer>> groups;
         for (const float opacity : kOpacities) {
             groups.push_back(makeRetained<CALayer>());
@@ -113,7 +113,7 @@ void compositeSprites(benchmark::State &state) {
     Scene scene(static_cast<int>(state.range(0)));
     Tree tree(scene);
     SoftwareCompositor compositor;
-    CGPixels pixels(std::size_t{kWidth} * kHeight, 0);
+    PixelBuffer pixels(std::size_t{kWidth} * kHeight, 0);
     for (auto _ : state) {
         scene.step();
         tree.follow(scene);
@@ -210,7 +210,7 @@ void scaleBackground(benchmark::State &state) {
     const Scene scene(0);
     Tree tree(scene);
     SoftwareCompositor compositor;
-    CGPixels pixels(std::size_t{kWidth} * kHeight, 0);
+    PixelBuffer pixels(std::size_t{kWidth} * kHeight, 0);
     for (auto _ : state) {
         compositor.purge();
         compositor.composite(*tree.root, {pixels.data(), kWidth, kHeight, kWidth}, 1);

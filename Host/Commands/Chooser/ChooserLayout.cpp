@@ -193,7 +193,7 @@ std::optional<NSUInteger> ChooserLayout::cardAt(CGPoint point, CGFloat scroll) c
     return std::nullopt;
 }
 
-NSUInteger ChooserLayout::neighbour(NSUInteger index, DisplayKey key) const {
+NSUInteger ChooserLayout::neighbour(NSUInteger index, WindowKey key) const {
     const CGFloat gap = kGap * _unit;
     const CGFloat step = (_isRow ? _card.width : _card.height) + gap;
     const NSUInteger steps = static_cast<NSUInteger>(
@@ -203,21 +203,21 @@ NSUInteger ChooserLayout::neighbour(NSUInteger index, DisplayKey key) const {
     const auto back = [&](NSUInteger by) { return by <= index ? index - by : index; };
     const auto on = [&](NSUInteger by) { return index + by <= last ? index + by : index; };
     switch (key) {
-    case DisplayKey::Left:
+    case WindowKey::Left:
         return back(1);
-    case DisplayKey::Right:
+    case WindowKey::Right:
         return on(1);
-    case DisplayKey::Up:
+    case WindowKey::Up:
         return back(line);
-    case DisplayKey::Down:
+    case WindowKey::Down:
         return on(line);
-    case DisplayKey::PageUp:
+    case WindowKey::PageUp:
         return index - std::min(index / line, steps) * line;
-    case DisplayKey::PageDown:
+    case WindowKey::PageDown:
         return index + std::min((last - std::min(index, last)) / line, steps) * line;
-    case DisplayKey::First:
+    case WindowKey::First:
         return 0;
-    case DisplayKey::Last:
+    case WindowKey::Last:
         return last;
     default:
         return index;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/Display.h"
+#include "Host/Displays/Window.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/CoreGraphics/CGColor.h"
 #include "Platform/Foundation/NSTypes.h"
@@ -64,7 +64,7 @@ class ChooserLayout {
     std::optional<NSUInteger> cardAt(CGPoint point, CGFloat scroll) const;
 
     /// The card that a key selects from this one; the same card at an end and for other keys.
-    NSUInteger neighbour(NSUInteger index, DisplayKey key) const;
+    NSUInteger neighbour(NSUInteger index, WindowKey key) const;
 
   private:
     void standBesideOneAnother(CGFloat margin);

@@ -140,7 +140,7 @@ void ChooserPreview::drawPanel() {
 Retained<CGImage> ChooserPreview::pictureOf(unsigned index) {
     const std::uint32_t *drawn = _memory->pixels(index);
     const std::size_t count = std::size_t{_memory->width()} * _memory->height();
-    CGPixels pixels(count);
+    PixelBuffer pixels(count);
     std::transform(drawn, drawn + count, pixels.begin(),
                    [](std::uint32_t pixel) { return pixel | kOpaque; });
     _corners.cut(pixels.data(), _memory->width(), _memory->height());

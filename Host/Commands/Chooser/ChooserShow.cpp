@@ -31,8 +31,8 @@ std::string detailsOf(const BundleListing &bundle) {
 
 } // namespace
 
-ChooserShow::ChooserShow(Display &display, Options options)
-    : Show(display, std::nullopt), _options(std::move(options)), _root(UIView::initWithFrame({})),
+ChooserShow::ChooserShow(Window &window, Options options)
+    : Show(window, std::nullopt), _options(std::move(options)), _root(UIView::initWithFrame({})),
       _title(UIView::initWithFrame({})), _details(UIView::initWithFrame({})),
       _button(UIView::initWithFrame({})), _buttonText(UIView::initWithFrame({})),
       _preview(_options.makeView), _shelf(_options.bundles) {
@@ -49,15 +49,15 @@ ChooserShow::ChooserShow(Display &display, Options options)
     }
 }
 
-void ChooserShow::displayResized() {
+void ChooserShow::windowResized() {
     drawAgain();
     layOut();
     describe();
 }
 
-void ChooserShow::keyPressed(DisplayKey key) {
+void ChooserShow::keyPressed(WindowKey key) {
     const NSUInteger neighbour = _layout->neighbour(_selected, key);
-    if (key == DisplayKey::Use) {
+    if (key == WindowKey::Use) {
         use();
     } else if (neighbour != _selected) {
         select(neighbour);
@@ -113,7 +113,7 @@ void ChooserShow::use() {
     }
     try {
         _options.use(bundle());
-        displayClosed();
+        windowClosed();
     } catch (const HostError &error) {
         std::fprintf(stderr, "lumivera: %s\n", error.what());
         _failure = error.what();

@@ -27,7 +27,7 @@ class ChooserShow final : public Show {
         std::function<void(const BundleListing &bundle)> use;
     };
 
-    ChooserShow(Display &display, Options options);
+    ChooserShow(Window &window, Options options);
 
     const ChooserLayout &layout() const { return *_layout; }
     const ChooserShelf &shelf() const { return _shelf; }
@@ -39,8 +39,8 @@ class ChooserShow final : public Show {
     UIView &root() override { return *_root; }
     void setRunning(bool running) override { _preview.setRunning(running); }
 
-    void displayResized() override;
-    void keyPressed(DisplayKey key) override;
+    void windowResized() override;
+    void keyPressed(WindowKey key) override;
     void tapped(CGPoint point) override;
     void scrolledBy(CGFloat distance) override;
     void scrollingEnded() override {}

@@ -130,7 +130,7 @@ Retained<CGImage> TextPicture::draw(std::string_view text, const Style &style, C
     const auto lines =
         linesOf(fonts.lettersOf(text, kMaxLetters), fonts.lettersOf("…", 1).front(),
                 room.width / style.size, static_cast<std::size_t>(room.height / line));
-    CGPixels pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
+    PixelBuffer pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
     const std::unique_ptr<cairo_surface_t, SurfaceEnd> surface(cairo_image_surface_create_for_data(
         reinterpret_cast<unsigned char *>(pixels.data()), CAIRO_FORMAT_ARGB32,
         static_cast<int>(width), static_cast<int>(height), static_cast<int>(width) * 4));

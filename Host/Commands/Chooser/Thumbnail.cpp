@@ -104,7 +104,7 @@ Retained<CGImage> Thumbnail::read(const std::string &bundlePath, CGSize size, CG
     }
     const auto context = CGContext::bitmapContextCreate(static_cast<NSUInteger>(pixels.width),
                                                         static_cast<NSUInteger>(pixels.height),
-                                                        CGBitmapFormat::AlphaFirstPremultiplied);
+                                                        BitmapFormat::AlphaFirstPremultiplied);
     const auto image = context ? background(bundlePath) : nullptr;
     if (!image) {
         return nullptr;

@@ -136,7 +136,7 @@ using Factory = Retained<CABasicAnimation> (*)(UIView *, CAAnimationDelegate *, 
 /// An animation made by a factory, with the caller's values. Factories ignore their duration
 /// argument, so it is set here; 0 keeps the default.
 Retained<CABasicAnimation> made(Factory factory, UIView &view, std::uint64_t count, bool goesBack,
-                                const CAAnimationValue &from, const CAAnimationValue &to,
+                                const AnimationValue &from, const AnimationValue &to,
                                 double duration) {
     auto animation = factory(&view, nullptr, duration, count, goesBack);
     animation->setFromValue(from);
@@ -161,7 +161,7 @@ Exhibit createTranslation() {
                                     CGPoint{0, -0.2F * stage.side()}, 0);
         stage.flower().layer()->addAnimation_forKey(animation.get(), kKey);
     };
-    constexpr double kDuration = CAAnimationTiming::kDefaultDuration;
+    constexpr double kDuration = AnimationTiming::kDefaultDuration;
     return {.title = U"create translation",
             .caption = captionOf(kDuration, kCount, true),
             .flower = 2,
@@ -176,7 +176,7 @@ Exhibit createAlpha() {
         const auto animation = made(kAlpha, stage.flower(), kCount, true, 1.0, 0.1, 0);
         stage.flower().layer()->addAnimation_forKey(animation.get(), kKey);
     };
-    constexpr double kDuration = CAAnimationTiming::kDefaultDuration;
+    constexpr double kDuration = AnimationTiming::kDefaultDuration;
     return {.title = U"create alpha",
             .caption = captionOf(kDuration, kCount, true),
             .flower = 1,
@@ -231,7 +231,7 @@ Exhibit setAnimation() {
         animation->setToValue(bounds);
         flower.layer()->addAnimation_forKey(animation.get(), kKey);
     };
-    constexpr double kDuration = CAAnimationTiming::kDefaultDuration;
+    constexpr double kDuration = AnimationTiming::kDefaultDuration;
     return {.title = U"set animation",
             .caption = captionOf(kDuration, kCount, true),
             .flower = 2,

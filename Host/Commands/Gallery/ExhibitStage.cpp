@@ -31,7 +31,7 @@ Retained<UIImageView> pictureIn(UIView &view, const Retained<UIImage> &image, CG
 
 /// Sets the layer to the values that it shows now.
 void keepWhatIsShown(CALayer &layer) {
-    const CALayerValues shown = layer.presentationAt(CACurrentMediaTime());
+    const LayerValues shown = layer.presentationAt(CACurrentMediaTime());
     layer.removeAllAnimations();
     layer.setPosition(shown.position);
     layer.setBounds(shown.bounds);

@@ -55,7 +55,7 @@ class GalleryCanvas::Drawing {
         if (!row) {
             return nullptr;
         }
-        CGPixels pixels(_width * _height);
+        PixelBuffer pixels(_width * _height);
         for (NSUInteger y = 0; y < _height; ++y) {
             std::memcpy(pixels.data() + y * _width, row, _width * sizeof pixels[0]);
             row += cairo_image_surface_get_stride(_surface);

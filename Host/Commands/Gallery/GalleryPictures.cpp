@@ -65,7 +65,7 @@ GalleryPictures::GalleryPictures(const std::string &bundlePath) : _tile(drawTile
 
 /// The gradient is one pixel wide; the layer stretches it.
 Retained<CGImage> GalleryPictures::background(const PictureSize &size) {
-    CGPixels pixels;
+    PixelBuffer pixels;
     const std::size_t height = size.pixelHeight();
     for (std::size_t y = 0; y < height; ++y) {
         const CGFloat part = static_cast<CGFloat>(y) / static_cast<CGFloat>(height);

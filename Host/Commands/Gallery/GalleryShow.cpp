@@ -39,8 +39,8 @@ void write(const std::string &bundlePath, const std::string &output, const Pictu
 
 } // namespace
 
-GalleryShow::GalleryShow(Display &display, const GalleryPictures &pictures, const Options &options)
-    : Show(display, options.seconds), _gallery(pictures, pictureSize(), {options.columns, 1}),
+GalleryShow::GalleryShow(Window &window, const GalleryPictures &pictures, const Options &options)
+    : Show(window, options.seconds), _gallery(pictures, pictureSize(), {options.columns, 1}),
       _sound(playerFor(options.chimePath)) {}
 
 GalleryShow::~GalleryShow() { AudioServicesCloseDevice(); }
@@ -53,7 +53,7 @@ void GalleryShow::setRunning(bool running) {
     }
 }
 
-void GalleryShow::displayResized() {
+void GalleryShow::windowResized() {
     drawAgain();
     _gallery.resize(pictureSize());
 }

@@ -8,7 +8,7 @@
 
 namespace Lumivera {
 
-/// Shows the gallery on a display: a click restarts an exhibit and plays a chime. Main thread.
+/// Shows the gallery in a window: a click restarts an exhibit and plays a chime. Main thread.
 class GalleryShow final : public Show {
   public:
     struct Options {
@@ -21,7 +21,7 @@ class GalleryShow final : public Show {
         std::string chimePath;
     };
 
-    GalleryShow(Display &display, const GalleryPictures &pictures, const Options &options);
+    GalleryShow(Window &window, const GalleryPictures &pictures, const Options &options);
 
     /// Silences the chime.
     ~GalleryShow() override;
@@ -32,7 +32,7 @@ class GalleryShow final : public Show {
     UIView &root() override { return _gallery.root(); }
     void setRunning(bool running) override;
 
-    void displayResized() override;
+    void windowResized() override;
     void tapped(CGPoint point) override;
     void scrolledBy(CGFloat) override {}
     void scrollingEnded() override {}

@@ -103,14 +103,14 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
 }
 
 ViewService::ViewService(const PacketSocket &host, Start start, const WallpaperBundle &bundle)
-    : _host(host), _display(host, std::move(start.memory), start.settings.density),
-      _show(_display, bundle, {start.settings, {}, {}}), _startTime(Clock::current().now()),
+    : _host(host), _window(host, std::move(start.memory), start.settings.density),
+      _show(_window, bundle, {start.settings, {}, {}}), _startTime(Clock::current().now()),
       _beginWhenLoaded([this] { beginWhenLoaded(); }) {
-    _display.waiter().add(*this);
+    _window.waiter().add(*this);
     beginWhenLoaded();
 }
 
-ViewService::~ViewService() { _display.waiter().remove(*this); }
+ViewService::~ViewService() { _window.waiter().remove(*this); }
 
 void ViewService::run() { _show.run(); }
 
@@ -132,7 +132,7 @@ void ViewService::serve() {
 }
 
 void ViewService::obey(const ViewOrder &order) {
-    _display.obey(order);
+    _window.obey(order);
     if (order.kind == ViewOrder::Kind::Set) {
         set(valuesFrom(order.values));
     } else if (order.kind == ViewOrder::Kind::Rest || order.kind == ViewOrder::Kind::Ping) {
@@ -147,10 +147,10 @@ void ViewService::set(const WallpaperValues &change) {
     }
 }
 
-/// Keeps the display from drawing what a view shows before it has loaded.
+/// Keeps the window from drawing what a view shows before it has loaded.
 void ViewService::beginWhenLoaded() {
     if (hasLoaded()) {
-        _display.begin();
+        _window.begin();
         reportPetals();
     } else {
         _beginWhenLoaded.callAfter(kBetweenChecks);

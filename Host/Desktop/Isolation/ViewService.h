@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/SharedDisplay.h"
+#include "Host/Desktop/Isolation/SharedWindow.h"
 #include "Host/Playing/WallpaperShow.h"
 #include "Host/Support/DeferredCall.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
@@ -43,7 +43,7 @@ class ViewService final : private DescriptorSource {
     void answer() const;
 
     const PacketSocket &_host;
-    SharedDisplay _display;
+    SharedWindow _window;
     WallpaperShow _show;
     const Clock::Nanoseconds _startTime;
     DeferredCall _beginWhenLoaded;

@@ -33,7 +33,7 @@ class ImageOperation : public ::testing::TestWithParam<Size> {
 
     /// True for an opaque grey pixel.
     Retained<UIImage> stencil(std::size_t width, std::size_t height) {
-        CGPixels pixels(width * height);
+        PixelBuffer pixels(width * height);
         std::generate(pixels.begin(), pixels.end(),
                       [this] { return 0xff000000 | (_random() % 256) * 0x010101; });
         return UIImage::imageWithCGImage_scale_orientation(
@@ -228,13 +228,13 @@ double coveredArea(const UIImage &image, std::size_t side) {
 
 Retained<UIImage> whitePicture(std::size_t width, std::size_t height) {
     return UIImage::imageWithCGImage_scale_orientation(
-        CGImage::imageWithPixels(width, height, CGPixels(width * height, 0xffffffff)), 1,
+        CGImage::imageWithPixels(width, height, PixelBuffer(width * height, 0xffffffff)), 1,
         UIImageOrientation::Up);
 }
 
 Retained<UIImage> turned(const UIImage &image) {
     const CGImage &bitmap = *image.bitmap();
-    CGPixels pixels(bitmap.pixels(), bitmap.pixels() + bitmap.width() * bitmap.height());
+    PixelBuffer pixels(bitmap.pixels(), bitmap.pixels() + bitmap.width() * bitmap.height());
     std::reverse(pixels.begin(), pixels.end());
     return UIImage::imageWithCGImage_scale_orientation(
         CGImage::imageWithPixels(bitmap.width(), bitmap.height(), std::move(pixels)), 1,

@@ -13,7 +13,7 @@
 
 namespace {
 
-using Pixels = CGPixels;
+using Pixels = PixelBuffer;
 using ::testing::Each;
 using ::testing::ElementsAre;
 
@@ -362,7 +362,7 @@ TEST(Clip, WhollyOutsideIsNull) {
 }
 
 TEST(ScrambledPicture, ComesBackWithDencryptAndNotWithout) {
-    const auto bytes = CGImageWritePNG(Pixels{kRed, kGreen}.data(), 2, 1, 2, 6);
+    const auto bytes = encodePNG(Pixels{kRed, kGreen}.data(), 2, 1, 2, 6);
     auto scrambled = bytes;
     DataEncrypt::transformPairs(scrambled);
     const auto kept = scrambled;
@@ -376,7 +376,7 @@ TEST(ScrambledPicture, ComesBackWithDencryptAndNotWithout) {
 
 TEST(ScrambledPicture, ComesBackFromAFileToo) {
     const TemporaryFolder folder;
-    auto bytes = CGImageWritePNG(Pixels{kBlue}.data(), 1, 1, 1, 6);
+    auto bytes = encodePNG(Pixels{kBlue}.data(), 1, 1, 1, 6);
     const std::string plain = folder.write("plain.png", bytes);
     DataEncrypt::transformPairs(bytes);
     const std::string scrambled = folder.write("scrambled", bytes);

@@ -56,14 +56,14 @@ class LWUIAnimationTest : public SimulatedTimeTest {
 
     CALayer &layer() const { return *view->layer(); }
 
-    CALayerValues shownAfter(double seconds) const {
+    LayerValues shownAfter(double seconds) const {
         runForSeconds(seconds);
         return layer().presentationAt(CACurrentMediaTime());
     }
 
     /// Where the view's centre is shown.
     CGPoint placeAfter(double seconds) const {
-        const CALayerValues shown = shownAfter(seconds);
+        const LayerValues shown = shownAfter(seconds);
         return {shown.position.x + shown.transform.m41, shown.position.y + shown.transform.m42};
     }
 
@@ -386,8 +386,8 @@ TEST_F(LWUIAnimationTest, ScalesFromTheViewsOwnScale) {
 
 TEST_F(LWUIAnimationTest, ScalesInSinglePrecision) {
     LWUIAnimation::setScaleAnimation_duration_repeatCount(view.get(), 0.1, 1, 0);
-    EXPECT_EQ(running("scale").toValue(), CAAnimationValue(0.1F));
-    EXPECT_EQ(running("scale").fromValue(), CAAnimationValue());
+    EXPECT_EQ(running("scale").toValue(), AnimationValue(0.1F));
+    EXPECT_EQ(running("scale").fromValue(), AnimationValue());
 }
 
 // Rocking.
@@ -413,9 +413,8 @@ TEST_F(LWUIAnimationTest, StopsRockingWhenItIsRemoved) {
 
 TEST_F(LWUIAnimationTest, RocksInSinglePrecision) {
     rock();
-    EXPECT_EQ(running("rotation").fromValue(),
-              CAAnimationValue(static_cast<float>(-30 * pi / 180)));
-    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(static_cast<float>(30 * pi / 180)));
+    EXPECT_EQ(running("rotation").fromValue(), AnimationValue(static_cast<float>(-30 * pi / 180)));
+    EXPECT_EQ(running("rotation").toValue(), AnimationValue(static_cast<float>(30 * pi / 180)));
     EXPECT_TRUE(running("rotation").autoreverses());
 }
 
@@ -441,8 +440,8 @@ TEST_F(LWUIAnimationTest, StopsSpinningWhenItIsRemoved) {
 
 TEST_F(LWUIAnimationTest, ARightAngleIsHalfOfPiInDoublePrecision) {
     spin(90);
-    EXPECT_EQ(running("rotation").toValue(), CAAnimationValue(-pi / 2));
-    EXPECT_EQ(running("rotation").fromValue(), CAAnimationValue());
+    EXPECT_EQ(running("rotation").toValue(), AnimationValue(-pi / 2));
+    EXPECT_EQ(running("rotation").fromValue(), AnimationValue());
     EXPECT_FALSE(running("rotation").autoreverses());
 }
 
@@ -587,7 +586,7 @@ TEST_F(LWUIAnimationTest, SeveralRunAtOnce) {
     spin(90);
     LWUIAnimation::setScaleAnimation_duration_repeatCount(view.get(), 3, 1, 0);
     LWUIAnimation::setAlphaAnimationDuration_repeatCount(view.get(), 1, 0);
-    const CALayerValues shown = shownAfter(0.5);
+    const LayerValues shown = shownAfter(0.5);
     EXPECT_EQ(shown.opacity, 0.5F);
     expectNear(shown.transform, CATransform3DConcat(CATransform3DScale(turned(-45), 2, 2, 2),
                                                     CATransform3DMakeTranslation(50, 100, 0)));
@@ -668,8 +667,8 @@ TEST_F(LWUIAnimationTest, CreatesAnimationsWithoutAddingThem) {
         EXPECT_TRUE(animation->autoreverses());
         EXPECT_EQ(animation->delegate(), target.get());
         EXPECT_FALSE(animation->isRemovedOnCompletion());
-        EXPECT_EQ(animation->fromValue(), CAAnimationValue());
-        EXPECT_EQ(animation->toValue(), CAAnimationValue());
+        EXPECT_EQ(animation->fromValue(), AnimationValue());
+        EXPECT_EQ(animation->toValue(), AnimationValue());
         EXPECT_EQ(animation->retainCount(), 1U);
         EXPECT_TRUE(factory.create(nullptr, nullptr, 5, 3, true)->isRemovedOnCompletion());
     }

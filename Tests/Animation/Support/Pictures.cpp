@@ -57,7 +57,7 @@ std::string stored(const std::string &bytes) {
 } // namespace
 
 Retained<UIImage> pictureOfSize(unsigned width, unsigned height, std::uint32_t color) {
-    CGPixels pixels(std::size_t{width} * height, color);
+    PixelBuffer pixels(std::size_t{width} * height, color);
     return UIImage::imageWithCGImage_scale_orientation(
         CGImage::imageWithPixels(width, height, std::move(pixels)), 1, UIImageOrientation::Up);
 }

@@ -1,6 +1,6 @@
 #include "Tests/Animation/Support/RealPicture.h"
 
-#include "Platform/CoreGraphics/CGPixels.h"
+#include "Platform/CoreGraphics/PixelBuffer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -45,7 +45,7 @@ double RealPicture::differenceFrom(const UIImage *image) const {
 }
 
 Retained<UIImage> randomPicture(std::size_t width, std::size_t height, std::mt19937 &random) {
-    CGPixels pixels(width * height);
+    PixelBuffer pixels(width * height);
     std::generate(pixels.begin(), pixels.end(), [&] {
         const std::uint32_t alpha = randomByte(random);
         const std::uint32_t red = randomByte(random), green = randomByte(random);

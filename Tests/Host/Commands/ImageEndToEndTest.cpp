@@ -30,7 +30,7 @@ class ImageCommand : public ::testing::Test {
 
     std::string picture(const std::string &name, NSUInteger width, NSUInteger height,
                         const Pixels &pixels) {
-        return _folder.write(name, CGImageWritePNG(pixels.data(), width, height, width, 6));
+        return _folder.write(name, encodePNG(pixels.data(), width, height, width, 6));
     }
 
     std::string fourCorners(const std::string &name = "in.png") {

@@ -5,7 +5,7 @@
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/UIKit/UIScreen.h"
 #include "Tests/Animation/Support/SakuraProbe.h"
-#include "Tests/Host/Playing/FakeDisplay.h"
+#include "Tests/Host/Playing/FakeWindow.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 #include "Tests/Support/SimulatedTime.h"
@@ -29,7 +29,7 @@ struct Step {
     std::function<void()> action;
 };
 
-/// Shows a wallpaper on a fake display. A view loads after 0.5 s and then makes a frame every 25
+/// Shows a wallpaper in a fake window. A view loads after 0.5 s and then makes a frame every 25
 /// ms.
 class WallpaperShowTest : public SimulatedTimeTest {
   protected:
@@ -44,8 +44,8 @@ class WallpaperShowTest : public SimulatedTimeTest {
 
     void open(const std::string &path, CGFloat density = 1) {
         _bundle.emplace(path);
-        _display.emplace(kSize, density);
-        _show.emplace(*_display, *_bundle, _options);
+        _window.emplace(kSize, density);
+        _show.emplace(*_window, *_bundle, _options);
     }
 
     /// Runs the show until the last step is done, or until it ends by itself.
@@ -72,9 +72,9 @@ class WallpaperShowTest : public SimulatedTimeTest {
 
     DeskTopView &view() { return _show->view(); }
     LumiveraView &petals() { return dynamic_cast<LumiveraView &>(view()); }
-    void press(DisplayKey key) { _display->listener().keyPressed(key); }
+    void press(WindowKey key) { _window->listener().keyPressed(key); }
     NSUInteger loops() { return view().operationQueue().operationCount(); }
-    std::function<void()> pressing(DisplayKey key) {
+    std::function<void()> pressing(WindowKey key) {
         return [this, key] { press(key); };
     }
 
@@ -100,7 +100,7 @@ class WallpaperShowTest : public SimulatedTimeTest {
     TemporaryFolder _folder;
     WallpaperShow::Options _options;
     std::optional<WallpaperBundle> _bundle;
-    std::optional<FakeDisplay> _display;
+    std::optional<FakeWindow> _window;
     std::optional<WallpaperShow> _show;
 
   private:
@@ -119,35 +119,35 @@ TEST_F(WallpaperShowTest, EndsAfterTheSeconds) {
 TEST_F(WallpaperShowTest, EndsWithTheKeyToQuit) {
     _options.seconds = 10;
     openTiny();
-    show({{1, pressing(DisplayKey::Quit)}});
+    show({{1, pressing(WindowKey::Quit)}});
     EXPECT_DOUBLE_EQ(elapsed(), 1);
 }
 
-TEST_F(WallpaperShowTest, EndsWhenTheDisplayIsClosed) {
+TEST_F(WallpaperShowTest, EndsWhenTheWindowIsClosed) {
     _options.seconds = 10;
     openTiny();
-    show({{1, [this] { _display->listener().displayClosed(); }}});
+    show({{1, [this] { _window->listener().windowClosed(); }}});
     EXPECT_DOUBLE_EQ(elapsed(), 1);
 }
 
 TEST_F(WallpaperShowTest, PresentsAPictureAFrame) {
     openPetals();
-    show({{0.9, [this] { _display->forgetPresents(); }}, {1, [] {}}});
-    EXPECT_EQ(_display->presents(), 40);
-    EXPECT_EQ(_display->emptyPresents(), 0);
+    show({{0.9, [this] { _window->forgetPresents(); }}, {1, [] {}}});
+    EXPECT_EQ(_window->presents(), 40);
+    EXPECT_EQ(_window->emptyPresents(), 0);
 }
 
-TEST_F(WallpaperShowTest, FillsThePixelsOfADenseDisplay) {
+TEST_F(WallpaperShowTest, FillsThePixelsOfADenseWindow) {
     open(shippedBundle("Lumivera.bundle"), 2);
-    show({{0.9, [this] { _display->forgetPresents(); }}, {0.1, [] {}}});
-    EXPECT_EQ(_display->pixels().size(), 200u * 300u);
-    EXPECT_EQ(_display->emptyPresents(), 0);
+    show({{0.9, [this] { _window->forgetPresents(); }}, {0.1, [] {}}});
+    EXPECT_EQ(_window->pixels().size(), 200u * 300u);
+    EXPECT_EQ(_window->emptyPresents(), 0);
 }
 
 TEST_F(WallpaperShowTest, PausesAndGoesOnWithTheKey) {
     int paused = 0;
     openTiny();
-    show({{1.01, pressing(DisplayKey::Pause)},
+    show({{1.01, pressing(WindowKey::Pause)},
           {0.5,
            [&] {
                paused = frames();
@@ -156,7 +156,7 @@ TEST_F(WallpaperShowTest, PausesAndGoesOnWithTheKey) {
           {0.5,
            [&] {
                EXPECT_EQ(frames(), paused);
-               press(DisplayKey::Pause);
+               press(WindowKey::Pause);
            }},
           {1.01, [] {}}});
     EXPECT_EQ(paused, 21);
@@ -166,10 +166,10 @@ TEST_F(WallpaperShowTest, PausesAndGoesOnWithTheKey) {
 TEST_F(WallpaperShowTest, StaysPausedWhenItIsHiddenAndShownMeanwhile) {
     int paused = 0;
     openTiny();
-    show({{1.01, pressing(DisplayKey::Pause)},
+    show({{1.01, pressing(WindowKey::Pause)},
           {0.1, [&] { paused = frames(); }},
-          {0.1, [this] { _display->setVisible(false); }},
-          {0.1, [this] { _display->setVisible(true); }},
+          {0.1, [this] { _window->setVisible(false); }},
+          {0.1, [this] { _window->setVisible(true); }},
           {0.5, [] {}}});
     EXPECT_EQ(frames(), paused);
 }
@@ -181,11 +181,11 @@ TEST_F(WallpaperShowTest, ShowsMoreAndFewerPetalsWithTheKeys) {
     show({{1,
            [&] {
                before = petals().sakuraCount();
-               press(DisplayKey::MorePetals);
+               press(WindowKey::MorePetals);
                more = petals().sakuraCount();
            }},
-          {0.1, pressing(DisplayKey::FewerPetals)},
-          {0.1, pressing(DisplayKey::FewerPetals)}});
+          {0.1, pressing(WindowKey::FewerPetals)},
+          {0.1, pressing(WindowKey::FewerPetals)}});
     EXPECT_EQ(more, before + 10);
     EXPECT_EQ(petals().sakuraCount(), before - 10);
 }
@@ -195,10 +195,10 @@ TEST_F(WallpaperShowTest, KeepsThePetalsWithinTheirLimits) {
     openPetals();
     show({{1,
            [&] {
-               press(DisplayKey::FewerPetals);
+               press(WindowKey::FewerPetals);
                EXPECT_EQ(petals().sakuraCount(), 1u);
                petals().setSakuraCount(kMaxPetals - 5);
-               press(DisplayKey::MorePetals);
+               press(WindowKey::MorePetals);
                EXPECT_EQ(petals().sakuraCount(), kMaxPetals);
                petals().setSakuraCount(5);
            }},
@@ -208,21 +208,21 @@ TEST_F(WallpaperShowTest, KeepsThePetalsWithinTheirLimits) {
 TEST_F(WallpaperShowTest, ChangesTheSpeedWithTheKeysAndNotBelowNought) {
     openTiny();
     show({{1, [&] {
-               press(DisplayKey::Up);
-               press(DisplayKey::Up);
+               press(WindowKey::Up);
+               press(WindowKey::Up);
                EXPECT_EQ(view().speedLevel(), 2);
-               press(DisplayKey::Down);
+               press(WindowKey::Down);
                EXPECT_EQ(view().speedLevel(), 1);
-               press(DisplayKey::Down);
-               press(DisplayKey::Down);
+               press(WindowKey::Down);
+               press(WindowKey::Down);
                EXPECT_EQ(view().speedLevel(), 0);
            }}});
 }
 
 TEST_F(WallpaperShowTest, TogglesTheFullScreenWithTheKey) {
     openTiny();
-    show({{1, pressing(DisplayKey::FullScreen)}});
-    EXPECT_EQ(_display->fullScreenToggles(), 1);
+    show({{1, pressing(WindowKey::FullScreen)}});
+    EXPECT_EQ(_window->fullScreenToggles(), 1);
 }
 
 TEST_F(WallpaperShowTest, PutsScreenshotsIntoThePicturesFolder) {
@@ -231,7 +231,7 @@ TEST_F(WallpaperShowTest, PutsScreenshotsIntoThePicturesFolder) {
     setenv("HOME", _folder.path().c_str(), 1);
     setenv("XDG_CONFIG_HOME", _folder.path().c_str(), 1);
     open(shippedBundle("Lumivera.bundle"), 2);
-    show({{1, pressing(DisplayKey::Screenshot)}, {0, pressing(DisplayKey::Screenshot)}});
+    show({{1, pressing(WindowKey::Screenshot)}, {0, pressing(WindowKey::Screenshot)}});
     setenv("HOME", home.c_str(), 1);
     unsetenv("XDG_CONFIG_HOME");
     int count = 0;
@@ -250,13 +250,12 @@ TEST_F(WallpaperShowTest, PutsScreenshotsIntoThePicturesFolder) {
 TEST_F(WallpaperShowTest, MovesTheOffsetByDragsAndTellsWhereTheyEnded) {
     openTiny();
     PointerGestures pointer;
-    show(
-        {{1.01, pressing(DisplayKey::Pause)}, {0.1, [&] {
+    show({{1.01, pressing(WindowKey::Pause)}, {0.1, [&] {
                                                    view().setOffset(0);
                                                    pointer.pressed({50, 50});
-                                                   pointer.moved({70, 50}, _display->listener());
+                                                   pointer.moved({70, 50}, _window->listener());
                                                    EXPECT_EQ(view().offset(), 20);
-                                                   pointer.released({65, 50}, _display->listener());
+                                                   pointer.released({65, 50}, _window->listener());
                                                    EXPECT_EQ(view().offset(), 15);
                                                    EXPECT_EQ(view().tapClipRect().origin.x, 15);
                                                }}});
@@ -265,11 +264,11 @@ TEST_F(WallpaperShowTest, MovesTheOffsetByDragsAndTellsWhereTheyEnded) {
 TEST_F(WallpaperShowTest, MovesTheOffsetByTheWheelNoFurtherThanAScreen) {
     openTiny();
     show({{1, [&] {
-               _display->listener().scrolledBy(-60);
-               _display->listener().scrollingEnded();
+               _window->listener().scrolledBy(-60);
+               _window->listener().scrollingEnded();
                EXPECT_EQ(view().offset(), -60);
                EXPECT_EQ(view().tapClipRect().origin.x, -60);
-               _display->listener().scrolledBy(-60);
+               _window->listener().scrolledBy(-60);
                EXPECT_EQ(view().offset(), -kSize.width);
            }}});
 }
@@ -277,7 +276,7 @@ TEST_F(WallpaperShowTest, MovesTheOffsetByTheWheelNoFurtherThanAScreen) {
 TEST_F(WallpaperShowTest, GivesTapsInTheCoordinatesOfAScaledView) {
     _options.settings.scale = 0.5;
     open(testBundle(_folder.path(), "TinyWallpaper"), 2);
-    show({{1, [&] { _display->listener().tapped({30, 40}); }}});
+    show({{1, [&] { _window->listener().tapped({30, 40}); }}});
     EXPECT_EQ(view().speedLevel(), 60);
 }
 
@@ -288,7 +287,7 @@ TEST_F(WallpaperShowTest, PushesThePetalThatIsTappedInAScaledView) {
                Sakura &target = petal(2, 0);
                target.setCenter({150, 200});
                ASSERT_EQ(SakuraProbe(target).changedSpeed(), CppVector2D{});
-               _display->listener().tapped({80, 100});
+               _window->listener().tapped({80, 100});
                EXPECT_LT(SakuraProbe(target).changedSpeed().x, 0);
                EXPECT_EQ(SakuraProbe(target).changedSpeed().y, 0);
            }}});
@@ -297,25 +296,25 @@ TEST_F(WallpaperShowTest, PushesThePetalThatIsTappedInAScaledView) {
 TEST_F(WallpaperShowTest, LeavesNothingPendingWhileItIsHidden) {
     int hidden = 0;
     openTiny();
-    show({{1.01, [this] { _display->setVisible(false); }},
+    show({{1.01, [this] { _window->setVisible(false); }},
           {0.1,
            [&] {
                hidden = frames();
                EXPECT_EQ(loops(), 0u);
                EXPECT_EQ(loop().nextDeadline(), Clock::kNever);
-               _display->forgetPresents();
+               _window->forgetPresents();
            }},
           {10, [&] {
                EXPECT_EQ(frames(), hidden);
-               EXPECT_EQ(_display->presents(), 0);
+               EXPECT_EQ(_window->presents(), 0);
            }}});
 }
 
 TEST_F(WallpaperShowTest, GoesOnWithOneLoopWhenItIsShownAgain) {
     int shown = 0;
     openTiny();
-    show({{1.01, [this] { _display->setVisible(false); }},
-          {1, [this] { _display->setVisible(true); }},
+    show({{1.01, [this] { _window->setVisible(false); }},
+          {1, [this] { _window->setVisible(true); }},
           {0.05,
            [&] {
                EXPECT_EQ(loops(), 1u);
@@ -330,8 +329,8 @@ TEST_F(WallpaperShowTest, RunsOneLoopAfterAPauseThatEndsAtOnce) {
     openTiny();
     show({{1.01,
            [this] {
-               press(DisplayKey::Pause);
-               press(DisplayKey::Pause);
+               press(WindowKey::Pause);
+               press(WindowKey::Pause);
            }},
           {0.1,
            [&] {
@@ -347,13 +346,13 @@ TEST_F(WallpaperShowTest, GivesANewSizeAFreshViewOnceItHasSettled) {
     Retained<DeskTopView> old;
     show({{1.01,
            [&] {
-               press(DisplayKey::Up);
+               press(WindowKey::Up);
                old = Retained<DeskTopView>(&view());
-               _display->resize({80, 120});
+               _window->resize({80, 120});
            }},
           {0.2,
            [this] {
-               _display->resize({200, 90});
+               _window->resize({200, 90});
            }},
           {0.7,
            [&] {
@@ -375,31 +374,31 @@ TEST_F(WallpaperShowTest, KeepsThePetalCountAndAlwaysAPictureWhileTheSizeChanges
     NSUInteger count = 0;
     show({{1.01,
            [&] {
-               press(DisplayKey::MorePetals);
+               press(WindowKey::MorePetals);
                count = petals().sakuraCount();
                old = Retained<DeskTopView>(&view());
-               _display->forgetPresents();
-               _display->resize({200, 90});
+               _window->forgetPresents();
+               _window->resize({200, 90});
            }},
           {1.5, [] {}}});
     EXPECT_NE(&view(), old.get());
     EXPECT_EQ(petals().sakuraCount(), count);
-    EXPECT_GT(_display->presents(), 55);
-    EXPECT_EQ(_display->emptyPresents(), 0);
+    EXPECT_GT(_window->presents(), 55);
+    EXPECT_EQ(_window->emptyPresents(), 0);
 }
 
 TEST_F(WallpaperShowTest, ShowsThePictureAgainAtOnceAfterAResizeWhileItIsPaused) {
     openPetals();
-    show({{1.01, pressing(DisplayKey::Pause)},
-          {0.1, [this] { _display->forgetPresents(); }},
+    show({{1.01, pressing(WindowKey::Pause)},
+          {0.1, [this] { _window->forgetPresents(); }},
           {0.1,
            [this] {
-               _display->resize({200, 90});
+               _window->resize({200, 90});
            }},
-          {0, [this] { EXPECT_GT(_display->presents(), 0); }},
+          {0, [this] { EXPECT_GT(_window->presents(), 0); }},
           {1.5, [] {}}});
-    EXPECT_EQ(_display->pixels().size(), 200u * 90u);
-    EXPECT_EQ(_display->emptyPresents(), 0);
+    EXPECT_EQ(_window->pixels().size(), 200u * 90u);
+    EXPECT_EQ(_window->emptyPresents(), 0);
     EXPECT_FALSE(view().isAnimating());
 }
 
@@ -408,13 +407,13 @@ TEST_F(WallpaperShowTest, TracesALineAFrame) {
     openTiny();
     std::vector<Step> steps{{1.01,
                              [this] {
-                                 _display->listener().tapped({1, 1});
+                                 _window->listener().tapped({1, 1});
                              }},
-                            {0.1, [this] { _display->listener().displayNeedsPicture(); }},
-                            {0.1, [this] { _display->setVisible(false); }},
-                            {1, [this] { _display->setVisible(true); }},
-                            {0.1, pressing(DisplayKey::Pause)},
-                            {0.1, pressing(DisplayKey::Pause)},
+                            {0.1, [this] { _window->listener().windowNeedsPicture(); }},
+                            {0.1, [this] { _window->setVisible(false); }},
+                            {1, [this] { _window->setVisible(true); }},
+                            {0.1, pressing(WindowKey::Pause)},
+                            {0.1, pressing(WindowKey::Pause)},
                             {0.5, [] {}}};
     show(std::move(steps));
     const auto lines = traceLines();
@@ -427,7 +426,7 @@ TEST_F(WallpaperShowTest, TracesALineAFrame) {
 TEST_F(WallpaperShowTest, TracesNoLineForACheckOfTheSwitch) {
     traceTo("trace");
     openTiny();
-    std::vector<Step> steps{{1.012, pressing(DisplayKey::Pause)}, {0, pressing(DisplayKey::Pause)}};
+    std::vector<Step> steps{{1.012, pressing(WindowKey::Pause)}, {0, pressing(WindowKey::Pause)}};
     for (int i = 0; i < 60; ++i) {
         steps.push_back({0.0007, [] {}});
     }
@@ -442,7 +441,7 @@ TEST_F(WallpaperShowTest, TracesALineAFrameWhileTheSizeChanges) {
     show({{1.01,
            [&] {
                old = Retained<DeskTopView>(&view());
-               _display->resize({200, 90});
+               _window->resize({200, 90});
            }},
           {1.5, [] {}}});
     ASSERT_NE(&view(), old.get());
@@ -454,7 +453,7 @@ TEST_F(WallpaperShowTest, TracesALineAFrameWhileTheSizeChanges) {
 TEST_F(WallpaperShowTest, TracesNothingOfAStillWallpaper) {
     traceTo("trace");
     open(testBundle(_folder.path(), "StillWallpaper"));
-    show({{1, [this] { _display->listener().tapped({1, 1}); }}, {1, [] {}}});
+    show({{1, [this] { _window->listener().tapped({1, 1}); }}, {1, [] {}}});
     EXPECT_TRUE(traceLines().empty());
 }
 

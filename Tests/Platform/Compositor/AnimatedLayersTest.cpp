@@ -37,8 +37,8 @@ struct Scene {
 /// An animation, and the layer as the formula alone says that it is at a time.
 struct Motion {
     const char *keyPath;
-    CAAnimationValue from;
-    CAAnimationValue to;
+    AnimationValue from;
+    AnimationValue to;
     void (*set)(CALayer &layer, double progress);
 };
 
@@ -79,8 +79,8 @@ const Motion kMotions[] = {
      [](CALayer &layer, double p) { layer.setTransform(turned(-kPi * p)); }},
 };
 
-Retained<CABasicAnimation> make(const char *keyPath, const CAAnimationValue &from,
-                                const CAAnimationValue &to) {
+Retained<CABasicAnimation> make(const char *keyPath, const AnimationValue &from,
+                                const AnimationValue &to) {
     auto animation = CABasicAnimation::animationWithKeyPath(keyPath);
     animation->setFromValue(from);
     animation->setToValue(to);

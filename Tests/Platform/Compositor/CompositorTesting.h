@@ -85,7 +85,7 @@ inline Retained<CALayer> makeFilled(CGFloat x, CGFloat y, CGFloat width, CGFloat
 /// An image whose pixels are the values of a function of x and y.
 inline Retained<CGImage> makeImage(NSUInteger width, NSUInteger height,
                                    const std::function<std::uint32_t(NSUInteger, NSUInteger)> &at) {
-    CGPixels pixels;
+    PixelBuffer pixels;
     for (NSUInteger i = 0; i < width * height; ++i) {
         pixels.push_back(at(i % width, i / width));
     }

@@ -153,14 +153,14 @@ int reducedSide(int side, double pixels) {
 
 CGRect contentsRect(const CALayer &layer, double width, double height) {
     const CGRect bounds = layer.bounds();
-    if (layer.contentsGravity() == CALayerGravity::Resize) {
+    if (layer.contentsGravity() == ContentsGravity::Resize) {
         return bounds;
     }
     const double across = bounds.size.width / width;
     const double down = bounds.size.height / height;
     double scale = 1 / layer.contentsScale();
-    if (layer.contentsGravity() != CALayerGravity::Center) {
-        const bool fill = layer.contentsGravity() == CALayerGravity::ResizeAspectFill;
+    if (layer.contentsGravity() != ContentsGravity::Center) {
+        const bool fill = layer.contentsGravity() == ContentsGravity::ResizeAspectFill;
         scale = fill ? std::max(across, down) : std::min(across, down);
     }
     return CGRectMake(bounds.origin.x + (bounds.size.width - width * scale) / 2,

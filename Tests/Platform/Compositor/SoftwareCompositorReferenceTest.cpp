@@ -63,7 +63,7 @@ class RandomScene {
             layer->setSublayerTransform(CATransform3DMakeRotation(between(0, 6), 0, 0, 1));
         }
         layer->setContents(makeSmooth());
-        layer->setContentsGravity(static_cast<CALayerGravity>(_random() % 4));
+        layer->setContentsGravity(static_cast<ContentsGravity>(_random() % 4));
         return layer;
     }
 

@@ -148,7 +148,7 @@ TEST(SoftwareCompositor, DrawsLaterSublayersInFront) {
 TEST(SoftwareCompositor, DrawsContentsOverTheBackgroundAndUnderSublayers) {
     const auto root = makeFilled(0, 0, 6, 1, kRed);
     root->setContents(makeImage(2, 1, [](auto, auto) { return 0xFF0000FFU; }));
-    root->setContentsGravity(CALayerGravity::Center);
+    root->setContentsGravity(ContentsGravity::Center);
     root->addSublayer(makeFilled(3, 0, 1, 1, kGreen).get());
     const Canvas canvas = Canvas(6, 1).draw(*root);
     EXPECT_EQ(canvas.at(1, 0), 0xFFFF0000);
@@ -239,7 +239,7 @@ TEST(SoftwareCompositor, ClipsSublayersAndContentsToTheBounds) {
     const auto clip = makeLayer(4, 4, 6, 6);
     clip->setMasksToBounds(true);
     clip->setContents(makeImage(10, 10, [](auto, auto) { return 0xFF00FF00U; }));
-    clip->setContentsGravity(CALayerGravity::Center);
+    clip->setContentsGravity(ContentsGravity::Center);
     clip->addSublayer(makeFilled(3, -5, 20, 30, kRed).get());
     root->addSublayer(clip.get());
     const Canvas canvas = Canvas(20, 20).draw(*root);
@@ -296,7 +296,7 @@ TEST(SoftwareCompositor, ShowsNothingInsideAClipWithoutArea) {
 
 struct GravityCase {
     const char *name;
-    CALayerGravity gravity;
+    ContentsGravity gravity;
     CGFloat contentsScale;
     CGRect shown; // of a 4 × 2 picture in bounds of 8 × 8 at (10, 10)
 };
@@ -322,17 +322,17 @@ TEST_P(Gravity, PlacesThePicture) {
 INSTANTIATE_TEST_SUITE_P(
     SoftwareCompositor, Gravity,
     testing::Values(
-        GravityCase{"Resize", CALayerGravity::Resize, 1, CGRectMake(10, 10, 8, 8)},
-        GravityCase{"ResizeAspect", CALayerGravity::ResizeAspect, 1, CGRectMake(10, 12, 8, 4)},
-        GravityCase{"AspectFill", CALayerGravity::ResizeAspectFill, 1, CGRectMake(6, 10, 16, 8)},
-        GravityCase{"Center", CALayerGravity::Center, 1, CGRectMake(12, 13, 4, 2)},
-        GravityCase{"DenseCenter", CALayerGravity::Center, 0.5, CGRectMake(10, 12, 8, 4)}),
+        GravityCase{"Resize", ContentsGravity::Resize, 1, CGRectMake(10, 10, 8, 8)},
+        GravityCase{"ResizeAspect", ContentsGravity::ResizeAspect, 1, CGRectMake(10, 12, 8, 4)},
+        GravityCase{"AspectFill", ContentsGravity::ResizeAspectFill, 1, CGRectMake(6, 10, 16, 8)},
+        GravityCase{"Center", ContentsGravity::Center, 1, CGRectMake(12, 13, 4, 2)},
+        GravityCase{"DenseCenter", ContentsGravity::Center, 0.5, CGRectMake(10, 12, 8, 4)}),
     [](const auto &info) { return info.param.name; });
 
 TEST(SoftwareCompositor, GivesTheSamePictureAfterAPurge) {
     const auto root = makeLayer(0, 0, 100, 80);
     root->setContents(makeOpaqueNoise(211, 97, 4));
-    root->setContentsGravity(CALayerGravity::ResizeAspectFill);
+    root->setContentsGravity(ContentsGravity::ResizeAspectFill);
     const auto small = makePictureLayer(30, 30, makeNoise(64, 64, 5));
     small->setTransform(CATransform3DMakeScale(0.2, 0.2, 1));
     root->addSublayer(small.get());
@@ -410,8 +410,8 @@ TEST(SoftwareCompositor, KeepsAStronglyReducedPictureFromShimmering) {
 TEST(SoftwareCompositor, ScalesLargeContentsWithoutADarkBorder) {
     const auto root = makeLayer(0, 0, 90, 70);
     root->setContents(makeImage(31, 57, [](auto, auto) { return 0xFFFFFFFFU; }));
-    for (const CALayerGravity gravity :
-         {CALayerGravity::Resize, CALayerGravity::ResizeAspectFill}) {
+    for (const ContentsGravity gravity :
+         {ContentsGravity::Resize, ContentsGravity::ResizeAspectFill}) {
         root->setContentsGravity(gravity);
         EXPECT_EQ(Canvas(90, 70).draw(*root).count(0xFFFFFFFF), 90U * 70);
     }
@@ -504,7 +504,7 @@ TEST(SoftwareCompositor, SurvivesOddGeometryOfEveryField) {
                 const auto root = makeLayer(0, 0, 32, 32);
                 const auto layer = makeFilled(4, 4, 20, 20, {1, 0, 0, 0.5});
                 layer->setContents(makeNoise(13, 7, 7));
-                layer->setContentsGravity(CALayerGravity::Center);
+                layer->setContentsGravity(ContentsGravity::Center);
                 layer->setTransform(CATransform3DMakeRotation(0.5, 0, 0, 1));
                 layer->setMasksToBounds(masks);
                 layer->setOpacity(0.7F);

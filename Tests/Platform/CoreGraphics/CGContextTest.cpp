@@ -7,7 +7,7 @@
 
 namespace {
 
-using Pixels = CGPixels;
+using Pixels = PixelBuffer;
 using ::testing::Each;
 using ::testing::ElementsAre;
 
@@ -15,7 +15,7 @@ constexpr std::uint32_t kRed = 0xffff0000, kGreen = 0xff00ff00, kBlue = 0xff0000
 constexpr std::uint32_t kBlack = 0xff000000, kWhite = 0xffffffff;
 
 Retained<CGContext> colorContext(NSUInteger width, NSUInteger height) {
-    return CGContext::bitmapContextCreate(width, height, CGBitmapFormat::AlphaFirstPremultiplied);
+    return CGContext::bitmapContextCreate(width, height, BitmapFormat::AlphaFirstPremultiplied);
 }
 
 Retained<CGImage> image(NSUInteger width, NSUInteger height, Pixels pixels) {
@@ -39,8 +39,7 @@ TEST(BitmapContext, IsNullForASizeOfZeroOrBeyondTheBounds) {
 
 TEST(BitmapContext, BeginsClearAndAGreyOneBlack) {
     EXPECT_THAT(pixelsOf(*colorContext(2, 1)), Each(0u));
-    EXPECT_THAT(pixelsOf(*CGContext::bitmapContextCreate(2, 1, CGBitmapFormat::Grey)),
-                Each(kBlack));
+    EXPECT_THAT(pixelsOf(*CGContext::bitmapContextCreate(2, 1, BitmapFormat::Grey)), Each(kBlack));
 }
 
 TEST(BitmapContext, HasItsOriginAtTheBottomLeft) {
@@ -220,7 +219,7 @@ TEST(CornerArc, OfPointsInOneLineIsTheLine) {
 TEST(BufferedContext, ClearsTheBufferAtOnceAndWritesAlphaFirst) {
     std::vector<std::uint8_t> bytes(8, 7);
     const auto context =
-        CGContext::bitmapContextCreate(2, 1, CGBitmapFormat::AlphaFirstPremultiplied, bytes.data());
+        CGContext::bitmapContextCreate(2, 1, BitmapFormat::AlphaFirstPremultiplied, bytes.data());
     EXPECT_THAT(bytes, Each(0));
     context->drawImage(CGRectMake(0, 0, 2, 1), image(2, 1, {0xff123456, 0x40302010}).get());
     context->flush();

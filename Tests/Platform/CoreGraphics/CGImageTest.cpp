@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-using Pixels = CGPixels;
+using Pixels = PixelBuffer;
 
 /// The compositor copies a full-screen picture by whole cache lines, so pixels must begin at one.
-TEST(CGPixels, BeginAtALineOfTheCache) {
+TEST(PixelBuffer, BeginAtALineOfTheCache) {
     for (std::size_t count = 1; count < 100000; count = count * 3 + 1) {
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(Pixels(count, 0).data()) % 64, 0u) << count;
     }

@@ -1,7 +1,7 @@
 #include "Platform/CoreGraphics/CGImage.h"
 
-#include "Platform/CoreGraphics/CGPixels.h"
 #include "Platform/CoreGraphics/ColorConversion.h"
+#include "Platform/CoreGraphics/PixelBuffer.h"
 #include "Tests/Platform/CoreGraphics/EmbeddingPictures.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/CoreGraphics/PictureTesting.h"

@@ -10,8 +10,7 @@
 inline void keepPicture(const std::string &name, const CGImage &image) {
     const std::filesystem::path folder = LUMIVERA_BUILD_DIR "/failed-pictures";
     std::filesystem::create_directories(folder);
-    const auto bytes =
-        CGImageWritePNG(image.pixels(), image.width(), image.height(), image.width(), 6);
+    const auto bytes = encodePNG(image.pixels(), image.width(), image.height(), image.width(), 6);
     std::ofstream(folder / name, std::ios::binary)
         .write(reinterpret_cast<const char *>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
@@ -28,7 +27,7 @@ inline void expectStoredPicture(const CGImage &actual, const std::string &file, 
     ASSERT_TRUE(expected) << file;
     ASSERT_EQ(actual.width(), expected->width());
     ASSERT_EQ(actual.height(), expected->height());
-    CGPixels differences;
+    PixelBuffer differences;
     int largestFound = 0;
     long long totalFound = 0;
     for (std::size_t i = 0; i < actual.width() * actual.height(); ++i) {

@@ -19,8 +19,8 @@ class AnimatedLayerTest : public SimulatedTimeTest {
         loop().runForSeconds(0);
     }
 
-    static Retained<CABasicAnimation> make(const char *keyPath, const CAAnimationValue &from,
-                                           const CAAnimationValue &to, double duration = 1) {
+    static Retained<CABasicAnimation> make(const char *keyPath, const AnimationValue &from,
+                                           const AnimationValue &to, double duration = 1) {
         auto animation = CABasicAnimation::animationWithKeyPath(keyPath);
         animation->setFromValue(from);
         animation->setToValue(to);
@@ -28,8 +28,8 @@ class AnimatedLayerTest : public SimulatedTimeTest {
         return animation;
     }
 
-    static Retained<CABasicAnimation> makeFade(const CAAnimationValue &from,
-                                               const CAAnimationValue &to, double duration = 1) {
+    static Retained<CABasicAnimation> makeFade(const AnimationValue &from, const AnimationValue &to,
+                                               double duration = 1) {
         return make("opacity", from, to, duration);
     }
 
@@ -37,7 +37,7 @@ class AnimatedLayerTest : public SimulatedTimeTest {
         layer->addAnimation_forKey(animation.get(), key);
     }
 
-    CALayerValues shown() const { return layer->presentationAt(CACurrentMediaTime()); }
+    LayerValues shown() const { return layer->presentationAt(CACurrentMediaTime()); }
     float opacity() const { return shown().opacity; }
 
     /// The values shown `seconds` later.

@@ -32,7 +32,7 @@ TEST_F(CAAnimationGroupTest, RunsItsMembersSideBySide) {
     EXPECT_EQ(opacityAfter(0.25), 0.25F);
     EXPECT_EQ(shown().position, (CGPoint{2, 4}));
     runForSeconds(0.75);
-    EXPECT_EQ(shown(), CALayerValues());
+    EXPECT_EQ(shown(), LayerValues());
 }
 
 TEST_F(CAAnimationGroupTest, CutsOffWhatLastsLonger) {

@@ -93,7 +93,7 @@ TEST_F(CALayerAnimationTest, KnowsWhatWasShownBeforeAnAnimationThatHasJustEnded)
 TEST_F(CALayerAnimationTest, ForgetsAChangeAfterManyOthers) {
     const auto others = makeRetained<CALayer>();
     layer->setOpacity(0);
-    for (std::uint64_t i = 0; i < CALayerChanges::kMaxKept; ++i) {
+    for (std::uint64_t i = 0; i < LayerChanges::kMaxKept; ++i) {
         others->setPosition({static_cast<CGFloat>(i) + 1, 0});
     }
     add(makeFade(kNone, kNone));
@@ -113,7 +113,7 @@ TEST_F(CALayerAnimationTest, TellsChangesOfOneLayerFromThoseOfOthers) {
          {"opacity", "position", "bounds", "transform", "sublayerTransform"}) {
         add(make(keyPath, kNone, kNone), keyPath);
     }
-    EXPECT_EQ(shown(), CALayerValues());
+    EXPECT_EQ(shown(), LayerValues());
     runForSeconds(0.5);
     EXPECT_EQ(opacity(), 0.75F);
     EXPECT_EQ(shown().position, (CGPoint{4, 2}));
@@ -169,7 +169,7 @@ TEST_F(CALayerAnimationTest, WhatIsNoKeyPathOrOfAnotherTypeShowsNothingButEnds) 
         add(animation, std::to_string(++keys).c_str());
     }
     runForSeconds(0.5);
-    EXPECT_EQ(shown(), CALayerValues());
+    EXPECT_EQ(shown(), LayerValues());
     EXPECT_TRUE(layer->hasAnimations());
     runForSeconds(0.5);
     EXPECT_EQ(listener->stops.size(), 4U);

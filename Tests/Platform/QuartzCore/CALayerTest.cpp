@@ -82,7 +82,7 @@ TEST_F(CALayerTest, StartsEmptyAndPlain) {
     EXPECT_EQ(_layer->backgroundColor().alpha, 0);
     EXPECT_FALSE(_layer->contents());
     EXPECT_EQ(_layer->contentsScale(), 1);
-    EXPECT_EQ(_layer->contentsGravity(), CALayerGravity::Resize);
+    EXPECT_EQ(_layer->contentsGravity(), ContentsGravity::Resize);
     EXPECT_EQ(_layer->superlayer(), nullptr);
 }
 
@@ -95,7 +95,7 @@ TEST_F(CALayerTest, KeepsWhatItIsGiven) {
     _layer->setMasksToBounds(true);
     _layer->setBackgroundColor({0.1, 0.2, 0.3, 0.4});
     _layer->setContentsScale(3);
-    _layer->setContentsGravity(CALayerGravity::Center);
+    _layer->setContentsGravity(ContentsGravity::Center);
     EXPECT_EQ(_layer->transform(), t);
     EXPECT_EQ(_layer->transformInPlace(), t);
     EXPECT_EQ(_layer->sublayerTransform(), t);
@@ -105,7 +105,7 @@ TEST_F(CALayerTest, KeepsWhatItIsGiven) {
     EXPECT_TRUE(_layer->masksToBounds());
     EXPECT_EQ(_layer->backgroundColor(), (CGColor{0.1, 0.2, 0.3, 0.4}));
     EXPECT_EQ(_layer->contentsScale(), 3);
-    EXPECT_EQ(_layer->contentsGravity(), CALayerGravity::Center);
+    EXPECT_EQ(_layer->contentsGravity(), ContentsGravity::Center);
 }
 
 TEST_F(CALayerTest, KeepsAContentsScaleThatIsNotAboveZeroAsOne) {
@@ -410,7 +410,7 @@ TEST_F(CALayerTreeTest, EveryPropertyMarksTheTree) {
             layer.setBackgroundColor({1, 0, 0, 1});
         },
         [](CALayer &layer) { layer.setContentsScale(2); },
-        [](CALayer &layer) { layer.setContentsGravity(CALayerGravity::Center); },
+        [](CALayer &layer) { layer.setContentsGravity(ContentsGravity::Center); },
         [](CALayer &layer) {
             layer.setFrame({{5, 5}, {2, 2}});
         },

@@ -13,12 +13,12 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-using Pixels = CGPixels;
+using Pixels = PixelBuffer;
 
 /// A PNG file of that width and one pixel high; a test recognises it by the width.
 Bytes pictureOfWidth(NSUInteger width) {
     const Pixels pixels(width, 0xff102030);
-    return CGImageWritePNG(pixels.data(), width, 1, width, 6);
+    return encodePNG(pixels.data(), width, 1, width, 6);
 }
 
 Retained<CGImage> bitmapOfSize(NSUInteger width, NSUInteger height) {

@@ -5,7 +5,7 @@
 namespace {
 
 Retained<UIImage> image(CGFloat scale) {
-    auto bitmap = CGImage::imageWithPixels(4, 2, CGPixels(8, 0xff336699));
+    auto bitmap = CGImage::imageWithPixels(4, 2, PixelBuffer(8, 0xff336699));
     return UIImage::imageWithCGImage_scale_orientation(std::move(bitmap), scale,
                                                        UIImageOrientation::Up);
 }

@@ -168,11 +168,11 @@ TEST_F(UIViewTest, PaintsItsBackgroundColor) {
 }
 
 TEST_F(UIViewTest, ContentModesAreTheLayersGravities) {
-    const std::pair<UIViewContentMode, CALayerGravity> table[] = {
-        {UIViewContentModeScaleAspectFill, CALayerGravity::ResizeAspectFill},
-        {UIViewContentModeScaleAspectFit, CALayerGravity::ResizeAspect},
-        {UIViewContentModeCenter, CALayerGravity::Center},
-        {UIViewContentModeScaleToFill, CALayerGravity::Resize},
+    const std::pair<UIViewContentMode, ContentsGravity> table[] = {
+        {UIViewContentModeScaleAspectFill, ContentsGravity::ResizeAspectFill},
+        {UIViewContentModeScaleAspectFit, ContentsGravity::ResizeAspect},
+        {UIViewContentModeCenter, ContentsGravity::Center},
+        {UIViewContentModeScaleToFill, ContentsGravity::Resize},
     };
     for (const auto &[mode, gravity] : table) {
         _view->setContentMode(mode);

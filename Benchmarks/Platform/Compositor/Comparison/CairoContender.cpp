@@ -4,7 +4,8 @@
 
 namespace {
 
-cairo_surface_t *surfaceOf(const CGPixels &pixels, cairo_format_t format, int width, int height) {
+cairo_surface_t *surfaceOf(const PixelBuffer &pixels, cairo_format_t format, int width,
+                           int height) {
     auto *const bytes =
         reinterpret_cast<unsigned char *>(const_cast<std::uint32_t *>(pixels.data()));
     return cairo_image_surface_create_for_data(bytes, format, width, height, width * 4);
@@ -46,11 +47,11 @@ class CairoContender final : public Contender {
         cairo_surface_flush(_target);
     }
 
-    CGPixels pixels() override { return _pixels; }
+    PixelBuffer pixels() override { return _pixels; }
 
   private:
     const PetalScene &_scene;
-    CGPixels _pixels;
+    PixelBuffer _pixels;
     cairo_surface_t *_petal;
     cairo_surface_t *_background;
     cairo_surface_t *_target;

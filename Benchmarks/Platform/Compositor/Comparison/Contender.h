@@ -17,7 +17,7 @@ class Contender {
     virtual void draw() = 0;
 
     /// The latest picture, row by row: 0xXXRRGGBB.
-    virtual CGPixels pixels() = 0;
+    virtual PixelBuffer pixels() = 0;
 };
 
 struct ContenderKind {

@@ -142,8 +142,8 @@ class OpenGLContender final : public Contender {
         glFinish();
     }
 
-    CGPixels pixels() override {
-        CGPixels result(_scene.background().size());
+    PixelBuffer pixels() override {
+        PixelBuffer result(_scene.background().size());
         glBindFramebuffer(GL_FRAMEBUFFER, _framebuffer);
         glReadPixels(0, 0, _scene.width(), _scene.height(), GL_RGBA, GL_UNSIGNED_BYTE,
                      result.data());

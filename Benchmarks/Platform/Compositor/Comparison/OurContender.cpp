@@ -40,7 +40,7 @@ class OurContender final : public Contender {
         _age = _keepsMemory ? 1 : 0;
     }
 
-    CGPixels pixels() override { return _pixels; }
+    PixelBuffer pixels() override { return _pixels; }
 
   private:
     const PetalScene &_scene;
@@ -49,7 +49,7 @@ class OurContender final : public Contender {
     SoftwareCompositor _compositor;
     Retained<CALayer> _root = makeRetained<CALayer>();
     std::vector<Retained<CALayer>> _layers;
-    CGPixels _pixels;
+    PixelBuffer _pixels;
 };
 
 } // namespace

@@ -70,7 +70,7 @@ void PetalReference::draw(const PetalScene &scene, const PetalScene::Petal &peta
     }
 }
 
-PetalReference::Difference PetalReference::differenceOf(const CGPixels &pixels) const {
+PetalReference::Difference PetalReference::differenceOf(const PixelBuffer &pixels) const {
     Difference result;
     for (std::size_t i = 0; i < _channels.size(); ++i) {
         const double actual = pixels[i / 3] >> 8 * (i % 3) & 255;

@@ -16,7 +16,7 @@ class PetalReference {
 
     /// The difference of a picture's colours from the reference, which is rounded to whole levels.
     /// The pixels are row by row, 0xXXRRGGBB.
-    Difference differenceOf(const CGPixels &pixels) const;
+    Difference differenceOf(const PixelBuffer &pixels) const;
 
   private:
     void draw(const PetalScene &scene, const PetalScene::Petal &petal);

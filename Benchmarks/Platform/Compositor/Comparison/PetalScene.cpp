@@ -7,8 +7,8 @@
 namespace {
 
 /// An ellipse with soft edges.
-CGPixels makePetal() {
-    CGPixels pixels;
+PixelBuffer makePetal() {
+    PixelBuffer pixels;
     for (int i = 0; i < PetalScene::kPetalSide * PetalScene::kPetalSide; ++i) {
         const double x = (i % PetalScene::kPetalSide + 0.5 - 32) / 28;
         const double y = (i / PetalScene::kPetalSide + 0.5 - 32) / 20.5;
@@ -19,8 +19,8 @@ CGPixels makePetal() {
     return pixels;
 }
 
-CGPixels makeBackground(int width, int height) {
-    CGPixels pixels;
+PixelBuffer makeBackground(int width, int height) {
+    PixelBuffer pixels;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const auto red = static_cast<std::uint32_t>(x * 255 / width);

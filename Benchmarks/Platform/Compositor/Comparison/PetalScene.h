@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/CoreGraphics/CGPixels.h"
+#include "Platform/CoreGraphics/PixelBuffer.h"
 
 #include <cstdint>
 #include <vector>
@@ -24,10 +24,10 @@ class PetalScene {
     int height() const { return _height; }
 
     /// Opaque and as large as the screen.
-    const CGPixels &background() const { return _background; }
+    const PixelBuffer &background() const { return _background; }
 
     /// The petal's picture, kPetalSide × kPetalSide; 44 % of the texels are visible.
-    const CGPixels &petalPixels() const { return _petalPixels; }
+    const PixelBuffer &petalPixels() const { return _petalPixels; }
 
     const std::vector<Petal> &petals() const { return _petals; }
 
@@ -37,7 +37,7 @@ class PetalScene {
   private:
     int _width;
     int _height;
-    CGPixels _background;
-    CGPixels _petalPixels;
+    PixelBuffer _background;
+    PixelBuffer _petalPixels;
     std::vector<Petal> _petals;
 };

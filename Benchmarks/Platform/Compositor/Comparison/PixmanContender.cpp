@@ -6,7 +6,7 @@
 
 namespace {
 
-pixman_image_t *imageOf(const CGPixels &pixels, pixman_format_code_t format, int width,
+pixman_image_t *imageOf(const PixelBuffer &pixels, pixman_format_code_t format, int width,
                         int height) {
     return pixman_image_create_bits(format, width, height,
                                     const_cast<std::uint32_t *>(pixels.data()), width * 4);
@@ -37,7 +37,7 @@ class PixmanContender final : public Contender {
         }
     }
 
-    CGPixels pixels() override { return _pixels; }
+    PixelBuffer pixels() override { return _pixels; }
 
   private:
     // Only the petal's bounding box is composited; the transform is relative to its corner.
@@ -66,7 +66,7 @@ class PixmanContender final : public Contender {
     }
 
     const PetalScene &_scene;
-    CGPixels _pixels;
+    PixelBuffer _pixels;
     pixman_image_t *_petal;
     pixman_image_t *_background;
     pixman_image_t *_target;

@@ -119,7 +119,7 @@ TEST(ChooserLayout, DoesNotScrollWhatFits) {
 }
 
 TEST(ChooserLayout, LeadsFromCardToCardAsKeysSay) {
-    using enum DisplayKey;
+    using enum WindowKey;
     const ChooserLayout layout({{1040, 660}, 1}, 21);
     ASSERT_EQ(layout.columns(), 2u);
     EXPECT_EQ(layout.neighbour(0, Right), 1u);
@@ -139,9 +139,9 @@ TEST(ChooserLayout, LeadsFromCardToCardAsKeysSay) {
 
 TEST(ChooserLayout, LeadsAlongTheRowWithEveryArrow) {
     const ChooserLayout layout({{320, 480}, 1}, 5);
-    EXPECT_EQ(layout.neighbour(2, DisplayKey::Down), 3u);
-    EXPECT_EQ(layout.neighbour(2, DisplayKey::Up), 1u);
-    EXPECT_EQ(layout.neighbour(2, DisplayKey::Right), 3u);
+    EXPECT_EQ(layout.neighbour(2, WindowKey::Down), 3u);
+    EXPECT_EQ(layout.neighbour(2, WindowKey::Up), 1u);
+    EXPECT_EQ(layout.neighbour(2, WindowKey::Right), 3u);
 }
 
 TEST(ChooserLayout, LeavesAllRoomToThePreviewWithoutCards) {
@@ -154,7 +154,7 @@ TEST(ChooserLayout, LeavesAllRoomToThePreviewWithoutCards) {
 
 TEST(ChooserLayout, StaysWhereItIsWithoutCards) {
     const ChooserLayout layout({{320, 480}, 1}, 0);
-    for (const DisplayKey key : {DisplayKey::Right, DisplayKey::PageDown, DisplayKey::Last}) {
+    for (const WindowKey key : {WindowKey::Right, WindowKey::PageDown, WindowKey::Last}) {
         EXPECT_EQ(layout.neighbour(0, key), 0u);
     }
 }

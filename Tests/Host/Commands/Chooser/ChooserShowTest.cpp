@@ -2,7 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Tests/Host/Desktop/FakeViews.h"
-#include "Tests/Host/Playing/FakeDisplay.h"
+#include "Tests/Host/Playing/FakeWindow.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Support/SimulatedTime.h"
 
@@ -26,7 +26,7 @@ BundleListing bundleCalled(const std::string &path, const std::string &problem =
     return listing;
 }
 
-/// The chooser on a fake display, with fake views that paint everything green.
+/// The chooser in a fake window, with fake views that paint everything green.
 class ChooserShowTest : public SimulatedTimeTest {
   protected:
     using Events = std::vector<std::pair<double, std::function<void()>>>;
@@ -60,7 +60,7 @@ class ChooserShowTest : public SimulatedTimeTest {
             }
             _used.push_back(bundle.path);
         };
-        _show.emplace(_display, std::move(options));
+        _show.emplace(_window, std::move(options));
         for (const auto &[time, event] : events) {
             loop().performSelector_afterDelay(nullptr, "event", event, time);
         }
@@ -70,8 +70,8 @@ class ChooserShowTest : public SimulatedTimeTest {
         loop().cancelPreviousPerformRequestsWithTarget(nullptr, "event");
     }
 
-    void press(DisplayKey key) { _display.listener().keyPressed(key); }
-    std::function<void()> pressing(DisplayKey key) {
+    void press(WindowKey key) { _window.listener().keyPressed(key); }
+    std::function<void()> pressing(WindowKey key) {
         return [this, key] { press(key); };
     }
 
@@ -84,11 +84,11 @@ class ChooserShowTest : public SimulatedTimeTest {
                 layout.shelf().origin.y + CGRectGetMidY(card) - (layout.isRow() ? 0 : scroll)};
     }
 
-    void tap(NSUInteger card) { _display.listener().tapped(placeOf(card)); }
+    void tap(NSUInteger card) { _window.listener().tapped(placeOf(card)); }
 
     std::uint32_t pixelAt(CGFloat x, CGFloat y) const {
-        const auto width = static_cast<std::size_t>(_display.size().width);
-        return _display.pixels()[static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x)];
+        const auto width = static_cast<std::size_t>(_window.size().width);
+        return _window.pixels()[static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x)];
     }
 
     /// The pixels of the upper part of the preview, where no text is.
@@ -97,7 +97,7 @@ class ChooserShowTest : public SimulatedTimeTest {
         return pixelAt(CGRectGetMidX(preview), preview.origin.y + 20);
     }
 
-    FakeDisplay _display{{800, 500}, 1};
+    FakeWindow _window{{800, 500}, 1};
     FakeViews _views;
     std::vector<BundleListing> _bundles;
     NSUInteger _selected = 0;
@@ -112,8 +112,8 @@ TEST_F(ChooserShowTest, ShowsTheSelectedWallpaperAsItMoves) {
     int presents = 0;
     show(3, {{0.15, [&] { EXPECT_TRUE(_views.made().empty()); }},
              {0.5, [&] { EXPECT_NE(previewPixel(), kGreen); }},
-             {1, [&] { _display.forgetPresents(); }},
-             {2, [&] { presents = _display.presents(); }}});
+             {1, [&] { _window.forgetPresents(); }},
+             {2, [&] { presents = _window.presents(); }}});
     EXPECT_EQ(_views.made(), std::vector<std::string>{"b1"});
     EXPECT_EQ(previewPixel(), kGreen);
     EXPECT_GE(presents, 35);
@@ -132,7 +132,7 @@ TEST_F(ChooserShowTest, BeginsNoViewWhileAnArrowKeyIsHeld) {
     addBundles(40);
     Events events;
     for (int i = 0; i < 20; ++i) {
-        events.emplace_back(0.1 * i, pressing(DisplayKey::Right));
+        events.emplace_back(0.1 * i, pressing(WindowKey::Right));
     }
     show(4, events);
     EXPECT_EQ(_show->selected(), 20u);
@@ -141,7 +141,7 @@ TEST_F(ChooserShowTest, BeginsNoViewWhileAnArrowKeyIsHeld) {
 
 TEST_F(ChooserShowTest, EndsTheViewOfABundleThatIsSelectedNoMore) {
     addBundles(2);
-    show(3, {{1, pressing(DisplayKey::Right)},
+    show(3, {{1, pressing(WindowKey::Right)},
              {1.1, [&] { EXPECT_TRUE(_views.views().empty()); }},
              {2, [&] {
                   ASSERT_EQ(_views.views().size(), 1u);
@@ -151,26 +151,26 @@ TEST_F(ChooserShowTest, EndsTheViewOfABundleThatIsSelectedNoMore) {
 
 TEST_F(ChooserShowTest, RestsWhileNobodyCanSeeIt) {
     addBundles(1);
-    show(4, {{1, [&] { _display.setVisible(false); }},
+    show(4, {{1, [&] { _window.setVisible(false); }},
              {1.1,
               [&] {
                   EXPECT_FALSE(_views.views().at(0)->isRunning());
-                  _display.forgetPresents();
+                  _window.forgetPresents();
               }},
              {3,
               [&] {
-                  EXPECT_EQ(_display.presents(), 0);
-                  _display.setVisible(true);
+                  EXPECT_EQ(_window.presents(), 0);
+                  _window.setVisible(true);
               }},
              {3.5, [&] { EXPECT_TRUE(_views.views().at(0)->isRunning()); }}});
 }
 
 TEST_F(ChooserShowTest, BeginsNothingWhileNobodyCanSeeIt) {
     addBundles(2);
-    show(4, {{0.1, [&] { _display.setVisible(false); }}, {2, [&] {
-                                                              EXPECT_TRUE(_views.made().empty());
-                                                              _display.setVisible(true);
-                                                          }}});
+    show(4, {{0.1, [&] { _window.setVisible(false); }}, {2, [&] {
+                                                             EXPECT_TRUE(_views.made().empty());
+                                                             _window.setVisible(true);
+                                                         }}});
     EXPECT_EQ(_views.made().size(), 1u);
 }
 
@@ -187,22 +187,22 @@ TEST_F(ChooserShowTest, ShowsNoPictureOfAViewThatHasEnded) {
 TEST_F(ChooserShowTest, GoesOnWhereThereCanBeNoView) {
     addBundles(2);
     _views.isOutOfProcesses = true;
-    show(2, {{1, pressing(DisplayKey::Right)}, {1.5, pressing(DisplayKey::Use)}});
+    show(2, {{1, pressing(WindowKey::Right)}, {1.5, pressing(WindowKey::Use)}});
     EXPECT_EQ(_used, std::vector<std::string>{"b1"});
 }
 
 TEST_F(ChooserShowTest, UsesTheSelectedBundleAndEnds) {
     addBundles(5);
-    show(5, {{0.1, pressing(DisplayKey::Last)},
-             {0.2, pressing(DisplayKey::Left)},
-             {0.5, pressing(DisplayKey::Use)}});
+    show(5, {{0.1, pressing(WindowKey::Last)},
+             {0.2, pressing(WindowKey::Left)},
+             {0.5, pressing(WindowKey::Use)}});
     EXPECT_EQ(_used, std::vector<std::string>{"b3"});
     EXPECT_NEAR(elapsed(), 0.5, 0.01);
 }
 
 TEST_F(ChooserShowTest, UsesNothingWhenItIsClosed) {
     addBundles(5);
-    show(5, {{0.5, pressing(DisplayKey::Quit)}});
+    show(5, {{0.5, pressing(WindowKey::Quit)}});
     EXPECT_TRUE(_used.empty());
     EXPECT_NEAR(elapsed(), 0.5, 0.01);
 }
@@ -224,7 +224,7 @@ TEST_F(ChooserShowTest, UsesTheSelectedBundleWithTheButton) {
     addBundles(6);
     show(5, {{0.5, [&] {
                   const CGRect button = _show->layout().button();
-                  _display.listener().tapped({CGRectGetMidX(button), CGRectGetMidY(button)});
+                  _window.listener().tapped({CGRectGetMidX(button), CGRectGetMidY(button)});
               }}});
     EXPECT_EQ(_used, std::vector<std::string>{"b0"});
 }
@@ -234,7 +234,7 @@ TEST_F(ChooserShowTest, HandsTapsOnThePreviewToTheView) {
     std::vector<CGPoint> taps;
     show(2, {{1, [&] {
                   const CGPoint corner = _show->layout().preview().origin;
-                  _display.listener().tapped({corner.x + 30, corner.y + 40});
+                  _window.listener().tapped({corner.x + 30, corner.y + 40});
                   taps = _views.views().at(0)->taps();
               }}});
     EXPECT_EQ(taps, (std::vector<CGPoint>{{30, 40}}));
@@ -243,9 +243,9 @@ TEST_F(ChooserShowTest, HandsTapsOnThePreviewToTheView) {
 TEST_F(ChooserShowTest, NeitherShowsNorUsesABundleWithAProblem) {
     addBundles(2);
     _bundles[1].problem = "has no description.plist";
-    show(3, {{0.5, pressing(DisplayKey::Right)}, {1.5, pressing(DisplayKey::Use)}, {1.6, [&] {
-                                                                                        tap(1);
-                                                                                    }}});
+    show(3, {{0.5, pressing(WindowKey::Right)}, {1.5, pressing(WindowKey::Use)}, {1.6, [&] {
+                                                                                      tap(1);
+                                                                                  }}});
     EXPECT_EQ(_show->selected(), 1u);
     EXPECT_TRUE(_used.empty());
     EXPECT_TRUE(std::find(_views.made().begin(), _views.made().end(), "b1") == _views.made().end());
@@ -258,8 +258,8 @@ TEST_F(ChooserShowTest, StaysAndSaysWhyABundleCouldNotBeUsed) {
     ::testing::internal::CaptureStderr();
     show(3, {{1.5,
               [&] {
-                  before = _display.pixels();
-                  press(DisplayKey::Use);
+                  before = _window.pixels();
+                  press(WindowKey::Use);
               }},
              {2, [&] {
                   const CGRect details = _show->layout().details();
@@ -267,7 +267,7 @@ TEST_F(ChooserShowTest, StaysAndSaysWhyABundleCouldNotBeUsed) {
                   for (CGFloat x = details.origin.x; x < details.origin.x + 100; ++x) {
                       const auto at = static_cast<std::size_t>(details.origin.y + 8) * 800 +
                                       static_cast<std::size_t>(x);
-                      hasChanged = hasChanged || _display.pixels()[at] != before[at];
+                      hasChanged = hasChanged || _window.pixels()[at] != before[at];
                   }
                   EXPECT_TRUE(hasChanged);
               }}});
@@ -276,10 +276,10 @@ TEST_F(ChooserShowTest, StaysAndSaysWhyABundleCouldNotBeUsed) {
 }
 
 TEST_F(ChooserShowTest, StaysThereWithoutAnyBundle) {
-    show(2, {{0.5, pressing(DisplayKey::Use)},
-             {0.6, pressing(DisplayKey::Down)},
+    show(2, {{0.5, pressing(WindowKey::Use)},
+             {0.6, pressing(WindowKey::Down)},
              {0.7, [&] {
-                  _display.listener().tapped({100, 100});
+                  _window.listener().tapped({100, 100});
               }}});
     EXPECT_TRUE(_used.empty());
     EXPECT_TRUE(_views.made().empty());
@@ -301,7 +301,7 @@ TEST_F(ChooserShowTest, DrawsCardsOneByOneTheVisibleOnesFirst) {
     _selected = 60;
     int presents = 0;
     show(1, {{0, [&] {
-                  presents = _display.presents();
+                  presents = _window.presents();
                   EXPECT_TRUE(_show->shelf().needsDrawing(99));
               }}});
     EXPECT_GE(presents, 1);
@@ -314,11 +314,11 @@ TEST_F(ChooserShowTest, ScrollsWithTheWheelAndWithTheKeys) {
     addBundles(60);
     show(2, {{0.1,
               [&] {
-                  _display.listener().scrolledDownBy(-200);
+                  _window.listener().scrolledDownBy(-200);
                   EXPECT_EQ(_show->shelf().scroll(), 200);
-                  _display.listener().scrolledDownBy(5000);
+                  _window.listener().scrolledDownBy(5000);
                   EXPECT_EQ(_show->shelf().scroll(), 0);
-                  press(DisplayKey::Last);
+                  press(WindowKey::Last);
                   EXPECT_EQ(_show->shelf().scroll(), _show->layout().longestScroll());
               }},
              {0.2, [&] { tap(59); }}});
@@ -328,8 +328,8 @@ TEST_F(ChooserShowTest, ScrollsWithTheWheelAndWithTheKeys) {
 TEST_F(ChooserShowTest, ScrollsARowSideways) {
     addBundles(30);
     show(1, {{0.1, [&] {
-                  _display.resize({320, 480});
-                  _display.listener().scrolledBy(-150);
+                  _window.resize({320, 480});
+                  _window.listener().scrolledBy(-150);
                   EXPECT_EQ(_show->shelf().scroll(), 150);
               }}});
 }
@@ -338,7 +338,7 @@ TEST_F(ChooserShowTest, BeginsTheViewAnewInAWindowOfAnotherSize) {
     addBundles(1);
     show(3, {{1,
               [&] {
-                  _display.resize({500, 900});
+                  _window.resize({500, 900});
               }},
              {2.5, [&] {
                   ASSERT_EQ(_views.views().size(), 1u);
@@ -356,11 +356,11 @@ TEST_F(ChooserShowTest, LivesThroughEverySize) {
     double time = 0.1;
     for (const CGSize size :
          {CGSize{1, 1}, CGSize{40, 900}, CGSize{900, 40}, CGSize{2600, 1400}, CGSize{320, 480}}) {
-        events.emplace_back(time, [this, size] { _display.resize(size); });
+        events.emplace_back(time, [this, size] { _window.resize(size); });
         time += 0.6;
     }
     show(4, events);
-    EXPECT_EQ(_display.pixels().size(), 320u * 480u);
+    EXPECT_EQ(_window.pixels().size(), 320u * 480u);
 }
 
 } // namespace

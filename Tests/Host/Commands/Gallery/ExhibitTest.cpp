@@ -18,8 +18,8 @@ namespace {
 
 /// The visible properties of a stage.
 struct Look {
-    CALayerValues flower;
-    CALayerValues view;
+    LayerValues flower;
+    LayerValues view;
     friend bool operator==(const Look &, const Look &) = default;
 };
 
@@ -31,7 +31,7 @@ double largestDifference(const CATransform3D &a, const CATransform3D &b) {
     return largest;
 }
 
-double largestDifference(const CALayerValues &a, const CALayerValues &b) {
+double largestDifference(const LayerValues &a, const LayerValues &b) {
     double largest = std::max(largestDifference(a.transform, b.transform),
                               largestDifference(a.sublayerTransform, b.sublayerTransform));
     for (const double difference :
@@ -157,7 +157,7 @@ TEST_P(ExhibitTest, StaysOnItsStage) {
     stage().play();
     for (int frame = 0; frame < 160; ++frame) {
         runForSeconds(0.025);
-        const CALayerValues flower = look().flower;
+        const LayerValues flower = look().flower;
         const double x = flower.position.x + flower.transform.m41;
         const double y = flower.position.y + flower.transform.m42;
         const double half = std::max(flower.bounds.size.width, flower.bounds.size.height) / 2 *

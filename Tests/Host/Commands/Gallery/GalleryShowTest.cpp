@@ -1,6 +1,6 @@
 #include "Host/Commands/Gallery/GalleryShow.h"
 
-#include "Tests/Host/Playing/FakeDisplay.h"
+#include "Tests/Host/Playing/FakeWindow.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Support/SimulatedTime.h"
 
@@ -13,7 +13,7 @@ using namespace Lumivera;
 
 namespace {
 
-/// The gallery on a fake display, without a chime.
+/// The gallery in a fake window, without a chime.
 class GalleryShowTest : public SimulatedTimeTest {
   protected:
     void TearDown() override {
@@ -23,24 +23,24 @@ class GalleryShowTest : public SimulatedTimeTest {
 
     /// Runs the gallery and performs the actions at their times.
     void show(double seconds, const std::vector<std::pair<double, std::function<void()>>> &events) {
-        _show.emplace(_display, _pictures, GalleryShow::Options{0, seconds, "/no/such/chime.wav"});
+        _show.emplace(_window, _pictures, GalleryShow::Options{0, seconds, "/no/such/chime.wav"});
         for (const auto &[time, event] : events) {
             loop().performSelector_afterDelay(nullptr, "event", event, time);
         }
         _show->run();
     }
 
-    void press(DisplayKey key) { _display.listener().keyPressed(key); }
+    void press(WindowKey key) { _window.listener().keyPressed(key); }
 
     GalleryPictures _pictures{shippedBundle("Lumivera.bundle")};
-    FakeDisplay _display{{400, 300}, 1};
+    FakeWindow _window{{400, 300}, 1};
     std::optional<GalleryShow> _show;
 };
 
 TEST_F(GalleryShowTest, ShowsAFrameEverySixtiethOfASecond) {
     int presents = 0;
-    show(2, {{1, [this] { _display.forgetPresents(); }},
-             {1.99, [&] { presents = _display.presents(); }}});
+    show(2, {{1, [this] { _window.forgetPresents(); }},
+             {1.99, [&] { presents = _window.presents(); }}});
     EXPECT_GE(presents, 58);
     EXPECT_LE(presents, 75);
 }
@@ -48,44 +48,44 @@ TEST_F(GalleryShowTest, ShowsAFrameEverySixtiethOfASecond) {
 TEST_F(GalleryShowTest, StandsStillWhilePausedAndThenBeginsAnew) {
     std::vector<std::uint32_t> atFirst, held;
     int presents = 0;
-    show(6, {{0.3, [&] { atFirst = _display.pixels(); }},
-             {1, [this] { press(DisplayKey::Pause); }},
+    show(6, {{0.3, [&] { atFirst = _window.pixels(); }},
+             {1, [this] { press(WindowKey::Pause); }},
              {1.1,
               [&] {
-                  held = _display.pixels();
-                  _display.forgetPresents();
+                  held = _window.pixels();
+                  _window.forgetPresents();
               }},
              {4,
               [&] {
-                  presents = _display.presents();
-                  EXPECT_TRUE(_display.pixels() == held);
-                  press(DisplayKey::Pause);
+                  presents = _window.presents();
+                  EXPECT_TRUE(_window.pixels() == held);
+                  press(WindowKey::Pause);
               }},
-             {4.3 + 0.001, [&] { EXPECT_TRUE(_display.pixels() != held); }}});
+             {4.3 + 0.001, [&] { EXPECT_TRUE(_window.pixels() != held); }}});
     EXPECT_EQ(presents, 0);
     EXPECT_FALSE(atFirst.empty());
 }
 
 TEST_F(GalleryShowTest, DrawsNothingWhileNobodyCanSeeIt) {
     int presents = -1;
-    show(4, {{1, [this] { _display.setVisible(false); }},
-             {1.1, [this] { _display.forgetPresents(); }},
+    show(4, {{1, [this] { _window.setVisible(false); }},
+             {1.1, [this] { _window.forgetPresents(); }},
              {3, [&] {
-                  presents = _display.presents();
-                  _display.setVisible(true);
+                  presents = _window.presents();
+                  _window.setVisible(true);
               }}});
     EXPECT_EQ(presents, 0);
-    EXPECT_GT(_display.presents(), 50);
+    EXPECT_GT(_window.presents(), 50);
 }
 
 TEST_F(GalleryShowTest, BeginsTheExhibitUnderATapAnew) {
     std::vector<std::uint32_t> untouched, tapped;
-    show(0.5, {{0.49, [&] { untouched = _display.pixels(); }}});
+    show(0.5, {{0.49, [&] { untouched = _window.pixels(); }}});
     show(0.5, {{0.2,
                 [this] {
-                    _display.listener().tapped({50, 60});
+                    _window.listener().tapped({50, 60});
                 }},
-               {0.49, [&] { tapped = _display.pixels(); }}});
+               {0.49, [&] { tapped = _window.pixels(); }}});
     const CGRect cell = _show->gallery().grid().cell(0);
     std::size_t inside = 0, outside = 0;
     for (std::size_t i = 0; i < untouched.size(); ++i) {
@@ -98,28 +98,28 @@ TEST_F(GalleryShowTest, BeginsTheExhibitUnderATapAnew) {
     EXPECT_EQ(outside, 0u);
 }
 
-TEST_F(GalleryShowTest, FillsTheDisplayAtEverySize) {
+TEST_F(GalleryShowTest, FillsTheWindowAtEverySize) {
     show(4, {{1,
               [this] {
-                  _display.resize({150, 500});
+                  _window.resize({150, 500});
               }},
              {2, [this] { EXPECT_EQ(_show->gallery().grid().columns(), 2u); }},
              {2.1,
               [this] {
-                  _display.resize({1, 1});
+                  _window.resize({1, 1});
               }},
              {3,
               [this] {
-                  _display.resize({1600, 100});
+                  _window.resize({1600, 100});
               }},
              {3.5, [this] { EXPECT_EQ(_show->gallery().grid().rows(), 1u); }}});
-    EXPECT_EQ(_display.pixels().size(), 160'000u);
+    EXPECT_EQ(_window.pixels().size(), 160'000u);
 }
 
 TEST_F(GalleryShowTest, EndsAfterTheSecondsAndWithTheKeyToQuit) {
     show(1.5, {});
     EXPECT_DOUBLE_EQ(elapsed(), 1.5);
-    show(5, {{0.25, [this] { press(DisplayKey::Quit); }}});
+    show(5, {{0.25, [this] { press(WindowKey::Quit); }}});
     EXPECT_DOUBLE_EQ(elapsed(), 1.75);
 }
 

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/CGCanvas.h"
+#include "Platform/CoreGraphics/BitmapCanvas.h"
 
 #include "Platform/CoreGraphics/CanvasRow.h"
 
@@ -10,10 +10,10 @@ constexpr std::size_t kMaxStrokes = 16;
 
 } // namespace
 
-CGCanvas::CGCanvas(std::size_t width, std::size_t height, bool isBlack)
+BitmapCanvas::BitmapCanvas(std::size_t width, std::size_t height, bool isBlack)
     : _width(width), _height(height), _isBlack(isBlack) {}
 
-void CGCanvas::paint(CGStroke stroke) {
+void BitmapCanvas::paint(CanvasStroke stroke) {
     if (stroke.hidesEverything()) {
         _strokes.clear();
         _settled.clear();
@@ -26,19 +26,19 @@ void CGCanvas::paint(CGStroke stroke) {
 
 /// Strokes keep clips and pictures alive. When they are many, or take more memory than their result
 /// does, the result replaces them.
-bool CGCanvas::isWorthSettling() const {
+bool BitmapCanvas::isWorthSettling() const {
     std::size_t bytes = 0;
-    for (const CGStroke &stroke : _strokes) {
+    for (const CanvasStroke &stroke : _strokes) {
         bytes += stroke.heldBytes();
     }
     return _strokes.size() > kMaxStrokes ||
            bytes > _width * _height * kComponents * sizeof(std::uint16_t);
 }
 
-template <class Take> void CGCanvas::computeRows(Take take) const {
+template <class Take> void BitmapCanvas::computeRows(Take take) const {
     CanvasRow row(_width);
-    std::span<const CGStroke> strokes(_strokes);
-    const CGStroke *first = nullptr;
+    std::span<const CanvasStroke> strokes(_strokes);
+    const CanvasStroke *first = nullptr;
     if (_settled.empty() && !strokes.empty() && strokes.front().coversEverything()) {
         first = &strokes.front();
         strokes = strokes.subspan(1);
@@ -51,14 +51,14 @@ template <class Take> void CGCanvas::computeRows(Take take) const {
         } else {
             row.clear(_isBlack);
         }
-        for (const CGStroke &stroke : strokes) {
+        for (const CanvasStroke &stroke : strokes) {
             row.paint(stroke, y);
         }
         take(row, y);
     }
 }
 
-void CGCanvas::settle() {
+void BitmapCanvas::settle() {
     std::vector<std::uint16_t> settled(_width * _height * kComponents);
     computeRows([&](const CanvasRow &row, std::size_t y) {
         row.store(settled.data() + y * _width * kComponents);
@@ -67,15 +67,15 @@ void CGCanvas::settle() {
     _strokes.clear();
 }
 
-CGPixels CGCanvas::pixels() const {
-    CGPixels result;
+PixelBuffer BitmapCanvas::pixels() const {
+    PixelBuffer result;
     result.reserve(_width * _height);
     computeRows([&](CanvasRow &row, std::size_t) { row.appendPixels(result); });
     return result;
 }
 
-CGPixels CGCanvas::greyPixels() const {
-    CGPixels result;
+PixelBuffer BitmapCanvas::greyPixels() const {
+    PixelBuffer result;
     result.reserve(_width * _height);
     computeRows([&](CanvasRow &row, std::size_t) { row.appendGreys(result); });
     return result;

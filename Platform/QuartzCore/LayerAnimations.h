@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/QuartzCore/CARunningAnimation.h"
+#include "Platform/QuartzCore/RunningAnimation.h"
 
 #include <string>
 #include <string_view>
@@ -10,15 +10,15 @@ class CALayer;
 /// The animations of one layer under their keys, in the order in which they were added. Main
 /// thread; const members are for any thread that holds the view tree. A delegate may do anything to
 /// the layer while it is told of a stop: the callers keep the layer alive.
-class CALayerAnimations {
+class LayerAnimations {
   public:
-    explicit CALayerAnimations(CALayer &layer) : _layer(layer) {}
+    explicit LayerAnimations(CALayer &layer) : _layer(layer) {}
 
     /// Tells no delegates.
-    ~CALayerAnimations();
+    ~LayerAnimations();
 
-    CALayerAnimations(const CALayerAnimations &) = delete;
-    CALayerAnimations &operator=(const CALayerAnimations &) = delete;
+    LayerAnimations(const LayerAnimations &) = delete;
+    LayerAnimations &operator=(const LayerAnimations &) = delete;
 
     bool isEmpty() const { return _entries.empty(); }
 
@@ -32,7 +32,7 @@ class CALayerAnimations {
 
     /// Turns `values`, the layer's own, into those that it shows at `time`. True when an animation
     /// is in progress.
-    bool apply(NSTimeInterval time, CALayerValues &values) const;
+    bool apply(NSTimeInterval time, LayerValues &values) const;
 
     /// Called before the layer changes: remembers what it shows, once in each call-out.
     void changeBegins();
@@ -49,7 +49,7 @@ class CALayerAnimations {
         std::uint64_t number;
         std::string key;
         Retained<CAAnimation> animation;
-        CARunningAnimation running;
+        RunningAnimation running;
 
         /// The target of the entry's deferred calls; null when none is left.
         Retained<NSObject> calls;
@@ -61,7 +61,7 @@ class CALayerAnimations {
     /// The values shown before the call-out changed anything.
     struct Before {
         std::uint64_t callOut = 0;
-        CALayerValues shown;
+        LayerValues shown;
     };
 
     const Entry *find(std::string_view key) const;
@@ -74,7 +74,7 @@ class CALayerAnimations {
     static void cancelCalls(const Entry &entry);
     void schedule(const Entry &entry, NSTimeInterval now);
     void defer(const Entry &entry, NSTimeInterval delay,
-               void (CALayerAnimations::*action)(std::uint64_t));
+               void (LayerAnimations::*action)(std::uint64_t));
 
     CALayer &_layer;
     std::vector<Entry> _entries;

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/CGPixels.h"
+#include "Platform/CoreGraphics/PixelBuffer.h"
 
 #include <gtest/gtest.h>
 

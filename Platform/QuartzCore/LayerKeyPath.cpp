@@ -1,4 +1,4 @@
-#include "Platform/QuartzCore/CAKeyPath.h"
+#include "Platform/QuartzCore/LayerKeyPath.h"
 
 #include <bit>
 #include <cmath>
@@ -66,7 +66,7 @@ void setRotationX(CGFloat angle, CATransform3D &t) {
     mix(t.m24, t.m34);
 }
 
-void setScale(const CAComponents &scale, CATransform3D &t) {
+void setScale(const AnimationComponents &scale, CATransform3D &t) {
     setLength(scale[0], t.m11, t.m12, t.m13, t.m11);
     setLength(scale[1], t.m21, t.m22, t.m23, t.m22);
     setLength(scale[2], t.m31, t.m32, t.m33, t.m33);
@@ -74,7 +74,7 @@ void setScale(const CAComponents &scale, CATransform3D &t) {
 
 } // namespace
 
-std::optional<CAKeyPath> CAKeyPath::parse(std::string_view text) {
+std::optional<LayerKeyPath> LayerKeyPath::parse(std::string_view text) {
     static constexpr struct {
         std::string_view text;
         Kind kind;
@@ -92,18 +92,18 @@ std::optional<CAKeyPath> CAKeyPath::parse(std::string_view text) {
     };
     for (const auto &known : kKnown) {
         if (known.text == text) {
-            return CAKeyPath(known.kind);
+            return LayerKeyPath(known.kind);
         }
     }
     return std::nullopt;
 }
 
-std::size_t CAKeyPath::count() const {
+std::size_t LayerKeyPath::count() const {
     static constexpr std::size_t kCounts[] = {2, 4, 1, 16, 16, 2, 3, 1, 1};
     return kCounts[static_cast<std::size_t>(_kind)];
 }
 
-CAComponents CAKeyPath::read(const CALayerValues &values) const {
+AnimationComponents LayerKeyPath::read(const LayerValues &values) const {
     const CATransform3D &t = values.transform;
     switch (_kind) {
     case Kind::Position:
@@ -114,9 +114,9 @@ CAComponents CAKeyPath::read(const CALayerValues &values) const {
     case Kind::Opacity:
         return {static_cast<CGFloat>(values.opacity)};
     case Kind::Transform:
-        return std::bit_cast<CAComponents>(t);
+        return std::bit_cast<AnimationComponents>(t);
     case Kind::SublayerTransform:
-        return std::bit_cast<CAComponents>(values.sublayerTransform);
+        return std::bit_cast<AnimationComponents>(values.sublayerTransform);
     case Kind::Translation:
         return {t.m41, t.m42};
     case Kind::Scale:
@@ -130,7 +130,7 @@ CAComponents CAKeyPath::read(const CALayerValues &values) const {
     return {};
 }
 
-void CAKeyPath::write(const CAComponents &c, CALayerValues &values) const {
+void LayerKeyPath::write(const AnimationComponents &c, LayerValues &values) const {
     switch (_kind) {
     case Kind::Position:
         values.position = {c[0], c[1]};
@@ -163,26 +163,27 @@ void CAKeyPath::write(const CAComponents &c, CALayerValues &values) const {
     }
 }
 
-std::optional<CAComponents> CAKeyPath::componentsOf(const CAAnimationValue &value) const {
+std::optional<AnimationComponents> LayerKeyPath::componentsOf(const AnimationValue &value) const {
     const auto *single = std::get_if<float>(&value);
     const auto *number = std::get_if<double>(&value);
     if (_kind == Kind::Position || _kind == Kind::Translation) {
         const auto *point = std::get_if<CGPoint>(&value);
-        return point ? std::optional<CAComponents>({point->x, point->y}) : std::nullopt;
+        return point ? std::optional<AnimationComponents>({point->x, point->y}) : std::nullopt;
     }
     if (_kind == Kind::Bounds) {
         const auto *rect = std::get_if<CGRect>(&value);
-        return rect ? std::optional<CAComponents>(
+        return rect ? std::optional<AnimationComponents>(
                           {rect->origin.x, rect->origin.y, rect->size.width, rect->size.height})
                     : std::nullopt;
     }
     if (_kind == Kind::Transform || _kind == Kind::SublayerTransform) {
         const auto *transform = std::get_if<CATransform3D>(&value);
-        return transform ? std::optional(std::bit_cast<CAComponents>(*transform)) : std::nullopt;
+        return transform ? std::optional(std::bit_cast<AnimationComponents>(*transform))
+                         : std::nullopt;
     }
     if (!single && !number) {
         return std::nullopt;
     }
     const auto n = static_cast<CGFloat>(number ? *number : static_cast<double>(*single));
-    return CAComponents{n, n, n};
+    return AnimationComponents{n, n, n};
 }

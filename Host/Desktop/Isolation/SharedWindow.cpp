@@ -1,4 +1,4 @@
-#include "Host/Desktop/Isolation/SharedDisplay.h"
+#include "Host/Desktop/Isolation/SharedWindow.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -23,11 +23,11 @@ std::uint32_t copyRects(const std::vector<DeviceRect> &rects, DeviceRect *copies
 
 } // namespace
 
-SharedDisplay::SharedDisplay(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory,
-                             CGFloat density)
+SharedWindow::SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory,
+                           CGFloat density)
     : _host(host), _memory(std::move(memory)), _density(density), _drawnAt(_memory->count()) {}
 
-void SharedDisplay::obey(const ViewOrder &order) {
+void SharedWindow::obey(const ViewOrder &order) {
     const CGFloat x = static_cast<CGFloat>(order.x);
     switch (order.kind) {
     case ViewOrder::Kind::Draw:
@@ -54,22 +54,22 @@ void SharedDisplay::obey(const ViewOrder &order) {
 /// The picture appears at the end of this call-out if the tree has changed since the last picture,
 /// else at the end of the call-out that changes it: the show presents after every call-out, and
 /// keeps what it could not present.
-void SharedDisplay::allowDrawing(std::uint32_t index) {
+void SharedWindow::allowDrawing(std::uint32_t index) {
     if (index < _memory->count()) {
         _allowed = index;
     }
 }
 
-void SharedDisplay::setResting(bool isResting) {
+void SharedWindow::setResting(bool isResting) {
     _isResting = isResting;
-    _listener->displayVisibilityChanged();
+    _listener->windowVisibilityChanged();
 }
 
-CGSize SharedDisplay::size() const {
+CGSize SharedWindow::size() const {
     return {_memory->width() / _density, _memory->height() / _density};
 }
 
-void SharedDisplay::present(const Drawing &draw) {
+void SharedWindow::present(const Drawing &draw) {
     if (!_hasBegun || !_allowed) {
         return;
     }
@@ -83,11 +83,11 @@ void SharedDisplay::present(const Drawing &draw) {
     _allowed.reset();
     report(index, rects);
     if (_isResting && _pictureCount == 1) {
-        _listener->displayVisibilityChanged();
+        _listener->windowVisibilityChanged();
     }
 }
 
-void SharedDisplay::report(std::uint32_t index, const std::vector<DeviceRect> &rects) const {
+void SharedWindow::report(std::uint32_t index, const std::vector<DeviceRect> &rects) const {
     ViewReport report;
     report.kind = ViewReport::Kind::Picture;
     report.index = index;

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/CGImageOperations.h"
+#include "Platform/CoreGraphics/ImageOperations.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 
 namespace {
 
-using Pixels = CGPixels;
+using Pixels = PixelBuffer;
 using ::testing::ElementsAre;
 
 Retained<CGImage> image(NSUInteger width, NSUInteger height, Pixels pixels) {
@@ -36,23 +36,23 @@ TEST(MaskingColors, NeedAnOpaquePicture) {
 }
 
 TEST(StencilMask, ComesFromGreyOpaquePicturesOnly) {
-    EXPECT_TRUE(CGImageMask::maskCreate(image(1, 1, {0xff777777}).get()));
-    EXPECT_FALSE(CGImageMask::maskCreate(image(1, 1, {0xff777877}).get()));
-    EXPECT_FALSE(CGImageMask::maskCreate(image(1, 1, {0xff777778}).get()));
-    EXPECT_FALSE(CGImageMask::maskCreate(image(1, 1, {0xfe777777}).get()));
-    EXPECT_FALSE(CGImageMask::maskCreate(nullptr));
+    EXPECT_TRUE(ImageMask::maskCreate(image(1, 1, {0xff777777}).get()));
+    EXPECT_FALSE(ImageMask::maskCreate(image(1, 1, {0xff777877}).get()));
+    EXPECT_FALSE(ImageMask::maskCreate(image(1, 1, {0xff777778}).get()));
+    EXPECT_FALSE(ImageMask::maskCreate(image(1, 1, {0xfe777777}).get()));
+    EXPECT_FALSE(ImageMask::maskCreate(nullptr));
 }
 
 TEST(StencilMask, ShowsAtZeroHidesAtTheLargestAndFadesBetween) {
     const auto mask =
-        CGImageMask::maskCreate(image(3, 1, {0xff000000, 0xff333333, 0xffffffff}).get());
+        ImageMask::maskCreate(image(3, 1, {0xff000000, 0xff333333, 0xffffffff}).get());
     const auto picture = image(3, 1, {0xffffffff, 0xffffffff, 0xffffffff});
     EXPECT_THAT(pixelsOf(CGImageCreateWithMask(picture.get(), mask.get()).get()),
                 ElementsAre(0xffffffff, 0xcccccccc, 0u));
 }
 
 TEST(StencilMask, IsStretchedOverThePicture) {
-    const auto mask = CGImageMask::maskCreate(image(2, 1, {0xff000000, 0xffffffff}).get());
+    const auto mask = ImageMask::maskCreate(image(2, 1, {0xff000000, 0xffffffff}).get());
     const auto picture = image(4, 2, Pixels(8, 0xff0000ff));
     EXPECT_THAT(pixelsOf(CGImageCreateWithMask(picture.get(), mask.get()).get()),
                 ElementsAre(0xff0000ff, 0xff0000ff, 0u, 0u, 0xff0000ff, 0xff0000ff, 0u, 0u));
@@ -60,7 +60,7 @@ TEST(StencilMask, IsStretchedOverThePicture) {
 
 TEST(StencilMask, OfMoreSamplesThanPixelsShowsThoseUnderThePixelsMiddles) {
     const auto mask =
-        CGImageMask::maskCreate(image(3, 1, {0xffffffff, 0xff000000, 0xffffffff}).get());
+        ImageMask::maskCreate(image(3, 1, {0xffffffff, 0xff000000, 0xffffffff}).get());
     EXPECT_THAT(pixelsOf(CGImageCreateWithMask(image(1, 1, {0xff0000ff}).get(), mask.get()).get()),
                 ElementsAre(0xff0000ff));
 }
@@ -68,7 +68,7 @@ TEST(StencilMask, OfMoreSamplesThanPixelsShowsThoseUnderThePixelsMiddles) {
 TEST(StencilMask, NeedsAPictureAndAMask) {
     const auto picture = image(1, 1, {0xff000000});
     EXPECT_FALSE(CGImageCreateWithMask(picture.get(), nullptr));
-    EXPECT_FALSE(CGImageCreateWithMask(nullptr, CGImageMask::maskCreate(picture.get()).get()));
+    EXPECT_FALSE(CGImageCreateWithMask(nullptr, ImageMask::maskCreate(picture.get()).get()));
 }
 
 TEST(Crop, OfANegativeSizeReachesTheOtherWay) {

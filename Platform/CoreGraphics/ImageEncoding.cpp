@@ -134,9 +134,8 @@ bool PNGWriter::write(const Bitmap &bitmap, int compressionLevel) {
 
 } // namespace
 
-std::vector<std::uint8_t> CGImageWritePNG(const std::uint32_t *pixels, NSUInteger width,
-                                          NSUInteger height, NSUInteger stride,
-                                          int compressionLevel) {
+std::vector<std::uint8_t> encodePNG(const std::uint32_t *pixels, NSUInteger width,
+                                    NSUInteger height, NSUInteger stride, int compressionLevel) {
     if (!CGImage::isSizeSupported(width, height) || stride < width) {
         return {};
     }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Host/Displays/Display.h"
 #include "Host/Displays/PointerGestures.h"
+#include "Host/Displays/Window.h"
 
 #include <atomic>
 #include <cstdint>
@@ -19,14 +19,14 @@ namespace Lumivera {
 class X11WindowWatch;
 
 /// A resizable window on X11 or Wayland, through SDL.
-class SDLDisplay final : public Display {
+class SDLWindow final : public Window {
   public:
     /// `size` in points; without a density the window system's is taken. A HostError when there is
     /// no display to open a window on; `wayOut` tells the user what to do then. Only one
     /// may exist at a time.
-    SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title,
-               const std::string &wayOut);
-    ~SDLDisplay() override;
+    SDLWindow(CGSize size, std::optional<CGFloat> density, const std::string &title,
+              const std::string &wayOut);
+    ~SDLWindow() override;
 
     void setListener(Listener *listener) override { _listener = listener; }
     CGSize size() const override;

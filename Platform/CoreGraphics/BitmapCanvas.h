@@ -12,14 +12,14 @@
 enum class CGBlendMode { Normal = 0, Multiply = 1, Overlay = 3 };
 
 /// How much of each pixel of a canvas is painted, 0 (nothing) to 255; rows from the top.
-using CGCoverage = std::vector<std::uint8_t>;
+using ClipCoverage = std::vector<std::uint8_t>;
 
 /// One painting operation: a picture, or a colour over a rectangle of whole pixels.
-struct CGStroke {
+struct CanvasStroke {
     CGBlendMode mode = CGBlendMode::Normal;
 
     /// Null paints everywhere.
-    std::shared_ptr<const CGCoverage> clip;
+    std::shared_ptr<const ClipCoverage> clip;
 
     /// Null paints the colour.
     std::shared_ptr<const PlacedPicture> picture;
@@ -44,23 +44,23 @@ struct CGStroke {
 /// The bitmap of a context. It keeps the strokes and computes the pixels on demand, a row at a time
 /// and in floating point, so that several strokes on top of one another round to 8 bits only once
 /// and take no more memory than their result.
-class CGCanvas {
+class BitmapCanvas {
   public:
     /// Transparent at first, or opaque black.
-    CGCanvas(std::size_t width, std::size_t height, bool isBlack);
+    BitmapCanvas(std::size_t width, std::size_t height, bool isBlack);
 
     std::size_t width() const noexcept { return _width; }
     std::size_t height() const noexcept { return _height; }
 
     /// Adds a stroke on top.
-    void paint(CGStroke stroke);
+    void paint(CanvasStroke stroke);
 
     /// Rounded to 8 bits: premultiplied 0xAARRGGBB.
-    CGPixels pixels() const;
+    PixelBuffer pixels() const;
 
     /// The pixels over black, as opaque greys: 0.2126 red + 0.7152 green + 0.0722 blue, so that
     /// neutral greys map to themselves.
-    CGPixels greyPixels() const;
+    PixelBuffer greyPixels() const;
 
   private:
     static constexpr std::size_t kComponents = 4;
@@ -74,5 +74,5 @@ class CGCanvas {
     bool _isBlack;
     /// The result of earlier strokes, 4 components of 16 bits a pixel; empty while there is none.
     std::vector<std::uint16_t> _settled;
-    std::vector<CGStroke> _strokes;
+    std::vector<CanvasStroke> _strokes;
 };

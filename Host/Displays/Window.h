@@ -11,7 +11,7 @@
 namespace Lumivera {
 
 /// The actions that keys ask for.
-enum class DisplayKey {
+enum class WindowKey {
     Pause,
     MorePetals,
     FewerPetals,
@@ -30,24 +30,24 @@ enum class DisplayKey {
 };
 
 /// True for actions that repeat while their key is held.
-inline bool asksWhileHeld(DisplayKey key) {
-    return key >= DisplayKey::MorePetals && key <= DisplayKey::PageDown;
+inline bool asksWhileHeld(WindowKey key) {
+    return key >= WindowKey::MorePetals && key <= WindowKey::PageDown;
 }
 
 /// A window, or its stand-in in a view's process: shows pictures and receives input. It is also the
 /// main run loop's waiter. Main thread, except wake().
-class Display : public RunLoopWaiter {
+class Window : public RunLoopWaiter {
   public:
     /// Hears of input and changes, in call-outs of the main run loop.
     class Listener : public PointerListener {
       public:
-        virtual void displayResized() = 0;
-        virtual void displayVisibilityChanged() = 0;
+        virtual void windowResized() = 0;
+        virtual void windowVisibilityChanged() = 0;
 
         /// The window system has lost the picture; it has to be presented again.
-        virtual void displayNeedsPicture() = 0;
-        virtual void displayClosed() = 0;
-        virtual void keyPressed(DisplayKey key) = 0;
+        virtual void windowNeedsPicture() = 0;
+        virtual void windowClosed() = 0;
+        virtual void keyPressed(WindowKey key) = 0;
 
       protected:
         ~Listener() = default;
@@ -68,7 +68,7 @@ class Display : public RunLoopWaiter {
     /// Draws into the target and returns the damage, as Compositor::composite() does.
     using Drawing = std::function<const std::vector<DeviceRect> &(const CompositorTarget &)>;
 
-    /// Lets `draw` draw into the display's pixels and shows them. Does nothing while there is no
+    /// Lets `draw` draw into the window's pixels and shows them. Does nothing while there is no
     /// buffer to draw into.
     virtual void present(const Drawing &draw) = 0;
 

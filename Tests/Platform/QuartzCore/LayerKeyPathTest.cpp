@@ -1,4 +1,4 @@
-#include "Platform/QuartzCore/CAKeyPath.h"
+#include "Platform/QuartzCore/LayerKeyPath.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ const char *const kPaths[] = {"position",
                               "transform.rotation.z",
                               "sublayerTransform.rotation.x"};
 
-CAKeyPath path(const char *text) { return CAKeyPath::parse(text).value(); }
+LayerKeyPath path(const char *text) { return LayerKeyPath::parse(text).value(); }
 
 const CGFloat *elements(const CATransform3D &t) { return &t.m11; }
 
@@ -38,8 +38,8 @@ bool isFinite(const CATransform3D &t) {
 }
 
 /// A transform that moves, rotates, scales and has perspective.
-CALayerValues anyValues() {
-    CALayerValues values;
+LayerValues anyValues() {
+    LayerValues values;
     values.position = {11, 12};
     values.bounds = {{1, 2}, {30, 40}};
     values.opacity = 0.625F;
@@ -51,35 +51,35 @@ CALayerValues anyValues() {
     return values;
 }
 
-CALayerValues written(const char *text, const CAComponents &components,
-                      CALayerValues values = anyValues()) {
+LayerValues written(const char *text, const AnimationComponents &components,
+                    LayerValues values = anyValues()) {
     path(text).write(components, values);
     return values;
 }
 
-std::optional<CAComponents> componentsOf(const char *text, const CAAnimationValue &value) {
+std::optional<AnimationComponents> componentsOf(const char *text, const AnimationValue &value) {
     return path(text).componentsOf(value);
 }
 
 } // namespace
 
-TEST(CAKeyPath, KnowsWhatCanBeAnimated) {
+TEST(LayerKeyPath, KnowsWhatCanBeAnimated) {
     for (const char *text : kPaths) {
-        EXPECT_TRUE(CAKeyPath::parse(text)) << text;
+        EXPECT_TRUE(LayerKeyPath::parse(text)) << text;
     }
 }
 
-TEST(CAKeyPath, KnowsNothingElse) {
+TEST(LayerKeyPath, KnowsNothingElse) {
     for (const char *text : {"", "Opacity", "opacity ", "transform.", "transform.rotation.x",
                              "transform.translation.x", "sublayerTransform.rotation", "frame"}) {
-        EXPECT_FALSE(CAKeyPath::parse(text)) << text;
+        EXPECT_FALSE(LayerKeyPath::parse(text)) << text;
     }
 }
 
-TEST(CAKeyPath, WritingWhatWasReadChangesNothing) {
-    const CALayerValues values = anyValues();
+TEST(LayerKeyPath, WritingWhatWasReadChangesNothing) {
+    const LayerValues values = anyValues();
     for (const char *text : kPaths) {
-        const CALayerValues after = written(text, path(text).read(values));
+        const LayerValues after = written(text, path(text).read(values));
         expectNear(after.transform, values.transform);
         expectNear(after.sublayerTransform, values.sublayerTransform);
         EXPECT_EQ(after.position, values.position) << text;
@@ -88,37 +88,37 @@ TEST(CAKeyPath, WritingWhatWasReadChangesNothing) {
     }
 }
 
-TEST(CAKeyPath, ReadsWhatWasWritten) {
-    const CAComponents numbers{0.25, 0.5,  0.75, 1.25, 1.5, 1.75, 2,    2.25,
-                               2.5,  2.75, 3,    3.25, 3.5, 3.75, 4.25, 4.5};
+TEST(LayerKeyPath, ReadsWhatWasWritten) {
+    const AnimationComponents numbers{0.25, 0.5,  0.75, 1.25, 1.5, 1.75, 2,    2.25,
+                                      2.5,  2.75, 3,    3.25, 3.5, 3.75, 4.25, 4.5};
     for (const char *text : kPaths) {
-        const CAKeyPath keyPath = path(text);
-        const CAComponents read = keyPath.read(written(text, numbers));
+        const LayerKeyPath keyPath = path(text);
+        const AnimationComponents read = keyPath.read(written(text, numbers));
         for (std::size_t i = 0; i < keyPath.count(); ++i) {
             EXPECT_NEAR(read[i], numbers[i], 1e-12) << text << ' ' << i;
         }
     }
 }
 
-TEST(CAKeyPath, PlainPropertiesAreTheirValues) {
+TEST(LayerKeyPath, PlainPropertiesAreTheirValues) {
     EXPECT_EQ(written("position", {3, 4}).position, (CGPoint{3, 4}));
     EXPECT_EQ(written("bounds", {1, 2, 3, 4}).bounds, CGRectMake(1, 2, 3, 4));
     EXPECT_EQ(written("opacity", {0.5}).opacity, 0.5F);
     const CATransform3D turn = CATransform3DMakeRotation(1, 1, 2, 3);
     EXPECT_EQ(written("transform", componentsOf("transform", turn).value()).transform, turn);
     EXPECT_EQ(written("sublayerTransform", componentsOf("transform", turn).value()), [&] {
-        CALayerValues values = anyValues();
+        LayerValues values = anyValues();
         values.sublayerTransform = turn;
         return values;
     }());
 }
 
-TEST(CAKeyPath, BoundsAreNeverNegativeNorNaN) {
+TEST(LayerKeyPath, BoundsAreNeverNegativeNorNaN) {
     EXPECT_EQ(written("bounds", {1, 2, -3, std::nan("")}).bounds, CGRectMake(1, 2, 0, 0));
 }
 
-TEST(CAKeyPath, TranslationIsTheFourthRow) {
-    const CALayerValues before = anyValues();
+TEST(LayerKeyPath, TranslationIsTheFourthRow) {
+    const LayerValues before = anyValues();
     EXPECT_EQ(path("transform.translation").read(before)[0], 5);
     EXPECT_EQ(path("transform.translation").read(before)[1], 6);
     CATransform3D expected = before.transform;
@@ -127,21 +127,21 @@ TEST(CAKeyPath, TranslationIsTheFourthRow) {
     EXPECT_EQ(written("transform.translation", {50, -60}).transform, expected);
 }
 
-TEST(CAKeyPath, ScaleKeepsTheDirectionsOfTheAxes) {
+TEST(LayerKeyPath, ScaleKeepsTheDirectionsOfTheAxes) {
     const CATransform3D expected = CATransform3DScale(
         CATransform3DRotate(CATransform3DMakeTranslation(5, 6, 7), 0.4, 0, 0, 1), 0.5, 1.5, 6);
     expectNear(written("transform.scale", {0.5, 1.5, 6}).transform, expected);
 }
 
-TEST(CAKeyPath, ScaleCanComeBackFromNothing) {
-    CALayerValues values;
+TEST(LayerKeyPath, ScaleCanComeBackFromNothing) {
+    LayerValues values;
     values.transform = CATransform3DMakeScale(0, 0, 0);
     EXPECT_EQ(path("transform.scale").read(values)[0], 0);
     EXPECT_EQ(written("transform.scale", {2, 2, 2}, values).transform,
               CATransform3DMakeScale(2, 2, 2));
 }
 
-TEST(CAKeyPath, RotationTurnsAboutZAndKeepsScaleAndPlace) {
+TEST(LayerKeyPath, RotationTurnsAboutZAndKeepsScaleAndPlace) {
     for (const char *text : {"transform.rotation", "transform.rotation.z"}) {
         EXPECT_NEAR(path(text).read(anyValues())[0], 0.4, 1e-15);
         for (const double angle : {-pi / 2, 0.0, 1.1, 3.0, 9.0}) {
@@ -153,8 +153,8 @@ TEST(CAKeyPath, RotationTurnsAboutZAndKeepsScaleAndPlace) {
     }
 }
 
-TEST(CAKeyPath, RotationXTurnsBeforePerspective) {
-    const CAKeyPath keyPath = path("sublayerTransform.rotation.x");
+TEST(LayerKeyPath, RotationXTurnsBeforePerspective) {
+    const LayerKeyPath keyPath = path("sublayerTransform.rotation.x");
     EXPECT_NEAR(keyPath.read(anyValues())[0], 0.3, 1e-15);
     CATransform3D perspective = CATransform3DIdentity;
     perspective.m34 = -0.002;
@@ -164,19 +164,19 @@ TEST(CAKeyPath, RotationXTurnsBeforePerspective) {
     }
 }
 
-TEST(CAKeyPath, ATransformOfZerosStaysFinite) {
-    CALayerValues nothing;
+TEST(LayerKeyPath, ATransformOfZerosStaysFinite) {
+    LayerValues nothing;
     nothing.transform = CATransform3D();
     nothing.sublayerTransform = CATransform3D();
     for (const char *text : kPaths) {
-        const CALayerValues after =
-            written(text, CAComponents{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}, nothing);
+        const LayerValues after = written(
+            text, AnimationComponents{1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}, nothing);
         EXPECT_TRUE(isFinite(after.transform)) << text;
         EXPECT_TRUE(isFinite(after.sublayerTransform)) << text;
     }
 }
 
-TEST(CAKeyPath, TakesValuesOfItsType) {
+TEST(LayerKeyPath, TakesValuesOfItsType) {
     EXPECT_EQ(componentsOf("opacity", 0.25F).value()[0], 0.25);
     EXPECT_EQ(componentsOf("transform.rotation", 0.1).value()[0], 0.1);
     EXPECT_EQ(componentsOf("transform.scale", 3.0).value()[2], 3);
@@ -186,12 +186,12 @@ TEST(CAKeyPath, TakesValuesOfItsType) {
     EXPECT_EQ(componentsOf("sublayerTransform", CATransform3DIdentity).value()[15], 1);
 }
 
-TEST(CAKeyPath, RefusesValuesOfAnotherType) {
-    const CAAnimationValue values[] = {std::monostate(), 1.0F,     1.0,
-                                       CGPoint(),        CGRect(), CATransform3DIdentity};
+TEST(LayerKeyPath, RefusesValuesOfAnotherType) {
+    const AnimationValue values[] = {std::monostate(), 1.0F,     1.0,
+                                     CGPoint(),        CGRect(), CATransform3DIdentity};
     const auto fitting = [&](const char *text) {
         std::string result;
-        for (const CAAnimationValue &value : values) {
+        for (const AnimationValue &value : values) {
             result += componentsOf(text, value) ? '1' : '0';
         }
         return result;

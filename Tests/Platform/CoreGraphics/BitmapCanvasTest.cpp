@@ -1,6 +1,6 @@
-#include "Platform/CoreGraphics/CGCanvas.h"
+#include "Platform/CoreGraphics/BitmapCanvas.h"
 
-#include "Platform/CoreGraphics/CGPixels.h"
+#include "Platform/CoreGraphics/PixelBuffer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-using Pixels = CGPixels;
+using Pixels = PixelBuffer;
 using ::testing::Each;
 using ::testing::ElementsAre;
 
@@ -24,12 +24,12 @@ std::shared_ptr<const PlacedPicture> placed(std::size_t width, std::size_t heigh
                                                  canvasHeight);
 }
 
-void paintPixel(CGCanvas &canvas, CGBlendMode mode, std::uint32_t pixel) {
+void paintPixel(BitmapCanvas &canvas, CGBlendMode mode, std::uint32_t pixel) {
     canvas.paint({mode, nullptr, placed(1, 1, {pixel}, 1, 1)});
 }
 
 std::uint32_t blended(CGBlendMode mode, std::uint32_t backdrop, std::uint32_t source) {
-    CGCanvas canvas(1, 1, false);
+    BitmapCanvas canvas(1, 1, false);
     paintPixel(canvas, CGBlendMode::Normal, backdrop);
     paintPixel(canvas, mode, source);
     return canvas.pixels()[0];
@@ -40,9 +40,9 @@ std::uint32_t randomPixel(std::mt19937 &random) {
     return premultipliedPixel(red, green, blue, random() % 256);
 }
 
-CGStroke fill(const CGColor &color, std::size_t left, std::size_t top, std::size_t right,
-              std::size_t bottom) {
-    CGStroke stroke;
+CanvasStroke fill(const CGColor &color, std::size_t left, std::size_t top, std::size_t right,
+                  std::size_t bottom) {
+    CanvasStroke stroke;
     stroke.color = color;
     stroke.left = left;
     stroke.top = top;
@@ -54,9 +54,9 @@ CGStroke fill(const CGColor &color, std::size_t left, std::size_t top, std::size
 } // namespace
 
 TEST(Canvas, BeginsClearOrBlack) {
-    EXPECT_THAT(CGCanvas(5, 2, false).pixels(), Each(0u));
-    EXPECT_THAT(CGCanvas(5, 2, true).pixels(), Each(0xff000000));
-    EXPECT_THAT(CGCanvas(5, 2, true).greyPixels(), Each(0xff000000));
+    EXPECT_THAT(BitmapCanvas(5, 2, false).pixels(), Each(0u));
+    EXPECT_THAT(BitmapCanvas(5, 2, true).pixels(), Each(0xff000000));
+    EXPECT_THAT(BitmapCanvas(5, 2, true).greyPixels(), Each(0xff000000));
 }
 
 TEST(Canvas, KeepsEveryValueOfEightBits) {
@@ -92,35 +92,35 @@ TEST(Canvas, NeverHasAColorAboveItsAlpha) {
 }
 
 TEST(Canvas, FadesByItsClip) {
-    CGCanvas canvas(3, 1, false);
-    CGStroke stroke = fill({1, 1, 1, 1}, 0, 0, 3, 1);
-    stroke.clip = std::make_shared<const CGCoverage>(CGCoverage{0, 51, 255});
+    BitmapCanvas canvas(3, 1, false);
+    CanvasStroke stroke = fill({1, 1, 1, 1}, 0, 0, 3, 1);
+    stroke.clip = std::make_shared<const ClipCoverage>(ClipCoverage{0, 51, 255});
     canvas.paint(stroke);
     EXPECT_THAT(canvas.pixels(), ElementsAre(0u, 0x33333333u, 0xffffffffu));
 }
 
 TEST(Canvas, FadesPicturesByTheirPartOfTheClip) {
-    CGCanvas canvas(2, 2, false);
-    const auto clip = std::make_shared<const CGCoverage>(CGCoverage{51, 255, 0, 255});
+    BitmapCanvas canvas(2, 2, false);
+    const auto clip = std::make_shared<const ClipCoverage>(ClipCoverage{51, 255, 0, 255});
     canvas.paint({CGBlendMode::Normal, clip, placed(1, 2, {0xffffffff, 0xffffffff}, 2, 2)});
     EXPECT_THAT(canvas.pixels(), ElementsAre(0x33333333u, 0u, 0u, 0u));
 }
 
 TEST(Canvas, FillsTheRectangleAndNothingElse) {
-    CGCanvas canvas(3, 3, false);
+    BitmapCanvas canvas(3, 3, false);
     canvas.paint(fill({0, 0, 1, 1}, 1, 1, 2, 2));
     EXPECT_THAT(canvas.pixels(), ElementsAre(0u, 0u, 0u, 0u, 0xff0000ffu, 0u, 0u, 0u, 0u));
 }
 
 TEST(Canvas, ClampsColors) {
-    CGCanvas canvas(1, 1, false);
+    BitmapCanvas canvas(1, 1, false);
     canvas.paint(fill({9, -9, 0.5, 2}, 0, 0, 1, 1));
     EXPECT_EQ(canvas.pixels()[0], 0xffff0080);
 }
 
 TEST(Canvas, RoundsOnlyAtTheEndHoweverManyStrokes) {
     // With 8 bits between the steps, the rounding errors would add up.
-    CGCanvas canvas(1, 1, false);
+    BitmapCanvas canvas(1, 1, false);
     paintPixel(canvas, CGBlendMode::Normal, 0xffffffff);
     double expected = 255;
     for (int i = 0; i < 100; ++i) {
@@ -135,7 +135,7 @@ TEST(Canvas, ForgetsWhatAnOpaquePictureHides) {
     const std::size_t width = 7, height = 3;
     Pixels opaque(width * height);
     std::generate(opaque.begin(), opaque.end(), [&] { return randomPixel(random) | 0xff000000; });
-    CGCanvas canvas(width, height, true);
+    BitmapCanvas canvas(width, height, true);
     for (int i = 0; i < 20; ++i) {
         canvas.paint(fill({1, 0, 0, 0.5}, 0, 0, width, height));
     }
@@ -148,7 +148,7 @@ TEST(Canvas, ForgetsWhatAnOpaquePictureHides) {
 }
 
 TEST(Canvas, KeepsAPictureAliveAsLongAsItNeedsIt) {
-    CGCanvas canvas(1, 1, false);
+    BitmapCanvas canvas(1, 1, false);
     auto image = CGImage::imageWithPixels(1, 1, {0xff123456});
     canvas.paint({CGBlendMode::Normal, nullptr,
                   std::make_shared<const PlacedPicture>(*image, CGAffineTransform{}, 1, 1)});
@@ -157,7 +157,7 @@ TEST(Canvas, KeepsAPictureAliveAsLongAsItNeedsIt) {
 }
 
 TEST(Canvas, GivesGreysOverBlack) {
-    CGCanvas canvas(3, 1, true);
+    BitmapCanvas canvas(3, 1, true);
     canvas.paint(
         {CGBlendMode::Normal, nullptr, placed(3, 1, {0xffff0000, 0x80008000, 0xff7b7b7b}, 3, 1)});
     EXPECT_THAT(canvas.greyPixels(), ElementsAre(0xff363636, 0xff5c5c5c, 0xff7b7b7b));

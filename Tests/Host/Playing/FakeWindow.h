@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/Display.h"
+#include "Host/Displays/Window.h"
 
 #include <algorithm>
 #include <array>
@@ -9,11 +9,11 @@
 #include <mutex>
 #include <vector>
 
-/// A fake display that waits on the current clock. Tests change it within call-outs of the main run
+/// A fake window that waits on the current clock. Tests change it within call-outs of the main run
 /// loop, as a window system would.
-class FakeDisplay final : public Lumivera::Display {
+class FakeWindow final : public Lumivera::Window {
   public:
-    FakeDisplay(CGSize size, CGFloat density) : _size(size), _density(density) {}
+    FakeWindow(CGSize size, CGFloat density) : _size(size), _density(density) {}
 
     void setListener(Listener *listener) override { _listener = listener; }
     CGSize size() const override { return _size; }
@@ -63,12 +63,12 @@ class FakeDisplay final : public Lumivera::Display {
 
     void resize(CGSize size) {
         _size = size;
-        _listener->displayResized();
+        _listener->windowResized();
     }
 
     void setVisible(bool visible) {
         _isVisible = visible;
-        _listener->displayVisibilityChanged();
+        _listener->windowVisibilityChanged();
     }
 
     Listener &listener() { return *_listener; }

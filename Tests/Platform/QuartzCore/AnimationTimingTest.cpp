@@ -11,35 +11,35 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 const double kNaN = std::nan("");
 
-CAAnimationTiming once(double duration) { return {duration, 0, false}; }
+AnimationTiming once(double duration) { return {duration, 0, false}; }
 
 std::optional<double> nothing() { return std::nullopt; }
 
 } // namespace
 
-TEST(CAAnimationTiming, LastsAQuarterOfASecondWhenNothingIsSaid) {
-    EXPECT_EQ(CAAnimationTiming::kDefaultDuration, 0.25);
-    EXPECT_EQ(CAAnimationTiming().activeDuration(), 0.25);
-    EXPECT_EQ(CAAnimationTiming().progressAt(0.125), 0.5);
+TEST(AnimationTiming, LastsAQuarterOfASecondWhenNothingIsSaid) {
+    EXPECT_EQ(AnimationTiming::kDefaultDuration, 0.25);
+    EXPECT_EQ(AnimationTiming().activeDuration(), 0.25);
+    EXPECT_EQ(AnimationTiming().progressAt(0.125), 0.5);
 }
 
-TEST(CAAnimationTiming, TakesADurationThatMakesNoSenseForNone) {
+TEST(AnimationTiming, TakesADurationThatMakesNoSenseForNone) {
     for (const double duration : {0.0, -0.0, -1.0, -kInfinity, kNaN}) {
         EXPECT_EQ(once(duration).effectiveDuration(), 0.25) << duration;
         EXPECT_EQ(once(duration).activeDuration(), 0.25) << duration;
     }
 }
 
-TEST(CAAnimationTiming, TakesACountThatMakesNoSenseForOne) {
+TEST(AnimationTiming, TakesACountThatMakesNoSenseForOne) {
     for (const double count : {0.0, -0.0, -3.0, -kInfinity, kNaN}) {
-        const CAAnimationTiming timing{2, static_cast<float>(count), false};
+        const AnimationTiming timing{2, static_cast<float>(count), false};
         EXPECT_EQ(timing.activeDuration(), 2) << count;
         EXPECT_EQ(timing.progressAt(1), 0.5) << count;
         EXPECT_EQ(timing.progressAt(2), nothing()) << count;
     }
 }
 
-TEST(CAAnimationTiming, ShowsFromItsBeginningUntilRightBeforeItsEnd) {
+TEST(AnimationTiming, ShowsFromItsBeginningUntilRightBeforeItsEnd) {
     EXPECT_EQ(once(1).progressAt(-1e-9), nothing());
     EXPECT_EQ(once(1).progressAt(0), 0);
     EXPECT_EQ(once(1).progressAt(0.25), 0.25);
@@ -49,8 +49,8 @@ TEST(CAAnimationTiming, ShowsFromItsBeginningUntilRightBeforeItsEnd) {
     EXPECT_EQ(once(1).progressAt(kInfinity), nothing());
 }
 
-TEST(CAAnimationTiming, RepeatsAndMayEndInTheMiddleOfAPass) {
-    const CAAnimationTiming timing{2, 2.5F, false};
+TEST(AnimationTiming, RepeatsAndMayEndInTheMiddleOfAPass) {
+    const AnimationTiming timing{2, 2.5F, false};
     EXPECT_EQ(timing.activeDuration(), 5);
     EXPECT_EQ(timing.progressAt(1.5), 0.75);
     EXPECT_EQ(timing.progressAt(2), 0);
@@ -59,15 +59,15 @@ TEST(CAAnimationTiming, RepeatsAndMayEndInTheMiddleOfAPass) {
     EXPECT_EQ(timing.progressAt(5), nothing());
 }
 
-TEST(CAAnimationTiming, MayEndBeforeTheFirstPassDoes) {
-    const CAAnimationTiming timing{2, 0.25F, true};
+TEST(AnimationTiming, MayEndBeforeTheFirstPassDoes) {
+    const AnimationTiming timing{2, 0.25F, true};
     EXPECT_EQ(timing.activeDuration(), 1);
     EXPECT_EQ(timing.progressAt(0.5), 0.25);
     EXPECT_EQ(timing.progressAt(1), nothing());
 }
 
-TEST(CAAnimationTiming, GoesBackInAsMuchTimeAsItWent) {
-    const CAAnimationTiming timing{1, 0, true};
+TEST(AnimationTiming, GoesBackInAsMuchTimeAsItWent) {
+    const AnimationTiming timing{1, 0, true};
     EXPECT_EQ(timing.activeDuration(), 2);
     EXPECT_EQ(timing.progressAt(0.25), 0.25);
     EXPECT_EQ(timing.progressAt(1), 1);
@@ -76,8 +76,8 @@ TEST(CAAnimationTiming, GoesBackInAsMuchTimeAsItWent) {
     EXPECT_EQ(timing.progressAt(2), nothing());
 }
 
-TEST(CAAnimationTiming, CountsThereAndBackAsOnePass) {
-    const CAAnimationTiming timing{1, 1.75F, true};
+TEST(AnimationTiming, CountsThereAndBackAsOnePass) {
+    const AnimationTiming timing{1, 1.75F, true};
     EXPECT_EQ(timing.activeDuration(), 3.5);
     EXPECT_EQ(timing.progressAt(2), 0);
     EXPECT_EQ(timing.progressAt(2.5), 0.5);
@@ -85,24 +85,24 @@ TEST(CAAnimationTiming, CountsThereAndBackAsOnePass) {
     EXPECT_EQ(timing.progressAt(3.5), nothing());
 }
 
-TEST(CAAnimationTiming, MayGoOnForEver) {
-    const CAAnimationTiming timing{0.5, std::numeric_limits<float>::infinity(), true};
+TEST(AnimationTiming, MayGoOnForEver) {
+    const AnimationTiming timing{0.5, std::numeric_limits<float>::infinity(), true};
     EXPECT_EQ(timing.activeDuration(), kInfinity);
     EXPECT_EQ(timing.progressAt(1e9), 0);
     EXPECT_EQ(timing.progressAt(1e9 + 0.125), 0.25);
     EXPECT_EQ(timing.progressAt(1e9 + 0.875), 0.25);
 }
 
-TEST(CAAnimationTiming, NeverGetsAnywhereInATimeWithoutEnd) {
+TEST(AnimationTiming, NeverGetsAnywhereInATimeWithoutEnd) {
     for (const bool autoreverses : {false, true}) {
-        const CAAnimationTiming timing{kInfinity, 0.5F, autoreverses};
+        const AnimationTiming timing{kInfinity, 0.5F, autoreverses};
         EXPECT_EQ(timing.activeDuration(), kInfinity);
         EXPECT_EQ(timing.progressAt(1e9), 0);
     }
 }
 
 /// Durations in eighths and times in 64ths of a second are exact in doubles.
-TEST(CAAnimationTiming, AgreesWithCountingInWholeSteps) {
+TEST(AnimationTiming, AgreesWithCountingInWholeSteps) {
     std::mt19937 random(1);
     for (int i = 0; i < 100'000; ++i) {
         const long way = 1 + static_cast<long>(random() % 64);
@@ -110,8 +110,8 @@ TEST(CAAnimationTiming, AgreesWithCountingInWholeSteps) {
         const bool autoreverses = random() % 2 == 0;
         const long pass = way * 8 * (autoreverses ? 2 : 1);
         const long elapsed = static_cast<long>(random() % 8192) - 16;
-        const CAAnimationTiming timing{static_cast<double>(way) / 8,
-                                       static_cast<float>(quarters) / 4, autoreverses};
+        const AnimationTiming timing{static_cast<double>(way) / 8, static_cast<float>(quarters) / 4,
+                                     autoreverses};
         const auto progress = timing.progressAt(static_cast<double>(elapsed) / 64);
         ASSERT_EQ(progress.has_value(), elapsed >= 0 && elapsed * 4 < pass * quarters);
         if (progress) {

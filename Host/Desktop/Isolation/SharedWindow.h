@@ -2,8 +2,8 @@
 
 #include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
-#include "Host/Displays/Display.h"
 #include "Host/Displays/SharedBuffers.h"
+#include "Host/Displays/Window.h"
 #include "Host/Support/DescriptorWaiter.h"
 
 #include <memory>
@@ -12,13 +12,13 @@
 
 namespace Lumivera {
 
-/// The display of a view whose pictures another process shows. It draws into the shared memory when
+/// The window of a view whose pictures another process shows. It draws into the shared memory when
 /// that process allows it, reports each picture, and passes input from that process to its
 /// listener. Main thread.
-class SharedDisplay final : public Display {
+class SharedWindow final : public Window {
   public:
     /// `host` is not owned. `density` in pixels a point.
-    SharedDisplay(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory, CGFloat density);
+    SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory, CGFloat density);
 
     /// The main run loop's waiter, for further descriptors.
     DescriptorWaiter &waiter() { return _waiter; }
@@ -33,7 +33,7 @@ class SharedDisplay final : public Display {
     CGSize size() const override;
     CGFloat density() const override { return _density; }
 
-    /// A resting display counts as visible until its first picture is drawn.
+    /// A resting window counts as visible until its first picture is drawn.
     bool isVisible() const override { return !_isResting || _pictureCount == 0; }
     void present(const Drawing &draw) override;
     void setTitle(const std::string &) override {}

@@ -1,4 +1,4 @@
-#include "Platform/CoreGraphics/CGImageOperations.h"
+#include "Platform/CoreGraphics/ImageOperations.h"
 
 #include <algorithm>
 #include <cmath>
@@ -14,7 +14,7 @@ bool isNeutral(std::uint32_t pixel) {
            component(pixel, 8) == component(pixel, 0);
 }
 
-bool contains(CGComponentRange range, std::uint8_t value) {
+bool contains(ComponentRange range, std::uint8_t value) {
     return value >= range.lowest && value <= range.highest;
 }
 
@@ -63,7 +63,7 @@ Retained<CGImage> CGImageCreateWithImageInRect(const CGImage *image, const CGRec
     }
     const Extent x = extentOf(rect.origin.x, rect.size.width, image->width());
     const Extent y = extentOf(rect.origin.y, rect.size.height, image->height());
-    CGPixels pixels;
+    PixelBuffer pixels;
     pixels.reserve((x.end - x.first) * (y.end - y.first));
     for (NSUInteger row = y.first; row < y.end; ++row) {
         const std::uint32_t *from = image->pixels() + row * image->width();
@@ -72,12 +72,12 @@ Retained<CGImage> CGImageCreateWithImageInRect(const CGImage *image, const CGRec
     return CGImage::imageWithPixels(x.end - x.first, y.end - y.first, std::move(pixels));
 }
 
-Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *image, CGComponentRange red,
-                                                 CGComponentRange green, CGComponentRange blue) {
+Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *image, ComponentRange red,
+                                                 ComponentRange green, ComponentRange blue) {
     if (!image || !image->isOpaque()) {
         return nullptr;
     }
-    CGPixels pixels(image->pixels(), image->pixels() + image->width() * image->height());
+    PixelBuffer pixels(image->pixels(), image->pixels() + image->width() * image->height());
     std::replace_if(
         pixels.begin(), pixels.end(),
         [&](std::uint32_t pixel) {
@@ -88,7 +88,7 @@ Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *image, CGCompone
     return CGImage::imageWithPixels(image->width(), image->height(), std::move(pixels));
 }
 
-Retained<CGImageMask> CGImageMask::maskCreate(const CGImage *image) {
+Retained<ImageMask> ImageMask::maskCreate(const CGImage *image) {
     if (!image) {
         return nullptr;
     }
@@ -100,14 +100,14 @@ Retained<CGImageMask> CGImageMask::maskCreate(const CGImage *image) {
     std::vector<std::uint8_t> samples(count);
     std::transform(pixels, pixels + count, samples.begin(),
                    [](std::uint32_t pixel) { return component(pixel, 0); });
-    return Retained<CGImageMask>::adopt(
-        new CGImageMask(image->width(), image->height(), std::move(samples)));
+    return Retained<ImageMask>::adopt(
+        new ImageMask(image->width(), image->height(), std::move(samples)));
 }
 
-CGImageMask::CGImageMask(NSUInteger width, NSUInteger height, std::vector<std::uint8_t> samples)
+ImageMask::ImageMask(NSUInteger width, NSUInteger height, std::vector<std::uint8_t> samples)
     : _width(width), _height(height), _samples(std::move(samples)) {}
 
-Retained<CGImage> CGImageCreateWithMask(const CGImage *image, const CGImageMask *mask) {
+Retained<CGImage> CGImageCreateWithMask(const CGImage *image, const ImageMask *mask) {
     if (!image || !mask) {
         return nullptr;
     }
@@ -115,7 +115,7 @@ Retained<CGImage> CGImageCreateWithMask(const CGImage *image, const CGImageMask 
     const NSUInteger height = image->height();
     const auto columns = samplesUnder(width, mask->width());
     const auto rows = samplesUnder(height, mask->height());
-    CGPixels pixels;
+    PixelBuffer pixels;
     pixels.reserve(width * height);
     const std::uint32_t *from = image->pixels();
     for (const NSUInteger row : rows) {

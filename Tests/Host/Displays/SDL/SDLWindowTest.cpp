@@ -1,4 +1,4 @@
-#include "Host/Displays/SDL/SDLDisplay.h"
+#include "Host/Displays/SDL/SDLWindow.h"
 
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/NSRunLoop.h"
@@ -14,7 +14,7 @@ using namespace Lumivera;
 namespace {
 
 /// The window on an X11 screen.
-class SDLDisplayTest : public X11ScreenTest, protected Display::Listener {
+class SDLWindowTest : public X11ScreenTest, protected Window::Listener {
   protected:
     void SetUp() override {
         unsetenv("WAYLAND_DISPLAY");
@@ -75,24 +75,24 @@ class SDLDisplayTest : public X11ScreenTest, protected Display::Listener {
         xdotool("mousemove --window " + number + " " + std::to_string(x) + " " + std::to_string(y));
     }
 
-    std::size_t count(DisplayKey key) const {
+    std::size_t count(WindowKey key) const {
         return static_cast<std::size_t>(std::count(keys.begin(), keys.end(), key));
     }
 
-    void displayResized() override { ++resizes; }
-    void displayVisibilityChanged() override { ++visibilityChanges; }
-    void displayNeedsPicture() override { ++wishes; }
-    void displayClosed() override { ++closings; }
+    void windowResized() override { ++resizes; }
+    void windowVisibilityChanged() override { ++visibilityChanges; }
+    void windowNeedsPicture() override { ++wishes; }
+    void windowClosed() override { ++closings; }
     void tapped(CGPoint point) override { taps.push_back(point); }
     void scrolledBy(CGFloat distance) override { sideways.push_back(distance); }
     void scrollingEnded() override {}
     void scrolledDownBy(CGFloat distance) override { scrolls.push_back(distance); }
-    void keyPressed(DisplayKey key) override { keys.push_back(key); }
+    void keyPressed(WindowKey key) override { keys.push_back(key); }
 
-    std::optional<SDLDisplay> window;
+    std::optional<SDLWindow> window;
     std::string number;
     std::vector<DeviceRect> rects;
-    std::vector<DisplayKey> keys;
+    std::vector<WindowKey> keys;
     std::vector<CGPoint> taps;
     std::vector<CGFloat> scrolls;
     std::vector<CGFloat> sideways;
@@ -106,7 +106,7 @@ class SDLDisplayTest : public X11ScreenTest, protected Display::Listener {
     TemporaryFolder _folder;
 };
 
-TEST_F(SDLDisplayTest, ShowsWhatIsDrawnAndKeepsIt) {
+TEST_F(SDLWindowTest, ShowsWhatIsDrawnAndKeepsIt) {
     startScreen();
     open();
     EXPECT_TRUE(window->isVisible());
@@ -120,7 +120,7 @@ TEST_F(SDLDisplayTest, ShowsWhatIsDrawnAndKeepsIt) {
     EXPECT_EQ(windowPixel(399, 299), 0xff654321);
 }
 
-TEST_F(SDLDisplayTest, SaysWhoseWindowItIs) {
+TEST_F(SDLWindowTest, SaysWhoseWindowItIs) {
     startScreen();
     open();
     EXPECT_NE(property("WM_CLASS").find("\"lumivera\", \"Lumivera\""), std::string::npos);
@@ -133,13 +133,13 @@ TEST_F(SDLDisplayTest, SaysWhoseWindowItIs) {
     }));
 }
 
-TEST_F(SDLDisplayTest, LeavesTheDesktopItsEffects) {
+TEST_F(SDLWindowTest, LeavesTheDesktopItsEffects) {
     startScreen();
     open();
     EXPECT_EQ(property("_NET_WM_BYPASS_COMPOSITOR").find(" = 1"), std::string::npos);
 }
 
-TEST_F(SDLDisplayTest, HasADensityOfPixelsAPoint) {
+TEST_F(SDLWindowTest, HasADensityOfPixelsAPoint) {
     startScreen();
     open(1.5);
     EXPECT_EQ(window->size().width, 400);
@@ -152,7 +152,7 @@ TEST_F(SDLDisplayTest, HasADensityOfPixelsAPoint) {
     EXPECT_EQ(taps[0].y, 100);
 }
 
-TEST_F(SDLDisplayTest, TakesTheDensityThatTheDesktopsSettingsSay) {
+TEST_F(SDLWindowTest, TakesTheDensityThatTheDesktopsSettingsSay) {
     startScreen("1600x1200x24");
     screen->run("sh -c 'echo Xft.dpi: 192 | xrdb -merge -nocpp'");
     open();
@@ -162,7 +162,7 @@ TEST_F(SDLDisplayTest, TakesTheDensityThatTheDesktopsSettingsSay) {
     EXPECT_EQ(windowPixel(799, 599), 0xff123456);
 }
 
-TEST_F(SDLDisplayTest, TakesAnotherSize) {
+TEST_F(SDLWindowTest, TakesAnotherSize) {
     startScreen();
     open();
     fill(0xff123456);
@@ -175,7 +175,7 @@ TEST_F(SDLDisplayTest, TakesAnotherSize) {
     EXPECT_EQ(windowPixel(499, 199), 0xff654321);
 }
 
-TEST_F(SDLDisplayTest, IsNotVisibleWhileItIsMinimised) {
+TEST_F(SDLWindowTest, IsNotVisibleWhileItIsMinimised) {
     startScreen();
     startWindowManager();
     open();
@@ -190,7 +190,7 @@ TEST_F(SDLDisplayTest, IsNotVisibleWhileItIsMinimised) {
     EXPECT_GT(visibilityChanges, 0);
 }
 
-TEST_F(SDLDisplayTest, IsNotVisibleBehindAnotherWindow) {
+TEST_F(SDLWindowTest, IsNotVisibleBehindAnotherWindow) {
     startScreen();
     open();
     fill(0xff123456);
@@ -207,7 +207,7 @@ TEST_F(SDLDisplayTest, IsNotVisibleBehindAnotherWindow) {
     EXPECT_TRUE(served([&] { return windowPixel(5, 30) == 0xff123456; }));
 }
 
-TEST_F(SDLDisplayTest, FillsTheScreenWhenAskedToAndStaysWhenAnotherWindowIsWorkedIn) {
+TEST_F(SDLWindowTest, FillsTheScreenWhenAskedToAndStaysWhenAnotherWindowIsWorkedIn) {
     startScreen();
     startWindowManager();
     open();
@@ -222,7 +222,7 @@ TEST_F(SDLDisplayTest, FillsTheScreenWhenAskedToAndStaysWhenAnotherWindowIsWorke
         served([&] { return window->size().width == 400 && window->size().height == 300; }));
 }
 
-TEST_F(SDLDisplayTest, HearsItsKeys) {
+TEST_F(SDLWindowTest, HearsItsKeys) {
     startScreen();
     open();
     fill(0xff123456);
@@ -230,8 +230,8 @@ TEST_F(SDLDisplayTest, HearsItsKeys) {
     xdotool("key space plus minus equal KP_Add KP_Subtract Up Down Left Right Prior Next "
             "Home End Return KP_Enter s f F11 q Escape x");
     EXPECT_TRUE(served([&] { return keys.size() == 21; }));
-    using enum DisplayKey;
-    const std::vector<DisplayKey> expected{
+    using enum WindowKey;
+    const std::vector<WindowKey> expected{
         Pause, MorePetals, FewerPetals, MorePetals, MorePetals, FewerPetals, Up,
         Down,  Left,       Right,       PageUp,     PageDown,   First,       Last,
         Use,   Use,        Screenshot,  FullScreen, FullScreen, Quit,        Quit};
@@ -239,7 +239,7 @@ TEST_F(SDLDisplayTest, HearsItsKeys) {
 }
 
 /// On a Swiss keyboard, + is typed with the shift key held.
-TEST_F(SDLDisplayTest, HearsASignThatNeedsTheShiftKey) {
+TEST_F(SDLWindowTest, HearsASignThatNeedsTheShiftKey) {
     startScreen();
     screen->run("setxkbmap ch");
     open();
@@ -247,11 +247,11 @@ TEST_F(SDLDisplayTest, HearsASignThatNeedsTheShiftKey) {
     focus();
     xdotool("key plus minus");
     EXPECT_TRUE(served([&] { return keys.size() == 2; }));
-    EXPECT_EQ(keys, (std::vector{DisplayKey::MorePetals, DisplayKey::FewerPetals}));
+    EXPECT_EQ(keys, (std::vector{WindowKey::MorePetals, WindowKey::FewerPetals}));
 }
 
 /// The numbers are those of the keys s, f and q.
-TEST_F(SDLDisplayTest, FindsLettersOnAKeyboardThatTypesAnotherScript) {
+TEST_F(SDLWindowTest, FindsLettersOnAKeyboardThatTypesAnotherScript) {
     startScreen();
     screen->run("setxkbmap ru");
     open();
@@ -259,24 +259,24 @@ TEST_F(SDLDisplayTest, FindsLettersOnAKeyboardThatTypesAnotherScript) {
     focus();
     xdotool("key 39 41 24");
     EXPECT_TRUE(served([&] { return keys.size() == 3; }));
-    using enum DisplayKey;
+    using enum WindowKey;
     EXPECT_EQ(keys, (std::vector{Screenshot, FullScreen, Quit}));
 }
 
-TEST_F(SDLDisplayTest, RepeatsAHeldKeyOnlyWhereItChangesAnAmount) {
+TEST_F(SDLWindowTest, RepeatsAHeldKeyOnlyWhereItChangesAnAmount) {
     startScreen();
     open();
     fill(0xff123456);
     focus();
     xdotool("keydown Up");
-    EXPECT_TRUE(served([&] { return count(DisplayKey::Up) > 3; }));
+    EXPECT_TRUE(served([&] { return count(WindowKey::Up) > 3; }));
     xdotool("keyup Up keydown space");
     NSRunLoop::mainRunLoop().runForSeconds(1.5);
     xdotool("keyup space key space");
-    EXPECT_TRUE(served([&] { return count(DisplayKey::Pause) == 2; }));
+    EXPECT_TRUE(served([&] { return count(WindowKey::Pause) == 2; }));
 }
 
-TEST_F(SDLDisplayTest, HearsTheWheelsAndADragDownwards) {
+TEST_F(SDLWindowTest, HearsTheWheelsAndADragDownwards) {
     startScreen();
     open();
     fill(0xff123456);
@@ -289,7 +289,7 @@ TEST_F(SDLDisplayTest, HearsTheWheelsAndADragDownwards) {
     EXPECT_TRUE(taps.empty());
 }
 
-TEST_F(SDLDisplayTest, ClosesWhenTheWindowManagerAsksForIt) {
+TEST_F(SDLWindowTest, ClosesWhenTheWindowManagerAsksForIt) {
     startScreen();
     startWindowManager();
     open();

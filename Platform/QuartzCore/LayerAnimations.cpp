@@ -1,4 +1,4 @@
-#include "Platform/QuartzCore/CALayerAnimations.h"
+#include "Platform/QuartzCore/LayerAnimations.h"
 
 #include "Platform/Foundation/NSRunLoop.h"
 #include "Platform/QuartzCore/CAAnimation.h"
@@ -22,16 +22,16 @@ std::uint64_t callOutNumber() { return NSRunLoop::mainRunLoop().callOutNumber();
 
 } // namespace
 
-CALayerAnimations::~CALayerAnimations() {
+LayerAnimations::~LayerAnimations() {
     for (const Entry &entry : _entries) {
         cancelCalls(entry);
     }
 }
 
-void CALayerAnimations::add(CAAnimation &animation, std::string_view key) {
+void LayerAnimations::add(CAAnimation &animation, std::string_view key) {
     changeBegins();
     const NSTimeInterval now = CACurrentMediaTime();
-    const CALayerValues shown = _layer.presentationAt(now);
+    const LayerValues shown = _layer.presentationAt(now);
     const Entry *old = find(key);
     std::optional<Entry> replaced = old ? std::optional(erase(*old)) : std::nullopt;
     static std::uint64_t number = 0;
@@ -50,17 +50,17 @@ void CALayerAnimations::add(CAAnimation &animation, std::string_view key) {
 }
 
 /// Schedules run-loop calls for the animation's end and for a beginning in the future.
-void CALayerAnimations::schedule(const Entry &entry, NSTimeInterval now) {
+void LayerAnimations::schedule(const Entry &entry, NSTimeInterval now) {
     if (entry.running.begin() > now) {
-        defer(entry, entry.running.begin() - now, &CALayerAnimations::begins);
+        defer(entry, entry.running.begin() - now, &LayerAnimations::begins);
     }
     if (std::isfinite(entry.running.end())) {
-        defer(entry, entry.running.end() - now, &CALayerAnimations::ends);
+        defer(entry, entry.running.end() - now, &LayerAnimations::ends);
     }
 }
 
-void CALayerAnimations::defer(const Entry &entry, NSTimeInterval delay,
-                              void (CALayerAnimations::*action)(std::uint64_t)) {
+void LayerAnimations::defer(const Entry &entry, NSTimeInterval delay,
+                            void (LayerAnimations::*action)(std::uint64_t)) {
     NSRunLoop::mainRunLoop().performSelector_afterDelay(
         entry.calls.get(), kCall,
         [weakLayer = Weak<CALayer>(&_layer), number = entry.number, action] {
@@ -72,20 +72,20 @@ void CALayerAnimations::defer(const Entry &entry, NSTimeInterval delay,
         delay);
 }
 
-void CALayerAnimations::cancelCalls(const Entry &entry) {
+void LayerAnimations::cancelCalls(const Entry &entry) {
     if (entry.calls) {
         NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(entry.calls.get(), kCall);
     }
 }
 
-void CALayerAnimations::begins(std::uint64_t number) {
+void LayerAnimations::begins(std::uint64_t number) {
     if (find(number)) {
         _layer.setNeedsComposite();
     }
 }
 
 /// The end is the last of the entry's calls, so erase() need not search the run loop for others.
-void CALayerAnimations::ends(std::uint64_t number) {
+void LayerAnimations::ends(std::uint64_t number) {
     changeBegins();
     if (Entry *entry = find(number)) {
         entry->calls = nullptr;
@@ -98,14 +98,14 @@ void CALayerAnimations::ends(std::uint64_t number) {
     _layer.setNeedsComposite();
 }
 
-void CALayerAnimations::remove(std::string_view key) {
+void LayerAnimations::remove(std::string_view key) {
     changeBegins();
     if (const Entry *entry = find(key)) {
         remove(entry->number);
     }
 }
 
-void CALayerAnimations::removeAll() {
+void LayerAnimations::removeAll() {
     changeBegins();
     std::vector<std::uint64_t> numbers;
     for (const Entry &entry : _entries) {
@@ -116,7 +116,7 @@ void CALayerAnimations::removeAll() {
     }
 }
 
-void CALayerAnimations::remove(std::uint64_t number) {
+void LayerAnimations::remove(std::uint64_t number) {
     if (Entry *entry = find(number)) {
         stop(*entry, false);
     }
@@ -126,7 +126,7 @@ void CALayerAnimations::remove(std::uint64_t number) {
 }
 
 /// Tells the delegate once. The delegate may remove the entry and add others.
-void CALayerAnimations::stop(Entry &entry, bool finished) {
+void LayerAnimations::stop(Entry &entry, bool finished) {
     if (std::exchange(entry.isStopped, true)) {
         return;
     }
@@ -138,7 +138,7 @@ void CALayerAnimations::stop(Entry &entry, bool finished) {
     }
 }
 
-CALayerAnimations::Entry CALayerAnimations::erase(const Entry &entry) {
+LayerAnimations::Entry LayerAnimations::erase(const Entry &entry) {
     const auto place = _entries.begin() + (&entry - _entries.data());
     Entry erased = std::move(*place);
     _entries.erase(place);
@@ -148,25 +148,25 @@ CALayerAnimations::Entry CALayerAnimations::erase(const Entry &entry) {
     return erased;
 }
 
-const CALayerAnimations::Entry *CALayerAnimations::find(std::string_view key) const {
+const LayerAnimations::Entry *LayerAnimations::find(std::string_view key) const {
     const auto entry = std::find_if(_entries.begin(), _entries.end(),
                                     [key](const Entry &e) { return e.key == key; });
     return entry != _entries.end() ? &*entry : nullptr;
 }
 
-CALayerAnimations::Entry *CALayerAnimations::find(std::uint64_t number) {
+LayerAnimations::Entry *LayerAnimations::find(std::uint64_t number) {
     const auto entry = std::find_if(_entries.begin(), _entries.end(),
                                     [number](const Entry &e) { return e.number == number; });
     return entry != _entries.end() ? &*entry : nullptr;
 }
 
-Retained<CAAnimation> CALayerAnimations::animationForKey(std::string_view key) const {
+Retained<CAAnimation> LayerAnimations::animationForKey(std::string_view key) const {
     const Entry *entry = find(key);
     return entry ? entry->animation : nullptr;
 }
 
-bool CALayerAnimations::apply(NSTimeInterval time, CALayerValues &values) const {
-    const CALayerValues own = values;
+bool LayerAnimations::apply(NSTimeInterval time, LayerValues &values) const {
+    const LayerValues own = values;
     bool isInProgress = false;
     for (const Entry &entry : _entries) {
         isInProgress = entry.running.apply(time, own, values) || isInProgress;
@@ -175,24 +175,24 @@ bool CALayerAnimations::apply(NSTimeInterval time, CALayerValues &values) const 
 }
 
 /// presentationAt() includes the changes that this call-out made before this call. While there is
-/// no animation they are recorded in CALayerChanges, and are taken back here.
-void CALayerAnimations::changeBegins() {
+/// no animation they are recorded in LayerChanges, and are taken back here.
+void LayerAnimations::changeBegins() {
     if (_before.callOut == callOutNumber()) {
         return;
     }
     _before = {callOutNumber(), _layer.presentationAt(CACurrentMediaTime())};
     if (isEmpty()) {
-        CALayerChanges::takeBack(_layer._latestChange, _before.shown);
+        LayerChanges::takeBack(_layer._latestChange, _before.shown);
     }
 }
 
-void CALayerAnimations::keepShownPlace() {
+void LayerAnimations::keepShownPlace() {
     changeBegins();
-    const CALayerValues shown = _layer.presentationAt(CACurrentMediaTime());
+    const LayerValues shown = _layer.presentationAt(CACurrentMediaTime());
     _before.shown.position = shown.position;
     _before.shown.transform = shown.transform;
 }
 
-bool CALayerAnimations::isForgettable() const {
+bool LayerAnimations::isForgettable() const {
     return isEmpty() && _telling == 0 && _before.callOut != callOutNumber();
 }

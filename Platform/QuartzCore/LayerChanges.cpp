@@ -1,4 +1,4 @@
-#include "Platform/QuartzCore/CALayerValues.h"
+#include "Platform/QuartzCore/LayerValues.h"
 
 #include "Platform/Foundation/NSRunLoop.h"
 
@@ -10,15 +10,15 @@ struct Change {
     std::uint64_t number = 0;
     std::uint64_t previous = 0;
     std::uint64_t callOut = 0;
-    CALayerChanges::OldValue oldValue;
+    LayerChanges::OldValue oldValue;
 };
 
-Change changes[CALayerChanges::kMaxKept];
+Change changes[LayerChanges::kMaxKept];
 std::uint64_t latestNumber = 0;
 
 } // namespace
 
-CALayerChanges::OldValue &CALayerChanges::add(std::uint64_t &latest) {
+LayerChanges::OldValue &LayerChanges::add(std::uint64_t &latest) {
     Change &change = changes[++latestNumber % kMaxKept];
     change.number = latestNumber;
     change.previous = std::exchange(latest, latestNumber);
@@ -26,7 +26,7 @@ CALayerChanges::OldValue &CALayerChanges::add(std::uint64_t &latest) {
     return change.oldValue;
 }
 
-void CALayerChanges::takeBack(std::uint64_t latest, CALayerValues &values) {
+void LayerChanges::takeBack(std::uint64_t latest, LayerValues &values) {
     const std::uint64_t callOut = NSRunLoop::mainRunLoop().callOutNumber();
     for (std::uint64_t number = latest; number != 0;) {
         const Change &change = changes[number % kMaxKept];

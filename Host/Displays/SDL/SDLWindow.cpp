@@ -1,7 +1,7 @@
 #include <SDL2/SDL.h>
 #include <SDL2/SDL_syswm.h>
 
-#include "Host/Displays/SDL/SDLDisplay.h"
+#include "Host/Displays/SDL/SDLWindow.h"
 
 #include "Host/Displays/X11/X11WindowWatch.h"
 #include "Host/Support/HostError.h"
@@ -98,8 +98,8 @@ std::int32_t latinLetterOf(const SDL_Keysym &key) {
 
 } // namespace
 
-SDLDisplay::SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::string &title,
-                       const std::string &wayOut)
+SDLWindow::SDLWindow(CGSize size, std::optional<CGFloat> density, const std::string &title,
+                     const std::string &wayOut)
     : _wantedDensity(density) {
     prepareSDL(wayOut);
     _wakeEvent = SDL_RegisterEvents(1);
@@ -107,7 +107,7 @@ SDLDisplay::SDLDisplay(CGSize size, std::optional<CGFloat> density, const std::s
     openWindow(size, title, wayOut);
 }
 
-SDLDisplay::~SDLDisplay() {
+SDLWindow::~SDLWindow() {
     NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, kServeEvents);
     letWakeUpsArrive();
     SDL_DestroyWindow(_window);
@@ -115,7 +115,7 @@ SDLDisplay::~SDLDisplay() {
 }
 
 /// A screen without 24-bit colours cannot be watched; SDL converts pixels for it.
-void SDLDisplay::watchOnX11() {
+void SDLWindow::watchOnX11() {
     if (!isOnX11()) {
         return;
     }
@@ -129,7 +129,7 @@ void SDLDisplay::watchOnX11() {
 /// SDL wakes itself through a second connection to the X server. Wake-ups that it has sent must be
 /// handled before the window is destroyed, or the server's error ends the process. Every turn waits
 /// a little and makes a round trip.
-void SDLDisplay::letWakeUpsArrive() const {
+void SDLWindow::letWakeUpsArrive() const {
     SDL_HideWindow(_window);
     for (int turn = 0; turn < kEndingTurns; ++turn) {
         SDL_Delay(kEndingTurnMilliseconds);
@@ -140,7 +140,7 @@ void SDLDisplay::letWakeUpsArrive() const {
 
 /// On Wayland the density is known only once there is a window. On X11 the window is shown after
 /// its class was set.
-void SDLDisplay::openWindow(CGSize size, const std::string &title, const std::string &wayOut) {
+void SDLWindow::openWindow(CGSize size, const std::string &title, const std::string &wayOut) {
     const auto units = [](CGFloat length) {
         return static_cast<int>(std::clamp<CGFloat>(std::round(length), 1, 16384));
     };
@@ -163,16 +163,16 @@ void SDLDisplay::openWindow(CGSize size, const std::string &title, const std::st
     }
 }
 
-CGSize SDLDisplay::size() const {
+CGSize SDLWindow::size() const {
     int width = 0;
     int height = 0;
     SDL_GetWindowSizeInPixels(_window, &width, &height);
     return {std::max(width, 1) / density(), std::max(height, 1) / density()};
 }
 
-CGFloat SDLDisplay::density() const { return _wantedDensity.value_or(pixelsPerUnit()); }
+CGFloat SDLWindow::density() const { return _wantedDensity.value_or(pixelsPerUnit()); }
 
-CGFloat SDLDisplay::pixelsPerUnit() const {
+CGFloat SDLWindow::pixelsPerUnit() const {
     int pixels = 0;
     int units = 0;
     SDL_GetWindowSizeInPixels(_window, &pixels, nullptr);
@@ -180,12 +180,12 @@ CGFloat SDLDisplay::pixelsPerUnit() const {
     return pixels > 0 && units > 0 ? static_cast<CGFloat>(pixels) / units : 1;
 }
 
-bool SDLDisplay::isVisible() const {
+bool SDLWindow::isVisible() const {
     return (SDL_GetWindowFlags(_window) & (SDL_WINDOW_HIDDEN | SDL_WINDOW_MINIMIZED)) == 0 &&
            !(_x11 && _x11->isObscured());
 }
 
-void SDLDisplay::present(const Drawing &draw) {
+void SDLWindow::present(const Drawing &draw) {
     SDL_Surface *surface = SDL_GetWindowSurface(_window);
     if (!surface || surface->w < 1 || surface->h < 1 || SDL_LockSurface(surface) != 0) {
         return;
@@ -205,9 +205,9 @@ void SDLDisplay::present(const Drawing &draw) {
 }
 
 /// The surface holds the last picture as long as it is the same memory of the same size.
-const std::vector<DeviceRect> &SDLDisplay::drawInto(std::uint32_t *pixels,
-                                                    const SDL_Surface &surface, std::size_t stride,
-                                                    const Drawing &draw) {
+const std::vector<DeviceRect> &SDLWindow::drawInto(std::uint32_t *pixels,
+                                                   const SDL_Surface &surface, std::size_t stride,
+                                                   const Drawing &draw) {
     CompositorTarget target{pixels, static_cast<std::size_t>(surface.w),
                             static_cast<std::size_t>(surface.h), stride};
     const bool isKept = target.pixels == _drawn.pixels && target.width == _drawn.width &&
@@ -217,23 +217,23 @@ const std::vector<DeviceRect> &SDLDisplay::drawInto(std::uint32_t *pixels,
     return draw(target);
 }
 
-void SDLDisplay::show(const std::vector<DeviceRect> &rects) {
+void SDLWindow::show(const std::vector<DeviceRect> &rects) {
     _shown.clear();
     for (const DeviceRect &rect : rects) {
         _shown.push_back({rect.left, rect.top, rect.width(), rect.height()});
     }
 }
 
-void SDLDisplay::setTitle(const std::string &title) { SDL_SetWindowTitle(_window, title.c_str()); }
+void SDLWindow::setTitle(const std::string &title) { SDL_SetWindowTitle(_window, title.c_str()); }
 
-void SDLDisplay::toggleFullScreen() {
+void SDLWindow::toggleFullScreen() {
     const bool isFull = (SDL_GetWindowFlags(_window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
     SDL_SetWindowFullscreen(_window, isFull ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
     _drawn = {};
 }
 
 /// Other threads may hold the tree lock now, so events are served later, in a call-out.
-void SDLDisplay::wait(Clock::Nanoseconds nanoseconds) {
+void SDLWindow::wait(Clock::Nanoseconds nanoseconds) {
     SDL_Event event;
     const bool hasEvent = SDL_WaitEventTimeout(&event, millisecondsFrom(nanoseconds)) != 0;
     if (_x11) {
@@ -252,7 +252,7 @@ void SDLDisplay::wait(Clock::Nanoseconds nanoseconds) {
     }
 }
 
-void SDLDisplay::wake() {
+void SDLWindow::wake() {
     if (_isWakePending.exchange(true)) {
         return;
     }
@@ -263,7 +263,7 @@ void SDLDisplay::wake() {
     }
 }
 
-void SDLDisplay::note(const SDL_Event &event) {
+void SDLWindow::note(const SDL_Event &event) {
     if (event.type == _wakeEvent) {
         _isWakePending = false;
         return;
@@ -274,7 +274,7 @@ void SDLDisplay::note(const SDL_Event &event) {
     _events.push_back(event);
 }
 
-void SDLDisplay::serveEvents() {
+void SDLWindow::serveEvents() {
     std::vector<SDL_Event> events;
     events.swap(_events);
     for (const SDL_Event &event : events) {
@@ -284,10 +284,10 @@ void SDLDisplay::serveEvents() {
     }
 }
 
-void SDLDisplay::serve(const SDL_Event &event) {
+void SDLWindow::serve(const SDL_Event &event) {
     switch (event.type) {
     case SDL_QUIT:
-        _listener->displayClosed();
+        _listener->windowClosed();
         break;
     case SDL_WINDOWEVENT:
         serveWindowEvent(event.window.event);
@@ -322,7 +322,7 @@ void SDLDisplay::serve(const SDL_Event &event) {
     }
 }
 
-void SDLDisplay::serveWheel(int right, int up) {
+void SDLWindow::serveWheel(int right, int up) {
     if (right != 0) {
         _listener->scrolledBy(-kPointsPerWheelStep * right);
         _listener->scrollingEnded();
@@ -332,10 +332,10 @@ void SDLDisplay::serveWheel(int right, int up) {
     }
 }
 
-void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
+void SDLWindow::serveWindowEvent(std::uint8_t kind) {
     switch (kind) {
     case SDL_WINDOWEVENT_SIZE_CHANGED:
-        _listener->displayResized();
+        _listener->windowResized();
         break;
     case SDL_WINDOWEVENT_SHOWN:
     case SDL_WINDOWEVENT_HIDDEN:
@@ -348,10 +348,10 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
         if (_x11) {
             _x11->noteExposed();
         }
-        _listener->displayNeedsPicture();
+        _listener->windowNeedsPicture();
         break;
     case SDL_WINDOWEVENT_CLOSE:
-        _listener->displayClosed();
+        _listener->windowClosed();
         break;
     default:
         break;
@@ -359,40 +359,40 @@ void SDLDisplay::serveWindowEvent(std::uint8_t kind) {
 }
 
 /// SDL reports more than changes: a window that is shown, for example, was visible before.
-void SDLDisplay::tellVisibility() {
+void SDLWindow::tellVisibility() {
     const bool isNowVisible = isVisible();
     if (std::exchange(_wasVisible, isNowVisible) != isNowVisible && _listener) {
-        _listener->displayVisibilityChanged();
+        _listener->windowVisibilityChanged();
     }
 }
 
 /// False for a key without a function.
-bool SDLDisplay::serveKey(std::int32_t key) {
+bool SDLWindow::serveKey(std::int32_t key) {
     static constexpr struct {
         std::int32_t key;
-        DisplayKey meaning;
+        WindowKey meaning;
     } kKeys[] = {
-        {SDLK_SPACE, DisplayKey::Pause},
-        {SDLK_PLUS, DisplayKey::MorePetals},
-        {SDLK_EQUALS, DisplayKey::MorePetals},
-        {SDLK_KP_PLUS, DisplayKey::MorePetals},
-        {SDLK_MINUS, DisplayKey::FewerPetals},
-        {SDLK_KP_MINUS, DisplayKey::FewerPetals},
-        {SDLK_UP, DisplayKey::Up},
-        {SDLK_DOWN, DisplayKey::Down},
-        {SDLK_LEFT, DisplayKey::Left},
-        {SDLK_RIGHT, DisplayKey::Right},
-        {SDLK_PAGEUP, DisplayKey::PageUp},
-        {SDLK_PAGEDOWN, DisplayKey::PageDown},
-        {SDLK_HOME, DisplayKey::First},
-        {SDLK_END, DisplayKey::Last},
-        {SDLK_RETURN, DisplayKey::Use},
-        {SDLK_KP_ENTER, DisplayKey::Use},
-        {SDLK_s, DisplayKey::Screenshot},
-        {SDLK_f, DisplayKey::FullScreen},
-        {SDLK_F11, DisplayKey::FullScreen},
-        {SDLK_q, DisplayKey::Quit},
-        {SDLK_ESCAPE, DisplayKey::Quit},
+        {SDLK_SPACE, WindowKey::Pause},
+        {SDLK_PLUS, WindowKey::MorePetals},
+        {SDLK_EQUALS, WindowKey::MorePetals},
+        {SDLK_KP_PLUS, WindowKey::MorePetals},
+        {SDLK_MINUS, WindowKey::FewerPetals},
+        {SDLK_KP_MINUS, WindowKey::FewerPetals},
+        {SDLK_UP, WindowKey::Up},
+        {SDLK_DOWN, WindowKey::Down},
+        {SDLK_LEFT, WindowKey::Left},
+        {SDLK_RIGHT, WindowKey::Right},
+        {SDLK_PAGEUP, WindowKey::PageUp},
+        {SDLK_PAGEDOWN, WindowKey::PageDown},
+        {SDLK_HOME, WindowKey::First},
+        {SDLK_END, WindowKey::Last},
+        {SDLK_RETURN, WindowKey::Use},
+        {SDLK_KP_ENTER, WindowKey::Use},
+        {SDLK_s, WindowKey::Screenshot},
+        {SDLK_f, WindowKey::FullScreen},
+        {SDLK_F11, WindowKey::FullScreen},
+        {SDLK_q, WindowKey::Quit},
+        {SDLK_ESCAPE, WindowKey::Quit},
     };
     const auto *const known = std::find_if(std::begin(kKeys), std::end(kKeys),
                                            [key](const auto &entry) { return entry.key == key; });
@@ -405,7 +405,7 @@ bool SDLDisplay::serveKey(std::int32_t key) {
     return true;
 }
 
-CGPoint SDLDisplay::pointAt(int x, int y) const {
+CGPoint SDLWindow::pointAt(int x, int y) const {
     const CGFloat points = pixelsPerUnit() / density();
     return {x * points, y * points};
 }

@@ -7,18 +7,18 @@
 #include <variant>
 
 /// The properties of a layer that can be animated.
-struct CALayerValues {
+struct LayerValues {
     CGPoint position;
     CGRect bounds;
     float opacity = 1;
     CATransform3D transform = CATransform3DIdentity;
     CATransform3D sublayerTransform = CATransform3DIdentity;
-    friend bool operator==(const CALayerValues &, const CALayerValues &) = default;
+    friend bool operator==(const LayerValues &, const LayerValues &) = default;
 };
 
 /// A property's value before a change.
-template <class T> struct CAOldValue {
-    T CALayerValues::*property;
+template <class T> struct PreviousValue {
+    T LayerValues::*property;
     T value;
 };
 
@@ -27,12 +27,12 @@ template <class T> struct CAOldValue {
 /// layer keeps only the number of its latest change, and a change allocates no memory. Old values
 /// are forgotten after kMaxKept further changes and in the next call-out. For threads that hold the
 /// view tree.
-class PLATFORM_EXPORT CALayerChanges {
+class PLATFORM_EXPORT LayerChanges {
   public:
     static constexpr std::uint64_t kMaxKept = 64;
 
-    using OldValue = std::variant<CAOldValue<CGPoint>, CAOldValue<CGRect>, CAOldValue<float>,
-                                  CAOldValue<CATransform3D>>;
+    using OldValue = std::variant<PreviousValue<CGPoint>, PreviousValue<CGRect>,
+                                  PreviousValue<float>, PreviousValue<CATransform3D>>;
 
     /// Returns the slot for one more old value of a layer; the caller fills it at once. `latest` is
     /// the number of the layer's latest change (0 for none) and becomes that of this change.
@@ -40,5 +40,5 @@ class PLATFORM_EXPORT CALayerChanges {
 
     /// Restores in `values` what a layer had before this call-out. `latest` is the number of its
     /// latest change.
-    static void takeBack(std::uint64_t latest, CALayerValues &values);
+    static void takeBack(std::uint64_t latest, LayerValues &values);
 };

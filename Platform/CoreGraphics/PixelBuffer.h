@@ -31,7 +31,7 @@ template <class Element> struct CacheLineAllocator {
 };
 
 /// Pixels of a bitmap: rows from the top, one 32-bit word each.
-using CGPixels = std::vector<std::uint32_t, CacheLineAllocator<std::uint32_t>>;
+using PixelBuffer = std::vector<std::uint32_t, CacheLineAllocator<std::uint32_t>>;
 
 /// True when the alpha of every word 0xAARRGGBB is 255.
 bool areOpaque(std::span<const std::uint32_t> pixels);

@@ -1,4 +1,4 @@
-#include "Platform/QuartzCore/CARunningAnimation.h"
+#include "Platform/QuartzCore/RunningAnimation.h"
 
 #include <algorithm>
 #include <cmath>
@@ -6,12 +6,12 @@
 
 namespace {
 
-bool isSet(const CAAnimationValue &value) { return !std::holds_alternative<std::monostate>(value); }
+bool isSet(const AnimationValue &value) { return !std::holds_alternative<std::monostate>(value); }
 
 } // namespace
 
-CARunningAnimation::CARunningAnimation(const CAAnimation &animation, NSTimeInterval begin,
-                                       const Start &start, int depth)
+RunningAnimation::RunningAnimation(const CAAnimation &animation, NSTimeInterval begin,
+                                   const Start &start, int depth)
     : _begin(begin), _timing(animation.timing()) {
     if (const auto *basic = dynamic_cast<const CABasicAnimation *>(&animation)) {
         _course = courseOf(*basic, start);
@@ -20,9 +20,9 @@ CARunningAnimation::CARunningAnimation(const CAAnimation &animation, NSTimeInter
     }
 }
 
-std::optional<CARunningAnimation::Course>
-CARunningAnimation::courseOf(const CABasicAnimation &animation, const Start &start) {
-    const auto keyPath = CAKeyPath::parse(animation.keyPath());
+std::optional<RunningAnimation::Course>
+RunningAnimation::courseOf(const CABasicAnimation &animation, const Start &start) {
+    const auto keyPath = LayerKeyPath::parse(animation.keyPath());
     if (!keyPath) {
         return std::nullopt;
     }
@@ -39,17 +39,17 @@ CARunningAnimation::courseOf(const CABasicAnimation &animation, const Start &sta
     return Course{*keyPath, keyPath->read(to ? start.shown : start.before), to, !to};
 }
 
-void CARunningAnimation::addMembers(const CAAnimationGroup &group, const Start &start, int depth) {
+void RunningAnimation::addMembers(const CAAnimationGroup &group, const Start &start, int depth) {
     if (depth >= CAAnimationGroup::kMaxDepth) {
         return;
     }
     for (const Retained<CAAnimation> &member : group.animations()) {
-        _members.push_back(CARunningAnimation(*member, member->beginTime(), start, depth + 1));
+        _members.push_back(RunningAnimation(*member, member->beginTime(), start, depth + 1));
     }
 }
 
-bool CARunningAnimation::apply(NSTimeInterval time, const CALayerValues &own,
-                               CALayerValues &shown) const {
+bool RunningAnimation::apply(NSTimeInterval time, const LayerValues &own,
+                             LayerValues &shown) const {
     const auto progress = _timing.progressAt(time - _begin);
     if (!progress) {
         return false;
@@ -61,15 +61,15 @@ bool CARunningAnimation::apply(NSTimeInterval time, const CALayerValues &own,
     // point.
     const NSTimeInterval length = _timing.effectiveDuration();
     const NSTimeInterval inGroup = std::min(*progress * length, std::nextafter(length, 0.0));
-    for (const CARunningAnimation &member : _members) {
+    for (const RunningAnimation &member : _members) {
         member.apply(inGroup, own, shown);
     }
     return true;
 }
 
-void CARunningAnimation::Course::apply(double progress, const CALayerValues &own,
-                                       CALayerValues &shown) const {
-    CAComponents target = to ? *to : keyPath.read(own);
+void RunningAnimation::Course::apply(double progress, const LayerValues &own,
+                                     LayerValues &shown) const {
+    AnimationComponents target = to ? *to : keyPath.read(own);
     if (isFree && keyPath.isAngle()) {
         target[0] = from[0] + std::remainder(target[0] - from[0], 2 * std::numbers::pi_v<CGFloat>);
     }

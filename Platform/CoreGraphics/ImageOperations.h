@@ -14,7 +14,7 @@ PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithImageInRect(const CGImage *im
                                                                const CGRect &rect);
 
 /// An inclusive range of 8-bit values.
-struct CGComponentRange {
+struct ComponentRange {
     std::uint8_t lowest = 0;
     std::uint8_t highest = 0;
 };
@@ -22,16 +22,16 @@ struct CGComponentRange {
 /// The picture with those pixels made transparent whose red, green and blue all lie in their
 /// ranges. Null for a picture that is not opaque.
 PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithMaskingColors(const CGImage *image,
-                                                                 CGComponentRange red,
-                                                                 CGComponentRange green,
-                                                                 CGComponentRange blue);
+                                                                 ComponentRange red,
+                                                                 ComponentRange green,
+                                                                 ComponentRange blue);
 
 /// A stencil: a picture seen through it shows where a sample is 0 and is hidden where it is 255.
 /// Never changes.
-class PLATFORM_EXPORT CGImageMask final : public NSObject {
+class PLATFORM_EXPORT ImageMask final : public NSObject {
   public:
     /// Takes the samples from a grey, opaque picture; null for any other.
-    static Retained<CGImageMask> maskCreate(const CGImage *image);
+    static Retained<ImageMask> maskCreate(const CGImage *image);
 
     NSUInteger width() const noexcept { return _width; }
     NSUInteger height() const noexcept { return _height; }
@@ -40,8 +40,8 @@ class PLATFORM_EXPORT CGImageMask final : public NSObject {
     }
 
   private:
-    CGImageMask(NSUInteger width, NSUInteger height, std::vector<std::uint8_t> samples);
-    ~CGImageMask() override = default;
+    ImageMask(NSUInteger width, NSUInteger height, std::vector<std::uint8_t> samples);
+    ~ImageMask() override = default;
 
     const NSUInteger _width;
     const NSUInteger _height;
@@ -51,4 +51,4 @@ class PLATFORM_EXPORT CGImageMask final : public NSObject {
 /// The picture seen through the stencil, which is stretched over it without smoothing. Null without
 /// a picture or a stencil.
 PLATFORM_EXPORT Retained<CGImage> CGImageCreateWithMask(const CGImage *image,
-                                                        const CGImageMask *mask);
+                                                        const ImageMask *mask);

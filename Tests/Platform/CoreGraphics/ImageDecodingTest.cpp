@@ -1,6 +1,6 @@
 #include "Platform/CoreGraphics/CGImage.h"
 
-#include "Platform/CoreGraphics/CGPixels.h"
+#include "Platform/CoreGraphics/PixelBuffer.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/CoreGraphics/PictureTesting.h"
 
@@ -106,7 +106,7 @@ Bytes claiming(Bytes jpeg, std::size_t width, std::size_t height) {
 /// A compressed stream of 32 MiB of zeros, taken from an empty picture.
 Bytes compressedZeros() {
     const std::vector<std::uint32_t> pixels(2048 * 4096);
-    const Bytes file = CGImageWritePNG(pixels.data(), 2048, 4096, 2048, 1);
+    const Bytes file = encodePNG(pixels.data(), 2048, 4096, 2048, 1);
     Bytes stream;
     for (std::size_t position = 8; position < file.size();) {
         const std::size_t length = std::size_t{file[position + 1]} << 16 |
@@ -171,7 +171,7 @@ TEST_P(Samples, AreSoundPicturesOrNoneWhenDamaged) {
 INSTANTIATE_TEST_SUITE_P(All, Samples, ::testing::ValuesIn(kSamples),
                          [](const auto &info) { return nameOf(info.param); });
 
-TEST(CGImageDecoding, ReadsLosslessWebPExactly) {
+TEST(ImageDecoding, ReadsLosslessWebPExactly) {
     const auto image = CGImageCreateWithData(samplePicture("small-lossless.webp"));
     ASSERT_TRUE(image);
     ASSERT_EQ(image->width(), 7u);
@@ -186,18 +186,18 @@ TEST(CGImageDecoding, ReadsLosslessWebPExactly) {
     }
 }
 
-TEST(CGImageDecoding, RefusesLosslessWebPCutShortAnywhere) {
+TEST(ImageDecoding, RefusesLosslessWebPCutShortAnywhere) {
     const Bytes file = samplePicture("small-lossless.webp");
     for (std::size_t size = 0; size < file.size(); ++size) {
         ASSERT_FALSE(CGImageCreateWithData(cutTo(file, size))) << size << " of " << file.size();
     }
 }
 
-TEST(CGImageDecoding, RefusesAnAnimation) {
+TEST(ImageDecoding, RefusesAnAnimation) {
     EXPECT_FALSE(CGImageCreateWithData(samplePicture("animated.webp")));
 }
 
-TEST(CGImageDecoding, TakesInksWithoutAdobesMarkTheOtherWayRound) {
+TEST(ImageDecoding, TakesInksWithoutAdobesMarkTheOtherWayRound) {
     Bytes file = samplePicture("quarters-cmyk.jpg");
     const std::string_view name = "Adobe";
     const auto mark = std::search(file.begin(), file.end(), name.begin(), name.end());
@@ -209,7 +209,7 @@ TEST(CGImageDecoding, TakesInksWithoutAdobesMarkTheOtherWayRound) {
     EXPECT_LE(differenceOf(pixelAt(*image, 24, 24), 0xff000000), 3);
 }
 
-TEST(CGImageDecoding, RefusesBytesOfNoFormat) {
+TEST(ImageDecoding, RefusesBytesOfNoFormat) {
     EXPECT_FALSE(CGImageCreateWithData({}));
     EXPECT_FALSE(CGImageCreateWithData(Bytes{0}));
     EXPECT_FALSE(CGImageCreateWithData(Bytes(1000, 0xff)));
@@ -218,13 +218,13 @@ TEST(CGImageDecoding, RefusesBytesOfNoFormat) {
     EXPECT_FALSE(CGImageCreateWithData(concatenated("RIFF....WAVE", Bytes(100))));
 }
 
-TEST(CGImageDecoding, RefusesTheFirstBytesOfAFormatAlone) {
+TEST(ImageDecoding, RefusesTheFirstBytesOfAFormatAlone) {
     EXPECT_FALSE(CGImageCreateWithData(Bytes{0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'}));
     EXPECT_FALSE(CGImageCreateWithData(Bytes{0xff, 0xd8, 0xff}));
     EXPECT_FALSE(CGImageCreateWithData(concatenated("RIFF....WEBP", {})));
 }
 
-TEST(CGImageDecoding, TakesJPEGSidesUpToTheLargest) {
+TEST(ImageDecoding, TakesJPEGSidesUpToTheLargest) {
     const auto image = CGImageCreateWithData(samplePicture("side-16384.jpg"));
     ASSERT_TRUE(image);
     EXPECT_EQ(image->width(), 16384u);
@@ -232,11 +232,11 @@ TEST(CGImageDecoding, TakesJPEGSidesUpToTheLargest) {
     EXPECT_FALSE(CGImageCreateWithData(samplePicture("side-16385.jpg")));
 }
 
-TEST(CGImageDecoding, RefusesManyPassesOverALargePicture) {
+TEST(ImageDecoding, RefusesManyPassesOverALargePicture) {
     EXPECT_FALSE(CGImageCreateWithData(samplePicture("many-scans.jpg")));
 }
 
-TEST(CGImageDecoding, TakesNoMemoryForAPNGThatOnlyClaimsToBeLarge) {
+TEST(ImageDecoding, TakesNoMemoryForAPNGThatOnlyClaimsToBeLarge) {
     const auto file =
         PNGBuilder({16384, 4096}).chunk("IDAT", PNGBuilder::stored(Bytes(9))).finish();
     const auto run = [&] {
@@ -246,7 +246,7 @@ TEST(CGImageDecoding, TakesNoMemoryForAPNGThatOnlyClaimsToBeLarge) {
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
-TEST(CGImageDecoding, TakesNoMemoryForAJPEGThatOnlyClaimsToBeLarge) {
+TEST(ImageDecoding, TakesNoMemoryForAJPEGThatOnlyClaimsToBeLarge) {
     const auto file = claiming(samplePicture("quarters-444.jpg"), 16384, 4096);
     const auto run = [&] {
         const long taken = megabytesTakenBy([&] { EXPECT_FALSE(CGImageCreateWithData(file)); });
@@ -255,7 +255,7 @@ TEST(CGImageDecoding, TakesNoMemoryForAJPEGThatOnlyClaimsToBeLarge) {
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
-TEST(CGImageDecoding, TakesNoMemoryForAWebPThatOnlyClaimsToBeLarge) {
+TEST(ImageDecoding, TakesNoMemoryForAWebPThatOnlyClaimsToBeLarge) {
     Bytes file = samplePicture("quarters-lossy.webp");
     const std::array<std::uint8_t, 3> mark{0x9d, 0x01, 0x2a};
     const auto size = std::search(file.begin(), file.end(), mark.begin(), mark.end()) + 3;
@@ -268,7 +268,7 @@ TEST(CGImageDecoding, TakesNoMemoryForAWebPThatOnlyClaimsToBeLarge) {
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
-TEST(CGImageDecoding, UnpacksNoTextAndNoMoreOfAProfileThanItTakes) {
+TEST(ImageDecoding, UnpacksNoTextAndNoMoreOfAProfileThanItTakes) {
     const Bytes bomb = compressedZeros();
     const std::string_view name("a\0\0", 3);
     const std::string_view international("a\0\1\0\0\0", 6);
@@ -294,7 +294,7 @@ TEST(CGImageDecoding, UnpacksNoTextAndNoMoreOfAProfileThanItTakes) {
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
-TEST(CGImageDecoding, DropsPixelsBeyondTheLastRow) {
+TEST(ImageDecoding, DropsPixelsBeyondTheLastRow) {
     const auto file = PNGBuilder({16, 16}).chunk("IDAT", compressedZeros()).finish();
     const auto run = [&] {
         const long taken = megabytesTakenBy([&] { EXPECT_TRUE(CGImageCreateWithData(file)); });
@@ -303,7 +303,7 @@ TEST(CGImageDecoding, DropsPixelsBeyondTheLastRow) {
     EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
-TEST(CGImageDecoding, WorksOnSeveralThreadsAtOnce) {
+TEST(ImageDecoding, WorksOnSeveralThreadsAtOnce) {
     const Bytes jpeg = samplePicture("quarters-444.jpg");
     const Bytes webp = samplePicture("quarters-lossy.webp");
     std::vector<std::thread> threads;
