@@ -105,7 +105,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
         /// The view has run for long enough to be the last good bundle.
         bool isProven = false;
 
-        /// Has been scrolled, so that its offset is no longer the one in `values`.
+        /// The user has scrolled the view, so its offset is no longer the one in `values`.
         bool isScrolled = false;
     };
 

@@ -5,6 +5,7 @@
 
 #include "Host/Displays/X11/X11WindowWatch.h"
 #include "Host/Support/HostError.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <algorithm>
 #include <climits>
@@ -21,7 +22,6 @@ constexpr CGFloat kPointsPerWheelStep = 20;
 constexpr CGFloat kPointsPerTurn = 60;
 constexpr int kEndingTurns = 3;
 constexpr std::uint32_t kEndingTurnMilliseconds = 4;
-constexpr const char *kServeEvents = "lumiveraServeEvents";
 
 /// The window systems of the user's session, as a list of SDL's drivers. Without it SDL would fall
 /// back on drivers that show nothing; a driver whose system is missing prints errors.
@@ -100,7 +100,7 @@ std::int32_t latinLetterOf(const SDL_Keysym &key) {
 
 SDLWindow::SDLWindow(CGSize size, std::optional<CGFloat> density, const std::string &title,
                      const std::string &wayOut)
-    : _wantedDensity(density) {
+    : _wantedDensity(density), _serveEvents([this] { serveEvents(); }) {
     prepareSDL(wayOut);
     _wakeEvent = SDL_RegisterEvents(1);
     watchOnX11();
@@ -108,7 +108,7 @@ SDLWindow::SDLWindow(CGSize size, std::optional<CGFloat> density, const std::str
 }
 
 SDLWindow::~SDLWindow() {
-    NSRunLoop::mainRunLoop().cancelPreviousPerformRequestsWithTarget(nullptr, kServeEvents);
+    _serveEvents.cancel();
     letWakeUpsArrive();
     SDL_DestroyWindow(_window);
     SDL_QuitSubSystem(SDL_INIT_VIDEO); // sound ends by itself
@@ -142,7 +142,7 @@ void SDLWindow::letWakeUpsArrive() const {
 /// its class was set.
 void SDLWindow::openWindow(CGSize size, const std::string &title, const std::string &wayOut) {
     const auto units = [](CGFloat length) {
-        return static_cast<int>(std::clamp<CGFloat>(std::round(length), 1, 16384));
+        return static_cast<int>(std::clamp<CGFloat>(std::round(length), 1, CGImage::kMaxSide));
     };
     const CGFloat expected = _wantedDensity.value_or(1);
     _window = SDL_CreateWindow(title.c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
@@ -247,8 +247,7 @@ void SDLWindow::wait(Clock::Nanoseconds nanoseconds) {
         note(event);
     } while (SDL_PollEvent(&event) != 0);
     if (!hadEvents && !_events.empty()) {
-        NSRunLoop::mainRunLoop().performSelector_afterDelay(
-            nullptr, kServeEvents, [this] { serveEvents(); }, 0);
+        _serveEvents.callAfter(0);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "Host/Displays/PointerGestures.h"
 #include "Host/Displays/Window.h"
+#include "Host/Support/DeferredCall.h"
 
 #include <atomic>
 #include <cstdint>
@@ -65,6 +66,7 @@ class SDLWindow final : public Window {
     CompositorTarget _drawn;
     std::vector<SDL_Rect> _shown;
     std::vector<SDL_Event> _events;
+    DeferredCall _serveEvents;
     std::vector<std::uint32_t> _pixels;
     std::uint32_t _wakeEvent = 0;
     bool _wasVisible = true;
