@@ -13,8 +13,6 @@ namespace Lumivera {
 
 namespace {
 
-constexpr const char *kServeSources = "lumiveraServeSources";
-
 timespec timeFrom(Clock::Nanoseconds nanoseconds) {
     constexpr Clock::Nanoseconds kSecond = 1'000'000'000;
     const Clock::Nanoseconds time = std::max<Clock::Nanoseconds>(nanoseconds, 0);
@@ -25,7 +23,9 @@ timespec timeFrom(Clock::Nanoseconds nanoseconds) {
 
 short DescriptorSource::awaitedEvents() const { return POLLIN; }
 
-DescriptorWaiter::DescriptorWaiter() : _wakeDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+DescriptorWaiter::DescriptorWaiter()
+    : _serve([this] { serveReadySources(); }),
+      _wakeDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (_wakeDescriptor < 0) {
         throw HostError("events", "cannot be waited for: " + systemErrorText());
     }
@@ -33,9 +33,7 @@ DescriptorWaiter::DescriptorWaiter() : _wakeDescriptor(eventfd(0, EFD_CLOEXEC | 
 }
 
 DescriptorWaiter::~DescriptorWaiter() {
-    NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
-    runLoop.setWaiter(nullptr);
-    runLoop.cancelPreviousPerformRequestsWithTarget(nullptr, kServeSources);
+    NSRunLoop::mainRunLoop().setWaiter(nullptr);
     close(_wakeDescriptor);
 }
 
@@ -58,10 +56,8 @@ void DescriptorWaiter::wait(Clock::Nanoseconds nanoseconds) {
     const bool mayWait = _state.compare_exchange_strong(before, State::Waiting) && !hasArrived;
     const bool isAnyReady = poll(mayWait ? nanoseconds : 0) || hasArrived;
     _state = State::Woken;
-    if (isAnyReady && !_isServePending) {
-        _isServePending = true;
-        NSRunLoop::mainRunLoop().performSelector_afterDelay(
-            nullptr, kServeSources, [this] { serveReadySources(); }, 0);
+    if (isAnyReady && !_serve.isPending()) {
+        _serve.callAfter(0);
     }
     _state = State::Running;
 }
@@ -108,7 +104,6 @@ bool DescriptorWaiter::poll(Clock::Nanoseconds nanoseconds) {
 
 /// Walks by index because sources may be added and removed meanwhile.
 void DescriptorWaiter::serveReadySources() {
-    _isServePending = false;
     for (std::size_t i = 0; i < _entries.size(); ++i) {
         if (_entries[i].isReady) {
             _entries[i].isReady = false;

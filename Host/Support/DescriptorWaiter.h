@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Support/DeferredCall.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <atomic>
@@ -72,9 +73,9 @@ class DescriptorWaiter final : public RunLoopWaiter, public DescriptorWatch {
 
     std::vector<Entry> _entries;
     std::vector<pollfd> _polled;
+    DeferredCall _serve;
     int _wakeDescriptor = -1;
     std::atomic<State> _state{State::Running};
-    bool _isServePending = false;
 };
 
 } // namespace Lumivera
