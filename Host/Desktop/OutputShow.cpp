@@ -302,7 +302,10 @@ std::optional<OutputShow::Slot> OutputShow::makeSlot(const std::string &bundle) 
     try {
         slot.memory =
             std::make_shared<SharedBuffers>(slot.geometry.width, slot.geometry.height, kPictures);
-        slot.view = _makeView({bundle, slot.values, slot.memory, slot.geometry.density}, *this);
+        slot.view =
+            _makeView({bundle, slot.values, slot.memory, slot.geometry.density,
+                       slot.geometry.isTransparent ? WallpaperPart::Petals : WallpaperPart::Whole},
+                      *this);
     } catch (const HostError &error) {
         _listener.outputSays(name() + ": " + error.what());
         return std::nullopt;

@@ -11,11 +11,15 @@
 
 namespace Lumivera {
 
-/// A surface's size in pixels, and its pixels a point.
+/// A surface's size in pixels, its pixels a point, and what its pixels are.
 struct SurfaceGeometry {
     unsigned width = 0;
     unsigned height = 0;
     CGFloat density = 1;
+
+    /// What lies beneath the surface shows through: the wallpaper is shown without its background,
+    /// in premultiplied pixels.
+    bool isTransparent = false;
 
     bool operator==(const SurfaceGeometry &) const = default;
 };

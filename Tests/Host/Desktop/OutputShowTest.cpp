@@ -68,6 +68,21 @@ TEST_F(OutputShowTest, ShowsTheWallpaperThatWasChosen) {
     EXPECT_THAT(_lines, IsEmpty());
 }
 
+TEST_F(OutputShowTest, ShowsPetalsAloneOnATransparentSurface) {
+    begin();
+    runForSeconds(1);
+    EXPECT_EQ(_views.view(kAsked)->request().part, WallpaperPart::Whole);
+    _surface.setGeometry({100, 50, 2, true});
+    runForSeconds(1);
+    ASSERT_TRUE(_views.view(kAsked)) << "a new view has replaced the old one";
+    EXPECT_EQ(_views.view(kAsked)->request().part, WallpaperPart::Petals);
+    EXPECT_EQ(shown(), kAsked);
+    _surface.setGeometry(kGeometry);
+    runForSeconds(1);
+    ASSERT_TRUE(_views.view(kAsked));
+    EXPECT_EQ(_views.view(kAsked)->request().part, WallpaperPart::Whole);
+}
+
 TEST_F(OutputShowTest, ShowsFrameAfterFrame) {
     begin();
     runForSeconds(2.61);
