@@ -57,6 +57,8 @@ DesktopHost::~DesktopHost() { _desktop.setListener(nullptr); }
 void DesktopHost::setConfiguration(const Configuration &configuration) {
     _configuration = configuration;
     _controlled = {};
+    _desktop.setLayerChoice(
+        _options.layer.value_or(_configuration.layer().value_or(LayerChoice::Automatic)));
     updateChoices();
     updatePauses();
 }

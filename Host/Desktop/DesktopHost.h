@@ -37,6 +37,9 @@ class DesktopHost final : public ControlTarget,
         std::map<std::string, WallpaperChoice> outputChoices;
         PauseOverrides pauses;
 
+        /// Where wallpapers are; the configuration decides without it.
+        std::optional<LayerChoice> layer;
+
         ViewMaker makeView;
 
         /// The path of the bundle to show when none is chosen or all others fail.

@@ -88,6 +88,7 @@ void OutputShow::setHalved(bool isHalved) {
 
 void OutputShow::tap(CGPoint point) {
     if (_shown && _isRunning) {
+        ++_taps;
         _shown->view->tap(point);
     }
 }
@@ -112,6 +113,10 @@ OutputStatus OutputShow::status() const {
     status.width = geometry.width;
     status.height = geometry.height;
     status.density = geometry.density;
+    const SurfaceLayer layer = _surface.layer();
+    status.layer = layer.name;
+    status.layerWords = layer.words;
+    status.taps = _taps;
     status.frames = _frameRate.frames();
     status.framesPerSecond = _frameRate.perSecond(Clock::current().now());
     if (_candidateIndex > 0) {

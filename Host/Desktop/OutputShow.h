@@ -164,6 +164,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     bool _isFirstPictureReady = false;
     std::optional<unsigned> _presented;
     FrameRate _frameRate;
+    std::uint64_t _taps = 0;
     std::vector<PictureReader> _pictureReaders;
     bool _isRunning = true;
     bool _isHalved = false;

@@ -6,7 +6,9 @@
 #include "Platform/CoreGraphics/CGGeometry.h"
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Lumivera {
@@ -22,6 +24,31 @@ struct SurfaceGeometry {
     bool isTransparent = false;
 
     bool operator==(const SurfaceGeometry &) const = default;
+};
+
+/// Where a user wants wallpapers.
+enum class LayerChoice {
+    Automatic,
+    Behind, ///< whole, behind the icons, or in place of them where they have a background
+    Over,   ///< petals alone, in front of the icons
+};
+
+/// The choice that "auto", "behind" or "over" names; nothing for other texts.
+std::optional<LayerChoice> layerChoiceFrom(std::string_view name);
+
+/// Where a surface is, in words.
+struct SurfaceLayer {
+    /// For programs: "behind", "over".
+    std::string name = "behind";
+
+    /// The program that shows the icons, by its window's class; empty without one.
+    std::string program;
+
+    /// For people: what is shown where and why, and what would improve it, if anything.
+    std::string words = "behind all windows";
+    std::string remedy;
+
+    bool operator==(const SurfaceLayer &) const = default;
 };
 
 /// Whether anybody can see a surface and, if not, why.
@@ -63,6 +90,9 @@ class DesktopSurface {
 
     virtual SurfaceVisibility visibility() const = 0;
 
+    /// It changes with the programs that show icons. geometry() tells when its transparency does.
+    virtual SurfaceLayer layer() const { return {}; }
+
     /// Gives the surface memory of its present geometry's size. From then on it wants buffers of
     /// that memory, buffer 0 first, and none of the old memory. What was shown stays until the
     /// first buffer is presented.
@@ -100,6 +130,9 @@ class Desktop {
 
     /// For people: "X11", "Wayland", "headless".
     virtual std::string name() const = 0;
+
+    /// Surfaces that have a choice go there.
+    virtual void setLayerChoice(LayerChoice) {}
 };
 
 /// What a user should know about one part of this machine, and what would improve it.
