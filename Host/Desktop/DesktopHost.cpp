@@ -169,6 +169,13 @@ void DesktopHost::desktopLost(const std::string &reason) {
     quit();
 }
 
+void DesktopHost::outputBackgroundDrawn(const std::string &output, const DeviceRect &area,
+                                        const SharedBuffers &picture) {
+    if (_options.showBackground) {
+        _options.showBackground(output, area, picture);
+    }
+}
+
 /// All entries when the name is empty.
 std::vector<DesktopHost::Entry *> DesktopHost::entriesOf(const std::string &output) {
     std::vector<Entry *> found;

@@ -88,6 +88,13 @@ class DesktopSurface {
     /// Width and height are 0 until the window system has told them.
     virtual SurfaceGeometry geometry() const = 0;
 
+    /// The pixels of the desktop that the surface covers. When only their place changes, the
+    /// listener hears of it as of a new geometry.
+    virtual DeviceRect outputArea() const {
+        const SurfaceGeometry size = geometry();
+        return {0, 0, static_cast<int>(size.width), static_cast<int>(size.height)};
+    }
+
     virtual SurfaceVisibility visibility() const = 0;
 
     /// It changes with the programs that show icons. geometry() tells when its transparency does.
@@ -101,6 +108,11 @@ class DesktopSurface {
     /// Shows a buffer that was wanted. Outside of the damage, which is clipped to it, it must equal
     /// the buffer of this memory that was presented before, if any.
     virtual void present(unsigned index, const std::vector<DeviceRect> &damage) = 0;
+
+    /// Gives a transparent surface the opaque picture that its wallpaper has behind the petals, in
+    /// buffer 0; null takes it away. Nobody draws into it any more. Most surfaces need none,
+    /// because the desktop's own background shows it.
+    virtual void setBackground(std::shared_ptr<const SharedBuffers> /*picture*/) {}
 };
 
 /// A window system and the outputs of its desktop. Main thread.

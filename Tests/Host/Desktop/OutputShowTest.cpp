@@ -14,6 +14,7 @@ using ::testing::IsEmpty;
 namespace {
 
 constexpr SurfaceGeometry kGeometry{100, 50, 2};
+constexpr SurfaceGeometry kTransparent{100, 50, 2, true};
 
 const std::string kAsked = "/asked";
 const std::string kGood = "/good";
@@ -72,8 +73,8 @@ TEST_F(OutputShowTest, ShowsPetalsAloneOnATransparentSurface) {
     begin();
     runForSeconds(1);
     EXPECT_EQ(_views.view(kAsked)->request().part, WallpaperPart::Whole);
-    _surface.setGeometry({100, 50, 2, true});
-    runForSeconds(1);
+    _surface.setGeometry(kTransparent);
+    runForSeconds(2);
     ASSERT_TRUE(_views.view(kAsked)) << "a new view has replaced the old one";
     EXPECT_EQ(_views.view(kAsked)->request().part, WallpaperPart::Petals);
     EXPECT_EQ(shown(), kAsked);
