@@ -409,8 +409,12 @@ void OutputShow::updateBackground() {
                           _shown->isWithheld ? WallpaperPart::Whole : WallpaperPart::Background,
                           _shown->values});
     } else if (_shown) {
+        const bool wasThere = _background.picture() != nullptr;
         _background.clear();
         _surface.setBackground(nullptr);
+        if (wasThere) {
+            _listener.outputBackgroundGone(name());
+        }
     }
 }
 
@@ -421,7 +425,7 @@ void OutputShow::backgroundDrawn() {
 
 void OutputShow::tellBackground() {
     _backgroundArea = _surface.outputArea();
-    _listener.outputBackgroundDrawn(name(), _backgroundArea, *_background.picture());
+    _listener.outputBackgroundDrawn(_surface, *_background.picture());
 }
 
 void OutputShow::backgroundFailed(const std::string &bundle, const std::string &reason) {

@@ -43,12 +43,13 @@ class OutputShowTransparentTest : public SimulatedTimeTest, public OutputShow::L
 
     void outputVisibilityChanged() override {}
     void outputSays(const std::string &line) override { _lines.push_back(line); }
-    void outputBackgroundDrawn(const std::string &output, const DeviceRect &area,
+    void outputBackgroundDrawn(const DesktopSurface &surface,
                                const SharedBuffers &picture) override {
-        EXPECT_EQ(output, "TEST-1");
+        EXPECT_EQ(surface.outputName(), "TEST-1");
         EXPECT_EQ(&picture, _surface.background());
-        _areas.push_back(area);
+        _areas.push_back(surface.outputArea());
     }
+    void outputBackgroundGone(const std::string &output) override { _gone += output + " "; }
 
     /// A pixel that fake views do not number.
     std::uint32_t shownPixel() const { return _surface.memory()->pixels(*_surface.presented())[9]; }
@@ -69,6 +70,7 @@ class OutputShowTransparentTest : public SimulatedTimeTest, public OutputShow::L
     std::optional<OutputShow> _show;
     std::vector<std::string> _lines;
     std::vector<DeviceRect> _areas;
+    std::string _gone;
 };
 
 TEST_F(OutputShowTransparentTest, DrawsTheBackgroundOfWhatItShows) {
