@@ -149,6 +149,7 @@ class OutputShow final : private DesktopSurface::Listener,
     void beginStandIn();
     void forgetStandIns();
     void show(std::optional<Slot> &coming);
+    void present(unsigned index, const std::vector<DeviceRect> &damage);
     void withholdOpaquePicture();
     void updateBackground();
     void tellBackground();

@@ -197,6 +197,22 @@ TEST_F(OutputShowTransparentTest, ShowsTheNextWallpaperAfterAnOpaqueOne) {
     EXPECT_THAT(_lines, SizeIs(1));
 }
 
+TEST_F(OutputShowTransparentTest, PresentsNothingOpaqueOnceTheSurfaceIsTransparent) {
+    _views.behaviours[kAsked].ground = 0xFF112233;
+    for (int start = 0; start < 40; ++start) {
+        _show.reset();
+        _surface.setGeometry(kOpaque);
+        _choice.bundle = kAsked;
+        _show.emplace(_surface, _views.maker(), _lastGood, "/shipped", *this);
+        _show->choose(_choice);
+        runForSeconds(0.59 + start * 0.001);
+        _surface.setGeometry(kTransparent);
+        const auto before = _surface.presentCount();
+        ASSERT_TRUE(runUntil([&] { return _surface.presentCount() > before; }));
+        EXPECT_EQ(shownPixel(), 0U) << start;
+    }
+}
+
 TEST_F(OutputShowTransparentTest, ShowsAnOpaquePictureOnAnOpaqueSurface) {
     _views.behaviours[kAsked].ground = 0xFF112233;
     _surface.setGeometry(kOpaque);
