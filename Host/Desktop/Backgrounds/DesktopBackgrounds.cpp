@@ -80,6 +80,7 @@ bool DesktopBackgrounds::giveBack() {
         report("the desktop's own wallpaper could not be given back in time; it is kept in " +
                _folder.path() + ", and is given back when lumivera desktop starts again");
     }
+    changeEnded();
     return !hasKeptSettings();
 }
 
