@@ -39,6 +39,15 @@ char letterFor(char meaning, const Escapes &escapes) {
     return 0;
 }
 
+std::string escaped(std::string_view text, const Escapes &escapes) {
+    std::string result;
+    for (const char c : text) {
+        const char letter = letterFor(c, escapes);
+        result += letter ? std::string{'\\', letter} : std::string(1, c);
+    }
+    return result;
+}
+
 /// The lines of the text with their ends, so that together they are the text.
 std::vector<std::string> linesOf(std::string_view text) {
     std::vector<std::string> lines;
@@ -216,7 +225,7 @@ std::string toQt(std::string_view text) {
     try {
         utf8::utf8to16(text.begin(), text.end(), std::back_inserter(characters));
     } catch (const utf8::exception &) {
-        return "\"" + std::string(text) + "\"";
+        return "\"" + escaped(text, kEscapesOfQt) + "\"";
     }
     std::string value = "\"";
     bool isAfterNumber = false;

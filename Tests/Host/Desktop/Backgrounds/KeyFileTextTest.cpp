@@ -54,7 +54,7 @@ TEST(KeyFileText, ReadsTheEscapesOfQt) {
 TEST(KeyFileText, WritesForQtWhatItReads) {
     EXPECT_EQ(KeyFileText::toQt("/é x"), "\"/\\xe9 x\"");
     EXPECT_EQ(KeyFileText::toQt("éa"), "\"\\xe9\\x61\"") << "a would belong to the number";
-    for (const char *text : {"/a.png", "/éa b\"c\\d\n", "🌸1", "", "a,b;c=%20"}) {
+    for (const char *text : {"/a.png", "/éa b\"c\\d\n", "🌸1", "", "a,b;c=%20", "\xff\\s\""}) {
         EXPECT_EQ(KeyFileText::fromQt(KeyFileText::toQt(text)), text);
     }
 }
