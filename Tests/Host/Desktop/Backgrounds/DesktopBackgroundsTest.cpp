@@ -356,6 +356,17 @@ TEST_F(DesktopBackgroundsTest, KeepEverythingForTheNextRunWhenAToolHangs) {
     EXPECT_EQ(_desktop.settings, _own);
 }
 
+TEST_F(DesktopBackgroundsTest, EndAtOnceWhenAToolHangsBeforeAnythingWasChanged) {
+    HostRun run(_desktop, _folder);
+    run.show(0xFF102030);
+    runForSeconds(1);
+    run.tools->isHanging = true;
+    EXPECT_TRUE(run.backgrounds.giveBack());
+    EXPECT_EQ(_desktop.settings, _own);
+    EXPECT_EQ(pictureFiles(), 0U);
+    EXPECT_THAT(run.log, IsEmpty());
+}
+
 TEST_F(DesktopBackgroundsTest, LeaveTheDesktopToTheFirstOfTwoHosts) {
     HostRun first(_desktop, _folder);
     showAll(first, 0xFF102030);
