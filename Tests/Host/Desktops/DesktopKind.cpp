@@ -40,6 +40,7 @@ XML
         .session = "exec xfce4-session",
         .setting = "xfconf-query -c xfce4-desktop -lv | grep -v /last/ | sort",
         .fileManager = "xfdesktop",
+        .helpers = "xfsettingsd",
     };
 }
 
@@ -54,6 +55,7 @@ DesktopKind mate() {
         .session = "exec mate-session --disable-acceleration-check",
         .setting = "gsettings list-recursively org.mate.background | sort",
         .fileManager = "caja",
+        .helpers = "mate-settings-daemon",
     };
 }
 
@@ -68,6 +70,8 @@ DesktopKind cinnamon() {
         .session = "exec cinnamon-session --session cinnamon",
         .setting = "gsettings list-recursively " + schema + " | sort",
         .fileManager = "nemo-desktop",
+        .helpers = "cinnamon-settings-daemon",
+        .isSlow = true,
     };
 }
 
@@ -142,6 +146,7 @@ wait
         .setting = "gsettings list-recursively org.gnome.desktop.background | sort",
         .fileManager = "gnome-flashback",
         .restart = "exec gnome-flashback",
+        .hasPanel = false,
         .needsLoginManager = true,
     };
 }
@@ -165,6 +170,7 @@ done
 )",
         .setting = "gsettings list-recursively org.gnome.desktop.background | sort",
         .fileManager = "gjs",
+        .isSlow = true,
         .needsLoginManager = true,
     };
 }
@@ -201,6 +207,7 @@ done
         .setting = "grep -A5 'Wallpaper' $HOME/.config/plasma-org.kde.plasma.desktop-appletsrc",
         .fileManager = "plasmashell",
         .restart = "exec plasmashell --no-respawn",
+        .isSlow = true,
     };
 }
 
@@ -215,6 +222,7 @@ DesktopKind manager(const std::string &name, const std::string &program,
         .session = "exec " + program,
         .afterwards = "xsetroot -solid \"$COLOUR\"",
         .setting = "xprop -root _XROOTPMAP_ID",
+        .hasPanel = false,
     };
 }
 

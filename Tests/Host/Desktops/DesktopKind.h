@@ -41,6 +41,15 @@ struct DesktopKind {
     /// Gives the only window all of the work area, where the usual request does not.
     std::string maximize = {};
 
+    /// What the session starts beside its parts: entries of /etc/xdg/autostart that begin so.
+    std::string helpers = {};
+
+    /// Whether a panel keeps windows from a part of the screen.
+    bool hasPanel = true;
+
+    /// Whether it takes long for everything without a GPU.
+    bool isSlow = false;
+
     /// Whether the session needs somebody who speaks for the login manager.
     bool needsLoginManager = false;
 

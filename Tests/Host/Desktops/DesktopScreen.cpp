@@ -19,7 +19,8 @@ template <class Reply> std::unique_ptr<Reply, Free> owned(Reply *reply) {
 
 constexpr std::uint32_t kEscapeKeysym = 0xff1b;
 
-/// Milliseconds between the presses of a double click.
+/// Milliseconds that a person takes from pointing to pressing, and between presses.
+constexpr std::uint32_t kAimingTime = 200;
 constexpr std::uint32_t kClickGap = 60;
 
 /// Smaller windows are helpers that nobody sees.
@@ -83,14 +84,16 @@ void DesktopScreen::moveTo(const ScreenPoint &point) {
 void DesktopScreen::click(const ScreenPoint &point, int button) {
     const auto detail = static_cast<std::uint8_t>(button);
     fakeInput(XCB_MOTION_NOTIFY, 0, 0, point);
-    fakeInput(XCB_BUTTON_PRESS, detail, kClickGap);
+    fakeInput(XCB_BUTTON_PRESS, detail, kAimingTime);
     fakeInput(XCB_BUTTON_RELEASE, detail, kClickGap);
     flush();
 }
 
 void DesktopScreen::doubleClick(const ScreenPoint &point) {
     click(point);
-    click(point);
+    fakeInput(XCB_BUTTON_PRESS, 1, kClickGap);
+    fakeInput(XCB_BUTTON_RELEASE, 1, kClickGap);
+    flush();
 }
 
 void DesktopScreen::pressEscape() {

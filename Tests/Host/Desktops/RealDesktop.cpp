@@ -20,7 +20,7 @@ constexpr int kHeight = 800;
 constexpr double kStartTime = 180;
 
 /// The picture has come to rest when nothing changes for that long.
-constexpr auto kRestTime = std::chrono::milliseconds(700);
+constexpr auto kRestTime = std::chrono::seconds(1);
 
 /// The part of the screen that may change all the same, such as a blinking cursor.
 constexpr double kRestShare = 0.9995;
@@ -181,11 +181,25 @@ void RealDesktop::makeHome() {
     write("home/.local/share/applications/text-editor.desktop", kTextEditorEntry);
     write("home/bin/text-editor", kTextEditor, 0755);
     write("home/bin/wait_for_manager", kWaitForManager, 0755);
+    hideForeignPrograms();
     fs::create_directory(_folder.pathOf("run"));
     chmod(_folder.pathOf("run").c_str(), 0700);
     write("system-bus.conf", replaced(kSystemBus, "FOLDER", folder()));
     fs::copy_file(LUMIVERA_SOURCE_DIR "/Tests/Support/KnownLeaks.txt",
                   _folder.pathOf("known-leaks"));
+}
+
+/// Hides what the packages of other desktops start in every session.
+void RealDesktop::hideForeignPrograms() const {
+    const fs::path hidden = _folder.pathOf("home/.config/autostart");
+    fs::create_directories(hidden);
+    std::error_code ignored;
+    for (const auto &entry : fs::directory_iterator("/etc/xdg/autostart", ignored)) {
+        const std::string name = entry.path().filename();
+        if (_kind.helpers.empty() || !name.starts_with(_kind.helpers)) {
+            std::ofstream(hidden / name) << "[Desktop Entry]\nType=Application\nHidden=true\n";
+        }
+    }
 }
 
 void RealDesktop::startBuses() {

@@ -39,6 +39,10 @@ class RealDesktop {
     /// The same, as found when the desktop came up.
     const std::vector<ScreenRect> &icons() const { return _icons; }
 
+    /// The icon of the text file, once a test has found it.
+    const std::optional<ScreenRect> &textFile() const { return _textFile; }
+    void setTextFile(const ScreenRect &icon) { _textFile = icon; }
+
     /// What the screen showed when the desktop came up.
     const ScreenPicture &firstPicture() const { return _firstPicture; }
 
@@ -66,6 +70,7 @@ class RealDesktop {
   private:
     void install();
     void makeHome();
+    void hideForeignPrograms() const;
     void startBuses();
     void startSession();
     bool waitUntilReady();
@@ -79,6 +84,7 @@ class RealDesktop {
     std::optional<Enclosure> _enclosure;
     std::optional<DesktopScreen> _screen;
     std::vector<ScreenRect> _icons;
+    std::optional<ScreenRect> _textFile;
     ScreenPicture _firstPicture;
     std::string _problem;
 };

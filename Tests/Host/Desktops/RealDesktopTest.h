@@ -77,11 +77,14 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
     DesktopScreen &screen() { return _shared->screen(); }
     void photograph(const std::string &step);
 
+    /// Seconds that the desktop may take for something that a person waits for.
+    double patience() const;
+
     static constexpr std::uint32_t kWindowColour = 0xFFE0B020;
 
   private:
-    ScreenRect findTextFile();
-    bool opensSomething(const ScreenRect &icon);
+    void findTextFile();
+    bool opensTheTextFileAt(const ScreenRect &icon);
     void closeForeignWindows();
     bool isPartOfTheDesktop(DesktopScreen::Window window);
     void closeMenus();

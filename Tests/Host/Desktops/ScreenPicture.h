@@ -48,7 +48,8 @@ class ScreenPicture {
     double shareOf(std::uint32_t colour, const ScreenRect &area) const;
 
     /// What lies on an area of one colour: the bounds of everything that has another one. Things
-    /// less than about 12 pixels apart count as one; what is smaller or larger than icons is left out.
+    /// less than about 12 pixels apart count as one; what is smaller or larger than icons is left
+    /// out.
     std::vector<ScreenRect> thingsOn(std::uint32_t colour, const ScreenRect &area) const;
 
     /// The part of the rectangle, from 0 to 1, in which another picture looks the same. Both have
