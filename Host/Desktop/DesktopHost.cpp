@@ -57,6 +57,8 @@ DesktopHost::~DesktopHost() { _desktop.setListener(nullptr); }
 void DesktopHost::setConfiguration(const Configuration &configuration) {
     _configuration = configuration;
     _controlled = {};
+    _desktop.setLayerChoice(
+        _options.layer.value_or(_configuration.layer().value_or(LayerChoice::Automatic)));
     updateChoices();
     updatePauses();
 }
@@ -165,6 +167,13 @@ void DesktopHost::outputRemoved(DesktopSurface &surface) {
 void DesktopHost::desktopLost(const std::string &reason) {
     _lossReason = reason;
     quit();
+}
+
+void DesktopHost::outputBackgroundDrawn(const std::string &output, const DeviceRect &area,
+                                        const SharedBuffers &picture) {
+    if (_options.showBackground) {
+        _options.showBackground(output, area, picture);
+    }
 }
 
 /// All entries when the name is empty.
