@@ -13,7 +13,8 @@ std::string setByGSettings(const std::string &schema, const std::string &key,
 DesktopKind xfce() {
     return {
         .name = "Xfce",
-        .programs = {"xfce4-session", "xfwm4", "xfdesktop", "xfce4-panel", "xfconf-query"},
+        .programs = {"xfce4-session", "xfwm4", "xfdesktop", "xfce4-panel", "xfconf-query",
+                     "thunar"},
         .environment = {"XDG_CURRENT_DESKTOP=XFCE", "DESKTOP_SESSION=xfce"},
         .preparation = R"(
 folder=$HOME/.config/xfce4/xfconf/xfce-perchannel-xml

@@ -20,10 +20,13 @@ constexpr int kHeight = 800;
 constexpr double kStartTime = 180;
 
 /// The picture has come to rest when nothing changes for that long.
-constexpr auto kRestTime = std::chrono::seconds(1);
+constexpr auto kRestTime = std::chrono::milliseconds(1500);
 
 /// The part of the screen that may change all the same, such as a blinking cursor.
 constexpr double kRestShare = 0.9995;
+
+/// The part of the work area that the wallpaper covers at least, beside the icons.
+constexpr double kWallpaperShare = 0.7;
 
 /// How much of the log a message shows.
 constexpr std::size_t kLogTail = 3000;
@@ -228,9 +231,15 @@ bool RealDesktop::waitUntilReady() {
             kStartTime)) {
         return false;
     }
-    session().run({"timeout", "120", "sh", "-c", _kind.afterwards});
     screen().moveTo(emptyPlace());
-    if (!eventually([this] { return isReady(); }, kStartTime)) {
+    const auto isReadyAtLast = [this] {
+        // Some window managers show a wallpaper of their own a while after their start.
+        if (screen().picture().shareOf(kColour, screen().workArea()) < kWallpaperShare) {
+            session().run({"timeout", "60", "sh", "-c", _kind.afterwards});
+        }
+        return isReady();
+    };
+    if (!eventually(isReadyAtLast, kStartTime)) {
         return false;
     }
     _firstPicture = screen().picture();
