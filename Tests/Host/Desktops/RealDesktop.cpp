@@ -26,7 +26,7 @@ constexpr auto kRestTime = std::chrono::milliseconds(1500);
 constexpr double kRestShare = 0.9995;
 
 /// The part of the work area that the wallpaper covers at least, beside the icons.
-constexpr double kWallpaperShare = 0.7;
+constexpr double kWallpaperShare = 0.95;
 
 /// How much of the log a message shows.
 constexpr std::size_t kLogTail = 3000;
@@ -149,14 +149,30 @@ pid_t RealDesktop::start(const std::vector<std::string> &arguments) {
     return session().start(arguments, _folder.pathOf("session.log"));
 }
 
-std::string RealDesktop::log() const {
-    const std::string text = contentsOf(_folder.pathOf("session.log"));
+pid_t RealDesktop::startLumivera(const std::vector<std::string> &arguments) {
+    std::vector<std::string> all{"lumivera"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    fs::remove(_folder.pathOf("lumivera.log"));
+    return session().start(all, _folder.pathOf("lumivera.log"));
+}
+
+std::string RealDesktop::endOf(const std::string &log) const {
+    const std::string text = contentsOf(_folder.pathOf(log));
     return text.size() > kLogTail ? text.substr(text.size() - kLogTail) : text;
 }
 
 void RealDesktop::photograph(const std::string &step) {
     fs::create_directories(picturesFolder());
     screen().picture().write(picturesFolder() + "/" + _kind.name + "-" + step + ".png");
+}
+
+void RealDesktop::removePhotographs(const std::string &step) const {
+    std::error_code ignored;
+    for (const auto &entry : fs::directory_iterator(picturesFolder(), ignored)) {
+        if (entry.path().filename().string().starts_with(_kind.name + "-" + step + "-")) {
+            fs::remove(entry.path());
+        }
+    }
 }
 
 /// The build folder may be closed to the session's user, so what is tested is installed.

@@ -59,13 +59,20 @@ class RealDesktop {
     /// Starts a program in the session; its process.
     pid_t start(const std::vector<std::string> &arguments);
 
-    /// The end of what the session and the programs started in it have printed.
-    std::string log() const;
+    /// Starts Lumivera in the session with an empty log; its process.
+    pid_t startLumivera(const std::vector<std::string> &arguments);
+
+    /// The end of what the session, and what Lumivera, has printed.
+    std::string log() const { return endOf("session.log"); }
+    std::string lumiveraLog() const { return endOf("lumivera.log"); }
 
     std::string folder() const { return _folder.path(); }
 
     /// Writes a picture of the screen into the build folder.
     void photograph(const std::string &step);
+
+    /// Removes those of an earlier run whose steps begin so.
+    void removePhotographs(const std::string &step) const;
 
   private:
     void install();
@@ -75,6 +82,7 @@ class RealDesktop {
     void startSession();
     bool waitUntilReady();
     bool isReady();
+    std::string endOf(const std::string &log) const;
     std::vector<std::string> environment() const;
     void write(const std::string &name, const std::string &text, int mode = 0644) const;
 

@@ -83,6 +83,8 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
     static constexpr std::uint32_t kWindowColour = 0xFFE0B020;
 
   private:
+    static std::string testName();
+
     void findTextFile();
     bool opensTheTextFileAt(const ScreenRect &icon);
     void closeForeignWindows();
