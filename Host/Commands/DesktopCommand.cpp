@@ -1,6 +1,7 @@
 #include "Host/Commands/Command.h"
 #include "Host/Commands/SettingsOptions.h"
 
+#include "Host/Desktop/Backgrounds/DesktopBackgrounds.h"
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Control/ControlServer.h"
@@ -54,6 +55,15 @@ std::map<std::string, LayerChoice> layers() {
     return {{"auto", LayerChoice::Automatic},
             {"behind", LayerChoice::Behind},
             {"over", LayerChoice::Over}};
+}
+
+/// Where petals fall over a program's icons, that program shows their background.
+void showBackgroundsBy(DesktopBackgrounds &backgrounds, DesktopHost::Options &options) {
+    options.showBackground = [&](const DesktopSurface &surface, const SharedBuffers &picture) {
+        backgrounds.show(surface.layer().program, surface.outputName(), surface.outputArea(),
+                         picture);
+    };
+    options.hideBackground = [&](const std::string &output) { backgrounds.remove(output); };
 }
 
 /// Passes changes of the configuration file and of the session to the host.
@@ -175,11 +185,15 @@ void DesktopCommand::run() {
     options.makeView =
         viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
     const auto desktop = openDesktop(waiter, desktopOptions(configuration));
+    DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), log);
+    showBackgroundsBy(backgrounds, options);
     SessionWatch session(waiter);
     DesktopHost host(*desktop, options, configuration);
     const ControlServer control(waiter, host, desktop->name(), ControlPlace::standardFolder());
     const Surroundings surroundings(host, file, session);
+    backgrounds.giveBackLeftOver();
     NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
+    backgrounds.giveBack();
     if (!host.lossReason().empty()) {
         throw HostError(desktop->name(), host.lossReason());
     }

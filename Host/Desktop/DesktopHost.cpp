@@ -159,6 +159,7 @@ void DesktopHost::outputAdded(DesktopSurface &surface) {
 }
 
 void DesktopHost::outputRemoved(DesktopSurface &surface) {
+    outputBackgroundGone(surface.outputName());
     std::erase_if(_entries, [&surface](const Entry &entry) {
         return entry.show->name() == surface.outputName();
     });
@@ -169,10 +170,16 @@ void DesktopHost::desktopLost(const std::string &reason) {
     quit();
 }
 
-void DesktopHost::outputBackgroundDrawn(const std::string &output, const DeviceRect &area,
+void DesktopHost::outputBackgroundDrawn(const DesktopSurface &surface,
                                         const SharedBuffers &picture) {
     if (_options.showBackground) {
-        _options.showBackground(output, area, picture);
+        _options.showBackground(surface, picture);
+    }
+}
+
+void DesktopHost::outputBackgroundGone(const std::string &output) {
+    if (_options.hideBackground) {
+        _options.hideBackground(output);
     }
 }
 

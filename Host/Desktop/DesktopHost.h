@@ -51,12 +51,14 @@ class DesktopHost final : public ControlTarget,
         /// Called with each line for the log.
         std::function<void(const std::string &line)> log;
 
-        /// Called when the background that belongs behind the petals of an output is new, or when
-        /// the output has moved: it is opaque, in buffer 0 of `picture`, and as large as `area`,
-        /// the pixels of the desktop that the output covers. May be empty.
-        std::function<void(const std::string &output, const DeviceRect &area,
-                           const SharedBuffers &picture)>
+        /// Called when the background that belongs behind the petals of a transparent surface is
+        /// new, or when the output has moved: it is opaque, in buffer 0 of `picture`, and as large
+        /// as the output. May be empty.
+        std::function<void(const DesktopSurface &surface, const SharedBuffers &picture)>
             showBackground;
+
+        /// Called when that background is needed no more. May be empty.
+        std::function<void(const std::string &output)> hideBackground;
     };
 
     /// Shows wallpapers on the desktop's outputs from now on. The desktop is not owned.
@@ -100,8 +102,9 @@ class DesktopHost final : public ControlTarget,
     void desktopLost(const std::string &reason) override;
     void outputVisibilityChanged() override { updatePauses(); }
     void outputSays(const std::string &line) override { _options.log(line); }
-    void outputBackgroundDrawn(const std::string &output, const DeviceRect &area,
+    void outputBackgroundDrawn(const DesktopSurface &surface,
                                const SharedBuffers &picture) override;
+    void outputBackgroundGone(const std::string &output) override;
 
     std::vector<Entry *> entriesOf(const std::string &output);
     WallpaperChoice choiceFor(const std::string &output) const;

@@ -178,11 +178,13 @@ void OutputShow::serve(const PictureReader &reader) {
            memory.height());
 }
 
-/// Keeps the visible picture until there is one of the new size.
+/// Keeps the visible picture until there is one of the new size. A surface that has become
+/// transparent must get no opaque one meanwhile.
 void OutputShow::surfaceGeometryChanged() {
     updateRunning();
     const std::optional<Slot> &wanted = _coming ? _coming : _shown;
-    if (!wanted) {
+    if (!wanted || wanted->geometry.isTransparent != _surface.geometry().isTransparent) {
+        _standIn.reset();
         begin();
     } else if (wanted->geometry != _surface.geometry()) {
         _begin.callAfter(kSettlingTime);
@@ -195,10 +197,16 @@ void OutputShow::bufferWanted(unsigned index) {
     if (std::exchange(_isFirstPictureReady, false)) {
         const SurfaceGeometry &size = _shown->geometry;
         _presented = index;
-        _surface.present(index,
-                         {{0, 0, static_cast<int>(size.width), static_cast<int>(size.height)}});
+        present(index, {{0, 0, static_cast<int>(size.width), static_cast<int>(size.height)}});
     } else if (_shown && !_shown->isWithheld) {
         _shown->view->allowDrawing(index);
+    }
+}
+
+/// The surface may have become transparent, or opaque, since the view was made.
+void OutputShow::present(unsigned index, const std::vector<DeviceRect> &damage) {
+    if (_shown->geometry.isTransparent == _surface.geometry().isTransparent) {
+        _surface.present(index, damage);
     }
 }
 
@@ -214,7 +222,7 @@ void OutputShow::viewDrew(RemoteView &view, unsigned index, const std::vector<De
         _presented = index;
         _frameRate.countFrame(Clock::current().now());
         servePictureReaders();
-        _surface.present(index, rects);
+        present(index, rects);
     }
 }
 
@@ -409,8 +417,12 @@ void OutputShow::updateBackground() {
                           _shown->isWithheld ? WallpaperPart::Whole : WallpaperPart::Background,
                           _shown->values});
     } else if (_shown) {
+        const bool wasThere = _background.picture() != nullptr;
         _background.clear();
         _surface.setBackground(nullptr);
+        if (wasThere) {
+            _listener.outputBackgroundGone(name());
+        }
     }
 }
 
@@ -421,7 +433,7 @@ void OutputShow::backgroundDrawn() {
 
 void OutputShow::tellBackground() {
     _backgroundArea = _surface.outputArea();
-    _listener.outputBackgroundDrawn(name(), _backgroundArea, *_background.picture());
+    _listener.outputBackgroundDrawn(_surface, *_background.picture());
 }
 
 void OutputShow::backgroundFailed(const std::string &bundle, const std::string &reason) {

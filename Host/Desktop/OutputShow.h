@@ -58,10 +58,12 @@ class OutputShow final : private DesktopSurface::Listener,
         virtual void outputSays(const std::string &line) = 0;
 
         /// The background of what a transparent surface shows is drawn, in buffer 0 of `picture`,
-        /// or the output with that name has moved; `area` is the surface's.
-        virtual void outputBackgroundDrawn(const std::string & /*output*/,
-                                           const DeviceRect & /*area*/,
+        /// or the output has moved.
+        virtual void outputBackgroundDrawn(const DesktopSurface & /*surface*/,
                                            const SharedBuffers & /*picture*/) {}
+
+        /// The surface is no longer transparent.
+        virtual void outputBackgroundGone(const std::string & /*output*/) {}
 
       protected:
         ~Listener() = default;
@@ -147,6 +149,7 @@ class OutputShow final : private DesktopSurface::Listener,
     void beginStandIn();
     void forgetStandIns();
     void show(std::optional<Slot> &coming);
+    void present(unsigned index, const std::vector<DeviceRect> &damage);
     void withholdOpaquePicture();
     void updateBackground();
     void tellBackground();

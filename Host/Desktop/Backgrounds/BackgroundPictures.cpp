@@ -72,7 +72,7 @@ struct Canvas {
 } // namespace
 
 void BackgroundPictures::set(const std::string &output, const DeviceRect &area,
-                             SharedBuffers &picture) {
+                             const SharedBuffers &picture) {
     const std::size_t count = std::size_t{picture.width()} * picture.height();
     const std::string path =
         write(fileNameFor(output), {picture.pixels(0), count}, picture.width(), picture.height());

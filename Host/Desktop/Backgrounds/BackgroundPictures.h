@@ -18,7 +18,7 @@ class BackgroundPictures {
 
     /// Writes buffer 0 as the picture of an output, instead of its earlier one. Throws a HostError
     /// when the file cannot be written.
-    void set(const std::string &output, const DeviceRect &area, SharedBuffers &picture);
+    void set(const std::string &output, const DeviceRect &area, const SharedBuffers &picture);
 
     void remove(const std::string &output);
 

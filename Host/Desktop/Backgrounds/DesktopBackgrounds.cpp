@@ -42,7 +42,7 @@ DesktopBackgrounds::DesktopBackgrounds(std::unique_ptr<ToolRunner> runner,
 DesktopBackgrounds::~DesktopBackgrounds() = default;
 
 void DesktopBackgrounds::show(const std::string &program, const std::string &output,
-                              const DeviceRect &area, SharedBuffers &picture) {
+                              const DeviceRect &area, const SharedBuffers &picture) {
     ProgramBackground *const background = find(program);
     if (!background || !takeFolder()) {
         return;

@@ -41,7 +41,7 @@ class DesktopBackgrounds final : private ProgramBackground::Owner {
     /// happens. `area` is the output's place on the screen, in pixels. The pixels are read within
     /// the call; the desktop follows soon after.
     void show(const std::string &program, const std::string &output, const DeviceRect &area,
-              SharedBuffers &picture);
+              const SharedBuffers &picture);
 
     /// The output is gone.
     void remove(const std::string &output);

@@ -195,6 +195,7 @@ std::uint32_t X11Connection::selectionOwner(unsigned question) const {
 void X11Connection::setClass(std::uint32_t window) {
     using namespace std::string_view_literals;
     setProperty(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, "lumivera\0Lumivera\0"sv);
+    static_assert("lumivera\0Lumivera\0"sv.substr(9, 8) == kClass);
 }
 
 void X11Connection::setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,

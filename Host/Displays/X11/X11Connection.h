@@ -179,6 +179,9 @@ class X11Connection final : private DescriptorSource {
     /// Waits for the owner; 0 when there is none.
     std::uint32_t selectionOwner(unsigned question) const;
 
+    /// The program's class.
+    static constexpr std::string_view kClass = "Lumivera";
+
     /// Sets the class, by which window managers know the program.
     void setClass(std::uint32_t window);
 

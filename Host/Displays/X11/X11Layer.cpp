@@ -74,6 +74,8 @@ X11Layer X11Layer::choose(const X11Scene &scene, const DeviceRect &output, Layer
     const X11IconWindow *const opaque = opaqueIcons(scene, output);
     result.isUnmanaged = !scene.manager.empty() && !drawsAllWindows(scene.manager);
     result.beneath = opaque ? opaque->frame : 0;
+    const X11IconWindow *const icons = opaque ? opaque : transparentIcons(scene, output);
+    result.icons = icons ? icons->window : 0;
     result.isTransparent =
         choice == LayerChoice::Over || (choice == LayerChoice::Automatic && opaque);
     if (result.isTransparent) {

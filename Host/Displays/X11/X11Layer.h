@@ -49,6 +49,10 @@ struct X11Layer {
     /// The child of the root that the window lies directly above; 0 for beneath everything.
     std::uint32_t beneath = 0;
 
+    /// The window with icons that lies directly above, or directly beneath where `beneath` is not
+    /// 0; 0 for none.
+    std::uint32_t icons = 0;
+
     /// The wallpaper is shown without its background.
     bool isTransparent = false;
 

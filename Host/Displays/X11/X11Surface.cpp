@@ -46,10 +46,15 @@ void X11Surface::makeWindow() {
     describe();
     fixPlace();
     letPointersThrough();
+    if (_layer.isShaped) {
+        _shape.emplace(_connection, _window);
+        _shape->setBackground(_background);
+    }
     restack();
 }
 
 void X11Surface::destroyWindow() {
+    _shape.reset();
     _presenter.reset();
     xcb_destroy_window(_connection.get(), _window);
 }
@@ -70,7 +75,7 @@ SurfaceVisibility X11Surface::visibility() const {
 
 void X11Surface::setBuffers(std::shared_ptr<SharedBuffers> memory) {
     _memory = std::move(memory);
-    _presenter->setBuffers(_memory);
+    _presenter->setBuffers(_shape ? nullptr : _memory);
     _presenter->requestRelease();
 }
 
@@ -85,14 +90,35 @@ void X11Surface::present(unsigned, const std::vector<DeviceRect> &damage) {
         xcb_map_window(_connection.get(), _window);
         restack();
     }
+    if (_shape) {
+        showShape(damage);
+    } else {
+        _presenter->present(damage);
+    }
+}
+
+/// The window shows a picture of its own, so the view may draw again as soon as the server has
+/// that.
+void X11Surface::showShape(const std::vector<DeviceRect> &damage) {
+    const auto before = _shape->picture();
+    _shape->update(*_memory, damage);
+    if (_shape->picture() != before) {
+        _presenter->setBuffers(_shape->picture());
+    }
     _presenter->present(damage);
+}
+
+void X11Surface::setBackground(std::shared_ptr<const SharedBuffers> picture) {
+    _background = std::move(picture);
+    if (_shape) {
+        _shape->setBackground(_background);
+    }
 }
 
 void X11Surface::setArea(const DeviceRect &area) {
     if (area == _output.area) {
         return;
     }
-    const SurfaceGeometry before = geometry();
     _output.area = area;
     fixPlace();
     const std::uint32_t values[] = {
@@ -102,7 +128,9 @@ void X11Surface::setArea(const DeviceRect &area) {
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
                              XCB_CONFIG_WINDOW_HEIGHT,
                          values);
-    tellGeometryUnless(before);
+    if (_listener) {
+        _listener->surfaceGeometryChanged();
+    }
 }
 
 void X11Surface::setDensity(CGFloat density) {
@@ -130,7 +158,7 @@ void X11Surface::setLayer(const X11Layer &layer) {
         if (old.isTransparent != layer.isTransparent) {
             _memory.reset();
         }
-        _presenter->setBuffers(_memory);
+        _presenter->setBuffers(_shape ? nullptr : _memory);
         if (_memory && awaitsRelease) {
             _presenter->requestRelease();
         }
@@ -182,9 +210,10 @@ bool X11Surface::restack() {
     _restackTimes.push_back(now);
     const bool isAbove = _layer.beneath != 0;
     const std::uint32_t mode = isAbove ? XCB_STACK_MODE_ABOVE : XCB_STACK_MODE_BELOW;
-    // Window managers take the neighbours of a window that they manage from their own list.
-    if (isAbove && _layer.isUnmanaged) {
-        const std::uint32_t values[] = {_layer.beneath, mode};
+    // Window managers know the window with icons itself, the server its frame.
+    const std::uint32_t sibling = _layer.isUnmanaged ? _layer.beneath : _layer.icons;
+    const std::uint32_t values[] = {sibling, mode};
+    if (sibling != 0) {
         xcb_configure_window(_connection.get(), _window,
                              XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values);
     } else {
@@ -207,8 +236,12 @@ void X11Surface::describe() {
         _connection.setProperty(_window, atom(X11Atom::NetWMPid), XCB_ATOM_CARDINAL,
                                 {static_cast<std::uint32_t>(getpid())});
     }
-    _connection.setProperty(_window, atom(X11Atom::NetWMWindowType), XCB_ATOM_ATOM,
-                            {atom(X11Atom::NetWMWindowTypeDesktop)});
+    // Window managers that draw all windows show those of the type desktop without what is beneath
+    // them, but a panel below all windows as it is.
+    const bool isManagedOver = _layer.isTransparent && !_layer.isUnmanaged;
+    _connection.setProperty(
+        _window, atom(X11Atom::NetWMWindowType), XCB_ATOM_ATOM,
+        {atom(isManagedOver ? X11Atom::NetWMWindowTypeDock : X11Atom::NetWMWindowTypeDesktop)});
     _connection.setProperty(_window, atom(X11Atom::NetWMState), XCB_ATOM_ATOM,
                             {atom(X11Atom::NetWMStateBelow), atom(X11Atom::NetWMStateSticky),
                              atom(X11Atom::NetWMStateSkipTaskbar),

@@ -4,6 +4,7 @@
 #include "Host/Displays/PointerGestures.h"
 #include "Host/Displays/X11/X11Layer.h"
 #include "Host/Displays/X11/X11Outputs.h"
+#include "Host/Displays/X11/X11PetalShape.h"
 #include "Host/Displays/X11/X11Pointer.h"
 #include "Host/Displays/X11/X11Presenter.h"
 #include "Platform/Foundation/Clock.h"
@@ -30,9 +31,11 @@ class X11Surface final : public DesktopSurface {
     const std::string &outputName() const override { return _output.name; }
     SurfaceGeometry geometry() const override;
     SurfaceVisibility visibility() const override;
+    DeviceRect outputArea() const override { return _output.area; }
     SurfaceLayer layer() const override { return _layer.layer; }
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
+    void setBackground(std::shared_ptr<const SharedBuffers> picture) override;
 
     std::uint32_t window() const { return _window; }
     const DeviceRect &area() const { return _output.area; }
@@ -55,6 +58,7 @@ class X11Surface final : public DesktopSurface {
 
   private:
     void makeWindow();
+    void showShape(const std::vector<DeviceRect> &damage);
     void destroyWindow();
     void describe();
     void fixPlace();
@@ -70,7 +74,9 @@ class X11Surface final : public DesktopSurface {
     X11Layer _layer;
     std::uint32_t _window = 0;
     std::optional<X11Presenter> _presenter;
+    std::optional<X11PetalShape> _shape;
     std::shared_ptr<SharedBuffers> _memory;
+    std::shared_ptr<const SharedBuffers> _background;
     PointerGestures _gestures;
     Listener *_listener = nullptr;
     SurfaceVisibility _stackVisibility = SurfaceVisibility::Visible;

@@ -554,12 +554,16 @@ void X11WindowStack::readIcons() {
         if (window.kind != Kind::Icons) {
             continue;
         }
+        const std::string program = programOf(window.number);
+        if (program == X11Connection::kClass) {
+            continue; // of another host
+        }
         const bool isOpaque = looksOpaque(window);
         if (const auto look = _looks.find(window.number); look != _looks.end()) {
             looks.insert(*look);
         }
-        _scene.icons.push_back({window.number, frameOf(window.number), window.area,
-                                programOf(window.number), isOpaque});
+        _scene.icons.push_back(
+            {window.number, frameOf(window.number), window.area, program, isOpaque});
     }
     _looks.swap(looks);
     std::stable_sort(_scene.icons.begin(), _scene.icons.end(),

@@ -249,10 +249,9 @@ TEST_F(DesktopHostTest, SavesPetalsWithoutABackgroundAsATransparentPicture) {
 
 TEST_F(DesktopHostTest, TellsTheBackgroundOfEachTransparentOutput) {
     std::vector<std::string> outputs;
-    _options.showBackground = [&](const std::string &output, const DeviceRect &area,
-                                  const SharedBuffers &picture) {
-        outputs.push_back(output);
-        EXPECT_EQ(area, (DeviceRect{300, 0, 400, 50}));
+    _options.showBackground = [&](const DesktopSurface &surface, const SharedBuffers &picture) {
+        outputs.push_back(surface.outputName());
+        EXPECT_EQ(surface.outputArea(), (DeviceRect{300, 0, 400, 50}));
         EXPECT_EQ(picture.pixels(0)[9], 0xFF0000FFU);
     };
     _views.backgroundBehaviours["/shipped"].ground = 0xFF0000FF;

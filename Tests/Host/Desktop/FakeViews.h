@@ -23,8 +23,8 @@ class FakeViews {
 
         std::optional<std::uint64_t> petals = 30;
 
-        /// The value of all pixels but the first.
-        std::uint32_t ground = 0;
+        /// The value of all pixels but the first; the view leaves them alone when this is empty.
+        std::optional<std::uint32_t> ground = {};
     };
 
     class View;
@@ -142,7 +142,9 @@ class FakeViews::View final : public Lumivera::RemoteView {
         ++_frames;
         const unsigned index = *std::exchange(_allowed, std::nullopt);
         std::uint32_t *const pixels = _request.memory->pixels(index);
-        std::fill_n(pixels, _request.memory->bufferBytes() / sizeof *pixels, _ground);
+        if (_ground) {
+            std::fill_n(pixels, _request.memory->bufferBytes() / sizeof *pixels, *_ground);
+        }
         pixels[0] = static_cast<std::uint32_t>(_frames);
         _listener.viewDrew(*this, index, {{0, 0, 1, 1}});
     }
@@ -152,7 +154,7 @@ class FakeViews::View final : public Lumivera::RemoteView {
     Listener &_listener;
     std::vector<std::string> _changes;
     std::optional<std::uint64_t> _petals;
-    const std::uint32_t _ground;
+    const std::optional<std::uint32_t> _ground;
     std::optional<std::uint64_t> _setPetals;
     std::optional<unsigned> _allowed;
     std::vector<CGPoint> _taps;

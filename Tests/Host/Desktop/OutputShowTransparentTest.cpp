@@ -43,12 +43,13 @@ class OutputShowTransparentTest : public SimulatedTimeTest, public OutputShow::L
 
     void outputVisibilityChanged() override {}
     void outputSays(const std::string &line) override { _lines.push_back(line); }
-    void outputBackgroundDrawn(const std::string &output, const DeviceRect &area,
+    void outputBackgroundDrawn(const DesktopSurface &surface,
                                const SharedBuffers &picture) override {
-        EXPECT_EQ(output, "TEST-1");
+        EXPECT_EQ(surface.outputName(), "TEST-1");
         EXPECT_EQ(&picture, _surface.background());
-        _areas.push_back(area);
+        _areas.push_back(surface.outputArea());
     }
+    void outputBackgroundGone(const std::string &output) override { _gone += output + " "; }
 
     /// A pixel that fake views do not number.
     std::uint32_t shownPixel() const { return _surface.memory()->pixels(*_surface.presented())[9]; }
@@ -69,6 +70,7 @@ class OutputShowTransparentTest : public SimulatedTimeTest, public OutputShow::L
     std::optional<OutputShow> _show;
     std::vector<std::string> _lines;
     std::vector<DeviceRect> _areas;
+    std::string _gone;
 };
 
 TEST_F(OutputShowTransparentTest, DrawsTheBackgroundOfWhatItShows) {
@@ -193,6 +195,22 @@ TEST_F(OutputShowTransparentTest, ShowsTheNextWallpaperAfterAnOpaqueOne) {
     EXPECT_TRUE(_views.view("/other")->isRunning());
     EXPECT_GT(_surface.presentCount(), 10U);
     EXPECT_THAT(_lines, SizeIs(1));
+}
+
+TEST_F(OutputShowTransparentTest, PresentsNothingOpaqueOnceTheSurfaceIsTransparent) {
+    _views.behaviours[kAsked].ground = 0xFF112233;
+    for (int start = 0; start < 40; ++start) {
+        _show.reset();
+        _surface.setGeometry(kOpaque);
+        _choice.bundle = kAsked;
+        _show.emplace(_surface, _views.maker(), _lastGood, "/shipped", *this);
+        _show->choose(_choice);
+        runForSeconds(0.59 + start * 0.001);
+        _surface.setGeometry(kTransparent);
+        const auto before = _surface.presentCount();
+        ASSERT_TRUE(runUntil([&] { return _surface.presentCount() > before; }));
+        EXPECT_EQ(shownPixel(), 0U) << start;
+    }
 }
 
 TEST_F(OutputShowTransparentTest, ShowsAnOpaquePictureOnAnOpaqueSurface) {

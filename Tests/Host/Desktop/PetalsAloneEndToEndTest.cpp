@@ -40,9 +40,9 @@ class PetalsAloneEndToEndTest : public ::testing::Test {
             return view;
         };
         options.log = [this](const std::string &line) { _lines.push_back(line); };
-        options.showBackground = [this](const std::string &, const DeviceRect &area,
+        options.showBackground = [this](const DesktopSurface &surface,
                                         const SharedBuffers &picture) {
-            _area = area;
+            _area = surface.outputArea();
             _background = pixelsOf(picture, 0);
         };
         _host.emplace(_desktop, options, Configuration::parse("", "test.toml"));
