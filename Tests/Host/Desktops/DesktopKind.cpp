@@ -66,8 +66,10 @@ DesktopKind cinnamon() {
         .name = "Cinnamon",
         .programs = {"cinnamon-session", "cinnamon", "nemo-desktop", "gsettings"},
         .environment = {"XDG_CURRENT_DESKTOP=X-Cinnamon", "DESKTOP_SESSION=cinnamon"},
-        .preparation = setByGSettings(schema, "picture-uri", "\"file://$PICTURE\"") +
-                       setByGSettings(schema, "picture-options", "stretched"),
+        .preparation =
+            setByGSettings(schema, "picture-uri", "\"file://$PICTURE\"") +
+            setByGSettings(schema, "picture-options", "stretched") +
+            setByGSettings("org.cinnamon.desktop.notifications", "display-notifications", "false"),
         .session = "exec cinnamon-session --session cinnamon",
         .setting = "gsettings list-recursively " + schema + " | sort",
         .fileManager = "nemo-desktop",
@@ -160,7 +162,8 @@ DesktopKind gnome() {
         .preparation = gnomeWallpaper() +
                        "gsettings set org.gnome.shell enabled-extensions "
                        "\"['ding@rastersoft.com']\"\n" +
-                       "gsettings set org.gnome.shell welcome-dialog-last-shown-version 99\n",
+                       "gsettings set org.gnome.shell welcome-dialog-last-shown-version 99\n" +
+                       setByGSettings("org.gnome.desktop.notifications", "show-banners", "false"),
         .session = "exec gnome-shell --x11",
         // The session begins with the overview.
         .afterwards = R"(
@@ -170,7 +173,7 @@ until gdbus call --session --dest org.gnome.Shell --object-path /org/gnome/Shell
 done
 )",
         .setting = "gsettings list-recursively org.gnome.desktop.background | sort",
-        .fileManager = "gjs",
+        .fileManager = "ding.js",
         .isSlow = true,
         .needsLoginManager = true,
     };
@@ -253,14 +256,20 @@ chmod 755 "$HOME/.config/bspwm/bspwmrc"
     return kind;
 }
 
+DesktopKind fluxbox() {
+    return manager("Fluxbox", "fluxbox", R"(
+mkdir -p "$HOME/.fluxbox"
+echo 'background: none' >"$HOME/.fluxbox/overlay"
+)");
+}
+
 } // namespace
 
 DesktopKind desktopKind(const std::string &name) {
     for (const DesktopKind &kind :
          {xfce(), mate(), cinnamon(), lxde(), lxqt(), flashback(), gnome(), plasma(), i3(), bspwm(),
-          manager("awesome", "awesome"), manager("IceWM", "icewm-session"),
-          manager("Fluxbox", "fluxbox"), manager("Openbox", "openbox"),
-          manager("FVWM3", "fvwm3")}) {
+          manager("awesome", "awesome"), manager("IceWM", "icewm-session"), fluxbox(),
+          manager("Openbox", "openbox"), manager("FVWM3", "fvwm3")}) {
         if (kind.name == name) {
             return kind;
         }

@@ -63,9 +63,12 @@ std::string namespaceOf(pid_t process) {
     return fs::read_symlink("/proc/" + std::to_string(process) + "/ns/pid", error);
 }
 
-std::string nameOf(pid_t process) {
-    const std::string text = contentsOf("/proc/" + std::to_string(process) + "/comm");
-    return text.substr(0, text.find('\n'));
+/// Whether a process bears the name, or runs a script of that name.
+bool isCalled(pid_t process, const std::string &name) {
+    const std::string folder = "/proc/" + std::to_string(process);
+    const std::string script = "/" + name + std::string(1, '\0');
+    return contentsOf(folder + "/comm") == name + "\n" ||
+           contentsOf(folder + "/cmdline").find(script) != std::string::npos;
 }
 
 bool hasEnded(pid_t process) {
@@ -153,7 +156,7 @@ std::vector<pid_t> Enclosure::processes(const std::string &name) const {
     std::vector<pid_t> found;
     for (const auto &entry : fs::directory_iterator("/proc")) {
         const pid_t process = std::atoi(entry.path().filename().c_str());
-        if (process > 0 && nameOf(process) == name && contains(process) && !hasEnded(process)) {
+        if (process > 0 && isCalled(process, name) && contains(process) && !hasEnded(process)) {
             found.push_back(process);
         }
     }

@@ -49,7 +49,7 @@ class Enclosure {
     /// from outside; -1 when there is none.
     pid_t start(const std::vector<std::string> &arguments, const std::string &log) const;
 
-    /// The processes inside of that name, which the kernel cuts off after 15 characters.
+    /// The processes inside that bear this name, or run the script or program of this name.
     std::vector<pid_t> processes(const std::string &name) const;
 
     /// Sends a signal to a process inside; any other process is left alone.

@@ -17,7 +17,7 @@ constexpr int kWidth = 1280;
 constexpr int kHeight = 800;
 
 /// Seconds that only a desktop which fails takes to come up, also without a GPU on a busy machine.
-constexpr double kStartTime = 180;
+constexpr double kStartTime = 120;
 
 /// The picture has come to rest when nothing changes for that long.
 constexpr auto kRestTime = std::chrono::milliseconds(1500);
@@ -263,12 +263,14 @@ bool RealDesktop::waitUntilReady() {
     return true;
 }
 
-/// The person's wallpaper is there, with the icons, and nothing moves any more.
+/// The person's wallpaper is there, with the icons and the panel, and nothing moves any more.
 bool RealDesktop::isReady() {
-    const ScreenPicture picture = screen().picture();
-    const std::size_t wanted = _kind.drawsIcons() ? kThingsOnTheDesktop : 0;
-    return picture.shareOf(kColour, screen().workArea()) > 0.7 && findIcons().size() >= wanted &&
-           comesToRest() && findIcons().size() >= wanted;
+    const auto isThere = [this] {
+        return screen().picture().shareOf(kColour, screen().workArea()) >= kWallpaperShare &&
+               (!_kind.drawsIcons() || findIcons().size() >= kThingsOnTheDesktop) &&
+               (!_kind.hasPanel || screen().workArea().height < kHeight);
+    };
+    return isThere() && comesToRest() && comesToRest() && isThere();
 }
 
 std::vector<std::string> RealDesktop::environment() const {
