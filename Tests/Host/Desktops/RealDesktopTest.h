@@ -86,7 +86,7 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
     static std::string testName();
 
     void findTextFile();
-    bool opensTheTextFileAt(const ScreenRect &icon);
+    bool opensTheTextFileAt(const ScreenRect &icon, double seconds);
     void closeForeignWindows();
     bool isPartOfTheDesktop(DesktopScreen::Window window);
     void closeMenus();
