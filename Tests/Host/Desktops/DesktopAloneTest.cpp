@@ -17,6 +17,7 @@ TEST_P(RealDesktopTest, AloneOpensAFileByADoubleClick) {
     if (!GetParam().drawsIcons()) {
         GTEST_SKIP() << "draws no icons";
     }
+    ASSERT_TRUE(findTextFile());
     EXPECT_TRUE(opensTheTextFile());
 }
 

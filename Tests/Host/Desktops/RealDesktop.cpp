@@ -166,6 +166,19 @@ void RealDesktop::photograph(const std::string &step) {
     screen().picture().write(picturesFolder() + "/" + _kind.name + "-" + step + ".png");
 }
 
+void RealDesktop::describe(const std::string &step) const {
+    std::ofstream text(picturesFolder() + "/" + _kind.name + "-" + step + ".txt");
+    text << "Lumivera's log:\n" << endOf("lumivera.log");
+    for (const char *command :
+         {"lumivera ctl status --json", "lumivera doctor", "xprop -root", "xwininfo -root -tree",
+          R"(for window in $(xprop -root _NET_CLIENT_LIST_STACKING | sed 's/.*# //' | tr -d ,); do
+                 echo "$window"
+                 xprop -id "$window" WM_CLASS WM_NAME _NET_WM_WINDOW_TYPE _NET_WM_STATE
+             done)"}) {
+        text << "\n$ " << command << "\n" << session().shell(command).output;
+    }
+}
+
 void RealDesktop::removePhotographs(const std::string &step) const {
     std::error_code ignored;
     for (const auto &entry : fs::directory_iterator(picturesFolder(), ignored)) {

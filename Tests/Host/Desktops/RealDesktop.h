@@ -62,14 +62,16 @@ class RealDesktop {
     /// Starts Lumivera in the session with an empty log; its process.
     pid_t startLumivera(const std::vector<std::string> &arguments);
 
-    /// The end of what the session, and what Lumivera, has printed.
+    /// The end of what the session has printed.
     std::string log() const { return endOf("session.log"); }
-    std::string lumiveraLog() const { return endOf("lumivera.log"); }
 
     std::string folder() const { return _folder.path(); }
 
     /// Writes a picture of the screen into the build folder.
     void photograph(const std::string &step);
+
+    /// Writes Lumivera's status and log, and the windows, into a text file beside the pictures.
+    void describe(const std::string &step) const;
 
     /// Removes those of an earlier run whose steps begin so.
     void removePhotographs(const std::string &step) const;

@@ -54,7 +54,7 @@ void RealDesktopTest::TearDown() {
     }
     if (HasFailure()) {
         photograph("failed");
-        GTEST_LOG_(INFO) << "Lumivera's log ends so:\n" << desktop().lumiveraLog();
+        desktop().describe(testName() + "-failed");
     }
     closeMenus();
     for (const auto window : _windows) {
@@ -254,9 +254,6 @@ bool RealDesktopTest::usesNoProcessor() {
 }
 
 bool RealDesktopTest::opensTheTextFile() {
-    if (!desktop().textFile()) {
-        findTextFile();
-    }
     const bool opens =
         desktop().textFile() && opensTheTextFileAt(*desktop().textFile(), patience());
     photograph("double-clicked");
@@ -266,7 +263,7 @@ bool RealDesktopTest::opensTheTextFile() {
 
 /// Tries one icon after the other, the last one first: the desktop's own come before the person's.
 /// Some desktops do not hear the first clicks after their start, so there is a second round.
-void RealDesktopTest::findTextFile() {
+bool RealDesktopTest::findTextFile() {
     const auto &icons = desktop().icons();
     for (std::size_t count = 0; count < 2 * icons.size() && !desktop().textFile(); ++count) {
         const ScreenRect &icon = icons[icons.size() - 1 - count % icons.size()];
@@ -276,6 +273,7 @@ void RealDesktopTest::findTextFile() {
         desktop().comesToRest();
         closeForeignWindows();
     }
+    return desktop().textFile().has_value();
 }
 
 bool RealDesktopTest::opensTheTextFileAt(const ScreenRect &icon, double seconds) {

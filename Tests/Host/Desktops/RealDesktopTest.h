@@ -59,7 +59,10 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
     /// rest.
     bool usesNoProcessor();
 
-    /// Whether a double click on the text file opens it, once.
+    /// Finds the icon of the text file by what double clicks open, unless that is known already.
+    bool findTextFile();
+
+    /// Whether a double click on the text file opens it.
     bool opensTheTextFile();
 
     /// Whether a right click beside the icons opens a menu, and Escape closes it.
@@ -85,7 +88,6 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
   private:
     static std::string testName();
 
-    void findTextFile();
     bool opensTheTextFileAt(const ScreenRect &icon, double seconds);
     void closeForeignWindows();
     bool isPartOfTheDesktop(DesktopScreen::Window window);
