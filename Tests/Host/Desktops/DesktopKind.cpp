@@ -109,7 +109,8 @@ DesktopKind lxqt() {
         .environment = {"XDG_CURRENT_DESKTOP=LXQt", "DESKTOP_SESSION=lxqt", "XDG_MENU_PREFIX=lxqt-",
                         "QT_QPA_PLATFORMTHEME=lxqt"},
         .preparation = R"(
-mkdir -p "$HOME/.config/pcmanfm-qt/lxqt"
+mkdir -p "$HOME/.config/pcmanfm-qt/lxqt" "$HOME/.config/lxqt"
+printf '[General]\nicon_theme=Adwaita\n' >"$HOME/.config/lxqt/lxqt.conf"
 printf '[Desktop]\nWallpaper=%s\nWallpaperMode=stretch\n' "$PICTURE" \
     >"$HOME/.config/pcmanfm-qt/lxqt/settings.conf"
 )",
