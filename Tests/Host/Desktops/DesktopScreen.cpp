@@ -20,7 +20,7 @@ template <class Reply> std::unique_ptr<Reply, Free> owned(Reply *reply) {
 constexpr std::uint32_t kEscapeKeysym = 0xff1b;
 
 /// Milliseconds that a person takes from pointing to pressing, and between presses.
-constexpr std::uint32_t kAimingTime = 200;
+constexpr std::uint32_t kAimingTime = 600;
 constexpr std::uint32_t kClickGap = 60;
 
 /// Smaller windows are helpers that nobody sees.

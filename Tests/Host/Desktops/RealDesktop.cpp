@@ -183,7 +183,7 @@ void RealDesktop::removePhotographs(const std::string &step) const {
     std::error_code ignored;
     for (const auto &entry : fs::directory_iterator(picturesFolder(), ignored)) {
         if (entry.path().filename().string().starts_with(_kind.name + "-" + step + "-")) {
-            fs::remove(entry.path());
+            fs::remove(entry.path(), ignored);
         }
     }
 }

@@ -23,6 +23,14 @@ constexpr double kIconShare = 0.6;
 
 constexpr std::uint32_t kAddState = 1;
 
+/// The activity that a resting process may show in that time: the thread sanitizer has a thread of
+/// its own that wakes ten times a second.
+#ifdef __SANITIZE_THREAD__
+constexpr long kIdleActivity = 1;
+#else
+constexpr long kIdleActivity = 0;
+#endif
+
 bool contains(const std::vector<DesktopScreen::Window> &windows, DesktopScreen::Window window) {
     return std::find(windows.begin(), windows.end(), window) != windows.end();
 }
@@ -245,12 +253,15 @@ bool RealDesktopTest::usesNoProcessor() {
         patience());
     std::this_thread::sleep_for(std::chrono::seconds(5));
     const std::vector<long> after = activity();
+    bool rests = true;
     for (std::size_t index = 0; index < processes.size(); ++index) {
-        EXPECT_EQ(after[index] - before[index], 0)
+        const long used = after[index] - before[index];
+        EXPECT_LE(used, kIdleActivity)
             << "context switches of " << (processes[index] == _host ? "the host" : "a view")
             << " in five seconds";
+        rests = rests && used <= kIdleActivity;
     }
-    return before == after;
+    return rests;
 }
 
 bool RealDesktopTest::opensTheTextFile() {
