@@ -9,11 +9,12 @@
 #include "Host/Desktop/Policy/SessionWatch.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <set>
@@ -33,15 +34,20 @@ constexpr const char *kMore =
     "controls it while it runs; `lumivera doctor` says what works on this desktop,\n"
     "and what does not.";
 
-/// Writes to stderr, which a terminal shows and the journal of a service keeps.
-void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
+/// Makes the folders above the control socket's own, such as ~/.local/state for a new user.
+std::string controlFolder() {
+    std::string folder = ControlPlace::standardFolder();
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(folder).parent_path(), error);
+    return folder;
+}
 
 ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     // All views are refused the same protections, so each is logged once.
     const auto tell = [told = std::make_shared<std::set<std::string>>()](const std::string &name) {
         if (told->insert(name).second) {
-            log("protection from wallpapers: " + name +
-                ": does not hold, although the kernel has it");
+            printError("protection from wallpapers: " + name +
+                       ": does not hold, although the kernel has it");
         }
     };
     return [&waiter, isTrusted, tell](const ViewRequest &request, RemoteView::Listener &listener) {
@@ -58,7 +64,7 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
         _file.setListener(this);
         _session.setListener(this);
         if (!_file.problem().empty()) {
-            log(_file.problem());
+            printError(_file.problem());
         }
         _host.setSession(_session.state());
     }
@@ -73,7 +79,7 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
     void configurationChanged(const Configuration &configuration) override {
         _host.setConfiguration(configuration);
     }
-    void configurationBroken(const std::string &problem) override { log(problem); }
+    void configurationBroken(const std::string &problem) override { printError(problem); }
     void sessionChanged(const SessionState &state) override { _host.setSession(state); }
 
     DesktopHost &_host;
@@ -167,7 +173,7 @@ void DesktopCommand::run() {
     const auto desktop = openDesktop(waiter, desktopOptions(configuration));
     SessionWatch session(waiter);
     DesktopHost host(*desktop, options, configuration);
-    const ControlServer control(waiter, host, desktop->name(), ControlPlace::standardFolder());
+    const ControlServer control(waiter, host, desktop->name(), controlFolder());
     const Surroundings surroundings(host, file, session);
     NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
     if (!host.lossReason().empty()) {
@@ -179,6 +185,7 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
     DesktopHost::Options options;
     options.choice = {_values.values(), {}};
     if (!_bundle.empty()) {
+        Places::checkNameIsNotOfFolderHere(_bundle);
         options.choice.bundle = _bundle;
     }
     readOutputs(options);
@@ -186,7 +193,7 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
                       switchNamed("pause-when-locked"), switchNamed("pause-when-idle")};
     options.shippedBundle = Places::defaultBundle();
     options.lastGoodPath = LastGoodBundle::userFilePath();
-    options.log = log;
+    options.log = printError;
     return options;
 }
 
@@ -197,7 +204,9 @@ void DesktopCommand::readOutputs(DesktopHost::Options &options) const {
             throw UsageError("--output", "\"" + output + "\" is not NAME=BUNDLE",
                              "`lumivera doctor` lists the outputs' names");
         }
-        options.outputChoices[output.substr(0, equals)].bundle = output.substr(equals + 1);
+        const std::string bundle = output.substr(equals + 1);
+        Places::checkNameIsNotOfFolderHere(bundle);
+        options.outputChoices[output.substr(0, equals)].bundle = bundle;
     }
 }
 
