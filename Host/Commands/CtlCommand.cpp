@@ -84,6 +84,7 @@ std::vector<std::string> row(const Json &output) {
     return {member<std::string>(output, "output", "-"),
             numberText(member(output, "width", 0.0), 0) + "x" +
                 numberText(member(output, "height", 0.0), 0),
+            member<std::string>(output, "layer", "-"),
             petals < 0 ? "-" : numberText(petals, 0),
             numberText(member(output, "framesPerSecond", 0.0), 1),
             numberText(member(output, "cpuTime", 0.0), 2) + " s",
@@ -97,7 +98,7 @@ std::string statusTable(const Json &json) {
         return "There is no output.\n";
     }
     std::vector<std::vector<std::string>> rows{
-        {"OUTPUT", "SIZE", "PETALS", "FPS", "CPU", "STATE", "WALLPAPER"}};
+        {"OUTPUT", "SIZE", "LAYER", "PETALS", "FPS", "CPU", "STATE", "WALLPAPER"}};
     for (const Json &output : *outputs) {
         rows.push_back(row(output));
     }

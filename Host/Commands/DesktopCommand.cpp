@@ -1,6 +1,7 @@
 #include "Host/Commands/Command.h"
 #include "Host/Commands/SettingsOptions.h"
 
+#include "Host/Desktop/Backgrounds/DesktopBackgrounds.h"
 #include "Host/Desktop/Configuration/ConfigurationFile.h"
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Control/ControlServer.h"
@@ -56,6 +57,21 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     };
 }
 
+std::map<std::string, LayerChoice> layers() {
+    return {{"auto", LayerChoice::Automatic},
+            {"behind", LayerChoice::Behind},
+            {"over", LayerChoice::Over}};
+}
+
+/// Where petals fall over a program's icons, that program shows their background.
+void showBackgroundsBy(DesktopBackgrounds &backgrounds, DesktopHost::Options &options) {
+    options.showBackground = [&](const DesktopSurface &surface, const SharedBuffers &picture) {
+        backgrounds.show(surface.layer().program, surface.outputName(), surface.outputArea(),
+                         picture);
+    };
+    options.hideBackground = [&](const std::string &output) { backgrounds.remove(output); };
+}
+
 /// Passes changes of the configuration file and of the session to the host.
 class Surroundings final : private ConfigurationFile::Listener, private SessionWatch::Listener {
   public:
@@ -109,6 +125,7 @@ class DesktopCommand final : public Command {
     std::string _display = "auto";
     std::string _configuration;
     std::optional<double> _density;
+    std::optional<LayerChoice> _layer;
     std::optional<PauseOptions::OnBattery> _onBattery;
 };
 
@@ -129,7 +146,10 @@ void DesktopCommand::declare(CLI::App &parent) {
     _app->add_option("--density", _density, "Pixels a point, instead of the desktop's own; X11")
         ->type_name("D")
         ->check(CLI::Range(0.1, 10.0).description(""));
-    declareSwitch("click-through", "Passes clicks to the windows behind, such as icons");
+    _app->add_option("--layer", _layer,
+                     "Where on X11: auto, behind the icons, or petals over them [auto]")
+        ->type_name("LAYER")
+        ->transform(CLI::CheckedTransformer(layers()).description(""));
     declareSwitch("trust", "Runs bundles' own libraries even if others can write them");
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
@@ -171,11 +191,15 @@ void DesktopCommand::run() {
     options.makeView =
         viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
     const auto desktop = openDesktop(waiter, desktopOptions(configuration));
+    DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), log);
+    showBackgroundsBy(backgrounds, options);
     SessionWatch session(waiter);
     DesktopHost host(*desktop, options, configuration);
     const ControlServer control(waiter, host, desktop->name(), controlFolder());
     const Surroundings surroundings(host, file, session);
+    backgrounds.giveBackLeftOver();
     NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
+    backgrounds.giveBack();
     if (!host.lossReason().empty()) {
         throw HostError(desktop->name(), host.lossReason());
     }
@@ -189,6 +213,7 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
         options.choice.bundle = _bundle;
     }
     readOutputs(options);
+    options.layer = _layer;
     options.pauses = {_onBattery, switchNamed("pause-when-covered"),
                       switchNamed("pause-when-locked"), switchNamed("pause-when-idle")};
     options.shippedBundle = Places::defaultBundle();
@@ -211,8 +236,7 @@ void DesktopCommand::readOutputs(DesktopHost::Options &options) const {
 }
 
 DesktopOptions DesktopCommand::desktopOptions(const Configuration &configuration) const {
-    return {_display,
-            switchNamed("click-through").value_or(configuration.isClickThrough().value_or(false)),
+    return {_display, _layer.value_or(configuration.layer().value_or(LayerChoice::Automatic)),
             _density ? _density : configuration.density()};
 }
 

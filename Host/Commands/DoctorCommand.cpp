@@ -201,6 +201,16 @@ Finding examineConfiguration() {
     return {"configuration", Level::Good, path + " is in order", ""};
 }
 
+LayerChoice configuredLayer() {
+    try {
+        return ConfigurationFile::read(ConfigurationFile::standardPath())
+            .layer()
+            .value_or(LayerChoice::Automatic);
+    } catch (const HostError &) {
+        return LayerChoice::Automatic;
+    }
+}
+
 Finding examineHost() {
     try {
         ControlClient::ask(ControlPlace::standardFolder(), R"({"do": "status"})");
@@ -266,7 +276,7 @@ struct Examination {
 
 Examination Examination::make() {
     Examination examination;
-    DesktopSurvey survey = surveyDesktop();
+    DesktopSurvey survey = surveyDesktop(configuredLayer());
     Section desktop{"Desktop" + (survey.system.empty() ? "" : " (" + survey.system + ")"),
                     std::move(survey.findings)};
     for (const DesktopSurvey::Output &output : survey.outputs) {

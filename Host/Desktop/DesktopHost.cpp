@@ -65,6 +65,8 @@ DesktopHost::~DesktopHost() { _desktop.setListener(nullptr); }
 void DesktopHost::setConfiguration(const Configuration &configuration) {
     _configuration = configuration;
     _controlled = {};
+    _desktop.setLayerChoice(
+        _options.layer.value_or(_configuration.layer().value_or(LayerChoice::Automatic)));
     updateChoices();
     updatePauses();
 }
@@ -165,6 +167,7 @@ void DesktopHost::outputAdded(DesktopSurface &surface) {
 }
 
 void DesktopHost::outputRemoved(DesktopSurface &surface) {
+    outputBackgroundGone(surface.outputName());
     std::erase_if(_entries, [&surface](const Entry &entry) {
         return entry.show->name() == surface.outputName();
     });
@@ -173,6 +176,19 @@ void DesktopHost::outputRemoved(DesktopSurface &surface) {
 void DesktopHost::desktopLost(const std::string &reason) {
     _lossReason = reason;
     quit();
+}
+
+void DesktopHost::outputBackgroundDrawn(const DesktopSurface &surface,
+                                        const SharedBuffers &picture) {
+    if (_options.showBackground) {
+        _options.showBackground(surface, picture);
+    }
+}
+
+void DesktopHost::outputBackgroundGone(const std::string &output) {
+    if (_options.hideBackground) {
+        _options.hideBackground(output);
+    }
 }
 
 /// All entries when the name is empty.

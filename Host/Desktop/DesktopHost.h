@@ -37,6 +37,9 @@ class DesktopHost final : public ControlTarget,
         std::map<std::string, WallpaperChoice> outputChoices;
         PauseOverrides pauses;
 
+        /// Where wallpapers are; the configuration decides without it.
+        std::optional<LayerChoice> layer;
+
         ViewMaker makeView;
 
         /// The path of the bundle to show when none is chosen or all others fail.
@@ -47,6 +50,15 @@ class DesktopHost final : public ControlTarget,
 
         /// Called with each line for the log.
         std::function<void(const std::string &line)> log;
+
+        /// Called when the background that belongs behind the petals of a transparent surface is
+        /// new, or when the output has moved: it is opaque, in buffer 0 of `picture`, and as large
+        /// as the output. May be empty.
+        std::function<void(const DesktopSurface &surface, const SharedBuffers &picture)>
+            showBackground;
+
+        /// Called when that background is needed no more. May be empty.
+        std::function<void(const std::string &output)> hideBackground;
     };
 
     /// Shows wallpapers on the desktop's outputs from now on. The desktop is not owned.
@@ -90,6 +102,9 @@ class DesktopHost final : public ControlTarget,
     void desktopLost(const std::string &reason) override;
     void outputVisibilityChanged() override { updatePauses(); }
     void outputSays(const std::string &line) override { _options.log(line); }
+    void outputBackgroundDrawn(const DesktopSurface &surface,
+                               const SharedBuffers &picture) override;
+    void outputBackgroundGone(const std::string &output) override;
 
     std::vector<Entry *> entriesOf(const std::string &output);
     WallpaperChoice choiceFor(const std::string &output) const;

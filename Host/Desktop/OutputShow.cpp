@@ -31,6 +31,21 @@ bool isGivenUp(Clock::Nanoseconds startTime, bool isHopeless, int &quickEnds) {
     return isHopeless || quickEnds >= kMaxQuickEnds;
 }
 
+/// Looks at some of the pixels only.
+bool isOpaqueAlmostEverywhere(const SharedBuffers &memory, unsigned index) {
+    constexpr unsigned kSamplesASide = 64;
+    constexpr unsigned kMinOpaque = kSamplesASide * kSamplesASide / 16 * 15;
+    constexpr std::uint32_t kMinAlpha = 240;
+    const std::uint32_t *const pixels = memory.pixels(index);
+    unsigned opaque = 0;
+    for (unsigned i = 0; i < kSamplesASide * kSamplesASide; ++i) {
+        const std::size_t x = std::size_t{i % kSamplesASide} * memory.width() / kSamplesASide;
+        const std::size_t y = std::size_t{i / kSamplesASide} * memory.height() / kSamplesASide;
+        opaque += pixels[y * memory.width() + x] >> 24 >= kMinAlpha ? 1 : 0;
+    }
+    return opaque >= kMinOpaque;
+}
+
 } // namespace
 
 void FrameRate::countFrame(Clock::Nanoseconds now) { _times[_frames++ % _times.size()] = now; }
@@ -51,9 +66,10 @@ double FrameRate::perSecond(Clock::Nanoseconds now) const {
 OutputShow::OutputShow(DesktopSurface &surface, ViewMaker makeView, LastGoodBundle &lastGood,
                        std::string shippedBundle, Listener &listener)
     : _surface(surface), _makeView(std::move(makeView)), _lastGood(lastGood),
-      _shippedBundle(std::move(shippedBundle)), _listener(listener), _begin([this] { begin(); }),
-      _beginStandIn([this] { beginStandIn(); }), _prove([this] { prove(); }),
-      _readPictureAnyway([this] { servePictureReaders(); }) {
+      _shippedBundle(std::move(shippedBundle)), _listener(listener),
+      _background(_makeView, static_cast<BackgroundPicture::Listener &>(*this)),
+      _begin([this] { begin(); }), _beginStandIn([this] { beginStandIn(); }),
+      _prove([this] { prove(); }), _readPictureAnyway([this] { servePictureReaders(); }) {
     _surface.setListener(this);
 }
 
@@ -87,20 +103,21 @@ void OutputShow::setHalved(bool isHalved) {
 }
 
 void OutputShow::tap(CGPoint point) {
-    if (_shown && _isRunning) {
+    if (takesInput()) {
+        ++_taps;
         _shown->view->tap(point);
     }
 }
 
 void OutputShow::scrolledBy(CGFloat distance) {
-    if (_shown && _isRunning) {
+    if (takesInput()) {
         _shown->isScrolled = true;
         _shown->view->scrollBy(distance);
     }
 }
 
 void OutputShow::scrollingEnded() {
-    if (_shown && _isRunning) {
+    if (takesInput()) {
         _shown->view->finishScrolling();
     }
 }
@@ -112,6 +129,10 @@ OutputStatus OutputShow::status() const {
     status.width = geometry.width;
     status.height = geometry.height;
     status.density = geometry.density;
+    const SurfaceLayer layer = _surface.layer();
+    status.layer = layer.name;
+    status.layerWords = layer.words;
+    status.taps = _taps;
     status.frames = _frameRate.frames();
     status.framesPerSecond = _frameRate.perSecond(Clock::current().now());
     if (_candidateIndex > 0) {
@@ -139,23 +160,36 @@ void OutputShow::readPicture(PictureReader reader) {
 void OutputShow::servePictureReaders() {
     _readPictureAnyway.cancel();
     for (const PictureReader &reader : std::exchange(_pictureReaders, {})) {
-        if (_shown && _presented) {
-            reader(_shown->memory->pixels(*_presented), _shown->memory->width(),
-                   _shown->memory->height());
-        } else {
-            reader(nullptr, 0, 0);
-        }
+        serve(reader);
     }
 }
 
-/// Keeps the visible picture until there is one of the new size.
+void OutputShow::serve(const PictureReader &reader) {
+    if (!_shown || !_presented) {
+        reader(nullptr, 0, 0);
+        return;
+    }
+    const SharedBuffers &memory = *_shown->memory;
+    std::vector<std::uint32_t> whole;
+    if (_shown->geometry.isTransparent) {
+        whole = _background.beneath(memory, *_presented);
+    }
+    reader(whole.empty() ? memory.pixels(*_presented) : whole.data(), memory.width(),
+           memory.height());
+}
+
+/// Keeps the visible picture until there is one of the new size. A surface that has become
+/// transparent must get no opaque one meanwhile.
 void OutputShow::surfaceGeometryChanged() {
     updateRunning();
     const std::optional<Slot> &wanted = _coming ? _coming : _shown;
-    if (!wanted) {
+    if (!wanted || wanted->geometry.isTransparent != _surface.geometry().isTransparent) {
+        _standIn.reset();
         begin();
     } else if (wanted->geometry != _surface.geometry()) {
         _begin.callAfter(kSettlingTime);
+    } else if (_background.picture() && _surface.outputArea() != _backgroundArea) {
+        tellBackground();
     }
 }
 
@@ -163,10 +197,16 @@ void OutputShow::bufferWanted(unsigned index) {
     if (std::exchange(_isFirstPictureReady, false)) {
         const SurfaceGeometry &size = _shown->geometry;
         _presented = index;
-        _surface.present(index,
-                         {{0, 0, static_cast<int>(size.width), static_cast<int>(size.height)}});
-    } else if (_shown) {
+        present(index, {{0, 0, static_cast<int>(size.width), static_cast<int>(size.height)}});
+    } else if (_shown && !_shown->isWithheld) {
         _shown->view->allowDrawing(index);
+    }
+}
+
+/// The surface may have become transparent, or opaque, since the view was made.
+void OutputShow::present(unsigned index, const std::vector<DeviceRect> &damage) {
+    if (_shown->geometry.isTransparent == _surface.geometry().isTransparent) {
+        _surface.present(index, damage);
     }
 }
 
@@ -182,7 +222,7 @@ void OutputShow::viewDrew(RemoteView &view, unsigned index, const std::vector<De
         _presented = index;
         _frameRate.countFrame(Clock::current().now());
         servePictureReaders();
-        _surface.present(index, rects);
+        present(index, rects);
     }
 }
 
@@ -214,7 +254,7 @@ void OutputShow::viewEnded(RemoteView &view, const std::string &reason, bool isH
 
 /// The surface keeps showing its picture meanwhile.
 void OutputShow::wantedViewEnded(const Slot &slot, const std::string &reason, bool isHopeless) {
-    const std::string what = description(slot, reason);
+    const std::string what = description(slot.bundle, reason);
     if (isGivenUp(slot.startTime, isHopeless, _quickEnds)) {
         fallBack(what);
     } else {
@@ -229,7 +269,7 @@ void OutputShow::standInEnded(const Slot &slot, const std::string &reason, bool 
         _standInIndex = standInIndex() + 1;
         _quickStandInEnds = 0;
     }
-    const std::string what = description(slot, reason);
+    const std::string what = description(slot.bundle, reason);
     const std::string next = standInBundle();
     if (next.empty()) {
         _listener.outputSays(what + "; nothing else stands in");
@@ -241,9 +281,9 @@ void OutputShow::standInEnded(const Slot &slot, const std::string &reason, bool 
     beginStandIn();
 }
 
-std::string OutputShow::description(const Slot &slot, const std::string &reason) const {
-    const bool namesBundle = reason.find(slot.bundle) != std::string::npos;
-    return name() + ": " + (namesBundle ? reason : slot.bundle + ": " + reason);
+std::string OutputShow::description(const std::string &bundle, const std::string &reason) const {
+    const bool namesBundle = reason.find(bundle) != std::string::npos;
+    return name() + ": " + (namesBundle ? reason : bundle + ": " + reason);
 }
 
 void OutputShow::fallBack(const std::string &what) {
@@ -275,6 +315,7 @@ void OutputShow::beginChoice() {
     _candidateIndex = 0;
     _quickEnds = 0;
     _retryDelay = 0;
+    _background.expire();
     forgetStandIns();
     begin();
 }
@@ -302,7 +343,10 @@ std::optional<OutputShow::Slot> OutputShow::makeSlot(const std::string &bundle) 
     try {
         slot.memory =
             std::make_shared<SharedBuffers>(slot.geometry.width, slot.geometry.height, kPictures);
-        slot.view = _makeView({bundle, slot.values, slot.memory, slot.geometry.density}, *this);
+        slot.view =
+            _makeView({bundle, slot.values, slot.memory, slot.geometry.density,
+                       slot.geometry.isTransparent ? WallpaperPart::Petals : WallpaperPart::Whole},
+                      *this);
     } catch (const HostError &error) {
         _listener.outputSays(name() + ": " + error.what());
         return std::nullopt;
@@ -348,16 +392,60 @@ void OutputShow::show(std::optional<Slot> &coming) {
         _shown->ownPetals = _shown->values.petals = std::min<NSUInteger>(*petals, kMaxPetals);
     }
     _prove.cancel();
+    withholdOpaquePicture();
     updateValues(_shown);
     updateRunning();
     _surface.setBuffers(_shown->memory);
+    updateBackground();
+}
+
+/// The view has drawn into buffer 0 and is not allowed to draw again.
+void OutputShow::withholdOpaquePicture() {
+    SharedBuffers &memory = *_shown->memory;
+    if (_shown->geometry.isTransparent && isOpaqueAlmostEverywhere(memory, 0)) {
+        _shown->isWithheld = true;
+        std::fill_n(memory.pixels(0), memory.bufferBytes() / sizeof(std::uint32_t), 0);
+        _listener.outputSays(description(_shown->bundle,
+                                         "draws an opaque picture, which would hide the "
+                                         "icons; it stands still behind them instead"));
+    }
+}
+
+void OutputShow::updateBackground() {
+    if (_shown && _shown->geometry.isTransparent) {
+        _background.draw({_shown->bundle, _shown->geometry,
+                          _shown->isWithheld ? WallpaperPart::Whole : WallpaperPart::Background,
+                          _shown->values});
+    } else if (_shown) {
+        const bool wasThere = _background.picture() != nullptr;
+        _background.clear();
+        _surface.setBackground(nullptr);
+        if (wasThere) {
+            _listener.outputBackgroundGone(name());
+        }
+    }
+}
+
+void OutputShow::backgroundDrawn() {
+    _surface.setBackground(_background.picture());
+    tellBackground();
+}
+
+void OutputShow::tellBackground() {
+    _backgroundArea = _surface.outputArea();
+    _listener.outputBackgroundDrawn(_surface, *_background.picture());
+}
+
+void OutputShow::backgroundFailed(const std::string &bundle, const std::string &reason) {
+    _listener.outputSays(description(bundle, reason) + "; its background is not shown");
 }
 
 void OutputShow::updateRunning() {
     if (!_shown) {
         return;
     }
-    const bool isRunning = _isRunning && _shown->geometry == _surface.geometry();
+    const bool isRunning =
+        _isRunning && !_shown->isWithheld && _shown->geometry == _surface.geometry();
     _shown->view->setRunning(isRunning);
     // A view that is stopped proves nothing, and no timer should wake the host for it.
     if (!isRunning) {
@@ -399,6 +487,7 @@ void OutputShow::updateAllValues() {
     for (auto *slot : {&_shown, &_coming, &_standIn}) {
         updateValues(*slot);
     }
+    updateBackground();
 }
 
 } // namespace Lumivera

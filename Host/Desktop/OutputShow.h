@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Desktop/BackgroundPicture.h"
 #include "Host/Desktop/Control/ControlService.h"
 #include "Host/Desktop/Isolation/RemoteView.h"
 #include "Host/Desktop/LastGoodBundle.h"
@@ -37,8 +38,16 @@ class FrameRate {
 /// view replaces the old one when it has drawn its first picture. A view that ends is restarted;
 /// after two ends within 10 s of their starts, or one hopeless end, the last good bundle is shown
 /// instead, and if that ends too, the shipped one. While nothing is shown yet and the first picture
-/// takes long, these two stand in, by the same rule. Main thread.
-class OutputShow final : private DesktopSurface::Listener, private RemoteView::Listener {
+/// takes long, these two stand in, by the same rule.
+///
+/// On a transparent surface only the petals are shown, and their background is drawn apart from
+/// them: for each wallpaper, and again when its scale changes. A wallpaper whose first picture is
+/// opaque almost everywhere would hide what it lies over, such as the icons. So nothing of it is
+/// shown there: its view rests, the surface stays clear, and a still picture of the whole wallpaper
+/// becomes the background. The log says so. Main thread.
+class OutputShow final : private DesktopSurface::Listener,
+                         private RemoteView::Listener,
+                         private BackgroundPicture::Listener {
   public:
     /// Called in call-outs of the main run loop.
     class Listener {
@@ -47,6 +56,14 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
 
         /// A line for the host's log.
         virtual void outputSays(const std::string &line) = 0;
+
+        /// The background of what a transparent surface shows is drawn, in buffer 0 of `picture`,
+        /// or the output has moved.
+        virtual void outputBackgroundDrawn(const DesktopSurface & /*surface*/,
+                                           const SharedBuffers & /*picture*/) {}
+
+        /// The surface is no longer transparent.
+        virtual void outputBackgroundGone(const std::string & /*output*/) {}
 
       protected:
         ~Listener() = default;
@@ -79,7 +96,8 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     OutputStatus status() const;
 
     /// Called once with the visible picture as soon as nobody draws into it, or with null when
-    /// there is none. Pixels as in SharedBuffers, valid for the call.
+    /// there is none. Petals alone lie over their background if that is there. Pixels as in
+    /// SharedBuffers, valid for the call.
     using PictureReader =
         std::function<void(const std::uint32_t *pixels, unsigned width, unsigned height)>;
     void readPicture(PictureReader reader);
@@ -107,6 +125,9 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
 
         /// The user has scrolled the view, so its offset is no longer the one in `values`.
         bool isScrolled = false;
+
+        /// The view's picture would hide what the surface lies over, so it is not shown.
+        bool isWithheld = false;
     };
 
     void surfaceGeometryChanged() override;
@@ -117,7 +138,10 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     void scrollingEnded() override;
     void viewDrew(RemoteView &view, unsigned index, const std::vector<DeviceRect> &rects) override;
     void viewEnded(RemoteView &view, const std::string &reason, bool isHopeless) override;
+    void backgroundDrawn() override;
+    void backgroundFailed(const std::string &bundle, const std::string &reason) override;
 
+    bool takesInput() const { return _shown && _isRunning && !_shown->isWithheld; }
     const std::string &candidate() const { return _candidates[_candidateIndex]; }
     void beginChoice();
     void begin();
@@ -125,11 +149,15 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     void beginStandIn();
     void forgetStandIns();
     void show(std::optional<Slot> &coming);
+    void present(unsigned index, const std::vector<DeviceRect> &damage);
+    void withholdOpaquePicture();
+    void updateBackground();
+    void tellBackground();
     std::size_t standInIndex() const;
     std::string standInBundle() const;
     void wantedViewEnded(const Slot &slot, const std::string &reason, bool isHopeless);
     void standInEnded(const Slot &slot, const std::string &reason, bool isHopeless);
-    std::string description(const Slot &slot, const std::string &reason) const;
+    std::string description(const std::string &bundle, const std::string &reason) const;
     void fallBack(const std::string &what);
     void updateRunning();
     void prove();
@@ -137,6 +165,7 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     void updateValues(std::optional<Slot> &slot);
     void updateAllValues();
     void servePictureReaders();
+    void serve(const PictureReader &reader);
 
     DesktopSurface &_surface;
     const ViewMaker _makeView;
@@ -160,10 +189,16 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
     std::optional<Slot> _coming;
     std::optional<Slot> _standIn;
 
+    BackgroundPicture _background;
+
+    /// Where the output was when its background was told last.
+    DeviceRect _backgroundArea;
+
     /// True while the first picture waits for the surface to ask for it.
     bool _isFirstPictureReady = false;
     std::optional<unsigned> _presented;
     FrameRate _frameRate;
+    std::uint64_t _taps = 0;
     std::vector<PictureReader> _pictureReaders;
     bool _isRunning = true;
     bool _isHalved = false;

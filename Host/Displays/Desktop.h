@@ -6,18 +6,49 @@
 #include "Platform/CoreGraphics/CGGeometry.h"
 
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Lumivera {
 
-/// A surface's size in pixels, and its pixels a point.
+/// A surface's size in pixels, its pixels a point, and what its pixels are.
 struct SurfaceGeometry {
     unsigned width = 0;
     unsigned height = 0;
     CGFloat density = 1;
 
+    /// What lies beneath the surface shows through: the wallpaper is shown without its background,
+    /// in premultiplied pixels.
+    bool isTransparent = false;
+
     bool operator==(const SurfaceGeometry &) const = default;
+};
+
+/// Where a user wants wallpapers.
+enum class LayerChoice {
+    Automatic,
+    Behind, ///< whole, behind the icons, or in place of them where they have a background
+    Over,   ///< petals alone, in front of the icons
+};
+
+/// The choice that "auto", "behind" or "over" names; nothing for other texts.
+std::optional<LayerChoice> layerChoiceFrom(std::string_view name);
+
+/// Where a surface is, in words.
+struct SurfaceLayer {
+    /// For programs: "behind", "over".
+    std::string name = "behind";
+
+    /// The program that shows the icons, by its window's class; empty without one.
+    std::string program;
+
+    /// For people: what is shown where and why, and what would improve it, if anything.
+    std::string words = "behind all windows";
+    std::string remedy;
+
+    bool operator==(const SurfaceLayer &) const = default;
 };
 
 /// Whether anybody can see a surface and, if not, why.
@@ -57,7 +88,17 @@ class DesktopSurface {
     /// Width and height are 0 until the window system has told them.
     virtual SurfaceGeometry geometry() const = 0;
 
+    /// The pixels of the desktop that the surface covers. When only their place changes, the
+    /// listener hears of it as of a new geometry.
+    virtual DeviceRect outputArea() const {
+        const SurfaceGeometry size = geometry();
+        return {0, 0, static_cast<int>(size.width), static_cast<int>(size.height)};
+    }
+
     virtual SurfaceVisibility visibility() const = 0;
+
+    /// It changes with the programs that show icons. geometry() tells when its transparency does.
+    virtual SurfaceLayer layer() const { return {}; }
 
     /// Gives the surface memory of its present geometry's size. From then on it wants buffers of
     /// that memory, buffer 0 first, and none of the old memory. What was shown stays until the
@@ -67,6 +108,11 @@ class DesktopSurface {
     /// Shows a buffer that was wanted. Outside of the damage, which is clipped to it, it must equal
     /// the buffer of this memory that was presented before, if any.
     virtual void present(unsigned index, const std::vector<DeviceRect> &damage) = 0;
+
+    /// Gives a transparent surface the opaque picture that its wallpaper has behind the petals, in
+    /// buffer 0; null takes it away. Nobody draws into it any more. Most surfaces need none,
+    /// because the desktop's own background shows it.
+    virtual void setBackground(std::shared_ptr<const SharedBuffers> /*picture*/) {}
 };
 
 /// A window system and the outputs of its desktop. Main thread.
@@ -96,6 +142,9 @@ class Desktop {
 
     /// For people: "X11", "Wayland", "headless".
     virtual std::string name() const = 0;
+
+    /// Surfaces that have a choice go there.
+    virtual void setLayerChoice(LayerChoice) {}
 };
 
 /// What a user should know about one part of this machine, and what would improve it.

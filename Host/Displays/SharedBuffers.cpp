@@ -51,7 +51,7 @@ SharedBuffers::~SharedBuffers() {
     close(_descriptor);
 }
 
-std::uint32_t *SharedBuffers::pixels(unsigned index) {
+std::uint32_t *SharedBuffers::map() const {
     if (!_mapped) {
         void *mapped = mmap(nullptr, bytes(), PROT_READ | PROT_WRITE, MAP_SHARED, _descriptor, 0);
         if (mapped == MAP_FAILED) {
@@ -59,7 +59,7 @@ std::uint32_t *SharedBuffers::pixels(unsigned index) {
         }
         _mapped = mapped;
     }
-    return static_cast<std::uint32_t *>(_mapped) + bufferBytes() / 4 * index;
+    return static_cast<std::uint32_t *>(_mapped);
 }
 
 } // namespace Lumivera

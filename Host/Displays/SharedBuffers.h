@@ -7,7 +7,8 @@ namespace Lumivera {
 
 /// Memory that processes share through a file descriptor: `count` buffers of the same size, one
 /// after another. It is sealed, so that nobody can change its size. A pixel is a 32-bit word
-/// 0xFFRRGGBB; rows follow one another without gaps. Pages that nobody has drawn into cost nothing.
+/// 0xFFRRGGBB, or, for a transparent surface, a premultiplied 0xAARRGGBB; rows follow one another
+/// without gaps. New memory is 0, and pages that nobody has drawn into cost nothing.
 class SharedBuffers {
   public:
     /// Makes new memory. A HostError when there is none.
@@ -35,14 +36,17 @@ class SharedBuffers {
 
     /// The pixels of buffer `index`, below count(). Maps the memory at the first call; a HostError
     /// when that fails.
-    std::uint32_t *pixels(unsigned index);
+    std::uint32_t *pixels(unsigned index) { return map() + bufferBytes() / 4 * index; }
+    const std::uint32_t *pixels(unsigned index) const { return map() + bufferBytes() / 4 * index; }
 
   private:
+    std::uint32_t *map() const;
+
     const unsigned _width;
     const unsigned _height;
     const unsigned _count;
     int _descriptor = -1;
-    void *_mapped = nullptr;
+    mutable void *_mapped = nullptr;
 };
 
 } // namespace Lumivera

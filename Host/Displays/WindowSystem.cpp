@@ -7,6 +7,7 @@
 #include "Host/Support/HostError.h"
 
 #include <cstdlib>
+#include <utility>
 
 namespace Lumivera {
 
@@ -42,6 +43,17 @@ std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
 
 } // namespace
 
+std::optional<LayerChoice> layerChoiceFrom(std::string_view name) {
+    for (const auto &[known, choice] :
+         {std::pair{"auto", LayerChoice::Automatic}, std::pair{"behind", LayerChoice::Behind},
+          std::pair{"over", LayerChoice::Over}}) {
+        if (name == known) {
+            return choice;
+        }
+    }
+    return {};
+}
+
 std::unique_ptr<Window> openWindow(CGSize size, std::optional<CGFloat> density,
                                    const std::string &title, const std::string &wayOut) {
     return std::make_unique<SDLWindow>(size, density, title, wayOut);
@@ -53,18 +65,17 @@ std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOpti
         return openHeadless(options);
     }
     if (system == "wayland") {
-        return std::make_unique<WaylandDesktop>(waiter,
-                                                WaylandDesktop::Options{options.isClickThrough});
+        return std::make_unique<WaylandDesktop>(waiter);
     }
-    return std::make_unique<X11Desktop>(
-        waiter, X11Desktop::Options{options.isClickThrough, options.density});
+    return std::make_unique<X11Desktop>(waiter,
+                                        X11Desktop::Options{options.layer, options.density});
 }
 
-DesktopSurvey surveyDesktop() {
+DesktopSurvey surveyDesktop(LayerChoice layer) {
     DesktopSurvey survey;
     try {
         survey.system = systemOfSession();
-        survey = survey.system == "wayland" ? surveyWayland() : surveyX11();
+        survey = survey.system == "wayland" ? surveyWayland() : surveyX11(layer);
     } catch (const HostError &error) {
         survey.findings.push_back({"desktop", Finding::Level::Bad, error.what(), ""});
     }

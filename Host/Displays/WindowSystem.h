@@ -21,8 +21,8 @@ struct DesktopOptions {
     /// "auto" takes what the user's session has; else "wayland", "x11" or "headless".
     std::string system = "auto";
 
-    /// Clicks go to what lies behind the wallpaper, such as a file manager's icons.
-    bool isClickThrough = false;
+    /// Where wallpapers are on X11.
+    LayerChoice layer = LayerChoice::Automatic;
 
     /// Pixels a point on X11 and headless, instead of what the window system says.
     std::optional<CGFloat> density;
@@ -32,7 +32,8 @@ struct DesktopOptions {
 /// surface behind its windows. The waiter is not owned.
 std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOptions &options);
 
-/// What the window system of the user's session offers; without one, a survey with one bad finding.
-DesktopSurvey surveyDesktop();
+/// What the window system of the user's session offers to wallpapers with that choice of a layer;
+/// without a window system, a survey with one bad finding.
+DesktopSurvey surveyDesktop(LayerChoice layer);
 
 } // namespace Lumivera

@@ -16,7 +16,8 @@ WallpaperSettings settingsFor(const PictureSize &size, WallpaperSettings setting
 } // namespace
 
 WallpaperShow::WallpaperShow(Window &window, const WallpaperBundle &bundle, const Options &options)
-    : Show(window, options.seconds), _stage(bundle, settingsFor(pictureSize(), options.settings)) {
+    : Show(window, options.seconds),
+      _stage(bundle, settingsFor(pictureSize(), options.settings), options.part) {
     if (!options.tracePath.empty()) {
         _trace = std::make_unique<TraceWriter>(options.tracePath, TraceWriter::Mode::Live);
     }

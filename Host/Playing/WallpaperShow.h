@@ -22,6 +22,8 @@ class WallpaperShow final : public Show {
 
         /// The file that a trace of the petals goes to; empty for none.
         std::string tracePath;
+
+        WallpaperPart part = WallpaperPart::Whole;
     };
 
     WallpaperShow(Window &window, const WallpaperBundle &bundle, const Options &options);

@@ -41,8 +41,10 @@ void AnimationSwitch::update() {
     }
 }
 
-WallpaperStage::WallpaperStage(const WallpaperBundle &bundle, const WallpaperSettings &settings)
-    : _bundle(bundle), _settings(settings), _root(UIView::initWithFrame({{0, 0}, settings.size})),
+WallpaperStage::WallpaperStage(const WallpaperBundle &bundle, const WallpaperSettings &settings,
+                               WallpaperPart part)
+    : _bundle(bundle), _settings(settings), _part(part),
+      _root(UIView::initWithFrame({{0, 0}, settings.size})),
       _sizeSettled([this] { _isFreshWanted = true; }),
       _showAnyway([this] { _hasFreshBegun = true; }) {
     const CGRect bounds{{0, 0}, settings.size};
@@ -150,6 +152,7 @@ void WallpaperStage::callOutEnded() {
     if (_fresh) {
         _fresh->update();
     }
+    hideOtherParts();
 }
 
 /// A view that animates has loaded. Its own thread may start it at any moment, and it may be paused
@@ -163,6 +166,19 @@ void WallpaperStage::finishLoadedViews() {
         }
         return !view || hasLoaded;
     });
+}
+
+/// Hidden views keep their frames, by which petals are recycled. This runs before every picture,
+/// because a wallpaper adds views and changes them when it likes.
+void WallpaperStage::hideOtherParts() {
+    if (_part == WallpaperPart::Petals) {
+        view().bgView()->setHidden(true);
+    } else if (_part == WallpaperPart::Background) {
+        for (NSUInteger i = 0; i < view().subviewCount(); ++i) {
+            UIView *const part = view().subviewAtIndex(i);
+            part->setHidden(part->isHidden() || part != view().bgView());
+        }
+    }
 }
 
 void WallpaperStage::beginFreshView() {

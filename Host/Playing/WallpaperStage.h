@@ -41,7 +41,8 @@ class AnimationSwitch {
 class WallpaperStage {
   public:
     /// The constructor and callOutEnded() throw a HostError when the bundle fails.
-    WallpaperStage(const WallpaperBundle &bundle, const WallpaperSettings &settings);
+    WallpaperStage(const WallpaperBundle &bundle, const WallpaperSettings &settings,
+                   WallpaperPart part = WallpaperPart::Whole);
     ~WallpaperStage();
 
     WallpaperStage(const WallpaperStage &) = delete;
@@ -78,9 +79,11 @@ class WallpaperStage {
     void beginFreshView();
     void showFreshView();
     void finishLoadedViews();
+    void hideOtherParts();
 
     const WallpaperBundle &_bundle;
     WallpaperSettings _settings;
+    const WallpaperPart _part;
     Retained<UIView> _root;
     std::unique_ptr<AnimationSwitch> _shown;
     std::unique_ptr<AnimationSwitch> _fresh;

@@ -3,6 +3,7 @@
 #include "Host/Wallpapers/WallpaperChoice.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 class DeskTopView;
@@ -30,6 +31,13 @@ struct PictureSize {
 
 /// Reads a size written as WIDTHxHEIGHT. Throws a UsageError for anything else.
 CGSize sizeFromText(const std::string &text);
+
+/// What of a wallpaper is shown.
+enum class WallpaperPart : std::uint32_t {
+    Whole,
+    Petals,     ///< all but its background view, over nothing: pixels are transparent there
+    Background, ///< its background view alone
+};
 
 /// How a wallpaper is shown: how large, and with which values.
 struct WallpaperSettings : PictureSize, WallpaperValues {

@@ -6,8 +6,6 @@ namespace {
 
 using PixelArithmetic::kFullWeight;
 
-constexpr std::uint32_t kBlack = 0xFF000000;
-
 /// The target is drawn from top to bottom in bands of this size, so that pixels that are drawn over
 /// again are still in the processor's cache.
 constexpr int kBandBytes = 1 << 22;
@@ -25,7 +23,7 @@ template <class Draw> void withQuad(const ItemPlan &plan, const Draw &draw) {
 } // namespace
 
 void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
-                               const CellMask *mask) {
+                               const CellMask *mask, std::uint32_t ground) {
     const DeviceRect &device = target.area;
     const bool isHidden = !list.items().empty() && hidesAll(list.items().front());
     const int rows = std::max(kBandBytes / (device.width() * 4), kMinBandRows);
@@ -36,7 +34,7 @@ void DisplayListPainter::paint(const DisplayList &list, const PixelArea &target,
     for (int top = device.top; top < device.bottom; top += rows) {
         const PaintClip clip{band(top), mask};
         if (!isHidden) {
-            QuadPainter::clear(target, clip, kBlack);
+            QuadPainter::clear(target, clip, ground);
         }
         paintMembers(list.range(), {target, clip, kFullWeight});
     }

@@ -12,9 +12,11 @@ class DisplayListPainter {
     DisplayListPainter(const PixelKernels &kernels, ItemPlanner &planner)
         : _planner(planner), _quads(kernels), _sprites(kernels) {}
 
-    /// Draws the list that the planner's frame shows over black: all, or only what is in the mask,
-    /// whose area is the device. The mask never changes the value of a pixel that is drawn.
-    void paint(const DisplayList &list, const PixelArea &target, const CellMask *mask);
+    /// Draws the list that the planner's frame shows over pixels of the value `ground`: all, or
+    /// only what is in the mask, whose area is the device. The mask never changes the value of a
+    /// pixel that is drawn.
+    void paint(const DisplayList &list, const PixelArea &target, const CellMask *mask,
+               std::uint32_t ground);
 
     void purge() { _buffers.purge(); }
 

@@ -101,13 +101,21 @@ std::uint64_t sample(const SpriteTexels &texels, double u, double v, std::uint32
     return bilinear(around, x >> 8 & 0xFF, weight - lower, lower);
 }
 
+/// Most pixels are set to nothing, and memset() does that with the widest stores.
+void set(std::uint32_t *target, int count, std::uint32_t pixel) {
+    if (pixel == 0) {
+        std::memset(target, 0, static_cast<std::size_t>(count) * sizeof *target);
+    } else {
+        std::fill_n(target, count, pixel);
+    }
+}
+
 } // namespace
 
 void QuadPainter::clear(const PixelArea &target, const PaintClip &clip, std::uint32_t pixel) {
     for (int y = clip.rect.top; y < clip.rect.bottom; ++y) {
-        clip.forEachRun(y, clip.rect.left, clip.rect.right, [&](int left, int right) {
-            std::fill_n(target.at(left, y), right - left, pixel);
-        });
+        clip.forEachRun(y, clip.rect.left, clip.rect.right,
+                        [&](int left, int right) { set(target.at(left, y), right - left, pixel); });
     }
 }
 

@@ -9,6 +9,9 @@
 
 namespace {
 
+constexpr std::uint32_t kBlack = 0xFF000000;
+constexpr std::uint32_t kNothing = 0;
+
 /// Limits sides so that sums of device coordinates fit into an int.
 int side(std::size_t pixels) { return static_cast<int>(std::min<std::size_t>(pixels, 1 << 24)); }
 
@@ -19,20 +22,23 @@ class SoftwareCompositor::Frames {
   public:
     explicit Frames(const PixelKernels &kernels) : _painter(kernels, _planner) {}
 
-    void draw(const CALayer &root, const PixelArea &target, unsigned age, double scale) {
+    // Draws over pixels of the value `ground`.
+    void draw(const CALayer &root, const PixelArea &target, std::uint32_t ground, unsigned age,
+              double scale) {
         std::swap(_now, _before);
         _now.clear();
         if (scale > 0 && std::isfinite(scale)) {
             _now.build(root, target.area, scale, CACurrentMediaTime());
         }
-        const bool isKnown = age > 0 && target.area == _planner.device();
+        const bool isKnown = age > 0 && target.area == _planner.device() && ground == _ground;
+        _ground = ground;
         _planner.beginFrame(_now, target.area);
         findDamage(isKnown);
         _before.clear();
         const CellMask *const missing = _history.since(age);
         const bool isPainted = !missing || !missing->isEmpty();
         if (isPainted) {
-            _painter.paint(_now, target, missing);
+            _painter.paint(_now, target, missing, ground);
         }
         _planner.endFrame(isPainted);
     }
@@ -65,6 +71,7 @@ class SoftwareCompositor::Frames {
     DisplayList _before;
     DamageFinder _finder;
     DamageHistory _history;
+    std::uint32_t _ground = kBlack;
     std::vector<DeviceRect> _nothing;
 };
 
@@ -82,7 +89,7 @@ SoftwareCompositor::composite(CALayer &root, const CompositorTarget &target, CGF
                          static_cast<std::ptrdiff_t>(target.stride)};
     const bool hasPixels = target.pixels && !area.area.isEmpty();
     if (hasPixels) {
-        _frames->draw(root, area, target.age, scale);
+        _frames->draw(root, area, target.isTransparent ? kNothing : kBlack, target.age, scale);
     }
     root.didComposite();
     return hasPixels ? _frames->changed() : _frames->nothing();

@@ -28,6 +28,7 @@ BEGIN {
     addRoom("Host/Desktop/Configuration")
     addRoom("Host/Desktop/Control")
     addRoom("Host/Desktop/Isolation")
+    addRoom("Host/Desktop/Backgrounds")
     addRoom("Host/Desktop")
     addRoom("Host/Commands")
     addRoom("Host")

@@ -92,6 +92,11 @@ bool readOnBattery(PauseOptions::OnBattery &target, const toml::node &value) {
     return false;
 }
 
+bool readLayer(std::optional<LayerChoice> &target, const toml::node &value) {
+    target = layerChoiceFrom(value.value_exact<std::string>().value_or(""));
+    return target.has_value();
+}
+
 constexpr const char *kWallpaper = "wallpaper";
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 constexpr const char *kAdvice = "write the line wallpaper = \"...\" with an editor";
@@ -208,8 +213,8 @@ class ConfigurationReader {
              [](C &c, const Node &v) { return readFlag(c._pauseOptions.whenLocked, v); }},
             {"pause-when-idle", kFlag,
              [](C &c, const Node &v) { return readFlag(c._pauseOptions.whenIdle, v); }},
-            {"click-through", kFlag,
-             [](C &c, const Node &v) { return readFlag(c._isClickThrough, v); }},
+            {"layer", R"("auto", "behind" or "over")",
+             [](C &c, const Node &v) { return readLayer(c._layer, v); }},
             {"trust", kFlag, [](C &c, const Node &v) { return readFlag(c._trusts, v); }},
             {"density", "a number from 0.1 to 10",
              [](C &c, const Node &v) { return readDensity(c._density, v); }},

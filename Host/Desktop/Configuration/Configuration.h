@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Host/Desktop/Policy/PausePolicy.h"
+#include "Host/Displays/Desktop.h"
 #include "Host/Wallpapers/WallpaperChoice.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
@@ -41,7 +42,7 @@ class Configuration {
     const PauseOptions &pauseOptions() const { return _pauseOptions; }
 
     /// Empty when the file does not set it; so are the values below.
-    std::optional<bool> isClickThrough() const { return _isClickThrough; }
+    std::optional<LayerChoice> layer() const { return _layer; }
 
     /// True when bundles' own libraries are run even if others can write them.
     std::optional<bool> trusts() const { return _trusts; }
@@ -67,7 +68,7 @@ class Configuration {
     WallpaperChoice _choice;
     std::map<std::string, WallpaperChoice> _outputChoices;
     PauseOptions _pauseOptions;
-    std::optional<bool> _isClickThrough;
+    std::optional<LayerChoice> _layer;
     std::optional<bool> _trusts;
     std::optional<CGFloat> _density;
 };

@@ -42,6 +42,9 @@ Json statusJson(const OutputStatus &status) {
     if (status.petals) {
         json["petals"] = *status.petals;
     }
+    json["layer"] = status.layer;
+    json["layerWords"] = status.layerWords;
+    json["taps"] = status.taps;
     json["frames"] = status.frames;
     json["framesPerSecond"] = status.framesPerSecond;
     json["cpuTime"] = status.cpuTime;

@@ -27,6 +27,13 @@ struct OutputStatus {
     /// Only for wallpapers that have petals.
     std::optional<std::uint64_t> petals;
 
+    /// Where the surface is: its name for programs, and words for people.
+    std::string layer;
+    std::string layerWords;
+
+    /// The taps that reached the view.
+    std::uint64_t taps = 0;
+
     std::uint64_t frames = 0;
     double framesPerSecond = 0;
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Host/Displays/SharedBuffers.h"
-#include "Host/Wallpapers/WallpaperChoice.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/Compositor/DeviceRect.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
@@ -65,6 +65,9 @@ struct ViewRequest {
     WallpaperValues values;
     std::shared_ptr<SharedBuffers> memory;
     CGFloat density = 1;
+
+    /// Where it is Petals, the pixels in the memory are premultiplied 0xAARRGGBB.
+    WallpaperPart part = WallpaperPart::Whole;
 };
 
 /// Makes views; throws a HostError when it cannot make one.

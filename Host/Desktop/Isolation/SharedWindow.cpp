@@ -24,8 +24,9 @@ std::uint32_t copyRects(const std::vector<DeviceRect> &rects, DeviceRect *copies
 } // namespace
 
 SharedWindow::SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory,
-                           CGFloat density)
-    : _host(host), _memory(std::move(memory)), _density(density), _drawnAt(_memory->count()) {}
+                           CGFloat density, bool isTransparent)
+    : _host(host), _memory(std::move(memory)), _density(density), _isTransparent(isTransparent),
+      _drawnAt(_memory->count()) {}
 
 void SharedWindow::obey(const ViewOrder &order) {
     const CGFloat x = static_cast<CGFloat>(order.x);
@@ -78,6 +79,7 @@ void SharedWindow::present(const Drawing &draw) {
     CompositorTarget target{_memory->pixels(index), _memory->width(), _memory->height(),
                             _memory->width()};
     target.age = age > kMaxAge ? 0 : static_cast<unsigned>(age);
+    target.isTransparent = _isTransparent;
     const std::vector<DeviceRect> &rects = draw(target);
     _drawnAt[index] = ++_pictureCount;
     _allowed.reset();

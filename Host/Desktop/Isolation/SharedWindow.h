@@ -17,8 +17,9 @@ namespace Lumivera {
 /// listener. Main thread.
 class SharedWindow final : public Window {
   public:
-    /// `host` is not owned. `density` in pixels a point.
-    SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory, CGFloat density);
+    /// `host` is not owned. `density` in pixels a point; for `isTransparent` see CompositorTarget.
+    SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory, CGFloat density,
+                 bool isTransparent);
 
     /// The main run loop's waiter, for further descriptors.
     DescriptorWaiter &waiter() { return _waiter; }
@@ -50,6 +51,7 @@ class SharedWindow final : public Window {
     const PacketSocket &_host;
     const std::unique_ptr<SharedBuffers> _memory;
     const CGFloat _density;
+    const bool _isTransparent;
     DescriptorWaiter _waiter;
     Listener *_listener = nullptr;
     std::optional<std::uint32_t> _allowed;

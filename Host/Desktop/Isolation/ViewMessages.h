@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Wallpapers/WallpaperChoice.h"
+#include "Host/Wallpapers/WallpaperSettings.h"
 #include "Platform/Compositor/DeviceRect.h"
 
 #include <cstdint>
@@ -11,8 +11,8 @@ namespace Lumivera {
 
 /// From the host to the view.
 struct ViewOrder {
-    enum class Kind : std::uint64_t {
-        Begin, ///< the first order, once: the memory's descriptor, size, count and density, values
+    enum class Kind : std::uint32_t {
+        Begin, ///< the first order, once: the memory, its descriptor, and how to draw into it
         Draw,  ///< allows drawing once into buffer `index`
         Run,
         Rest,
@@ -24,6 +24,7 @@ struct ViewOrder {
     };
 
     Kind kind = Kind::Ping;
+    WallpaperPart part = WallpaperPart::Whole;
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     std::uint32_t count = 0;

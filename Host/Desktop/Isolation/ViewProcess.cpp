@@ -74,6 +74,7 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
     first.height = _memory->height();
     first.count = _memory->count();
     first.density = start.density;
+    first.part = start.part;
     first.values = bytesOf(start.values);
     order(first, _memory->descriptor());
     _watch.add(*this);

@@ -83,6 +83,7 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
     Start start;
     static_cast<WallpaperValues &>(start.settings) = valuesFrom(order.values);
     start.settings.density = order.density;
+    start.part = order.part;
     start.settings.size = {order.width / order.density, order.height / order.density};
     start.memory =
         std::make_unique<SharedBuffers>(packet.attached, order.width, order.height, order.count);
@@ -90,9 +91,10 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
 }
 
 ViewService::ViewService(const PacketSocket &host, Start start, const WallpaperBundle &bundle)
-    : _host(host), _window(host, std::move(start.memory), start.settings.density),
-      _show(_window, bundle, {start.settings, {}, {}}), _startTime(Clock::current().now()),
-      _beginWhenLoaded([this] { beginWhenLoaded(); }) {
+    : _host(host), _window(host, std::move(start.memory), start.settings.density,
+                           start.part == WallpaperPart::Petals),
+      _show(_window, bundle, {start.settings, {}, {}, start.part}),
+      _startTime(Clock::current().now()), _beginWhenLoaded([this] { beginWhenLoaded(); }) {
     _window.waiter().add(*this);
     beginWhenLoaded();
 }

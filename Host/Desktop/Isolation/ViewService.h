@@ -15,6 +15,7 @@ class ViewService final : private DescriptorSource {
     struct Start {
         WallpaperSettings settings;
         std::unique_ptr<SharedBuffers> memory;
+        WallpaperPart part = WallpaperPart::Whole;
     };
 
     /// Waits for the order to begin. Throws a HostError when the host has gone.

@@ -21,6 +21,17 @@ void HeadlessSurface::present(unsigned index, const std::vector<DeviceRect> &) {
     _wantBuffer.callAfter(0);
 }
 
+DeviceRect HeadlessSurface::outputArea() const {
+    return {_left, _top, _left + static_cast<int>(_geometry.width),
+            _top + static_cast<int>(_geometry.height)};
+}
+
+void HeadlessSurface::moveTo(int left, int top) {
+    _left = left;
+    _top = top;
+    setGeometry(_geometry);
+}
+
 void HeadlessSurface::setGeometry(const SurfaceGeometry &geometry) {
     _geometry = geometry;
     if (_listener) {

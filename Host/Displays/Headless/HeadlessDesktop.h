@@ -23,10 +23,17 @@ class HeadlessSurface final : public DesktopSurface {
     SurfaceVisibility visibility() const override { return _visibility; }
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
+    DeviceRect outputArea() const override;
+    void setBackground(std::shared_ptr<const SharedBuffers> picture) override {
+        _background = std::move(picture);
+    }
 
     /// Changes what the window system decides. Call them in call-outs of the main run loop.
     void setGeometry(const SurfaceGeometry &geometry);
     void setVisibility(SurfaceVisibility visibility);
+
+    /// Moves the output to another place of the desktop; at first it lies at (0, 0).
+    void moveTo(int left, int top);
 
     /// Null for none.
     Listener *listener() const { return _listener; }
@@ -35,15 +42,19 @@ class HeadlessSurface final : public DesktopSurface {
     SharedBuffers *memory() const { return _memory.get(); }
     std::optional<unsigned> presented() const { return _presented; }
     std::uint64_t presentCount() const { return _presentCount; }
+    const SharedBuffers *background() const { return _background.get(); }
 
   private:
     void wantBuffer();
 
     const std::string _outputName;
     SurfaceGeometry _geometry;
+    int _left = 0;
+    int _top = 0;
     SurfaceVisibility _visibility = SurfaceVisibility::Visible;
     Listener *_listener = nullptr;
     std::shared_ptr<SharedBuffers> _memory;
+    std::shared_ptr<const SharedBuffers> _background;
     std::optional<unsigned> _presented;
     std::uint64_t _presentCount = 0;
     DeferredCall _wantBuffer;

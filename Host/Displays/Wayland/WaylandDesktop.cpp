@@ -135,8 +135,7 @@ struct WaylandDesktop::Events {
 };
 
 /// The first round trip brings the globals, the second their initial events.
-WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter, const Options &options)
-    : _options(options), _connection(waiter), _cursor(_globals) {
+WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter) : _connection(waiter), _cursor(_globals) {
     _registry = wl_display_get_registry(_connection.display());
     wl_registry_add_listener(_registry, &Events::kRegistry, this);
     try {
@@ -178,7 +177,7 @@ void WaylandDesktop::add(std::uint32_t number, std::string_view interface, std::
         void *const output = bind(wl_output_interface, kOutputVersion);
         _places.push_back(
             std::unique_ptr<Place>(new Place{{static_cast<wl_output *>(output), number}, nullptr}));
-    } else if (interface == wl_seat_interface.name && !_options.clickThrough) {
+    } else if (interface == wl_seat_interface.name) {
         void *const seat = bind(wl_seat_interface, kSeatVersion);
         _seats.push_back(
             std::make_unique<WaylandSeat>(static_cast<wl_seat *>(seat), number, _cursor));
@@ -224,8 +223,7 @@ void WaylandDesktop::connectionLost(const std::string &reason) {
 void WaylandDesktop::openSurfaces() {
     for (const auto &place : _places) {
         if (!place->surface && place->output.isKnown() && !place->isGone && !place->isGivenUp) {
-            place->surface =
-                std::make_unique<WaylandSurface>(_globals, place->output, _options.clickThrough);
+            place->surface = std::make_unique<WaylandSurface>(_globals, place->output);
             if (_listener) {
                 _listener->outputAdded(*place->surface);
             }

@@ -26,14 +26,9 @@ DesktopSurvey surveyWayland();
 /// compositor stops the frame callbacks. Main thread.
 class WaylandDesktop final : public Desktop, private WaylandConnection::Listener {
   public:
-    struct Options {
-        /// Taps and clicks go to what lies behind the wallpaper, usually nothing.
-        bool clickThrough = false;
-    };
-
     /// Connects to the compositor that the environment names. A HostError when there is none, when
     /// it does not answer within a few seconds or has no layer shell.
-    WaylandDesktop(DescriptorWaiter &waiter, const Options &options);
+    explicit WaylandDesktop(DescriptorWaiter &waiter);
     ~WaylandDesktop() override;
 
     WaylandDesktop(const WaylandDesktop &) = delete;
@@ -56,7 +51,6 @@ class WaylandDesktop final : public Desktop, private WaylandConnection::Listener
     void dropSurface(Place &place);
     void killSurfaces();
 
-    const Options _options;
     Desktop::Listener *_listener = nullptr;
     WaylandConnection _connection;
     WaylandGlobals _globals;

@@ -54,8 +54,7 @@ struct WaylandLayer::Events {
     static constexpr wl_callback_listener kFrame{.done = frame};
 };
 
-WaylandLayer::WaylandLayer(const WaylandGlobals &globals, wl_output *output, bool clickThrough,
-                           void *owner)
+WaylandLayer::WaylandLayer(const WaylandGlobals &globals, wl_output *output, void *owner)
     : _surface(wl_compositor_create_surface(globals.compositor)) {
     wl_surface_set_user_data(_surface, owner);
     if (globals.viewporter) {
@@ -66,7 +65,7 @@ WaylandLayer::WaylandLayer(const WaylandGlobals &globals, wl_output *output, boo
             wp_fractional_scale_manager_v1_get_fractional_scale(globals.fractionalScales, _surface);
         wp_fractional_scale_v1_add_listener(_fractionalScale, &Events::kScale, this);
     }
-    makeRegions(globals, clickThrough);
+    makeRegion(globals);
     _layerSurface = zwlr_layer_shell_v1_get_layer_surface(
         globals.layerShell, _surface, output, ZWLR_LAYER_SHELL_V1_LAYER_BACKGROUND, "wallpaper");
     zwlr_layer_surface_v1_add_listener(_layerSurface, &Events::kLayer, this);
@@ -109,16 +108,11 @@ void WaylandLayer::show(wl_buffer *buffer, const std::vector<DeviceRect> &damage
 }
 
 /// The opaque region keeps the compositor from drawing what lies behind.
-void WaylandLayer::makeRegions(const WaylandGlobals &globals, bool clickThrough) {
+void WaylandLayer::makeRegion(const WaylandGlobals &globals) {
     wl_region *const everything = wl_compositor_create_region(globals.compositor);
     wl_region_add(everything, 0, 0, INT32_MAX, INT32_MAX);
     wl_surface_set_opaque_region(_surface, everything);
     wl_region_destroy(everything);
-    if (clickThrough) {
-        wl_region *const nothing = wl_compositor_create_region(globals.compositor);
-        wl_surface_set_input_region(_surface, nothing);
-        wl_region_destroy(nothing);
-    }
 }
 
 /// Before version 4, damage is in points, which cannot describe pixels, so the whole surface is

@@ -21,8 +21,8 @@ class WaylandGlobals;
 /// A layer surface in the background layer that fills an output. Main thread.
 class WaylandLayer final {
   public:
-    /// `owner` becomes the user data of the wl_surface. With `clickThrough` it takes no input.
-    WaylandLayer(const WaylandGlobals &globals, wl_output *output, bool clickThrough, void *owner);
+    /// `owner` becomes the user data of the wl_surface.
+    WaylandLayer(const WaylandGlobals &globals, wl_output *output, void *owner);
     ~WaylandLayer();
 
     WaylandLayer(const WaylandLayer &) = delete;
@@ -59,7 +59,7 @@ class WaylandLayer final {
   private:
     struct Events;
 
-    void makeRegions(const WaylandGlobals &globals, bool clickThrough);
+    void makeRegion(const WaylandGlobals &globals);
     void addDamage(const std::vector<DeviceRect> &damage);
     void awaitFrame();
     void endFrame();

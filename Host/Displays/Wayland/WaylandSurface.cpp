@@ -34,10 +34,9 @@ bool isDivisible(const SharedBuffers &memory, int divisor) {
 
 } // namespace
 
-WaylandSurface::WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output,
-                               bool clickThrough)
-    : _globals(globals), _output(output), _isClickThrough(clickThrough), _outputName(output.name()),
-      _reopen([this] { open(); }), _frameOverdue([this] {
+WaylandSurface::WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output)
+    : _globals(globals), _output(output), _outputName(output.name()), _reopen([this] { open(); }),
+      _frameOverdue([this] {
           _isStalled = true;
           updateVisibility();
       }),
@@ -131,7 +130,7 @@ WaylandLayer *WaylandSurface::usableLayer() const {
 }
 
 void WaylandSurface::open() {
-    _layer = std::make_unique<WaylandLayer>(_globals, _output.handle(), _isClickThrough, this);
+    _layer = std::make_unique<WaylandLayer>(_globals, _output.handle(), this);
 }
 
 /// Opens again a little later, because compositors often close the surface right before they remove

@@ -22,7 +22,7 @@ class WaylandOutput;
 class WaylandSurface final : public DesktopSurface {
   public:
     /// The globals and the output must outlive the surface.
-    WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output, bool clickThrough);
+    WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output);
     ~WaylandSurface() override;
 
     void setListener(Listener *listener) override;
@@ -65,7 +65,6 @@ class WaylandSurface final : public DesktopSurface {
 
     const WaylandGlobals &_globals;
     const WaylandOutput &_output;
-    const bool _isClickThrough;
     const std::string _outputName;
     Listener *_listener = nullptr;
 

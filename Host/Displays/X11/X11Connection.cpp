@@ -12,6 +12,7 @@
 #include <xcb/shape.h>
 #include <xcb/shm.h>
 #include <xcb/xcb.h>
+#include <xcb/xinput.h>
 
 namespace Lumivera {
 
@@ -24,10 +25,13 @@ constexpr std::uint32_t kMaxPropertyWords = 16 * 1024;
 constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::Count)> kAtomNames = {
     "UTF8_STRING",
     "_LUMIVERA_RELEASE",
+    "MANAGER",
     "_NET_ACTIVE_WINDOW",
     "_NET_CLIENT_LIST_STACKING",
     "_NET_CURRENT_DESKTOP",
     "_NET_FRAME_EXTENTS",
+    "_NET_SHOWING_DESKTOP",
+    "_NET_SUPPORTED",
     "_NET_SUPPORTING_WM_CHECK",
     "_NET_WM_DESKTOP",
     "_NET_WM_NAME",
@@ -37,15 +41,28 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::Count)>
     "_NET_WM_STATE_BELOW",
     "_NET_WM_STATE_FULLSCREEN",
     "_NET_WM_STATE_HIDDEN",
+    "_NET_WM_STATE_MAXIMIZED_HORZ",
+    "_NET_WM_STATE_MAXIMIZED_VERT",
     "_NET_WM_STATE_SKIP_PAGER",
     "_NET_WM_STATE_SKIP_TASKBAR",
     "_NET_WM_STATE_STICKY",
+    "_NET_WM_STRUT",
+    "_NET_WM_STRUT_PARTIAL",
     "_NET_WM_WINDOW_OPACITY",
     "_NET_WM_WINDOW_TYPE",
     "_NET_WM_WINDOW_TYPE_DESKTOP",
+    "_NET_WM_WINDOW_TYPE_DOCK",
+    "_NET_WORKAREA",
+    "_XSETTINGS_SETTINGS",
 };
 
-static_assert(!kAtomNames.back().empty());
+/// In the order of X11Selection, before the number of the screen.
+constexpr std::array<std::string_view, static_cast<std::size_t>(X11Selection::Count)>
+    kSelectionNames = {"_NET_WM_CM_S", "_XSETTINGS_S"};
+
+static_assert(!kAtomNames.back().empty() && !kSelectionNames.back().empty());
+
+constexpr std::uint8_t kTransparentDepth = 32;
 
 bool isOurFormat(const xcb_visualtype_t &visual) {
     return visual._class == XCB_VISUAL_CLASS_TRUE_COLOR && visual.red_mask == 0xff0000 &&
@@ -58,6 +75,16 @@ bool isWordPerPixel(const xcb_setup_t *setup, std::uint8_t depth) {
     return std::any_of(formats, end, [&](const xcb_format_t &format) {
         return format.depth == depth && format.bits_per_pixel == 32;
     });
+}
+
+xcb_intern_atom_cookie_t askForAtom(xcb_connection_t *connection, std::string_view name) {
+    return xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(name.size()), name.data());
+}
+
+std::uint32_t atomFrom(xcb_connection_t *connection, xcb_intern_atom_cookie_t cookie) {
+    const X11Reply<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(connection, cookie, nullptr));
+    return reply ? reply->atom : static_cast<std::uint32_t>(XCB_ATOM_NONE);
 }
 
 std::uint8_t firstEvent(xcb_connection_t *connection, xcb_extension_t *extension) {
@@ -92,7 +119,7 @@ X11Connection::X11Connection(DescriptorWatch &waiter, X11Listener &listener)
         xcb_disconnect(_connection);
         throw;
     }
-    internAtoms();
+    internAtoms(number);
     findExtensions();
     _waiter.add(*this);
 }
@@ -118,26 +145,57 @@ bool X11Connection::isMonitorChange(const X11Event &event) const {
                               event.type() == *_monitorEvents + XCB_RANDR_NOTIFY);
 }
 
-bool X11Connection::swapsBytes() const {
-    const bool isServerLittle =
-        xcb_get_setup(_connection)->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST;
-    return isServerLittle != (std::endian::native == std::endian::little);
+bool X11Connection::isServerLittle() const {
+    return xcb_get_setup(_connection)->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST;
 }
 
-std::uint32_t X11Connection::createWindow(const DeviceRect &area, std::uint32_t eventMask) {
+bool X11Connection::swapsBytes() const {
+    return isServerLittle() != (std::endian::native == std::endian::little);
+}
+
+bool X11Connection::isInput(const X11Event &event, std::uint16_t number) const {
+    if (!_inputExtension || event.type() != XCB_GE_GENERIC) {
+        return false;
+    }
+    const auto &generic = event.as<xcb_ge_generic_event_t>();
+    return generic.extension == *_inputExtension && generic.event_type == number;
+}
+
+std::uint32_t X11Connection::createWindow(const DeviceRect &area, const WindowKind &kind,
+                                          std::uint32_t eventMask) {
+    const Colors &colors = kind.isTransparent ? _transparent : _opaque;
     const std::uint32_t window = xcb_generate_id(_connection);
-    const std::uint32_t values[] = {0, XCB_GRAVITY_NORTH_WEST, eventMask, _colormap};
+    const std::uint32_t values[] = {0, XCB_GRAVITY_NORTH_WEST, kind.isUnmanaged ? 1U : 0U,
+                                    eventMask, colors.colormap};
     xcb_create_window(
-        _connection, _depth, window, root(), static_cast<std::int16_t>(area.left),
+        _connection, colors.depth, window, root(), static_cast<std::int16_t>(area.left),
         static_cast<std::int16_t>(area.top), static_cast<std::uint16_t>(area.width()),
-        static_cast<std::uint16_t>(area.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, _visual,
-        XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_EVENT_MASK | XCB_CW_COLORMAP, values);
+        static_cast<std::uint16_t>(area.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, colors.visual,
+        XCB_CW_BORDER_PIXEL | XCB_CW_BIT_GRAVITY | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK |
+            XCB_CW_COLORMAP,
+        values);
     return window;
+}
+
+std::uint8_t X11Connection::depth(bool isTransparent) const {
+    return isTransparent ? _transparent.depth : _opaque.depth;
+}
+
+unsigned X11Connection::askForOwner(X11Selection selection) const {
+    return xcb_get_selection_owner(_connection, _selections[static_cast<std::size_t>(selection)])
+        .sequence;
+}
+
+std::uint32_t X11Connection::selectionOwner(unsigned question) const {
+    const X11Reply<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(_connection, {question}, nullptr));
+    return reply ? reply->owner : static_cast<std::uint32_t>(XCB_WINDOW_NONE);
 }
 
 void X11Connection::setClass(std::uint32_t window) {
     using namespace std::string_view_literals;
     setProperty(window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, "lumivera\0Lumivera\0"sv);
+    static_assert("lumivera\0Lumivera\0"sv.substr(9, 8) == kClass);
 }
 
 void X11Connection::setProperty(std::uint32_t window, std::uint32_t name, std::uint32_t type,
@@ -166,6 +224,16 @@ std::optional<std::vector<std::uint32_t>> X11Connection::propertyWords(unsigned 
     }
     const auto *words = static_cast<const std::uint32_t *>(xcb_get_property_value(reply.get()));
     return std::vector(words, words + xcb_get_property_value_length(reply.get()) / 4);
+}
+
+std::string X11Connection::propertyBytes(unsigned question) const {
+    const X11Reply<xcb_get_property_reply_t> reply(
+        xcb_get_property_reply(_connection, {question}, nullptr));
+    if (!reply || reply->format != 8) {
+        return {};
+    }
+    return {static_cast<const char *>(xcb_get_property_value(reply.get())),
+            static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))};
 }
 
 int X11Connection::descriptor() const { return xcb_get_file_descriptor(_connection); }
@@ -207,49 +275,60 @@ void X11Connection::chooseScreen(int number) {
         xcb_screen_next(&screens);
     }
     _screen = screens.data;
-    if (!chooseVisual()) {
+    if (!chooseVisuals()) {
         throw HostError(kSubject, "the screen cannot show 24-bit colours",
                         "choose a colour depth of 24 bits for it");
     }
 }
 
-/// Prefers the root's own visual, for which the server converts no colours.
-bool X11Connection::chooseVisual() {
+/// Prefers the root's own visual, for which the server converts no colours. False without one for
+/// opaque windows.
+bool X11Connection::chooseVisuals() {
     const xcb_setup_t *setup = xcb_get_setup(_connection);
     for (auto depths = xcb_screen_allowed_depths_iterator(_screen); depths.rem > 0;
          xcb_depth_next(&depths)) {
         const std::uint8_t depth = depths.data->depth;
-        const bool isRootDepth = depth == _screen->root_depth;
-        if ((depth != 24 && !isRootDepth) || !isWordPerPixel(setup, depth)) {
+        const bool isTransparent = depth == kTransparentDepth;
+        const bool isOpaque = depth == 24 || (depth == _screen->root_depth && !isTransparent);
+        if ((!isOpaque && !isTransparent) || !isWordPerPixel(setup, depth)) {
             continue;
         }
+        Colors &colors = isTransparent ? _transparent : _opaque;
         for (auto visuals = xcb_depth_visuals_iterator(depths.data); visuals.rem > 0;
              xcb_visualtype_next(&visuals)) {
             const bool isRoots = visuals.data->visual_id == _screen->root_visual;
-            if (isOurFormat(*visuals.data) && (isRoots || _visual == 0)) {
-                _visual = visuals.data->visual_id;
-                _depth = depth;
+            if (isOurFormat(*visuals.data) && (isRoots || colors.visual == 0)) {
+                colors.visual = visuals.data->visual_id;
+                colors.depth = depth;
             }
         }
     }
-    if (_visual != 0) {
-        _colormap = xcb_generate_id(_connection);
-        xcb_create_colormap(_connection, XCB_COLORMAP_ALLOC_NONE, _colormap, root(), _visual);
+    for (Colors *colors : {&_opaque, &_transparent}) {
+        if (colors->visual != 0) {
+            colors->colormap = xcb_generate_id(_connection);
+            xcb_create_colormap(_connection, XCB_COLORMAP_ALLOC_NONE, colors->colormap, root(),
+                                colors->visual);
+        }
     }
-    return _visual != 0;
+    return _opaque.visual != 0;
 }
 
 /// Sends all requests before it waits for the first reply, so that they take one round trip.
-void X11Connection::internAtoms() {
-    std::array<xcb_intern_atom_cookie_t, kAtomNames.size()> cookies;
-    for (std::size_t i = 0; i < kAtomNames.size(); ++i) {
-        cookies[i] = xcb_intern_atom(
-            _connection, 0, static_cast<std::uint16_t>(kAtomNames[i].size()), kAtomNames[i].data());
+void X11Connection::internAtoms(int screen) {
+    std::array<xcb_intern_atom_cookie_t, kAtomNames.size()> atoms;
+    std::array<xcb_intern_atom_cookie_t, kSelectionNames.size()> selections;
+    for (std::size_t i = 0; i < atoms.size(); ++i) {
+        atoms[i] = askForAtom(_connection, kAtomNames[i]);
     }
-    for (std::size_t i = 0; i < kAtomNames.size(); ++i) {
-        const X11Reply<xcb_intern_atom_reply_t> reply(
-            xcb_intern_atom_reply(_connection, cookies[i], nullptr));
-        _atoms[i] = reply ? reply->atom : static_cast<std::uint32_t>(XCB_ATOM_NONE);
+    for (std::size_t i = 0; i < selections.size(); ++i) {
+        const std::string name = std::string(kSelectionNames[i]) + std::to_string(screen);
+        selections[i] = askForAtom(_connection, name);
+    }
+    for (std::size_t i = 0; i < atoms.size(); ++i) {
+        _atoms[i] = atomFrom(_connection, atoms[i]);
+    }
+    for (std::size_t i = 0; i < selections.size(); ++i) {
+        _selections[i] = atomFrom(_connection, selections[i]);
     }
 }
 
@@ -257,7 +336,7 @@ void X11Connection::internAtoms() {
 /// machine, and trying breaks the connection.
 void X11Connection::findExtensions() {
     for (xcb_extension_t *extension :
-         {&xcb_shm_id, &xcb_randr_id, &xcb_shape_id, &xcb_screensaver_id}) {
+         {&xcb_shm_id, &xcb_randr_id, &xcb_shape_id, &xcb_screensaver_id, &xcb_input_id}) {
         xcb_prefetch_extension_data(_connection, extension);
     }
     _hasShapes = firstEvent(_connection, &xcb_shape_id) != 0;
@@ -277,6 +356,21 @@ void X11Connection::findExtensions() {
     }
     if (const std::uint8_t first = firstEvent(_connection, &xcb_screensaver_id); first != 0) {
         _screenSaverEvent = static_cast<std::uint8_t>(first + XCB_SCREENSAVER_NOTIFY);
+    }
+    findInput();
+}
+
+/// Since version 2.1 the server also reports what happens while a program has grabbed a pointer.
+void X11Connection::findInput() {
+    const xcb_query_extension_reply_t *data = xcb_get_extension_data(_connection, &xcb_input_id);
+    if (!data || !data->present) {
+        return;
+    }
+    const X11Reply<xcb_input_xi_query_version_reply_t> version(xcb_input_xi_query_version_reply(
+        _connection, xcb_input_xi_query_version(_connection, 2, 2), nullptr));
+    if (version && (version->major_version > 2 ||
+                    (version->major_version == 2 && version->minor_version >= 1))) {
+        _inputExtension = data->major_opcode;
     }
 }
 

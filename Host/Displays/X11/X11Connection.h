@@ -59,10 +59,13 @@ class X11Listener {
 enum class X11Atom {
     Utf8String,
     LumiveraRelease,
+    Manager,
     NetActiveWindow,
     NetClientListStacking,
     NetCurrentDesktop,
     NetFrameExtents,
+    NetShowingDesktop,
+    NetSupported,
     NetSupportingWMCheck,
     NetWMDesktop,
     NetWMName,
@@ -72,12 +75,26 @@ enum class X11Atom {
     NetWMStateBelow,
     NetWMStateFullScreen,
     NetWMStateHidden,
+    NetWMStateMaximizedHorz,
+    NetWMStateMaximizedVert,
     NetWMStateSkipPager,
     NetWMStateSkipTaskbar,
     NetWMStateSticky,
+    NetWMStrut,
+    NetWMStrutPartial,
     NetWMWindowOpacity,
     NetWMWindowType,
     NetWMWindowTypeDesktop,
+    NetWMWindowTypeDock,
+    NetWorkArea,
+    XSettingsSettings,
+    Count,
+};
+
+/// Selections of a screen, which a program owns while it does a task for the whole screen.
+enum class X11Selection {
+    CompositingManager,
+    Settings,
     Count,
 };
 
@@ -125,13 +142,45 @@ class X11Connection final : private DescriptorSource {
     /// Whether windows may have other shapes than rectangles.
     bool hasShapes() const { return _hasShapes; }
 
-    /// Whether the server's byte order differs from this machine's.
+    /// Whether windows may have pixels with an opacity, which a compositing manager blends.
+    bool hasTransparentWindows() const { return _transparent.visual != 0; }
+
+    /// Whether the server reports what pointers do, whichever window they belong to.
+    bool hasRawInput() const { return _inputExtension.has_value(); }
+
+    /// Whether the event is one of the input extension, of that number there.
+    bool isInput(const X11Event &event, std::uint16_t number) const;
+
+    /// Whether the server's pixels begin with their lowest byte, and whether its byte order differs
+    /// from this machine's.
+    bool isServerLittle() const;
     bool swapsBytes() const;
 
-    /// Creates a window whose pixels are words 0x00RRGGBB. It has no background, which would flash
-    /// before the first picture. `eventMask` selects its events.
-    std::uint32_t createWindow(const DeviceRect &area, std::uint32_t eventMask);
-    std::uint8_t depth() const { return _depth; }
+    struct WindowKind {
+        /// Its pixels are premultiplied words 0xAARRGGBB; else 0x00RRGGBB.
+        bool isTransparent = false;
+
+        /// The window manager leaves it alone.
+        bool isUnmanaged = false;
+
+        bool operator==(const WindowKind &) const = default;
+    };
+
+    /// Creates a window without a background, which would flash before the first picture.
+    /// `eventMask` selects its events.
+    std::uint32_t createWindow(const DeviceRect &area, const WindowKind &kind,
+                               std::uint32_t eventMask);
+    std::uint8_t depth(bool isTransparent) const;
+
+    /// Asks for the window that owns the selection, without waiting. The result is good for one
+    /// selectionOwner().
+    unsigned askForOwner(X11Selection selection) const;
+
+    /// Waits for the owner; 0 when there is none.
+    std::uint32_t selectionOwner(unsigned question) const;
+
+    /// The program's class.
+    static constexpr std::string_view kClass = "Lumivera";
 
     /// Sets the class, by which window managers know the program.
     void setClass(std::uint32_t window);
@@ -147,15 +196,26 @@ class X11Connection final : private DescriptorSource {
     /// Waits for a property of 32-bit words; nothing when there is none of that kind.
     std::optional<std::vector<std::uint32_t>> propertyWords(unsigned question) const;
 
+    /// Waits for a property of bytes; empty when there is none of that kind.
+    std::string propertyBytes(unsigned question) const;
+
   private:
+    /// What the pixels of a window mean.
+    struct Colors {
+        std::uint32_t visual = 0;
+        std::uint32_t colormap = 0;
+        std::uint8_t depth = 0;
+    };
+
     int descriptor() const override;
     bool prepareToWait() override;
     void serve() override;
 
     void chooseScreen(int number);
-    bool chooseVisual();
-    void internAtoms();
+    bool chooseVisuals();
+    void internAtoms(int screen);
     void findExtensions();
+    void findInput();
     bool isLocal() const;
     void serveEvent(void *event);
     void loseConnection();
@@ -165,13 +225,14 @@ class X11Connection final : private DescriptorSource {
     xcb_connection_t *_connection = nullptr;
     const xcb_screen_t *_screen = nullptr;
     std::array<std::uint32_t, static_cast<std::size_t>(X11Atom::Count)> _atoms{};
+    std::array<std::uint32_t, static_cast<std::size_t>(X11Selection::Count)> _selections{};
     std::optional<std::uint8_t> _sharedMemoryEvent;
     std::optional<std::uint8_t> _monitorEvents;
     std::optional<std::uint8_t> _screenSaverEvent;
+    std::optional<std::uint8_t> _inputExtension;
     bool _hasShapes = false;
-    std::uint32_t _visual = 0;
-    std::uint32_t _colormap = 0;
-    std::uint8_t _depth = 0;
+    Colors _opaque;
+    Colors _transparent;
     X11Reply<void> _arrived;
     bool _isLost = false;
 };

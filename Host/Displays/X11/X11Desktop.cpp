@@ -14,6 +14,10 @@ using Level = Finding::Level;
 /// window is dragged.
 constexpr NSTimeInterval kRest = 0.05;
 
+/// Seconds until a surface goes elsewhere.
+constexpr NSTimeInterval kSettlingTime = 2;
+constexpr NSTimeInterval kUntilLookAgain = 3;
+
 /// Ignores the events of a connection that only sends requests.
 class Silence final : public X11Listener {
   private:
@@ -28,17 +32,22 @@ Finding either(bool isThere, const std::string &subject, const std::string &good
                    : Finding{subject, Level::Lacking, lacking, remedy};
 }
 
-bool hasWindowManager(X11Connection &connection) {
-    const unsigned question = connection.askForProperty(
-        connection.root(), connection.atom(X11Atom::NetSupportingWMCheck));
-    return connection.propertyWords(question).has_value();
+/// Where the wallpaper would be on the output.
+Finding layerFinding(const X11Scene &scene, const X11Output &output, LayerChoice choice) {
+    const SurfaceLayer layer = X11Layer::choose(scene, output.area, choice).layer;
+    return {"layer on " + output.name, layer.remedy.empty() ? Level::Good : Level::Lacking,
+            layer.words, layer.remedy};
 }
+
 } // namespace
 
-DesktopSurvey surveyX11() {
+DesktopSurvey surveyX11(LayerChoice choice) {
     DescriptorWaiter waiter;
     Silence silence;
     X11Connection connection(waiter, silence);
+    X11WindowStack stack(connection);
+    stack.read();
+    const X11Scene &scene = stack.scene();
     DesktopSurvey survey;
     survey.system = "X11";
     survey.findings = {
@@ -49,19 +58,23 @@ DesktopSurvey surveyX11() {
                "use a server on this machine with MIT-SHM 1.2 or newer"),
         either(connection.hasMonitors(), "RandR", "every monitor has its own wallpaper",
                "all monitors are one", "use a server with RandR 1.5 or newer"),
-        either(connection.hasShapes(), "shapes", "--click-through works",
-               "--click-through does nothing", "use a server with the SHAPE extension"),
+        either(connection.hasShapes() && connection.hasRawInput(), "taps",
+               "clicks on the empty desktop also reach the wallpaper, and nothing is taken from "
+               "others",
+               "clicks do not reach the wallpaper",
+               "use a server with the SHAPE extension and XInput 2.1"),
         either(connection.hasScreenSaver(), "screen saver",
                "the wallpaper rests while the screen is blank or switched off",
                "the wallpaper goes on while the screen is blank or switched off",
                "use a server with the MIT-SCREEN-SAVER extension"),
-        either(hasWindowManager(connection), "window manager",
-               "tells which windows cover the wallpaper",
+        either(!scene.manager.empty(), "window manager",
+               scene.manager + " tells which windows cover the wallpaper",
                "there is none that tells which windows cover the wallpaper; they are looked for",
                "use one that keeps to the common hints, as most do"),
     };
     const CGFloat density = readX11Density(connection).value_or(1);
     for (const X11Output &output : withoutMirrors(readX11Outputs(connection))) {
+        survey.findings.push_back(layerFinding(scene, output, choice));
         survey.outputs.push_back({output.name, static_cast<unsigned>(output.area.width()),
                                   static_cast<unsigned>(output.area.height()), density});
     }
@@ -70,15 +83,18 @@ DesktopSurvey surveyX11() {
 
 X11Desktop::X11Desktop(DescriptorWaiter &waiter, const Options &options)
     : _options(options), _connection(waiter, *this), _stack(_connection), _screenSaver(_connection),
-      _rest([this] {
+      _pointer(_connection), _rest([this] {
           if (_hasStackChanged) {
               updateStack();
           }
-      }) {
+      }),
+      _settle([this] { updateLayers(); }), _lookAgain([this] { updateStack(); }) {
     awaitEvents();
     updateDensity();
+    readStack();
     updateOutputs();
     updateStack();
+    _lookAgain.callAfter(kUntilLookAgain);
 }
 
 void X11Desktop::setListener(Listener *listener) {
@@ -97,6 +113,9 @@ void X11Desktop::eventArrived(const X11Event &event) {
     _haveOutputsChanged = _haveOutputsChanged || isOutputChange(event);
     _hasStackChanged = _hasStackChanged || _stack.isChange(event);
     _screenSaver.eventArrived(event);
+    if (const auto action = _pointer.actionOf(event)) {
+        servePointer(*action);
+    }
     if (event.type() == XCB_PROPERTY_NOTIFY) {
         const auto &property = event.as<xcb_property_notify_event_t>();
         _hasDensityChanged = _hasDensityChanged || (property.window == _connection.root() &&
@@ -173,6 +192,7 @@ void X11Desktop::removeSurfacesBut(const std::vector<X11Output> &outputs) {
             if (_listener) {
                 _listener->outputRemoved(*_surfaces[i]);
             }
+            _pressed = nullptr;
             _surfaces.erase(_surfaces.begin() + static_cast<std::ptrdiff_t>(i));
         }
     }
@@ -185,22 +205,88 @@ void X11Desktop::place(const X11Output &output) {
             return;
         }
     }
-    _surfaces.push_back(
-        std::make_unique<X11Surface>(_connection, output, _density, _options.clickThrough));
+    _surfaces.push_back(std::make_unique<X11Surface>(
+        _connection, output, _density,
+        X11Layer::choose(_stack.scene(), output.area, _options.layer)));
     _surfaces.back()->setBlank(_screenSaver.isBlank());
     if (_listener) {
         _listener->outputAdded(*_surfaces.back());
     }
 }
 
-void X11Desktop::updateStack() {
+void X11Desktop::setLayerChoice(LayerChoice choice) {
+    _options.layer = choice;
+    updateLayers();
+}
+
+void X11Desktop::readStack() {
     _hasStackChanged = false;
     _stack.read();
-    for (const auto &surface : _surfaces) {
-        surface->lowerBeneath(_stack.windowsBeneath(surface->window(), surface->area()));
-        surface->setStackVisibility(_stack.visibilityOf(surface->area()));
+}
+
+void X11Desktop::updateStack() {
+    readStack();
+    const bool isSettled =
+        std::all_of(_surfaces.begin(), _surfaces.end(), [this](const auto &surface) {
+            return surface->x11Layer() ==
+                   X11Layer::choose(_stack.scene(), surface->area(), _options.layer);
+        });
+    if (isSettled) {
+        _settle.cancel();
+    } else if (!_settle.isPending()) {
+        _settle.callAfter(kSettlingTime);
     }
+    updatePlaces();
     _rest.callAfter(kRest);
+}
+
+void X11Desktop::updateLayers() {
+    _settle.cancel();
+    for (const auto &surface : _surfaces) {
+        surface->setLayer(X11Layer::choose(_stack.scene(), surface->area(), _options.layer));
+    }
+    updatePlaces();
+    _lookAgain.callAfter(kUntilLookAgain);
+}
+
+void X11Desktop::updatePlaces() {
+    for (const auto &surface : _surfaces) {
+        const bool isInPlace =
+            _stack.isInPlace(surface->window(), surface->x11Layer(), surface->area());
+        if (!isInPlace && !surface->restack()) {
+            _lookAgain.callAfter(kUntilLookAgain);
+        }
+        surface->setStackVisibility(_stack.visibilityOf(surface->area(), surface->window()));
+    }
+}
+
+/// A press on the empty desktop belongs to the surface there until its release.
+void X11Desktop::servePointer(const X11Pointer::Action &action) {
+    using Kind = X11Pointer::Action::Kind;
+    const bool isMain = action.button == X11Pointer::Main;
+    if (action.kind == Kind::Press) {
+        X11Surface *const surface = surfaceAt(action.x, action.y);
+        const bool isOnDesktop = surface && _stack.isDesktop(action.child);
+        if (isMain) {
+            _pressed = isOnDesktop ? surface : nullptr;
+        }
+        if (isOnDesktop) {
+            surface->servePointer(action);
+        }
+    } else if (_pressed && isMain) {
+        _pressed->servePointer(action);
+        _pressed = action.kind == Kind::Release ? nullptr : _pressed;
+    }
+    _pointer.setWantsMoves(_pressed != nullptr);
+}
+
+/// Null where no output is.
+X11Surface *X11Desktop::surfaceAt(int x, int y) const {
+    const DeviceRect pixel{x, y, x + 1, y + 1};
+    const auto found = std::find_if(_surfaces.begin(), _surfaces.end(), [&](const auto &surface) {
+        return surface->area().contains(pixel);
+    });
+    return found == _surfaces.end() ? nullptr : found->get();
 }
 
 } // namespace Lumivera

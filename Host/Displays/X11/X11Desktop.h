@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Displays/X11/X11Pointer.h"
 #include "Host/Displays/X11/X11Surface.h"
 #include "Host/Displays/X11/X11WindowStack.h"
 #include "Host/Support/DeferredCall.h"
@@ -9,14 +10,14 @@ namespace Lumivera {
 
 /// What the X server and the window manager of the session offer. A HostError when there is no
 /// server that could show anything.
-DesktopSurvey surveyX11();
+DesktopSurvey surveyX11(LayerChoice choice);
 
-/// The desktop of an X11 session: a window beneath all others on every output.
+/// The desktop of an X11 session: on every output a window beneath all others, or in front of the
+/// desktop's icons, as X11Layer decides.
 class X11Desktop final : public Desktop, private X11Listener {
   public:
     struct Options {
-        /// Clicks reach what lies beneath the wallpaper.
-        bool clickThrough = false;
+        LayerChoice layer = LayerChoice::Automatic;
 
         /// Pixels a point, instead of what the desktop's settings say.
         std::optional<CGFloat> density;
@@ -31,6 +32,7 @@ class X11Desktop final : public Desktop, private X11Listener {
 
     void setListener(Listener *listener) override;
     std::string name() const override { return "X11"; }
+    void setLayerChoice(LayerChoice choice) override;
 
   private:
     void eventArrived(const X11Event &event) override;
@@ -43,12 +45,21 @@ class X11Desktop final : public Desktop, private X11Listener {
     void updateOutputs();
     void removeSurfacesBut(const std::vector<X11Output> &outputs);
     void place(const X11Output &output);
+    void readStack();
     void updateStack();
+    void updateLayers();
+    void updatePlaces();
+    void servePointer(const X11Pointer::Action &action);
+    X11Surface *surfaceAt(int x, int y) const;
 
-    const Options _options;
+    Options _options;
     X11Connection _connection;
     X11WindowStack _stack;
     X11ScreenSaver _screenSaver;
+    X11Pointer _pointer;
+
+    /// The surface on which the main button is pressed; null for none.
+    X11Surface *_pressed = nullptr;
     CGFloat _density = 1;
     std::vector<std::unique_ptr<X11Surface>> _surfaces;
     Listener *_listener = nullptr;
@@ -58,6 +69,14 @@ class X11Desktop final : public Desktop, private X11Listener {
 
     /// Pending for a while after the window stack was read.
     DeferredCall _rest;
+
+    /// Pending while surfaces are to go elsewhere, which they do when that has been so for a while:
+    /// programs that show icons are restarted.
+    DeferredCall _settle;
+
+    /// Looks again at windows that may not have painted themselves yet, or to which a surface could
+    /// not go back.
+    DeferredCall _lookAgain;
 };
 
 } // namespace Lumivera

@@ -47,8 +47,9 @@ std::uint32_t byteSwapped(std::uint32_t word) {
 
 } // namespace
 
-X11Presenter::X11Presenter(X11Connection &connection, std::uint32_t window)
-    : _connection(connection), _window(window), _context(newContext(connection.get(), window)) {}
+X11Presenter::X11Presenter(X11Connection &connection, std::uint32_t window, std::uint8_t depth)
+    : _connection(connection), _window(window), _context(newContext(connection.get(), window)),
+      _depth(depth) {}
 
 X11Presenter::~X11Presenter() {
     detach();
@@ -161,7 +162,7 @@ void X11Presenter::show(const DeviceRect &rect, bool isLast) {
                       static_cast<std::uint16_t>(_memory->height()), narrow(rect.left),
                       narrow(rect.top), narrow(rect.width()), narrow(rect.height()),
                       static_cast<std::int16_t>(rect.left), static_cast<std::int16_t>(rect.top),
-                      _connection.depth(), XCB_IMAGE_FORMAT_Z_PIXMAP, isLast, _segment, 0);
+                      _depth, XCB_IMAGE_FORMAT_Z_PIXMAP, isLast, _segment, 0);
 }
 
 /// Sends bands of rows, because the length of a request is limited.
@@ -179,7 +180,7 @@ void X11Presenter::sendRows(const DeviceRect &rect) {
                       static_cast<std::uint16_t>(band.width()),
                       static_cast<std::uint16_t>(band.height()),
                       static_cast<std::int16_t>(band.left), static_cast<std::int16_t>(band.top), 0,
-                      _connection.depth(), static_cast<std::uint32_t>(_band.size() * 4),
+                      _depth, static_cast<std::uint32_t>(_band.size() * 4),
                       reinterpret_cast<const std::uint8_t *>(_band.data()));
     }
 }

@@ -11,8 +11,8 @@ namespace Lumivera {
 /// can; elsewhere the pixels are sent to it. Main thread.
 class X11Presenter {
   public:
-    /// Neither the connection nor the window is owned.
-    X11Presenter(X11Connection &connection, std::uint32_t window);
+    /// `depth` is the window's. Neither the connection nor the window is owned.
+    X11Presenter(X11Connection &connection, std::uint32_t window, std::uint8_t depth);
     ~X11Presenter();
 
     X11Presenter(const X11Presenter &) = delete;
@@ -35,6 +35,7 @@ class X11Presenter {
     /// Whether the event is the release of the buffer, after which nobody but us touches it. True
     /// once after every present() and requestRelease().
     bool takesRelease(const X11Event &event);
+    bool awaitsRelease() const { return _awaitsRelease; }
 
   private:
     void attach();
@@ -47,6 +48,7 @@ class X11Presenter {
     X11Connection &_connection;
     const std::uint32_t _window;
     const std::uint32_t _context;
+    const std::uint8_t _depth;
     std::shared_ptr<SharedBuffers> _memory;
     std::vector<std::uint32_t> _band;
 

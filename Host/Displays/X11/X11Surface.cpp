@@ -2,6 +2,7 @@
 
 #include <array>
 #include <unistd.h>
+#include <utility>
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
 
@@ -12,9 +13,9 @@ namespace {
 constexpr std::string_view kTitle = "Lumivera";
 constexpr std::uint32_t kAllWorkspaces = 0xffffffff;
 
-/// A window that comes beneath ours more often than this may stay there.
-constexpr unsigned kMaxLowerings = 3;
-constexpr std::size_t kMaxRemembered = 256;
+/// A window goes back to its place at most this often in that time.
+constexpr std::size_t kMaxRestacks = 20;
+constexpr Clock::Nanoseconds kRestackTime = 10'000'000'000;
 
 /// Flags of WM_HINTS and WM_NORMAL_HINTS, and the length of the latter.
 constexpr std::uint32_t kInputHint = 1;
@@ -25,42 +26,42 @@ constexpr std::uint32_t kMaxSizeHint = 32;
 constexpr std::size_t kSizeHintWords = 18;
 
 constexpr std::uint32_t kShownEvents = XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_VISIBILITY_CHANGE;
-constexpr std::uint32_t kPointerEvents =
-    XCB_EVENT_MASK_BUTTON_PRESS | XCB_EVENT_MASK_BUTTON_RELEASE | XCB_EVENT_MASK_BUTTON_1_MOTION;
-
 constexpr CGFloat kPointsPerWheelStep = 20;
 constexpr CGFloat kPointsPerTurn = 60;
-constexpr std::uint8_t kMainButton = 1;
-constexpr std::uint8_t kWheelUp = 4;
-constexpr std::uint8_t kWheelDown = 5;
-constexpr std::uint8_t kWheelLeft = 6;
-constexpr std::uint8_t kWheelRight = 7;
-
-template <class Event> CGPoint placeOf(const Event &event, CGFloat density) {
-    return {event.event_x / density, event.event_y / density};
-}
-
 } // namespace
 
 X11Surface::X11Surface(X11Connection &connection, const X11Output &output, CGFloat density,
-                       bool clickThrough)
-    : _connection(connection), _output(output), _density(density),
-      _window(
-          connection.createWindow(output.area, kShownEvents | (clickThrough ? 0 : kPointerEvents))),
-      _presenter(connection, _window) {
-    describe();
-    fixPlace();
-    if (clickThrough) {
-        letClicksThrough();
-    }
-    goBelow();
+                       const X11Layer &layer)
+    : _connection(connection), _output(output), _density(density), _layer(layer) {
+    makeWindow();
 }
 
-X11Surface::~X11Surface() { xcb_destroy_window(_connection.get(), _window); }
+X11Surface::~X11Surface() { destroyWindow(); }
+
+void X11Surface::makeWindow() {
+    const X11Connection::WindowKind kind{_layer.isTransparent && !_layer.isShaped,
+                                         _layer.isUnmanaged};
+    _window = _connection.createWindow(area(), kind, kShownEvents);
+    _presenter.emplace(_connection, _window, _connection.depth(kind.isTransparent));
+    describe();
+    fixPlace();
+    letPointersThrough();
+    if (_layer.isShaped) {
+        _shape.emplace(_connection, _window);
+        _shape->setBackground(_background);
+    }
+    restack();
+}
+
+void X11Surface::destroyWindow() {
+    _shape.reset();
+    _presenter.reset();
+    xcb_destroy_window(_connection.get(), _window);
+}
 
 SurfaceGeometry X11Surface::geometry() const {
-    return {static_cast<unsigned>(area().width()), static_cast<unsigned>(area().height()),
-            _density};
+    return {static_cast<unsigned>(area().width()), static_cast<unsigned>(area().height()), _density,
+            _layer.isTransparent};
 }
 
 SurfaceVisibility X11Surface::visibility() const {
@@ -73,25 +74,51 @@ SurfaceVisibility X11Surface::visibility() const {
 }
 
 void X11Surface::setBuffers(std::shared_ptr<SharedBuffers> memory) {
-    _presenter.setBuffers(std::move(memory));
-    _presenter.requestRelease();
+    _memory = std::move(memory);
+    _presenter->setBuffers(_shape ? nullptr : _memory);
+    _presenter->requestRelease();
 }
 
 /// The first picture is drawn before the window manager shows the window, and so is lost. The
 /// server sends an expose event then.
 void X11Surface::present(unsigned, const std::vector<DeviceRect> &damage) {
+    if (!_memory) {
+        return;
+    }
     if (!_isMapped) {
         _isMapped = true;
         xcb_map_window(_connection.get(), _window);
+        restack();
     }
-    _presenter.present(damage);
+    if (_shape) {
+        showShape(damage);
+    } else {
+        _presenter->present(damage);
+    }
+}
+
+/// The window shows a picture of its own, so the view may draw again as soon as the server has
+/// that.
+void X11Surface::showShape(const std::vector<DeviceRect> &damage) {
+    const auto before = _shape->picture();
+    _shape->update(*_memory, damage);
+    if (_shape->picture() != before) {
+        _presenter->setBuffers(_shape->picture());
+    }
+    _presenter->present(damage);
+}
+
+void X11Surface::setBackground(std::shared_ptr<const SharedBuffers> picture) {
+    _background = std::move(picture);
+    if (_shape) {
+        _shape->setBackground(_background);
+    }
 }
 
 void X11Surface::setArea(const DeviceRect &area) {
     if (area == _output.area) {
         return;
     }
-    const SurfaceGeometry before = geometry();
     _output.area = area;
     fixPlace();
     const std::uint32_t values[] = {
@@ -101,12 +128,41 @@ void X11Surface::setArea(const DeviceRect &area) {
                          XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH |
                              XCB_CONFIG_WINDOW_HEIGHT,
                          values);
-    tellGeometryUnless(before);
+    if (_listener) {
+        _listener->surfaceGeometryChanged();
+    }
 }
 
 void X11Surface::setDensity(CGFloat density) {
     const SurfaceGeometry before = geometry();
     _density = density;
+    tellGeometryUnless(before);
+}
+
+/// A window of another kind takes the place of the old one. It shows the present picture at once,
+/// unless that is not meant for it.
+void X11Surface::setLayer(const X11Layer &layer) {
+    if (layer == _layer) {
+        return;
+    }
+    const SurfaceGeometry before = geometry();
+    const X11Layer old = std::exchange(_layer, layer);
+    const bool isSameKind = old.isTransparent == layer.isTransparent &&
+                            old.isUnmanaged == layer.isUnmanaged && old.isShaped == layer.isShaped;
+    if (!isSameKind) {
+        const bool awaitsRelease = _presenter->awaitsRelease();
+        destroyWindow();
+        _isMapped = false;
+        _isObscured = false;
+        makeWindow();
+        if (old.isTransparent != layer.isTransparent) {
+            _memory.reset();
+        }
+        _presenter->setBuffers(_shape ? nullptr : _memory);
+        if (_memory && awaitsRelease) {
+            _presenter->requestRelease();
+        }
+    }
     tellGeometryUnless(before);
 }
 
@@ -123,7 +179,7 @@ void X11Surface::setBlank(bool isBlank) {
 }
 
 void X11Surface::eventArrived(const X11Event &event) {
-    if (_presenter.takesRelease(event)) {
+    if (_presenter->takesRelease(event)) {
         if (_listener) {
             _listener->bufferWanted(0);
         }
@@ -132,7 +188,7 @@ void X11Surface::eventArrived(const X11Event &event) {
     if (event.type() == XCB_EXPOSE) {
         const auto &expose = event.as<xcb_expose_event_t>();
         if (expose.window == _window) {
-            _presenter.repaint(
+            _presenter->repaint(
                 {expose.x, expose.y, expose.x + expose.width, expose.y + expose.height});
         }
     } else if (event.type() == XCB_VISIBILITY_NOTIFY) {
@@ -140,28 +196,30 @@ void X11Surface::eventArrived(const X11Event &event) {
         if (notice.window == _window) {
             setObscured(notice.state == XCB_VISIBILITY_FULLY_OBSCURED);
         }
-    } else if (_listener) {
-        servePointer(event);
     }
 }
 
-/// Two programs that both want the lowest window would lower theirs for ever, so this gives up.
-void X11Surface::lowerBeneath(const std::vector<std::uint32_t> &windows) {
-    if (_lowerings.size() > kMaxRemembered) {
-        _lowerings.clear();
+bool X11Surface::restack() {
+    const Clock::Nanoseconds now = Clock::current().now();
+    while (!_restackTimes.empty() && now - _restackTimes.front() > kRestackTime) {
+        _restackTimes.pop_front();
     }
-    bool isWorthIt = false;
-    for (const std::uint32_t window : windows) {
-        isWorthIt = ++_lowerings[window] <= kMaxLowerings || isWorthIt;
+    if (_restackTimes.size() >= kMaxRestacks) {
+        return false;
     }
-    if (isWorthIt) {
-        goBelow();
+    _restackTimes.push_back(now);
+    const bool isAbove = _layer.beneath != 0;
+    const std::uint32_t mode = isAbove ? XCB_STACK_MODE_ABOVE : XCB_STACK_MODE_BELOW;
+    // Window managers know the window with icons itself, the server its frame.
+    const std::uint32_t sibling = _layer.isUnmanaged ? _layer.beneath : _layer.icons;
+    const std::uint32_t values[] = {sibling, mode};
+    if (sibling != 0) {
+        xcb_configure_window(_connection.get(), _window,
+                             XCB_CONFIG_WINDOW_SIBLING | XCB_CONFIG_WINDOW_STACK_MODE, values);
+    } else {
+        xcb_configure_window(_connection.get(), _window, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
     }
-}
-
-void X11Surface::goBelow() {
-    const std::uint32_t below = XCB_STACK_MODE_BELOW;
-    xcb_configure_window(_connection.get(), _window, XCB_CONFIG_WINDOW_STACK_MODE, &below);
+    return true;
 }
 
 /// Without these properties window managers would move and decorate the window. The process number
@@ -178,8 +236,12 @@ void X11Surface::describe() {
         _connection.setProperty(_window, atom(X11Atom::NetWMPid), XCB_ATOM_CARDINAL,
                                 {static_cast<std::uint32_t>(getpid())});
     }
-    _connection.setProperty(_window, atom(X11Atom::NetWMWindowType), XCB_ATOM_ATOM,
-                            {atom(X11Atom::NetWMWindowTypeDesktop)});
+    // Window managers that draw all windows show those of the type desktop without what is beneath
+    // them, but a panel below all windows as it is.
+    const bool isManagedOver = _layer.isTransparent && !_layer.isUnmanaged;
+    _connection.setProperty(
+        _window, atom(X11Atom::NetWMWindowType), XCB_ATOM_ATOM,
+        {atom(isManagedOver ? X11Atom::NetWMWindowTypeDock : X11Atom::NetWMWindowTypeDesktop)});
     _connection.setProperty(_window, atom(X11Atom::NetWMState), XCB_ATOM_ATOM,
                             {atom(X11Atom::NetWMStateBelow), atom(X11Atom::NetWMStateSticky),
                              atom(X11Atom::NetWMStateSkipTaskbar),
@@ -204,7 +266,7 @@ void X11Surface::fixPlace() {
     _connection.setProperty(_window, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS, hints);
 }
 
-void X11Surface::letClicksThrough() {
+void X11Surface::letPointersThrough() {
     if (_connection.hasShapes()) {
         xcb_shape_rectangles(_connection.get(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_INPUT,
                              XCB_CLIP_ORDERING_UNSORTED, _window, 0, 0, 0, nullptr);
@@ -224,33 +286,30 @@ void X11Surface::setObscured(bool isObscured) {
 }
 
 /// The main button taps and drags, the wheels scroll.
-void X11Surface::servePointer(const X11Event &event) {
-    if (event.type() == XCB_BUTTON_PRESS) {
-        const auto &press = event.as<xcb_button_press_event_t>();
-        if (press.event == _window) {
-            servePress(press.detail, placeOf(press, _density));
-        }
-    } else if (event.type() == XCB_MOTION_NOTIFY) {
-        const auto &motion = event.as<xcb_motion_notify_event_t>();
-        if (motion.event == _window) {
-            _gestures.moved(placeOf(motion, _density), *_listener);
-        }
-    } else if (event.type() == XCB_BUTTON_RELEASE) {
-        const auto &release = event.as<xcb_button_release_event_t>();
-        if (release.event == _window && release.detail == kMainButton) {
-            _gestures.released(placeOf(release, _density), *_listener);
-        }
+void X11Surface::servePointer(const X11Pointer::Action &action) {
+    using Kind = X11Pointer::Action::Kind;
+    if (!_listener) {
+        return;
+    }
+    const CGPoint point{(action.x - area().left) / _density, (action.y - area().top) / _density};
+    if (action.kind == Kind::Press) {
+        servePress(action.button, point);
+    } else if (action.kind == Kind::Move) {
+        _gestures.moved(point, *_listener);
+    } else if (action.button == X11Pointer::Main) {
+        _gestures.released(point, *_listener);
     }
 }
 
 void X11Surface::servePress(std::uint8_t button, CGPoint point) {
-    if (button == kMainButton) {
+    if (button == X11Pointer::Main) {
         _gestures.pressed(point);
-    } else if (button == kWheelLeft || button == kWheelRight) {
-        _listener->scrolledBy(button == kWheelLeft ? kPointsPerWheelStep : -kPointsPerWheelStep);
+    } else if (button == X11Pointer::WheelLeft || button == X11Pointer::WheelRight) {
+        _listener->scrolledBy(button == X11Pointer::WheelLeft ? kPointsPerWheelStep
+                                                              : -kPointsPerWheelStep);
         _listener->scrollingEnded();
-    } else if (button == kWheelUp || button == kWheelDown) {
-        _listener->scrolledDownBy(button == kWheelUp ? kPointsPerTurn : -kPointsPerTurn);
+    } else if (button == X11Pointer::WheelUp || button == X11Pointer::WheelDown) {
+        _listener->scrolledDownBy(button == X11Pointer::WheelUp ? kPointsPerTurn : -kPointsPerTurn);
     }
 }
 

@@ -2,20 +2,26 @@
 
 #include "Host/Displays/Desktop.h"
 #include "Host/Displays/PointerGestures.h"
+#include "Host/Displays/X11/X11Layer.h"
 #include "Host/Displays/X11/X11Outputs.h"
+#include "Host/Displays/X11/X11PetalShape.h"
+#include "Host/Displays/X11/X11Pointer.h"
 #include "Host/Displays/X11/X11Presenter.h"
+#include "Platform/Foundation/Clock.h"
 
-#include <map>
+#include <deque>
+#include <optional>
 
 namespace Lumivera {
 
-/// A window of type desktop that fills an output, beneath the windows of other programs. It is
-/// mapped when its first picture is presented. Main thread.
+/// A window of the type desktop that fills an output: beneath the windows of other programs, or
+/// right above the window with the desktop's icons. Pointers pass through it. It is mapped when its
+/// first picture is presented. Main thread.
 class X11Surface final : public DesktopSurface {
   public:
-    /// With `clickThrough`, clicks reach what lies beneath. The connection is not owned.
+    /// The connection is not owned.
     X11Surface(X11Connection &connection, const X11Output &output, CGFloat density,
-               bool clickThrough);
+               const X11Layer &layer);
     ~X11Surface() override;
 
     X11Surface(const X11Surface &) = delete;
@@ -25,42 +31,56 @@ class X11Surface final : public DesktopSurface {
     const std::string &outputName() const override { return _output.name; }
     SurfaceGeometry geometry() const override;
     SurfaceVisibility visibility() const override;
+    DeviceRect outputArea() const override { return _output.area; }
+    SurfaceLayer layer() const override { return _layer.layer; }
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
+    void setBackground(std::shared_ptr<const SharedBuffers> picture) override;
 
     std::uint32_t window() const { return _window; }
     const DeviceRect &area() const { return _output.area; }
+    const X11Layer &x11Layer() const { return _layer; }
 
     /// The desktop calls these, within call-outs.
     void setArea(const DeviceRect &area);
     void setDensity(CGFloat density);
+    void setLayer(const X11Layer &layer);
     void setStackVisibility(SurfaceVisibility visibility);
     void setBlank(bool isBlank);
     void eventArrived(const X11Event &event);
 
-    /// Goes beneath those windows, unless each of them has come beneath it too often.
-    void lowerBeneath(const std::vector<std::uint32_t> &windows);
+    /// What a pointer does on the empty desktop of this output.
+    void servePointer(const X11Pointer::Action &action);
+
+    /// Goes back to its place in the stack, unless it has done so too often of late: two programs
+    /// that both want one place would take turns for ever. False then.
+    bool restack();
 
   private:
-    void goBelow();
+    void makeWindow();
+    void showShape(const std::vector<DeviceRect> &damage);
+    void destroyWindow();
     void describe();
     void fixPlace();
-    void letClicksThrough();
+    void letPointersThrough();
     void tellGeometryUnless(const SurfaceGeometry &before);
-    void setObscured(bool isObscured);
-    void servePointer(const X11Event &event);
-    void servePress(std::uint8_t button, CGPoint point);
     void tellVisibilityUnless(SurfaceVisibility before);
+    void setObscured(bool isObscured);
+    void servePress(std::uint8_t button, CGPoint point);
 
     X11Connection &_connection;
     X11Output _output;
     CGFloat _density;
-    const std::uint32_t _window;
-    X11Presenter _presenter;
+    X11Layer _layer;
+    std::uint32_t _window = 0;
+    std::optional<X11Presenter> _presenter;
+    std::optional<X11PetalShape> _shape;
+    std::shared_ptr<SharedBuffers> _memory;
+    std::shared_ptr<const SharedBuffers> _background;
     PointerGestures _gestures;
     Listener *_listener = nullptr;
     SurfaceVisibility _stackVisibility = SurfaceVisibility::Visible;
-    std::map<std::uint32_t, unsigned> _lowerings;
+    std::deque<Clock::Nanoseconds> _restackTimes;
     bool _isBlank = false;
     bool _isObscured = false;
     bool _isMapped = false;

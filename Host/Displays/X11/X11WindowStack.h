@@ -2,8 +2,11 @@
 
 #include "Host/Displays/Desktop.h"
 #include "Host/Displays/X11/X11Connection.h"
+#include "Host/Displays/X11/X11Layer.h"
+#include "Platform/Foundation/Clock.h"
 
 #include <cstddef>
+#include <map>
 #include <set>
 
 namespace Lumivera {
@@ -27,8 +30,8 @@ class RemainingArea {
     std::vector<DeviceRect> _next;
 };
 
-/// The stacking order of other programs' windows, as the window manager tells it; without a window
-/// manager, the order of the root's children. Main thread.
+/// Other programs' windows: what they hide, which of them show icons, and where they lie. Main
+/// thread.
 class X11WindowStack {
   public:
     /// The caller selects the events of the root's properties and children. The connection is not
@@ -41,17 +44,28 @@ class X11WindowStack {
     /// Reads everything anew. That takes a few round trips, however many windows there are.
     void read();
 
-    /// Whether windows hide that part of the root.
-    SurfaceVisibility visibilityOf(const DeviceRect &area) const;
+    /// As of the last read().
+    const X11Scene &scene() const { return _scene; }
 
-    /// The windows that overlap the area and lie beneath `window`, one of ours. Always empty with a
-    /// window manager, which keeps the order itself.
-    std::vector<std::uint32_t> windowsBeneath(std::uint32_t window, const DeviceRect &area) const;
+    /// Whether windows hide that part of the root from people. `surface` is our window there. What
+    /// could be seen only in gaps that are too narrow for a petal counts as hidden.
+    SurfaceVisibility visibilityOf(const DeviceRect &area, std::uint32_t surface) const;
+
+    /// Whether the surface, one of our windows on that area, lies where the layer says. A window
+    /// manager that manages it decides about the rest.
+    bool isInPlace(std::uint32_t surface, const X11Layer &layer, const DeviceRect &area) const;
+
+    /// Whether a press there belongs to the desktop: the child of the root that the pointer is in
+    /// is none, ours, or the program's that shows the icons.
+    bool isDesktop(std::uint32_t child) const;
 
   private:
+    enum class Kind { Normal, Panel, Icons };
+
     /// A window of another program that is shown.
     struct Window {
         std::uint32_t number = 0;
+        Kind kind = Kind::Normal;
 
         /// In pixels of the root, without the frame.
         DeviceRect area;
@@ -59,33 +73,65 @@ class X11WindowStack {
         /// The parts of the root that it hides, with its frame.
         std::vector<DeviceRect> opaque;
 
+        std::uint8_t depth = 0;
         bool isFullScreen = false;
+        bool isMaximized = false;
 
         /// Nothing for a window that is on all workspaces.
         std::optional<std::uint32_t> workspace;
+    };
+
+    /// What the root's properties say.
+    struct Manager {
+        bool isThere = false;
+        std::vector<std::uint32_t> clients;
+        std::optional<std::uint32_t> workspace;
+        std::optional<DeviceRect> workArea;
+        bool isShowingDesktop = false;
+    };
+
+    /// The look of a window with icons, which is looked at again after a while.
+    struct Look {
+        bool isOpaque = true;
+        Clock::Nanoseconds time = 0;
     };
 
     class Query;
 
     bool isManagersProperty(std::uint32_t name) const;
     bool isWindowsProperty(std::uint32_t name) const;
-    bool readManagersWindows();
-    bool isManagerThere(const std::vector<std::uint32_t> &check) const;
+    void readManager();
+    void readManagersName(const std::vector<std::uint32_t> &check);
     void readChildrenOfRoot();
+    void readWindows();
+    void readIcons();
+    std::vector<std::uint32_t> candidates() const;
+    std::uint32_t frameOf(std::uint32_t window) const;
+    bool looksOpaque(const Window &window);
+    bool hasOpaquePixels(const Window &window) const;
+    std::string programOf(std::uint32_t window) const;
     void watch();
+    void watchAlso(std::uint32_t window, std::set<std::uint32_t> &watched);
     bool isOnCurrentWorkspace(const Window &window) const;
+    bool hasShownWindow(const std::vector<std::uint32_t> &children, const DeviceRect &area) const;
+    bool isIconsBeneath(const X11IconWindow &icons, std::uint32_t surface) const;
+    std::vector<DeviceRect> reservedParts(const DeviceRect &area) const;
 
     X11Connection &_connection;
+    DeviceRect _root;
+    X11Scene _scene;
+    Manager _manager;
+    std::uint32_t _blender = 0;
+    std::uint32_t _managersWindow = 0;
 
-    /// From bottom to top, our own included.
+    /// The children of the root from bottom to top, our own included.
     std::vector<std::uint32_t> _order;
 
-    /// The shown windows of other programs, in the same order.
+    /// The shown windows of other programs, from bottom to top.
     std::vector<Window> _windows;
 
     std::set<std::uint32_t> _watched;
-    std::optional<std::uint32_t> _currentWorkspace;
-    bool _isManaged = false;
+    std::map<std::uint32_t, Look> _looks;
 };
 
 } // namespace Lumivera

@@ -230,6 +230,38 @@ TEST_F(DesktopHostTest, SavesWhatAnOutputShows) {
     EXPECT_EQ(picture->width(), kGeometry.width);
 }
 
+TEST_F(DesktopHostTest, SavesPetalsWithoutABackgroundAsATransparentPicture) {
+    const TemporaryFolder folder;
+    _views.behaviours["/shipped"].ground = 0x80800000;
+    _views.backgroundBehaviours["/shipped"].end = 0.1;
+    _desktop.surface(kLeft)->setGeometry({100, 50, 1, true});
+    begin();
+    const std::string path = folder.path() + "/shot.png";
+    bool isSaved = false;
+    _host->saveScreenshot(kLeft, path, [&](auto) { isSaved = true; });
+    EXPECT_TRUE(runUntil([&] { return isSaved; }));
+    const std::string bytes = contentsOf(path);
+    const auto picture =
+        CGImageCreateWithData({reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()});
+    ASSERT_TRUE(picture);
+    EXPECT_EQ(picture->pixels()[9], 0x80800000U);
+}
+
+TEST_F(DesktopHostTest, TellsTheBackgroundOfEachTransparentOutput) {
+    std::vector<std::string> outputs;
+    _options.showBackground = [&](const DesktopSurface &surface, const SharedBuffers &picture) {
+        outputs.push_back(surface.outputName());
+        EXPECT_EQ(surface.outputArea(), (DeviceRect{300, 0, 400, 50}));
+        EXPECT_EQ(picture.pixels(0)[9], 0xFF0000FFU);
+    };
+    _views.backgroundBehaviours["/shipped"].ground = 0xFF0000FF;
+    _desktop.surface(kRight)->setGeometry({100, 50, 1, true});
+    _desktop.surface(kRight)->moveTo(300, 0);
+    begin();
+    runForSeconds(1);
+    EXPECT_THAT(outputs, ElementsAre(kRight));
+}
+
 TEST_F(DesktopHostTest, SaysWhyAPictureCannotBeSaved) {
     begin();
     std::optional<std::string> problem;

@@ -115,17 +115,6 @@ TEST_P(DesktopOnX11EndToEndTest, HearsClicksBesideWindows) {
     EXPECT_TRUE(eventually([this] { return isBlue(5, 5); }));
 }
 
-TEST_P(DesktopOnX11EndToEndTest, LeavesClicksToOthersWhenToldTo) {
-    startBeacon({"--click-through"});
-    ASSERT_TRUE(eventually([this] { return isRed(5, 5); }));
-    xdotool("mousemove 700 500 click 1");
-    const int before = status()["frames"];
-    ASSERT_TRUE(statusBecomes([&](json output) { return output["frames"] > before + 10; }));
-    EXPECT_TRUE(isRed(5, 5));
-    EXPECT_EQ(ctl({"tap", "10", "10"}).status(), 0);
-    EXPECT_TRUE(eventually([this] { return isBlue(5, 5); })) << "a tap by other ways is heard";
-}
-
 TEST_P(DesktopOnX11EndToEndTest, RestsBehindAFullScreenWindowWithoutUsingTheProcessor) {
     startBeacon();
     const std::string window = openWindow("Film", {"-fullscreen"});

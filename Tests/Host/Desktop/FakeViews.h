@@ -4,6 +4,7 @@
 #include "Host/Support/DeferredCall.h"
 #include "Host/Support/HostError.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -21,12 +22,18 @@ class FakeViews {
         bool isHopeless = false;
 
         std::optional<std::uint64_t> petals = 30;
+
+        /// The value of all pixels but the first; the view leaves them alone when this is empty.
+        std::optional<std::uint32_t> ground = {};
     };
 
     class View;
 
     /// The behaviour of views of that bundle; views of other bundles do no harm.
     std::map<std::string, Behaviour> behaviours;
+
+    /// The same for views that show nothing but the background.
+    std::map<std::string, Behaviour> backgroundBehaviours;
 
     /// When true, creating a view fails.
     bool isOutOfProcesses = false;
@@ -42,6 +49,11 @@ class FakeViews {
     /// The bundles of all views that were ever created.
     const std::vector<std::string> &made() const { return _made; }
 
+    /// The requests for backgrounds among them, the last one too.
+    const std::vector<Lumivera::ViewRequest> &backgroundRequests() const {
+        return _backgroundRequests;
+    }
+
     /// The only live view of a bundle; null when there is none.
     View *view(const std::string &bundle) const;
 
@@ -51,6 +63,7 @@ class FakeViews {
 
     std::vector<View *> _views;
     std::vector<std::string> _made;
+    std::vector<Lumivera::ViewRequest> _backgroundRequests;
 };
 
 /// Fills its pictures with the number of its frame. As a view in a process of its own, it tells its
@@ -60,7 +73,7 @@ class FakeViews::View final : public Lumivera::RemoteView {
     View(FakeViews &owner, const Lumivera::ViewRequest &request, Listener &listener,
          const Behaviour &behaviour)
         : _owner(owner), _request(request), _listener(listener), _petals(behaviour.petals),
-          _draw([this] { draw(); }), _end([this, behaviour] {
+          _ground(behaviour.ground), _draw([this] { draw(); }), _end([this, behaviour] {
               _listener.viewEnded(*this, "has ended as the test wanted", behaviour.isHopeless);
           }),
           _tellPetals([this] { _petals = _setPetals; }) {
@@ -128,7 +141,11 @@ class FakeViews::View final : public Lumivera::RemoteView {
         }
         ++_frames;
         const unsigned index = *std::exchange(_allowed, std::nullopt);
-        _request.memory->pixels(index)[0] = static_cast<std::uint32_t>(_frames);
+        std::uint32_t *const pixels = _request.memory->pixels(index);
+        if (_ground) {
+            std::fill_n(pixels, _request.memory->bufferBytes() / sizeof *pixels, *_ground);
+        }
+        pixels[0] = static_cast<std::uint32_t>(_frames);
         _listener.viewDrew(*this, index, {{0, 0, 1, 1}});
     }
 
@@ -137,6 +154,7 @@ class FakeViews::View final : public Lumivera::RemoteView {
     Listener &_listener;
     std::vector<std::string> _changes;
     std::optional<std::uint64_t> _petals;
+    const std::optional<std::uint32_t> _ground;
     std::optional<std::uint64_t> _setPetals;
     std::optional<unsigned> _allowed;
     std::vector<CGPoint> _taps;
@@ -165,5 +183,9 @@ FakeViews::make(const Lumivera::ViewRequest &request, Lumivera::RemoteView::List
         throw Lumivera::HostError("view", "cannot be run");
     }
     _made.push_back(request.bundle);
-    return std::make_unique<View>(*this, request, listener, behaviours[request.bundle]);
+    if (request.part != Lumivera::WallpaperPart::Background) {
+        return std::make_unique<View>(*this, request, listener, behaviours[request.bundle]);
+    }
+    _backgroundRequests.push_back(request);
+    return std::make_unique<View>(*this, request, listener, backgroundBehaviours[request.bundle]);
 }

@@ -14,6 +14,7 @@ using ::testing::IsEmpty;
 namespace {
 
 constexpr SurfaceGeometry kGeometry{100, 50, 2};
+constexpr SurfaceGeometry kTransparent{100, 50, 2, true};
 
 const std::string kAsked = "/asked";
 const std::string kGood = "/good";
@@ -66,6 +67,21 @@ TEST_F(OutputShowTest, ShowsTheWallpaperThatWasChosen) {
     EXPECT_EQ(request.memory->height(), kGeometry.height);
     EXPECT_EQ(request.density, kGeometry.density);
     EXPECT_THAT(_lines, IsEmpty());
+}
+
+TEST_F(OutputShowTest, ShowsPetalsAloneOnATransparentSurface) {
+    begin();
+    runForSeconds(1);
+    EXPECT_EQ(_views.view(kAsked)->request().part, WallpaperPart::Whole);
+    _surface.setGeometry(kTransparent);
+    runForSeconds(2);
+    ASSERT_TRUE(_views.view(kAsked)) << "a new view has replaced the old one";
+    EXPECT_EQ(_views.view(kAsked)->request().part, WallpaperPart::Petals);
+    EXPECT_EQ(shown(), kAsked);
+    _surface.setGeometry(kGeometry);
+    runForSeconds(1);
+    ASSERT_TRUE(_views.view(kAsked));
+    EXPECT_EQ(_views.view(kAsked)->request().part, WallpaperPart::Whole);
 }
 
 TEST_F(OutputShowTest, ShowsFrameAfterFrame) {

@@ -23,15 +23,29 @@ class WallpaperStageTest : public SimulatedTimeTest {
         UIScreen::setMainScreen(nullptr);
     }
 
-    void open(const std::string &wallpaper) {
-        _bundle.emplace(testBundle(_folder.path(), wallpaper));
+    void open(const std::string &wallpaper) { openBundle(testBundle(_folder.path(), wallpaper)); }
+
+    void openBundle(const std::string &path, WallpaperPart part = WallpaperPart::Whole) {
+        _bundle.emplace(path);
         _settings.size = {100, 150};
-        _stage.emplace(*_bundle, _settings);
+        _stage.emplace(*_bundle, _settings, part);
         loop().setObservers([this] { _stage->callOutBegins(); },
                             [this] { _stage->callOutEnded(); });
     }
 
+    void openPart(WallpaperPart part) { openBundle(shippedBundle("Lumivera.bundle"), part); }
+
     DeskTopView &view() { return _stage->view(); }
+
+    /// How many subviews the visible view shows beside its background view.
+    int shownPetalLayers() {
+        int count = 0;
+        for (NSUInteger i = 0; i < view().subviewCount(); ++i) {
+            const UIView *const part = view().subviewAtIndex(i);
+            count += part != view().bgView() && !part->isHidden() ? 1 : 0;
+        }
+        return count;
+    }
 
     LogRecorder _log;
     TemporaryFolder _folder;
@@ -90,6 +104,45 @@ TEST_F(WallpaperStageTest, ShowsAFreshStillWallpaperInTheEnd) {
     EXPECT_NE(&view(), old.get());
     EXPECT_FALSE(view().isHidden());
     EXPECT_EQ(_stage->root().subviewCount(), 1u);
+}
+
+TEST_F(WallpaperStageTest, ShowsAllPartsByDefault) {
+    openPart(WallpaperPart::Whole);
+    runForSeconds(1);
+    EXPECT_FALSE(view().bgView()->isHidden());
+    EXPECT_GT(shownPetalLayers(), 0);
+}
+
+TEST_F(WallpaperStageTest, ShowsPetalsWithoutTheirBackgroundWhichKeepsItsFrame) {
+    openPart(WallpaperPart::Petals);
+    runForSeconds(1);
+    EXPECT_TRUE(view().bgView()->isHidden());
+    EXPECT_EQ(view().bgView()->frame(), CGRectMake(0, 0, 100, 150));
+    EXPECT_GT(shownPetalLayers(), 0);
+    view().bgView()->setHidden(false);
+    runForSeconds(0.1);
+    EXPECT_TRUE(view().bgView()->isHidden()) << "whatever the wallpaper does";
+}
+
+TEST_F(WallpaperStageTest, ShowsPetalsWithoutTheirBackgroundInAFreshViewToo) {
+    openPart(WallpaperPart::Petals);
+    runForSeconds(1);
+    const Retained<DeskTopView> old(&view());
+    _stage->resize({200, 90}, 1);
+    runForSeconds(2);
+    ASSERT_NE(&view(), old.get());
+    EXPECT_FALSE(view().isHidden());
+    EXPECT_TRUE(view().bgView()->isHidden());
+    EXPECT_EQ(view().bgView()->frame(), CGRectMake(0, 0, 200, 90));
+    EXPECT_GT(shownPetalLayers(), 0);
+}
+
+TEST_F(WallpaperStageTest, ShowsABackgroundWithoutPetals) {
+    openPart(WallpaperPart::Background);
+    runForSeconds(1);
+    EXPECT_FALSE(view().bgView()->isHidden());
+    EXPECT_GT(view().subviewCount(), 1U);
+    EXPECT_EQ(shownPetalLayers(), 0);
 }
 
 TEST_F(WallpaperStageTest, LeavesNothingPendingWhenItGoesWhileItsSizeSettles) {

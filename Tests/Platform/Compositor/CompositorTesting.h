@@ -13,8 +13,9 @@ class Canvas {
     static constexpr std::uint32_t kGuard = 0x12345678;
     static constexpr std::size_t kPadding = 3;
 
-    Canvas(std::size_t width, std::size_t height)
-        : _width(width), _height(height), _pixels((width + kPadding) * height, kGuard) {}
+    Canvas(std::size_t width, std::size_t height, bool isTransparent = false)
+        : _width(width), _height(height), _isTransparent(isTransparent),
+          _pixels((width + kPadding) * height, kGuard) {}
 
     /// Draws with a compositor of its own, or the one given.
     Canvas &draw(CALayer &root, CGFloat scale = 1) {
@@ -22,15 +23,15 @@ class Canvas {
         return draw(compositor, root, scale);
     }
     Canvas &draw(Compositor &compositor, CALayer &root, CGFloat scale = 1) {
-        compositor.composite(root, {_pixels.data(), _width, _height, _width + kPadding}, scale);
+        drawOver(0, compositor, root, scale);
         return *this;
     }
 
     /// Draws over the canvas's contents, which are `age` pictures old; see CompositorTarget::age.
     const std::vector<DeviceRect> &drawOver(unsigned age, Compositor &compositor, CALayer &root,
                                             CGFloat scale = 1) {
-        return compositor.composite(root, {_pixels.data(), _width, _height, _width + kPadding, age},
-                                    scale);
+        return compositor.composite(
+            root, {_pixels.data(), _width, _height, _width + kPadding, age, _isTransparent}, scale);
     }
 
     std::size_t width() const { return _width; }
@@ -63,6 +64,7 @@ class Canvas {
   private:
     std::size_t _width;
     std::size_t _height;
+    bool _isTransparent;
     std::vector<std::uint32_t> _pixels;
 };
 

@@ -11,7 +11,8 @@ namespace {
 /// Petals in faded layers over a picture that change in random ways.
 class RandomWallpaper {
   public:
-    explicit RandomWallpaper(unsigned seed) : _random(seed) {
+    RandomWallpaper(unsigned seed, bool hasBackground)
+        : _random(seed), _hasBackground(hasBackground) {
         for (unsigned i = 0; i < 3; ++i) {
             _pictures.push_back(makePetal(14 + 9 * i, 20 + 5 * i, i));
         }
@@ -56,7 +57,7 @@ class RandomWallpaper {
             resize();
         }
         if (oneIn(150)) {
-            _root->setContents(makeOpaqueNoise(_width + below(9), _height + below(9), below(99)));
+            setBackground(below(9));
         }
     }
 
@@ -101,6 +102,12 @@ class RandomWallpaper {
         }
     }
 
+    void setBackground(std::size_t margin) {
+        if (_hasBackground) {
+            _root->setContents(makeOpaqueNoise(_width + margin, _height + margin, below(99)));
+        }
+    }
+
     void setCount(std::size_t count) {
         while (_petals.size() > count) {
             const auto gone = _petals.begin() + below(static_cast<unsigned>(_petals.size()));
@@ -122,7 +129,7 @@ class RandomWallpaper {
         const CGRect bounds =
             CGRectMake(0, 0, static_cast<CGFloat>(_width), static_cast<CGFloat>(_height));
         _root->setBounds(bounds);
-        _root->setContents(makeOpaqueNoise(_width, _height, below(99)));
+        setBackground(0);
         for (const Retained<CALayer> &depth : _depths) {
             depth->setBounds(bounds);
             depth->setPosition({CGRectGetMidX(bounds), CGRectGetMidY(bounds)});
@@ -130,6 +137,7 @@ class RandomWallpaper {
     }
 
     std::mt19937 _random;
+    const bool _hasBackground;
     std::size_t _width = 0;
     std::size_t _height = 0;
     std::vector<Retained<CGImage>> _pictures;
@@ -141,7 +149,8 @@ class RandomWallpaper {
 /// Buffers that are drawn into alternately, as those of a display are.
 class TakingTurns {
   public:
-    explicit TakingTurns(std::size_t count) : _buffers(count, Buffer{Canvas(1, 1), 0}) {}
+    TakingTurns(std::size_t count, bool isTransparent)
+        : _isTransparent(isTransparent), _buffers(count, Buffer{Canvas(1, 1), 0}) {}
 
     // Draws the picture into the next buffer, and returns that.
     const Canvas &draw(Compositor &compositor, RandomWallpaper &wallpaper) {
@@ -149,7 +158,7 @@ class TakingTurns {
         const bool fits = buffer.canvas.width() == wallpaper.width() &&
                           buffer.canvas.height() == wallpaper.height();
         if (!fits) {
-            buffer = {Canvas(wallpaper.width(), wallpaper.height()), 0};
+            buffer = {Canvas(wallpaper.width(), wallpaper.height(), _isTransparent), 0};
         }
         const unsigned age = buffer.drawnAt == 0 ? 0 : _frame - buffer.drawnAt;
         _changed = buffer.canvas.drawOver(age, compositor, wallpaper.root());
@@ -165,6 +174,7 @@ class TakingTurns {
         unsigned drawnAt;
     };
 
+    const bool _isTransparent;
     std::vector<Buffer> _buffers;
     std::vector<DeviceRect> _changed;
     unsigned _frame = 0;
@@ -201,16 +211,30 @@ std::size_t areaOf(const std::vector<DeviceRect> &rects) {
     return area;
 }
 
+/// Whether no colour is brighter than its pixel's alpha allows.
+bool isPremultiplied(const Canvas &canvas) {
+    for (std::size_t i = 0; i < canvas.width() * canvas.height(); ++i) {
+        const std::uint32_t pixel = canvas.at(i % canvas.width(), i / canvas.width());
+        const std::uint32_t color = std::max({pixel & 255, pixel >> 8 & 255, pixel >> 16 & 255});
+        if (color > pixel >> 24) {
+            return false;
+        }
+    }
+    return true;
+}
+
 struct Setting {
     const PixelKernels *kernels;
     std::size_t buffers;
+    bool isTransparent;
 };
 
 std::vector<Setting> settings() {
     std::vector<Setting> result;
     for (const PixelKernels *const kernels : PixelKernels::all()) {
         for (const std::size_t buffers : {1, 2, 3}) {
-            result.push_back({kernels, buffers});
+            result.push_back({kernels, buffers, false});
+            result.push_back({kernels, buffers, true});
         }
     }
     return result;
@@ -221,19 +245,21 @@ std::vector<Setting> settings() {
 class Damage : public testing::TestWithParam<Setting> {};
 
 TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
-    RandomWallpaper wallpaper(static_cast<unsigned>(GetParam().buffers));
+    const bool isTransparent = GetParam().isTransparent;
+    RandomWallpaper wallpaper(static_cast<unsigned>(GetParam().buffers), !isTransparent);
     SoftwareCompositor compositor(*GetParam().kernels);
     SoftwareCompositor other(PixelKernels::best());
-    TakingTurns target(GetParam().buffers);
+    TakingTurns target(GetParam().buffers, isTransparent);
     Canvas before(1, 1);
     int drawnInParts = 0;
     for (int frame = 0; frame < 2000; ++frame) {
         wallpaper.step();
         const Canvas &canvas = target.draw(compositor, wallpaper);
-        Canvas expected(wallpaper.width(), wallpaper.height());
+        Canvas expected(wallpaper.width(), wallpaper.height(), isTransparent);
         expected.draw(other, wallpaper.root());
         ASSERT_EQ(canvas, expected) << "frame " << frame;
         ASSERT_EQ(differenceOutside(target.changed(), canvas, before), "") << "frame " << frame;
+        ASSERT_TRUE(isPremultiplied(canvas)) << "frame " << frame;
         drawnInParts += areaOf(target.changed()) < canvas.width() * canvas.height();
         before = canvas;
     }
@@ -244,7 +270,8 @@ TEST_P(Damage, DrawnAloneGivesThePictureThatDrawingAllGives) {
 INSTANTIATE_TEST_SUITE_P(SoftwareCompositor, Damage, testing::ValuesIn(settings()),
                          [](const auto &info) {
                              return std::string(info.param.kernels->name) +
-                                    std::to_string(info.param.buffers) + "Buffers";
+                                    std::to_string(info.param.buffers) +
+                                    (info.param.isTransparent ? "Transparent" : "") + "Buffers";
                          });
 
 TEST(SoftwareCompositor, DrawsNothingAndSaysSoWhenNothingChanged) {
@@ -265,6 +292,37 @@ TEST(SoftwareCompositor, SaysThatAllChangedWhenTheTargetsContentsAreUnknown) {
     EXPECT_EQ(canvas.drawOver(0, compositor, *root), all);
     EXPECT_EQ(Canvas(50, 41).drawOver(1, compositor, *root),
               (std::vector<DeviceRect>{{0, 0, 50, 41}}));
+}
+
+TEST(SoftwareCompositor, LeavesWhatNothingCoversTransparent) {
+    const auto root = makeLayer(0, 0, 50, 40);
+    root->addSublayer(makeFilled(10, 10, 20, 20, kRed).get());
+    const Canvas canvas = Canvas(50, 40, true).draw(*root);
+    EXPECT_EQ(canvas.count(0xFFFF0000), 20U * 20);
+    EXPECT_EQ(canvas.count(0), 50U * 40 - 20 * 20);
+    EXPECT_TRUE(canvas.isGuardIntact());
+}
+
+TEST(SoftwareCompositor, HidesWhatIsBelowAnOpaqueLayerInATransparentTarget) {
+    const auto root = makePictureLayer(0, 0, makeOpaqueNoise(50, 40, 1));
+    root->addSublayer(makeFilled(10, 10, 20, 20, {0, 1, 0, 0.5}).get());
+    const Canvas transparent = Canvas(50, 40, true).draw(*root);
+    const Canvas opaque = Canvas(50, 40).draw(*root);
+    for (std::size_t i = 0; i < 50 * 40; ++i) {
+        ASSERT_EQ(transparent.at(i % 50, i / 50), opaque.at(i % 50, i / 50)) << i;
+    }
+}
+
+TEST(SoftwareCompositor, SaysThatAllChangedWhenTheTargetBecomesTransparent) {
+    const auto root = makeLayer(0, 0, 50, 40);
+    SoftwareCompositor compositor;
+    Canvas(50, 40).draw(compositor, *root);
+    Canvas canvas(50, 40, true);
+    EXPECT_EQ(canvas.drawOver(1, compositor, *root), (std::vector<DeviceRect>{{0, 0, 50, 40}}));
+    EXPECT_EQ(canvas.count(0), 50U * 40);
+    EXPECT_TRUE(canvas.drawOver(1, compositor, *root).empty());
+    EXPECT_EQ(Canvas(50, 40).drawOver(1, compositor, *root),
+              (std::vector<DeviceRect>{{0, 0, 50, 40}}));
 }
 
 TEST(SoftwareCompositor, SaysWhereALayerWasAndIs) {

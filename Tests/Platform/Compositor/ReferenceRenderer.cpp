@@ -173,8 +173,8 @@ CGRect contentsRect(const CALayer &layer, double width, double height) {
 ReferenceRenderer::ReferenceRenderer(int width, int height, double scale)
     : _width(width), _height(height), _scale(scale) {}
 
-ReferenceRenderer::Pixels ReferenceRenderer::render(const CALayer &root) {
-    Pixels result(static_cast<std::size_t>(_width * _height), Pixel{0, 0, 0, 255});
+ReferenceRenderer::Pixels ReferenceRenderer::render(const CALayer &root, const Pixel &ground) {
+    Pixels result(static_cast<std::size_t>(_width * _height), ground);
     const CGPoint origin = root.bounds().origin;
     drawLayer(root, Map{{_scale, 0, 0, _scale, -origin.x * _scale, -origin.y * _scale}}, result);
     return result;

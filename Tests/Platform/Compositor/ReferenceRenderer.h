@@ -15,8 +15,8 @@ class ReferenceRenderer {
 
     ReferenceRenderer(int width, int height, double scale);
 
-    /// Draws the tree over black.
-    Pixels render(const CALayer &root);
+    /// Draws the tree over a picture of that colour.
+    Pixels render(const CALayer &root, const Pixel &ground = {0, 0, 0, 255});
 
   private:
     struct Map;

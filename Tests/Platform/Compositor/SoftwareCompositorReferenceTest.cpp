@@ -29,6 +29,13 @@ class RandomScene {
         return root;
     }
 
+    // The same without the plain background.
+    Retained<CALayer> makeDeepAlone() {
+        auto root = makeLayer(0, 0, kSide, kSide);
+        addTo(*root, 0);
+        return root;
+    }
+
   private:
     double between(double low, double high) {
         return std::uniform_real_distribution<>(low, high)(_random);
@@ -98,6 +105,19 @@ Difference compare(const Canvas &canvas, const ReferenceRenderer::Pixels &expect
     return result;
 }
 
+/// The canvas's pixels, blended over a colour.
+ReferenceRenderer::Pixels over(const ReferenceRenderer::Pixel &ground, const Canvas &canvas) {
+    ReferenceRenderer::Pixels result(kSide * kSide);
+    for (std::size_t i = 0; i < kSide * kSide; ++i) {
+        const std::uint32_t pixel = canvas.at(i % kSide, i / kSide);
+        for (int channel = 0; channel < 4; ++channel) {
+            result[i][channel] = (pixel >> 8 * channel & 255) +
+                                 ground[channel] * (255 - static_cast<int>(pixel >> 24)) / 255;
+        }
+    }
+    return result;
+}
+
 } // namespace
 
 TEST(SoftwareCompositor, DrawsRandomSinglesAlike) {
@@ -121,6 +141,26 @@ TEST_P(AgainstReference, DrawsRandomScenesAlike) {
         compare(canvas, ReferenceRenderer(kSide, kSide, scale).render(*root));
     EXPECT_LE(difference.largest, 2);
     EXPECT_LE(difference.mean(), 0.3);
+}
+
+TEST_P(AgainstReference, DrawsRandomScenesAlikeOverNothing) {
+    const auto root = RandomScene(GetParam()).makeDeepAlone();
+    const Canvas canvas = Canvas(kSide, kSide, true).draw(*root);
+    const Difference difference =
+        compare(canvas, ReferenceRenderer(kSide, kSide, 1).render(*root, {}));
+    EXPECT_LE(difference.largest, 2);
+    EXPECT_LE(difference.mean(), 0.3);
+}
+
+/// The rounding of both pictures adds up.
+TEST_P(AgainstReference, DrawsOverNothingWhatBlendsOverAnyColor) {
+    const auto root = RandomScene(GetParam()).makeDeepAlone();
+    const Canvas alone = Canvas(kSide, kSide, true).draw(*root);
+    const Canvas overBlack = Canvas(kSide, kSide).draw(*root);
+    EXPECT_LE(compare(overBlack, over({0, 0, 0, 255}, alone)).largest, 3);
+    root->setBackgroundColor({1, 0.4, 0.2, 1});
+    const Canvas overColor = Canvas(kSide, kSide).draw(*root);
+    EXPECT_LE(compare(overColor, over({51, 102, 255, 255}, alone)).largest, 3);
 }
 
 INSTANTIATE_TEST_SUITE_P(SoftwareCompositor, AgainstReference, testing::Range(1U, 25U));

@@ -44,7 +44,7 @@ TEST(Configuration, ReadsEveryKey) {
                                      "tint = \"#ff0000\"\nscale-level = 3\n"
                                      "on-battery = \"slow\"\npause-when-covered = false\n"
                                      "pause-when-locked = false\npause-when-idle = false\n"
-                                     "click-through = true\ntrust = true\ndensity = 2\n");
+                                     "layer = \"over\"\ntrust = true\ndensity = 2\n");
     WallpaperChoice choice;
     choice.bundle = "/w.bundle";
     choice.petals = 30;
@@ -56,7 +56,7 @@ TEST(Configuration, ReadsEveryKey) {
     EXPECT_EQ(read.choice(), choice);
     EXPECT_EQ(read.pauseOptions(),
               (PauseOptions{PauseOptions::OnBattery::Slow, false, false, false}));
-    EXPECT_EQ(read.isClickThrough(), true);
+    EXPECT_EQ(read.layer(), LayerChoice::Over);
     EXPECT_EQ(read.trusts(), true);
     EXPECT_EQ(read.density(), 2);
 }
@@ -93,7 +93,7 @@ TEST(Configuration, RefusesValuesOfTheWrongTypeForEveryKey) {
         {"pause-when-covered", {"true"}},
         {"pause-when-locked", {"true"}},
         {"pause-when-idle", {"true"}},
-        {"click-through", {"true"}},
+        {"layer", {}},
         {"trust", {"true"}},
         {"density", {"1.5", "3"}},
     };

@@ -33,10 +33,10 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
     void TearDown() override { _view.reset(); }
 
     void begin(const std::string &bundle, const WallpaperValues &values = {},
-               bool isTrusted = false) {
+               bool isTrusted = false, WallpaperPart part = WallpaperPart::Whole) {
         _memory = std::make_shared<SharedBuffers>(kWidth, kHeight, 2);
         _view = std::make_unique<ViewProcess>(
-            _waiter, ViewProcess::Start{{bundle, values, _memory, 1}, isTrusted}, *this);
+            _waiter, ViewProcess::Start{{bundle, values, _memory, 1, part}, isTrusted}, *this);
         _view->allowDrawing(0);
     }
 
@@ -54,6 +54,17 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
         _reason = reason;
         _isHopeless = isHopeless;
         _view.reset();
+    }
+
+    void beginPart(WallpaperPart part, NSUInteger petals) {
+        WallpaperValues values;
+        values.petals = petals;
+        begin(shippedBundle("Lumivera.bundle"), values, false, part);
+    }
+
+    std::vector<std::uint32_t> picture() const {
+        const std::uint32_t *pixels = _memory->pixels(0);
+        return {pixels, pixels + kWidth * kHeight};
     }
 
     bool hasDrawn(int pictures) {
@@ -90,6 +101,34 @@ TEST_F(ViewProcessTest, DrawsTheWallpaperIntoTheMemory) {
                             [](std::uint32_t pixel) { return (pixel & 0xFFFFFF) != 0; }),
               kWidth * kHeight / 2);
     EXPECT_EQ(_rects, (std::vector<DeviceRect>{{0, 0, kWidth, kHeight}}));
+}
+
+TEST_F(ViewProcessTest, DrawsPetalsAloneOntoTransparency) {
+    beginPart(WallpaperPart::Petals, 12);
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    const auto isClear = [](std::uint32_t pixel) { return pixel == 0; };
+    const auto isPremultiplied = [](std::uint32_t pixel) {
+        return std::max({pixel & 255, pixel >> 8 & 255, pixel >> 16 & 255}) <= pixel >> 24;
+    };
+    const auto pixels = picture();
+    EXPECT_GT(std::count_if(pixels.begin(), pixels.end(), isClear), kWidth * kHeight / 4);
+    EXPECT_FALSE(std::all_of(pixels.begin(), pixels.end(), isClear));
+    EXPECT_TRUE(std::all_of(pixels.begin(), pixels.end(), isPremultiplied));
+    EXPECT_TRUE(hasDrawn(10)) << "the petals fall";
+    EXPECT_EQ(_view->petals(), 12U);
+}
+
+TEST_F(ViewProcessTest, DrawsABackgroundAlone) {
+    beginPart(WallpaperPart::Background, 60);
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    const auto alone = picture();
+    _pictures = 0;
+    beginPart(WallpaperPart::Whole, 0);
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    const auto withFewPetals = picture();
+    EXPECT_TRUE(std::all_of(alone.begin(), alone.end(),
+                            [](std::uint32_t pixel) { return pixel >> 24 == 0xFF; }));
+    EXPECT_EQ(alone, withFewPetals);
 }
 
 TEST_F(ViewProcessTest, ConvertsTheColorsOfAPicture) {

@@ -89,8 +89,8 @@ TestCompositor &WaylandDesktopTest::compositor(const TestCompositor::Options &op
     return *_compositor;
 }
 
-void WaylandDesktopTest::connect(const WaylandDesktop::Options &options) {
-    _desktop = std::make_unique<WaylandDesktop>(_waiter, options);
+void WaylandDesktopTest::connect() {
+    _desktop = std::make_unique<WaylandDesktop>(_waiter);
     _desktop->setListener(&recorder);
 }
 

@@ -59,7 +59,7 @@ class WaylandDesktopTest : public ::testing::Test {
 
     /// Starts a compositor, whose outputs are added before connect().
     TestCompositor &compositor(const TestCompositor::Options &options = {});
-    void connect(const Lumivera::WaylandDesktop::Options &options = {});
+    void connect();
     void disconnect() { _desktop.reset(); }
 
     /// Starts a compositor with the output "A" of that size, connects the desktop, and configures

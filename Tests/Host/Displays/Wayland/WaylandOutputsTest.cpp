@@ -59,13 +59,6 @@ TEST_F(WaylandOutputsTest, PutsItselfBehindEverythingOnTheWholeOutput) {
     EXPECT_EQ(surface.corner, 0xFF102030);
 }
 
-TEST_F(WaylandOutputsTest, LetsInputThroughWhenAskedTo) {
-    compositor().addOutput("A", {});
-    connect({.clickThrough = true});
-    ASSERT_TRUE(runUntil([&] { return shown().anchor != 0; }));
-    EXPECT_FALSE(shown().takesInput);
-}
-
 TEST_F(WaylandOutputsTest, TellsOfOutputsThatAreThereAndThatComeAndGo) {
     compositor().addOutput("A", {});
     compositor().addOutput("B", {});

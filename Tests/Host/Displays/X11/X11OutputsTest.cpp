@@ -101,7 +101,7 @@ TEST_F(X11OutputsTest, HaveTheDensityOfTheDesktopsSettings) {
 TEST_F(X11OutputsTest, HaveTheDensityThatWasAskedFor) {
     startScreen();
     screen->run("sh -c 'echo Xft.dpi: 144 | xrdb -merge -nocpp'");
-    open({false, 3});
+    open({LayerChoice::Automatic, 3});
     EXPECT_EQ(owner().surface.geometry().density, 3);
 }
 

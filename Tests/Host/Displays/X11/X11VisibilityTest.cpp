@@ -92,7 +92,7 @@ TEST_F(X11Visibility, IsLostWithoutAWindowManagerToo) {
     EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
     xdotool("windowsize " + window + " 800 600");
     EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
-    xdotool("windowsize " + window + " 800 599");
+    xdotool("windowsize " + window + " 800 570");
     EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
 }
 

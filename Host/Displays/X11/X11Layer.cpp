@@ -1,0 +1,90 @@
+#include "Host/Displays/X11/X11Layer.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace Lumivera {
+
+namespace {
+
+/// Window managers that draw all windows themselves, those that they do not manage in front of all
+/// others. All other window managers leave a window that they do not manage where it is, and the
+/// root's menu beneath it works.
+constexpr std::array<std::string_view, 6> kDrawingManagers = {"Mutter", "Muffin", "GNOME Shell",
+                                                              "KWin",   "Gala",   "Budgie"};
+
+bool drawsAllWindows(std::string_view manager) {
+    return std::any_of(
+        kDrawingManagers.begin(), kDrawingManagers.end(),
+        [&](std::string_view name) { return manager.find(name) != std::string_view::npos; });
+}
+
+/// The topmost window on the output that hides what is beneath it; null without one.
+const X11IconWindow *opaqueIcons(const X11Scene &scene, const DeviceRect &output) {
+    const X11IconWindow *found = nullptr;
+    for (const X11IconWindow &icons : scene.icons) {
+        if (icons.isOpaque && icons.area.intersects(output)) {
+            found = &icons;
+        }
+    }
+    return found;
+}
+
+const X11IconWindow *transparentIcons(const X11Scene &scene, const DeviceRect &output) {
+    const auto found =
+        std::find_if(scene.icons.begin(), scene.icons.end(), [&](const X11IconWindow &icons) {
+            return !icons.isOpaque && icons.area.intersects(output);
+        });
+    return found == scene.icons.end() ? nullptr : &*found;
+}
+
+SurfaceLayer behind(const X11Scene &scene, const DeviceRect &output) {
+    const X11IconWindow *const icons = transparentIcons(scene, output);
+    if (icons) {
+        return {"behind", icons->program, "behind the icons of " + icons->program, ""};
+    }
+    return {"behind", "", "behind all windows; no program shows icons here", ""};
+}
+
+SurfaceLayer hidingIcons(const X11IconWindow &icons) {
+    return {"behind", icons.program,
+            "in front of the desktop of " + icons.program + ", whose icons it hides",
+            "choose layer = \"auto\", so that petals fall in front of the icons"};
+}
+
+SurfaceLayer overIcons(const X11Scene &scene, const std::string &program, bool isShaped) {
+    SurfaceLayer layer{"over", program, "", ""};
+    layer.words = program.empty() ? "petals fall over the background"
+                                  : "petals fall in front of the icons of " + program +
+                                        ", which paints its own background";
+    if (isShaped && scene.hasShapes) {
+        layer.remedy = "start a compositing manager, such as picom, for petals with soft edges";
+    } else if (isShaped) {
+        layer.remedy =
+            "start a compositing manager, such as picom: without one no petals are shown";
+    }
+    return layer;
+}
+
+} // namespace
+
+X11Layer X11Layer::choose(const X11Scene &scene, const DeviceRect &output, LayerChoice choice) {
+    X11Layer result;
+    const X11IconWindow *const opaque = opaqueIcons(scene, output);
+    result.isUnmanaged = !scene.manager.empty() && !drawsAllWindows(scene.manager);
+    result.beneath = opaque ? opaque->frame : 0;
+    const X11IconWindow *const icons = opaque ? opaque : transparentIcons(scene, output);
+    result.icons = icons ? icons->window : 0;
+    result.isTransparent =
+        choice == LayerChoice::Over || (choice == LayerChoice::Automatic && opaque);
+    if (result.isTransparent) {
+        result.isShaped = !scene.isBlended || !scene.hasTransparentWindows;
+        result.layer = overIcons(scene, opaque ? opaque->program : "", result.isShaped);
+    } else {
+        result.layer = opaque ? hidingIcons(*opaque) : behind(scene, output);
+    }
+    return result;
+}
+
+} // namespace Lumivera
