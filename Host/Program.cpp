@@ -22,9 +22,8 @@ constexpr const char *kDescription =
 /// Sends the log to syslog, because on the terminal it would mix with the program's own lines.
 void prepareProcess() {
     prepareSignals();
-    NSLogSetSink([](std::string_view line) {
-        syslog(LOG_USER | LOG_INFO, "%s", inOneLine(line).c_str());
-    });
+    NSLogSetSink(
+        [](std::string_view line) { syslog(LOG_USER | LOG_INFO, "%s", inOneLine(line).c_str()); });
 }
 
 /// Prints help, version or the error, and returns the exit status.

@@ -191,7 +191,7 @@ void DesktopCommand::run() {
     options.makeView =
         viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
     const auto desktop = openDesktop(waiter, desktopOptions(configuration));
-    DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), log);
+    DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), printError);
     showBackgroundsBy(backgrounds, options);
     SessionWatch session(waiter);
     DesktopHost host(*desktop, options, configuration);

@@ -264,6 +264,13 @@ void OutputFile::write(const void *bytes, std::size_t count) {
     }
 }
 
+void OutputFile::restrictToUser() {
+    if (fchmod(_file, kOursAlone) != 0) {
+        fail();
+    }
+    _mode &= kOursAlone;
+}
+
 void OutputFile::flush() {
     std::string_view rest = _buffer;
     while (!rest.empty()) {

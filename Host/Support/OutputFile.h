@@ -35,6 +35,9 @@ class OutputFile {
     void write(const void *bytes, std::size_t count);
     void write(std::string_view text) { write(text.data(), text.size()); }
 
+    /// Lets nobody but the user read the file, now and under its name.
+    void restrictToUser();
+
     /// Empties the buffer, so that other programs can read what was written so far.
     void flush();
 
