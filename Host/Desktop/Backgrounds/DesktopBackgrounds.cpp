@@ -73,13 +73,17 @@ bool DesktopBackgrounds::giveBack() {
         return true; // nothing is kept, or the host that has the folder gives it back
     }
     giveBackNow();
-    if (!_runner->finish(kLongestGiveBack)) {
+    // Without kept settings nothing was changed yet, so a task that has only begun is dropped.
+    if (!_runner->finish(hasKeptSettings() ? kLongestGiveBack : 0)) {
         for (const auto &program : _programs) {
             program->abandon();
         }
-        report("the desktop's own wallpaper could not be given back in time; it is kept in " +
-               _folder.path() + ", and is given back when lumivera desktop starts again");
+        if (hasKeptSettings()) {
+            report("the desktop's own wallpaper could not be given back in time; it is kept in " +
+                   _folder.path() + ", and is given back when lumivera desktop starts again");
+        }
     }
+    changeEnded();
     return !hasKeptSettings();
 }
 

@@ -11,6 +11,8 @@ bool isUnreserved(char c) {
 
 } // namespace
 
+std::string DesktopProgram::noteAbout(const DesktopPictures &) const { return {}; }
+
 std::string DesktopProgram::groupOf(const std::string &) const { return {}; }
 
 std::vector<std::unique_ptr<DesktopProgram>> allDesktopPrograms() {

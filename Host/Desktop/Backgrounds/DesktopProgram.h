@@ -57,6 +57,10 @@ class DesktopProgram {
     virtual DesktopSettings settingsFor(const DesktopPictures &pictures,
                                         const DesktopSettings &present) const = 0;
 
+    /// What the user should know about these pictures when they are shown, as one line; mostly
+    /// nothing.
+    virtual std::string noteAbout(const DesktopPictures &pictures) const;
+
     /// The calls that set these values. Settings of a program that does not run may be set at once.
     /// Throws a HostError when that fails.
     virtual std::vector<ToolCall> set(const DesktopSettings &values) const = 0;

@@ -39,6 +39,15 @@ char letterFor(char meaning, const Escapes &escapes) {
     return 0;
 }
 
+std::string escaped(std::string_view text, const Escapes &escapes) {
+    std::string result;
+    for (const char c : text) {
+        const char letter = letterFor(c, escapes);
+        result += letter ? std::string{'\\', letter} : std::string(1, c);
+    }
+    return result;
+}
+
 /// The lines of the text with their ends, so that together they are the text.
 std::vector<std::string> linesOf(std::string_view text) {
     std::vector<std::string> lines;
@@ -67,17 +76,31 @@ bool hasKey(std::string_view line, std::string_view key) {
     return line.starts_with(key) && line.substr(key.size()).starts_with('=');
 }
 
-/// The group's lines without its header, as indices; both are the number of lines when there is no
-/// such group.
-std::pair<std::size_t, std::size_t> linesOfGroup(const std::vector<std::string> &lines,
-                                                 std::string_view group) {
+/// The lines of a group without its header, as indices.
+struct GroupLines {
+    std::size_t begin;
+    std::size_t end;
+};
+
+std::optional<GroupLines> linesOfGroup(const std::vector<std::string> &lines,
+                                       std::string_view group) {
     const auto header = std::find_if(lines.begin(), lines.end(), [&](const std::string &line) {
         return isHeaderOf(line, group);
     });
-    const auto begin = header == lines.end() ? header : header + 1;
-    const auto end = std::find_if(begin, lines.end(), isHeader);
-    return {static_cast<std::size_t>(begin - lines.begin()),
-            static_cast<std::size_t>(end - lines.begin())};
+    if (header == lines.end()) {
+        return std::nullopt;
+    }
+    const auto end = std::find_if(header + 1, lines.end(), isHeader);
+    return GroupLines{static_cast<std::size_t>(header + 1 - lines.begin()),
+                      static_cast<std::size_t>(end - lines.begin())};
+}
+
+std::string joined(const std::vector<std::string> &lines) {
+    std::string text;
+    for (const std::string &line : lines) {
+        text += line;
+    }
+    return text;
 }
 
 bool isHexDigit(char c) {
@@ -118,8 +141,8 @@ std::string hexEscape(unsigned number) {
 std::optional<std::string> valueIn(std::string_view text, std::string_view group,
                                    std::string_view key) {
     const auto lines = linesOf(text);
-    const auto [begin, end] = linesOfGroup(lines, group);
-    for (std::size_t i = begin; i < end; ++i) {
+    const GroupLines found = linesOfGroup(lines, group).value_or(GroupLines{0, 0});
+    for (std::size_t i = found.begin; i < found.end; ++i) {
         if (hasKey(lines[i], key)) {
             return std::string(withoutEnd(lines[i]).substr(key.size() + 1));
         }
@@ -127,29 +150,33 @@ std::optional<std::string> valueIn(std::string_view text, std::string_view group
     return std::nullopt;
 }
 
+/// Removes every line of the key, and puts the new one where the first of them was, or at the top
+/// of the group.
 std::string withValue(std::string_view text, std::string_view group, std::string_view key,
                       const std::optional<std::string> &value) {
     auto lines = linesOf(text);
     if (!lines.empty() && !lines.back().ends_with('\n')) {
         lines.back() += '\n';
     }
-    if (value && linesOfGroup(lines, group).first == lines.size()) {
+    if (!linesOfGroup(lines, group)) {
+        if (!value) {
+            return joined(lines);
+        }
         lines.push_back("[" + std::string(group) + "]\n");
     }
-    const auto [begin, end] = linesOfGroup(lines, group);
-    const std::string line = value ? std::string(key) + "=" + *value + "\n" : "";
-    bool isReplaced = !value;
-    for (std::size_t i = begin; i < end; ++i) {
+    const GroupLines found = *linesOfGroup(lines, group);
+    std::size_t place = found.begin;
+    for (std::size_t i = found.end; i-- > found.begin;) {
         if (hasKey(lines[i], key)) {
-            lines[i] = isReplaced ? "" : line;
-            isReplaced = true;
+            lines.erase(lines.begin() + static_cast<std::ptrdiff_t>(i));
+            place = i;
         }
     }
-    std::string result;
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        result += i == begin && !isReplaced ? line + lines[i] : lines[i];
+    if (value) {
+        lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(place),
+                     std::string(key) + "=" + *value + "\n");
     }
-    return begin == lines.size() && !isReplaced ? result + line : result;
+    return joined(lines);
 }
 
 std::string fromGLib(std::string_view value) {
@@ -198,7 +225,7 @@ std::string toQt(std::string_view text) {
     try {
         utf8::utf8to16(text.begin(), text.end(), std::back_inserter(characters));
     } catch (const utf8::exception &) {
-        return "\"" + std::string(text) + "\"";
+        return "\"" + escaped(text, kEscapesOfQt) + "\"";
     }
     std::string value = "\"";
     bool isAfterNumber = false;

@@ -190,6 +190,13 @@ class PcmanfmProgram final : public FileManager {
         return {{start + kPicture, pictures.screen}, {start + kMode, "screen"}};
     }
 
+    std::string noteAbout(const DesktopPictures &pictures) const override {
+        return pictures.outputs.size() > 1
+                   ? "PCManFM takes a new wallpaper for its first screen only; the other screens "
+                     "keep theirs"
+                   : "";
+    }
+
   protected:
     std::vector<std::string> names() const override { return {kPicture, kMode, kIsCommon}; }
     std::string decoded(const std::string &value) const override {

@@ -113,8 +113,12 @@ void ProgramBackground::change(const DesktopSettings &present) {
 }
 
 DesktopSettings ProgramBackground::changesToShow(const DesktopSettings &present) {
-    const DesktopSettings wanted =
-        _program->settingsFor(_owner.pictures(!_program->hasPicturePerOutput()), present);
+    const DesktopPictures pictures = _owner.pictures(!_program->hasPicturePerOutput());
+    const DesktopSettings wanted = _program->settingsFor(pictures, present);
+    const std::string note = _program->noteAbout(pictures);
+    if (!note.empty()) {
+        _owner.report(note);
+    }
     releaseChangedGroups(wanted, present);
     DesktopSettings changes;
     for (const auto &[key, setting] : _kept.entries()) {

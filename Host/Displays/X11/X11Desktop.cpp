@@ -1,6 +1,7 @@
 #include "Host/Displays/X11/X11Desktop.h"
 
 #include <algorithm>
+#include <utility>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
 
@@ -17,6 +18,8 @@ constexpr NSTimeInterval kRest = 0.05;
 /// Seconds until a surface goes elsewhere.
 constexpr NSTimeInterval kSettlingTime = 2;
 constexpr NSTimeInterval kUntilLookAgain = 3;
+constexpr NSTimeInterval kMaxUntilLookAgain = 600;
+constexpr NSTimeInterval kPixelTime = 0.2;
 
 /// Ignores the events of a connection that only sends requests.
 class Silence final : public X11Listener {
@@ -88,7 +91,8 @@ X11Desktop::X11Desktop(DescriptorWaiter &waiter, const Options &options)
               updateStack();
           }
       }),
-      _settle([this] { updateLayers(); }), _lookAgain([this] { updateStack(); }) {
+      _hidePixel([this] { hidePixel(); }), _settle([this] { updateLayers(); }),
+      _lookAgain([this] { updateStack(); }) {
     awaitEvents();
     updateDensity();
     readStack();
@@ -250,13 +254,57 @@ void X11Desktop::updateLayers() {
 }
 
 void X11Desktop::updatePlaces() {
+    bool areAllInPlace = true;
     for (const auto &surface : _surfaces) {
         const bool isInPlace =
             _stack.isInPlace(surface->window(), surface->x11Layer(), surface->area());
-        if (!isInPlace && !surface->restack()) {
-            _lookAgain.callAfter(kUntilLookAgain);
+        areAllInPlace = areAllInPlace && isInPlace;
+        if (!isInPlace && surface->restack()) {
+            continue; // the stack is read again when it is back in its place
         }
         surface->setStackVisibility(_stack.visibilityOf(surface->area(), surface->window()));
+    }
+    if (areAllInPlace) {
+        orderPictures();
+    }
+    _lookDelay = areAllInPlace ? kUntilLookAgain : std::min(2 * _lookDelay, kMaxUntilLookAgain);
+    if (!areAllInPlace) {
+        _lookAgain.callAfter(_lookDelay);
+    }
+}
+
+/// Muffin shows a new window of the type desktop in front of one that lies above it, until the
+/// order of other windows changes. So a panel of one transparent pixel comes and goes.
+void X11Desktop::orderPictures() {
+    std::set<std::pair<std::uint32_t, std::uint32_t>> pairs;
+    for (const auto &surface : _surfaces) {
+        const X11Layer &layer = surface->x11Layer();
+        if (surface->isMapped() && layer.icons != 0 && layer.beneath == 0 && !layer.isUnmanaged) {
+            pairs.insert({surface->window(), layer.icons});
+        }
+    }
+    if (pairs != _orderedPairs && !pairs.empty() && _connection.hasTransparentWindows()) {
+        _hidePixel.callAfter(kPixelTime);
+        _pixel = _pixel ? *_pixel : showPixel();
+    }
+    _orderedPairs = std::move(pairs);
+}
+
+std::uint32_t X11Desktop::showPixel() {
+    const std::uint32_t window = _connection.createWindow({0, 0, 1, 1}, {true, false}, 0);
+    const auto atom = [this](X11Atom name) { return _connection.atom(name); };
+    _connection.setClass(window);
+    _connection.setProperty(window, atom(X11Atom::NetWMWindowType), XCB_ATOM_ATOM,
+                            {atom(X11Atom::NetWMWindowTypeDock)});
+    _connection.setProperty(window, atom(X11Atom::NetWMState), XCB_ATOM_ATOM,
+                            {atom(X11Atom::NetWMStateBelow)});
+    xcb_map_window(_connection.get(), window);
+    return window;
+}
+
+void X11Desktop::hidePixel() {
+    if (_pixel) {
+        xcb_destroy_window(_connection.get(), *std::exchange(_pixel, std::nullopt));
     }
 }
 

@@ -6,6 +6,12 @@
 #include "Host/Support/DeferredCall.h"
 #include "Host/Support/DescriptorWaiter.h"
 
+#include <memory>
+#include <optional>
+#include <set>
+#include <utility>
+#include <vector>
+
 namespace Lumivera {
 
 /// What the X server and the window manager of the session offer. A HostError when there is no
@@ -49,6 +55,9 @@ class X11Desktop final : public Desktop, private X11Listener {
     void updateStack();
     void updateLayers();
     void updatePlaces();
+    void orderPictures();
+    std::uint32_t showPixel();
+    void hidePixel();
     void servePointer(const X11Pointer::Action &action);
     X11Surface *surfaceAt(int x, int y) const;
 
@@ -70,6 +79,12 @@ class X11Desktop final : public Desktop, private X11Listener {
     /// Pending for a while after the window stack was read.
     DeferredCall _rest;
 
+    /// Our windows and the windows with icons above them, when their pictures were put in order
+    /// last.
+    std::set<std::pair<std::uint32_t, std::uint32_t>> _orderedPairs;
+    std::optional<std::uint32_t> _pixel;
+    DeferredCall _hidePixel;
+
     /// Pending while surfaces are to go elsewhere, which they do when that has been so for a while:
     /// programs that show icons are restarted.
     DeferredCall _settle;
@@ -77,6 +92,7 @@ class X11Desktop final : public Desktop, private X11Listener {
     /// Looks again at windows that may not have painted themselves yet, or to which a surface could
     /// not go back.
     DeferredCall _lookAgain;
+    NSTimeInterval _lookDelay = 0;
 };
 
 } // namespace Lumivera

@@ -26,13 +26,17 @@ constexpr std::uint32_t kMaxSizeHint = 32;
 constexpr std::size_t kSizeHintWords = 18;
 
 constexpr std::uint32_t kShownEvents = XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_VISIBILITY_CHANGE;
+/// Seconds. A click may raise what is beneath, until the surface is back in its place.
+constexpr NSTimeInterval kUntilObscured = 0.3;
+
 constexpr CGFloat kPointsPerWheelStep = 20;
 constexpr CGFloat kPointsPerTurn = 60;
 } // namespace
 
 X11Surface::X11Surface(X11Connection &connection, const X11Output &output, CGFloat density,
                        const X11Layer &layer)
-    : _connection(connection), _output(output), _density(density), _layer(layer) {
+    : _connection(connection), _output(output), _density(density), _layer(layer),
+      _obscure([this] { setObscured(true); }) {
     makeWindow();
 }
 
@@ -154,6 +158,7 @@ void X11Surface::setLayer(const X11Layer &layer) {
         destroyWindow();
         _isMapped = false;
         _isObscured = false;
+        _obscure.cancel();
         makeWindow();
         if (old.isTransparent != layer.isTransparent) {
             _memory.reset();
@@ -194,7 +199,12 @@ void X11Surface::eventArrived(const X11Event &event) {
     } else if (event.type() == XCB_VISIBILITY_NOTIFY) {
         const auto &notice = event.as<xcb_visibility_notify_event_t>();
         if (notice.window == _window) {
-            setObscured(notice.state == XCB_VISIBILITY_FULLY_OBSCURED);
+            if (notice.state == XCB_VISIBILITY_FULLY_OBSCURED) {
+                _obscure.callAfter(kUntilObscured);
+            } else {
+                _obscure.cancel();
+                setObscured(false);
+            }
         }
     }
 }

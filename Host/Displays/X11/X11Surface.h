@@ -7,6 +7,7 @@
 #include "Host/Displays/X11/X11PetalShape.h"
 #include "Host/Displays/X11/X11Pointer.h"
 #include "Host/Displays/X11/X11Presenter.h"
+#include "Host/Support/DeferredCall.h"
 #include "Platform/Foundation/Clock.h"
 
 #include <deque>
@@ -40,6 +41,7 @@ class X11Surface final : public DesktopSurface {
     std::uint32_t window() const { return _window; }
     const DeviceRect &area() const { return _output.area; }
     const X11Layer &x11Layer() const { return _layer; }
+    bool isMapped() const { return _isMapped; }
 
     /// The desktop calls these, within call-outs.
     void setArea(const DeviceRect &area);
@@ -81,6 +83,7 @@ class X11Surface final : public DesktopSurface {
     Listener *_listener = nullptr;
     SurfaceVisibility _stackVisibility = SurfaceVisibility::Visible;
     std::deque<Clock::Nanoseconds> _restackTimes;
+    DeferredCall _obscure;
     bool _isBlank = false;
     bool _isObscured = false;
     bool _isMapped = false;
