@@ -160,6 +160,7 @@ void CtlCommand::declare(CLI::App &parent) {
     declareAction("screenshot", "Saves what one output shows.")
         .add_option("FILE", _file, "The PNG file to write")
         ->required();
+    declareAction("keep", "Keeps a desktop that was started with --try.");
     declareAction("quit", "Ends the desktop.");
 }
 

@@ -15,11 +15,15 @@
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
+#include <array>
+#include <cmath>
 #include <filesystem>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace Lumivera {
@@ -103,6 +107,54 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
     SessionWatch &_session;
 };
 
+/// Hears of the Enter key on the terminal that the program was started from, if there is one.
+class EnterKey final : private DescriptorSource {
+  public:
+    EnterKey(DescriptorWatch &watch, std::function<void()> pressed)
+        : _watch(watch), _pressed(std::move(pressed)) {
+        _isWatched = isatty(STDIN_FILENO) != 0 && tcgetpgrp(STDIN_FILENO) == getpgrp();
+        if (_isWatched) {
+            _watch.add(*this);
+        }
+    }
+    ~EnterKey() { end(); }
+    EnterKey(const EnterKey &) = delete;
+    EnterKey &operator=(const EnterKey &) = delete;
+
+    bool isThere() const { return _isWatched; }
+
+  private:
+    int descriptor() const override { return STDIN_FILENO; }
+    void serve() override {
+        std::array<char, 256> line{};
+        const bool isPressed = read(STDIN_FILENO, line.data(), line.size()) > 0;
+        end();
+        if (isPressed) {
+            _pressed();
+        }
+    }
+    void end() {
+        if (std::exchange(_isWatched, false)) {
+            _watch.remove(*this);
+        }
+    }
+
+    DescriptorWatch &_watch;
+    const std::function<void()> _pressed;
+    bool _isWatched = false;
+};
+
+/// Says what happens to the icons of a program whose own background stays.
+void sayWhatHappensToIcons(const SurfaceLayer &layer) {
+    if (layer.name == "over" && !layer.program.empty() &&
+        !DesktopBackgrounds::knows(layer.program)) {
+        printError(
+            "petals fall in front of the icons of " + layer.program +
+            ", over the background that is there; `lumivera desktop --try 20` takes them back by "
+            "itself");
+    }
+}
+
 /// lumivera desktop: wallpapers behind the icons, on every output.
 class DesktopCommand final : public Command {
   public:
@@ -126,6 +178,7 @@ class DesktopCommand final : public Command {
     std::string _configuration;
     std::optional<double> _density;
     std::optional<LayerChoice> _layer;
+    std::optional<double> _trial;
     std::optional<PauseOptions::OnBattery> _onBattery;
 };
 
@@ -150,6 +203,10 @@ void DesktopCommand::declare(CLI::App &parent) {
                      "Where on X11: auto, behind the icons, or petals over them [auto]")
         ->type_name("LAYER")
         ->transform(CLI::CheckedTransformer(layers()).description(""));
+    _app->add_option("--try", _trial,
+                     "Ends after so many seconds, unless `lumivera ctl keep` is run before")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1.0, 3600.0).description(""));
     declareSwitch("trust", "Runs bundles' own libraries even if others can write them");
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
@@ -198,6 +255,16 @@ void DesktopCommand::run() {
     const ControlServer control(waiter, host, desktop->name(), controlFolder());
     const Surroundings surroundings(host, file, session);
     backgrounds.giveBackLeftOver();
+    std::optional<EnterKey> enterKey;
+    if (_trial) {
+        enterKey.emplace(waiter, [&host] {
+            host.keep();
+            printError("it is kept");
+        });
+        printError("everything is taken back in " + std::to_string(std::lround(*_trial)) +
+                   " s, unless you " + (enterKey->isThere() ? "press Enter or run" : "run") +
+                   " `lumivera ctl keep`");
+    }
     NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
     backgrounds.giveBack();
     if (!host.lossReason().empty()) {
@@ -214,6 +281,8 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
     }
     readOutputs(options);
     options.layer = _layer;
+    options.trial = _trial;
+    options.aboutLayer = sayWhatHappensToIcons;
     options.pauses = {_onBattery, switchNamed("pause-when-covered"),
                       switchNamed("pause-when-locked"), switchNamed("pause-when-idle")};
     options.shippedBundle = Places::defaultBundle();

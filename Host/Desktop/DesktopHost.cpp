@@ -56,7 +56,13 @@ void DesktopHost::Layer::applyTo(WallpaperChoice &choice, const std::string &out
 
 DesktopHost::DesktopHost(Desktop &desktop, Options options, const Configuration &configuration)
     : _desktop(desktop), _options(std::move(options)), _configuration(configuration),
-      _lastGood(_options.lastGoodPath) {
+      _lastGood(_options.lastGoodPath), _trialEnd([this] {
+          _options.log("the trial is over, and everything is taken back");
+          quit();
+      }) {
+    if (_options.trial) {
+        _trialEnd.callAfter(*_options.trial);
+    }
     _desktop.setListener(this);
 }
 
@@ -155,6 +161,8 @@ void DesktopHost::saveScreenshot(const std::string &output, const std::string &p
     });
 }
 
+void DesktopHost::keep() { _trialEnd.cancel(); }
+
 void DesktopHost::quit() { NSRunLoop::mainRunLoop().stop(); }
 
 void DesktopHost::outputAdded(DesktopSurface &surface) {
@@ -162,6 +170,9 @@ void DesktopHost::outputAdded(DesktopSurface &surface) {
     _entries.push_back({std::make_unique<OutputShow>(surface, _options.makeView, _lastGood,
                                                      _options.shippedBundle, listener),
                         {}});
+    if (_options.aboutLayer) {
+        _options.aboutLayer(surface.layer());
+    }
     updatePauses();
     _entries.back().show->choose(choiceFor(surface.outputName()), true);
 }

@@ -100,6 +100,9 @@ std::string ControlService::resultOf(const ControlRequest &request) {
     case Action::Tap:
         _target.tap(request.output, request.point);
         break;
+    case Action::Keep:
+        _target.keep();
+        break;
     case Action::Quit:
         _target.quit();
         break;

@@ -75,7 +75,7 @@ DesktopSurvey surveyX11(LayerChoice choice) {
                "there is none that tells which windows cover the wallpaper; they are looked for",
                "use one that keeps to the common hints, as most do"),
     };
-    const CGFloat density = readX11Density(connection).value_or(1);
+    const CGFloat density = readX11Density(connection).density.value_or(1);
     for (const X11Output &output : withoutMirrors(readX11Outputs(connection))) {
         survey.findings.push_back(layerFinding(scene, output, choice));
         survey.outputs.push_back({output.name, static_cast<unsigned>(output.area.width()),
@@ -120,11 +120,7 @@ void X11Desktop::eventArrived(const X11Event &event) {
     if (const auto action = _pointer.actionOf(event)) {
         servePointer(*action);
     }
-    if (event.type() == XCB_PROPERTY_NOTIFY) {
-        const auto &property = event.as<xcb_property_notify_event_t>();
-        _hasDensityChanged = _hasDensityChanged || (property.window == _connection.root() &&
-                                                    property.atom == XCB_ATOM_RESOURCE_MANAGER);
-    }
+    _hasDensityChanged = _hasDensityChanged || isDensityChange(event);
 }
 
 void X11Desktop::eventsEnded() {
@@ -168,9 +164,29 @@ bool X11Desktop::isOutputChange(const X11Event &event) const {
             event.as<xcb_configure_notify_event_t>().window == _connection.root());
 }
 
+/// A program that begins to keep the settings says so to the root.
+bool X11Desktop::isDensityChange(const X11Event &event) const {
+    if (event.type() == XCB_CLIENT_MESSAGE) {
+        const auto &message = event.as<xcb_client_message_event_t>();
+        return message.type == _connection.atom(X11Atom::Manager);
+    }
+    if (event.type() == XCB_DESTROY_NOTIFY) {
+        return event.as<xcb_destroy_notify_event_t>().window == _settingsWindow;
+    }
+    if (event.type() != XCB_PROPERTY_NOTIFY) {
+        return false;
+    }
+    const auto &property = event.as<xcb_property_notify_event_t>();
+    return (property.window == _connection.root() && property.atom == XCB_ATOM_RESOURCE_MANAGER) ||
+           (property.window == _settingsWindow &&
+            property.atom == _connection.atom(X11Atom::XSettingsSettings));
+}
+
 void X11Desktop::updateDensity() {
     _hasDensityChanged = false;
-    _density = _options.density ? *_options.density : readX11Density(_connection).value_or(1);
+    const X11Density read = readX11Density(_connection);
+    _settingsWindow = read.settingsWindow;
+    _density = _options.density.value_or(read.density.value_or(1));
     for (const auto &surface : _surfaces) {
         surface->setDensity(_density);
     }

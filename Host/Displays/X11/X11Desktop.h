@@ -47,6 +47,7 @@ class X11Desktop final : public Desktop, private X11Listener {
 
     void awaitEvents();
     bool isOutputChange(const X11Event &event) const;
+    bool isDensityChange(const X11Event &event) const;
     void updateDensity();
     void updateOutputs();
     void removeSurfacesBut(const std::vector<X11Output> &outputs);
@@ -70,6 +71,7 @@ class X11Desktop final : public Desktop, private X11Listener {
     /// The surface on which the main button is pressed; null for none.
     X11Surface *_pressed = nullptr;
     CGFloat _density = 1;
+    std::uint32_t _settingsWindow = 0;
     std::vector<std::unique_ptr<X11Surface>> _surfaces;
     Listener *_listener = nullptr;
     bool _haveOutputsChanged = false;

@@ -10,11 +10,92 @@ namespace Lumivera {
 
 namespace {
 
-constexpr std::uint32_t kMaxSettingsWords = 64 * 1024;
 constexpr std::string_view kDensityName = "Xft.dpi:";
 constexpr double kUsualDotsPerInch = 96;
 constexpr CGFloat kMinDensity = 0.1;
 constexpr CGFloat kMaxDensity = 10;
+
+/// Settings have the resolution in 1024ths of a dot an inch.
+constexpr double kXSettingsDPI = 1024;
+
+std::optional<CGFloat> sensible(double density) {
+    return density >= kMinDensity && density <= kMaxDensity ? std::optional<CGFloat>(density)
+                                                            : std::nullopt;
+}
+
+/// Reads the settings one by one, and ends where the bytes do, or make no sense.
+class XSettingsReader {
+  public:
+    struct Setting {
+        std::string_view name;
+
+        /// Empty for texts and colours.
+        std::optional<std::int32_t> number;
+    };
+
+    explicit XSettingsReader(std::string_view bytes) : _bytes(bytes) {
+        _isBigEndian = word(1).value_or(0) == 1;
+        skip(3 + 4);
+        _count = word(4).value_or(0);
+    }
+
+    std::optional<Setting> next() {
+        enum Type : std::uint32_t { Number, Text, Color };
+        if (_count == 0) {
+            return {};
+        }
+        --_count;
+        const auto type = word(1);
+        skip(1);
+        const auto length = word(2);
+        Setting setting{text(length.value_or(0)), {}};
+        skip(4); // a serial number
+        if (type == Number) {
+            if (const auto number = word(4)) {
+                setting.number = static_cast<std::int32_t>(*number);
+            }
+        } else if (type == Text) {
+            text(word(4).value_or(0));
+        } else if (type == Color) {
+            skip(4 * 2);
+        } else {
+            return {};
+        }
+        return _isWhole ? std::optional(setting) : std::nullopt;
+    }
+
+  private:
+    void skip(std::size_t count) {
+        _isWhole = _isWhole && count <= _bytes.size();
+        _bytes.remove_prefix(std::min(count, _bytes.size()));
+    }
+
+    std::optional<std::uint32_t> word(std::size_t count) {
+        if (count > _bytes.size()) {
+            _isWhole = false;
+            return {};
+        }
+        std::uint32_t value = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::size_t place = _isBigEndian ? i : count - 1 - i;
+            value = value << 8 | static_cast<std::uint8_t>(_bytes[place]);
+        }
+        skip(count);
+        return value;
+    }
+
+    /// With its padding to a multiple of 4 bytes.
+    std::string_view text(std::size_t length) {
+        const std::string_view result = _bytes.substr(0, length);
+        skip((length + 3) / 4 * 4);
+        return result;
+    }
+
+    std::string_view _bytes;
+    std::uint32_t _count = 0;
+    bool _isBigEndian = false;
+    bool _isWhole = true;
+};
 
 DeviceRect areaOf(const xcb_randr_monitor_info_t &monitor) {
     return {monitor.x, monitor.y, monitor.x + monitor.width, monitor.y + monitor.height};
@@ -79,35 +160,65 @@ std::vector<X11Output> withoutMirrors(const std::vector<X11Output> &outputs) {
     return result;
 }
 
-std::optional<CGFloat> readX11Density(X11Connection &connection) {
-    const X11Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection.get(),
-        xcb_get_property(connection.get(), 0, connection.root(), XCB_ATOM_RESOURCE_MANAGER,
-                         XCB_ATOM_STRING, 0, kMaxSettingsWords),
-        nullptr));
-    if (!reply || reply->format != 8) {
-        return {};
+X11Density readX11Density(X11Connection &connection) {
+    const unsigned resources =
+        connection.askForProperty(connection.root(), XCB_ATOM_RESOURCE_MANAGER);
+    const std::uint32_t window =
+        connection.selectionOwner(connection.askForOwner(X11Selection::Settings));
+    X11Density result;
+    result.settingsWindow = window;
+    if (window != XCB_WINDOW_NONE) {
+        const std::uint32_t events =
+            XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+        xcb_change_window_attributes(connection.get(), window, XCB_CW_EVENT_MASK, &events);
+        const unsigned settings =
+            connection.askForProperty(window, connection.atom(X11Atom::XSettingsSettings));
+        result.density = densityFromXSettings(connection.propertyBytes(settings));
     }
-    return densityFromX11Settings(
-        {static_cast<const char *>(xcb_get_property_value(reply.get())),
-         static_cast<std::size_t>(xcb_get_property_value_length(reply.get()))});
+    const auto ofResources = densityFromX11Resources(connection.propertyBytes(resources));
+    result.density = result.density ? result.density : ofResources;
+    return result;
 }
 
-std::optional<CGFloat> densityFromX11Settings(std::string_view settings) {
-    while (!settings.empty()) {
-        std::string_view line = settings.substr(0, settings.find('\n'));
-        settings.remove_prefix(std::min(settings.size(), line.size() + 1));
+std::optional<CGFloat> densityFromX11Resources(std::string_view resources) {
+    while (!resources.empty()) {
+        std::string_view line = resources.substr(0, resources.find('\n'));
+        resources.remove_prefix(std::min(resources.size(), line.size() + 1));
         if (line.starts_with(kDensityName)) {
             line.remove_prefix(
                 std::min(line.size(), line.find_first_not_of(" \t", kDensityName.size())));
             double dotsPerInch = 0;
             std::from_chars(line.data(), line.data() + line.size(), dotsPerInch);
-            const CGFloat density = dotsPerInch / kUsualDotsPerInch;
-            return density >= kMinDensity && density <= kMaxDensity ? std::optional(density)
-                                                                    : std::nullopt;
+            return sensible(dotsPerInch / kUsualDotsPerInch);
         }
     }
     return {};
+}
+
+/// The property has the order of its bytes, three unused bytes, a serial number, the number of
+/// settings, and the settings.
+std::optional<CGFloat> densityFromXSettings(std::string_view settings) {
+    XSettingsReader reader(settings);
+    std::optional<std::int32_t> factor;
+    std::optional<std::int32_t> unscaled;
+    std::optional<std::int32_t> scaled;
+    while (const auto setting = reader.next()) {
+        if (setting->name == "Gdk/WindowScalingFactor") {
+            factor = setting->number;
+        } else if (setting->name == "Gdk/UnscaledDPI") {
+            unscaled = setting->number;
+        } else if (setting->name == "Xft/DPI") {
+            scaled = setting->number;
+        }
+    }
+    const auto inPoints = [](std::int32_t dpi) { return dpi / kXSettingsDPI / kUsualDotsPerInch; };
+    if (unscaled && *unscaled > 0) {
+        return sensible(inPoints(*unscaled) * factor.value_or(1));
+    }
+    if (scaled && *scaled > 0) {
+        return sensible(inPoints(*scaled));
+    }
+    return factor ? sensible(*factor) : std::nullopt;
 }
 
 X11ScreenSaver::X11ScreenSaver(X11Connection &connection) : _connection(connection) {

@@ -23,13 +23,27 @@ std::vector<X11Output> readX11Outputs(X11Connection &connection);
 /// same, the first stays.
 std::vector<X11Output> withoutMirrors(const std::vector<X11Output> &outputs);
 
-/// Pixels a point by the desktop's settings: their Xft.dpi divided by 96. Empty when they do not
-/// set it. Takes a round trip.
-std::optional<CGFloat> readX11Density(X11Connection &connection);
+/// The size of things by the desktop's settings.
+struct X11Density {
+    /// Pixels a point; empty when no setting says it.
+    std::optional<CGFloat> density;
 
-/// The same from the settings' text, whose lines are "name: value". Empty for a value that makes no
-/// sense.
-std::optional<CGFloat> densityFromX11Settings(std::string_view settings);
+    /// The window of the program that keeps the settings, whose property changes with them; 0 for
+    /// none.
+    std::uint32_t settingsWindow = 0;
+};
+
+/// Asks the program that keeps the settings of the desktop, then the resources of the server. Takes
+/// two round trips.
+X11Density readX11Density(X11Connection &connection);
+
+/// The resources' Xft.dpi divided by 96, from their text, whose lines are "name: value". Empty for
+/// a value that makes no sense.
+std::optional<CGFloat> densityFromX11Resources(std::string_view resources);
+
+/// The factor of windows times the resolution without it, divided by 96, from the bytes of the
+/// property _XSETTINGS_SETTINGS; empty when they have neither, or are damaged.
+std::optional<CGFloat> densityFromXSettings(std::string_view settings);
 
 /// Whether the server's screen saver has blanked the screen, as it also does before the server
 /// switches the monitors off. Main thread.

@@ -15,7 +15,7 @@ X11WindowWatch::X11WindowWatch(std::function<void()> obscuredChanged)
           }
       }) {}
 
-std::optional<CGFloat> X11WindowWatch::density() { return readX11Density(_connection); }
+std::optional<CGFloat> X11WindowWatch::density() { return readX11Density(_connection).density; }
 
 void X11WindowWatch::watch(std::uint32_t window) {
     _connection.setClass(window);

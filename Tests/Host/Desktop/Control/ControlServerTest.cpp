@@ -76,12 +76,12 @@ TEST_F(ControlServerTest, DoesWhatItIsAskedFor) {
          {R"({"do":"pause"})", R"({"do":"resume","output":"DP-1"})",
           R"({"do":"set","key":"petals","value":30})", R"({"do":"tap","x":1,"y":2})",
           R"({"do":"offset","x":-5})", R"({"do":"wallpaper","bundle":"Maple"})",
-          R"({"do":"screenshot","file":"/x.png"})", R"({"do":"quit"})"}) {
+          R"({"do":"screenshot","file":"/x.png"})", R"({"do":"keep"})", R"({"do":"quit"})"}) {
         EXPECT_EQ(client->ask(request), kOk) << request;
     }
     EXPECT_THAT(_target.heard, ElementsAre("pause ", "resume DP-1", "choose  petals=30", "tap 1 2",
                                            "choose  offset=-5", "choose  wallpaper=Maple",
-                                           "screenshot /x.png", "quit"));
+                                           "screenshot /x.png", "keep", "quit"));
 }
 
 TEST_F(ControlServerTest, TellsWhatTheHostCannotDo) {

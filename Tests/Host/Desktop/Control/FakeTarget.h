@@ -64,6 +64,7 @@ class FakeTarget final : public ControlTarget {
         }
     }
 
+    void keep() override { heard.emplace_back("keep"); }
     void quit() override { heard.emplace_back("quit"); }
 
     std::vector<std::string> heard;

@@ -119,18 +119,18 @@ TEST(X11Outputs, AreLeftOutWithoutAnyPixels) {
 }
 
 TEST(X11Density, IsANinetySixthOfTheDotsPerInch) {
-    EXPECT_EQ(densityFromX11Settings("Xft.antialias:\t1\nXft.dpi:\t144\nXft.rgba:\tnone\n"), 1.5);
-    EXPECT_EQ(densityFromX11Settings("Xft.dpi: 96"), 1.0);
+    EXPECT_EQ(densityFromX11Resources("Xft.antialias:\t1\nXft.dpi:\t144\nXft.rgba:\tnone\n"), 1.5);
+    EXPECT_EQ(densityFromX11Resources("Xft.dpi: 96"), 1.0);
 }
 
 TEST(X11Density, IsNotSaidByOtherSettings) {
-    EXPECT_FALSE(densityFromX11Settings(""));
-    EXPECT_FALSE(densityFromX11Settings("*Xft.dpi: 144\nXft.dpix: 3\n"));
+    EXPECT_FALSE(densityFromX11Resources(""));
+    EXPECT_FALSE(densityFromX11Resources("*Xft.dpi: 144\nXft.dpix: 3\n"));
 }
 
 TEST(X11Density, IsNotTakenFromNonsense) {
     for (const char *value : {"", " ", " many", " 0", " -96", " nan", " inf", " 1e300"}) {
-        EXPECT_FALSE(densityFromX11Settings(std::string("Xft.dpi:") + value)) << value;
+        EXPECT_FALSE(densityFromX11Resources(std::string("Xft.dpi:") + value)) << value;
     }
 }
 
