@@ -10,13 +10,14 @@
 #include "Host/Desktop/Policy/SessionWatch.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cmath>
-#include <cstdio>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <set>
@@ -38,15 +39,20 @@ constexpr const char *kMore =
     "controls it while it runs; `lumivera doctor` says what works on this desktop,\n"
     "and what does not.";
 
-/// Writes to stderr, which a terminal shows and the journal of a service keeps.
-void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
+/// Makes the folders above the control socket's own, such as ~/.local/state for a new user.
+std::string controlFolder() {
+    std::string folder = ControlPlace::standardFolder();
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(folder).parent_path(), error);
+    return folder;
+}
 
 ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     // All views are refused the same protections, so each is logged once.
     const auto tell = [told = std::make_shared<std::set<std::string>>()](const std::string &name) {
         if (told->insert(name).second) {
-            log("protection from wallpapers: " + name +
-                ": does not hold, although the kernel has it");
+            printError("protection from wallpapers: " + name +
+                       ": does not hold, although the kernel has it");
         }
     };
     return [&waiter, isTrusted, tell](const ViewRequest &request, RemoteView::Listener &listener) {
@@ -78,7 +84,7 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
         _file.setListener(this);
         _session.setListener(this);
         if (!_file.problem().empty()) {
-            log(_file.problem());
+            printError(_file.problem());
         }
         _host.setSession(_session.state());
     }
@@ -93,7 +99,7 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
     void configurationChanged(const Configuration &configuration) override {
         _host.setConfiguration(configuration);
     }
-    void configurationBroken(const std::string &problem) override { log(problem); }
+    void configurationBroken(const std::string &problem) override { printError(problem); }
     void sessionChanged(const SessionState &state) override { _host.setSession(state); }
 
     DesktopHost &_host;
@@ -142,7 +148,8 @@ class EnterKey final : private DescriptorSource {
 void sayWhatHappensToIcons(const SurfaceLayer &layer) {
     if (layer.name == "over" && !layer.program.empty() &&
         !DesktopBackgrounds::knows(layer.program)) {
-        log("petals fall in front of the icons of " + layer.program +
+        printError(
+            "petals fall in front of the icons of " + layer.program +
             ", over the background that is there; `lumivera desktop --try 20` takes them back by "
             "itself");
     }
@@ -241,22 +248,22 @@ void DesktopCommand::run() {
     options.makeView =
         viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
     const auto desktop = openDesktop(waiter, desktopOptions(configuration));
-    DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), log);
+    DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), printError);
     showBackgroundsBy(backgrounds, options);
     SessionWatch session(waiter);
     DesktopHost host(*desktop, options, configuration);
-    const ControlServer control(waiter, host, desktop->name(), ControlPlace::standardFolder());
+    const ControlServer control(waiter, host, desktop->name(), controlFolder());
     const Surroundings surroundings(host, file, session);
     backgrounds.giveBackLeftOver();
     std::optional<EnterKey> enterKey;
     if (_trial) {
         enterKey.emplace(waiter, [&host] {
             host.keep();
-            log("it is kept");
+            printError("it is kept");
         });
-        log("everything is taken back in " + std::to_string(std::lround(*_trial)) +
-            " s, unless you " + (enterKey->isThere() ? "press Enter or run" : "run") +
-            " `lumivera ctl keep`");
+        printError("everything is taken back in " + std::to_string(std::lround(*_trial)) +
+                   " s, unless you " + (enterKey->isThere() ? "press Enter or run" : "run") +
+                   " `lumivera ctl keep`");
     }
     NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
     backgrounds.giveBack();
@@ -269,6 +276,7 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
     DesktopHost::Options options;
     options.choice = {_values.values(), {}};
     if (!_bundle.empty()) {
+        Places::checkNameIsNotOfFolderHere(_bundle);
         options.choice.bundle = _bundle;
     }
     readOutputs(options);
@@ -279,7 +287,7 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
                       switchNamed("pause-when-locked"), switchNamed("pause-when-idle")};
     options.shippedBundle = Places::defaultBundle();
     options.lastGoodPath = LastGoodBundle::userFilePath();
-    options.log = log;
+    options.log = printError;
     return options;
 }
 
@@ -290,7 +298,9 @@ void DesktopCommand::readOutputs(DesktopHost::Options &options) const {
             throw UsageError("--output", "\"" + output + "\" is not NAME=BUNDLE",
                              "`lumivera doctor` lists the outputs' names");
         }
-        options.outputChoices[output.substr(0, equals)].bundle = output.substr(equals + 1);
+        const std::string bundle = output.substr(equals + 1);
+        Places::checkNameIsNotOfFolderHere(bundle);
+        options.outputChoices[output.substr(0, equals)].bundle = bundle;
     }
 }
 

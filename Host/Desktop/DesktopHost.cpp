@@ -1,6 +1,7 @@
 #include "Host/Desktop/DesktopHost.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Support/Patience.h"
 #include "Host/Wallpapers/PictureFile.h"
 #include "Host/Wallpapers/Places.h"
 #include "Platform/Foundation/NSRunLoop.h"
@@ -14,9 +15,16 @@ namespace {
 
 void writePicture(const std::string &path, std::span<const std::uint32_t> pixels, unsigned width,
                   unsigned height) {
-    OutputFile file(path);
-    PictureFile::writePNG(file, pixels, width, height, PictureFile::Compression::Fast);
-    file.commit();
+    auto bytes = PictureFile::png(pixels, width, height, PictureFile::Compression::Fast, path);
+    const bool isWritten = Patience::finish([path, bytes = std::move(bytes)] {
+        OutputFile file(path, OutputFile::Mode::RegularFile);
+        file.write(bytes.data(), bytes.size());
+        file.commit();
+    });
+    if (!isWritten) {
+        throw HostError(path, "cannot be written: the file system does not answer",
+                        "give a file elsewhere");
+    }
 }
 
 /// Removes the values that `newer` has.

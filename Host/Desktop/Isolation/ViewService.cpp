@@ -36,28 +36,15 @@ constexpr std::uint64_t kAddressSpacePerPixel = 24;
 
 constexpr int kWrongUsage = 2;
 
-/// The paths of the libraries, of the bundle and of the files that its links lead to.
+/// The paths of the libraries and of the bundle.
 std::vector<std::string> readablePaths(const fs::path &bundle) {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    std::vector<std::string> paths = {"/usr",
-                                      "/lib",
-                                      "/lib64",
-                                      "/etc",
-                                      "/proc/self",
-                                      "/sys/devices/system/cpu",
-                                      "/dev/null",
-                                      "/dev/zero",
-                                      "/dev/random",
-                                      "/dev/urandom",
-                                      fs::canonical(bundle, error)};
+    std::vector<std::string> paths = {"/usr",         "/lib",         "/lib64",
+                                      "/etc",         "/proc/self",   "/sys/devices/system/cpu",
+                                      "/dev/null",    "/dev/zero",    "/dev/random",
+                                      "/dev/urandom", bundle.string()};
     paths.push_back(program.parent_path().parent_path().parent_path() / "lib");
-    for (fs::directory_iterator entry(bundle, error), end; !error && entry != end;
-         entry.increment(error)) {
-        if (entry->is_symlink(error) && entry->is_regular_file(error)) {
-            paths.push_back(fs::canonical(entry->path(), error));
-        }
-    }
     return paths;
 }
 
@@ -196,9 +183,10 @@ int runViewProgram(int argumentCount, const char *const *arguments) {
     const PacketSocket host(descriptor);
     try {
         ViewService::Start start = ViewService::readStart(host);
-        enterSandbox(host, arguments[2], *start.memory);
-        const WallpaperBundle bundle(arguments[2], isTrusted ? WallpaperBundle::Trust::Anybody
-                                                             : WallpaperBundle::Trust::UserAndRoot);
+        BundleFolder folder(arguments[2], isTrusted ? BundleFolder::Trust::Anybody
+                                                    : BundleFolder::Trust::UserAndRoot);
+        enterSandbox(host, folder.path(), *start.memory);
+        const WallpaperBundle bundle(std::move(folder));
         ViewService(host, std::move(start), bundle).run();
     } catch (const std::bad_alloc &) {
         reportFailure(host, "takes more memory than a wallpaper may have");

@@ -91,7 +91,7 @@ TEST_F(CtlEndToEndTest, PrintsTheAnswerForPrograms) {
 TEST_F(CtlEndToEndTest, MakesPathsAbsolute) {
     std::filesystem::create_directory(_folder.pathOf("My.bundle"));
     ctl({"screenshot", "x.png"});
-    ctl({"wallpaper", "My.bundle"});
+    ctl({"wallpaper", _folder.pathOf(".") + "/My.bundle"});
     ctl({"set", "wallpaper", "./My.bundle"});
     EXPECT_THAT(_target.heard, ElementsAre("screenshot " + _folder.pathOf("x.png"),
                                            "choose  wallpaper=" + _folder.pathOf("My.bundle"),
