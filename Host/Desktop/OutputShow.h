@@ -35,9 +35,9 @@ class FrameRate {
 
 /// The wallpaper on one output: keeps a view running there, whatever happens to its process. A new
 /// view replaces the old one when it has drawn its first picture. A view that ends is restarted;
-/// after two ends within 10 s of their starts, or one hopeless end, the last good bundle is shown
-/// instead, and if that ends too, the shipped one. While nothing is shown yet and the first picture
-/// takes long, these two stand in, by the same rule. Main thread.
+/// after two ends in a row before it has run for 10 s from its first picture, or one hopeless end,
+/// the last good bundle is shown instead, and if that ends too, the shipped one. While nothing is
+/// shown yet and the first picture takes long, these two stand in, by the same rule. Main thread.
 class OutputShow final : private DesktopSurface::Listener, private RemoteView::Listener {
   public:
     /// Called in call-outs of the main run loop.
@@ -91,7 +91,6 @@ class OutputShow final : private DesktopSurface::Listener, private RemoteView::L
         SurfaceGeometry geometry;
         std::shared_ptr<SharedBuffers> memory;
         std::unique_ptr<RemoteView> view;
-        Clock::Nanoseconds startTime = 0;
 
         /// The values that the view has now.
         WallpaperValues values;
