@@ -33,6 +33,9 @@ constexpr const char *kMore =
     "controls it while it runs; `lumivera doctor` says what works on this desktop,\n"
     "and what does not.";
 
+/// The most lines about what views do and may not.
+constexpr std::size_t kMaxLines = 1000;
+
 /// Writes to stderr, which a terminal shows and the journal of a service keeps.
 void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
 
@@ -44,9 +47,19 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
                 ": does not hold, although the kernel has it");
         }
     };
-    return [&waiter, isTrusted, tell](const ViewRequest &request, RemoteView::Listener &listener) {
-        return std::make_unique<ViewProcess>(waiter, ViewProcess::Start{request, isTrusted, tell},
-                                             listener);
+    // A bundle that ends is begun anew, and does the same again.
+    const auto say = [told = std::make_shared<std::set<std::string>>()](const std::string &line) {
+        if (told->size() < kMaxLines && told->insert(line).second) {
+            log(line);
+        }
+    };
+    return [&waiter, isTrusted, tell, say](const ViewRequest &request,
+                                           RemoteView::Listener &listener) {
+        ViewProcess::Start start{request, isTrusted, tell};
+        start.says = [say, bundle = request.bundle](const std::string &line) {
+            say(bundle + " " + line);
+        };
+        return std::make_unique<ViewProcess>(waiter, start, listener);
     };
 }
 

@@ -134,7 +134,7 @@ Section examineProtection() {
     Section section{"Protection from wallpapers", {}};
     Trial trial;
     const Finding outcome = trial.run();
-    for (const Sandbox::Protection &protection : Sandbox::available()) {
+    for (const Sandbox::Protection &protection : Sandbox::tryOut()) {
         section.findings.push_back(findingOf(protection, trial.wasRefused(protection.name)));
     }
     section.findings.push_back(outcome);

@@ -43,8 +43,10 @@ struct ViewReport {
         Picture,  ///< buffer `index` is drawn; the first `count` rectangles are the damage
         Petals,   ///< the view has `petals` petals; once after loading, and after each Set of them
         Answer,   ///< to Ping and Rest
-        Confined, ///< once, before the bundle is read; `index` has the bits of Sandbox::enter()
+        Confined, ///< once, before the bundle is read; `index` has the bits of Sandbox::enter(),
+                  ///< and its listener is attached when it has one
         Failure,  ///< the view cannot be made; `text` says why, and the process ends
+        Moved,    ///< once at most, before Confined: the process `petals` goes on with the view
     };
 
     static constexpr std::uint32_t kMaxRects = 32;

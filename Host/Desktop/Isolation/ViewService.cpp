@@ -18,6 +18,7 @@
 #include <string_view>
 #include <sys/prctl.h>
 #include <unistd.h>
+#include <vector>
 
 namespace Lumivera {
 
@@ -36,41 +37,69 @@ constexpr std::uint64_t kAddressSpacePerPixel = 24;
 
 constexpr int kWrongUsage = 2;
 
-/// The paths of the libraries, of the bundle and of the files that its links lead to.
-std::vector<std::string> readablePaths(const fs::path &bundle) {
+/// The host takes as many for an attack.
+constexpr unsigned kMaxThreads = 256;
+constexpr int kMaxFiles = 10'000;
+
+/// The bundle's path with all links above it resolved, which holds in every current folder. A
+/// bundle that is a link itself could lead anywhere.
+std::string pathOf(const std::string &bundle) {
     std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    std::vector<std::string> paths = {"/usr",
-                                      "/lib",
-                                      "/lib64",
-                                      "/etc",
-                                      "/proc/self",
-                                      "/sys/devices/system/cpu",
-                                      "/dev/null",
-                                      "/dev/zero",
-                                      "/dev/random",
-                                      "/dev/urandom",
-                                      fs::canonical(bundle, error)};
-    paths.push_back(program.parent_path().parent_path().parent_path() / "lib");
-    for (fs::directory_iterator entry(bundle, error), end; !error && entry != end;
-         entry.increment(error)) {
-        if (entry->is_symlink(error) && entry->is_regular_file(error)) {
-            paths.push_back(fs::canonical(entry->path(), error));
-        }
+    fs::path path = fs::absolute(bundle, error).lexically_normal();
+    path = path.has_filename() ? path : path.parent_path();
+    if (fs::is_symlink(path, error)) {
+        throw HostError(bundle, "is a link, which could lead anywhere",
+                        "use the folder that it leads to");
     }
-    return paths;
+    const fs::path parent = fs::canonical(path.parent_path(), error);
+    return error ? path.string() : (parent / path.filename()).string();
 }
 
-void enterSandbox(const PacketSocket &host, const std::string &bundle,
-                  const SharedBuffers &memory) {
+/// Namespaces hide whom a file belongs to, so this comes first. Checks all files of the bundle,
+/// because only its description, which is not read yet, tells which of them is the library.
+void checkTrust(const std::string &bundle) {
+    std::error_code error;
+    fs::recursive_directory_iterator entry(bundle, error);
+    for (int count = 0; !error && entry != fs::recursive_directory_iterator();
+         entry.increment(error)) {
+        if (++count > kMaxFiles) {
+            throw HostError(bundle, "has too many files");
+        }
+        if (entry->is_regular_file(error)) {
+            checkLibraryTrust(bundle, entry->path());
+        }
+    }
+}
+
+/// The process that goes on is another one, of which the host must know.
+void tellMove(const PacketSocket &host, pid_t process) {
+    ViewReport report;
+    report.kind = ViewReport::Kind::Moved;
+    report.petals = static_cast<std::uint64_t>(process);
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+}
+
+void enterSandbox(const PacketSocket &host, const std::string &bundle, const SharedBuffers &memory,
+                  unsigned walls) {
     // Each further arena of malloc would reserve address space that the limit counts.
     mallopt(M_ARENA_MAX, 1);
     const std::uint64_t pixels = std::uint64_t{memory.width()} * memory.height();
+    Sandbox::Rules rules;
+    rules.folder = bundle;
+    rules.bytes = kAddressSpace + kAddressSpacePerPixel * pixels + memory.bytes();
+    rules.threads = kMaxThreads;
+    rules.movedTo = [&host](pid_t process) { tellMove(host, process); };
+    rules.tellsRefusals = true;
+    rules.walls = walls;
+    const Sandbox::Entry entry = Sandbox::enter(rules);
     ViewReport report;
     report.kind = ViewReport::Kind::Confined;
-    report.index = Sandbox::enter(
-        {readablePaths(bundle), kAddressSpace + kAddressSpacePerPixel * pixels + memory.bytes()});
-    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+    report.index = entry.refused;
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes, entry.listener);
+    if (entry.listener >= 0) {
+        close(entry.listener);
+        Sandbox::finish();
+    }
 }
 
 void reportFailure(const PacketSocket &host, const char *text) {
@@ -179,24 +208,53 @@ void ViewService::answer() const {
     _host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
 }
 
+namespace {
+
+/// The arguments: SOCKET BUNDLE, and options that only the host gives.
+struct Arguments {
+    int socket = -1;
+    std::string bundle;
+    bool isTrusted = false;
+    unsigned walls = Sandbox::kAllWalls;
+
+    /// False when they make no sense.
+    bool read(const std::vector<std::string_view> &words) {
+        const auto number = [](std::string_view text, auto &value) {
+            const auto end = text.data() + text.size();
+            return std::from_chars(text.data(), end, value).ptr == end && !text.empty();
+        };
+        constexpr std::string_view kWalls = "--walls=";
+        bool isRight = words.size() >= 2 && number(words[0], socket);
+        for (std::size_t i = 2; isRight && i < words.size(); ++i) {
+            isTrusted = isTrusted || words[i] == "--trust";
+            isRight = words[i] == "--trust" || (words[i].starts_with(kWalls) &&
+                                                number(words[i].substr(kWalls.size()), walls));
+        }
+        bundle = isRight ? words[1] : "";
+        return isRight;
+    }
+};
+
+} // namespace
+
 int runViewProgram(int argumentCount, const char *const *arguments) {
-    int descriptor = -1;
-    const bool isTrusted = argumentCount == 4 && std::string_view(arguments[3]) == "--trust";
-    if ((argumentCount != 3 && !isTrusted) ||
-        std::from_chars(arguments[1], arguments[1] + std::strlen(arguments[1]), descriptor).ec !=
-            std::errc()) {
+    Arguments given;
+    if (!given.read({arguments + 1, arguments + argumentCount})) {
         std::fputs("lumivera-view: is run by `lumivera desktop`\n", stderr);
         return kWrongUsage;
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     // The host may have inherited descriptors that are not meant for a wallpaper.
-    close_range(static_cast<unsigned>(descriptor) + 1, ~0U, 0);
-    const PacketSocket host(descriptor);
+    close_range(static_cast<unsigned>(given.socket) + 1, ~0U, 0);
+    const PacketSocket host(given.socket);
     try {
         ViewService::Start start = ViewService::readStart(host);
-        enterSandbox(host, arguments[2], *start.memory);
-        const WallpaperBundle bundle(arguments[2], isTrusted ? WallpaperBundle::Trust::Anybody
-                                                             : WallpaperBundle::Trust::UserAndRoot);
+        const std::string path = pathOf(given.bundle);
+        if (!given.isTrusted) {
+            checkTrust(path);
+        }
+        enterSandbox(host, path, *start.memory, given.walls);
+        const WallpaperBundle bundle(path, WallpaperBundle::Trust::Anybody);
         ViewService(host, std::move(start), bundle).run();
     } catch (const std::bad_alloc &) {
         reportFailure(host, "takes more memory than a wallpaper may have");
