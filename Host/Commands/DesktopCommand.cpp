@@ -6,6 +6,7 @@
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Host/Desktop/DesktopHost.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
+#include "Host/Desktop/Isolation/ViewScopes.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
@@ -53,11 +54,17 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
             log(line);
         }
     };
-    return [&waiter, isTrusted, tell, say](const ViewRequest &request,
-                                           RemoteView::Listener &listener) {
+    const auto scopes = std::make_shared<ViewScopes>(waiter);
+    return [&waiter, isTrusted, tell, say, scopes](const ViewRequest &request,
+                                                   RemoteView::Listener &listener) {
         ViewProcess::Start start{request, isTrusted, tell};
         start.says = [say, bundle = request.bundle](const std::string &line) {
             say(bundle + " " + line);
+        };
+        const SharedBuffers &memory = *request.memory;
+        start.confined = [scopes, bytes = maxViewBytes(memory.width(), memory.height(),
+                                                       memory.bytes())](int process) {
+            scopes->add(process, {bytes, kMaxViewThreads});
         };
         return std::make_unique<ViewProcess>(waiter, start, listener);
     };

@@ -1,6 +1,12 @@
 #include "Host/Desktop/Isolation/ProcessorUse.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sched.h>
+#include <string>
+#include <unistd.h>
 
 namespace Lumivera {
 
@@ -12,6 +18,9 @@ constexpr double kFreeShare = 0.5;
 constexpr double kBusy = 1;
 constexpr double kBusyWhileLoading = 3;
 constexpr double kExcessive = 10;
+
+constexpr int kLooksForThreads = 4;
+constexpr int kLowestPriority = 19;
 
 } // namespace
 
@@ -33,6 +42,31 @@ ProcessorUse::Verdict ProcessorUse::judge(Clock::Nanoseconds now, double seconds
         return Verdict::Excessive;
     }
     return _surplus >= (pictures > 0 ? kBusy : kBusyWhileLoading) ? Verdict::Busy : Verdict::Fine;
+}
+
+/// Lets all threads of the process run only when nothing else wants the processor. A thread
+/// inherits that, so it holds for all as soon as a look finds no new one.
+void makeIdle(pid_t process) {
+    const std::string folder = "/proc/" + std::to_string(process);
+    std::error_code error;
+    for (int look = 0; look < kLooksForThreads; ++look) {
+        bool isDone = true;
+        for (std::filesystem::directory_iterator thread(folder + "/task", error), end;
+             !error && thread != end; thread.increment(error)) {
+            const pid_t number = std::atoi(thread->path().filename().c_str());
+            const sched_param lowest{};
+            isDone = isDone && sched_getscheduler(number) == SCHED_IDLE;
+            sched_setscheduler(number, SCHED_IDLE, &lowest);
+        }
+        if (isDone) {
+            break;
+        }
+    }
+    // Kernels that share the processor between sessions first would let it keep its session's
+    // share.
+    if (getsid(process) == process) {
+        std::ofstream(folder + "/autogroup") << kLowestPriority;
+    }
 }
 
 } // namespace Lumivera

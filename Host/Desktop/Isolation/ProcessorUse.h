@@ -3,6 +3,7 @@
 #include "Platform/Foundation/Clock.h"
 
 #include <cstdint>
+#include <sys/types.h>
 
 namespace Lumivera {
 
@@ -35,5 +36,8 @@ class ProcessorUse {
     double _surplus = 0;
     double _unexplained = 0;
 };
+
+/// Lets all threads of the process run only when no other program wants the processor.
+void makeIdle(pid_t process);
 
 } // namespace Lumivera

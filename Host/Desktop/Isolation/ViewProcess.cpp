@@ -7,14 +7,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <poll.h>
-#include <sched.h>
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -31,10 +28,7 @@ constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
 constexpr auto kPatienceTime = static_cast<Clock::Nanoseconds>(ViewProcess::kPatience * 1e9);
 constexpr int kTheirSocket = 3;
 constexpr off_t kComplaintBytes = 4096;
-constexpr unsigned kMaxThreads = 256;
 constexpr int kPatienceForEnd = 500; // milliseconds
-constexpr int kLooksForThreads = 4;
-constexpr int kLowestPriority = 19;
 
 std::string programPath() {
     std::error_code error;
@@ -91,31 +85,6 @@ std::optional<int> waitFor(pid_t process) {
     return std::nullopt;
 }
 
-/// Lets all threads of the process run only when nothing else wants the processor. A thread
-/// inherits that, so it holds for all as soon as a look finds no new one.
-void makeIdle(pid_t process) {
-    const std::string folder = "/proc/" + std::to_string(process);
-    std::error_code error;
-    for (int look = 0; look < kLooksForThreads; ++look) {
-        bool isDone = true;
-        for (std::filesystem::directory_iterator thread(folder + "/task", error), end;
-             !error && thread != end; thread.increment(error)) {
-            const pid_t number = std::atoi(thread->path().filename().c_str());
-            const sched_param lowest{};
-            isDone = isDone && sched_getscheduler(number) == SCHED_IDLE;
-            sched_setscheduler(number, SCHED_IDLE, &lowest);
-        }
-        if (isDone) {
-            break;
-        }
-    }
-    // Kernels that share the processor between sessions first would let it keep its session's
-    // share.
-    if (getsid(process) == process) {
-        std::ofstream(folder + "/autogroup") << kLowestPriority;
-    }
-}
-
 } // namespace
 
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener)
@@ -124,7 +93,8 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener,
                          std::pair<PacketSocket, PacketSocket> ends)
     : _watch(watch), _listener(listener), _memory(start.memory),
-      _protectionRefused(start.protectionRefused), _says(start.says), _check([this] { check(); }),
+      _protectionRefused(start.protectionRefused), _says(start.says), _confined(start.confined),
+      _timeFactor(start.timeFactor), _check([this] { check(); }),
       _connection(std::move(ends.first)), _lastSign(Clock::current().now()),
       _pictureDeadline(_lastSign + kPatienceTime), _isWanted(_memory->count()) {
     begin(start, ends.second);
@@ -375,6 +345,9 @@ bool ViewProcess::takeConfinement(const ViewReport &report, int listener) {
             _protectionRefused(names[i]);
         }
     }
+    if (_confined) {
+        _confined(_process);
+    }
     return true;
 }
 
@@ -464,7 +437,8 @@ bool ViewProcess::takesTooMuchTime(Clock::Nanoseconds now) {
         _processorUse.rest();
         return false;
     }
-    const ProcessorUse::Verdict verdict = _processorUse.judge(now, cpuTime(), _pictures);
+    const ProcessorUse::Verdict verdict =
+        _processorUse.judge(now, cpuTime() * _timeFactor, _pictures);
     if (verdict != ProcessorUse::Verdict::Fine) {
         giveWay();
     }
@@ -484,7 +458,7 @@ void ViewProcess::giveWay() {
 bool ViewProcess::hasTooManyThreads() const {
     struct stat status;
     const std::string folder = "/proc/" + std::to_string(_process) + "/task";
-    return stat(folder.c_str(), &status) == 0 && status.st_nlink > kMaxThreads;
+    return stat(folder.c_str(), &status) == 0 && status.st_nlink > kMaxViewThreads;
 }
 
 /// The listener may delete this object.

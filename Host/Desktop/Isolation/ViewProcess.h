@@ -37,8 +37,14 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
         /// Called with each line for the log about what the view does and may not, once.
         std::function<void(const std::string &line)> says = {};
 
+        /// Called once with the process that runs the view, about when the bundle's code begins.
+        std::function<void(int process)> confined = {};
+
         /// Tests leave walls out.
         unsigned walls = Sandbox::kAllWalls;
+
+        /// Tests judge more processor time than was taken, to find little too much.
+        double timeFactor = 1;
     };
 
     /// Throws a HostError when there can be no process. Watch and listener are not owned.
@@ -96,6 +102,8 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     const std::shared_ptr<SharedBuffers> _memory;
     const std::function<void(const std::string &name)> _protectionRefused;
     const std::function<void(const std::string &line)> _says;
+    const std::function<void(int process)> _confined;
+    const double _timeFactor;
     DeferredCall _check;
     PacketSocket _connection;
     std::optional<RefusedCalls> _refusedCalls;

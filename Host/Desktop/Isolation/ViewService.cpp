@@ -31,14 +31,8 @@ constexpr Clock::Nanoseconds kUntilLoading = 600'000'000;
 
 namespace fs = std::filesystem;
 
-/// Three times what a view of the largest screens takes, in bytes.
-constexpr std::uint64_t kAddressSpace = std::uint64_t{768} << 20;
-constexpr std::uint64_t kAddressSpacePerPixel = 24;
-
 constexpr int kWrongUsage = 2;
 
-/// The host takes as many for an attack.
-constexpr unsigned kMaxThreads = 256;
 constexpr int kMaxFiles = 10'000;
 
 /// The bundle's path with all links above it resolved, which holds in every current folder. A
@@ -83,11 +77,10 @@ void enterSandbox(const PacketSocket &host, const std::string &bundle, const Sha
                   unsigned walls) {
     // Each further arena of malloc would reserve address space that the limit counts.
     mallopt(M_ARENA_MAX, 1);
-    const std::uint64_t pixels = std::uint64_t{memory.width()} * memory.height();
     Sandbox::Rules rules;
     rules.folder = bundle;
-    rules.bytes = kAddressSpace + kAddressSpacePerPixel * pixels + memory.bytes();
-    rules.threads = kMaxThreads;
+    rules.bytes = maxViewBytes(memory.width(), memory.height(), memory.bytes());
+    rules.threads = kMaxViewThreads;
     rules.movedTo = [&host](pid_t process) { tellMove(host, process); };
     rules.tellsRefusals = true;
     rules.walls = walls;

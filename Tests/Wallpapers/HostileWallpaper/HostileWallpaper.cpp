@@ -128,7 +128,7 @@ void reachOut() {
 }
 
 /// Sends the host a message of that kind: 0 a picture, 1 petals, 2 an answer, 3 how the process is
-/// confined.
+/// confined, 5 that another process goes on.
 void report(std::uint32_t kind) {
     const std::array<std::uint32_t, 8> words{kind};
     send(kConnection, words.data(), sizeof words, MSG_NOSIGNAL);
@@ -148,6 +148,8 @@ void flood() {
 void intrude() { report(0); }
 
 void complain() { report(3); }
+
+void move() { report(5); }
 
 void beBusy() { std::thread(loop).detach(); }
 
@@ -169,11 +171,19 @@ void multiply() {
 }
 
 void misbehave(const std::string &moment) {
-    static const std::map<std::string, void (*)()> deeds = {
-        {"crash", crash},          {"loop", loop},         {"allocate", allocate},
-        {"exit", leave},           {"print", print},       {"reach-out", reachOut},
-        {"throw", raiseException}, {"flood", flood},       {"intrude", intrude},
-        {"be-busy", beBusy},       {"multiply", multiply}, {"complain", complain}};
+    static const std::map<std::string, void (*)()> deeds = {{"crash", crash},
+                                                            {"loop", loop},
+                                                            {"allocate", allocate},
+                                                            {"exit", leave},
+                                                            {"print", print},
+                                                            {"reach-out", reachOut},
+                                                            {"throw", raiseException},
+                                                            {"flood", flood},
+                                                            {"intrude", intrude},
+                                                            {"be-busy", beBusy},
+                                                            {"multiply", multiply},
+                                                            {"complain", complain},
+                                                            {"move", move}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {

@@ -1,8 +1,19 @@
 #include "Host/Desktop/Isolation/ProcessorUse.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <optional>
+#include <sched.h>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
 
 using namespace Lumivera;
 using Verdict = ProcessorUse::Verdict;
@@ -101,6 +112,44 @@ TEST_F(ProcessorUseTest, FindsThreadsBesideDrawingExcessive) {
     const auto seconds = secondsUntil(Verdict::Excessive, 2, 40);
     ASSERT_TRUE(seconds);
     EXPECT_EQ(*seconds, 20);
+}
+
+/// A child with some threads; tells by the pipe when they run.
+[[noreturn]] void waitWithThreads(int told) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    setsid();
+    for (int i = 0; i < 5; ++i) {
+        std::thread([] { pause(); }).detach();
+    }
+    static_cast<void>(!write(told, "x", 1));
+    pause();
+    _exit(0);
+}
+
+TEST(MakeIdleTest, LetsEveryThreadGiveWay) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        waitWithThreads(ends[1]);
+    }
+    char told = 0;
+    EXPECT_EQ(read(ends[0], &told, 1), 1);
+    makeIdle(child);
+    std::vector<int> policies;
+    const std::string folder = "/proc/" + std::to_string(child);
+    for (const auto &thread : std::filesystem::directory_iterator(folder + "/task")) {
+        policies.push_back(sched_getscheduler(std::stoi(thread.path().filename())));
+    }
+    EXPECT_EQ(policies, std::vector<int>(6, SCHED_IDLE));
+    std::ifstream group(folder + "/autogroup");
+    if (std::string text; std::getline(group, text)) {
+        EXPECT_THAT(text, testing::EndsWith("nice 19"));
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_F(ProcessorUseTest, LeavesOutTheTimeOfARest) {
