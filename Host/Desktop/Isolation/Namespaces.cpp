@@ -197,7 +197,7 @@ pid_t fork(bool isSibling) {
 }
 
 /// The new process waits until the old one has told of it and exited.
-void continueInNewProcess(const std::function<void(pid_t)> &movedTo) {
+void continueInNewProcess(const std::function<void(int)> &movedTo) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         _exit(1);
@@ -231,8 +231,7 @@ void continueInNewProcess(const std::function<void(pid_t)> &movedTo) {
 
 } // namespace
 
-Outcome enter(const std::vector<ReadableFile> &readable,
-              const std::function<void(pid_t)> &movedTo) {
+Outcome enter(const std::vector<ReadableFile> &readable, const std::function<void(int)> &movedTo) {
     const uid_t user = geteuid();
     const gid_t group = getegid();
     if (unshare(kSpaces) != 0) {

@@ -4,7 +4,6 @@
 
 #include <functional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 /// A process apart: with files, processes, users, a network, message queues and a host name of its
@@ -24,6 +23,6 @@ enum class Outcome {
 /// `movedTo` is called in the old process with the new one's identifier; the new one is a sibling,
 /// a child of this process's parent, and goes on when the old one has exited. Without `movedTo` the
 /// old process waits for the new one and ends as it does.
-Outcome enter(const std::vector<ReadableFile> &readable, const std::function<void(pid_t)> &movedTo);
+Outcome enter(const std::vector<ReadableFile> &readable, const std::function<void(int)> &movedTo);
 
 } // namespace Lumivera::Namespaces

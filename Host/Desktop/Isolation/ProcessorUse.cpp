@@ -46,7 +46,7 @@ ProcessorUse::Verdict ProcessorUse::judge(Clock::Nanoseconds now, double seconds
 
 /// Lets all threads of the process run only when nothing else wants the processor. A thread
 /// inherits that, so it holds for all as soon as a look finds no new one.
-void makeIdle(pid_t process) {
+void makeIdle(int process) {
     const std::string folder = "/proc/" + std::to_string(process);
     std::error_code error;
     for (int look = 0; look < kLooksForThreads; ++look) {

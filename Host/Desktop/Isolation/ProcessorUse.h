@@ -3,7 +3,6 @@
 #include "Platform/Foundation/Clock.h"
 
 #include <cstdint>
-#include <sys/types.h>
 
 namespace Lumivera {
 
@@ -38,6 +37,6 @@ class ProcessorUse {
 };
 
 /// Lets all threads of the process run only when no other program wants the processor.
-void makeIdle(pid_t process);
+void makeIdle(int process);
 
 } // namespace Lumivera

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 /// Confines a process that runs foreign code to drawing, by three walls that each would do for most
@@ -47,7 +46,7 @@ struct Rules {
     unsigned threads = 0;
 
     /// As in Namespaces::enter().
-    std::function<void(pid_t)> movedTo = {};
+    std::function<void(int)> movedTo = {};
 
     /// Whether Entry gives a listener.
     bool tellsRefusals = false;

@@ -31,7 +31,7 @@ void appendScope(sd_bus_message &message, pid_t process, const ViewScopes::Limit
 
 } // namespace
 
-void ViewScopes::add(pid_t process, const Limits &limits) {
+void ViewScopes::add(int process, const Limits &limits) {
     _bus.call(
         {"org.freedesktop.systemd1", "/org/freedesktop/systemd1",
          "org.freedesktop.systemd1.Manager", "StartTransientUnit"},

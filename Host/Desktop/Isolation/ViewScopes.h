@@ -3,7 +3,6 @@
 #include "Host/Desktop/Policy/SystemBus.h"
 
 #include <cstdint>
-#include <sys/types.h>
 
 namespace Lumivera {
 
@@ -21,7 +20,7 @@ class ViewScopes {
     explicit ViewScopes(DescriptorWaiter &waiter) : _bus(waiter, SystemBus::Kind::User) {}
 
     /// Asks systemd, without waiting for it. The group goes with the process.
-    void add(pid_t process, const Limits &limits);
+    void add(int process, const Limits &limits);
 
   private:
     SystemBus _bus;

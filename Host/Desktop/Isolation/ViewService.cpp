@@ -81,7 +81,7 @@ void enterSandbox(const PacketSocket &host, const std::string &bundle, const Sha
     rules.folder = bundle;
     rules.bytes = maxViewBytes(memory.width(), memory.height(), memory.bytes());
     rules.threads = kMaxViewThreads;
-    rules.movedTo = [&host](pid_t process) { tellMove(host, process); };
+    rules.movedTo = [&host](int process) { tellMove(host, process); };
     rules.tellsRefusals = true;
     rules.walls = walls;
     const Sandbox::Entry entry = Sandbox::enter(rules);

@@ -145,8 +145,10 @@ const std::vector<Deed> &systemDeeds() {
              char text[64];
              return syscall(SYS_syslog, 3, text, sizeof text) >= 0;
          }},
+#ifdef SYS_ioperm
         {"uses the ports of devices", N | S,
          [](const Victims &) { return syscall(SYS_ioperm, 0x80, 1, 1) == 0; }},
+#endif
         {"changes the clock", N | S,
          [](const Victims &) {
              timex change{};
