@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <linux/capability.h>
 #include <sched.h>
+#include <string_view>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>

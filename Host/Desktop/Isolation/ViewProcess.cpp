@@ -11,6 +11,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <poll.h>
 #include <string_view>
 #include <sys/mman.h>
@@ -29,6 +30,8 @@ constexpr auto kPatienceTime = static_cast<Clock::Nanoseconds>(ViewProcess::kPat
 constexpr int kTheirSocket = 3;
 constexpr off_t kComplaintBytes = 4096;
 constexpr int kPatienceForEnd = 500; // milliseconds
+constexpr std::uint64_t kMaxTableKilobytes = 24 * 1024;
+constexpr std::streamsize kLongestLine = 4096;
 
 std::string programPath() {
     std::error_code error;
@@ -428,7 +431,7 @@ std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (takesTooMuchTime(now)) {
         return "takes a processor core without drawing";
     }
-    return hasTooManyThreads() ? "has too many threads" : "";
+    return complaintAboutKernel();
 }
 
 /// Also lets a busy view give way. Time in which the process is stopped does not count.
@@ -454,11 +457,20 @@ void ViewProcess::giveWay() {
     }
 }
 
-/// The task folder has a folder for each thread, which the kernel counts as its links.
-bool ViewProcess::hasTooManyThreads() const {
-    struct stat status;
-    const std::string folder = "/proc/" + std::to_string(_process) + "/task";
-    return stat(folder.c_str(), &status) == 0 && status.st_nlink > kMaxViewThreads;
+/// What the process takes of the kernel; empty when that is not too much. The limit of its address
+/// space does not count the tables that map its pages.
+std::string ViewProcess::complaintAboutKernel() const {
+    std::ifstream status("/proc/" + std::to_string(_process) + "/status");
+    for (std::string key; status >> key; status.ignore(kLongestLine, '\n')) {
+        std::uint64_t amount = 0;
+        if (key == "VmPTE:" && status >> amount && amount > kMaxTableKilobytes) {
+            return "maps memory too widely";
+        }
+        if (key == "Threads:") {
+            return status >> amount && amount >= kMaxViewThreads ? "has too many threads" : "";
+        }
+    }
+    return "";
 }
 
 /// The listener may delete this object.

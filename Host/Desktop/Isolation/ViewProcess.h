@@ -89,7 +89,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     void checkLater();
     void check();
     std::string complaintAt(Clock::Nanoseconds now);
-    bool hasTooManyThreads() const;
+    std::string complaintAboutKernel() const;
     bool takesTooMuchTime(Clock::Nanoseconds now);
     void giveWay();
     void say(const std::string &line) const;

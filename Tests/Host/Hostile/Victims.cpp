@@ -3,11 +3,13 @@
 #include <arpa/inet.h>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <mqueue.h>
+#include <stdexcept>
 #include <sys/ipc.h>
 #include <sys/msg.h>
 #include <sys/prctl.h>

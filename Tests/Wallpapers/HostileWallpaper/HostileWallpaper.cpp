@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
@@ -170,6 +171,19 @@ void multiply() {
     }
 }
 
+/// Maps single pages far apart, each of which takes the kernel two more pages for tables.
+void scatter() {
+    constexpr std::uintptr_t kDistance = std::uintptr_t{1} << 30;
+    for (std::uintptr_t i = 0; i < 10'000; ++i) {
+        void *const wanted = reinterpret_cast<void *>((i + 1'000) * kDistance);
+        void *const page =
+            mmap(wanted, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (page != MAP_FAILED) {
+            *static_cast<volatile char *>(page) = 1;
+        }
+    }
+}
+
 void misbehave(const std::string &moment) {
     static const std::map<std::string, void (*)()> deeds = {{"crash", crash},
                                                             {"loop", loop},
@@ -183,7 +197,8 @@ void misbehave(const std::string &moment) {
                                                             {"be-busy", beBusy},
                                                             {"multiply", multiply},
                                                             {"complain", complain},
-                                                            {"move", move}};
+                                                            {"move", move},
+                                                            {"scatter", scatter}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {

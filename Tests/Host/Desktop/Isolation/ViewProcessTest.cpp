@@ -339,6 +339,12 @@ TEST_F(ViewProcessTest, CannotTakeAllMemory) {
     EXPECT_TRUE(hasEnded());
 }
 
+TEST_F(ViewProcessTest, IsEndedWhenItMapsMemoryTooWidely) {
+    beginHostile("scatter-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("maps memory too widely"));
+}
+
 TEST_F(ViewProcessTest, MayPrintAsMuchAsItLikes) {
     beginHostile("print-in-frame");
     EXPECT_TRUE(hasDrawn(150));
