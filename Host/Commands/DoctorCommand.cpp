@@ -127,7 +127,7 @@ Finding findingOf(const Sandbox::Protection &protection, bool wasRefused) {
     }
     return protection.holds ? Finding{protection.name, Level::Good, "holds", ""}
                             : Finding{protection.name, Level::Lacking, "does not hold",
-                                      "use a kernel that has it"};
+                                      "use a kernel that has it, with settings that allow it"};
 }
 
 Section examineProtection() {

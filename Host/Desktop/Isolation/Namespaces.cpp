@@ -26,6 +26,7 @@ constexpr int kSpaces =
     CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWNET | CLONE_NEWIPC | CLONE_NEWUTS;
 constexpr int kCapabilities = 64;
 constexpr std::string_view kHostName = "wallpaper";
+constexpr const char *kRoot = "root";
 
 bool writeTo(const char *path, const std::string &text) {
     const int file = open(path, O_WRONLY | O_CLOEXEC);
@@ -43,9 +44,6 @@ bool mapUser(uid_t user, gid_t group) {
     return writeTo("/proc/self/setgroups", "deny") && writeTo("/proc/self/uid_map", line(user)) &&
            writeTo("/proc/self/gid_map", line(group));
 }
-
-/// Namespaces within these would give the process rights over them, and so more of the kernel.
-bool forbidNested() { return writeTo("/proc/sys/user/max_user_namespaces", "0"); }
 
 /// Makes the folders above the path; `root` is an empty folder.
 void makeFoldersAbove(int root, const fs::path &path) {
@@ -128,7 +126,7 @@ bool showAll(int root, std::vector<ReadableFile> readable) {
     return true;
 }
 
-int makeEmptyRoot() {
+int makeFileSystem() {
     const int system = fsopen("tmpfs", FSOPEN_CLOEXEC);
     if (system < 0) {
         return -1;
@@ -141,13 +139,16 @@ int makeEmptyRoot() {
     return root;
 }
 
-/// Makes the folder the root, and lets go of the old one.
-bool makeRoot(int root) {
+/// Makes the folder in the file system the root, and lets go of the old one. The kernel gives no
+/// namespaces to a process whose root is not that of its file system, so there are none within
+/// these.
+bool makeRoot(int system) {
     mount_attr readOnly{};
     readOnly.attr_set = MOUNT_ATTR_RDONLY;
-    return fchdir(root) == 0 && syscall(SYS_pivot_root, ".", ".") == 0 &&
-           umount2(".", MNT_DETACH) == 0 && chdir("/") == 0 &&
-           mount_setattr(AT_FDCWD, "/", 0, &readOnly, sizeof readOnly) == 0;
+    return fchdir(system) == 0 && syscall(SYS_pivot_root, ".", ".") == 0 &&
+           umount2(".", MNT_DETACH) == 0 &&
+           mount_setattr(AT_FDCWD, ".", 0, &readOnly, sizeof readOnly) == 0 && chroot(kRoot) == 0 &&
+           chdir("/") == 0;
 }
 
 bool changeRoot(const std::vector<ReadableFile> &readable) {
@@ -156,12 +157,15 @@ bool changeRoot(const std::vector<ReadableFile> &readable) {
     if (mount_setattr(AT_FDCWD, "/", AT_RECURSIVE, &attributes, sizeof attributes) != 0) {
         return false;
     }
-    const int root = makeEmptyRoot();
-    // The root must be mounted somewhere before anything can be mounted in it.
-    const bool isChanged = root >= 0 &&
-                           move_mount(root, "", AT_FDCWD, "/", MOVE_MOUNT_F_EMPTY_PATH) == 0 &&
-                           showAll(root, readable) && makeRoot(root);
+    const int system = makeFileSystem();
+    // It must be mounted somewhere before anything can be mounted in it.
+    const bool isMounted = system >= 0 &&
+                           move_mount(system, "", AT_FDCWD, "/", MOVE_MOUNT_F_EMPTY_PATH) == 0 &&
+                           mkdirat(system, kRoot, 0755) == 0;
+    const int root = isMounted ? openat(system, kRoot, O_PATH | O_DIRECTORY | O_CLOEXEC) : -1;
+    const bool isChanged = root >= 0 && showAll(root, readable) && makeRoot(system);
     close(root);
+    close(system);
     return isChanged;
 }
 
@@ -232,17 +236,17 @@ void continueInNewProcess(const std::function<void(int)> &movedTo) {
 
 } // namespace
 
-Outcome enter(const std::vector<ReadableFile> &readable, const std::function<void(int)> &movedTo) {
+bool enter(const std::vector<ReadableFile> &readable, const std::function<void(int)> &movedTo) {
     const uid_t user = geteuid();
     const gid_t group = getegid();
     if (unshare(kSpaces) != 0) {
-        return Outcome::Absent;
+        return false;
     }
-    const bool isApart = mapUser(user, group) && forbidNested() && changeRoot(readable);
+    const bool isApart = mapUser(user, group) && changeRoot(readable);
     sethostname(kHostName.data(), kHostName.size());
     const bool isPowerless = giveUpCapabilities();
     continueInNewProcess(movedTo);
-    return isApart && isPowerless ? Outcome::Entered : Outcome::Refused;
+    return isApart && isPowerless;
 }
 
 } // namespace Lumivera::Namespaces

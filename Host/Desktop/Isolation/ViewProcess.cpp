@@ -60,7 +60,8 @@ int makeComplaints() {
     return descriptor;
 }
 
-/// Children that a device or a file system keeps from ending.
+/// Children that a device or a file system keeps from ending, and groups of children, as negative
+/// numbers.
 std::vector<pid_t> &late() {
     static std::vector<pid_t> processes;
     return processes;
@@ -492,6 +493,10 @@ std::string ViewProcess::endProcess() {
         if (process > 0) {
             kill(process, SIGKILL);
         }
+    }
+    if (_isConfinementDue) {
+        // It may just have begun another process of its group, which ends without it.
+        late().push_back(-_process);
     }
     waitFor(std::exchange(_starter, -1));
     const std::optional<int> ending = waitFor(std::exchange(_process, -1));
