@@ -52,12 +52,13 @@ constexpr int kAllowed[] = {
     SCMP_SYS(sched_getscheduler), SCMP_SYS(getcpu), SCMP_SYS(rt_sigaction),
     SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigreturn), SCMP_SYS(sigreturn), SCMP_SYS(sigaltstack),
     SCMP_SYS(restart_syscall), SCMP_SYS(pause),
-    // Time, and waiting.
+    // Time, waiting, and waking each other.
     SCMP_SYS(clock_gettime), SCMP_SYS(clock_gettime64), SCMP_SYS(clock_getres),
     SCMP_SYS(clock_getres_time64), SCMP_SYS(clock_nanosleep), SCMP_SYS(clock_nanosleep_time64),
     SCMP_SYS(nanosleep), SCMP_SYS(gettimeofday), SCMP_SYS(time), SCMP_SYS(times), SCMP_SYS(poll),
     SCMP_SYS(ppoll), SCMP_SYS(ppoll_time64), SCMP_SYS(select), SCMP_SYS(_newselect),
-    SCMP_SYS(pselect6), SCMP_SYS(pselect6_time64), SCMP_SYS(eventfd2),
+    SCMP_SYS(pselect6), SCMP_SYS(pselect6_time64), SCMP_SYS(eventfd2), SCMP_SYS(pipe),
+    SCMP_SYS(pipe2),
     // The connection to the host.
     SCMP_SYS(recvmsg), SCMP_SYS(recvfrom),
     // What a process may know of itself and of the machine.

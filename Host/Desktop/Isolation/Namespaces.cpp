@@ -70,7 +70,7 @@ bool copyLink(int root, const std::string &path) {
         return false;
     }
     makeFoldersAbove(root, path.substr(1));
-    return symlinkat(target.c_str(), root, path.c_str() + 1) == 0;
+    return symlinkat(target.c_str(), root, path.c_str() + 1) == 0 || errno == EEXIST;
 }
 
 /// Shows what the descriptor refers to, with all mounts in it, below the new root; nobody can write
@@ -114,7 +114,7 @@ bool showAll(int root, std::vector<ReadableFile> readable) {
             return false;
         }
         struct stat status;
-        if (!shown.empty() && file.path.starts_with(shown)) {
+        if (!shown.empty() && (file.path + "/").starts_with(shown)) {
             continue;
         }
         if (!show(root, file)) {

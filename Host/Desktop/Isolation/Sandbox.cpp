@@ -54,9 +54,6 @@ std::vector<ReadableFile> systemFiles() {
         files.push_back({path});
     }
     files.push_back({program.parent_path().parent_path().parent_path() / "lib"});
-#ifdef LUMIVERA_SANITIZES
-    files.push_back({"/proc"});
-#endif
     return files;
 }
 

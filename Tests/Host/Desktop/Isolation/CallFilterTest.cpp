@@ -192,8 +192,6 @@ constexpr std::string_view kRefused[] = {
     "pidfd_getfd",
     "pidfd_open",
     "pidfd_send_signal",
-    "pipe",
-    "pipe2",
     "pivot_root",
     "pkey_alloc",
     "pkey_free",
