@@ -7,6 +7,7 @@
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Host/Desktop/DesktopHost.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
+#include "Host/Desktop/Isolation/ViewScopes.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
@@ -47,6 +48,9 @@ std::string controlFolder() {
     return folder;
 }
 
+/// The most lines about what views do and may not.
+constexpr std::size_t kMaxLines = 1000;
+
 ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     // All views are refused the same protections, so each is logged once.
     const auto tell = [told = std::make_shared<std::set<std::string>>()](const std::string &name) {
@@ -55,9 +59,25 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
                        ": does not hold, although the kernel has it");
         }
     };
-    return [&waiter, isTrusted, tell](const ViewRequest &request, RemoteView::Listener &listener) {
-        return std::make_unique<ViewProcess>(waiter, ViewProcess::Start{request, isTrusted, tell},
-                                             listener);
+    // A bundle that ends is begun anew, and does the same again.
+    const auto say = [told = std::make_shared<std::set<std::string>>()](const std::string &line) {
+        if (told->size() < kMaxLines && told->insert(line).second) {
+            printError(line);
+        }
+    };
+    const auto scopes = std::make_shared<ViewScopes>(waiter);
+    return [&waiter, isTrusted, tell, say, scopes](const ViewRequest &request,
+                                                   RemoteView::Listener &listener) {
+        ViewProcess::Start start{request, isTrusted, tell};
+        start.says = [say, bundle = request.bundle](const std::string &line) {
+            say(bundle + " " + line);
+        };
+        const SharedBuffers &memory = *request.memory;
+        start.confined = [scopes, bytes = maxViewBytes(memory.width(), memory.height(),
+                                                       memory.bytes())](int process) {
+            scopes->add(process, {bytes, kMaxViewThreads});
+        };
+        return std::make_unique<ViewProcess>(waiter, start, listener);
     };
 }
 

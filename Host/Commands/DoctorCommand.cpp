@@ -127,14 +127,14 @@ Finding findingOf(const Sandbox::Protection &protection, bool wasRefused) {
     }
     return protection.holds ? Finding{protection.name, Level::Good, "holds", ""}
                             : Finding{protection.name, Level::Lacking, "does not hold",
-                                      "use a kernel that has it"};
+                                      "use a kernel that has it, with settings that allow it"};
 }
 
 Section examineProtection() {
     Section section{"Protection from wallpapers", {}};
     Trial trial;
     const Finding outcome = trial.run();
-    for (const Sandbox::Protection &protection : Sandbox::available()) {
+    for (const Sandbox::Protection &protection : Sandbox::tryOut()) {
         section.findings.push_back(findingOf(protection, trial.wasRefused(protection.name)));
     }
     section.findings.push_back(outcome);

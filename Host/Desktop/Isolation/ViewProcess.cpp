@@ -1,6 +1,5 @@
 #include "Host/Desktop/Isolation/ViewProcess.h"
 
-#include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
 
@@ -12,9 +11,12 @@
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <poll.h>
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,7 +29,9 @@ constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
 constexpr auto kPatienceTime = static_cast<Clock::Nanoseconds>(ViewProcess::kPatience * 1e9);
 constexpr int kTheirSocket = 3;
 constexpr off_t kComplaintBytes = 4096;
-constexpr unsigned kMaxThreads = 256;
+constexpr int kPatienceForEnd = 500; // milliseconds
+constexpr std::uint64_t kMaxTableKilobytes = 24 * 1024;
+constexpr std::streamsize kLongestLine = 4096;
 
 std::string programPath() {
     std::error_code error;
@@ -56,6 +60,35 @@ int makeComplaints() {
     return descriptor;
 }
 
+/// Children that a device or a file system keeps from ending, and groups of children, as negative
+/// numbers.
+std::vector<pid_t> &late() {
+    static std::vector<pid_t> processes;
+    return processes;
+}
+
+/// The status of a child that ends about now, as waitpid() gives it. Nothing when it does not; then
+/// a later call waits for it.
+std::optional<int> waitFor(pid_t process) {
+    if (process <= 0) {
+        return std::nullopt;
+    }
+    std::erase_if(late(), [](pid_t one) { return waitpid(one, nullptr, WNOHANG) != 0; });
+    const int watched = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+    pollfd end{watched, POLLIN, 0};
+    if (watched >= 0) {
+        while (poll(&end, 1, kPatienceForEnd) < 0 && errno == EINTR) {
+        }
+        close(watched);
+    }
+    int status = 0;
+    if (waitpid(process, &status, WNOHANG) == process) {
+        return status;
+    }
+    late().push_back(process);
+    return std::nullopt;
+}
+
 } // namespace
 
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener)
@@ -64,7 +97,8 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener,
                          std::pair<PacketSocket, PacketSocket> ends)
     : _watch(watch), _listener(listener), _memory(start.memory),
-      _protectionRefused(start.protectionRefused), _check([this] { check(); }),
+      _protectionRefused(start.protectionRefused), _says(start.says), _confined(start.confined),
+      _timeFactor(start.timeFactor), _check([this] { check(); }),
       _connection(std::move(ends.first)), _lastSign(Clock::current().now()),
       _pictureDeadline(_lastSign + kPatienceTime), _isWanted(_memory->count()) {
     begin(start, ends.second);
@@ -87,6 +121,9 @@ void ViewProcess::begin(const Start &start, const PacketSocket &theirs) {
     std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), start.bundle};
     if (start.isTrusted) {
         arguments.emplace_back("--trust");
+    }
+    if (start.walls != Sandbox::kAllWalls) {
+        arguments.push_back("--walls=" + std::to_string(start.walls));
     }
     _complaints = makeComplaints();
     _process = spawnProgram(arguments, {-1, _complaints, _complaints, theirs.descriptor()},
@@ -229,17 +266,20 @@ bool ViewProcess::readReports() {
         case PacketSocket::Outcome::Ended:
             endWith(endProcess(), false);
             return false;
-        case PacketSocket::Outcome::Received:
+        case PacketSocket::Outcome::Received: {
+            const bool isTaken = take(report, packet.count, packet.attached);
             close(packet.attached);
-            if (!take(report, packet.count)) {
+            if (!isTaken) {
                 return false;
             }
             break;
         }
+        }
     }
 }
 
-bool ViewProcess::take(const ViewReport &report, std::size_t bytes) {
+/// Keeps the attached descriptor by changing it to -1.
+bool ViewProcess::take(const ViewReport &report, std::size_t bytes, int &attached) {
     if (bytes < offsetof(ViewReport, rects)) {
         return refuse();
     }
@@ -257,7 +297,9 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes) {
     case ViewReport::Kind::Answer:
         return takeAnswer();
     case ViewReport::Kind::Confined:
-        return takeConfinement(report);
+        return takeConfinement(report, std::exchange(attached, -1));
+    case ViewReport::Kind::Moved:
+        return takeMove(report);
     case ViewReport::Kind::Failure: {
         const std::size_t room = bytes - offsetof(ViewReport, text);
         endWith(inOneLine({report.text, strnlen(report.text, room)}),
@@ -282,19 +324,50 @@ bool ViewProcess::takeAnswer() {
     return true;
 }
 
-bool ViewProcess::takeConfinement(const ViewReport &report) {
-    if (!std::exchange(_isConfinementDue, false)) {
+/// Nothing of the bundle runs before Confined, so the process is who it says. That it is our child
+/// is made sure of all the same, because we shall send it signals.
+bool ViewProcess::takeMove(const ViewReport &report) {
+    const auto process = static_cast<pid_t>(report.petals);
+    siginfo_t state{};
+    if (!std::exchange(_isMoveDue, false) || !_isConfinementDue || process <= 0 ||
+        waitid(P_PID, static_cast<id_t>(process), &state, WEXITED | WNOHANG | WNOWAIT) != 0) {
         return refuse();
     }
-    if (report.index != 0 && _protectionRefused) {
-        const std::vector<Sandbox::Protection> protections = Sandbox::available();
-        for (std::size_t i = 0; i < protections.size(); ++i) {
-            if ((report.index >> i & 1) != 0) {
-                _protectionRefused(protections[i].name);
-            }
+    _starter = std::exchange(_process, process);
+    return true;
+}
+
+bool ViewProcess::takeConfinement(const ViewReport &report, int listener) {
+    if (!std::exchange(_isConfinementDue, false)) {
+        close(listener);
+        return refuse();
+    }
+    waitFor(std::exchange(_starter, -1));
+    tellRefusals(listener);
+    const std::vector<std::string> &names = Sandbox::protectionNames();
+    for (std::size_t i = 0; i < names.size() && _protectionRefused; ++i) {
+        if ((report.index >> i & 1) != 0) {
+            _protectionRefused(names[i]);
         }
     }
+    if (_confined) {
+        _confined(_process);
+    }
     return true;
+}
+
+void ViewProcess::tellRefusals(int listener) {
+    if (listener >= 0) {
+        _refusedCalls.emplace(_watch, listener, [this](const std::string &name) {
+            say("makes the system call " + name + ", which is refused");
+        });
+    }
+}
+
+void ViewProcess::say(const std::string &line) const {
+    if (_says) {
+        _says(line);
+    }
 }
 
 bool ViewProcess::takePicture(const ViewReport &report, std::size_t bytes) {
@@ -314,6 +387,7 @@ bool ViewProcess::takePicture(const ViewReport &report, std::size_t bytes) {
         }
     }
     _pictureDeadline = Clock::kNever;
+    ++_pictures;
     _listener.viewDrew(*this, report.index, _rects);
     return true;
 }
@@ -349,21 +423,56 @@ void ViewProcess::check() {
 }
 
 /// The reason to end the process; empty when there is none.
-std::string ViewProcess::complaintAt(Clock::Nanoseconds now) const {
+std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (now >= std::min(_pictureDeadline, _answerDeadline)) {
         return "has drawn nothing for 5 s";
     }
     if (_isDeaf) {
         return "does not listen";
     }
-    return hasTooManyThreads() ? "has too many threads" : "";
+    if (takesTooMuchTime(now)) {
+        return "takes a processor core without drawing";
+    }
+    return complaintAboutKernel();
 }
 
-/// The task folder has a folder for each thread, which the kernel counts as its links.
-bool ViewProcess::hasTooManyThreads() const {
-    struct stat status;
-    const std::string folder = "/proc/" + std::to_string(_process) + "/task";
-    return stat(folder.c_str(), &status) == 0 && status.st_nlink > kMaxThreads;
+/// Also lets a busy view give way. Time in which the process is stopped does not count.
+bool ViewProcess::takesTooMuchTime(Clock::Nanoseconds now) {
+    if (_isStopped) {
+        _processorUse.rest();
+        return false;
+    }
+    const ProcessorUse::Verdict verdict =
+        _processorUse.judge(now, cpuTime() * _timeFactor, _pictures);
+    if (verdict != ProcessorUse::Verdict::Fine) {
+        giveWay();
+    }
+    return verdict == ProcessorUse::Verdict::Excessive;
+}
+
+/// From now on the view runs only when no other program wants the processor. That is for good,
+/// because users may not raise what they have lowered.
+void ViewProcess::giveWay() {
+    makeIdle(_process);
+    if (!std::exchange(_givesWay, true)) {
+        say("takes much processor time, so it gives way to all other programs");
+    }
+}
+
+/// What the process takes of the kernel; empty when that is not too much. The limit of its address
+/// space does not count the tables that map its pages.
+std::string ViewProcess::complaintAboutKernel() const {
+    std::ifstream status("/proc/" + std::to_string(_process) + "/status");
+    for (std::string key; status >> key; status.ignore(kLongestLine, '\n')) {
+        std::uint64_t amount = 0;
+        if (key == "VmPTE:" && status >> amount && amount > kMaxTableKilobytes) {
+            return "maps memory too widely";
+        }
+        if (key == "Threads:") {
+            return status >> amount && amount >= kMaxViewThreads ? "has too many threads" : "";
+        }
+    }
+    return "";
 }
 
 /// The listener may delete this object.
@@ -375,16 +484,27 @@ void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     _listener.viewEnded(*this, reason, isHopeless);
 }
 
-/// Kills the process if it still runs. Returns how it ended, in words.
+/// Kills the processes if they still run. Returns how the view's ended, in words.
 std::string ViewProcess::endProcess() {
     if (_process <= 0) {
         return {};
     }
-    kill(_process, SIGKILL);
-    int status = 0;
-    while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
+    _refusedCalls.reset();
+    for (const int process : {_starter, _process}) {
+        if (process > 0) {
+            kill(process, SIGKILL);
+        }
     }
-    _process = -1;
+    if (_isConfinementDue) {
+        // It may just have begun another process of its group, which ends without it.
+        late().push_back(-_process);
+    }
+    waitFor(std::exchange(_starter, -1));
+    const std::optional<int> ending = waitFor(std::exchange(_process, -1));
+    if (!ending) {
+        return "was killed, but does not end";
+    }
+    const int status = *ending;
     if (WIFEXITED(status)) {
         return "has exited with status " + std::to_string(WEXITSTATUS(status)) + lastWords();
     }
