@@ -61,19 +61,45 @@ int makeComplaints() {
 }
 
 /// Children that a device or a file system keeps from ending, and groups of children, as negative
-/// numbers.
-std::vector<pid_t> &late() {
-    static std::vector<pid_t> processes;
-    return processes;
-}
+/// numbers. They are waited for from time to time, until all have ended.
+class LateChildren {
+  public:
+    static LateChildren &shared() {
+        static LateChildren &children = *new LateChildren;
+        return children;
+    }
+
+    void add(pid_t child) {
+        _children.push_back(child);
+        _delay = kFirstDelay;
+        _lookAgain.callAfter(_delay);
+    }
+
+  private:
+    static constexpr NSTimeInterval kFirstDelay = 0.1;
+    static constexpr NSTimeInterval kLongestDelay = 60;
+
+    LateChildren() : _lookAgain([this] { look(); }) {}
+
+    void look() {
+        std::erase_if(_children, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+        if (!_children.empty()) {
+            _delay = std::min(2 * _delay, kLongestDelay);
+            _lookAgain.callAfter(_delay);
+        }
+    }
+
+    std::vector<pid_t> _children;
+    NSTimeInterval _delay = kFirstDelay;
+    DeferredCall _lookAgain;
+};
 
 /// The status of a child that ends about now, as waitpid() gives it. Nothing when it does not; then
-/// a later call waits for it.
+/// it is waited for later.
 std::optional<int> waitFor(pid_t process) {
     if (process <= 0) {
         return std::nullopt;
     }
-    std::erase_if(late(), [](pid_t one) { return waitpid(one, nullptr, WNOHANG) != 0; });
     const int watched = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
     pollfd end{watched, POLLIN, 0};
     if (watched >= 0) {
@@ -85,7 +111,7 @@ std::optional<int> waitFor(pid_t process) {
     if (waitpid(process, &status, WNOHANG) == process) {
         return status;
     }
-    late().push_back(process);
+    LateChildren::shared().add(process);
     return std::nullopt;
 }
 
@@ -497,7 +523,7 @@ std::string ViewProcess::endProcess() {
     }
     if (_isConfinementDue) {
         // It may just have begun another process of its group, which ends without it.
-        late().push_back(-_process);
+        LateChildren::shared().add(-_process);
     }
     waitFor(std::exchange(_starter, -1));
     const std::optional<int> ending = waitFor(std::exchange(_process, -1));

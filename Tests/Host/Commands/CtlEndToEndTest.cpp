@@ -75,8 +75,8 @@ TEST_F(CtlEndToEndTest, ShowsTheStatusAsATable) {
     _target.pauseReasons = {"covered", "battery"};
     const Result result = ctl({"status"});
     EXPECT_EQ(result.output,
-              "OUTPUT  SIZE     PETALS  FPS   CPU     STATE                     WALLPAPER\n"
-              "DP-1    640x480  120     40.0  1.50 s  paused: covered, battery  "
+              "OUTPUT  SIZE     LAYER  PETALS  FPS   CPU     STATE                     WALLPAPER\n"
+              "DP-1    640x480  over   120     40.0  1.50 s  paused: covered, battery  "
               "/w/Lumivera.bundle\n");
 }
 

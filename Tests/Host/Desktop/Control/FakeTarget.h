@@ -19,6 +19,7 @@ class FakeTarget final : public ControlTarget {
         status.width = 640;
         status.height = 480;
         status.bundle = "/w/Lumivera.bundle";
+        status.layer = "over";
         status.petals = 120;
         status.framesPerSecond = 39.96;
         status.cpuTime = 1.5;
