@@ -94,6 +94,12 @@ class LateChildren {
     DeferredCall _lookAgain;
 };
 
+bool isChild(pid_t process) {
+    siginfo_t state{};
+    return process > 0 &&
+           waitid(P_PID, static_cast<id_t>(process), &state, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
 /// The status of a child that ends about now, as waitpid() gives it. Nothing when it does not; then
 /// it is waited for later.
 std::optional<int> waitFor(pid_t process) {
@@ -354,9 +360,7 @@ bool ViewProcess::takeAnswer() {
 /// is made sure of all the same, because we shall send it signals.
 bool ViewProcess::takeMove(const ViewReport &report) {
     const auto process = static_cast<pid_t>(report.petals);
-    siginfo_t state{};
-    if (!std::exchange(_isMoveDue, false) || !_isConfinementDue || process <= 0 ||
-        waitid(P_PID, static_cast<id_t>(process), &state, WEXITED | WNOHANG | WNOWAIT) != 0) {
+    if (!std::exchange(_isMoveDue, false) || !_isConfinementDue || !isChild(process)) {
         return refuse();
     }
     _starter = std::exchange(_process, process);
@@ -527,6 +531,7 @@ std::string ViewProcess::endProcess() {
     }
     waitFor(std::exchange(_starter, -1));
     const std::optional<int> ending = waitFor(std::exchange(_process, -1));
+    endUnheardMove();
     if (!ending) {
         return "was killed, but does not end";
     }
@@ -539,6 +544,25 @@ std::string ViewProcess::endProcess() {
         return "was killed or has broken off its connection" + lastWords();
     }
     return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + lastWords();
+}
+
+/// The view may have gone on in a new process and told so, but nobody has read it. Nothing of the
+/// bundle has run yet, so what it tells is true.
+void ViewProcess::endUnheardMove() {
+    ViewReport report;
+    PacketSocket::Packet packet;
+    while (_isMoveDue && _connection.receive(&report, sizeof report, PacketSocket::Wait::No,
+                                             packet) == PacketSocket::Outcome::Received) {
+        if (packet.attached >= 0) {
+            close(packet.attached);
+        }
+        const auto process = static_cast<pid_t>(report.petals);
+        if (report.kind == ViewReport::Kind::Moved && isChild(process)) {
+            _isMoveDue = false;
+            kill(process, SIGKILL);
+            waitFor(process);
+        }
+    }
 }
 
 /// The last line of the kept output.

@@ -95,6 +95,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     void say(const std::string &line) const;
     void endWith(const std::string &reason, bool isHopeless);
     std::string endProcess();
+    void endUnheardMove();
     std::string lastWords() const;
 
     DescriptorWatch &_watch;
