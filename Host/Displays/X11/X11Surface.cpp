@@ -90,15 +90,29 @@ void X11Surface::present(unsigned, const std::vector<DeviceRect> &damage) {
         return;
     }
     if (!_isMapped) {
-        _isMapped = true;
-        xcb_map_window(_connection.get(), _window);
-        restack();
+        map();
     }
     if (_shape) {
         showShape(damage);
     } else {
         _presenter->present(damage);
     }
+}
+
+void X11Surface::map() {
+    _isMapped = true;
+    xcb_map_window(_connection.get(), _window);
+    restack();
+}
+
+/// Shows in a new window what the old one showed: a wallpaper that is paused draws nothing.
+void X11Surface::showAgain() {
+    if (_shape) {
+        _shape->update(*_memory, {});
+        _presenter->setBuffers(_shape->picture());
+    }
+    _presenter->resume();
+    map();
 }
 
 /// The window shows a picture of its own, so the view may draw again as soon as the server has
@@ -155,8 +169,8 @@ void X11Surface::setLayer(const X11Layer &layer) {
                             old.isUnmanaged == layer.isUnmanaged && old.isShaped == layer.isShaped;
     if (!isSameKind) {
         const bool awaitsRelease = _presenter->awaitsRelease();
+        const bool wasMapped = std::exchange(_isMapped, false);
         destroyWindow();
-        _isMapped = false;
         _isObscured = false;
         _obscure.cancel();
         makeWindow();
@@ -164,6 +178,9 @@ void X11Surface::setLayer(const X11Layer &layer) {
             _memory.reset();
         }
         _presenter->setBuffers(_shape ? nullptr : _memory);
+        if (_memory && wasMapped) {
+            showAgain();
+        }
         if (_memory && awaitsRelease) {
             _presenter->requestRelease();
         }
