@@ -215,7 +215,8 @@ void X11Surface::eventArrived(const X11Event &event) {
         }
     } else if (event.type() == XCB_VISIBILITY_NOTIFY) {
         const auto &notice = event.as<xcb_visibility_notify_event_t>();
-        if (notice.window == _window) {
+        // The server calls a shape hidden that has no petals, and none would come any more.
+        if (notice.window == _window && !_shape) {
             if (notice.state == XCB_VISIBILITY_FULLY_OBSCURED) {
                 _obscure.callAfter(kUntilObscured);
             } else {
