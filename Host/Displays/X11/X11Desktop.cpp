@@ -20,7 +20,10 @@ constexpr NSTimeInterval kRest = 0.05;
 /// Seconds until a surface goes elsewhere.
 constexpr NSTimeInterval kSettlingTime = 2;
 constexpr NSTimeInterval kUntilLookAgain = 3;
-constexpr NSTimeInterval kMaxUntilLookAgain = 600;
+
+/// How long to wait for a surface to go back to its place, at first and at most.
+constexpr NSTimeInterval kMinUntilInPlace = 0.25;
+constexpr NSTimeInterval kMaxUntilInPlace = 600;
 constexpr NSTimeInterval kPixelTime = 0.2;
 
 /// Ignores the events of a connection that only sends requests.
@@ -107,7 +110,7 @@ X11Desktop::X11Desktop(DescriptorWaiter &waiter, const Options &options)
           }
       }),
       _hidePixel([this] { hidePixel(); }), _settle([this] { updateLayers(); }),
-      _lookAgain([this] { updateStack(); }) {
+      _lookAgain([this] { updateStack(); }), _lookDelay(kMinUntilInPlace) {
     awaitEvents();
     updateDensity();
     readStack();
@@ -285,21 +288,22 @@ void X11Desktop::updateLayers() {
 }
 
 void X11Desktop::updatePlaces() {
-    bool areAllInPlace = true;
+    const bool wereAllInPlace = std::exchange(_areAllInPlace, true);
     for (const auto &surface : _surfaces) {
         const bool isInPlace =
             _stack.isInPlace(surface->window(), surface->x11Layer(), surface->area());
-        areAllInPlace = areAllInPlace && isInPlace;
-        if (!isInPlace && surface->restack()) {
-            continue; // the stack is read again when it is back in its place
+        _areAllInPlace = _areAllInPlace && isInPlace;
+        // The stack is read again when it is back in its place, which a window manager may refuse.
+        const bool isOnItsWay = !isInPlace && surface->restack() && wereAllInPlace;
+        if (!isOnItsWay) {
+            surface->setStackVisibility(_stack.visibilityOf(surface->area(), surface->window()));
         }
-        surface->setStackVisibility(_stack.visibilityOf(surface->area(), surface->window()));
     }
-    if (areAllInPlace) {
+    if (_areAllInPlace) {
         orderPictures();
     }
-    _lookDelay = areAllInPlace ? kUntilLookAgain : std::min(2 * _lookDelay, kMaxUntilLookAgain);
-    if (!areAllInPlace) {
+    _lookDelay = _areAllInPlace ? kMinUntilInPlace : std::min(2 * _lookDelay, kMaxUntilInPlace);
+    if (!_areAllInPlace) {
         _lookAgain.callAfter(_lookDelay);
     }
 }

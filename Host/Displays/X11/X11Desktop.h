@@ -97,7 +97,8 @@ class X11Desktop final : public Desktop, private X11Listener {
     /// Looks again at windows that may not have painted themselves yet, or to which a surface could
     /// not go back.
     DeferredCall _lookAgain;
-    NSTimeInterval _lookDelay = 0;
+    NSTimeInterval _lookDelay;
+    bool _areAllInPlace = true;
 };
 
 } // namespace Lumivera

@@ -70,10 +70,11 @@ SurfaceLayer overIcons(const X11Scene &scene, const std::string &program, bool i
 X11Layer X11Layer::choose(const X11Scene &scene, const DeviceRect &output, LayerChoice choice) {
     X11Layer result;
     const X11IconWindow *const opaque = opaqueIcons(scene, output);
-    result.isUnmanaged = !scene.manager.empty() && !keepsUnmanagedOnTop(scene.manager);
+    const bool hasManager = !scene.manager.empty();
+    result.isUnmanaged = hasManager && !keepsUnmanagedOnTop(scene.manager);
     result.beneath = opaque ? opaque->frame : 0;
     const X11IconWindow *const icons = opaque ? opaque : transparentIcons(scene, output);
-    result.icons = icons ? icons->window : 0;
+    result.icons = icons && (opaque || hasManager) ? icons->window : 0;
     result.isTransparent =
         choice == LayerChoice::Over || (choice == LayerChoice::Automatic && opaque);
     if (result.isTransparent) {

@@ -50,7 +50,7 @@ struct X11Layer {
     std::uint32_t beneath = 0;
 
     /// The window with icons that lies directly above, or directly beneath where `beneath` is not
-    /// 0; 0 for none.
+    /// 0; 0 for none. No window counts as above where nobody manages windows.
     std::uint32_t icons = 0;
 
     /// The wallpaper is shown without its background.

@@ -23,7 +23,7 @@ std::optional<CGFloat> sensible(double density) {
                                                             : std::nullopt;
 }
 
-/// Reads the settings one by one, and ends where the bytes do, or make no sense.
+/// Reads the settings one by one, and ends where the bytes are damaged.
 class XSettingsReader {
   public:
     struct Setting {
@@ -34,14 +34,16 @@ class XSettingsReader {
     };
 
     explicit XSettingsReader(std::string_view bytes) : _bytes(bytes) {
-        _isBigEndian = word(1).value_or(0) == 1;
+        const std::uint32_t order = word(1).value_or(0);
+        _isBigEndian = order == 1;
+        _isWhole = _isWhole && order <= 1;
         skip(3 + 4);
         _count = word(4).value_or(0);
     }
 
     std::optional<Setting> next() {
         enum Type : std::uint32_t { Number, Text, Color };
-        if (_count == 0) {
+        if (_count == 0 || !_isWhole) {
             return {};
         }
         --_count;
@@ -59,10 +61,13 @@ class XSettingsReader {
         } else if (type == Color) {
             skip(4 * 2);
         } else {
-            return {};
+            _isWhole = false; // nobody knows its length
         }
         return _isWhole ? std::optional(setting) : std::nullopt;
     }
+
+    /// Whether every setting was there and made sense so far.
+    bool isWhole() const { return _isWhole; }
 
   private:
     void skip(std::size_t count) {
@@ -210,6 +215,9 @@ std::optional<CGFloat> densityFromXSettings(std::string_view settings) {
         } else if (setting->name == "Xft/DPI") {
             scaled = setting->number;
         }
+    }
+    if (!reader.isWhole()) {
+        return {};
     }
     const auto inPoints = [](std::int32_t dpi) { return dpi / kXSettingsDPI / kUsualDotsPerInch; };
     if (unscaled && *unscaled > 0) {

@@ -49,18 +49,21 @@ void X11PetalShape::setBackground(std::shared_ptr<const SharedBuffers> backgroun
 void X11PetalShape::update(const SharedBuffers &petals, const std::vector<DeviceRect> &damage) {
     if (!_picture || !haveSameSize(*_picture, petals)) {
         _picture = std::make_shared<SharedBuffers>(petals.width(), petals.height(), 1);
-        _bands.assign((petals.height() + kCell - 1) / kCell, {});
         _isWhole = true;
     }
     if (_background && !haveSameSize(*_background, petals)) {
         _background.reset();
     }
     const DeviceRect whole = wholeOf(petals);
+    if (_isWhole) {
+        _cellSize = _background ? kCell : 1;
+        _bands.assign(static_cast<std::size_t>((whole.bottom + _cellSize - 1) / _cellSize), {});
+    }
     std::vector<bool> areChanged(_bands.size());
     for (const DeviceRect &rect : _isWhole ? std::vector{whole} : damage) {
         const DeviceRect part = rect.intersection(whole);
         blend(petals, part);
-        for (int band = part.top / kCell; band * kCell < part.bottom; ++band) {
+        for (int band = part.top / _cellSize; band * _cellSize < part.bottom; ++band) {
             areChanged[static_cast<std::size_t>(band)] = true;
         }
     }
@@ -92,11 +95,10 @@ void X11PetalShape::blend(const SharedBuffers &petals, const DeviceRect &rect) {
 
 void X11PetalShape::findSpans(const SharedBuffers &petals, int band) {
     const int width = static_cast<int>(petals.width());
-    const int bottom = std::min((band + 1) * kCell, static_cast<int>(petals.height()));
+    const int bottom = std::min((band + 1) * _cellSize, static_cast<int>(petals.height()));
     const std::uint32_t least = (_background ? 1U : kHardEdge) << 24;
-    const int cellSize = _background ? kCell : 1;
     _cells.assign(static_cast<std::size_t>((width + kCell - 1) / kCell) * kCell, 0);
-    for (int y = band * kCell; y < bottom; ++y) {
+    for (int y = band * _cellSize; y < bottom; ++y) {
         const std::uint32_t *const row =
             petals.pixels(0) + static_cast<std::size_t>(y) * petals.width();
         for (int x = 0; x < width; ++x) {
@@ -106,25 +108,26 @@ void X11PetalShape::findSpans(const SharedBuffers &petals, int band) {
     }
     std::vector<Span> &spans = _bands[static_cast<std::size_t>(band)];
     spans.clear();
-    for (int x = 0; x < width; x += cellSize) {
+    for (int x = 0; x < width; x += _cellSize) {
         const auto first = _cells.begin() + x;
-        const bool isCovered = *std::max_element(first, first + cellSize) >= least;
+        const bool isCovered = *std::max_element(first, first + _cellSize) >= least;
         const bool continues = !spans.empty() && spans.back().right == x;
         if (isCovered && continues) {
-            spans.back().right = x + cellSize;
+            spans.back().right = x + _cellSize;
         } else if (isCovered) {
-            spans.push_back({x, x + cellSize});
+            spans.push_back({x, x + _cellSize});
         }
     }
 }
 
 void X11PetalShape::cut() const {
     std::vector<xcb_rectangle_t> rects;
+    const auto height = static_cast<std::uint16_t>(_cellSize);
     for (std::size_t band = 0; band < _bands.size(); ++band) {
         for (const Span &span : _bands[band]) {
             rects.push_back({static_cast<std::int16_t>(span.left),
-                             static_cast<std::int16_t>(band * kCell),
-                             static_cast<std::uint16_t>(span.right - span.left), kCell});
+                             static_cast<std::int16_t>(band * height),
+                             static_cast<std::uint16_t>(span.right - span.left), height});
         }
     }
     xcb_shape_rectangles(_connection.get(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,

@@ -43,7 +43,10 @@ class X11PetalShape {
     std::shared_ptr<const SharedBuffers> _background;
     std::shared_ptr<SharedBuffers> _picture;
 
-    /// Where petals are, for each band of rows.
+    /// In pixels.
+    int _cellSize = 1;
+
+    /// Where petals are, for each band of rows, which is a cell high.
     std::vector<std::vector<Span>> _bands;
     std::vector<std::uint32_t> _cells;
     bool _isWhole = true;

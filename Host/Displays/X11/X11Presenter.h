@@ -25,6 +25,9 @@ class X11Presenter {
     /// buffer until its release.
     void present(const std::vector<DeviceRect> &damage);
 
+    /// Counts the buffer as presented, so that repaint() shows it in a window that is mapped anew.
+    void resume() { _isShown = _memory != nullptr; }
+
     /// Shows again what the window has lost, in pixels of the window. Does nothing before the
     /// memory's first present().
     void repaint(const DeviceRect &rect);

@@ -90,15 +90,29 @@ void X11Surface::present(unsigned, const std::vector<DeviceRect> &damage) {
         return;
     }
     if (!_isMapped) {
-        _isMapped = true;
-        xcb_map_window(_connection.get(), _window);
-        restack();
+        map();
     }
     if (_shape) {
         showShape(damage);
     } else {
         _presenter->present(damage);
     }
+}
+
+void X11Surface::map() {
+    _isMapped = true;
+    xcb_map_window(_connection.get(), _window);
+    restack();
+}
+
+/// Shows in a new window what the old one showed: a wallpaper that is paused draws nothing.
+void X11Surface::showAgain() {
+    if (_shape) {
+        _shape->update(*_memory, {});
+        _presenter->setBuffers(_shape->picture());
+    }
+    _presenter->resume();
+    map();
 }
 
 /// The window shows a picture of its own, so the view may draw again as soon as the server has
@@ -155,8 +169,8 @@ void X11Surface::setLayer(const X11Layer &layer) {
                             old.isUnmanaged == layer.isUnmanaged && old.isShaped == layer.isShaped;
     if (!isSameKind) {
         const bool awaitsRelease = _presenter->awaitsRelease();
+        const bool wasMapped = std::exchange(_isMapped, false);
         destroyWindow();
-        _isMapped = false;
         _isObscured = false;
         _obscure.cancel();
         makeWindow();
@@ -164,6 +178,9 @@ void X11Surface::setLayer(const X11Layer &layer) {
             _memory.reset();
         }
         _presenter->setBuffers(_shape ? nullptr : _memory);
+        if (_memory && wasMapped) {
+            showAgain();
+        }
         if (_memory && awaitsRelease) {
             _presenter->requestRelease();
         }
@@ -196,9 +213,10 @@ void X11Surface::eventArrived(const X11Event &event) {
             _presenter->repaint(
                 {expose.x, expose.y, expose.x + expose.width, expose.y + expose.height});
         }
-    } else if (event.type() == XCB_VISIBILITY_NOTIFY && !_shape) { // no petals, nothing to see
+    } else if (event.type() == XCB_VISIBILITY_NOTIFY) {
         const auto &notice = event.as<xcb_visibility_notify_event_t>();
-        if (notice.window == _window) {
+        // The server calls a shape hidden that has no petals, and none would come any more.
+        if (notice.window == _window && !_shape) {
             if (notice.state == XCB_VISIBILITY_FULLY_OBSCURED) {
                 _obscure.callAfter(kUntilObscured);
             } else {

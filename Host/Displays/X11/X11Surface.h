@@ -60,6 +60,8 @@ class X11Surface final : public DesktopSurface {
 
   private:
     void makeWindow();
+    void map();
+    void showAgain();
     void showShape(const std::vector<DeviceRect> &damage);
     void destroyWindow();
     void describe();

@@ -19,12 +19,16 @@ void SurfaceOwner::giveMemory() {
 }
 
 void SurfaceOwner::show(const DeviceRect &part, std::uint32_t salt) {
+    show(part, [salt](int x, int y) { return colorAt(x, y, salt); });
+}
+
+void SurfaceOwner::show(const DeviceRect &part, const Color &color) {
     ASSERT_TRUE(wanted);
     const unsigned index = *wanted;
     for (int y = part.top; y < part.bottom; ++y) {
         std::uint32_t *row = memory->pixels(index) + static_cast<std::size_t>(y) * memory->width();
         for (int x = part.left; x < part.right; ++x) {
-            row[x] = colorAt(x, y, salt);
+            row[x] = color(x, y);
         }
     }
     wanted.reset();

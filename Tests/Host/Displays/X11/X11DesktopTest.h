@@ -11,6 +11,9 @@
 /// Does what a host does with one surface, and records its events.
 class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
   public:
+    /// The colour of a pixel.
+    using Color = std::function<std::uint32_t(int x, int y)>;
+
     explicit SurfaceOwner(Lumivera::DesktopSurface &surface);
 
     void surfaceGeometryChanged() override { ++geometryChanges; }
@@ -18,6 +21,7 @@ class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
     void bufferWanted(unsigned index) override;
     void tapped(CGPoint point) override { taps.push_back(point); }
     void scrolledBy(CGFloat distance) override { scrolled += distance; }
+    void scrolledDownBy(CGFloat distance) override { scrolledDown += distance; }
     void scrollingEnded() override { ++scrollingEnds; }
 
     /// Gives the surface buffers of its size.
@@ -26,6 +30,7 @@ class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
     /// Fills that part with colours that differ at every place, and presents it.
     void show(const DeviceRect &part, std::uint32_t salt);
     void showAll(std::uint32_t salt);
+    void show(const DeviceRect &part, const Color &color);
 
     static std::uint32_t colorAt(int x, int y, std::uint32_t salt);
 
@@ -36,6 +41,7 @@ class SurfaceOwner final : public Lumivera::DesktopSurface::Listener {
     int visibilityChanges = 0;
     int scrollingEnds = 0;
     CGFloat scrolled = 0;
+    CGFloat scrolledDown = 0;
     std::vector<CGPoint> taps;
 };
 

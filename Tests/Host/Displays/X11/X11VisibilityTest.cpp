@@ -1,6 +1,8 @@
+#include "Tests/Host/Displays/X11/X11Client.h"
 #include "Tests/Host/Displays/X11/X11DesktopTest.h"
 
 #include <ctime>
+#include <xcb/xcb.h>
 
 using namespace Lumivera;
 
@@ -151,6 +153,184 @@ TEST_F(X11Visibility, CostsNothingWhileNothingChanges) {
     const double before = processorSeconds();
     NSRunLoop::mainRunLoop().runForSeconds(2);
     EXPECT_LT(processorSeconds() - before, 0.005);
+}
+
+/// Beneath windows of another program, at exact places.
+class X11VisibilityBeneath : public X11DesktopTest {
+  protected:
+    void SetUp() override {
+        startScreen();
+        openWithPicture();
+        client.emplace();
+    }
+
+    void TearDown() override {
+        client.reset();
+        X11DesktopTest::TearDown();
+    }
+
+    std::uint32_t openNormal(const DeviceRect &area) { return client->open({.area = area}); }
+
+    std::uint32_t openMaximized(const DeviceRect &area) {
+        const std::uint32_t window = client->create({.area = area});
+        client->setAtoms(window, "_NET_WM_STATE", {kHorizontally, kVertically});
+        client->show(window);
+        return window;
+    }
+
+    /// A panel at the bottom that is 30 pixels high and could be transparent.
+    std::uint32_t openPanel(std::uint32_t reserved) {
+        const std::uint32_t panel =
+            client->create({.area = {0, 570, 800, 600}, .depth = 32, .type = "DOCK"});
+        if (reserved != 0) {
+            client->set(panel, "_NET_WM_STRUT_PARTIAL",
+                        {0, 0, 0, reserved, 0, 0, 0, 0, 0, 0, 0, 799});
+        }
+        client->show(panel);
+        return panel;
+    }
+
+    /// While windows are blended, the server does not say that one is hidden.
+    void startBlending() {
+        screen->start({"picom", "--config", "/dev/null", "--backend", "xrender"});
+        ASSERT_TRUE(served([this] { return client->hasOwner("_NET_WM_CM_S0"); }));
+    }
+
+    /// Tells what the manager leaves to windows, on the first workspace and on the second.
+    void setWorkAreas(const std::vector<std::uint32_t> &areas) {
+        client->set(client->root(), "_NET_WORKAREA", areas);
+    }
+
+    static constexpr const char *kHorizontally = "_NET_WM_STATE_MAXIMIZED_HORZ";
+    static constexpr const char *kVertically = "_NET_WM_STATE_MAXIMIZED_VERT";
+
+    std::optional<X11Client> client;
+};
+
+TEST_F(X11VisibilityBeneath, IsLostToAWindowAndAPanelThatReservesTheRest) {
+    openNormal({0, 0, 800, 570});
+    const std::uint32_t panel = openPanel(30);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->set(panel, "_NET_WM_STRUT_PARTIAL", {});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    client->set(panel, "_NET_WM_STRUT", {0, 0, 0, 30});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+}
+
+TEST_F(X11VisibilityBeneath, IsLostToNoMoreOfAPanelThanItReserves) {
+    openNormal({0, 0, 800, 570});
+    const std::uint32_t panel = openPanel(10);
+    const std::uint32_t gone = openNormal({0, 500, 800, 600});
+    ASSERT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->close(gone);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    client->set(panel, "_NET_WM_STRUT_PARTIAL", {0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 0, 500});
+    client->set(panel, "_NET_WM_STRUT", {0, 0, 0, 30});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible)) << "it reserves the left part";
+}
+
+TEST_F(X11VisibilityBeneath, IsLostToTheOpaqueRegionOfAPanel) {
+    openNormal({0, 0, 800, 570});
+    const std::uint32_t panel = openPanel(0);
+    client->set(panel, "_NET_WM_OPAQUE_REGION", {0, 0, 800, 30});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->set(panel, "_NET_WM_OPAQUE_REGION", {0, 0, 400, 30});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    client->set(panel, "_NET_WM_OPAQUE_REGION", {0, 0, 400, 30, 400, 0, 0x7fffffff, 0xffffffff});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->set(panel, "_NET_WM_OPAQUE_REGION", {0, 0, 800});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+}
+
+TEST_F(X11VisibilityBeneath, IsLostInGapsThatAreTooNarrowForAPetal) {
+    openNormal({0, 0, 400, 592});
+    const std::uint32_t narrow = openNormal({416, 8, 800, 600});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->close(narrow);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    for (const DeviceRect &wider : {DeviceRect{417, 8, 800, 600}, DeviceRect{416, 9, 800, 600}}) {
+        const std::uint32_t covering = openNormal({0, 0, 800, 600});
+        ASSERT_TRUE(isVisibility(SurfaceVisibility::Covered));
+        const std::uint32_t window = openNormal(wider);
+        client->close(covering);
+        EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+        client->close(window);
+    }
+}
+
+TEST_F(X11VisibilityBeneath, IsLostWhereTheManagerReservesAnEdgeWithoutAPanel) {
+    const std::uint32_t window = openMaximized({0, 30, 800, 600});
+    client->pretendToManage("GNOME Shell", {window});
+    setWorkAreas({0, 30, 800, 570});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->setAtoms(window, "_NET_WM_STATE", {kHorizontally});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    client->setAtoms(window, "_NET_WM_STATE", {kVertically, kHorizontally});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    setWorkAreas({0, 0, 800, 600});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+}
+
+TEST_F(X11VisibilityBeneath, StaysBesideAPanelOnTheReservedEdge) {
+    const std::uint32_t window = openMaximized({0, 0, 800, 570});
+    const std::uint32_t panel = openPanel(0);
+    client->pretendToManage("Openbox", {window, panel});
+    setWorkAreas({0, 0, 800, 570});
+    client->set(client->root(), "_NET_CURRENT_DESKTOP", {0});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    client->pretendToManage("Openbox", {window});
+    client->close(panel);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+}
+
+TEST_F(X11VisibilityBeneath, FollowsTheWorkspacesAndWhatEachReserves) {
+    const std::uint32_t window = openMaximized({0, 30, 800, 600});
+    client->pretendToManage("GNOME Shell", {window});
+    setWorkAreas({0, 30, 800, 570, 0, 0, 800, 600});
+    const auto go = [this](std::uint32_t workspace) {
+        client->set(client->root(), "_NET_CURRENT_DESKTOP", {workspace});
+    };
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    go(1);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible)) << "nothing is reserved";
+    go(7);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered)) << "as on the first";
+    client->set(window, "_NET_WM_DESKTOP", {0});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible)) << "the window is elsewhere";
+    go(0);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+}
+
+TEST_F(X11VisibilityBeneath, ComesBackWhileTheDesktopIsShown) {
+    startBlending();
+    const std::uint32_t window = openNormal({0, 0, 800, 600});
+    client->pretendToManage("Mutter", {window});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->set(client->root(), "_NET_SHOWING_DESKTOP", {1});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    client->set(client->root(), "_NET_SHOWING_DESKTOP", {0});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+}
+
+TEST_F(X11VisibilityBeneath, IsLostToOpaqueIconsThatAManagerKeepsAbove) {
+    startBlending();
+    client->refuseWishes();
+    const std::uint32_t icons = client->open({.type = "DESKTOP"});
+    client->pretendToManage("Mutter", {icons});
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    // The surface wants to go above them.
+    ASSERT_TRUE(served([this] { return owner().geometryChanges == 1; }));
+    owner().giveMemory();
+    ASSERT_TRUE(served([this] { return owner().wanted.has_value(); }));
+    owner().showAll(1);
+    ASSERT_TRUE(served([&] {
+        client->count(XCB_MAP_REQUEST, 0);
+        return client->lumiverasWindows().size() == 1;
+    }));
+    client->raise(icons);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->raise(client->lumiverasWindows().at(0));
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
 }
 
 } // namespace
