@@ -2,11 +2,11 @@
 
 #include "Host/Commands/Command.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
+#include "Host/Support/Processes.h"
 #include "Platform/Foundation/NSLog.h"
 
 #include <CLI/CLI.hpp>
-#include <csignal>
-#include <cstdio>
 #include <syslog.h>
 
 namespace Lumivera {
@@ -19,16 +19,11 @@ constexpr int kWrongUsage = 2;
 constexpr const char *kDescription =
     "Live wallpapers: petals that fall over a picture and scatter from a tap.";
 
-void complain(const char *line) { std::fprintf(stderr, "lumivera: %s\n", line); }
-
-/// Ignores SIGPIPE and SIGXFSZ, so that the write that fails reports the error. Sends the log to
-/// syslog, because on the terminal it would mix with the program's own lines.
+/// Sends the log to syslog, because on the terminal it would mix with the program's own lines.
 void prepareProcess() {
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGXFSZ, SIG_IGN);
-    NSLogSetSink([](std::string_view line) {
-        syslog(LOG_USER | LOG_INFO, "%.*s", static_cast<int>(line.size()), line.data());
-    });
+    prepareSignals();
+    NSLogSetSink(
+        [](std::string_view line) { syslog(LOG_USER | LOG_INFO, "%s", inOneLine(line).c_str()); });
 }
 
 /// Prints help, version or the error, and returns the exit status.
@@ -36,8 +31,7 @@ int finishParsing(const CLI::App &app, const CLI::ParseError &error) {
     if (error.get_exit_code() == 0) {
         return app.exit(error);
     }
-    const std::string line = inOneLine(error.what()) + "; see `lumivera --help`";
-    complain(line.c_str());
+    printError(std::string(error.what()) + "; see `lumivera --help`");
     return kWrongUsage;
 }
 
@@ -46,16 +40,16 @@ int runAndReport(const Commands &commands) {
     try {
         runChosen(commands);
     } catch (const UsageError &error) {
-        complain(error.what());
+        printError(error.what());
         return kWrongUsage;
     } catch (const HostError &error) {
-        complain(error.what());
+        printError(error.what());
         return kFailed;
     } catch (const std::bad_alloc &) {
-        complain("out of memory; try a smaller size");
+        printError("out of memory; try a smaller size");
         return kFailed;
     } catch (const std::exception &error) {
-        complain(inOneLine(error.what()).c_str());
+        printError(error.what());
         return kFailed;
     }
     return 0;

@@ -81,7 +81,7 @@ void ChooseCommand::run() {
         return std::make_unique<ViewProcess>(descriptors, ViewProcess::Start{request}, listener);
     };
     options.use = [&](const BundleListing &bundle) {
-        printToStandardOutput(chosen.use(bundle.path) + "\n");
+        printToStandardOutput(inOneLine(chosen.use(bundle.path)) + "\n");
     };
     ChooserShow(*window, std::move(options)).run();
 }

@@ -32,7 +32,7 @@ std::string absolutePath(const std::string &path) {
 
 /// The absolute path of a bundle, because the host runs in another folder.
 std::string bundlePath(const std::string &argument) {
-    const std::string found = Places::findBundle(argument);
+    const std::string found = Places::requireBundle(argument);
     std::error_code error;
     if (!fs::is_directory(found, error)) {
         throw HostError(argument, "there is no such bundle",
@@ -160,6 +160,7 @@ void CtlCommand::declare(CLI::App &parent) {
     declareAction("screenshot", "Saves what one output shows.")
         .add_option("FILE", _file, "The PNG file to write")
         ->required();
+    declareAction("keep", "Keeps a desktop that was started with --try.");
     declareAction("quit", "Ends the desktop.");
 }
 
@@ -174,7 +175,7 @@ void CtlCommand::run() {
     const auto ok = json.find("ok");
     const bool isOk = ok != json.end() && ok->is_boolean() && ok->get<bool>();
     if (_asJson) {
-        printToStandardOutput(answer + "\n");
+        printToStandardOutput(safeJson(answer) + "\n");
     } else if (isOk && _app->got_subcommand("status")) {
         printToStandardOutput(statusTable(json));
     }

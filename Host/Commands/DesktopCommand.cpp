@@ -7,18 +7,24 @@
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Host/Desktop/DesktopHost.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
+#include "Host/Desktop/Isolation/ViewScopes.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdio>
+#include <array>
+#include <cmath>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace Lumivera {
@@ -34,20 +40,44 @@ constexpr const char *kMore =
     "controls it while it runs; `lumivera doctor` says what works on this desktop,\n"
     "and what does not.";
 
-/// Writes to stderr, which a terminal shows and the journal of a service keeps.
-void log(const std::string &line) { std::fprintf(stderr, "lumivera: %s\n", line.c_str()); }
+/// Makes the folders above the control socket's own, such as ~/.local/state for a new user.
+std::string controlFolder() {
+    std::string folder = ControlPlace::standardFolder();
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(folder).parent_path(), error);
+    return folder;
+}
+
+/// The most lines about what views do and may not.
+constexpr std::size_t kMaxLines = 1000;
 
 ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     // All views are refused the same protections, so each is logged once.
     const auto tell = [told = std::make_shared<std::set<std::string>>()](const std::string &name) {
         if (told->insert(name).second) {
-            log("protection from wallpapers: " + name +
-                ": does not hold, although the kernel has it");
+            printError("protection from wallpapers: " + name +
+                       ": does not hold, although the kernel has it");
         }
     };
-    return [&waiter, isTrusted, tell](const ViewRequest &request, RemoteView::Listener &listener) {
-        return std::make_unique<ViewProcess>(waiter, ViewProcess::Start{request, isTrusted, tell},
-                                             listener);
+    // A bundle that ends is begun anew, and does the same again.
+    const auto say = [told = std::make_shared<std::set<std::string>>()](const std::string &line) {
+        if (told->size() < kMaxLines && told->insert(line).second) {
+            printError(line);
+        }
+    };
+    const auto scopes = std::make_shared<ViewScopes>(waiter);
+    return [&waiter, isTrusted, tell, say, scopes](const ViewRequest &request,
+                                                   RemoteView::Listener &listener) {
+        ViewProcess::Start start{request, isTrusted, tell};
+        start.says = [say, bundle = request.bundle](const std::string &line) {
+            say(bundle + " " + line);
+        };
+        const SharedBuffers &memory = *request.memory;
+        start.confined = [scopes, bytes = maxViewBytes(memory.width(), memory.height(),
+                                                       memory.bytes())](int process) {
+            scopes->add(process, {bytes, kMaxViewThreads});
+        };
+        return std::make_unique<ViewProcess>(waiter, start, listener);
     };
 }
 
@@ -74,7 +104,7 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
         _file.setListener(this);
         _session.setListener(this);
         if (!_file.problem().empty()) {
-            log(_file.problem());
+            printError(_file.problem());
         }
         _host.setSession(_session.state());
     }
@@ -89,13 +119,61 @@ class Surroundings final : private ConfigurationFile::Listener, private SessionW
     void configurationChanged(const Configuration &configuration) override {
         _host.setConfiguration(configuration);
     }
-    void configurationBroken(const std::string &problem) override { log(problem); }
+    void configurationBroken(const std::string &problem) override { printError(problem); }
     void sessionChanged(const SessionState &state) override { _host.setSession(state); }
 
     DesktopHost &_host;
     ConfigurationFile &_file;
     SessionWatch &_session;
 };
+
+/// Hears of the Enter key on the terminal that the program was started from, if there is one.
+class EnterKey final : private DescriptorSource {
+  public:
+    EnterKey(DescriptorWatch &watch, std::function<void()> pressed)
+        : _watch(watch), _pressed(std::move(pressed)) {
+        _isWatched = isatty(STDIN_FILENO) != 0 && tcgetpgrp(STDIN_FILENO) == getpgrp();
+        if (_isWatched) {
+            _watch.add(*this);
+        }
+    }
+    ~EnterKey() { end(); }
+    EnterKey(const EnterKey &) = delete;
+    EnterKey &operator=(const EnterKey &) = delete;
+
+    bool isThere() const { return _isWatched; }
+
+  private:
+    int descriptor() const override { return STDIN_FILENO; }
+    void serve() override {
+        std::array<char, 256> line{};
+        const bool isPressed = read(STDIN_FILENO, line.data(), line.size()) > 0;
+        end();
+        if (isPressed) {
+            _pressed();
+        }
+    }
+    void end() {
+        if (std::exchange(_isWatched, false)) {
+            _watch.remove(*this);
+        }
+    }
+
+    DescriptorWatch &_watch;
+    const std::function<void()> _pressed;
+    bool _isWatched = false;
+};
+
+/// Says what happens to the icons of a program whose own background stays.
+void sayWhatHappensToIcons(const SurfaceLayer &layer) {
+    if (layer.name == "over" && !layer.program.empty() &&
+        !DesktopBackgrounds::knows(layer.program)) {
+        printError(
+            "petals fall in front of the icons of " + layer.program +
+            ", over the background that is there; `lumivera desktop --try 20` takes them back by "
+            "itself");
+    }
+}
 
 /// lumivera desktop: wallpapers behind the icons, on every output.
 class DesktopCommand final : public Command {
@@ -120,6 +198,7 @@ class DesktopCommand final : public Command {
     std::string _configuration;
     std::optional<double> _density;
     std::optional<LayerChoice> _layer;
+    std::optional<double> _trial;
     std::optional<PauseOptions::OnBattery> _onBattery;
 };
 
@@ -144,6 +223,10 @@ void DesktopCommand::declare(CLI::App &parent) {
                      "Where on X11: auto, behind the icons, or petals over them [auto]")
         ->type_name("LAYER")
         ->transform(CLI::CheckedTransformer(layers()).description(""));
+    _app->add_option("--try", _trial,
+                     "Ends after so many seconds, unless `lumivera ctl keep` is run before")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1.0, 3600.0).description(""));
     declareSwitch("trust", "Runs bundles' own libraries even if others can write them");
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
@@ -185,13 +268,23 @@ void DesktopCommand::run() {
     options.makeView =
         viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
     const auto desktop = openDesktop(waiter, desktopOptions(configuration));
-    DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), log);
+    DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), printError);
     showBackgroundsBy(backgrounds, options);
     SessionWatch session(waiter);
     DesktopHost host(*desktop, options, configuration);
-    const ControlServer control(waiter, host, desktop->name(), ControlPlace::standardFolder());
+    const ControlServer control(waiter, host, desktop->name(), controlFolder());
     const Surroundings surroundings(host, file, session);
     backgrounds.giveBackLeftOver();
+    std::optional<EnterKey> enterKey;
+    if (_trial) {
+        enterKey.emplace(waiter, [&host] {
+            host.keep();
+            printError("it is kept");
+        });
+        printError("everything is taken back in " + std::to_string(std::lround(*_trial)) +
+                   " s, unless you " + (enterKey->isThere() ? "press Enter or run" : "run") +
+                   " `lumivera ctl keep`");
+    }
     NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
     backgrounds.giveBack();
     if (!host.lossReason().empty()) {
@@ -203,15 +296,18 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
     DesktopHost::Options options;
     options.choice = {_values.values(), {}};
     if (!_bundle.empty()) {
+        Places::checkNameIsNotOfFolderHere(_bundle);
         options.choice.bundle = _bundle;
     }
     readOutputs(options);
     options.layer = _layer;
+    options.trial = _trial;
+    options.aboutLayer = sayWhatHappensToIcons;
     options.pauses = {_onBattery, switchNamed("pause-when-covered"),
                       switchNamed("pause-when-locked"), switchNamed("pause-when-idle")};
     options.shippedBundle = Places::defaultBundle();
     options.lastGoodPath = LastGoodBundle::userFilePath();
-    options.log = log;
+    options.log = printError;
     return options;
 }
 
@@ -222,7 +318,9 @@ void DesktopCommand::readOutputs(DesktopHost::Options &options) const {
             throw UsageError("--output", "\"" + output + "\" is not NAME=BUNDLE",
                              "`lumivera doctor` lists the outputs' names");
         }
-        options.outputChoices[output.substr(0, equals)].bundle = output.substr(equals + 1);
+        const std::string bundle = output.substr(equals + 1);
+        Places::checkNameIsNotOfFolderHere(bundle);
+        options.outputChoices[output.substr(0, equals)].bundle = bundle;
     }
 }
 

@@ -127,14 +127,14 @@ Finding findingOf(const Sandbox::Protection &protection, bool wasRefused) {
     }
     return protection.holds ? Finding{protection.name, Level::Good, "holds", ""}
                             : Finding{protection.name, Level::Lacking, "does not hold",
-                                      "use a kernel that has it"};
+                                      "use a kernel that has it, with settings that allow it"};
 }
 
 Section examineProtection() {
     Section section{"Protection from wallpapers", {}};
     Trial trial;
     const Finding outcome = trial.run();
-    for (const Sandbox::Protection &protection : Sandbox::available()) {
+    for (const Sandbox::Protection &protection : Sandbox::tryOut()) {
         section.findings.push_back(findingOf(protection, trial.wasRefused(protection.name)));
     }
     section.findings.push_back(outcome);
@@ -226,9 +226,8 @@ Finding examine(const BundleListing &listing) {
         return {listing.name, Level::Bad, listing.path + " " + listing.problem,
                 "ask the wallpaper's maker, or remove it"};
     }
-    const std::string library = listing.path + "/" + listing.library;
     try {
-        checkLibraryTrust(listing.path, library);
+        checkLibraryTrust(listing);
     } catch (const HostError &problem) {
         return {listing.name, Level::Bad, problem.what(), ""};
     }
@@ -304,12 +303,12 @@ bool Examination::isDesktopUsable() const {
 std::string Examination::text() const {
     std::string text;
     for (const Section &section : sections) {
-        text += (text.empty() ? "" : "\n") + section.title + "\n";
+        text += (text.empty() ? "" : "\n") + inOneLine(section.title) + "\n";
         for (const Finding &finding : section.findings) {
             text += std::string("  ") + markOf(finding.level) + "  " +
                     inOneLine(finding.subject + ": " + finding.words) + "\n";
             if (!finding.remedy.empty()) {
-                text += "      " + finding.remedy + "\n";
+                text += "      " + inOneLine(finding.remedy) + "\n";
             }
         }
     }
@@ -337,7 +336,7 @@ std::string Examination::json() const {
         }
         document["sections"].push_back({{"title", section.title}, {"findings", findings}});
     }
-    return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+    return safeJson(document.dump(2, ' ', false, Json::error_handler_t::replace)) + "\n";
 }
 
 /// lumivera doctor: what works here, what does not, and what would help.

@@ -68,7 +68,7 @@ void GalleryCommand::declare(CLI::App &parent) {
 
 void GalleryCommand::run() {
     const std::string bundle =
-        _bundle.empty() ? Places::defaultBundle() : Places::findBundle(_bundle);
+        _bundle.empty() ? Places::defaultBundle() : Places::requireBundle(_bundle);
     if (_output.empty()) {
         show(bundle);
     } else {

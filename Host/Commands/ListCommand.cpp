@@ -54,7 +54,7 @@ std::string json(const std::vector<BundleListing> &listings) {
             listing.problem.empty() ? nlohmann::json() : nlohmann::json(listing.problem);
         array.push_back(entry);
     }
-    return array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    return safeJson(array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) + "\n";
 }
 
 /// lumivera list: the bundles in some folders, from their descriptions alone.

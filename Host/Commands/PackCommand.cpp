@@ -120,7 +120,7 @@ std::string json(const Entries &entries) {
     for (const auto &entry : entries) {
         array.push_back({{"name", entry.key}, {"bytes", ResourcePack::payloadSize(entry)}});
     }
-    return array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    return safeJson(array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) + "\n";
 }
 
 class ListPackCommand final : public Command {
@@ -183,8 +183,9 @@ class ExtractCommand final : public Command {
     /// Checks every name before the first file is written.
     void checkNames(const Entries &entries) const {
         for (const auto &entry : entries) {
-            if (!ConfinedFolder::isInside(entry.key)) {
-                throw HostError(_pack, "the name \"" + entry.key + "\" would leave the folder",
+            const std::string problem = ConfinedFolder::problemOfName(entry.key);
+            if (!problem.empty()) {
+                throw HostError(_pack, "the name \"" + entry.key + "\" " + problem,
                                 "nothing was extracted");
             }
         }

@@ -79,7 +79,7 @@ void RenderCommand::run() {
     }
     const RenderingSession::Options options = sessionOptions();
     const RenderingRun run(subject());
-    RenderingSession session(Places::findBundle(_bundle), options);
+    RenderingSession session(Places::requireBundle(_bundle), options);
     std::unique_ptr<FrameSink> sink;
     if (!_output.empty()) {
         sink = FrameSink::forPath(_output,

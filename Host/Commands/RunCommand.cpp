@@ -3,6 +3,7 @@
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Playing/WallpaperShow.h"
+#include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
 #include "Platform/AudioToolbox/AudioServices.h"
@@ -73,12 +74,12 @@ void RunCommand::run() {
     const WallpaperSettings settings = _settings.settings();
     const bool hasDensity = _app->count("--density") > 0;
     const WallpaperBundle bundle(_bundle.empty() ? Places::defaultBundle()
-                                                 : Places::findBundle(_bundle));
+                                                 : Places::requireBundle(_bundle));
     {
         const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
         const auto window =
             openWindow(settings.size, hasDensity ? std::optional(settings.density) : std::nullopt,
-                       bundle.title(), kWithoutDisplay);
+                       inOneLine(bundle.title()), kWithoutDisplay);
         WallpaperShow(*window, bundle, {settings, _seconds, _trace}).run();
         letThreadsEnd();
         AudioServicesCloseDevice();

@@ -1,6 +1,7 @@
 #include "Host/Desktop/DesktopHost.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Support/Patience.h"
 #include "Host/Wallpapers/PictureFile.h"
 #include "Host/Wallpapers/Places.h"
 #include "Platform/Foundation/NSRunLoop.h"
@@ -14,9 +15,16 @@ namespace {
 
 void writePicture(const std::string &path, std::span<const std::uint32_t> pixels, unsigned width,
                   unsigned height) {
-    OutputFile file(path);
-    PictureFile::writePNG(file, pixels, width, height, PictureFile::Compression::Fast);
-    file.commit();
+    auto bytes = PictureFile::png(pixels, width, height, PictureFile::Compression::Fast, path);
+    const bool isWritten = Patience::finish([path, bytes = std::move(bytes)] {
+        OutputFile file(path, OutputFile::Mode::RegularFile);
+        file.write(bytes.data(), bytes.size());
+        file.commit();
+    });
+    if (!isWritten) {
+        throw HostError(path, "cannot be written: the file system does not answer",
+                        "give a file elsewhere");
+    }
 }
 
 /// Removes the values that `newer` has.
@@ -48,7 +56,13 @@ void DesktopHost::Layer::applyTo(WallpaperChoice &choice, const std::string &out
 
 DesktopHost::DesktopHost(Desktop &desktop, Options options, const Configuration &configuration)
     : _desktop(desktop), _options(std::move(options)), _configuration(configuration),
-      _lastGood(_options.lastGoodPath) {
+      _lastGood(_options.lastGoodPath), _trialEnd([this] {
+          _options.log("the trial is over, and everything is taken back");
+          quit();
+      }) {
+    if (_options.trial) {
+        _trialEnd.callAfter(*_options.trial);
+    }
     _desktop.setListener(this);
 }
 
@@ -147,6 +161,8 @@ void DesktopHost::saveScreenshot(const std::string &output, const std::string &p
     });
 }
 
+void DesktopHost::keep() { _trialEnd.cancel(); }
+
 void DesktopHost::quit() { NSRunLoop::mainRunLoop().stop(); }
 
 void DesktopHost::outputAdded(DesktopSurface &surface) {
@@ -154,6 +170,9 @@ void DesktopHost::outputAdded(DesktopSurface &surface) {
     _entries.push_back({std::make_unique<OutputShow>(surface, _options.makeView, _lastGood,
                                                      _options.shippedBundle, listener),
                         {}});
+    if (_options.aboutLayer) {
+        _options.aboutLayer(surface.layer());
+    }
     updatePauses();
     _entries.back().show->choose(choiceFor(surface.outputName()), true);
 }

@@ -48,6 +48,12 @@ class DesktopHost final : public ControlTarget,
         /// The file of the LastGoodBundle; empty for none.
         std::string lastGoodPath;
 
+        /// The host ends by itself after this time, in seconds, unless keep() is called before.
+        std::optional<double> trial;
+
+        /// Called with where the surface of each new output is. May be empty.
+        std::function<void(const SurfaceLayer &layer)> aboutLayer;
+
         /// Called with each line for the log.
         std::function<void(const std::string &line)> log;
 
@@ -81,6 +87,7 @@ class DesktopHost final : public ControlTarget,
     void tap(const std::string &output, CGPoint point) override;
     void saveScreenshot(const std::string &output, const std::string &path,
                         std::function<void(std::optional<std::string> problem)> done) override;
+    void keep() override;
     void quit() override;
 
   private:
@@ -123,6 +130,7 @@ class DesktopHost final : public ControlTarget,
     std::map<std::string, bool> _pausedOutputs;
     std::vector<Entry> _entries;
     std::string _lossReason;
+    DeferredCall _trialEnd;
 };
 
 } // namespace Lumivera

@@ -1,10 +1,12 @@
 #include "Host/Desktop/LastGoodBundle.h"
 
 #include "Host/Support/OutputFile.h"
+#include "Host/Support/Patience.h"
 #include "Host/Wallpapers/Places.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include <filesystem>
-#include <fstream>
+#include <string_view>
 
 namespace Lumivera {
 
@@ -15,14 +17,12 @@ constexpr std::size_t kMaxPath = 4096;
 } // namespace
 
 LastGoodBundle::LastGoodBundle(std::string filePath) : _filePath(std::move(filePath)) {
-    std::error_code error;
-    if (std::filesystem::is_regular_file(_filePath, error)) {
-        std::ifstream file(_filePath, std::ios::binary);
-        std::string line(kMaxPath, '\0');
-        file.read(line.data(), static_cast<std::streamsize>(line.size()));
-        line.resize(static_cast<std::size_t>(file.gcount()));
-        _path = line.substr(0, line.find_first_of(std::string_view("\n\0", 2)));
-    }
+    const auto path = Patience::resultOf<std::string>([file = _filePath] {
+        const auto bytes = readFile(file, kMaxPath);
+        const std::string text = bytes ? std::string(bytes->begin(), bytes->end()) : "";
+        return text.substr(0, text.find_first_of(std::string_view("\n\0", 2)));
+    });
+    _path = path.value_or("");
 }
 
 void LastGoodBundle::set(const std::string &path) {
@@ -33,12 +33,14 @@ void LastGoodBundle::set(const std::string &path) {
     if (_filePath.empty()) {
         return;
     }
-    std::error_code error;
-    std::filesystem::create_directories(std::filesystem::path(_filePath).parent_path(), error);
     try {
-        OutputFile file(_filePath);
-        file.write(_path + "\n");
-        file.commit();
+        Patience::finish([target = _filePath, path] {
+            std::error_code error;
+            std::filesystem::create_directories(std::filesystem::path(target).parent_path(), error);
+            OutputFile file(target, OutputFile::Mode::RegularFile);
+            file.write(path + "\n");
+            file.commit();
+        });
     } catch (const std::exception &) {
         // The path is still used while this host runs.
     }

@@ -24,10 +24,10 @@ bool takesNewView(const WallpaperChoice &before, const WallpaperChoice &now) {
     return before.bundle != now.bundle || before.tint != now.tint || now.lacksAnyOf(before);
 }
 
-/// Counts how often a bundle ended soon after its start. True when it must not be started again.
-bool isGivenUp(Clock::Nanoseconds startTime, bool isHopeless, int &quickEnds) {
-    const bool isQuick = Clock::current().now() - startTime < Clock::nanoseconds(kProof);
-    quickEnds = isQuick ? quickEnds + 1 : 0;
+/// Counts the ends in a row before a view had proven itself, however long it had loaded. True when
+/// the bundle must not be started again.
+bool isGivenUp(bool isProven, bool isHopeless, int &quickEnds) {
+    quickEnds = isProven ? 0 : quickEnds + 1;
     return isHopeless || quickEnds >= kMaxQuickEnds;
 }
 
@@ -255,7 +255,7 @@ void OutputShow::viewEnded(RemoteView &view, const std::string &reason, bool isH
 /// The surface keeps showing its picture meanwhile.
 void OutputShow::wantedViewEnded(const Slot &slot, const std::string &reason, bool isHopeless) {
     const std::string what = description(slot.bundle, reason);
-    if (isGivenUp(slot.startTime, isHopeless, _quickEnds)) {
+    if (isGivenUp(slot.isProven, isHopeless, _quickEnds)) {
         fallBack(what);
     } else {
         _listener.outputSays(what + "; it is begun anew");
@@ -264,8 +264,7 @@ void OutputShow::wantedViewEnded(const Slot &slot, const std::string &reason, bo
 }
 
 void OutputShow::standInEnded(const Slot &slot, const std::string &reason, bool isHopeless) {
-    if (isGivenUp(slot.startTime, isHopeless, _quickStandInEnds) &&
-        slot.bundle == standInBundle()) {
+    if (isGivenUp(slot.isProven, isHopeless, _quickStandInEnds) && slot.bundle == standInBundle()) {
         _standInIndex = standInIndex() + 1;
         _quickStandInEnds = 0;
     }
@@ -338,7 +337,6 @@ std::optional<OutputShow::Slot> OutputShow::makeSlot(const std::string &bundle) 
     Slot slot;
     slot.bundle = bundle;
     slot.geometry = _surface.geometry();
-    slot.startTime = Clock::current().now();
     slot.values = valuesFor(slot);
     try {
         slot.memory =

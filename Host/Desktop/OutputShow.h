@@ -36,9 +36,9 @@ class FrameRate {
 
 /// The wallpaper on one output: keeps a view running there, whatever happens to its process. A new
 /// view replaces the old one when it has drawn its first picture. A view that ends is restarted;
-/// after two ends within 10 s of their starts, or one hopeless end, the last good bundle is shown
-/// instead, and if that ends too, the shipped one. While nothing is shown yet and the first picture
-/// takes long, these two stand in, by the same rule.
+/// after two ends in a row before it has run for 10 s from its first picture, or one hopeless end,
+/// the last good bundle is shown instead, and if that ends too, the shipped one. While nothing is
+/// shown yet and the first picture takes long, these two stand in, by the same rule.
 ///
 /// On a transparent surface only the petals are shown, and their background is drawn apart from
 /// them: for each wallpaper, and again when its scale changes. A wallpaper whose first picture is
@@ -109,7 +109,6 @@ class OutputShow final : private DesktopSurface::Listener,
         SurfaceGeometry geometry;
         std::shared_ptr<SharedBuffers> memory;
         std::unique_ptr<RemoteView> view;
-        Clock::Nanoseconds startTime = 0;
 
         /// The values that the view has now.
         WallpaperValues values;

@@ -6,6 +6,7 @@
 #include "Host/Displays/X11/X11Desktop.h"
 #include "Host/Support/HostError.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -32,6 +33,49 @@ std::string systemOfSession() {
     throw HostError("display", "there is no desktop: neither WAYLAND_DISPLAY nor DISPLAY is set",
                     "start it from within the desktop, or use `lumivera render BUNDLE -o film.webp`"
                     " to see the wallpaper without one");
+}
+
+/// GNOME has no layer shell, but keeps windows of X11 programs beneath those of Wayland programs.
+/// Elsewhere such a window would stand framed among the others.
+bool isShownThroughXwayland() {
+    const std::string manager = isSet("DISPLAY") ? nameOfX11Manager() : "";
+    return manager.find("GNOME Shell") != std::string::npos ||
+           manager.find("Mutter") != std::string::npos;
+}
+
+std::unique_ptr<Desktop> openX11(DescriptorWaiter &waiter, const DesktopOptions &options) {
+    return std::make_unique<X11Desktop>(waiter,
+                                        X11Desktop::Options{options.layer, options.density});
+}
+
+std::unique_ptr<Desktop> openWayland(DescriptorWaiter &waiter, const DesktopOptions &options) {
+    try {
+        return std::make_unique<WaylandDesktop>(waiter);
+    } catch (const HostError &) {
+        if (options.system == "auto" && isShownThroughXwayland()) {
+            return openX11(waiter, options);
+        }
+        throw;
+    }
+}
+
+/// What Xwayland offers where the compositor itself offers nothing.
+DesktopSurvey surveyWaylandOrXwayland(LayerChoice layer) {
+    DesktopSurvey survey = surveyWayland();
+    const bool isFine =
+        std::none_of(survey.findings.begin(), survey.findings.end(),
+                     [](const Finding &finding) { return finding.level == Finding::Level::Bad; });
+    if (isFine || !isShownThroughXwayland()) {
+        return survey;
+    }
+    survey = surveyX11(layer);
+    survey.findings.insert(survey.findings.begin(),
+                           {"Wayland", Finding::Level::Lacking,
+                            "GNOME has no layer shell, so the wallpaper is shown through Xwayland; "
+                            "full-screen windows "
+                            "of Wayland programs do not make it rest",
+                            ""});
+    return survey;
 }
 
 std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
@@ -65,17 +109,16 @@ std::unique_ptr<Desktop> openDesktop(DescriptorWaiter &waiter, const DesktopOpti
         return openHeadless(options);
     }
     if (system == "wayland") {
-        return std::make_unique<WaylandDesktop>(waiter);
+        return openWayland(waiter, options);
     }
-    return std::make_unique<X11Desktop>(waiter,
-                                        X11Desktop::Options{options.layer, options.density});
+    return openX11(waiter, options);
 }
 
 DesktopSurvey surveyDesktop(LayerChoice layer) {
     DesktopSurvey survey;
     try {
         survey.system = systemOfSession();
-        survey = survey.system == "wayland" ? surveyWayland() : surveyX11(layer);
+        survey = survey.system == "wayland" ? surveyWaylandOrXwayland(layer) : surveyX11(layer);
     } catch (const HostError &error) {
         survey.findings.push_back({"desktop", Finding::Level::Bad, error.what(), ""});
     }

@@ -1,11 +1,11 @@
 #include "Host/Playing/Show.h"
 
 #include "Host/Playing/OffscreenPicture.h"
+#include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Platform/QuartzCore/CAAnimation.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace Lumivera {
 
@@ -111,9 +111,9 @@ void Show::keyPressed(WindowKey key) {
 void Show::saveScreenshot() {
     drawAgain();
     try {
-        printToStandardOutput(takeScreenshot(*root().layer(), pictureSize()) + "\n");
+        printToStandardOutput(inOneLine(takeScreenshot(*root().layer(), pictureSize())) + "\n");
     } catch (const std::exception &error) {
-        std::fprintf(stderr, "lumivera: %s\n", error.what());
+        printError(error.what());
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "Animation/DeskTopView/DeskTopView.h"
 #include "Animation/DeskTopView/FallingSakuraView/Sakura.h"
+#include "Host/Support/Printing.h"
 
 #include <charconv>
 #include <cmath>
@@ -28,8 +29,8 @@ void appendName(std::string &text, const UIImageView *view) {
         text += "null";
         return;
     }
-    text += nlohmann::json(image->fileName())
-                .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    text += safeJson(nlohmann::json(image->fileName())
+                         .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 double angleOf(const UIView &view) {

@@ -3,10 +3,7 @@
 #include "Host/Support/HostError.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <webp/encode.h>
 #include <webp/mux.h>
 
@@ -62,13 +59,6 @@ const FilmKind *kindFor(const std::string &ending) {
 
 std::string endingOf(const std::string &path) {
     return std::filesystem::path(path).extension().string();
-}
-
-void checkTarget(const std::string &path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        throw HostError(path, "is no regular file", "give another file name");
-    }
 }
 
 } // namespace
@@ -162,27 +152,19 @@ void WebPFilmSink::finish() {
 bool FilmProgramSink::knowsEnding(const std::string &ending) { return kindFor(ending) != nullptr; }
 
 FilmProgramSink::FilmProgramSink(const std::string &path, const Format &format)
-    : _path(path), _target(OutputFile::targetOf(path)),
-      _temporary(OutputFile::temporaryPathFor(_target)) {
-    checkTarget(path);
-    { const OutputFile check(path); } // throws when the file cannot be written
+    : _file(path, OutputFile::Mode::RegularFile) {
     if (kindFor(endingOf(path))->isPlanar) {
         _planes.emplace(format.width, format.height);
     }
-    _program = ChildProgram::start(arguments(format));
+    _program = ChildProgram::start(arguments(format), {_file.descriptor()});
     if (!_program) {
         throw HostError(path, "needs the program ffmpeg, which is not installed",
                         "install the package ffmpeg, or end the name in .webp or .png");
     }
 }
 
-FilmProgramSink::~FilmProgramSink() {
-    _program.reset();
-    unlink(_temporary.c_str());
-}
-
 std::vector<std::string> FilmProgramSink::arguments(const Format &format) const {
-    const FilmKind &kind = *kindFor(endingOf(_path));
+    const FilmKind &kind = *kindFor(endingOf(_file.path()));
     const std::size_t width = _planes ? _planes->width() : format.width;
     const std::size_t height = _planes ? _planes->height() : format.height;
     const std::string size = std::to_string(width) + "x" + std::to_string(height);
@@ -214,7 +196,7 @@ std::vector<std::string> FilmProgramSink::arguments(const Format &format) const 
                                  "+bitexact", "-f", kind.container}) {
         result.emplace_back(argument);
     }
-    result.push_back("file:" + _temporary);
+    result.push_back("file:/proc/self/fd/" + std::to_string(ChildProgram::kFirstFile));
     return result;
 }
 
@@ -234,16 +216,13 @@ void FilmProgramSink::finish() {
     if (!_program->finish() || !_program->complaint().empty()) {
         fail();
     }
-    if (std::rename(_temporary.c_str(), _target.c_str()) != 0) {
-        throw HostError(_path, "cannot be written: " + systemErrorText(),
-                        "check the folder and its permissions");
-    }
+    _file.commit();
 }
 
 void FilmProgramSink::fail() {
     _program->finish();
     const std::string complaint = _program->complaint();
-    throw HostError(_path,
+    throw HostError(_file.path(),
                     "ffmpeg failed: " + (complaint.empty() ? "it gave no reason" : complaint),
                     "check the free space and what your ffmpeg can encode");
 }

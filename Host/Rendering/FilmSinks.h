@@ -31,7 +31,6 @@ class WebPFilmSink final : public FrameSink {
 class FilmProgramSink final : public FrameSink {
   public:
     FilmProgramSink(const std::string &path, const Format &format);
-    ~FilmProgramSink() override;
 
     static bool knowsEnding(const std::string &ending);
 
@@ -42,9 +41,7 @@ class FilmProgramSink final : public FrameSink {
     std::vector<std::string> arguments(const Format &format) const;
     [[noreturn]] void fail();
 
-    const std::string _path;
-    const std::string _target;
-    const std::string _temporary;
+    OutputFile _file;
     std::optional<PlanarFrame> _planes;
     std::optional<ChildProgram> _program;
 };

@@ -51,8 +51,8 @@ class FrameSink {
     static bool isOnePicture(const std::string &path);
 };
 
-/// Renders frame after frame, shows the progress on the terminal and stops at SIGINT and SIGTERM.
-/// Made on the main thread before any other thread starts.
+/// Renders frame after frame, shows the progress on the terminal and stops at a signal that ends
+/// programs. Made on the main thread before any other thread starts.
 class RenderingRun {
   public:
     /// `subject` is the output file's name, for messages.

@@ -19,7 +19,8 @@ class UsageError : public HostError {
     using HostError::HostError;
 };
 
-/// The text with every control character, line ends included, replaced by "?".
+/// The text with every control character, line ends included, as an escape sequence such as \n; the
+/// one way in which names and words of others reach a terminal or a log.
 std::string inOneLine(std::string_view text);
 
 /// The text for the current value of errno.

@@ -1,13 +1,19 @@
 #include "Host/Support/Printing.h"
 
 #include "Host/Support/HostError.h"
+#include "Platform/Foundation/NSString.h"
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <cstdio>
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
+#include <utf8.h>
 
 namespace Lumivera {
 
@@ -17,11 +23,24 @@ constexpr std::size_t kCells = 30;
 constexpr auto kSilentTime = std::chrono::seconds(1);
 constexpr auto kUpdateInterval = std::chrono::milliseconds(100);
 constexpr double kMaxShownSeconds = 359999;
+constexpr int kErrorPatience = 100; // milliseconds
 
 template <typename Number> std::string shortestText(Number number) {
     std::array<char, 32> text;
     const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
     return {text.data(), result.ptr};
+}
+
+/// Writes a part that is small enough for a pipe to take whole. False when nobody reads.
+bool writeWithin(std::string_view part, int milliseconds) {
+    pollfd state{STDERR_FILENO, POLLOUT, 0};
+    if (poll(&state, 1, milliseconds) <= 0) {
+        return false;
+    }
+    const auto size = static_cast<ssize_t>(part.size());
+    const ssize_t sent = send(STDERR_FILENO, part.data(), part.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    return sent < 0 && errno == ENOTSOCK ? write(STDERR_FILENO, part.data(), part.size()) == size
+                                         : sent == size;
 }
 
 /// Counts every byte that is no UTF-8 continuation byte.
@@ -57,6 +76,38 @@ std::string textTable(const std::vector<std::vector<std::string>> &rows) {
         text += '\n';
     }
     return text;
+}
+
+std::string safeJson(std::string_view json) {
+    std::string result;
+    result.reserve(json.size());
+    const std::string valid = utf8::replace_invalid(json, U'\uFFFD');
+    for (auto position = valid.begin(); position != valid.end();) {
+        const auto start = position;
+        const char32_t character = utf8::unchecked::next(position);
+        if (character >= 0x7f && isControlCharacter(character)) {
+            char escape[16];
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character));
+            result += escape;
+        } else {
+            result.append(start, position);
+        }
+    }
+    return result;
+}
+
+void printError(std::string_view text) {
+    static std::atomic<bool> isStuck{false};
+    const std::string line = "lumivera: " + inOneLine(text) + "\n";
+    for (std::string_view rest = line; !rest.empty();) {
+        const std::string_view part = rest.substr(0, PIPE_BUF);
+        if (!writeWithin(part, isStuck ? 0 : kErrorPatience)) {
+            isStuck = true;
+            return;
+        }
+        isStuck = false;
+        rest.remove_prefix(part.size());
+    }
 }
 
 void printToStandardOutput(std::string_view text) {

@@ -14,9 +14,17 @@ std::string textOfNumber(double number);
 std::string textOfNumber(std::int64_t number);
 std::string textOfNumber(std::uint64_t number);
 
-/// Formats rows of cells as lines with aligned columns. Control characters become "?". Widths count
-/// Unicode characters.
+/// Formats rows of cells as lines with aligned columns, each cell as inOneLine() shows it. Widths
+/// count Unicode characters.
 std::string textTable(const std::vector<std::vector<std::string>> &rows);
+
+/// JSON text that is safe to print: the control characters that JSON permits unescaped, such as
+/// delete and the controls of writing direction, become \u escapes. Its value stays the same.
+std::string safeJson(std::string_view json);
+
+/// Prints "lumivera: " and the text as one line to stderr. Never waits for a reader for longer than
+/// a tenth of a second: what a full pipe does not take is lost. Any thread.
+void printError(std::string_view text);
 
 /// Prints results. A reader that went away is no failure; any other failure is a HostError.
 void printToStandardOutput(std::string_view text);

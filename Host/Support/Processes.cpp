@@ -1,6 +1,7 @@
 #include "Host/Support/Processes.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Support/OutputFile.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,6 +12,7 @@
 #include <sys/eventfd.h>
 #include <sys/mman.h>
 #include <sys/signalfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -23,6 +25,49 @@ namespace {
 
 constexpr int kPipeBytes = 1 << 20;
 
+/// How long a child may take no bytes, and how long its end may take.
+constexpr int kWritingPatience = 60'000; // milliseconds
+constexpr int kEndingPatience = 600'000; // milliseconds
+
+/// Signals that end a program, besides those of its own faults and SIGKILL.
+constexpr int kEnding[] = {SIGHUP,    SIGINT,  SIGQUIT, SIGTERM, SIGALRM,
+                           SIGVTALRM, SIGPROF, SIGXCPU, SIGPWR,  SIGSTKFLT};
+
+/// Signals that tell of something that this program has not asked about, or that come with an error
+/// which the failed call reports as well.
+std::vector<int> ignoredSignals() {
+    std::vector<int> signals{SIGPIPE, SIGXFSZ, SIGUSR1, SIGUSR2, SIGIO};
+    for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) {
+        signals.push_back(signal);
+    }
+    return signals;
+}
+
+extern "C" void endBySignal(int signal) {
+    OutputFile::removeUnfinished();
+    std::signal(signal, SIG_DFL);
+    raise(signal); // is delivered when this handler returns
+}
+
+bool hasHandler(int signal, void (*handler)(int)) {
+    struct sigaction action;
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == handler;
+}
+
+/// Waits for the child to exit; false when it does not in time.
+bool waitForExit(int process, int milliseconds) {
+    const auto descriptor = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+    if (descriptor < 0) {
+        return true; // an old kernel; waitpid() waits
+    }
+    pollfd state{descriptor, POLLIN, 0};
+    int ready;
+    while ((ready = poll(&state, 1, milliseconds)) < 0 && errno == EINTR) {
+    }
+    close(descriptor);
+    return ready > 0;
+}
+
 class Attributes {
   public:
     Attributes() {
@@ -30,8 +75,9 @@ class Attributes {
         sigemptyset(&none);
         sigset_t standard;
         sigemptyset(&standard);
-        sigaddset(&standard, SIGPIPE);
-        sigaddset(&standard, SIGXFSZ);
+        for (const int signal : ignoredSignals()) {
+            sigaddset(&standard, signal);
+        }
         posix_spawnattr_init(&_attributes);
         posix_spawnattr_setsigmask(&_attributes, &none);
         posix_spawnattr_setsigdefault(&_attributes, &standard);
@@ -82,11 +128,15 @@ std::vector<char *> pointersTo(const std::vector<std::string> &texts) {
     return pointers;
 }
 
+/// The signals that end this program and that nobody else handles or ignores.
 sigset_t watchedSignals() {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
+    for (const int signal : kEnding) {
+        if (hasHandler(signal, SIG_DFL) || hasHandler(signal, endBySignal)) {
+            sigaddset(&set, signal);
+        }
+    }
     return set;
 }
 
@@ -111,17 +161,20 @@ std::vector<std::string> ownEnvironment() {
     return variables;
 }
 
-std::optional<ChildProgram> ChildProgram::start(const std::vector<std::string> &arguments) {
+std::optional<ChildProgram> ChildProgram::start(const std::vector<std::string> &arguments,
+                                                const std::vector<int> &files) {
     int pipeEnds[2];
     if (pipe2(pipeEnds, O_CLOEXEC) != 0) {
         return std::nullopt;
     }
+    fcntl(pipeEnds[1], F_SETFL, O_NONBLOCK);
     // A larger pipe saves context switches; the system may refuse it.
     fcntl(pipeEnds[1], F_SETPIPE_SZ, kPipeBytes);
     // A file in memory: a pipe for stderr would have to be read while the child runs.
     ChildProgram program(-1, pipeEnds[1], memfd_create("complaints", MFD_CLOEXEC));
-    program._process =
-        spawnProgram(arguments, {pipeEnds[0], -1, program._errors}, ownEnvironment());
+    std::vector<int> all{pipeEnds[0], -1, program._errors};
+    all.insert(all.end(), files.begin(), files.end());
+    program._process = spawnProgram(arguments, all, ownEnvironment());
     close(pipeEnds[0]);
     if (program._process < 0) {
         program._process = -1;
@@ -162,7 +215,12 @@ bool ChildProgram::write(const void *bytes, std::size_t count) {
     const char *at = static_cast<const char *>(bytes);
     while (count > 0) {
         const ssize_t written = ::write(_input, at, count);
-        if (written < 0 && errno != EINTR) {
+        if (written < 0 && errno == EAGAIN) {
+            pollfd state{_input, POLLOUT, 0};
+            if (poll(&state, 1, kWritingPatience) == 0) {
+                return false;
+            }
+        } else if (written < 0 && errno != EINTR) {
             return false;
         }
         const std::size_t step = static_cast<std::size_t>(std::max<ssize_t>(written, 0));
@@ -177,6 +235,9 @@ bool ChildProgram::finish() {
         return _succeeded;
     }
     closeInput();
+    if (!waitForExit(_process, kEndingPatience)) {
+        kill(_process, SIGKILL);
+    }
     int status = 0;
     while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
     }
@@ -202,6 +263,17 @@ void ChildProgram::readComplaint() {
         text.pop_back();
     }
     _complaint = text.substr(text.rfind('\n') + 1);
+}
+
+void prepareSignals() {
+    for (const int signal : ignoredSignals()) {
+        std::signal(signal, SIG_IGN);
+    }
+    for (const int signal : kEnding) {
+        if (hasHandler(signal, SIG_DFL)) {
+            std::signal(signal, endBySignal);
+        }
+    }
 }
 
 SignalWatch::SignalWatch(std::function<void()> action) {

@@ -26,18 +26,20 @@ std::vector<std::string> ownEnvironment();
 class ChildProgram {
   public:
     /// Starts the program that the first argument names. Nothing when it is not installed or cannot
-    /// be started.
-    static std::optional<ChildProgram> start(const std::vector<std::string> &arguments);
+    /// be started. The program finds `files` as its descriptors from kFirstFile on.
+    static std::optional<ChildProgram> start(const std::vector<std::string> &arguments,
+                                             const std::vector<int> &files = {});
+    static constexpr int kFirstFile = 3;
 
     ChildProgram(ChildProgram &&other) noexcept;
     ChildProgram &operator=(ChildProgram &&other) noexcept;
     ~ChildProgram();
 
-    /// False when the program does not take the bytes any more.
+    /// False when the program does not take the bytes any more, or has taken none for a minute.
     bool write(const void *bytes, std::size_t count);
 
-    /// Closes the pipe and waits for the program to exit. True for exit status 0. Later calls
-    /// return the same.
+    /// Closes the pipe and waits for the program to exit; one that does not within ten minutes is
+    /// killed. True for exit status 0. Later calls return the same.
     bool finish();
 
     /// The last line that it wrote to its stderr; empty before finish().
@@ -55,8 +57,14 @@ class ChildProgram {
     std::string _complaint;
 };
 
-/// Turns SIGINT and SIGTERM into a call. Made on the main thread before any other thread starts,
-/// so that every thread inherits the blocked signals. A second signal ends the process as usual.
+/// Decides what signals do to this program. Those that tell of something, such as SIGPIPE and
+/// SIGUSR1, are ignored. Those that end it first remove unfinished files. What the parent process
+/// has ignored, as `nohup` does, stays ignored. Called once, before any thread starts.
+void prepareSignals();
+
+/// Turns the signals that end a program, such as SIGTERM and SIGHUP, into a call. Made on the main
+/// thread before any other thread starts, so that every thread inherits the blocked signals. A
+/// second signal ends the process as usual.
 class SignalWatch {
   public:
     /// `action` runs once, on a thread of the watch's own.

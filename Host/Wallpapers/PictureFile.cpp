@@ -65,10 +65,16 @@ void PictureFile::write(std::span<const std::uint8_t> bytes, const std::string &
     file.commit();
 }
 
+PictureFile::Bytes PictureFile::png(std::span<const std::uint32_t> pixels, std::size_t width,
+                                    std::size_t height, Compression compression,
+                                    const std::string &path) {
+    const int level = compression == Compression::Fast ? kFastLevel : kSmallLevel;
+    return encode(pixels, width, height, level, path);
+}
+
 void PictureFile::writePNG(OutputFile &file, std::span<const std::uint32_t> pixels,
                            std::size_t width, std::size_t height, Compression compression) {
-    const int level = compression == Compression::Fast ? kFastLevel : kSmallLevel;
-    const Bytes bytes = encode(pixels, width, height, level, file.path());
+    const Bytes bytes = png(pixels, width, height, compression, file.path());
     file.write(bytes.data(), bytes.size());
 }
 

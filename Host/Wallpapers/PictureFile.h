@@ -28,6 +28,10 @@ class PictureFile {
 
     enum class Compression { Fast, Small };
 
+    /// Encodes pixels as those of writePNG(); `path` is for messages.
+    static Bytes png(std::span<const std::uint32_t> pixels, std::size_t width, std::size_t height,
+                     Compression compression, const std::string &path);
+
     /// Writes a picture as PNG; pixels as in CGImage, without gaps between rows.
     static void writePNG(OutputFile &file, std::span<const std::uint32_t> pixels, std::size_t width,
                          std::size_t height, Compression compression);

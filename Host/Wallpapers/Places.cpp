@@ -1,11 +1,14 @@
 #include "Host/Wallpapers/Places.h"
 
+#include "Host/Support/HostError.h"
+#include "Host/Support/Patience.h"
 #include "Platform/Foundation/NSBundle.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 namespace Lumivera::Places {
@@ -18,6 +21,7 @@ constexpr const char *kWallpapers = "lumivera/wallpapers";
 constexpr const char *kSounds = "lumivera/sounds";
 constexpr const char *kDefaultName = "Lumivera.bundle";
 constexpr const char *kSystemDataFolders = "/usr/local/share:/usr/share";
+constexpr std::uint64_t kMaxUserFoldersBytes = std::uint64_t{64} * 1024;
 
 /// The XDG rule for folders: a relative path in the variable is ignored.
 std::optional<std::string> absoluteFolder(const char *variable) {
@@ -39,9 +43,36 @@ fs::path ownDataFolder() {
     return fs::path(NSBundle::mainBundle()->bundlePath()).parent_path() / "share";
 }
 
+bool isPath(const std::string &argument) {
+    return argument.empty() || argument == "." || argument == ".." ||
+           argument.find('/') != std::string::npos;
+}
+
+std::optional<std::string> bundleIn(const std::vector<std::string> &folders,
+                                    const std::string &name) {
+    for (const std::string &folder : folders) {
+        for (const char *ending : {"", ".bundle"}) {
+            const std::string path = folder + "/" + name + ending;
+            if (isFolder(path)) {
+                return path;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+/// Nothing also when the folders' file system does not answer.
+std::optional<std::string> installedBundle(const std::string &name) {
+    using Found = std::optional<std::string>;
+    return Patience::resultOf<Found>(
+               [folders = wallpaperFolders(), name] { return bundleIn(folders, name); })
+        .value_or(std::nullopt);
+}
+
 /// The value of a line NAME="$HOME/folder" in user-dirs.dirs; empty without one.
 std::string userFolder(const std::string &name) {
-    std::ifstream file(configurationPath("user-dirs.dirs"));
+    const auto bytes = readFile(configurationPath("user-dirs.dirs"), kMaxUserFoldersBytes);
+    std::istringstream file(bytes ? std::string(bytes->begin(), bytes->end()) : "");
     const std::string start = name + "=\"";
     for (std::string line; std::getline(file, line);) {
         if (line.starts_with(start) && line.back() == '"') {
@@ -99,26 +130,28 @@ std::vector<std::string> wallpaperFolders() {
     return folders;
 }
 
-std::string defaultBundle() {
-    const std::string found = findBundle(kDefaultName);
-    return found == kDefaultName ? wallpaperFolders().front() + "/" + kDefaultName : found;
-}
+std::string defaultBundle() { return findBundle(kDefaultName); }
 
 std::string findBundle(const std::string &argument) {
-    std::error_code error;
-    const bool isPath = argument.empty() || argument.find('/') != std::string::npos;
-    if (isPath || fs::exists(argument, error)) {
-        return argument;
+    return isPath(argument)
+               ? argument
+               : installedBundle(argument).value_or(wallpaperFolders().front() + "/" + argument);
+}
+
+std::string requireBundle(const std::string &argument) {
+    checkNameIsNotOfFolderHere(argument);
+    if (!isPath(argument) && !installedBundle(argument)) {
+        throw HostError(argument, "there is no such bundle",
+                        "see `lumivera list` for those that are installed");
     }
-    for (const std::string &folder : wallpaperFolders()) {
-        for (const char *ending : {"", ".bundle"}) {
-            const std::string path = folder + "/" + argument + ending;
-            if (isFolder(path)) {
-                return path;
-            }
-        }
+    return findBundle(argument);
+}
+
+void checkNameIsNotOfFolderHere(const std::string &argument) {
+    if (!isPath(argument) && isFolder(argument) && !installedBundle(argument)) {
+        throw HostError(argument, "no bundle of that name is installed",
+                        "write ./" + argument + " for the folder of that name here");
     }
-    return argument;
 }
 
 std::string soundPath(const std::string &name) {

@@ -28,9 +28,19 @@ std::vector<std::string> wallpaperFolders();
 /// The path of the bundle that is shown when none is named, even when it is not installed.
 std::string defaultBundle();
 
-/// The path of a bundle given by path or, when there is nothing at that path, by the name of an
-/// installed one, with or without ".bundle". The argument itself when there is no such bundle.
+/// The path of a bundle given by path or by the name of an installed one, with or without
+/// ".bundle". Only a text with a slash, "." and ".." are paths, so that a folder which happens to
+/// be in the current folder never takes the place of an installed bundle. A name that is not
+/// installed gives a path at which there is nothing.
 std::string findBundle(const std::string &argument);
+
+/// The same for an argument that a person has typed: a HostError when no bundle of that name is
+/// installed, which tells how to name a folder in the current folder.
+std::string requireBundle(const std::string &argument);
+
+/// Throws that HostError only for a name that is not installed while the current folder has a
+/// folder of that name.
+void checkNameIsNotOfFolderHere(const std::string &argument);
 
 /// The path of a sound that comes with the program, even when it is not installed.
 std::string soundPath(const std::string &name);

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
 #include <limits>
@@ -77,20 +76,6 @@ std::uintmax_t sizeOfPack(const DataEncrypt::Datas &entries) {
     return size;
 }
 
-/// Removes the temporary file of the new pack, unless it was renamed.
-class TemporaryFile {
-  public:
-    explicit TemporaryFile(std::string path) : _path(std::move(path)) {}
-    ~TemporaryFile() { unlink(_path.c_str()); }
-    TemporaryFile(const TemporaryFile &) = delete;
-    TemporaryFile &operator=(const TemporaryFile &) = delete;
-
-    const std::string &path() const { return _path; }
-
-  private:
-    const std::string _path;
-};
-
 constexpr int kFolderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 std::vector<std::string> partsOf(const std::string &name) {
@@ -105,41 +90,10 @@ std::vector<std::string> partsOf(const std::string &name) {
     return parts;
 }
 
-bool writeAll(int file, std::span<const std::uint8_t> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = write(file, bytes.data(), bytes.size());
-        if (count < 0 && errno != EINTR) {
-            return false;
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
-    }
-    return true;
-}
-
 bool isLink(int folder, const std::string &name) {
     struct stat status;
     return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
            S_ISLNK(status.st_mode);
-}
-
-/// Writes a temporary file in the folder and renames it. False with errno set.
-bool replaceFile(int folder, const std::string &name, std::span<const std::uint8_t> bytes) {
-    const std::string temporary = "." + name + "." + std::to_string(getpid()) + ".part";
-    const int file = openat(folder, temporary.c_str(),
-                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
-    if (file < 0) {
-        return false;
-    }
-    const bool written = writeAll(file, bytes);
-    int error = errno;
-    const bool closed = close(file) == 0;
-    if (written && closed && renameat(folder, temporary.c_str(), folder, name.c_str()) == 0) {
-        return true;
-    }
-    error = written ? errno : error;
-    unlinkat(folder, temporary.c_str(), 0);
-    errno = error;
-    return false;
 }
 
 } // namespace
@@ -174,22 +128,17 @@ void ResourcePack::write(const DataEncrypt::Datas &entries, const std::string &p
                             "rename or shrink the file");
         }
     }
-    struct stat status;
-    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        throw HostError(path, "is no regular file", "give another name for the pack");
-    }
-    const TemporaryFile file(OutputFile::temporaryPathFor(path));
-    if (!DataEncrypt::saveDatas_toFilePath(entries, file.path())) {
+    OutputFile file(path, OutputFile::Mode::RegularFile);
+    if (!DataEncrypt::saveDatas_toFilePath(entries, file.descriptorPath())) {
         throw HostError(path, "cannot be written: " + systemErrorText(), kPlaceAdvice);
     }
     // The writer does not report a full disk, but then the file is too short.
-    std::error_code error;
-    if (std::filesystem::file_size(file.path(), error) != sizeOfPack(entries) || error) {
+    struct stat status;
+    if (fstat(file.descriptor(), &status) != 0 ||
+        static_cast<std::uintmax_t>(status.st_size) != sizeOfPack(entries)) {
         throw HostError(path, "cannot be written whole; the disk may be full", kPlaceAdvice);
     }
-    if (std::rename(file.path().c_str(), path.c_str()) != 0) {
-        throw HostError(path, "cannot be written: " + systemErrorText(), kPlaceAdvice);
-    }
+    file.commit();
 }
 
 ConfinedFolder::ConfinedFolder(const std::string &path) : _path(path) {
@@ -204,41 +153,47 @@ ConfinedFolder::ConfinedFolder(const std::string &path) : _path(path) {
 
 ConfinedFolder::~ConfinedFolder() { close(_descriptor); }
 
-bool ConfinedFolder::isInside(const std::string &name) {
+std::string ConfinedFolder::problemOfName(const std::string &name) {
     const auto isControl = [](char c) {
         const auto byte = static_cast<unsigned char>(c);
         return byte < 0x20 || byte == 0x7f;
     };
-    if (std::any_of(name.begin(), name.end(), isControl)) {
-        return false;
-    }
-    const auto parts = partsOf(name);
-    return std::none_of(parts.begin(), parts.end(), [](const std::string &part) {
+    const auto leadsOut = [](const std::string &part) {
         return part.empty() || part == "." || part == "..";
-    });
+    };
+    const auto parts = partsOf(name);
+    if (std::any_of(name.begin(), name.end(), isControl) ||
+        std::any_of(parts.begin(), parts.end(), leadsOut)) {
+        return "would leave the folder";
+    }
+    return parts.size() > kMaxFolders + 1
+               ? "lies in more than " + std::to_string(kMaxFolders) + " folders within one another"
+               : "";
 }
 
 void ConfinedFolder::writeFile(const std::string &name, std::span<const std::uint8_t> bytes) const {
-    if (!isInside(name)) {
-        throw HostError(_path, "\"" + name + "\" would leave the folder", "take the entry out");
+    const std::string problem = problemOfName(name);
+    if (!problem.empty()) {
+        throw HostError(_path, "\"" + name + "\" " + problem, "take the entry out");
     }
     const auto parts = partsOf(name);
     const int parent = openParent(parts);
     if (parent < 0) {
         fail(name);
     }
-    if (isLink(parent, parts.back())) {
+    try {
+        if (isLink(parent, parts.back())) {
+            errno = ELOOP;
+            fail(name);
+        }
+        OutputFile file(parent, parts.back(), _path + "/" + name);
+        file.write(bytes.data(), bytes.size());
+        file.commit();
+    } catch (const HostError &) {
         close(parent);
-        errno = ELOOP;
-        fail(name);
+        throw;
     }
-    const bool written = replaceFile(parent, parts.back(), bytes);
-    const int error = errno;
     close(parent);
-    errno = error;
-    if (!written) {
-        fail(name);
-    }
 }
 
 /// Returns a descriptor of the file's folder, which the caller closes; -1 with errno set.

@@ -47,8 +47,12 @@ class ConfinedFolder {
     /// the name. A HostError when it cannot be written or a part of the name is a link.
     void writeFile(const std::string &name, std::span<const std::uint8_t> bytes) const;
 
-    /// True for relative names without ".", "..", empty parts and control characters.
-    static bool isInside(const std::string &name);
+    /// Why no file of that name can be written: it is not relative, has ".", "..", empty parts or
+    /// control characters, or would make too many folders. Empty when it can.
+    static std::string problemOfName(const std::string &name);
+
+    /// The folders that a name may have within one another.
+    static constexpr std::size_t kMaxFolders = 16;
 
   private:
     int openParent(const std::vector<std::string> &parts) const;

@@ -4,15 +4,13 @@
 #include "Animation/Common/ImageCache.h"
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/BundleLibrary.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/Foundation/NSDictionary.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <dlfcn.h>
 #include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace Lumivera {
 
@@ -35,41 +33,6 @@ std::optional<std::int32_t> integerUnder(const NSDictionary &description, std::s
 
 std::string folderNameOf(const std::string &path) { return fs::path(path).stem().string(); }
 
-void checkWriters(const std::string &path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0) {
-        throw HostError(path, "cannot be examined: " + systemErrorText(), "check its permissions");
-    }
-    if (status.st_uid != 0 && status.st_uid != geteuid()) {
-        throw HostError(path, "belongs to another user, whose code is not run behind the desktop",
-                        "copy the bundle, or use --trust");
-    }
-    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-        throw HostError(path, "can be written by others, whose code is not run behind the desktop",
-                        "take that right away with `chmod go-w`, or use --trust");
-    }
-}
-
-void checkFolder(const std::string &path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0) {
-        throw HostError(path, errno == ENOENT ? "there is no such bundle" : systemErrorText(),
-                        "see `lumivera list` for those that are installed");
-    }
-    if (!S_ISDIR(status.st_mode)) {
-        throw HostError(path, "is a file, not a bundle",
-                        "give the folder that holds description.plist");
-    }
-    if (access(path.c_str(), R_OK | X_OK) != 0) {
-        throw HostError(path, "cannot be read: " + systemErrorText(), "check its permissions");
-    }
-}
-
-std::string lastError() {
-    const char *text = dlerror();
-    return text ? text : "the dynamic loader gave no reason";
-}
-
 } // namespace
 
 BundleListing BundleListing::read(const std::string &path) {
@@ -79,6 +42,12 @@ BundleListing BundleListing::read(const std::string &path) {
     const auto bundle = NSBundle::bundleWithPath(path);
     if (!bundle) {
         listing.problem = "is no folder";
+        return listing;
+    }
+    try {
+        const BundleFolder folder(path, BundleFolder::Trust::Anybody);
+    } catch (const HostError &error) {
+        listing.problem = error.what();
         return listing;
     }
     const auto file = bundle->pathForResource_ofType("description", "plist");
@@ -117,30 +86,21 @@ std::optional<std::vector<BundleListing>> BundleListing::readFolder(const std::s
     return listings;
 }
 
-void checkLibraryTrust(const std::string &bundlePath, const std::string &libraryPath) {
-    std::error_code error;
-    const fs::path library = fs::canonical(libraryPath, error);
-    if (error) {
-        throw HostError(libraryPath, "cannot be examined: " + error.message(),
-                        "put the library there or correct \"name Library\"");
-    }
-    checkWriters(bundlePath);
-    checkWriters(library.parent_path().string());
-    checkWriters(library.string());
+void checkLibraryTrust(const BundleListing &listing) {
+    const BundleFolder folder(listing.path, BundleFolder::Trust::UserAndRoot);
+    BundleLibrary::checkName(listing.library, listing.path + "/description.plist");
+    const BundleLibrary library(folder, listing.library);
 }
 
-WallpaperBundle::WallpaperBundle(const std::string &path, Trust trust) {
-    checkFolder(path);
-    _bundle = NSBundle::bundleWithPath(path);
+WallpaperBundle::WallpaperBundle(BundleFolder folder)
+    : _bundle(NSBundle::bundleWithPath(folder.path())) {
     if (!_bundle) {
-        throw HostError(path, "cannot be opened as a bundle", "check its permissions");
+        throw HostError(folder.path(), "cannot be opened as a bundle", "check its permissions");
     }
-    readDescription();
-    checkLibrary(trust);
-    loadLibrary();
+    loadLibrary(folder, readDescription());
 }
 
-void WallpaperBundle::readDescription() {
+std::string WallpaperBundle::readDescription() {
     const auto file = _bundle->pathForResource_ofType("description", "plist");
     if (!file) {
         throw HostError(path(), "has no description.plist", "a wallpaper bundle needs one");
@@ -158,34 +118,20 @@ void WallpaperBundle::readDescription() {
         throw HostError(*file, "\"name Library\" is not a text",
                         "give the library's file name as a string");
     }
-    _libraryPath = _bundle->resourcePath() + "/" + *library->text();
+    BundleLibrary::checkName(*library->text(), *file);
     const PropertyList *name = description->objectForKey("name");
     _title = name && name->text() ? *name->text() : folderNameOf(path());
     _fallingSpeed = std::max(integerUnder(*description, "falling Speed").value_or(0), 0);
+    return *library->text();
 }
 
-void WallpaperBundle::checkLibrary(Trust trust) const {
-    std::error_code error;
-    if (!fs::exists(_libraryPath, error)) {
-        throw HostError(_libraryPath, "the library that the description names is missing",
-                        "put it there or correct \"name Library\"");
-    }
-    if (trust == Trust::UserAndRoot) {
-        checkLibraryTrust(path(), _libraryPath);
-    }
-}
-
-/// Opens the library with RTLD_NODELETE first, so that the dlclose() of the view's factory cannot
-/// unload it; also gives the text of dlerror(), which the factory hides.
-void WallpaperBundle::loadLibrary() const {
-    void *library = dlopen(_libraryPath.c_str(), RTLD_LAZY | RTLD_NODELETE);
-    if (!library) {
-        throw HostError(_libraryPath, "cannot be loaded: " + lastError(),
-                        "build it for this system");
-    }
-    const bool hasEntryPoint = dlsym(library, kEntryPoint) != nullptr;
-    dlclose(library);
-    if (!hasEntryPoint) {
+/// The library stays open, so that it is the file that was checked which makes every view.
+void WallpaperBundle::loadLibrary(BundleFolder &folder, const std::string &name) {
+    BundleLibrary library(folder, name);
+    folder.close();
+    _libraryPath = library.path();
+    _entryPoint = reinterpret_cast<EntryPoint>(dlsym(library.load(), kEntryPoint));
+    if (!_entryPoint) {
         throw HostError(_libraryPath, std::string("has no function ") + kEntryPoint,
                         "it is no wallpaper library");
     }
@@ -193,7 +139,7 @@ void WallpaperBundle::loadLibrary() const {
 
 Retained<DeskTopView> WallpaperBundle::makeView() const {
     const NSAutoreleasePool pool;
-    Retained<DeskTopView> view(DeskTopView::createDeskTopViewFromBundle(_bundle.get()));
+    Retained<DeskTopView> view(_entryPoint(_bundle.get()));
     if (!view) {
         throw HostError(_libraryPath, "gave no view for the bundle",
                         "ask the wallpaper's maker what it needs");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Animation/DeskTopView/DeskTopView.h"
+#include "Host/Wallpapers/BundleFolder.h"
 #include "Platform/Foundation/NSBundle.h"
 
 #include <cstdint>
@@ -35,19 +36,21 @@ struct BundleListing {
     static std::optional<std::vector<BundleListing>> readFolder(const std::string &folder);
 };
 
-/// Throws a HostError unless the bundle's folder, its library and the library's folder belong to
-/// the user or to root and nobody else may write them.
-void checkLibraryTrust(const std::string &bundlePath, const std::string &libraryPath);
+/// Throws a HostError unless the desktop would load the bundle's library.
+void checkLibraryTrust(const BundleListing &listing);
 
 /// A bundle that was checked and whose library is loaded, so that it can make views. Main thread.
 class WallpaperBundle {
   public:
-    /// Whose libraries may be loaded; UserAndRoot applies checkLibraryTrust().
-    enum class Trust { Anybody, UserAndRoot };
+    using Trust = BundleFolder::Trust;
 
-    /// Checks the folder and its description and loads the library, which stays loaded until the
-    /// process ends. Throws a HostError that says what is wrong.
-    explicit WallpaperBundle(const std::string &path, Trust trust = Trust::Anybody);
+    /// Checks the description and loads the library, which stays loaded until the process ends.
+    /// Closes the folder. Throws a HostError that says what is wrong. A process that confines
+    /// itself opens the folder before and loads the library afterwards.
+    explicit WallpaperBundle(BundleFolder folder);
+
+    explicit WallpaperBundle(const std::string &path, Trust trust = Trust::Anybody)
+        : WallpaperBundle(BundleFolder(path, trust)) {}
 
     const std::string &path() const { return _bundle->bundlePath(); }
 
@@ -65,11 +68,14 @@ class WallpaperBundle {
     void checkPictures(const DeskTopView &view) const;
 
   private:
-    void readDescription();
-    void checkLibrary(Trust trust) const;
-    void loadLibrary() const;
+    using EntryPoint = DeskTopView *(*)(NSBundle *);
+
+    /// Returns the name of the library.
+    std::string readDescription();
+    void loadLibrary(BundleFolder &folder, const std::string &name);
 
     Retained<NSBundle> _bundle;
+    EntryPoint _entryPoint = nullptr;
     std::string _libraryPath;
     std::string _title;
     NSInteger _fallingSpeed = 0;

@@ -30,9 +30,10 @@ void NSLog(std::string_view line) {
             return;
         }
     }
-    syslog(LOG_USER | LOG_INFO, "%.*s", static_cast<int>(line.size()), line.data());
+    const std::string text = withoutControls(line);
+    syslog(LOG_USER | LOG_INFO, "%s", text.c_str());
     if (isatty(STDERR_FILENO) == 1) {
-        std::fprintf(stderr, "%s\n", withoutControls(line).c_str());
+        std::fprintf(stderr, "%s\n", text.c_str());
     }
 }
 

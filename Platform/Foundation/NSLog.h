@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-/// Writes one line to the system log, and to stderr when that is a terminal, where control
-/// characters are shown as "?". Any thread.
+/// Writes one line to the system log, and to stderr when that is a terminal, in both with
+/// escape sequences for control characters. Any thread.
 PLATFORM_EXPORT void NSLog(std::string_view line);
 
 /// Sends every line to `sink` instead of the system log; null restores the system log. For tests

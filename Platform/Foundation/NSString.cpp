@@ -1,5 +1,7 @@
 #include "Platform/Foundation/NSString.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <iterator>
 #include <utf8.h>
 
@@ -7,15 +9,21 @@ namespace {
 
 constexpr char32_t kLastOfOneUnit = 0xffff;
 
-/// The length in bytes of the control character at `i`: a C0 control, delete, or a C1 control
-/// (C2 80 to C2 9F). 0 for any other character.
-std::size_t controlLength(std::string_view text, std::size_t i) {
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte < 0x20 || byte == 0x7f) {
-        return 1;
+std::string escapeSequence(char32_t character) {
+    switch (character) {
+    case U'\n':
+        return "\\n";
+    case U'\r':
+        return "\\r";
+    case U'\t':
+        return "\\t";
+    default:
+        break;
     }
-    const auto next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0;
-    return byte == 0xc2 && next >= 0x80 && next < 0xa0 ? 2 : 0;
+    char text[16];
+    std::snprintf(text, sizeof text, character < 0x100 ? "\\x%02x" : "\\u%04x",
+                  static_cast<unsigned>(character));
+    return text;
 }
 
 } // namespace
@@ -38,13 +46,34 @@ std::size_t utf16Length(std::string_view text) {
     return length;
 }
 
+bool isControlCharacter(char32_t character) {
+    constexpr struct {
+        char32_t first, last;
+    } kControls[] = {{0, 0x1f},        {0x7f, 0x9f},     {0x61c, 0x61c},
+                     {0x200e, 0x200f}, {0x2028, 0x202e}, {0x2066, 0x206f}};
+    return std::any_of(std::begin(kControls), std::end(kControls), [character](const auto &range) {
+        return character >= range.first && character <= range.last;
+    });
+}
+
 std::string withoutControls(std::string_view text) {
     std::string result;
     result.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t length = controlLength(text, i);
-        result += length > 0 ? '?' : text[i];
-        i += length > 0 ? length : 1;
+    auto position = text.begin();
+    while (position != text.end()) {
+        const auto invalid = utf8::find_invalid(position, text.end());
+        while (position != invalid) {
+            const auto start = position;
+            const char32_t character = utf8::unchecked::next(position);
+            if (isControlCharacter(character)) {
+                result += escapeSequence(character);
+            } else {
+                result.append(start, position);
+            }
+        }
+        if (position != text.end()) {
+            result += escapeSequence(static_cast<unsigned char>(*position++));
+        }
     }
     return result;
 }

@@ -39,8 +39,13 @@ PLATFORM_EXPORT bool isValidUTF8(std::string_view text);
 /// Each byte that belongs to no valid character counts 1.
 PLATFORM_EXPORT std::size_t utf16Length(std::string_view text);
 
-/// The text with each control character shown as "?", the C1 controls in UTF-8 included, so that it
-/// is safe to print on a terminal.
+/// True for characters that a terminal obeys or that change how the text around them is shown: the
+/// C0 and C1 controls, delete, the line and paragraph separators, and the controls of writing
+/// direction.
+PLATFORM_EXPORT bool isControlCharacter(char32_t character);
+
+/// The text with each control character and each byte that is not UTF-8 written as an escape
+/// sequence, such as \n, \x1b or \u202e, so that it is safe to print on a terminal and in a log.
 PLATFORM_EXPORT std::string withoutControls(std::string_view text);
 
 /// Big-endian UTF-16 without a byte order mark, as UTF-8. Nothing when the size is odd or a

@@ -4,9 +4,9 @@
 #include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Gallery/GalleryCanvas.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace Lumivera {
 
@@ -115,7 +115,7 @@ void ChooserShow::use() {
         _options.use(bundle());
         windowClosed();
     } catch (const HostError &error) {
-        std::fprintf(stderr, "lumivera: %s\n", error.what());
+        printError(error.what());
         _failure = error.what();
         describe();
     }

@@ -118,7 +118,7 @@ std::string BackgroundPictures::write(const std::string &name,
     const std::string path = _folder.pathOf(name + "-" + fingerprintOf(pixels, width) + kEnding);
     std::error_code error;
     if (!fs::is_regular_file(path, error)) {
-        OutputFile file(path);
+        OutputFile file(path, OutputFile::Mode::RegularFile);
         PictureFile::writePNG(file, pixels, width, height, PictureFile::Compression::Fast);
         file.commit();
     }

@@ -57,9 +57,14 @@ void DesktopBackgrounds::show(const std::string &program, const std::string &out
     _show.callAfter(kShowDelay);
 }
 
+/// Outputs may come back soon, so the user's own backgrounds come back only after a while.
 void DesktopBackgrounds::remove(const std::string &output) {
     _pictures.remove(output);
-    if (!_shown.empty()) {
+    if (_pictures.isEmpty() && !_shown.empty()) {
+        _show.cancel();
+        _shown.clear();
+        _giveBackLeftOver.callAfter(kLeftOverDelay);
+    } else if (!_shown.empty()) {
         _show.callAfter(kShowDelay);
     }
 }

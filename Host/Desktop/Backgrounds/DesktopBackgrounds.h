@@ -43,7 +43,8 @@ class DesktopBackgrounds final : private ProgramBackground::Owner {
     void show(const std::string &program, const std::string &output, const DeviceRect &area,
               const SharedBuffers &picture);
 
-    /// The output is gone.
+    /// The output is gone, or shows its own background. When no output is left, everything is given
+    /// back after kLeftOverDelay.
     void remove(const std::string &output);
 
     /// Gives everything back that show() of this or an earlier run has changed, and waits for it.

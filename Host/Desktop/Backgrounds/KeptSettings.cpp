@@ -181,8 +181,8 @@ void KeptSettings::save() const {
         }
         return;
     }
-    OutputFile file(_path);
-    chmod(OutputFile::temporaryPathFor(OutputFile::targetOf(_path)).c_str(), 0600);
+    OutputFile file(_path, OutputFile::Mode::RegularFile);
+    file.restrictToUser();
     file.write(textOf(_entries));
     file.commit();
     bringToDisk(_path);

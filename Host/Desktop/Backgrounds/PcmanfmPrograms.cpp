@@ -153,7 +153,7 @@ class FileManager : public DesktopProgram {
             text = KeyFileText::withValue(text, _group, name,
                                           value ? std::optional(encoded(*value)) : std::nullopt);
         }
-        OutputFile file(path);
+        OutputFile file(path, OutputFile::Mode::RegularFile);
         file.write(text);
         file.commit();
     }

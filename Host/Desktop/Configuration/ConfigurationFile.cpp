@@ -2,6 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
+#include "Host/Support/Patience.h"
 #include "Host/Wallpapers/Places.h"
 #include "Platform/Foundation/NSFileManager.h"
 #include "Platform/Foundation/NSRunLoop.h"
@@ -9,7 +10,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <fcntl.h>
 #include <filesystem>
+#include <memory>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -72,14 +75,15 @@ void makeFolderOf(const std::string &path) {
     }
 }
 
-/// Gives the new file the permissions of the one that it replaces.
-void copyPermissions(const std::string &path) {
-    struct stat status;
-    const std::string target = OutputFile::targetOf(path);
-    if (stat(target.c_str(), &status) == 0) {
-        chmod(OutputFile::temporaryPathFor(target).c_str(), status.st_mode & 07777);
-    }
-}
+/// A descriptor of its own for work that may outlive the file's object.
+struct Notifications {
+    explicit Notifications(int original) : descriptor(fcntl(original, F_DUPFD_CLOEXEC, 0)) {}
+    ~Notifications() { close(descriptor); }
+    Notifications(const Notifications &) = delete;
+    Notifications &operator=(const Notifications &) = delete;
+
+    const int descriptor;
+};
 
 } // namespace
 
@@ -121,7 +125,6 @@ void ConfigurationFile::setWallpaper(const std::string &path, const std::string 
     }
     makeFolderOf(path);
     OutputFile file(path);
-    copyPermissions(path);
     file.write(after);
     file.commit();
 }
@@ -173,7 +176,13 @@ void ConfigurationFile::readAgain() {
 
 void ConfigurationFile::load() {
     try {
-        _configuration = read(_path);
+        const auto configuration =
+            Patience::resultOf<Configuration>([path = _path] { return read(path); });
+        if (!configuration) {
+            throw HostError(_path, "cannot be read: the file system does not answer",
+                            "begin the desktop anew when it does");
+        }
+        _configuration = *configuration;
         _problem.clear();
     } catch (const HostError &error) {
         _problem = error.what();
@@ -181,15 +190,22 @@ void ConfigurationFile::load() {
 }
 
 /// Watches the folder of the file, or the nearest existing folder on the way to it, and the same
-/// for the targets of links.
+/// for the targets of links. Watches nothing when the file system does not answer.
 void ConfigurationFile::watchFolders() {
     for (const Watch &known : _watches) {
         inotify_rm_watch(_notifications, known.number);
     }
-    _watches.clear();
-    fs::path path = _path;
+    const auto notifications = std::make_shared<Notifications>(_notifications);
+    _watches = Patience::resultOf<std::vector<Watch>>([notifications, path = fs::path(_path)] {
+                   return watchesFor(notifications->descriptor, path);
+               }).value_or(std::vector<Watch>());
+}
+
+std::vector<ConfigurationFile::Watch> ConfigurationFile::watchesFor(int notifications,
+                                                                    std::filesystem::path path) {
+    std::vector<Watch> watches;
     for (int links = 0; links < kMaxLinks; ++links) {
-        watch(path.string());
+        watch(notifications, path.string(), watches);
         std::error_code error;
         const fs::path target = fs::read_symlink(path, error);
         if (error) {
@@ -197,18 +213,20 @@ void ConfigurationFile::watchFolders() {
         }
         path = path.parent_path() / target;
     }
+    return watches;
 }
 
 /// A folder on the way may appear before the watch begins, so this looks again after each watch.
-void ConfigurationFile::watch(const std::string &path) {
+void ConfigurationFile::watch(int notifications, const std::string &path,
+                              std::vector<Watch> &watches) {
     fs::path part;
     for (fs::path next = existingPartOf(path); next != part; next = existingPartOf(path)) {
         part = next;
         const int number = inotify_add_watch(
-            _notifications, part.parent_path().empty() ? "." : part.parent_path().c_str(),
+            notifications, part.parent_path().empty() ? "." : part.parent_path().c_str(),
             kNameEvents | kFolderEvents | IN_MASK_ADD | IN_ONLYDIR);
         if (number >= 0) {
-            _watches.push_back({number, part.filename().string()});
+            watches.push_back({number, part.filename().string()});
         }
     }
 }

@@ -5,6 +5,7 @@
 #include "Host/Support/DescriptorWaiter.h"
 
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -73,7 +74,8 @@ class ConfigurationFile final : private DescriptorSource {
     void readAgain();
     void load();
     void watchFolders();
-    void watch(const std::string &path);
+    static std::vector<Watch> watchesFor(int notifications, std::filesystem::path path);
+    static void watch(int notifications, const std::string &path, std::vector<Watch> &watches);
 
     DescriptorWaiter &_waiter;
     const std::string _path;

@@ -114,14 +114,19 @@ class Connection {
 
 } // namespace
 
-std::string ControlPlace::standardFolder() {
+std::string ControlPlace::standardFolder(const std::string &temporaryFolder) {
     if (const auto folder = Places::runtimePath("lumivera")) {
         return *folder;
     }
     const std::string user = std::to_string(geteuid());
     struct stat status;
     const std::string ours = "/run/user/" + user;
-    return isOwnFolder(ours, status) ? ours + "/lumivera" : "/tmp/lumivera-" + user;
+    if (isOwnFolder(ours, status)) {
+        return ours + "/lumivera";
+    }
+    const std::string temporary = temporaryFolder + "/lumivera-" + user;
+    const bool isFree = lstat(temporary.c_str(), &status) != 0;
+    return isFree || isOwnFolder(temporary, status) ? temporary : Places::statePath("lumivera");
 }
 
 void ControlPlace::makeFolder(const std::string &folder) {

@@ -11,8 +11,9 @@ namespace Lumivera {
 class ControlPlace {
   public:
     /// $XDG_RUNTIME_DIR/lumivera; without that variable, lumivera in /run/user/UID if the user owns
-    /// that folder, else /tmp/lumivera-UID.
-    static std::string standardFolder();
+    /// that folder, else lumivera-UID in the folder for temporary files; if that belongs to another
+    /// user, who could keep every host from starting so, the program's folder for the user's state.
+    static std::string standardFolder(const std::string &temporaryFolder = "/tmp");
 
     /// The path of the socket in a folder.
     static std::string socketIn(const std::string &folder) { return folder + "/control"; }

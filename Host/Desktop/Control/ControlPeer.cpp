@@ -38,6 +38,11 @@ void ControlPeer::answer(std::string_view text) {
     }
 }
 
+bool ControlPeer::isIdle() const {
+    pollfd state{_descriptor, POLLIN, 0};
+    return !_isAsking && (!_unsent.empty() || (!canTakeLine() && poll(&state, 1, 0) == 0));
+}
+
 void ControlPeer::dismiss(std::string_view text) {
     _isDismissed = true;
     _received.clear();

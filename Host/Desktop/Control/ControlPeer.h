@@ -37,6 +37,10 @@ class ControlPeer final : private DescriptorSource {
     /// Sends the answer to the last line.
     void answer(std::string_view text);
 
+    /// True when no answer is due and the other end has either sent nothing that waits here, or
+    /// does not read its answers.
+    bool isIdle() const;
+
     /// Sends a last line, reads no more, and leaves when the line was sent.
     void dismiss(std::string_view text);
 

@@ -107,6 +107,7 @@ const std::vector<ActionName> &actionNames() {
         {"offset", Action::Choose, {"x"}},
         {"wallpaper", Action::Choose, {"bundle"}},
         {"screenshot", Action::Screenshot, {"file"}},
+        {"keep", Action::Keep, {}},
         {"quit", Action::Quit, {}},
     };
     return names;

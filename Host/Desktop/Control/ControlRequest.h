@@ -20,6 +20,7 @@ struct ControlRequest {
         Forget, ///< "set" with the value "default"
         Tap,
         Screenshot,
+        Keep,
         Quit,
     };
 

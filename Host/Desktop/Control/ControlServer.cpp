@@ -105,7 +105,7 @@ void ControlServer::welcome(int descriptor) {
     std::string problem;
     if (!isAllowed(descriptor)) {
         problem = "this host belongs to another user";
-    } else if (_peers.size() >= kMaxPeers) {
+    } else if (!makeRoom()) {
         problem = "too many programs are connected";
     }
     if (problem.empty()) {
@@ -118,6 +118,21 @@ void ControlServer::welcome(int descriptor) {
     close(descriptor);
 }
 
+/// The peers are in the order in which they have last asked.
+bool ControlServer::makeRoom() {
+    if (_peers.size() < kMaxPeers) {
+        return true;
+    }
+    const auto silent =
+        std::find_if(_peers.begin(), _peers.end(), [](const auto &peer) { return peer->isIdle(); });
+    if (silent == _peers.end()) {
+        return false;
+    }
+    (*silent)->dismiss(ControlService::refusal("another program needs this connection"));
+    _peers.erase(silent);
+    return true;
+}
+
 ControlPeer *ControlServer::findPeer(std::uint64_t number) {
     const auto found = std::find_if(_peers.begin(), _peers.end(), [number](const auto &peer) {
         return peer->number() == number;
@@ -126,6 +141,9 @@ ControlPeer *ControlServer::findPeer(std::uint64_t number) {
 }
 
 void ControlServer::peerAsked(ControlPeer &peer, std::string_view line) {
+    const auto asker = std::find_if(_peers.begin(), _peers.end(),
+                                    [&peer](const auto &known) { return known.get() == &peer; });
+    std::rotate(asker, asker + 1, _peers.end());
     _service.execute(ControlRequest::parse(line),
                      [self = _self, number = peer.number()](const std::string &answer) {
                          ControlPeer *asker = *self ? (*self)->findPeer(number) : nullptr;

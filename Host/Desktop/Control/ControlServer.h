@@ -29,7 +29,8 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
 
     const std::string &socketPath() const { return _path; }
 
-    /// Limit of connections at a time; further ones are refused.
+    /// Limit of connections at a time. Another program takes the place of the one that has been
+    /// silent for the longest time, and is refused when all of them wait for answers.
     static constexpr std::size_t kMaxPeers = 64;
 
   private:
@@ -40,6 +41,7 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
     short awaitedEvents() const override;
     void serve() override;
     void welcome(int descriptor);
+    bool makeRoom();
     ControlPeer *findPeer(std::uint64_t number);
 
     void peerAsked(ControlPeer &peer, std::string_view line) override;

@@ -1,6 +1,7 @@
 #include "Host/Desktop/Control/ControlService.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
 
 #include <nlohmann/json.hpp>
 #include <unistd.h>
@@ -14,7 +15,7 @@ using Action = ControlRequest::Action;
 
 /// Replaces invalid UTF-8, because names of outputs and files may have any bytes.
 std::string line(const Json &json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return safeJson(json.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 Json answerTo(const std::string &identifier, bool isOk) {
@@ -98,6 +99,9 @@ std::string ControlService::resultOf(const ControlRequest &request) {
         break;
     case Action::Tap:
         _target.tap(request.output, request.point);
+        break;
+    case Action::Keep:
+        _target.keep();
         break;
     case Action::Quit:
         _target.quit();

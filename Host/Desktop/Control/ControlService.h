@@ -65,6 +65,8 @@ class ControlTarget {
     virtual void saveScreenshot(const std::string &output, const std::string &path,
                                 std::function<void(std::optional<std::string> problem)> done) = 0;
 
+    /// The host stays, if it was to end by itself.
+    virtual void keep() = 0;
     virtual void quit() = 0;
 
   protected:

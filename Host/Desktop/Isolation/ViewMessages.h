@@ -9,6 +9,16 @@
 /// packet, over a socket that keeps packets apart. Both ends are of one build.
 namespace Lumivera {
 
+/// The most threads of a view; the host takes as many for an attack.
+inline constexpr unsigned kMaxViewThreads = 256;
+
+/// The address space that a view may take, in bytes: three times what one of the largest screens
+/// takes. `pictureBytes` is the size of the memory that it shares with the host.
+constexpr std::uint64_t maxViewBytes(std::uint64_t width, std::uint64_t height,
+                                     std::uint64_t pictureBytes) {
+    return (std::uint64_t{768} << 20) + 24 * width * height + pictureBytes;
+}
+
 /// From the host to the view.
 struct ViewOrder {
     enum class Kind : std::uint32_t {
@@ -44,8 +54,10 @@ struct ViewReport {
         Picture,  ///< buffer `index` is drawn; the first `count` rectangles are the damage
         Petals,   ///< the view has `petals` petals; once after loading, and after each Set of them
         Answer,   ///< to Ping and Rest
-        Confined, ///< once, before the bundle is read; `index` has the bits of Sandbox::enter()
+        Confined, ///< once, before the bundle is read; `index` has the bits of Sandbox::enter(),
+                  ///< and its listener is attached when it has one
         Failure,  ///< the view cannot be made; `text` says why, and the process ends
+        Moved,    ///< once at most, before Confined: the process `petals` goes on with the view
     };
 
     static constexpr std::uint32_t kMaxRects = 32;

@@ -1,6 +1,5 @@
 #include "Host/Desktop/Isolation/ViewProcess.h"
 
-#include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
 
@@ -12,9 +11,12 @@
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <poll.h>
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,7 +29,9 @@ constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
 constexpr auto kPatienceTime = static_cast<Clock::Nanoseconds>(ViewProcess::kPatience * 1e9);
 constexpr int kTheirSocket = 3;
 constexpr off_t kComplaintBytes = 4096;
-constexpr unsigned kMaxThreads = 256;
+constexpr int kPatienceForEnd = 500; // milliseconds
+constexpr std::uint64_t kMaxTableKilobytes = 24 * 1024;
+constexpr std::streamsize kLongestLine = 4096;
 
 std::string programPath() {
     std::error_code error;
@@ -56,6 +60,67 @@ int makeComplaints() {
     return descriptor;
 }
 
+/// Children that a device or a file system keeps from ending, and groups of children, as negative
+/// numbers. They are waited for from time to time, until all have ended.
+class LateChildren {
+  public:
+    static LateChildren &shared() {
+        static LateChildren &children = *new LateChildren;
+        return children;
+    }
+
+    void add(pid_t child) {
+        _children.push_back(child);
+        _delay = kFirstDelay;
+        _lookAgain.callAfter(_delay);
+    }
+
+  private:
+    static constexpr NSTimeInterval kFirstDelay = 0.1;
+    static constexpr NSTimeInterval kLongestDelay = 60;
+
+    LateChildren() : _lookAgain([this] { look(); }) {}
+
+    void look() {
+        std::erase_if(_children, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+        if (!_children.empty()) {
+            _delay = std::min(2 * _delay, kLongestDelay);
+            _lookAgain.callAfter(_delay);
+        }
+    }
+
+    std::vector<pid_t> _children;
+    NSTimeInterval _delay = kFirstDelay;
+    DeferredCall _lookAgain;
+};
+
+bool isChild(pid_t process) {
+    siginfo_t state{};
+    return process > 0 &&
+           waitid(P_PID, static_cast<id_t>(process), &state, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
+/// The status of a child that ends about now, as waitpid() gives it. Nothing when it does not; then
+/// it is waited for later.
+std::optional<int> waitFor(pid_t process) {
+    if (process <= 0) {
+        return std::nullopt;
+    }
+    const int watched = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+    pollfd end{watched, POLLIN, 0};
+    if (watched >= 0) {
+        while (poll(&end, 1, kPatienceForEnd) < 0 && errno == EINTR) {
+        }
+        close(watched);
+    }
+    int status = 0;
+    if (waitpid(process, &status, WNOHANG) == process) {
+        return status;
+    }
+    LateChildren::shared().add(process);
+    return std::nullopt;
+}
+
 } // namespace
 
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener)
@@ -64,7 +129,8 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener,
                          std::pair<PacketSocket, PacketSocket> ends)
     : _watch(watch), _listener(listener), _memory(start.memory),
-      _protectionRefused(start.protectionRefused), _check([this] { check(); }),
+      _protectionRefused(start.protectionRefused), _says(start.says), _confined(start.confined),
+      _timeFactor(start.timeFactor), _check([this] { check(); }),
       _connection(std::move(ends.first)), _lastSign(Clock::current().now()),
       _pictureDeadline(_lastSign + kPatienceTime), _isWanted(_memory->count()) {
     begin(start, ends.second);
@@ -87,6 +153,9 @@ void ViewProcess::begin(const Start &start, const PacketSocket &theirs) {
     std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), start.bundle};
     if (start.isTrusted) {
         arguments.emplace_back("--trust");
+    }
+    if (start.walls != Sandbox::kAllWalls) {
+        arguments.push_back("--walls=" + std::to_string(start.walls));
     }
     _complaints = makeComplaints();
     _process = spawnProgram(arguments, {-1, _complaints, _complaints, theirs.descriptor()},
@@ -229,17 +298,20 @@ bool ViewProcess::readReports() {
         case PacketSocket::Outcome::Ended:
             endWith(endProcess(), false);
             return false;
-        case PacketSocket::Outcome::Received:
+        case PacketSocket::Outcome::Received: {
+            const bool isTaken = take(report, packet.count, packet.attached);
             close(packet.attached);
-            if (!take(report, packet.count)) {
+            if (!isTaken) {
                 return false;
             }
             break;
         }
+        }
     }
 }
 
-bool ViewProcess::take(const ViewReport &report, std::size_t bytes) {
+/// Keeps the attached descriptor by changing it to -1.
+bool ViewProcess::take(const ViewReport &report, std::size_t bytes, int &attached) {
     if (bytes < offsetof(ViewReport, rects)) {
         return refuse();
     }
@@ -257,7 +329,9 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes) {
     case ViewReport::Kind::Answer:
         return takeAnswer();
     case ViewReport::Kind::Confined:
-        return takeConfinement(report);
+        return takeConfinement(report, std::exchange(attached, -1));
+    case ViewReport::Kind::Moved:
+        return takeMove(report);
     case ViewReport::Kind::Failure: {
         const std::size_t room = bytes - offsetof(ViewReport, text);
         endWith(inOneLine({report.text, strnlen(report.text, room)}),
@@ -282,19 +356,48 @@ bool ViewProcess::takeAnswer() {
     return true;
 }
 
-bool ViewProcess::takeConfinement(const ViewReport &report) {
-    if (!std::exchange(_isConfinementDue, false)) {
+/// Nothing of the bundle runs before Confined, so the process is who it says. That it is our child
+/// is made sure of all the same, because we shall send it signals.
+bool ViewProcess::takeMove(const ViewReport &report) {
+    const auto process = static_cast<pid_t>(report.petals);
+    if (!std::exchange(_isMoveDue, false) || !_isConfinementDue || !isChild(process)) {
         return refuse();
     }
-    if (report.index != 0 && _protectionRefused) {
-        const std::vector<Sandbox::Protection> protections = Sandbox::available();
-        for (std::size_t i = 0; i < protections.size(); ++i) {
-            if ((report.index >> i & 1) != 0) {
-                _protectionRefused(protections[i].name);
-            }
+    _starter = std::exchange(_process, process);
+    return true;
+}
+
+bool ViewProcess::takeConfinement(const ViewReport &report, int listener) {
+    if (!std::exchange(_isConfinementDue, false)) {
+        close(listener);
+        return refuse();
+    }
+    waitFor(std::exchange(_starter, -1));
+    tellRefusals(listener);
+    const std::vector<std::string> &names = Sandbox::protectionNames();
+    for (std::size_t i = 0; i < names.size() && _protectionRefused; ++i) {
+        if ((report.index >> i & 1) != 0) {
+            _protectionRefused(names[i]);
         }
     }
+    if (_confined) {
+        _confined(_process);
+    }
     return true;
+}
+
+void ViewProcess::tellRefusals(int listener) {
+    if (listener >= 0) {
+        _refusedCalls.emplace(_watch, listener, [this](const std::string &name) {
+            say("makes the system call " + name + ", which is refused");
+        });
+    }
+}
+
+void ViewProcess::say(const std::string &line) const {
+    if (_says) {
+        _says(line);
+    }
 }
 
 bool ViewProcess::takePicture(const ViewReport &report, std::size_t bytes) {
@@ -314,6 +417,7 @@ bool ViewProcess::takePicture(const ViewReport &report, std::size_t bytes) {
         }
     }
     _pictureDeadline = Clock::kNever;
+    ++_pictures;
     _listener.viewDrew(*this, report.index, _rects);
     return true;
 }
@@ -349,21 +453,56 @@ void ViewProcess::check() {
 }
 
 /// The reason to end the process; empty when there is none.
-std::string ViewProcess::complaintAt(Clock::Nanoseconds now) const {
+std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (now >= std::min(_pictureDeadline, _answerDeadline)) {
         return "has drawn nothing for 5 s";
     }
     if (_isDeaf) {
         return "does not listen";
     }
-    return hasTooManyThreads() ? "has too many threads" : "";
+    if (takesTooMuchTime(now)) {
+        return "takes a processor core without drawing";
+    }
+    return complaintAboutKernel();
 }
 
-/// The task folder has a folder for each thread, which the kernel counts as its links.
-bool ViewProcess::hasTooManyThreads() const {
-    struct stat status;
-    const std::string folder = "/proc/" + std::to_string(_process) + "/task";
-    return stat(folder.c_str(), &status) == 0 && status.st_nlink > kMaxThreads;
+/// Also lets a busy view give way. Time in which the process is stopped does not count.
+bool ViewProcess::takesTooMuchTime(Clock::Nanoseconds now) {
+    if (_isStopped) {
+        _processorUse.rest();
+        return false;
+    }
+    const ProcessorUse::Verdict verdict =
+        _processorUse.judge(now, cpuTime() * _timeFactor, _pictures);
+    if (verdict != ProcessorUse::Verdict::Fine) {
+        giveWay();
+    }
+    return verdict == ProcessorUse::Verdict::Excessive;
+}
+
+/// From now on the view runs only when no other program wants the processor. That is for good,
+/// because users may not raise what they have lowered.
+void ViewProcess::giveWay() {
+    makeIdle(_process);
+    if (!std::exchange(_givesWay, true)) {
+        say("takes much processor time, so it gives way to all other programs");
+    }
+}
+
+/// What the process takes of the kernel; empty when that is not too much. The limit of its address
+/// space does not count the tables that map its pages.
+std::string ViewProcess::complaintAboutKernel() const {
+    std::ifstream status("/proc/" + std::to_string(_process) + "/status");
+    for (std::string key; status >> key; status.ignore(kLongestLine, '\n')) {
+        std::uint64_t amount = 0;
+        if (key == "VmPTE:" && status >> amount && amount > kMaxTableKilobytes) {
+            return "maps memory too widely";
+        }
+        if (key == "Threads:") {
+            return status >> amount && amount >= kMaxViewThreads ? "has too many threads" : "";
+        }
+    }
+    return "";
 }
 
 /// The listener may delete this object.
@@ -375,16 +514,28 @@ void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     _listener.viewEnded(*this, reason, isHopeless);
 }
 
-/// Kills the process if it still runs. Returns how it ended, in words.
+/// Kills the processes if they still run. Returns how the view's ended, in words.
 std::string ViewProcess::endProcess() {
     if (_process <= 0) {
         return {};
     }
-    kill(_process, SIGKILL);
-    int status = 0;
-    while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
+    _refusedCalls.reset();
+    for (const int process : {_starter, _process}) {
+        if (process > 0) {
+            kill(process, SIGKILL);
+        }
     }
-    _process = -1;
+    if (_isConfinementDue) {
+        // It may just have begun another process of its group, which ends without it.
+        LateChildren::shared().add(-_process);
+    }
+    waitFor(std::exchange(_starter, -1));
+    const std::optional<int> ending = waitFor(std::exchange(_process, -1));
+    endUnheardMove();
+    if (!ending) {
+        return "was killed, but does not end";
+    }
+    const int status = *ending;
     if (WIFEXITED(status)) {
         return "has exited with status " + std::to_string(WEXITSTATUS(status)) + lastWords();
     }
@@ -393,6 +544,25 @@ std::string ViewProcess::endProcess() {
         return "was killed or has broken off its connection" + lastWords();
     }
     return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + lastWords();
+}
+
+/// The view may have gone on in a new process and told so, but nobody has read it. Nothing of the
+/// bundle has run yet, so what it tells is true.
+void ViewProcess::endUnheardMove() {
+    ViewReport report;
+    PacketSocket::Packet packet;
+    while (_isMoveDue && _connection.receive(&report, sizeof report, PacketSocket::Wait::No,
+                                             packet) == PacketSocket::Outcome::Received) {
+        if (packet.attached >= 0) {
+            close(packet.attached);
+        }
+        const auto process = static_cast<pid_t>(report.petals);
+        if (report.kind == ViewReport::Kind::Moved && isChild(process)) {
+            _isMoveDue = false;
+            kill(process, SIGKILL);
+            waitFor(process);
+        }
+    }
 }
 
 /// The last line of the kept output.

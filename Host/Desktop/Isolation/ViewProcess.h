@@ -1,7 +1,10 @@
 #pragma once
 
 #include "Host/Desktop/Isolation/PacketSocket.h"
+#include "Host/Desktop/Isolation/ProcessorUse.h"
+#include "Host/Desktop/Isolation/RefusedCalls.h"
 #include "Host/Desktop/Isolation/RemoteView.h"
+#include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Displays/SharedBuffers.h"
 #include "Host/Support/DeferredCall.h"
@@ -17,8 +20,9 @@ namespace Lumivera {
 
 /// A view in a sandboxed process of its own, which the host never trusts. The process is killed,
 /// and the listener told, when it sends a malformed report or one that it was not asked for, or
-/// when a report that is due does not come within kPatience. While the view rests, its process is
-/// stopped. Main thread.
+/// when a report that is due does not come within kPatience. A process that takes much processor
+/// time gives way to other programs; one that takes more than its pictures explain is killed. While
+/// the view rests, its process is stopped. Main thread.
 class ViewProcess final : public RemoteView, private DescriptorSource {
   public:
     static constexpr NSTimeInterval kPatience = 5;
@@ -29,6 +33,18 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
 
         /// Called with the name of each protection that the kernel offers but has refused.
         std::function<void(const std::string &name)> protectionRefused = {};
+
+        /// Called with each line for the log about what the view does and may not, once.
+        std::function<void(const std::string &line)> says = {};
+
+        /// Called once with the process that runs the view, about when the bundle's code begins.
+        std::function<void(int process)> confined = {};
+
+        /// Tests leave walls out.
+        unsigned walls = Sandbox::kAllWalls;
+
+        /// Tests judge more processor time than was taken, to find little too much.
+        double timeFactor = 1;
     };
 
     /// Throws a HostError when there can be no process. Watch and listener are not owned.
@@ -57,8 +73,10 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     int descriptor() const override { return _connection.descriptor(); }
     void serve() override;
     bool readReports();
-    bool take(const ViewReport &report, std::size_t bytes);
-    bool takeConfinement(const ViewReport &report);
+    bool take(const ViewReport &report, std::size_t bytes, int &attached);
+    bool takeMove(const ViewReport &report);
+    bool takeConfinement(const ViewReport &report, int listener);
+    void tellRefusals(int listener);
     bool takePicture(const ViewReport &report, std::size_t bytes);
     bool takeAnswer();
     bool refuse();
@@ -70,19 +88,32 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     void stopOrContinue();
     void checkLater();
     void check();
-    std::string complaintAt(Clock::Nanoseconds now) const;
-    bool hasTooManyThreads() const;
+    std::string complaintAt(Clock::Nanoseconds now);
+    std::string complaintAboutKernel() const;
+    bool takesTooMuchTime(Clock::Nanoseconds now);
+    void giveWay();
+    void say(const std::string &line) const;
     void endWith(const std::string &reason, bool isHopeless);
     std::string endProcess();
+    void endUnheardMove();
     std::string lastWords() const;
 
     DescriptorWatch &_watch;
     Listener &_listener;
     const std::shared_ptr<SharedBuffers> _memory;
     const std::function<void(const std::string &name)> _protectionRefused;
+    const std::function<void(const std::string &line)> _says;
+    const std::function<void(int process)> _confined;
+    const double _timeFactor;
     DeferredCall _check;
     PacketSocket _connection;
+    std::optional<RefusedCalls> _refusedCalls;
+    ProcessorUse _processorUse;
+    std::uint64_t _pictures = 0;
+
+    /// The process that runs the view, and the one that it was started in, until that has exited.
     int _process = -1;
+    int _starter = -1;
     int _complaints = -1;
     std::optional<std::uint64_t> _petals;
     std::vector<DeviceRect> _rects;
@@ -97,7 +128,9 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     std::vector<bool> _isWanted;
     unsigned _answersDue = 0;
     unsigned _petalsDue = 1;
+    bool _isMoveDue = true;
     bool _isConfinementDue = true;
+    bool _givesWay = false;
     bool _isRunning = true;
     bool _isStopped = false;
     bool _isDeaf = false;

@@ -3,21 +3,21 @@
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/BundleFolder.h"
 #include "Platform/Foundation/NSThread.h"
 
-#include <algorithm>
 #include <charconv>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <malloc.h>
 #include <new>
 #include <string_view>
 #include <sys/prctl.h>
 #include <unistd.h>
+#include <vector>
 
 namespace Lumivera {
 
@@ -28,49 +28,36 @@ constexpr NSTimeInterval kBetweenChecks = 0.01;
 /// Views load half a second after they were made.
 constexpr Clock::Nanoseconds kUntilLoading = 600'000'000;
 
-namespace fs = std::filesystem;
-
-/// Three times what a view of the largest screens takes, in bytes.
-constexpr std::uint64_t kAddressSpace = std::uint64_t{768} << 20;
-constexpr std::uint64_t kAddressSpacePerPixel = 24;
-
 constexpr int kWrongUsage = 2;
 
-/// The paths of the libraries, of the bundle and of the files that its links lead to.
-std::vector<std::string> readablePaths(const fs::path &bundle) {
-    std::error_code error;
-    const fs::path program = fs::read_symlink("/proc/self/exe", error);
-    std::vector<std::string> paths = {"/usr",
-                                      "/lib",
-                                      "/lib64",
-                                      "/etc",
-                                      "/proc/self",
-                                      "/sys/devices/system/cpu",
-                                      "/dev/null",
-                                      "/dev/zero",
-                                      "/dev/random",
-                                      "/dev/urandom",
-                                      fs::canonical(bundle, error)};
-    paths.push_back(program.parent_path().parent_path().parent_path() / "lib");
-    for (fs::directory_iterator entry(bundle, error), end; !error && entry != end;
-         entry.increment(error)) {
-        if (entry->is_symlink(error) && entry->is_regular_file(error)) {
-            paths.push_back(fs::canonical(entry->path(), error));
-        }
-    }
-    return paths;
+/// The process that goes on is another one, of which the host must know.
+void tellMove(const PacketSocket &host, pid_t process) {
+    ViewReport report;
+    report.kind = ViewReport::Kind::Moved;
+    report.petals = static_cast<std::uint64_t>(process);
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
 }
 
-void enterSandbox(const PacketSocket &host, const std::string &bundle,
-                  const SharedBuffers &memory) {
+void enterSandbox(const PacketSocket &host, const std::string &bundle, const SharedBuffers &memory,
+                  unsigned walls) {
     // Each further arena of malloc would reserve address space that the limit counts.
     mallopt(M_ARENA_MAX, 1);
-    const std::uint64_t pixels = std::uint64_t{memory.width()} * memory.height();
+    Sandbox::Rules rules;
+    rules.folder = bundle;
+    rules.bytes = maxViewBytes(memory.width(), memory.height(), memory.bytes());
+    rules.threads = kMaxViewThreads;
+    rules.movedTo = [&host](int process) { tellMove(host, process); };
+    rules.tellsRefusals = true;
+    rules.walls = walls;
+    const Sandbox::Entry entry = Sandbox::enter(rules);
     ViewReport report;
     report.kind = ViewReport::Kind::Confined;
-    report.index = Sandbox::enter(
-        {readablePaths(bundle), kAddressSpace + kAddressSpacePerPixel * pixels + memory.bytes()});
-    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+    report.index = entry.refused;
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes, entry.listener);
+    if (entry.listener >= 0) {
+        close(entry.listener);
+        Sandbox::finish();
+    }
 }
 
 void reportFailure(const PacketSocket &host, const char *text) {
@@ -181,24 +168,52 @@ void ViewService::answer() const {
     _host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
 }
 
+namespace {
+
+/// The arguments: SOCKET BUNDLE, and options that only the host gives.
+struct Arguments {
+    int socket = -1;
+    std::string bundle;
+    bool isTrusted = false;
+    unsigned walls = Sandbox::kAllWalls;
+
+    /// False when they make no sense.
+    bool read(const std::vector<std::string_view> &words) {
+        const auto number = [](std::string_view text, auto &value) {
+            const auto end = text.data() + text.size();
+            return std::from_chars(text.data(), end, value).ptr == end && !text.empty();
+        };
+        constexpr std::string_view kWalls = "--walls=";
+        bool isRight = words.size() >= 2 && number(words[0], socket);
+        for (std::size_t i = 2; isRight && i < words.size(); ++i) {
+            isTrusted = isTrusted || words[i] == "--trust";
+            isRight = words[i] == "--trust" || (words[i].starts_with(kWalls) &&
+                                                number(words[i].substr(kWalls.size()), walls));
+        }
+        bundle = isRight ? words[1] : "";
+        return isRight;
+    }
+};
+
+} // namespace
+
 int runViewProgram(int argumentCount, const char *const *arguments) {
-    int descriptor = -1;
-    const bool isTrusted = argumentCount == 4 && std::string_view(arguments[3]) == "--trust";
-    if ((argumentCount != 3 && !isTrusted) ||
-        std::from_chars(arguments[1], arguments[1] + std::strlen(arguments[1]), descriptor).ec !=
-            std::errc()) {
+    Arguments given;
+    if (!given.read({arguments + 1, arguments + argumentCount})) {
         std::fputs("lumivera-view: is run by `lumivera desktop`\n", stderr);
         return kWrongUsage;
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     // The host may have inherited descriptors that are not meant for a wallpaper.
-    close_range(static_cast<unsigned>(descriptor) + 1, ~0U, 0);
-    const PacketSocket host(descriptor);
+    close_range(static_cast<unsigned>(given.socket) + 1, ~0U, 0);
+    const PacketSocket host(given.socket);
     try {
         ViewService::Start start = ViewService::readStart(host);
-        enterSandbox(host, arguments[2], *start.memory);
-        const WallpaperBundle bundle(arguments[2], isTrusted ? WallpaperBundle::Trust::Anybody
-                                                             : WallpaperBundle::Trust::UserAndRoot);
+        // Namespaces hide whom files belong to, so the bundle is checked first.
+        BundleFolder folder(given.bundle, given.isTrusted ? BundleFolder::Trust::Anybody
+                                                          : BundleFolder::Trust::UserAndRoot);
+        enterSandbox(host, folder.path(), *start.memory, given.walls);
+        const WallpaperBundle bundle(std::move(folder));
         ViewService(host, std::move(start), bundle).run();
     } catch (const std::bad_alloc &) {
         reportFailure(host, "takes more memory than a wallpaper may have");

@@ -35,9 +35,9 @@ void handOver(sd_bus_slot *slot, std::unique_ptr<SystemBus::Handler> handler) {
 
 } // namespace
 
-SystemBus::SystemBus(DescriptorWaiter &waiter)
+SystemBus::SystemBus(DescriptorWaiter &waiter, Kind kind)
     : _waiter(waiter), _processAtTimeout([this] { process(); }) {
-    if (sd_bus_open_system(&_bus) < 0) {
+    if ((kind == Kind::System ? sd_bus_open_system(&_bus) : sd_bus_open_user(&_bus)) < 0) {
         _bus = nullptr;
         return;
     }

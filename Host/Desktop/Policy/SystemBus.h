@@ -11,8 +11,8 @@ struct sd_bus_message;
 
 namespace Lumivera {
 
-/// The system's message bus, without blocking: answers come in later call-outs of the main run
-/// loop. Without a bus no handler is called. Main thread.
+/// The system's message bus, or the user's, without blocking: answers come in later call-outs of
+/// the main run loop. Without a bus no handler is called. Main thread.
 class SystemBus final : private DescriptorSource {
   public:
     /// A method, signal or property of an object of a service.
@@ -26,7 +26,9 @@ class SystemBus final : private DescriptorSource {
     /// The message belongs to the bus.
     using Handler = std::function<void(sd_bus_message &message)>;
 
-    explicit SystemBus(DescriptorWaiter &waiter);
+    enum class Kind { System, User };
+
+    explicit SystemBus(DescriptorWaiter &waiter, Kind kind = Kind::System);
     ~SystemBus();
 
     SystemBus(const SystemBus &) = delete;

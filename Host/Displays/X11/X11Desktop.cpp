@@ -1,5 +1,7 @@
 #include "Host/Displays/X11/X11Desktop.h"
 
+#include "Host/Support/HostError.h"
+
 #include <algorithm>
 #include <utility>
 #include <xcb/randr.h>
@@ -46,6 +48,19 @@ Finding layerFinding(const X11Scene &scene, const X11Output &output, LayerChoice
 }
 
 } // namespace
+
+std::string nameOfX11Manager() {
+    try {
+        DescriptorWaiter waiter;
+        Silence silence;
+        X11Connection connection(waiter, silence);
+        X11WindowStack stack(connection);
+        stack.read();
+        return stack.scene().manager;
+    } catch (const HostError &) {
+        return {};
+    }
+}
 
 DesktopSurvey surveyX11(LayerChoice choice) {
     DescriptorWaiter waiter;

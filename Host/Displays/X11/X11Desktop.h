@@ -18,6 +18,9 @@ namespace Lumivera {
 /// server that could show anything.
 DesktopSurvey surveyX11(LayerChoice choice);
 
+/// The name of the session's window manager; empty without an X server or a manager.
+std::string nameOfX11Manager();
+
 /// The desktop of an X11 session: on every output a window beneath all others, or in front of the
 /// desktop's icons, as X11Layer decides.
 class X11Desktop final : public Desktop, private X11Listener {

@@ -8,16 +8,14 @@ namespace Lumivera {
 
 namespace {
 
-/// Window managers that draw all windows themselves, those that they do not manage in front of all
-/// others. All other window managers leave a window that they do not manage where it is, and the
-/// root's menu beneath it works.
-constexpr std::array<std::string_view, 6> kDrawingManagers = {"Mutter", "Muffin", "GNOME Shell",
-                                                              "KWin",   "Gala",   "Budgie"};
+/// These window managers show windows that they do not manage in front of all others, so ours must
+/// be managed. All others leave such a window where it is, and the root's menu beneath it works.
+constexpr std::array<std::string_view, 7> kKeepUnmanagedOnTop = {
+    "Mutter", "Muffin", "GNOME Shell", "KWin", "Gala", "Budgie", "Metacity"};
 
-bool drawsAllWindows(std::string_view manager) {
-    return std::any_of(
-        kDrawingManagers.begin(), kDrawingManagers.end(),
-        [&](std::string_view name) { return manager.find(name) != std::string_view::npos; });
+bool keepsUnmanagedOnTop(std::string_view manager) {
+    return std::any_of(kKeepUnmanagedOnTop.begin(), kKeepUnmanagedOnTop.end(),
+                       [&](std::string_view name) { return manager.find(name) != manager.npos; });
 }
 
 /// The topmost window on the output that hides what is beneath it; null without one.
@@ -73,7 +71,7 @@ X11Layer X11Layer::choose(const X11Scene &scene, const DeviceRect &output, Layer
     X11Layer result;
     const X11IconWindow *const opaque = opaqueIcons(scene, output);
     const bool hasManager = !scene.manager.empty();
-    result.isUnmanaged = hasManager && !drawsAllWindows(scene.manager);
+    result.isUnmanaged = hasManager && !keepsUnmanagedOnTop(scene.manager);
     result.beneath = opaque ? opaque->frame : 0;
     const X11IconWindow *const icons = opaque ? opaque : transparentIcons(scene, output);
     result.icons = icons && (opaque || hasManager) ? icons->window : 0;

@@ -213,10 +213,10 @@ void X11Surface::eventArrived(const X11Event &event) {
             _presenter->repaint(
                 {expose.x, expose.y, expose.x + expose.width, expose.y + expose.height});
         }
-    } else if (event.type() == XCB_VISIBILITY_NOTIFY) {
-        const auto &notice = event.as<xcb_visibility_notify_event_t>();
+    } else if (event.type() == XCB_VISIBILITY_NOTIFY && !_shape) {
         // The server calls a shape hidden that has no petals, and none would come any more.
-        if (notice.window == _window && !_shape) {
+        const auto &notice = event.as<xcb_visibility_notify_event_t>();
+        if (notice.window == _window) {
             if (notice.state == XCB_VISIBILITY_FULLY_OBSCURED) {
                 _obscure.callAfter(kUntilObscured);
             } else {
@@ -264,8 +264,8 @@ void X11Surface::describe() {
         _connection.setProperty(_window, atom(X11Atom::NetWMPid), XCB_ATOM_CARDINAL,
                                 {static_cast<std::uint32_t>(getpid())});
     }
-    // Window managers that draw all windows show those of the type desktop without what is beneath
-    // them, but a panel below all windows as it is.
+    // Window managers may raise one window of the type desktop above another, and show nothing
+    // beneath it. They keep a panel that is below all windows in front of both.
     const bool isManagedOver = _layer.isTransparent && !_layer.isUnmanaged;
     _connection.setProperty(
         _window, atom(X11Atom::NetWMWindowType), XCB_ATOM_ATOM,

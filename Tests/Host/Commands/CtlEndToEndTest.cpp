@@ -75,8 +75,8 @@ TEST_F(CtlEndToEndTest, ShowsTheStatusAsATable) {
     _target.pauseReasons = {"covered", "battery"};
     const Result result = ctl({"status"});
     EXPECT_EQ(result.output,
-              "OUTPUT  SIZE     PETALS  FPS   CPU     STATE                     WALLPAPER\n"
-              "DP-1    640x480  120     40.0  1.50 s  paused: covered, battery  "
+              "OUTPUT  SIZE     LAYER  PETALS  FPS   CPU     STATE                     WALLPAPER\n"
+              "DP-1    640x480  over   120     40.0  1.50 s  paused: covered, battery  "
               "/w/Lumivera.bundle\n");
 }
 
@@ -91,7 +91,7 @@ TEST_F(CtlEndToEndTest, PrintsTheAnswerForPrograms) {
 TEST_F(CtlEndToEndTest, MakesPathsAbsolute) {
     std::filesystem::create_directory(_folder.pathOf("My.bundle"));
     ctl({"screenshot", "x.png"});
-    ctl({"wallpaper", "My.bundle"});
+    ctl({"wallpaper", _folder.pathOf(".") + "/My.bundle"});
     ctl({"set", "wallpaper", "./My.bundle"});
     EXPECT_THAT(_target.heard, ElementsAre("screenshot " + _folder.pathOf("x.png"),
                                            "choose  wallpaper=" + _folder.pathOf("My.bundle"),

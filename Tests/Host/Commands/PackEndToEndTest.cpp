@@ -153,6 +153,16 @@ TEST_F(Pack, MakesFoldersForNamesThatStayInside) {
     EXPECT_EQ(contentsOf(_folder.pathOf("out/petals/a.png")), "\1\2\3");
 }
 
+TEST_F(Pack, MakesNoFoldersWithoutEnd) {
+    std::string key;
+    for (int i = 0; i < 3000; ++i) {
+        key += "d/";
+    }
+    expectFailure(pack({"extract", packWithKey(key + "a.png"), "-d", _folder.pathOf("out")}),
+                  "lies in more than 16 folders within one another");
+    EXPECT_FALSE(fs::exists(_folder.pathOf("out")));
+}
+
 TEST_F(Pack, DoesNotFollowLinksInTheTarget) {
     const std::string outside = _folder.write("outside", "safe");
     const std::string out = _folder.makeFolder("out");

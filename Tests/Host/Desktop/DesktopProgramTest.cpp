@@ -61,6 +61,14 @@ void DesktopProgramTest::startHeadless(std::vector<std::string> arguments) {
     start(arguments);
 }
 
+void DesktopProgramTest::startWithLog(const std::vector<std::string> &arguments, int log) {
+    std::vector<std::string> all{"desktop"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    ProgramRun::Options options;
+    options.environment = surroundings();
+    _process = ProgramRun::begin(all, options, log, log);
+}
+
 int DesktopProgramTest::quit() {
     EXPECT_EQ(ctl({"quit"}).status(), 0);
     return ProgramRun::waitFor(std::exchange(_process, -1));

@@ -23,6 +23,9 @@ class DesktopProgramTest : public ::testing::Test {
                const std::vector<std::string> &environment = {});
     void startHeadless(std::vector<std::string> arguments);
 
+    /// The same with another stderr, which is not owned.
+    void startWithLog(const std::vector<std::string> &arguments, int log);
+
     /// Asks the host to quit, or ends it with the signal; returns its exit status.
     int quit();
     int end(int signal);

@@ -25,8 +25,8 @@ class OutputShowOnViewsTest : public ::testing::Test, public OutputShow::Listene
         const std::string bundle = copyOfShippedBundle(_folder.path());
         std::ofstream(bundle + "/description.plist")
             << propertyList("<key>name Library</key><string>watchful.so</string>");
-        fs::create_symlink(LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libWatchfulWallpaper.so",
-                           bundle + "/watchful.so");
+        fs::copy_file(LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libWatchfulWallpaper.so",
+                      bundle + "/watchful.so");
         _choice.bundle = bundle;
         _choice.petals = 40;
         _choice.speed = 3;

@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 using namespace Lumivera;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -275,6 +277,15 @@ TEST_F(OutputShowTest, EndsThatAreFarApartAreNoReasonToFallBack) {
     runForSeconds(60);
     EXPECT_EQ(_views.made().size(), 6U);
     EXPECT_EQ(shown(), kAsked);
+}
+
+TEST_F(OutputShowTest, FallsBackFromAWallpaperThatLoadsSlowlyAndThenHangs) {
+    _views.behaviours[kAsked] = {6, 11, false, {}};
+    begin();
+    runForSeconds(30);
+    EXPECT_EQ(std::count(_views.made().begin(), _views.made().end(), kAsked), 2);
+    EXPECT_EQ(shown(), kShipped);
+    EXPECT_EQ(_show->status().failedBundle, kAsked);
 }
 
 TEST_F(OutputShowTest, ShowsAnotherWallpaperWhileTheChosenOneTakesLong) {

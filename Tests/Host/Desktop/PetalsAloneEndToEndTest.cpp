@@ -34,10 +34,9 @@ class PetalsAloneEndToEndTest : public ::testing::Test {
         options.shippedBundle = bundle;
         options.choice.petals = 20;
         options.makeView = [this](const ViewRequest &request, RemoteView::Listener &listener) {
-            auto view =
-                std::make_unique<ViewProcess>(_waiter, ViewProcess::Start{request}, listener);
-            _processes.push_back(view->process());
-            return view;
+            ViewProcess::Start start{request};
+            start.confined = [this](int process) { _processes.push_back(process); };
+            return std::make_unique<ViewProcess>(_waiter, start, listener);
         };
         options.log = [this](const std::string &line) { _lines.push_back(line); };
         options.showBackground = [this](const DesktopSurface &surface,

@@ -126,8 +126,8 @@ std::string bundleWithDescription(const std::string &folder, const std::string &
 std::string testBundle(const std::string &folder, const std::string &wallpaper) {
     const std::string path = bundleWithDescription(
         folder, propertyList("<key>name Library</key><string>test.so</string>"));
-    std::filesystem::create_symlink(
-        LUMIVERA_BUILD_DIR "/lib/test-wallpapers/lib" + wallpaper + ".so", path + "/test.so");
+    std::filesystem::copy_file(LUMIVERA_BUILD_DIR "/lib/test-wallpapers/lib" + wallpaper + ".so",
+                               path + "/test.so");
     return path;
 }
 

@@ -7,7 +7,8 @@ using namespace Lumivera;
 namespace {
 
 TEST(HostError, IsOneLineWhateverItNames) {
-    EXPECT_STREQ(HostError("a\nb", "broke\t", "mend\x1b it").what(), "a?b: broke?; mend? it");
+    EXPECT_STREQ(HostError("a\nb", "broke\t", "mend\x1b it").what(),
+                 R"(a\nb: broke\t; mend\x1b it)");
 }
 
 TEST(HostError, LeavesTheAdviceOutWhenThereIsNone) {

@@ -100,15 +100,15 @@ TEST(NSLog, ShowsPercentSignsAsTheyAre) {
     EXPECT_EQ(terminal.line(), "100%s and 5%d%n\n");
 }
 
-TEST(NSLog, ShowsControlCharactersOnATerminalAsQuestionMarks) {
+TEST(NSLog, EscapesControlCharactersOnATerminal) {
     const TerminalAsStderr terminal;
     ASSERT_TRUE(terminal.isOpen);
     NSLog("a\x1b[2Jb\nc\x7f"
           "d\xc2\x9b"
           "2Je\xc2\xa0"
           "f\xc2");
-    EXPECT_EQ(terminal.line(), "a?[2Jb?c?d?2Je\xc2\xa0"
-                               "f\xc2\n");
+    EXPECT_EQ(terminal.line(), "a\\x1b[2Jb\\nc\\x7fd\\x9b2Je\xc2\xa0"
+                               "f\\xc2\n");
 }
 
 TEST(NSLog, WritesNothingToAStderrThatIsNoTerminal) {

@@ -12,14 +12,34 @@ std::optional<std::string> fromUTF16(std::vector<std::uint8_t> bytes) {
     return utf8FromBigEndianUTF16(bytes);
 }
 
-TEST(UnicodeText, ShowsControlsAsQuestionMarks) {
-    EXPECT_EQ(withoutControls("a\n\x7f\tb"sv), "a???b");
+TEST(UnicodeText, EscapesWhatATerminalObeys) {
+    EXPECT_EQ(withoutControls("a\n\x7f\tb\r"sv), R"(a\n\x7f\tb\r)");
+    EXPECT_EQ(withoutControls("\x1b[2J"sv), R"(\x1b[2J)");
+    EXPECT_EQ(withoutControls("\0"sv), R"(\x00)");
     EXPECT_EQ(withoutControls("\xc2\x9b"
                               "2J"sv),
-              "?2J");
+              R"(\x9b2J)")
+        << "a C1 control in UTF-8";
     EXPECT_EQ(withoutControls("p\xc3\xa9tale \xc2\xa0"sv), "p\xc3\xa9tale \xc2\xa0");
-    EXPECT_EQ(withoutControls("\xc2"sv), "\xc2");
-    EXPECT_EQ(withoutControls("\0"sv), "?");
+}
+
+TEST(UnicodeText, EscapesWhatChangesTheOrderOfTheTextAroundIt) {
+    EXPECT_EQ(withoutControls("\u202egnp.exe"), R"(\u202egnp.exe)");
+    EXPECT_EQ(withoutControls("\u061c\u200e\u200f\u202a\u2066\u2069"),
+              R"(\u061c\u200e\u200f\u202a\u2066\u2069)");
+    EXPECT_EQ(withoutControls("a\u2028b\u2029"), R"(a\u2028b\u2029)");
+    EXPECT_EQ(withoutControls("\u200d\u2027\u202f\u2065\u2070"), "\u200d\u2027\u202f\u2065\u2070");
+}
+
+TEST(UnicodeText, EscapesBytesThatAreNoUTF8) {
+    EXPECT_EQ(withoutControls("\xc2"sv), R"(\xc2)");
+    EXPECT_EQ(withoutControls("a\x9b\xc3\xa9\xff"sv), "a\\x9b\xc3\xa9\\xff");
+    EXPECT_EQ(withoutControls("\xe2\x80"sv), R"(\xe2\x80)");
+}
+
+TEST(UnicodeText, StaysTheSameWhenItIsEscapedTwice) {
+    const std::string once = withoutControls("\x1b\n\u202e\xff\\n");
+    EXPECT_EQ(withoutControls(once), once);
 }
 
 TEST(UnicodeText, IsValidWhateverTheLengthOfItsCharacters) {

@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
@@ -128,7 +129,7 @@ void reachOut() {
 }
 
 /// Sends the host a message of that kind: 0 a picture, 1 petals, 2 an answer, 3 how the process is
-/// confined.
+/// confined, 5 that another process goes on.
 void report(std::uint32_t kind) {
     const std::array<std::uint32_t, 8> words{kind};
     send(kConnection, words.data(), sizeof words, MSG_NOSIGNAL);
@@ -149,6 +150,8 @@ void intrude() { report(0); }
 
 void complain() { report(3); }
 
+void move() { report(5); }
+
 void beBusy() { std::thread(loop).detach(); }
 
 void multiply() {
@@ -168,12 +171,34 @@ void multiply() {
     }
 }
 
+/// Maps single pages far apart, each of which takes the kernel two more pages for tables.
+void scatter() {
+    constexpr std::uintptr_t kDistance = std::uintptr_t{1} << 30;
+    for (std::uintptr_t i = 0; i < 10'000; ++i) {
+        void *const wanted = reinterpret_cast<void *>((i + 1'000) * kDistance);
+        void *const page =
+            mmap(wanted, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (page != MAP_FAILED) {
+            *static_cast<volatile char *>(page) = 1;
+        }
+    }
+}
+
 void misbehave(const std::string &moment) {
-    static const std::map<std::string, void (*)()> deeds = {
-        {"crash", crash},          {"loop", loop},         {"allocate", allocate},
-        {"exit", leave},           {"print", print},       {"reach-out", reachOut},
-        {"throw", raiseException}, {"flood", flood},       {"intrude", intrude},
-        {"be-busy", beBusy},       {"multiply", multiply}, {"complain", complain}};
+    static const std::map<std::string, void (*)()> deeds = {{"crash", crash},
+                                                            {"loop", loop},
+                                                            {"allocate", allocate},
+                                                            {"exit", leave},
+                                                            {"print", print},
+                                                            {"reach-out", reachOut},
+                                                            {"throw", raiseException},
+                                                            {"flood", flood},
+                                                            {"intrude", intrude},
+                                                            {"be-busy", beBusy},
+                                                            {"multiply", multiply},
+                                                            {"complain", complain},
+                                                            {"move", move},
+                                                            {"scatter", scatter}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {

@@ -18,6 +18,7 @@ TEST(ControlRequest, TakesTheSimpleActions) {
     const std::pair<const char *, Action> actions[] = {{"status", Action::Status},
                                                        {"pause", Action::Pause},
                                                        {"resume", Action::Resume},
+                                                       {"keep", Action::Keep},
                                                        {"quit", Action::Quit}};
     for (const auto &[name, action] : actions) {
         const auto request = parse(std::string("{\"do\":\"") + name + "\"}");
@@ -98,7 +99,7 @@ TEST(ControlRequest, RepeatsNoIdentifierThatIsTooLong) {
 TEST(ControlRequest, SaysWhatThereIsToDo) {
     EXPECT_EQ(problemOf(R"({"do":"dance"})"),
               "\"dance\" is nothing to do; use one of status, pause, resume, set, tap, offset, "
-              "wallpaper, screenshot, quit");
+              "wallpaper, screenshot, keep, quit");
     EXPECT_THAT(problemOf("{}"), HasSubstr("\"do\" is missing"));
     EXPECT_EQ(problemOf(R"({"do":1})"), "\"do\" is not a text");
 }

@@ -3,6 +3,7 @@
 #include "Host/Support/DeferredCall.h"
 #include "Tests/Host/Desktop/Control/FakeTarget.h"
 #include "Tests/Host/Desktop/Control/RawClient.h"
+#include "Tests/Host/Programs/EnvironmentVariable.h"
 #include "Tests/Host/Support/RealTimeLoop.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
@@ -75,12 +76,12 @@ TEST_F(ControlServerTest, DoesWhatItIsAskedFor) {
          {R"({"do":"pause"})", R"({"do":"resume","output":"DP-1"})",
           R"({"do":"set","key":"petals","value":30})", R"({"do":"tap","x":1,"y":2})",
           R"({"do":"offset","x":-5})", R"({"do":"wallpaper","bundle":"Maple"})",
-          R"({"do":"screenshot","file":"/x.png"})", R"({"do":"quit"})"}) {
+          R"({"do":"screenshot","file":"/x.png"})", R"({"do":"keep"})", R"({"do":"quit"})"}) {
         EXPECT_EQ(client->ask(request), kOk) << request;
     }
     EXPECT_THAT(_target.heard, ElementsAre("pause ", "resume DP-1", "choose  petals=30", "tap 1 2",
                                            "choose  offset=-5", "choose  wallpaper=Maple",
-                                           "screenshot /x.png", "quit"));
+                                           "screenshot /x.png", "keep", "quit"));
 }
 
 TEST_F(ControlServerTest, TellsWhatTheHostCannotDo) {
@@ -190,11 +191,49 @@ TEST_F(ControlServerTest, TakesTheLongestRequestThatMayBe) {
     EXPECT_EQ(client->line(), kOk);
 }
 
-TEST_F(ControlServerTest, TurnsAwayMoreProgramsThanItTakes) {
+TEST_F(ControlServerTest, ServesAnotherProgramInPlaceOfTheOneThatWasSilentForLongest) {
     std::vector<std::unique_ptr<RawClient>> clients;
     for (std::size_t i = 0; i < ControlServer::kMaxPeers; ++i) {
         clients.push_back(connect());
         ASSERT_EQ(clients.back()->ask(R"({"do":"pause"})"), kOk);
+    }
+    ASSERT_EQ(clients[0]->ask(R"({"do":"pause"})"), kOk);
+    EXPECT_EQ(connect()->ask(R"({"do":"pause"})"), kOk);
+    EXPECT_EQ(clients[1]->line(),
+              R"({"ok":false,"error":"another program needs this connection"})");
+    EXPECT_TRUE(clients[1]->isClosed());
+    EXPECT_EQ(clients[0]->ask(R"({"do":"pause"})"), kOk);
+    EXPECT_EQ(clients[2]->ask(R"({"do":"pause"})"), kOk);
+}
+
+TEST_F(ControlServerTest, IsNotLockedByProgramsThatSayNothing) {
+    std::vector<std::unique_ptr<RawClient>> silent;
+    for (std::size_t i = 0; i < 3 * ControlServer::kMaxPeers; ++i) {
+        silent.push_back(connect());
+        NSRunLoop::mainRunLoop().runForSeconds(0.001);
+    }
+    EXPECT_EQ(connect()->ask(R"({"do":"pause"})"), kOk);
+}
+
+TEST_F(ControlServerTest, IsNotLockedByProgramsThatDoNotRead) {
+    _target.outputCount = 200;
+    std::vector<std::unique_ptr<RawClient>> deaf;
+    const std::string requests = repeated("{\"do\":\"status\"}\n", 100);
+    for (std::size_t i = 0; i < ControlServer::kMaxPeers; ++i) {
+        deaf.push_back(connect());
+        deaf.back()->send(requests);
+        NSRunLoop::mainRunLoop().runForSeconds(0.002);
+    }
+    EXPECT_EQ(connect()->ask(R"({"do":"pause"})"), kOk);
+}
+
+TEST_F(ControlServerTest, TurnsAwayMoreProgramsThanItTakesWhileAllWaitForAnswers) {
+    _target.isSlow = true;
+    std::vector<std::unique_ptr<RawClient>> clients;
+    for (std::size_t i = 0; i < ControlServer::kMaxPeers; ++i) {
+        clients.push_back(connect());
+        clients.back()->send("{\"do\":\"screenshot\",\"file\":\"/x.png\"}\n");
+        ASSERT_TRUE(serveUntil([&] { return _target.heard.size() == i + 1; }));
     }
     for (int i = 0; i < 36; ++i) {
         const auto client = connect();
@@ -341,6 +380,26 @@ TEST(ControlPlace, IsInTheFolderForTheSession) {
     const std::string user = std::to_string(geteuid());
     EXPECT_THAT(ControlPlace::standardFolder(),
                 ::testing::AnyOf("/run/user/" + user + "/lumivera", "/tmp/lumivera-" + user));
+}
+
+TEST(ControlPlace, IsInTheStateFolderWhereAnotherUserHasTakenItsName) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root";
+    }
+    const TemporaryFolder folder;
+    const std::string place = folder.makeFolder("lumivera-0");
+    const EnvironmentVariable runtime("XDG_RUNTIME_DIR", nullptr);
+    const EnvironmentVariable state("XDG_STATE_HOME", "/s");
+    if (fs::is_directory("/run/user/0")) {
+        GTEST_SKIP() << "needs a machine without /run/user/0";
+    }
+    EXPECT_EQ(ControlPlace::standardFolder(folder.path()), place);
+    ASSERT_EQ(chown(place.c_str(), 65534, 65534), 0);
+    EXPECT_EQ(ControlPlace::standardFolder(folder.path()), "/s/lumivera");
+    fs::remove(place);
+    EXPECT_EQ(ControlPlace::standardFolder(folder.path()), place);
+    fs::create_directory_symlink("/", place);
+    EXPECT_EQ(ControlPlace::standardFolder(folder.path()), "/s/lumivera");
 }
 
 TEST(ControlPlace, ClosesItsFolderToOthers) {

@@ -19,6 +19,7 @@ class FakeTarget final : public ControlTarget {
         status.width = 640;
         status.height = 480;
         status.bundle = "/w/Lumivera.bundle";
+        status.layer = "over";
         status.petals = 120;
         status.framesPerSecond = 39.96;
         status.cpuTime = 1.5;
@@ -64,6 +65,7 @@ class FakeTarget final : public ControlTarget {
         }
     }
 
+    void keep() override { heard.emplace_back("keep"); }
     void quit() override { heard.emplace_back("quit"); }
 
     std::vector<std::string> heard;

@@ -10,7 +10,7 @@ std::string hostileBundle(const std::string &folder, const std::string &deed) {
     std::filesystem::create_directories(path);
     std::ofstream(path + "/description.plist")
         << propertyList("<key>name Library</key><string>hostile.so</string>");
-    std::filesystem::create_symlink(
-        LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libHostileWallpaper.so", path + "/hostile.so");
+    std::filesystem::copy_file(LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libHostileWallpaper.so",
+                               path + "/hostile.so");
     return path;
 }

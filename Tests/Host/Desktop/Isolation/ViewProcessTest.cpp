@@ -16,11 +16,16 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Lumivera;
+using ::testing::Contains;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
 
 namespace {
 
@@ -35,8 +40,11 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
     void begin(const std::string &bundle, const WallpaperValues &values = {},
                bool isTrusted = false, WallpaperPart part = WallpaperPart::Whole) {
         _memory = std::make_shared<SharedBuffers>(kWidth, kHeight, 2);
-        _view = std::make_unique<ViewProcess>(
-            _waiter, ViewProcess::Start{{bundle, values, _memory, 1, part}, isTrusted}, *this);
+        ViewProcess::Start start{{bundle, values, _memory, 1, part}, isTrusted};
+        start.says = [this](const std::string &line) { _lines.push_back(line); };
+        start.timeFactor = _timeFactor;
+        start.confined = [this](int process) { _confined.push_back(process); };
+        _view = std::make_unique<ViewProcess>(_waiter, start, *this);
         _view->allowDrawing(0);
     }
 
@@ -85,6 +93,9 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
     std::shared_ptr<SharedBuffers> _memory;
     std::unique_ptr<ViewProcess> _view;
     std::vector<DeviceRect> _rects;
+    std::vector<std::string> _lines;
+    std::vector<int> _confined;
+    double _timeFactor = 1;
     std::optional<std::string> _reason;
     int _pictures = 0;
     bool _isHopeless = false;
@@ -303,6 +314,53 @@ TEST_F(ViewProcessTest, IsEndedWhenItHasTooManyThreads) {
     EXPECT_THAT(*_reason, HasSubstr("has too many threads"));
 }
 
+TEST_F(ViewProcessTest, TellsWhichProcessRunsTheView) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    EXPECT_THAT(_confined, ElementsAre(_view->process()));
+    EXPECT_THAT(childrenOf(getpid()), ElementsAre(_view->process())) << "nothing else is left";
+    EXPECT_THAT(_lines, IsEmpty());
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItTakesTimeWithoutDrawing) {
+    _timeFactor = 1000;
+    beginHostile("be-busy-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("takes a processor core without drawing"));
+    EXPECT_THAT(_lines, ElementsAre(HasSubstr("takes much processor time")));
+}
+
+TEST_F(ViewProcessTest, NamesEachRefusedSystemCallOnce) {
+    beginHostile("reach-out-in-init");
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    EXPECT_EQ(
+        std::count(_lines.begin(), _lines.end(), "makes the system call socket, which is refused"),
+        1);
+    EXPECT_THAT(_lines, Not(Contains(HasSubstr("openat2"))));
+}
+
+TEST_F(ViewProcessTest, IsTheFirstToDieWhenMemoryRunsOut) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(1)) << *_reason;
+    EXPECT_EQ(contentsOf("/proc/" + std::to_string(_view->process()) + "/oom_score_adj"), "1000\n");
+}
+
+TEST_F(ViewProcessTest, RefusesABundleThatIsALink) {
+    hostileBundle(_folder.path(), "harmless");
+    std::filesystem::create_symlink(_folder.path() + "/harmless.bundle",
+                                    _folder.path() + "/link.bundle");
+    begin(_folder.path() + "/link.bundle");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("is a link, not a bundle"));
+    EXPECT_TRUE(_isHopeless);
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItSaysThatItHasMoved) {
+    beginHostile("move-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("says what makes no sense"));
+}
+
 TEST_F(ViewProcessTest, GetsNothingThatWeWereBegunWith) {
     const int left = fcntl(STDOUT_FILENO, F_DUPFD, 200);
     begin(shippedBundle("Lumivera.bundle"));
@@ -318,6 +376,12 @@ TEST_F(ViewProcessTest, CannotTakeAllMemory) {
     }
     beginHostile("allocate-in-frame");
     EXPECT_TRUE(hasEnded());
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItMapsMemoryTooWidely) {
+    beginHostile("scatter-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("maps memory too widely"));
 }
 
 TEST_F(ViewProcessTest, MayPrintAsMuchAsItLikes) {

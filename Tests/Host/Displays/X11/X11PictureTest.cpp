@@ -162,8 +162,7 @@ TEST_F(X11Picture, SeesClicksAndLeavesThemToOthers) {
     openWithPicture();
     EXPECT_TRUE(served([&] {
         xdotool("mousemove 300 200 click 1");
-        return contentsOf(heard).find("ButtonPress") != std::string::npos &&
-               !owner().taps.empty();
+        return contentsOf(heard).find("ButtonPress") != std::string::npos && !owner().taps.empty();
     }));
 }
 

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+namespace Lumivera {
+
+/// A bundle's folder, opened once and checked before anything in it is used: it must not be a link
+/// and may hold files and folders alone. A link could lead out of the bundle, to files of the user
+/// that are none of the wallpaper's business. One is accepted and not followed: a link named as the
+/// library that comes with this program stands for that library.
+class BundleFolder {
+  public:
+    /// Whose libraries may be loaded. UserAndRoot demands that the folder, all folders above it and
+    /// the libraries belong to the user or to root, and that nobody else may write them. A folder
+    /// above the bundle may be open to all if it is sticky, as /tmp is: nobody else can remove or
+    /// rename what the user has there.
+    enum class Trust { Anybody, UserAndRoot };
+
+    /// Throws a HostError that says what is wrong.
+    BundleFolder(const std::string &path, Trust trust);
+    ~BundleFolder();
+
+    BundleFolder(BundleFolder &&other) noexcept;
+    BundleFolder(const BundleFolder &) = delete;
+    BundleFolder &operator=(const BundleFolder &) = delete;
+
+    /// Absolute, and without links.
+    const std::string &path() const { return _path; }
+
+    Trust trust() const { return _trust; }
+
+    /// Below it are all files of the bundle; -1 after close().
+    int descriptor() const { return _descriptor; }
+
+    /// True for a regular file directly in the folder.
+    bool hasFile(const std::string &name) const { return find(name) != nullptr; }
+
+    /// True when a link of that name stands for the library that comes with this program.
+    bool standsForOwnLibrary(const std::string &name) const;
+
+    /// Opens a library directly in the folder and checks that it is the file that was there when
+    /// the folder was opened, and that it can be trusted. The caller closes the descriptor. Throws
+    /// a HostError.
+    int openLibrary(const std::string &name) const;
+
+    /// Closes the folder. Code of the bundle must not run before: from a folder's descriptor it
+    /// could reach the folders above.
+    void close();
+
+    /// Limits of what a bundle may hold.
+    static constexpr std::size_t kMaxEntries = 100'000;
+    static constexpr std::size_t kMaxDepth = 32;
+
+  private:
+    struct File {
+        std::string name;
+        struct stat status;
+    };
+
+    /// A folder in which to go on, and its path for messages.
+    struct Place {
+        int descriptor;
+        std::string path;
+        std::size_t depth;
+    };
+
+    void openFolder();
+    int openParent(const std::string &parent) const;
+    void examine(const Place &place);
+    void examineEntry(const Place &place, const std::string &name);
+    void checkWriters(const struct stat &status, const std::string &path, bool isAbove) const;
+    const File *find(const std::string &name) const;
+
+    const Trust _trust;
+    std::string _path;
+    int _descriptor = -1;
+    std::vector<File> _files;
+    std::size_t _entries = 0;
+    bool _hasLinkToOwnLibrary = false;
+};
+
+} // namespace Lumivera

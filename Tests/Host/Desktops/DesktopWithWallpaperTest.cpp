@@ -1,0 +1,221 @@
+#include "Tests/Host/Desktops/RealDesktopTest.h"
+
+#include "Tests/Host/Programs/VirtualScreen.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+// What a person has with Lumivera: everything as before, and petals.
+
+using nlohmann::json;
+
+namespace {
+
+bool rests(const json &output) { return !output["pauseReasons"].empty(); }
+bool runs(const json &output) { return output["pauseReasons"].empty(); }
+
+} // namespace
+
+TEST_P(RealDesktopTest, ShowsPetals) {
+    startWallpaper();
+    EXPECT_TRUE(showsPetals());
+    EXPECT_TRUE(showsBackground());
+    photograph("running");
+}
+
+TEST_P(RealDesktopTest, KeepsTheIconsVisible) {
+    if (!GetParam().drawsIcons()) {
+        GTEST_SKIP() << "draws no icons";
+    }
+    startWallpaper();
+    ASSERT_TRUE(showsPetals());
+    EXPECT_TRUE(showsIcons());
+    ASSERT_TRUE(showsBackground());
+    EXPECT_TRUE(showsIcons());
+    photograph("running");
+}
+
+TEST_P(RealDesktopTest, StaysBehindWindowsAndPanels) {
+    const ScreenPicture before = screen().picture();
+    startWallpaper();
+    ASSERT_TRUE(showsPetals());
+    const ScreenRect all = screen().bounds();
+    const ScreenRect area = screen().workArea();
+    // Clocks and lists of windows may change in a panel.
+    for (const ScreenRect &panel :
+         {ScreenRect{0, 0, all.width, area.y},
+          ScreenRect{0, area.bottom(), all.width, all.height - area.bottom()}}) {
+        if (panel.height > 0) {
+            EXPECT_GT(screen().picture().sharedWith(before, panel), 0.85) << "at y = " << panel.y;
+        }
+    }
+    const auto window = openWindow();
+    for (int count = 0; count < 10; ++count) {
+        EXPECT_TRUE(isWhole(window));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    photograph("window");
+}
+
+TEST_P(RealDesktopTest, OpensAFileByADoubleClick) {
+    if (!GetParam().drawsIcons()) {
+        GTEST_SKIP() << "draws no icons";
+    }
+    ASSERT_TRUE(findTextFile());
+    startWallpaper();
+    EXPECT_TRUE(opensTheTextFile());
+}
+
+TEST_P(RealDesktopTest, OpensTheMenuByARightClick) {
+    if (!GetParam().hasMenu) {
+        GTEST_SKIP() << "has no menu";
+    }
+    startWallpaper();
+    EXPECT_TRUE(opensTheMenu());
+}
+
+TEST_P(RealDesktopTest, HearsAClickBesideTheIconsButNoneOnWindows) {
+    startWallpaper();
+    ASSERT_GE(taps(), 0) << "the status does not count taps";
+    const int before = taps();
+    const ScreenRect area = screen().workArea();
+    const auto window = openWindow({area.x + 200, area.y + 150, 300, 200});
+    screen().click(screen().rectOf(window).middle());
+    screen().closeWindow(window);
+    EXPECT_TRUE(eventually([&] { return !screen().isShown(window); }));
+    screen().click(desktop().emptyPlace());
+    EXPECT_TRUE(eventually([&] { return taps() > before; }, 20));
+    EXPECT_EQ(taps(), before + 1);
+    photograph("tapped");
+}
+
+TEST_P(RealDesktopTest, RestsUnderAMaximizedWindow) {
+    startWallpaper();
+    const auto window = openWindow();
+    maximize(window);
+    ASSERT_TRUE(outputBecomes(rests));
+    EXPECT_TRUE(usesNoProcessor());
+    photograph("maximized");
+    screen().closeWindow(window);
+    ASSERT_TRUE(outputBecomes(runs));
+    EXPECT_TRUE(showsPetals());
+}
+
+TEST_P(RealDesktopTest, RestsUnderAFullScreenWindow) {
+    startWallpaper();
+    const auto window = openWindow();
+    makeFullScreen(window);
+    ASSERT_TRUE(outputBecomes(rests));
+    EXPECT_TRUE(usesNoProcessor());
+    photograph("full-screen");
+    screen().closeWindow(window);
+    ASSERT_TRUE(outputBecomes(runs));
+    EXPECT_TRUE(showsPetals());
+}
+
+TEST_P(RealDesktopTest, GivesTheDesktopBackWhenItQuits) {
+    const std::string setting = desktop().setting();
+    startWallpaper();
+    ASSERT_TRUE(showsPetals());
+    ASSERT_TRUE(showsBackground());
+    ASSERT_TRUE(quitWallpaper());
+    EXPECT_TRUE(looksAsAtFirst());
+    EXPECT_EQ(desktop().setting(), setting);
+    photograph("afterwards");
+}
+
+TEST_P(RealDesktopTest, GivesTheDesktopBackAfterACrash) {
+    const std::string setting = desktop().setting();
+    startWallpaper();
+    ASSERT_TRUE(showsPetals());
+    ASSERT_TRUE(showsBackground());
+    killWallpaper();
+    photograph("crashed");
+    startWallpaper();
+    ASSERT_TRUE(showsPetals());
+    ASSERT_TRUE(showsBackground());
+    ASSERT_TRUE(quitWallpaper());
+    EXPECT_TRUE(looksAsAtFirst());
+    EXPECT_EQ(desktop().setting(), setting);
+    photograph("afterwards");
+}
+
+TEST_P(RealDesktopTest, IsOnEveryWorkspace) {
+    if (workspaceCount() < 2) {
+        GTEST_SKIP() << "has one workspace";
+    }
+    startWallpaper();
+    const auto window = openWindow();
+    ASSERT_TRUE(switchToWorkspace(1));
+    EXPECT_TRUE(showsPetals());
+    EXPECT_TRUE(showsIcons());
+    photograph("second-workspace");
+    ASSERT_TRUE(switchToWorkspace(0));
+    EXPECT_TRUE(eventually([&] { return isWhole(window); }));
+    screen().closeWindow(window);
+    EXPECT_TRUE(showsPetals());
+    EXPECT_TRUE(showsIcons());
+    photograph("back");
+}
+
+TEST_P(RealDesktopTest, StaysWhenTheDesktopIsShown) {
+    if (!screen().supports("_NET_SHOWING_DESKTOP")) {
+        GTEST_SKIP() << "has no way to show the desktop";
+    }
+    startWallpaper();
+    const auto window = openWindow();
+    ASSERT_TRUE(setShowingDesktop(true));
+    EXPECT_TRUE(eventually([&] { return !isWhole(window); }));
+    EXPECT_TRUE(showsPetals());
+    EXPECT_TRUE(showsIcons());
+    photograph("shown");
+    ASSERT_TRUE(setShowingDesktop(false));
+    EXPECT_TRUE(eventually([&] { return isWhole(window); }));
+    screen().closeWindow(window);
+    EXPECT_TRUE(showsPetals());
+    EXPECT_TRUE(showsIcons());
+}
+
+TEST_P(RealDesktopTest, OutlivesTheFileManager) {
+    if (!GetParam().drawsIcons()) {
+        GTEST_SKIP() << "draws no icons";
+    }
+    startWallpaper();
+    ASSERT_TRUE(showsPetals());
+    ASSERT_TRUE(restartFileManager());
+    EXPECT_TRUE(showsIcons());
+    EXPECT_TRUE(showsPetals());
+    EXPECT_TRUE(showsBackground());
+    photograph("restarted");
+}
+
+// The last one, because some desktops move their icons and panels for it. Their toolkits leave out
+// monitors without an output, of which this server has one only, so the background may be theirs.
+TEST_P(RealDesktopTest, ShowsPetalsOnTwoMonitors) {
+    desktop().session().shell("xrandr --setmonitor Left 640/170x800/210+0+0 screen && "
+                              "xrandr --setmonitor Right 640/170x800/210+640+0 none");
+    ASSERT_TRUE(eventually(
+        [this] {
+            return desktop().comesToRest() &&
+                   (!GetParam().drawsIcons() ||
+                    desktop().findIcons().size() >= RealDesktop::kThingsOnTheDesktop);
+        },
+        patience()))
+        << "the desktop itself shows no icons on two monitors";
+    const auto icons = desktop().findIcons();
+    const ScreenPicture before = screen().picture();
+    startWallpaper();
+    EXPECT_TRUE(eventually([this] { return outputs().size() == 2; }));
+    EXPECT_TRUE(showsPetals({40, 200, 560, 500})) << "on the left";
+    EXPECT_TRUE(showsPetals({680, 200, 560, 500})) << "on the right";
+    EXPECT_TRUE(eventually([&] {
+        const ScreenPicture now = screen().picture();
+        return std::all_of(icons.begin(), icons.end(), [&](const ScreenRect &icon) {
+            return before.shareKept(now, icon, RealDesktop::kColour) > 0.6;
+        });
+    })) << "icons are hidden";
+    photograph("running");
+    ASSERT_TRUE(quitWallpaper());
+    desktop().session().shell("xrandr --delmonitor Right; xrandr --delmonitor Left");
+}
