@@ -213,10 +213,10 @@ void X11Surface::eventArrived(const X11Event &event) {
             _presenter->repaint(
                 {expose.x, expose.y, expose.x + expose.width, expose.y + expose.height});
         }
-    } else if (event.type() == XCB_VISIBILITY_NOTIFY) {
-        const auto &notice = event.as<xcb_visibility_notify_event_t>();
+    } else if (event.type() == XCB_VISIBILITY_NOTIFY && !_shape) {
         // The server calls a shape hidden that has no petals, and none would come any more.
-        if (notice.window == _window && !_shape) {
+        const auto &notice = event.as<xcb_visibility_notify_event_t>();
+        if (notice.window == _window) {
             if (notice.state == XCB_VISIBILITY_FULLY_OBSCURED) {
                 _obscure.callAfter(kUntilObscured);
             } else {

@@ -180,15 +180,23 @@ void X11Client::watchRoot() {
 
 void X11Client::takeSelection(std::string_view name, std::uint32_t window) {
     xcb_set_selection_owner(_connection, window, atom(name), XCB_CURRENT_TIME);
+    tellRoot("MANAGER", {XCB_CURRENT_TIME, atom(name), window}, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+}
+
+void X11Client::showDesktop(bool isShown) {
+    tellRoot("_NET_SHOWING_DESKTOP", {isShown ? 1U : 0U},
+             XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT);
+}
+
+void X11Client::tellRoot(std::string_view type, const std::array<std::uint32_t, 3> &numbers,
+                         std::uint32_t eventMask) {
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = root();
-    message.type = atom("MANAGER");
-    message.data.data32[1] = atom(name);
-    message.data.data32[2] = window;
-    xcb_send_event(_connection, 0, root(), XCB_EVENT_MASK_STRUCTURE_NOTIFY,
-                   reinterpret_cast<const char *>(&message));
+    message.type = atom(type);
+    std::copy(numbers.begin(), numbers.end(), message.data.data32);
+    xcb_send_event(_connection, 0, root(), eventMask, reinterpret_cast<const char *>(&message));
     xcb_flush(_connection);
 }
 

@@ -2,6 +2,7 @@
 
 #include "Host/Displays/X11/X11Connection.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -54,11 +55,15 @@ class X11Client {
     /// Says on the root that a window manager of that name runs, which manages these windows.
     void pretendToManage(std::string_view name, const std::vector<std::uint32_t> &windows);
 
-    /// Hears what other programs want of the root's children, and does nothing of it but map them.
+    /// Hears what other programs want of the root's children, and does nothing of it but map them,
+    /// at the next count().
     void refuseWishes();
 
     /// Becomes the owner of a selection of the screen, and says so to everybody.
     void takeSelection(std::string_view name, std::uint32_t window);
+
+    /// Asks the window manager to show the desktop, or the windows again.
+    void showDesktop(bool isShown);
 
     bool hasOwner(std::string_view selection);
 
@@ -87,6 +92,8 @@ class X11Client {
     std::uint32_t pixel(int x, int y);
 
   private:
+    void tellRoot(std::string_view type, const std::array<std::uint32_t, 3> &numbers,
+                  std::uint32_t eventMask);
     void hear();
     bool isShown(std::uint32_t window, bool isVisible = false);
     std::string classOf(std::uint32_t window);

@@ -3,6 +3,7 @@
 #include "Host/Displays/X11/X11Desktop.h"
 #include "Tests/Host/Displays/X11/X11ScreenTest.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>

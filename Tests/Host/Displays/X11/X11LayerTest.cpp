@@ -32,8 +32,7 @@ X11Layer chosen(const X11Scene &scene, LayerChoice choice = LayerChoice::Automat
 class X11LayerUnderPlainManagers : public testing::TestWithParam<const char *> {};
 
 INSTANTIATE_TEST_SUITE_P(X11, X11LayerUnderPlainManagers,
-                         testing::Values("Xfwm4", "Marco", "Openbox", "Metacity", "i3", "bspwm",
-                                         "unnamed"));
+                         testing::Values("Xfwm4", "Marco", "Openbox", "i3", "bspwm", "unnamed"));
 
 TEST_P(X11LayerUnderPlainManagers, IsUnmanagedWhateverTheIcons) {
     for (const auto &windows : {std::vector<X11IconWindow>{}, {icons(true)}, {icons(false)}}) {
@@ -49,7 +48,7 @@ class X11LayerUnderDrawingManagers : public testing::TestWithParam<const char *>
 
 INSTANTIATE_TEST_SUITE_P(X11, X11LayerUnderDrawingManagers,
                          testing::Values("Mutter", "Mutter (Muffin)", "GNOME Shell", "KWin",
-                                         "Mutter(Gala)", "Mutter(Budgie)"));
+                                         "Mutter(Gala)", "Mutter(Budgie)", "Metacity"));
 
 TEST_P(X11LayerUnderDrawingManagers, IsManagedWhateverTheIcons) {
     for (const auto &windows : {std::vector<X11IconWindow>{}, {icons(true)}, {icons(false)}}) {

@@ -86,6 +86,17 @@ TEST_F(X11PointerTest, TapsAndLeavesThePressToTheWindowWithIcons) {
     EXPECT_EQ(owner().taps[0].y, 200);
 }
 
+TEST_F(X11PointerTest, TapsThroughABlendedWallpaperToo) {
+    begin();
+    startCompositingManager();
+    const std::uint32_t icons = client->open({.type = "DESKTOP"});
+    beginWallpaper();
+    EXPECT_TRUE(owner().surface.geometry().isTransparent);
+    click(300, 200);
+    EXPECT_TRUE(hasPresses(icons, 1));
+    EXPECT_TRUE(served([this] { return owner().taps.size() == 1; }));
+}
+
 TEST_F(X11PointerTest, TapsWithTheMainButtonAlone) {
     begin();
     const std::uint32_t icons = client->open({.type = "DESKTOP"});

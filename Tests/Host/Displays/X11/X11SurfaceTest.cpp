@@ -245,6 +245,24 @@ TEST_F(X11SurfaceTest, StaysAboveTheIconsOnAnotherWorkspace) {
     EXPECT_EQ(owner().visibilityChanges, 0);
 }
 
+TEST_F(X11SurfaceTest, StaysAboveTheIconsWhileTheDesktopIsShown) {
+    begin(false);
+    openIcons();
+    openDesktop();
+    showPetals();
+    expectPetalsOverIcons();
+    const std::uint32_t window = client->open({.area = {-20, -40, 820, 640}});
+    ASSERT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->showDesktop(true);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    expectPetalsOverIcons();
+    client->showDesktop(false);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Covered));
+    client->close(window);
+    EXPECT_TRUE(isVisibility(SurfaceVisibility::Visible));
+    expectPetalsOverIcons();
+}
+
 /// Nothing is drawn anew meanwhile, as in a wallpaper that is paused.
 TEST_F(X11SurfaceTest, StaysAboveTheIconsWhenTheManagerEndsAndAnotherStarts) {
     begin(false);
@@ -252,12 +270,18 @@ TEST_F(X11SurfaceTest, StaysAboveTheIconsWhenTheManagerEndsAndAnotherStarts) {
     openDesktop();
     showPetals();
     expectPetalsOverIcons();
+    // A window of another kind takes the place of the one before.
+    const std::uint32_t first = client->lumiverasWindows().at(0);
+    const auto isNew = [this](std::uint32_t old) {
+        const std::vector<std::uint32_t> ours = client->lumiverasWindows();
+        return ours.size() == 1 && ours[0] != old;
+    };
     screen->end(manager);
-    ASSERT_TRUE(served([this] { return client->frameOf(icons) == icons; }));
-    NSRunLoop::mainRunLoop().runForSeconds(2.5);
+    EXPECT_TRUE(served([&] { return isNew(first); }));
     expectPetalsOverIcons();
+    const std::uint32_t second = client->lumiverasWindows().at(0);
     startWindowManager();
-    NSRunLoop::mainRunLoop().runForSeconds(2.5);
+    EXPECT_TRUE(served([&] { return isNew(second); }));
     expectPetalsOverIcons();
     EXPECT_EQ(owner().geometryChanges, 0);
 }
