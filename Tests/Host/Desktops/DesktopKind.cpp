@@ -73,6 +73,7 @@ DesktopKind cinnamon() {
         .session = "exec cinnamon-session --session cinnamon",
         .setting = "gsettings list-recursively " + schema + " | sort",
         .fileManager = "nemo-desktop",
+        .restart = "exec nemo-desktop",
         .helpers = "cinnamon-settings-daemon",
         .isSlow = true,
     };
