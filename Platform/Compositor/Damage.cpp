@@ -10,8 +10,8 @@ namespace {
 constexpr long long kCostOfFinding = 2;
 
 /// Pixels. The sides of the rectangles around damage are multiples of these.
-constexpr int kTileWidth = 128;
-constexpr int kTileHeight = 64;
+constexpr int kTileWidth = 32;
+constexpr int kTileHeight = 32;
 
 /// The cost of drawing a picture in parts, as a multiple of the cost of drawing it whole.
 constexpr double kCostOfParts = 1.3;

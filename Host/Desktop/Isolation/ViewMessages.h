@@ -60,7 +60,7 @@ struct ViewReport {
         Moved,    ///< once at most, before Confined: the process `petals` goes on with the view
     };
 
-    static constexpr std::uint32_t kMaxRects = 32;
+    static constexpr std::uint32_t kMaxRects = 512;
     static constexpr std::uint32_t kMaxText = 1024;
 
     Kind kind = Kind::Answer;

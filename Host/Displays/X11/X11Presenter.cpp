@@ -10,7 +10,7 @@ namespace Lumivera {
 namespace {
 
 /// With more rectangles than this, presenting the one around them all is cheaper.
-constexpr std::size_t kMaxRects = 128;
+constexpr std::size_t kMaxRects = 512;
 
 constexpr std::size_t kBandBytes = 256 * 1024;
 

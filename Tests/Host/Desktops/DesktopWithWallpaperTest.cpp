@@ -82,6 +82,9 @@ TEST_P(RealDesktopTest, HearsAClickBesideTheIconsButNoneOnWindows) {
     const ScreenRect area = screen().workArea();
     const auto window = openWindow({area.x + 200, area.y + 150, 300, 200});
     screen().click(screen().rectOf(window).middle());
+    // The click has happened when the server answers, and the host has seen it when that answers.
+    EXPECT_TRUE(screen().isShown(window));
+    EXPECT_EQ(taps(), before);
     screen().closeWindow(window);
     EXPECT_TRUE(eventually([&] { return !screen().isShown(window); }));
     screen().click(desktop().emptyPlace());
