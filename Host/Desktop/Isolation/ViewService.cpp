@@ -7,6 +7,7 @@
 #include "Platform/Foundation/NSThread.h"
 
 #include <charconv>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
