@@ -1,0 +1,233 @@
+#include "Host/Desktop/Isolation/ConfinedProcess.h"
+
+#include "Host/Support/HostError.h"
+#include "Host/Support/Processes.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr int kTheirSocket = 3;
+constexpr off_t kComplaintBytes = 4096;
+constexpr int kPatienceForEnd = 500; // milliseconds
+constexpr std::uint64_t kMaxTableKilobytes = 24 * 1024;
+constexpr std::streamsize kLongestLine = 4096;
+
+std::string programPath() {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return program.parent_path().parent_path() / "libexec/lumivera/lumivera-view";
+}
+
+/// The variables that a view gets: language, time zone and the options of sanitizers.
+std::vector<std::string> environmentForViews() {
+    std::vector<std::string> variables = ownEnvironment();
+    std::erase_if(variables, [](const std::string &variable) {
+        const std::string name = variable.substr(0, variable.find('='));
+        return name != "LANG" && name != "TZ" && !name.starts_with("LC_") &&
+               !name.ends_with("SAN_OPTIONS");
+    });
+    return variables;
+}
+
+/// A memory file for what the view prints. It cannot grow, so nobody has to read it in time; output
+/// that does not fit is lost.
+int makeComplaints() {
+    const int descriptor = memfd_create("complaints", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (descriptor >= 0 && ftruncate(descriptor, kComplaintBytes) == 0) {
+        fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);
+    }
+    return descriptor;
+}
+
+/// Children that a device or a file system keeps from ending, and groups of children, as negative
+/// numbers.
+std::vector<pid_t> &late() {
+    static std::vector<pid_t> processes;
+    return processes;
+}
+
+/// The status of a child that ends about now, as waitpid() gives it. Nothing when it does not; then
+/// a later call waits for it.
+std::optional<int> waitFor(pid_t process) {
+    if (process <= 0) {
+        return std::nullopt;
+    }
+    std::erase_if(late(), [](pid_t one) { return waitpid(one, nullptr, WNOHANG) != 0; });
+    const int watched = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
+    pollfd end{watched, POLLIN, 0};
+    if (watched >= 0) {
+        while (poll(&end, 1, kPatienceForEnd) < 0 && errno == EINTR) {
+        }
+        close(watched);
+    }
+    int status = 0;
+    if (waitpid(process, &status, WNOHANG) == process) {
+        return status;
+    }
+    late().push_back(process);
+    return std::nullopt;
+}
+
+} // namespace
+
+ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
+                                 const std::vector<std::string> &options)
+    : ConfinedProcess(watch, start, options, PacketSocket::makePair()) {}
+
+/// Both ends are closed when this fails; the program's end in any case.
+ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
+                                 const std::vector<std::string> &options,
+                                 std::pair<PacketSocket, PacketSocket> ends)
+    : _watch(watch), _protectionRefused(start.protectionRefused), _says(start.says),
+      _confined(start.confined), _connection(std::move(ends.first)) {
+    const std::string program = programPath();
+    std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), start.bundle};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    if (start.isTrusted) {
+        arguments.emplace_back("--trust");
+    }
+    if (start.walls != Sandbox::kAllWalls) {
+        arguments.push_back("--walls=" + std::to_string(start.walls));
+    }
+    _complaints = makeComplaints();
+    _process = spawnProgram(arguments, {-1, _complaints, _complaints, ends.second.descriptor()},
+                            environmentForViews());
+    if (_process < 0) {
+        close(_complaints);
+        throw HostError(program, std::string("cannot be run: ") + std::strerror(-_process),
+                        "reinstall the program");
+    }
+}
+
+ConfinedProcess::~ConfinedProcess() {
+    end();
+    close(_complaints);
+}
+
+double ConfinedProcess::cpuTime() const {
+    clockid_t clock;
+    timespec time{};
+    if (clock_getcpuclockid(_process, &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        return 0;
+    }
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+/// Nothing of the bundle runs before Confined, so the process is who it says. That it is our child
+/// is made sure of all the same, because we shall send it signals.
+bool ConfinedProcess::takeMove(const ViewReport &report) {
+    const auto process = static_cast<pid_t>(report.petals);
+    siginfo_t state{};
+    if (!std::exchange(_isMoveDue, false) || !_isConfinementDue || process <= 0 ||
+        waitid(P_PID, static_cast<id_t>(process), &state, WEXITED | WNOHANG | WNOWAIT) != 0) {
+        return false;
+    }
+    _starter = std::exchange(_process, process);
+    return true;
+}
+
+bool ConfinedProcess::takeConfinement(const ViewReport &report, int listener) {
+    if (!std::exchange(_isConfinementDue, false)) {
+        close(listener);
+        return false;
+    }
+    waitFor(std::exchange(_starter, -1));
+    tellRefusals(listener);
+    const std::vector<std::string> &names = Sandbox::protectionNames();
+    for (std::size_t i = 0; i < names.size() && _protectionRefused; ++i) {
+        if ((report.index >> i & 1) != 0) {
+            _protectionRefused(names[i]);
+        }
+    }
+    if (_confined) {
+        _confined(_process);
+    }
+    return true;
+}
+
+void ConfinedProcess::tellRefusals(int listener) {
+    if (listener >= 0) {
+        _refusedCalls.emplace(_watch, listener, [this](const std::string &name) {
+            if (_says) {
+                _says("makes the system call " + name + ", which is refused");
+            }
+        });
+    }
+}
+
+/// What the process takes of the kernel; empty when that is not too much. The limit of its address
+/// space does not count the tables that map its pages.
+std::string ConfinedProcess::complaintAboutKernel() const {
+    std::ifstream status("/proc/" + std::to_string(_process) + "/status");
+    for (std::string key; status >> key; status.ignore(kLongestLine, '\n')) {
+        std::uint64_t amount = 0;
+        if (key == "VmPTE:" && status >> amount && amount > kMaxTableKilobytes) {
+            return "maps memory too widely";
+        }
+        if (key == "Threads:") {
+            return status >> amount && amount >= kMaxViewThreads ? "has too many threads" : "";
+        }
+    }
+    return "";
+}
+
+/// Kills the processes if they still run. Returns how the view's ended, in words.
+std::string ConfinedProcess::end() {
+    if (_process <= 0) {
+        return {};
+    }
+    _refusedCalls.reset();
+    for (const int process : {_starter, _process}) {
+        if (process > 0) {
+            kill(process, SIGKILL);
+        }
+    }
+    if (_isConfinementDue) {
+        // It may just have begun another process of its group, which ends without it.
+        late().push_back(-_process);
+    }
+    waitFor(std::exchange(_starter, -1));
+    const std::optional<int> ending = waitFor(std::exchange(_process, -1));
+    if (!ending) {
+        return "was killed, but does not end";
+    }
+    const int status = *ending;
+    if (WIFEXITED(status)) {
+        return "has exited with status " + std::to_string(WEXITSTATUS(status)) + lastWords();
+    }
+    const int signal = WTERMSIG(status);
+    if (signal == SIGKILL) {
+        return "was killed or has broken off its connection" + lastWords();
+    }
+    return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + lastWords();
+}
+
+/// The last line of the kept output.
+std::string ConfinedProcess::lastWords() const {
+    char text[kComplaintBytes];
+    const ssize_t count = pread(_complaints, text, sizeof text, 0);
+    std::string_view words(text,
+                           strnlen(text, static_cast<std::size_t>(std::max<ssize_t>(count, 0))));
+    words = words.substr(0, words.find_last_not_of('\n') + 1);
+    words = words.substr(words.find_last_of('\n') + 1);
+    return words.empty() ? "" : ": " + inOneLine(words);
+}
+
+} // namespace Lumivera
