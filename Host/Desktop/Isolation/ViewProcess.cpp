@@ -195,6 +195,9 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes, int &attache
                 _pictureDeadline != Clock::kNever);
         return false;
     }
+    case ViewReport::Kind::Trace:
+    case ViewReport::Kind::Frame:
+        break;
     }
     return refuse();
 }
