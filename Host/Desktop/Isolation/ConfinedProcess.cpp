@@ -2,6 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
+#include "Platform/Foundation/NSLog.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -87,6 +88,11 @@ std::optional<int> waitFor(pid_t process) {
 
 } // namespace
 
+std::string textOf(const ViewReport &report, std::size_t bytes) {
+    const std::size_t start = offsetof(ViewReport, text);
+    return inOneLine({report.text, strnlen(report.text, bytes < start ? 0 : bytes - start)});
+}
+
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
                                  const std::vector<std::string> &options)
     : ConfinedProcess(watch, start, options, PacketSocket::makePair()) {}
@@ -95,8 +101,8 @@ ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
                                  const std::vector<std::string> &options,
                                  std::pair<PacketSocket, PacketSocket> ends)
-    : _watch(watch), _protectionRefused(start.protectionRefused), _says(start.says),
-      _confined(start.confined), _connection(std::move(ends.first)) {
+    : _watch(watch), _bundle(start.bundle), _protectionRefused(start.protectionRefused),
+      _says(start.says), _confined(start.confined), _connection(std::move(ends.first)) {
     const std::string program = programPath();
     std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), start.bundle};
     arguments.insert(arguments.end(), options.begin(), options.end());
@@ -170,6 +176,15 @@ void ConfinedProcess::tellRefusals(int listener) {
             }
         });
     }
+}
+
+bool ConfinedProcess::takeLog(const ViewReport &report, std::size_t bytes) {
+    if (_logLines == kMaxLogLines) {
+        return false;
+    }
+    ++_logLines;
+    NSLog(_bundle + ": " + textOf(report, bytes));
+    return true;
 }
 
 /// What the process takes of the kernel; empty when that is not too much. The limit of its address

@@ -6,6 +6,7 @@
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Support/DescriptorWaiter.h"
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -13,6 +14,9 @@
 #include <vector>
 
 namespace Lumivera {
+
+/// The text of a report in one line. `bytes` is the packet's size.
+std::string textOf(const ViewReport &report, std::size_t bytes);
 
 /// A process of the program lumivera-view, which confines itself before it runs a bundle's code,
 /// and the connection to it. The destructor kills it. Main thread.
@@ -54,7 +58,9 @@ class ConfinedProcess final {
     /// The processor time that the process has used, in seconds.
     double cpuTime() const;
 
-    /// Take the reports of these kinds; false when the process may not send them any more.
+    /// Take the reports of these kinds, a log line into the host's own log; false when the process
+    /// may not send them any more.
+    bool takeLog(const ViewReport &report, std::size_t bytes);
     bool takeMove(const ViewReport &report);
     bool takeConfinement(const ViewReport &report, int listener);
 
@@ -72,6 +78,7 @@ class ConfinedProcess final {
     std::string lastWords() const;
 
     DescriptorWatch &_watch;
+    const std::string _bundle;
     const std::function<void(const std::string &name)> _protectionRefused;
     const std::function<void(const std::string &line)> _says;
     const std::function<void(int process)> _confined;
@@ -82,6 +89,7 @@ class ConfinedProcess final {
     int _process = -1;
     int _starter = -1;
     int _complaints = -1;
+    unsigned _logLines = 0;
     bool _isMoveDue = true;
     bool _isConfinementDue = true;
 };

@@ -4,6 +4,7 @@
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <filesystem>
@@ -36,9 +37,21 @@ struct WaiterInUse {
 
 } // namespace
 
+/// What the bundle's own description asks for does not count: that is the stranger's word.
+NSTimeInterval RenderingProcess::patienceFor(const Start &start) {
+    NSUInteger petals = start.settings.petals.value_or(0);
+    for (const ScriptEvent &event : start.script.events()) {
+        if (event.kind == ScriptEvent::Kind::SakuraCount) {
+            petals = std::max(petals, static_cast<NSUInteger>(event.numbers[0]));
+        }
+    }
+    return kPatience * static_cast<double>(1 + petals / kPetalsPerPatience);
+}
+
 RenderingProcess::RenderingProcess(const Start &start)
     : _bundle(start.bundle), _scriptName(start.script.fileName()),
-      _firstPicture(start.firstPicture), _isTraced(start.isTraced), _timeFactor(start.timeFactor),
+      _firstPicture(start.firstPicture), _isTraced(start.isTraced), _patience(patienceFor(start)),
+      _timeFactor(start.timeFactor),
       _memory(static_cast<unsigned>(start.settings.pixelWidth()),
               static_cast<unsigned>(start.settings.pixelHeight()), buffersFor(start)),
       _process(_waiter, start, {"--render"}), _check([this] { check(); }) {
@@ -151,8 +164,10 @@ bool RenderingProcess::take(const ViewReport &report, std::size_t bytes, int &at
     case ViewReport::Kind::Frame:
         return takeFrame();
     case ViewReport::Kind::Failure:
-        fail({report.text, strnlen(report.text, bytes - offsetof(ViewReport, text))});
+        fail(textOf(report, bytes));
         return true;
+    case ViewReport::Kind::Log:
+        return _process.takeLog(report, bytes);
     default:
         return false;
     }
@@ -182,8 +197,9 @@ void RenderingProcess::check() {
     _idleChecks = seconds - _lastSeconds < kNothing ? _idleChecks + 1 : 0;
     _lastSeconds = seconds;
     std::string complaint = _process.complaintAboutKernel();
-    if ((seconds - _secondsBefore) * _timeFactor >= kPatience) {
-        complaint = "has not finished a frame within 60 s of processor time";
+    if ((seconds - _secondsBefore) * _timeFactor >= _patience) {
+        complaint = "has not finished a frame within " + std::to_string(std::lround(_patience)) +
+                    " s of processor time";
     } else if (_idleChecks * kBetweenChecks * _timeFactor >= kPatience) {
         complaint = "has not gone on with a frame for 60 s";
     }

@@ -20,10 +20,13 @@ namespace Lumivera {
 /// Uses the main run loop, which must have no other waiter. Main thread.
 class RenderingProcess final : private DescriptorSource {
   public:
-    /// The processor time that a frame may take, in seconds. Such time, unlike that of a clock, is
-    /// about the same on a busy machine; the largest frames take a few seconds. A process that uses
-    /// none at all is waited for as long by the clock.
+    /// The processor time that a frame may take, in seconds, and the time by the clock for which a
+    /// process that takes none is waited for. Processor time is about the same on a busy machine.
+    /// Frames of usual wallpapers take well below a second, the largest pictures a few; each
+    /// kPetalsPerPatience petals that are asked for add as much again, because a crowd of petals
+    /// takes minutes to draw.
     static constexpr NSTimeInterval kPatience = 60;
+    static constexpr NSUInteger kPetalsPerPatience = 10'000;
 
     struct Start : ConfinedProcess::Start {
         WallpaperSettings settings;
@@ -39,6 +42,9 @@ class RenderingProcess final : private DescriptorSource {
         /// Tests judge more time than was taken.
         double timeFactor = 1;
     };
+
+    /// The processor time that a frame of this rendering may take, in seconds.
+    static NSTimeInterval patienceFor(const Start &start);
 
     /// Throws a HostError when there can be no process.
     explicit RenderingProcess(const Start &start);
@@ -78,6 +84,7 @@ class RenderingProcess final : private DescriptorSource {
     const std::string _scriptName;
     const NSUInteger _firstPicture;
     const bool _isTraced;
+    const NSTimeInterval _patience;
     const double _timeFactor;
     SharedBuffers _memory;
     DescriptorWaiter _waiter;

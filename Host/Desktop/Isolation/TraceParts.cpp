@@ -29,7 +29,8 @@ void sendTrace(const PacketSocket &host, std::string_view line) {
 }
 
 bool TraceParts::take(const ViewReport &report, std::size_t bytes) {
-    if (bytes != offsetof(ViewReport, text) + report.count ||
+    if (report.count == 0 || report.count > sizeof report.text ||
+        bytes != offsetof(ViewReport, text) + report.count ||
         _line.size() + report.count > kMaxBytes ||
         std::any_of(report.text, report.text + report.count, isControl)) {
         return false;

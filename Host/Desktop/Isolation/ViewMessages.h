@@ -14,6 +14,9 @@ namespace Lumivera {
 /// The most threads of a view; the host takes as many for an attack.
 inline constexpr unsigned kMaxViewThreads = 256;
 
+/// The most log lines of a process; it keeps later ones to itself.
+inline constexpr unsigned kMaxLogLines = 1000;
+
 /// The address space that a view may take, in bytes: three times what one of the largest screens
 /// takes. `pictureBytes` is the size of the memory that it shares with the host.
 constexpr std::uint64_t maxViewBytes(std::uint64_t width, std::uint64_t height,
@@ -85,6 +88,7 @@ struct ViewReport {
         Failure,  ///< the view cannot be made; `text` says why, and the process ends
         Moved,    ///< once at most, before Confined: the process `petals` goes on with the view
         Trace,    ///< `count` bytes of `text`, the next part of a line of the trace
+        Log,      ///< a line of the wallpaper's log, `text`; kMaxLogLines at most
         Frame,    ///< the frame is rendered, after its Picture and its Trace
     };
 

@@ -172,6 +172,10 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes, int &attache
     if (bytes < offsetof(ViewReport, rects)) {
         return refuse();
     }
+    if (report.kind == ViewReport::Kind::Log) {
+        // Any thread may log, so this is no sign of life of the view.
+        return _process.takeLog(report, bytes) || refuse();
+    }
     _lastSign = Clock::current().now();
     switch (report.kind) {
     case ViewReport::Kind::Picture:
@@ -189,12 +193,10 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes, int &attache
         return _process.takeConfinement(report, std::exchange(attached, -1)) || refuse();
     case ViewReport::Kind::Moved:
         return _process.takeMove(report) || refuse();
-    case ViewReport::Kind::Failure: {
-        const std::size_t room = bytes - offsetof(ViewReport, text);
-        endWith(inOneLine({report.text, strnlen(report.text, room)}),
-                _pictureDeadline != Clock::kNever);
+    case ViewReport::Kind::Failure:
+        endWith(textOf(report, bytes), _pictureDeadline != Clock::kNever);
         return false;
-    }
+    case ViewReport::Kind::Log:
     case ViewReport::Kind::Trace:
     case ViewReport::Kind::Frame:
         break;

@@ -4,6 +4,7 @@
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewService.h"
 #include "Host/Wallpapers/BundleFolder.h"
+#include "Platform/Foundation/NSLog.h"
 
 #include <charconv>
 #include <csignal>
@@ -53,11 +54,12 @@ void enterSandbox(const PacketSocket &host, const std::string &bundle, std::uint
     }
 }
 
-void reportFailure(const PacketSocket &host, const char *text) {
+void reportText(const PacketSocket &host, ViewReport::Kind kind, std::string_view text,
+                PacketSocket::Wait wait) {
     ViewReport report;
-    report.kind = ViewReport::Kind::Failure;
-    std::snprintf(report.text, sizeof report.text, "%s", text);
-    host.send(&report, sizeof report, PacketSocket::Wait::Yes);
+    report.kind = kind;
+    const std::size_t count = text.copy(report.text, sizeof report.text - 1);
+    host.send(&report, offsetof(ViewReport, text) + count + 1, wait);
 }
 
 /// The arguments: SOCKET BUNDLE, and options that only the host gives.
@@ -113,7 +115,9 @@ void serve(const PacketSocket &host, const Arguments &given) {
 
 void endWithFailure(const PacketSocket &host, const std::exception &error) {
     const bool isMemory = dynamic_cast<const std::bad_alloc *>(&error) != nullptr;
-    reportFailure(host, isMemory ? "takes more memory than a wallpaper may have" : error.what());
+    reportText(host, ViewReport::Kind::Failure,
+               isMemory ? "takes more memory than a wallpaper may have" : error.what(),
+               PacketSocket::Wait::Yes);
     std::_Exit(1);
 }
 
@@ -127,6 +131,13 @@ int runViewProgram(int argumentCount, const char *const *arguments) {
     // The host may have inherited descriptors that are not meant for a wallpaper.
     close_range(static_cast<unsigned>(given.socket) + 1, ~0U, 0);
     const PacketSocket host(given.socket);
+    // The system's log is out of reach here. A line that finds no room is lost.
+    NSLogSetSink([&host, lines = 0U](std::string_view line) mutable {
+        if (lines < kMaxLogLines) {
+            ++lines;
+            reportText(host, ViewReport::Kind::Log, line, PacketSocket::Wait::No);
+        }
+    });
     try {
         serve(host, given);
     } catch (const std::exception &error) {
