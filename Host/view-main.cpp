@@ -1,4 +1,4 @@
-#include "Host/Desktop/Isolation/ViewService.h"
+#include "Host/Desktop/Isolation/ViewProgram.h"
 
 #ifdef __SANITIZE_ADDRESS__
 /// The leak check at exit needs system calls that the sandbox refuses.

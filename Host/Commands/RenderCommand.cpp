@@ -1,13 +1,17 @@
 #include "Host/Commands/Command.h"
 
 #include "Host/Commands/SettingsOptions.h"
+#include "Host/Desktop/Isolation/RenderingProcess.h"
 #include "Host/Playing/TraceWriter.h"
 #include "Host/Rendering/FrameSink.h"
 #include "Host/Rendering/RenderingSession.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -35,9 +39,12 @@ class RenderCommand final : public Command {
 
   private:
     NSUInteger frameCount() const;
+    NSUInteger firstPicture() const;
     RenderingSession::Options sessionOptions() const;
-    static void renderFrame(NSUInteger frame, RenderingSession &session, FrameSink *sink,
-                            TraceWriter *trace);
+    void renderApart();
+    void renderHere();
+    void write(const RenderingRun &run, const PictureSize &size,
+               const std::function<void(NSUInteger, FrameSink *, TraceWriter *)> &writeFrame);
     const std::string &subject() const;
 
     std::string _bundle;
@@ -48,6 +55,7 @@ class RenderCommand final : public Command {
     std::optional<unsigned> _seed;
     std::optional<NSUInteger> _frames;
     std::optional<double> _seconds;
+    bool _isUnprotected = false;
 };
 
 void RenderCommand::declare(CLI::App &parent) {
@@ -68,6 +76,8 @@ void RenderCommand::declare(CLI::App &parent) {
         ->type_name("FILE");
     _app->add_option("--trace", _trace, "Writes every petal's position, a line of JSON a frame")
         ->type_name("FILE");
+    _app->add_flag("--unprotected", _isUnprotected,
+                   "Runs the bundle's code in this very process, for debuggers");
 }
 
 void RenderCommand::run() {
@@ -77,21 +87,77 @@ void RenderCommand::run() {
     if (!_output.empty()) {
         FrameSink::checkPath(_output);
     }
+    if (_isUnprotected) {
+        renderHere();
+    } else {
+        renderApart();
+    }
+}
+
+void RenderCommand::renderApart() {
+    RenderingSession::Options options = sessionOptions();
+    const RenderingRun run(subject());
+    RenderingProcess::Start start;
+    start.bundle = Places::requireBundle(_bundle);
+    start.isTrusted = true;
+    start.protectionRefused = [](const std::string &name) {
+        printError("protection from wallpapers: " + name +
+                   ": does not hold, although the kernel has it");
+    };
+    start.says = [&start](const std::string &line) { printError(start.bundle + " " + line); };
+    start.settings = options.settings;
+    start.seed = options.seed;
+    start.script = std::move(options.script);
+    start.frameCount = frameCount();
+    start.firstPicture = firstPicture();
+    start.isTraced = !_trace.empty();
+    RenderingProcess process(start);
+    const RenderingProcess::Frame *next = process.nextFrame();
+    write(run, start.settings, [&](NSUInteger frame, FrameSink *sink, TraceWriter *trace) {
+        if (frame > 0) {
+            next = process.nextFrame();
+        }
+        if (next && sink && sink->wantsFrame(frame)) {
+            sink->writeFrame(frame, next->pixels);
+        }
+        if (next && trace) {
+            trace->writeLine(next->trace);
+        }
+    });
+}
+
+void RenderCommand::renderHere() {
     const RenderingSession::Options options = sessionOptions();
     const RenderingRun run(subject());
     RenderingSession session(Places::requireBundle(_bundle), options);
+    write(run, options.settings, [&](NSUInteger frame, FrameSink *sink, TraceWriter *trace) {
+        if (frame > 0) {
+            session.nextFrame();
+        }
+        if (sink && sink->wantsFrame(frame)) {
+            sink->writeFrame(frame, session.composite());
+        }
+        if (trace) {
+            trace->writeFrame(frame, session.time(), session.view());
+        }
+    });
+}
+
+/// Writes all frames. Called when the wallpaper has shown its first frame, so that one which cannot
+/// be shown leaves all files as they are.
+void RenderCommand::write(
+    const RenderingRun &run, const PictureSize &size,
+    const std::function<void(NSUInteger, FrameSink *, TraceWriter *)> &writeFrame) {
     std::unique_ptr<FrameSink> sink;
     if (!_output.empty()) {
-        sink = FrameSink::forPath(_output,
-                                  {session.pixelWidth(), session.pixelHeight(), frameCount()});
+        sink = FrameSink::forPath(_output, {size.pixelWidth(), size.pixelHeight(), frameCount()});
     }
     std::unique_ptr<TraceWriter> trace;
     if (!_trace.empty()) {
         trace = std::make_unique<TraceWriter>(_trace, TraceWriter::Mode::Whole);
     }
-    run.renderFrames(frameCount(), [&](NSUInteger frame) {
-        renderFrame(frame, session, sink.get(), trace.get());
-    });
+    run.renderFrames(frameCount(),
+                     [&](NSUInteger frame) { writeFrame(frame, sink.get(), trace.get()); });
     if (trace) {
         trace->flush(); // reports a full disk before any file gets its name
     }
@@ -107,6 +173,14 @@ NSUInteger RenderCommand::frameCount() const {
     return _frames ? *_frames : framesIn(_seconds.value_or(kDefaultSeconds));
 }
 
+/// The first frame whose picture is written; as many as there are frames for none.
+NSUInteger RenderCommand::firstPicture() const {
+    if (_output.empty()) {
+        return frameCount();
+    }
+    return FrameSink::isOnePicture(_output) ? frameCount() - 1 : 0;
+}
+
 RenderingSession::Options RenderCommand::sessionOptions() const {
     RenderingSession::Options options;
     options.settings = _settings.settings();
@@ -115,19 +189,6 @@ RenderingSession::Options RenderCommand::sessionOptions() const {
         options.script = Script::readFile(_script);
     }
     return options;
-}
-
-void RenderCommand::renderFrame(NSUInteger frame, RenderingSession &session, FrameSink *sink,
-                                TraceWriter *trace) {
-    if (frame > 0) {
-        session.nextFrame();
-    }
-    if (sink && sink->wantsFrame(frame)) {
-        sink->writeFrame(frame, session.composite());
-    }
-    if (trace) {
-        trace->writeFrame(frame, session.time(), session.view());
-    }
 }
 
 const std::string &RenderCommand::subject() const { return _output.empty() ? _trace : _output; }

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <string>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,6 +19,24 @@ namespace {
                     "close other programs, or choose a smaller mode for the screen");
 }
 
+/// Gives the memory its size. The kernel counts it as a file, but whoever limits the sizes of files
+/// means those on a disk.
+bool resize(int descriptor, std::size_t bytes) {
+    rlimit usual{};
+    const bool isKnown = getrlimit(RLIMIT_FSIZE, &usual) == 0;
+    const rlimit raised{usual.rlim_max, usual.rlim_max};
+    if (isKnown) {
+        setrlimit(RLIMIT_FSIZE, &raised);
+    }
+    const bool hasSize = ftruncate(descriptor, static_cast<off_t>(bytes)) == 0;
+    const int error = errno;
+    if (isKnown) {
+        setrlimit(RLIMIT_FSIZE, &usual);
+    }
+    errno = error;
+    return hasSize;
+}
+
 } // namespace
 
 /// Without the seals, the process that draws could shrink the memory, and reading it would crash
@@ -25,7 +44,7 @@ namespace {
 SharedBuffers::SharedBuffers(unsigned width, unsigned height, unsigned count)
     : _width(width), _height(height), _count(count),
       _descriptor(memfd_create("lumivera", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
-    if (_descriptor < 0 || ftruncate(_descriptor, static_cast<off_t>(bytes())) != 0 ||
+    if (_descriptor < 0 || !resize(_descriptor, bytes()) ||
         fcntl(_descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0) {
         const int error = errno;
         close(_descriptor);

@@ -42,8 +42,12 @@ std::string freePath() {
 const std::vector<std::uint32_t> &OffscreenPicture::composite(CALayer &root) {
     const unsigned age = _pixels.empty() ? 0 : 1;
     _pixels.resize(width() * height());
-    _compositor.composite(root, {_pixels.data(), width(), height(), width(), age}, _size.density);
+    composite(root, _pixels.data(), age);
     return _pixels;
+}
+
+void OffscreenPicture::composite(CALayer &root, std::uint32_t *pixels, unsigned age) {
+    _compositor.composite(root, {pixels, width(), height(), width(), age}, _size.density);
 }
 
 std::string takeScreenshot(CALayer &root, const PictureSize &size) {

@@ -23,6 +23,9 @@ class OffscreenPicture {
     /// Draws the tree as it is now: 0xFFRRGGBB, rows from the top; valid until the next call.
     const std::vector<std::uint32_t> &composite(CALayer &root);
 
+    /// Draws it into other memory of the same size. For `age` see CompositorTarget.
+    void composite(CALayer &root, std::uint32_t *pixels, unsigned age);
+
   private:
     const PictureSize _size;
     SoftwareCompositor _compositor;

@@ -3,8 +3,10 @@
 #include "Platform/Foundation/NSTypes.h"
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 class DeskTopView;
@@ -13,7 +15,7 @@ namespace Lumivera {
 
 /// One change of a wallpaper or input to it, before a frame.
 struct ScriptEvent {
-    enum class Kind {
+    enum class Kind : std::uint64_t {
         Tap,
         Gesture,
         SakuraCount,
@@ -45,6 +47,10 @@ struct ScriptEvent {
 class Script {
   public:
     Script() = default;
+
+    /// Events that are in order already.
+    Script(std::vector<ScriptEvent> events, std::string fileName)
+        : _events(std::move(events)), _fileName(std::move(fileName)) {}
 
     /// Throws a HostError that names `fileName` and the event when the text is no script.
     static Script parse(std::string_view text, const std::string &fileName);

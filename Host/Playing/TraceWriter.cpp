@@ -74,7 +74,12 @@ TraceWriter::TraceWriter(const std::string &path, Mode mode)
 TraceWriter::~TraceWriter() = default;
 
 void TraceWriter::writeFrame(NSUInteger frame, NSTimeInterval time, const DeskTopView &view) {
-    _file.write(line(frame, time, view) + "\n");
+    writeLine(line(frame, time, view));
+}
+
+void TraceWriter::writeLine(std::string_view line) {
+    _file.write(line);
+    _file.write("\n");
     if (_mode == Mode::Live) {
         _file.flush();
     }

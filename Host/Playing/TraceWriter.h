@@ -4,6 +4,7 @@
 #include "Platform/Foundation/NSTypes.h"
 
 #include <string>
+#include <string_view>
 
 class DeskTopView;
 
@@ -25,6 +26,10 @@ class TraceWriter {
 
     /// `time` in seconds of the media clock.
     void writeFrame(NSUInteger frame, NSTimeInterval time, const DeskTopView &view);
+
+    /// Writes what line() has given.
+    void writeLine(std::string_view line);
+
     void flush();
     void finish();
 

@@ -4,6 +4,7 @@
 #include "Host/Rendering/PictureSinks.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
+#include "Platform/Foundation/NSRunLoop.h"
 
 #include <algorithm>
 #include <cmath>
@@ -63,7 +64,10 @@ void FrameSink::checkPath(const std::string &path) { kindOf(path); }
 bool FrameSink::isOnePicture(const std::string &path) { return kindOf(path) == Kind::Picture; }
 
 RenderingRun::RenderingRun(std::string subject)
-    : _subject(std::move(subject)), _signals([this] { _isInterrupted = true; }) {}
+    : _subject(std::move(subject)), _signals([this] {
+          _isInterrupted = true;
+          NSRunLoop::mainRunLoop().stop();
+      }) {}
 
 void RenderingRun::renderFrames(NSUInteger count,
                                 const std::function<void(NSUInteger frame)> &render) const {

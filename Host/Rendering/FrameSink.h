@@ -58,7 +58,8 @@ class RenderingRun {
     /// `subject` is the output file's name, for messages.
     explicit RenderingRun(std::string subject);
 
-    /// Calls `render` for every frame in order, from 0. Throws a HostError after a signal.
+    /// Calls `render` for every frame in order, from 0. A signal stops the main run loop; then this
+    /// throws a HostError.
     void renderFrames(NSUInteger count, const std::function<void(NSUInteger frame)> &render) const;
 
   private:

@@ -15,10 +15,10 @@ constexpr NSTimeInterval kPatience = 10;
 
 } // namespace
 
-RenderingSession::RenderingSession(const std::string &bundlePath, Options options)
+RenderingSession::RenderingSession(BundleFolder folder, Options options)
     : _options(std::move(options)),
       _simulatedTime({{0, 0}, _options.settings.size}, _options.settings.density),
-      _bundle(bundlePath), _root(UIView::initWithFrame({{0, 0}, _options.settings.size})),
+      _bundle(std::move(folder)), _root(UIView::initWithFrame({{0, 0}, _options.settings.size})),
       _view(_bundle.makeView()), _picture(_options.settings) {
     _options.settings.applyTo(*_view);
     _root->addSubview(_view.get());

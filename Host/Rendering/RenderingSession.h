@@ -27,7 +27,10 @@ class RenderingSession {
 
     /// Loads the bundle's view and shows its first frame. Throws HostErrors. A view that does not
     /// animate within 10 s counts as a still picture.
-    RenderingSession(const std::string &bundlePath, Options options);
+    RenderingSession(BundleFolder folder, Options options);
+    RenderingSession(const std::string &bundlePath, Options options)
+        : RenderingSession(BundleFolder(bundlePath, BundleFolder::Trust::Anybody),
+                           std::move(options)) {}
     ~RenderingSession();
 
     RenderingSession(const RenderingSession &) = delete;
@@ -47,6 +50,12 @@ class RenderingSession {
 
     /// The frame's pixels, 0xFFRRGGBB, rows from the top; valid until the next call.
     const std::vector<std::uint32_t> &composite() { return _picture.composite(*_root->layer()); }
+
+    /// The same into other memory of that size. For `age` see CompositorTarget.
+    void composite(std::uint32_t *pixels, unsigned age) {
+        _picture.composite(*_root->layer(), pixels, age);
+    }
+
     std::size_t pixelWidth() const { return _picture.width(); }
     std::size_t pixelHeight() const { return _picture.height(); }
 

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/PacketSocket.h"
+#include "Host/Desktop/Isolation/ConfinedProcess.h"
 #include "Host/Desktop/Isolation/ProcessorUse.h"
-#include "Host/Desktop/Isolation/RefusedCalls.h"
 #include "Host/Desktop/Isolation/RemoteView.h"
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
@@ -14,7 +13,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 
 namespace Lumivera {
 
@@ -45,6 +43,10 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
 
         /// Tests judge more processor time than was taken, to find little too much.
         double timeFactor = 1;
+
+        ConfinedProcess::Start process() const {
+            return {bundle, isTrusted, protectionRefused, says, confined, walls};
+        }
     };
 
     /// Throws a HostError when there can be no process. Watch and listener are not owned.
@@ -61,22 +63,16 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     void scrollBy(CGFloat distance) override;
     void finishScrolling() override;
     std::optional<std::uint64_t> petals() const override { return _petals; }
-    double cpuTime() const override;
+    double cpuTime() const override { return _process.cpuTime(); }
 
     /// The process's identifier.
-    int process() const { return _process; }
+    int process() const { return _process.process(); }
 
   private:
-    ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener,
-                std::pair<PacketSocket, PacketSocket> ends);
-    void begin(const Start &start, const PacketSocket &theirs);
-    int descriptor() const override { return _connection.descriptor(); }
+    int descriptor() const override { return _process.connection().descriptor(); }
     void serve() override;
     bool readReports();
     bool take(const ViewReport &report, std::size_t bytes, int &attached);
-    bool takeMove(const ViewReport &report);
-    bool takeConfinement(const ViewReport &report, int listener);
-    void tellRefusals(int listener);
     bool takePicture(const ViewReport &report, std::size_t bytes);
     bool takeAnswer();
     bool refuse();
@@ -89,32 +85,21 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     void checkLater();
     void check();
     std::string complaintAt(Clock::Nanoseconds now);
-    std::string complaintAboutKernel() const;
     bool takesTooMuchTime(Clock::Nanoseconds now);
     void giveWay();
     void say(const std::string &line) const;
     void endWith(const std::string &reason, bool isHopeless);
-    std::string endProcess();
-    void endUnheardMove();
-    std::string lastWords() const;
 
     DescriptorWatch &_watch;
     Listener &_listener;
     const std::shared_ptr<SharedBuffers> _memory;
-    const std::function<void(const std::string &name)> _protectionRefused;
     const std::function<void(const std::string &line)> _says;
-    const std::function<void(int process)> _confined;
     const double _timeFactor;
     DeferredCall _check;
-    PacketSocket _connection;
-    std::optional<RefusedCalls> _refusedCalls;
+    ConfinedProcess _process;
     ProcessorUse _processorUse;
     std::uint64_t _pictures = 0;
 
-    /// The process that runs the view, and the one that it was started in, until that has exited.
-    int _process = -1;
-    int _starter = -1;
-    int _complaints = -1;
     std::optional<std::uint64_t> _petals;
     std::vector<DeviceRect> _rects;
     Clock::Nanoseconds _lastSign = 0;
@@ -128,8 +113,6 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     std::vector<bool> _isWanted;
     unsigned _answersDue = 0;
     unsigned _petalsDue = 1;
-    bool _isMoveDue = true;
-    bool _isConfinementDue = true;
     bool _givesWay = false;
     bool _isRunning = true;
     bool _isStopped = false;

@@ -50,10 +50,4 @@ class ViewService final : private DescriptorSource {
     DeferredCall _beginWhenLoaded;
 };
 
-/// The program that a host runs for every view, `lumivera-view SOCKET BUNDLE [--trust]`: confines
-/// itself and serves the view of the bundle to the host at the other end of the socket. It ends
-/// with the host. `--walls=BITS` leaves out walls of the sandbox, for tests. Returns the exit
-/// status.
-int runViewProgram(int argumentCount, const char *const *arguments);
-
 } // namespace Lumivera

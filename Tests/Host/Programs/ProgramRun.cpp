@@ -43,7 +43,9 @@ void prepareChild(const ProgramRun::Options &options, int output, int errors) {
     dup2(errors, STDERR_FILENO);
     changeEnvironment(options.environment);
     if (options.largestFile) {
-        const rlimit limit{*options.largestFile, *options.largestFile};
+        rlimit limit{};
+        getrlimit(RLIMIT_FSIZE, &limit);
+        limit.rlim_cur = *options.largestFile;
         setrlimit(RLIMIT_FSIZE, &limit);
     }
     if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) {

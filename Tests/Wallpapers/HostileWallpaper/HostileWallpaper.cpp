@@ -28,7 +28,7 @@
 #include <vector>
 
 // Does what no wallpaper should, at the moment that its bundle's name says, such as
-// "crash-in-frame.bundle": in its entry point, while it loads, or in its hundredth frame.
+// "crash-in-frame.bundle": in its entry point, while it loads, or in its first or hundredth frame.
 
 namespace {
 
@@ -59,6 +59,12 @@ std::string bundleFolder;
     for (;;) {
         pieces.push_back(new char[kPiece]);
         std::memset(pieces.back(), 1, kPiece);
+    }
+}
+
+[[noreturn]] void waitForEver() {
+    for (;;) {
+        pause();
     }
 }
 
@@ -185,20 +191,12 @@ void scatter() {
 }
 
 void misbehave(const std::string &moment) {
-    static const std::map<std::string, void (*)()> deeds = {{"crash", crash},
-                                                            {"loop", loop},
-                                                            {"allocate", allocate},
-                                                            {"exit", leave},
-                                                            {"print", print},
-                                                            {"reach-out", reachOut},
-                                                            {"throw", raiseException},
-                                                            {"flood", flood},
-                                                            {"intrude", intrude},
-                                                            {"be-busy", beBusy},
-                                                            {"multiply", multiply},
-                                                            {"complain", complain},
-                                                            {"move", move},
-                                                            {"scatter", scatter}};
+    static const std::map<std::string, void (*)()> deeds = {
+        {"crash", crash},          {"loop", loop},        {"allocate", allocate},
+        {"exit", leave},           {"print", print},      {"reach-out", reachOut},
+        {"throw", raiseException}, {"wait", waitForEver}, {"flood", flood},
+        {"intrude", intrude},      {"be-busy", beBusy},   {"multiply", multiply},
+        {"complain", complain},    {"move", move},        {"scatter", scatter}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {
@@ -218,7 +216,9 @@ class HostileView final : public DeskTopView {
     }
 
     void doAnimating() override {
-        if (++_frame == kFrame) {
+        if (++_frame == 1) {
+            misbehave("first");
+        } else if (_frame == kFrame) {
             misbehave("frame");
         }
         const auto color = UIColor::colorWithRed_green_blue_alpha(1, _frame % 50 / 50.0, 0, 1);

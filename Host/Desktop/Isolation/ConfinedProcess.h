@@ -1,0 +1,98 @@
+#pragma once
+
+#include "Host/Desktop/Isolation/PacketSocket.h"
+#include "Host/Desktop/Isolation/RefusedCalls.h"
+#include "Host/Desktop/Isolation/Sandbox.h"
+#include "Host/Desktop/Isolation/ViewMessages.h"
+#include "Host/Support/DescriptorWaiter.h"
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Lumivera {
+
+/// The text of a report in one line. `bytes` is the packet's size.
+std::string textOf(const ViewReport &report, std::size_t bytes);
+
+/// A process of the program lumivera-view, which confines itself before it runs a bundle's code,
+/// and the connection to it. The destructor kills it. Main thread.
+class ConfinedProcess final {
+  public:
+    struct Start {
+        std::string bundle; ///< its path
+
+        /// Runs the bundle's library even if others can write it.
+        bool isTrusted = false;
+
+        /// Called with the name of each protection that the kernel offers but has refused.
+        std::function<void(const std::string &name)> protectionRefused = {};
+
+        /// Called with each line for the log about what the process does and may not, once.
+        std::function<void(const std::string &line)> says = {};
+
+        /// Called once with the process that runs the bundle's code, about when that begins.
+        std::function<void(int process)> confined = {};
+
+        /// Tests leave walls out.
+        unsigned walls = Sandbox::kAllWalls;
+    };
+
+    /// `options` go to the program. Throws a HostError when there can be no process. The watch is
+    /// not owned.
+    ConfinedProcess(DescriptorWatch &watch, const Start &start,
+                    const std::vector<std::string> &options = {});
+    ~ConfinedProcess();
+
+    ConfinedProcess(const ConfinedProcess &) = delete;
+    ConfinedProcess &operator=(const ConfinedProcess &) = delete;
+
+    const PacketSocket &connection() const { return _connection; }
+
+    /// The identifier of the process that runs the bundle's code; -1 when it has ended.
+    int process() const { return _process; }
+
+    /// The processor time that the process has used, in seconds.
+    double cpuTime() const;
+
+    /// Take the reports of these kinds, a log line into the host's own log; false when the process
+    /// may not send them any more.
+    bool takeLog(const ViewReport &report, std::size_t bytes);
+    bool takeMove(const ViewReport &report);
+    bool takeConfinement(const ViewReport &report, int listener);
+
+    /// What the process takes of the kernel, in words; empty when that is not too much.
+    std::string complaintAboutKernel() const;
+
+    /// Kills the process if it still runs. Returns how it ended, in words.
+    std::string end();
+
+  private:
+    ConfinedProcess(DescriptorWatch &watch, const Start &start,
+                    const std::vector<std::string> &options,
+                    std::pair<PacketSocket, PacketSocket> ends);
+    void tellRefusals(int listener);
+    void endUnheardMove();
+    std::string lastWords() const;
+
+    DescriptorWatch &_watch;
+    const std::string _bundle;
+    const std::function<void(const std::string &name)> _protectionRefused;
+    const std::function<void(const std::string &line)> _says;
+    const std::function<void(int process)> _confined;
+    const PacketSocket _connection;
+    std::optional<RefusedCalls> _refusedCalls;
+
+    /// The process that runs the code, and the one that it was started in, until that has exited.
+    int _process = -1;
+    int _starter = -1;
+    int _complaints = -1;
+    unsigned _logLines = 0;
+    bool _isMoveDue = true;
+    bool _isConfinementDue = true;
+};
+
+} // namespace Lumivera

@@ -1,0 +1,103 @@
+#include "Host/Desktop/Isolation/RenderingService.h"
+
+#include "Host/Desktop/Isolation/TraceParts.h"
+#include "Host/Desktop/Isolation/ViewProgram.h"
+#include "Host/Playing/TraceWriter.h"
+#include "Host/Support/HostError.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+
+namespace Lumivera {
+
+namespace {
+
+/// Receives a packet of that many bytes.
+void receive(const PacketSocket &host, void *bytes, std::size_t count) {
+    PacketSocket::Packet packet;
+    if (host.receive(bytes, count, PacketSocket::Wait::Yes, packet) !=
+            PacketSocket::Outcome::Received ||
+        packet.count != count) {
+        throw HostError("host", "has gone");
+    }
+}
+
+void report(const PacketSocket &host, ViewReport::Kind kind, std::uint32_t index = 0) {
+    ViewReport report;
+    report.kind = kind;
+    report.index = index;
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+}
+
+std::vector<ScriptEvent> receiveEvents(const PacketSocket &host, std::size_t count) {
+    std::vector<ScriptEvent> events(count);
+    for (std::size_t at = 0; at < count; at += RenderingOrder::kEventsPerPacket) {
+        const std::size_t part = std::min(RenderingOrder::kEventsPerPacket, count - at);
+        receive(host, events.data() + at, part * sizeof(ScriptEvent));
+    }
+    return events;
+}
+
+} // namespace
+
+RenderingService::RenderingService(const PacketSocket &host, ViewService::Start start)
+    : _host(host), _memory(std::move(start.memory)), _isFree(_memory->count(), true) {
+    receive(host, &_order, sizeof _order);
+    _options.settings = start.settings;
+    _options.settings.size = {static_cast<CGFloat>(_order.width),
+                              static_cast<CGFloat>(_order.height)};
+    _options.script = Script(receiveEvents(host, _order.eventCount), _order.scriptName);
+    if (_order.isSeeded) {
+        _options.seed = _order.seed;
+    }
+}
+
+void RenderingService::run(BundleFolder folder) {
+    RenderingSession session(std::move(folder), std::move(_options));
+    try {
+        for (std::uint64_t frame = 0; frame < _order.frameCount; ++frame) {
+            renderFrame(session, frame);
+        }
+    } catch (const std::exception &error) {
+        endWithFailure(_host, error);
+    }
+    // The host has all that it wants, and the wallpaper's threads may never end.
+    std::_Exit(0);
+}
+
+void RenderingService::renderFrame(RenderingSession &session, std::uint64_t frame) {
+    if (frame > 0) {
+        session.nextFrame();
+    }
+    if (frame >= _order.firstPicture) {
+        draw(session);
+    }
+    if (_order.isTraced) {
+        sendTrace(_host, TraceWriter::line(frame, session.time(), session.view()));
+    }
+    report(_host, ViewReport::Kind::Frame);
+}
+
+/// The buffers take turns, so that each was drawn into as many pictures ago as there are buffers.
+void RenderingService::draw(RenderingSession &session) {
+    const unsigned count = _memory->count();
+    const auto index = static_cast<std::uint32_t>(_pictureCount % count);
+    while (!_isFree[index]) {
+        waitForBuffer();
+    }
+    _isFree[index] = false;
+    session.composite(_memory->pixels(index), _pictureCount < count ? 0 : count);
+    ++_pictureCount;
+    report(_host, ViewReport::Kind::Picture, index);
+}
+
+void RenderingService::waitForBuffer() {
+    ViewOrder order;
+    receive(_host, &order, sizeof order);
+    if (order.kind == ViewOrder::Kind::Draw && order.index < _isFree.size()) {
+        _isFree[order.index] = true;
+    }
+}
+
+} // namespace Lumivera

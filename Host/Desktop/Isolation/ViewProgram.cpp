@@ -1,0 +1,149 @@
+#include "Host/Desktop/Isolation/ViewProgram.h"
+
+#include "Host/Desktop/Isolation/RenderingService.h"
+#include "Host/Desktop/Isolation/Sandbox.h"
+#include "Host/Desktop/Isolation/ViewService.h"
+#include "Host/Wallpapers/BundleFolder.h"
+#include "Platform/Foundation/NSLog.h"
+
+#include <charconv>
+#include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <malloc.h>
+#include <new>
+#include <string_view>
+#include <sys/prctl.h>
+#include <unistd.h>
+#include <vector>
+
+namespace Lumivera {
+
+namespace {
+
+constexpr int kWrongUsage = 2;
+
+/// The process that goes on is another one, of which the host must know.
+void tellMove(const PacketSocket &host, pid_t process) {
+    ViewReport report;
+    report.kind = ViewReport::Kind::Moved;
+    report.petals = static_cast<std::uint64_t>(process);
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+}
+
+void enterSandbox(const PacketSocket &host, const std::string &bundle, std::uint64_t bytes,
+                  unsigned walls) {
+    // Each further arena of malloc would reserve address space that the limit counts.
+    mallopt(M_ARENA_MAX, 1);
+    Sandbox::Rules rules;
+    rules.folder = bundle;
+    rules.bytes = bytes;
+    rules.threads = kMaxViewThreads;
+    rules.movedTo = [&host](int process) { tellMove(host, process); };
+    rules.tellsRefusals = true;
+    rules.walls = walls;
+    const Sandbox::Entry entry = Sandbox::enter(rules);
+    ViewReport report;
+    report.kind = ViewReport::Kind::Confined;
+    report.index = entry.refused;
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes, entry.listener);
+    if (entry.listener >= 0) {
+        close(entry.listener);
+        Sandbox::finish();
+    }
+}
+
+void reportText(const PacketSocket &host, ViewReport::Kind kind, std::string_view text,
+                PacketSocket::Wait wait) {
+    ViewReport report;
+    report.kind = kind;
+    const std::size_t count = text.copy(report.text, sizeof report.text - 1);
+    host.send(&report, offsetof(ViewReport, text) + count + 1, wait);
+}
+
+/// The arguments: SOCKET BUNDLE, and options that only the host gives.
+struct Arguments {
+    int socket = -1;
+    std::string bundle;
+    bool isTrusted = false;
+    bool isRendering = false;
+    unsigned walls = Sandbox::kAllWalls;
+
+    /// False when they make no sense.
+    bool read(const std::vector<std::string_view> &words) {
+        const auto number = [](std::string_view text, auto &value) {
+            const auto end = text.data() + text.size();
+            return std::from_chars(text.data(), end, value).ptr == end && !text.empty();
+        };
+        constexpr std::string_view kWalls = "--walls=";
+        bool isRight = words.size() >= 2 && number(words[0], socket);
+        for (std::size_t i = 2; isRight && i < words.size(); ++i) {
+            if (words[i] == "--trust") {
+                isTrusted = true;
+            } else if (words[i] == "--render") {
+                isRendering = true;
+            } else {
+                isRight =
+                    words[i].starts_with(kWalls) && number(words[i].substr(kWalls.size()), walls);
+            }
+        }
+        bundle = isRight ? words[1] : "";
+        return isRight;
+    }
+};
+
+void serve(const PacketSocket &host, const Arguments &given) {
+    ViewService::Start start = ViewService::readStart(host);
+    const SharedBuffers &memory = *start.memory;
+    const std::uint64_t bytes = maxViewBytes(memory.width(), memory.height(), memory.bytes());
+    // Namespaces hide whom files belong to, so the bundle is checked first.
+    BundleFolder folder(given.bundle, given.isTrusted ? BundleFolder::Trust::Anybody
+                                                      : BundleFolder::Trust::UserAndRoot);
+    if (given.isRendering) {
+        RenderingService rendering(host, std::move(start));
+        enterSandbox(host, folder.path(), bytes + kMoreRenderingBytes, given.walls);
+        rendering.run(std::move(folder));
+        return;
+    }
+    enterSandbox(host, folder.path(), bytes, given.walls);
+    const WallpaperBundle bundle(std::move(folder));
+    ViewService(host, std::move(start), bundle).run();
+}
+
+} // namespace
+
+void endWithFailure(const PacketSocket &host, const std::exception &error) {
+    const bool isMemory = dynamic_cast<const std::bad_alloc *>(&error) != nullptr;
+    reportText(host, ViewReport::Kind::Failure,
+               isMemory ? "takes more memory than a wallpaper may have" : error.what(),
+               PacketSocket::Wait::Yes);
+    std::_Exit(1);
+}
+
+int runViewProgram(int argumentCount, const char *const *arguments) {
+    Arguments given;
+    if (!given.read({arguments + 1, arguments + argumentCount})) {
+        std::fputs("lumivera-view: is run by `lumivera`\n", stderr);
+        return kWrongUsage;
+    }
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // The host may have inherited descriptors that are not meant for a wallpaper.
+    close_range(static_cast<unsigned>(given.socket) + 1, ~0U, 0);
+    const PacketSocket host(given.socket);
+    // The system's log is out of reach here. A line that finds no room is lost.
+    NSLogSetSink([&host, lines = 0U](std::string_view line) mutable {
+        if (lines < kMaxLogLines) {
+            ++lines;
+            reportText(host, ViewReport::Kind::Log, line, PacketSocket::Wait::No);
+        }
+    });
+    try {
+        serve(host, given);
+    } catch (const std::exception &error) {
+        endWithFailure(host, error);
+    }
+    std::_Exit(0);
+}
+
+} // namespace Lumivera

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Host/Desktop/Isolation/PacketSocket.h"
+
+#include <exception>
+
+namespace Lumivera {
+
+/// The program that a host runs for every view and for every rendering, `lumivera-view SOCKET
+/// BUNDLE [--render] [--trust]`: confines itself and serves the view of the bundle to the host at
+/// the other end of the socket. It ends with the host. `--walls=BITS` leaves out walls of the
+/// sandbox, for tests. Returns the exit status.
+int runViewProgram(int argumentCount, const char *const *arguments);
+
+/// Reports the failure to the host and ends the process at once, without exit handlers and static
+/// destructors: the wallpaper's own may hang.
+[[noreturn]] void endWithFailure(const PacketSocket &host, const std::exception &error);
+
+} // namespace Lumivera
