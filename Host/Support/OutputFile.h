@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <sys/types.h>
 
 namespace Lumivera {
 
@@ -80,9 +79,9 @@ class OutputFile {
     std::string _buffer;
 
     /// What is replaced; nothing when the mode is 0.
-    mode_t _mode = 0;
-    uid_t _owner = 0;
-    gid_t _group = 0;
+    unsigned _mode = 0;
+    unsigned _owner = 0;
+    unsigned _group = 0;
 };
 
 } // namespace Lumivera

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <memory>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -68,6 +69,11 @@ fs::path withoutLinksAbove(const std::string &given) {
 }
 
 } // namespace
+
+struct BundleFolder::File {
+    std::string name;
+    struct stat status;
+};
 
 BundleFolder::BundleFolder(const std::string &path, Trust trust)
     : _trust(trust), _path(withoutLinksAbove(path).string()) {

@@ -2,8 +2,9 @@
 
 #include <cstddef>
 #include <string>
-#include <sys/stat.h>
 #include <vector>
+
+struct stat;
 
 namespace Lumivera {
 
@@ -55,10 +56,7 @@ class BundleFolder {
     static constexpr std::size_t kMaxDepth = 32;
 
   private:
-    struct File {
-        std::string name;
-        struct stat status;
-    };
+    struct File;
 
     /// A folder in which to go on, and its path for messages.
     struct Place {

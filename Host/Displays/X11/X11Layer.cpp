@@ -51,16 +51,26 @@ SurfaceLayer hidingIcons(const X11IconWindow &icons) {
             "choose layer = \"auto\", so that petals fall in front of the icons"};
 }
 
+/// How a user lets windows be blended under that window manager.
+std::string waysToBlend(std::string_view manager) {
+    if (manager == "Xfwm4") {
+        return "switch on \"Enable display compositing\" in Window Manager Tweaks";
+    }
+    if (manager == "Marco") {
+        return "switch on \"Enable software compositing window manager\" in Windows";
+    }
+    return "start a compositing manager, such as picom";
+}
+
 SurfaceLayer overIcons(const X11Scene &scene, const std::string &program, bool isShaped) {
     SurfaceLayer layer{"over", program, "", ""};
     layer.words = program.empty() ? "petals fall over the background"
                                   : "petals fall in front of the icons of " + program +
                                         ", which paints its own background";
-    if (isShaped && scene.hasShapes) {
-        layer.remedy = "start a compositing manager, such as picom, for petals with soft edges";
-    } else if (isShaped) {
+    if (isShaped) {
         layer.remedy =
-            "start a compositing manager, such as picom: without one no petals are shown";
+            waysToBlend(scene.manager) + (scene.hasShapes ? "; then petals have soft edges"
+                                                          : "; without it no petals are shown");
     }
     return layer;
 }
