@@ -264,11 +264,14 @@ void X11Desktop::readStack() {
 
 void X11Desktop::updateStack() {
     readStack();
-    const bool isSettled =
-        std::all_of(_surfaces.begin(), _surfaces.end(), [this](const auto &surface) {
-            return surface->x11Layer() ==
-                   X11Layer::choose(_stack.scene(), surface->area(), _options.layer);
-        });
+    bool isSettled = true;
+    for (const auto &surface : _surfaces) {
+        const X11Layer layer = layerOf(*surface);
+        if (layer.takesPictureOf(surface->x11Layer())) {
+            surface->setLayer(layer);
+        }
+        isSettled = isSettled && surface->x11Layer() == layer;
+    }
     if (isSettled) {
         _settle.cancel();
     } else if (!_settle.isPending()) {
@@ -281,10 +284,14 @@ void X11Desktop::updateStack() {
 void X11Desktop::updateLayers() {
     _settle.cancel();
     for (const auto &surface : _surfaces) {
-        surface->setLayer(X11Layer::choose(_stack.scene(), surface->area(), _options.layer));
+        surface->setLayer(layerOf(*surface));
     }
     updatePlaces();
     _lookAgain.callAfter(kUntilLookAgain);
+}
+
+X11Layer X11Desktop::layerOf(const X11Surface &surface) const {
+    return X11Layer::choose(_stack.scene(), surface.area(), _options.layer);
 }
 
 void X11Desktop::updatePlaces() {

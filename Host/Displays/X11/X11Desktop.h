@@ -58,6 +58,7 @@ class X11Desktop final : public Desktop, private X11Listener {
     void readStack();
     void updateStack();
     void updateLayers();
+    X11Layer layerOf(const X11Surface &surface) const;
     void updatePlaces();
     void orderPictures();
     std::uint32_t showPixel();

@@ -18,6 +18,9 @@ bool keepsUnmanagedOnTop(std::string_view manager) {
                        [&](std::string_view name) { return manager.find(name) != manager.npos; });
 }
 
+/// Cinnamon's Nemo shows no icons when it starts while another window of the type desktop is there.
+bool mayShowNemo(std::string_view manager) { return manager.find("Muffin") != manager.npos; }
+
 /// The topmost window on the output that hides what is beneath it; null without one.
 const X11IconWindow *opaqueIcons(const X11Scene &scene, const DeviceRect &output) {
     const X11IconWindow *found = nullptr;
@@ -56,7 +59,7 @@ std::string waysToBlend(std::string_view manager) {
     if (manager == "Xfwm4") {
         return "switch on \"Enable display compositing\" in Window Manager Tweaks";
     }
-    if (manager == "Marco") {
+    if (manager == "Metacity (Marco)") {
         return "switch on \"Enable software compositing window manager\" in Windows";
     }
     return "start a compositing manager, such as picom";
@@ -77,6 +80,15 @@ SurfaceLayer overIcons(const X11Scene &scene, const std::string &program, bool i
 
 } // namespace
 
+bool X11Layer::takesWindowOf(const X11Layer &other) const {
+    return takesPictureOf(other) && isPanel == other.isPanel;
+}
+
+bool X11Layer::takesPictureOf(const X11Layer &other) const {
+    return isTransparent == other.isTransparent && isUnmanaged == other.isUnmanaged &&
+           isShaped == other.isShaped;
+}
+
 X11Layer X11Layer::choose(const X11Scene &scene, const DeviceRect &output, LayerChoice choice) {
     X11Layer result;
     const X11IconWindow *const opaque = opaqueIcons(scene, output);
@@ -93,6 +105,8 @@ X11Layer X11Layer::choose(const X11Scene &scene, const DeviceRect &output, Layer
     } else {
         result.layer = opaque ? hidingIcons(*opaque) : behind(scene, output);
     }
+    result.isPanel =
+        !result.isUnmanaged && (result.isTransparent || (!icons && mayShowNemo(scene.manager)));
     return result;
 }
 

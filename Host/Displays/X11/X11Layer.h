@@ -59,10 +59,19 @@ struct X11Layer {
     /// The window manager leaves the window alone.
     bool isUnmanaged = false;
 
+    /// To the window manager the window is a panel below all windows, not one of the type desktop.
+    bool isPanel = false;
+
     /// Nobody blends windows, so the window has the shape of the petals.
     bool isShaped = false;
 
     bool operator==(const X11Layer &) const = default;
+
+    /// Whether a window of the other layer can be turned into one of this, without a new one.
+    bool takesWindowOf(const X11Layer &other) const;
+
+    /// Whether one of the other layer can go here at once: its picture stays.
+    bool takesPictureOf(const X11Layer &other) const;
 
     /// Decides for an output. Nothing of it depends on what was decided before.
     static X11Layer choose(const X11Scene &scene, const DeviceRect &output, LayerChoice choice);

@@ -40,13 +40,26 @@ class X11Pointer {
     void setWantsMoves(bool wantsMoves);
 
   private:
+    /// A finger on a touch screen.
+    struct Finger {
+        std::uint16_t device = 0;
+        std::uint32_t touch = 0;
+
+        /// In pixels of the root.
+        int x = 0;
+        int y = 0;
+    };
+
     void selectEvents(bool withMoves);
+    std::optional<Action> touchAction(Action::Kind kind, const X11Event &event);
+    void readPlace(const X11Event &event);
     void readButtons();
     std::optional<Action> actionBy(Action::Kind kind, std::uint32_t physicalButton);
 
     X11Connection &_connection;
     std::array<std::uint8_t, 256> _buttons{};
     bool _wantsMoves = false;
+    std::optional<Finger> _finger;
 };
 
 } // namespace Lumivera

@@ -167,9 +167,7 @@ void X11Surface::setLayer(const X11Layer &layer) {
     }
     const SurfaceGeometry before = geometry();
     const X11Layer old = std::exchange(_layer, layer);
-    const bool isSameKind = old.isTransparent == layer.isTransparent &&
-                            old.isUnmanaged == layer.isUnmanaged && old.isShaped == layer.isShaped;
-    if (!isSameKind) {
+    if (!layer.takesWindowOf(old)) {
         const bool awaitsRelease = _presenter->awaitsRelease();
         const bool wasMapped = std::exchange(_isMapped, false);
         destroyWindow();
@@ -268,10 +266,9 @@ void X11Surface::describe() {
     }
     // Window managers may raise one window of the type desktop above another, and show nothing
     // beneath it. They keep a panel that is below all windows in front of both.
-    const bool isManagedOver = _layer.isTransparent && !_layer.isUnmanaged;
     _connection.setProperty(
         _window, atom(X11Atom::NetWMWindowType), XCB_ATOM_ATOM,
-        {atom(isManagedOver ? X11Atom::NetWMWindowTypeDock : X11Atom::NetWMWindowTypeDesktop)});
+        {atom(_layer.isPanel ? X11Atom::NetWMWindowTypeDock : X11Atom::NetWMWindowTypeDesktop)});
     _connection.setProperty(_window, atom(X11Atom::NetWMState), XCB_ATOM_ATOM,
                             {atom(X11Atom::NetWMStateBelow), atom(X11Atom::NetWMStateSticky),
                              atom(X11Atom::NetWMStateSkipTaskbar),

@@ -24,7 +24,7 @@ cat >"$folder/xfce4-desktop.xml" <<XML
 <channel name="xfce4-desktop" version="1.0">
   <property name="backdrop" type="empty">
     <property name="screen0" type="empty">
-      <property name="monitorscreen" type="empty">
+      <property name="monitorDUMMY0" type="empty">
 $(for workspace in 0 1 2 3; do cat <<WORKSPACE
         <property name="workspace$workspace" type="empty">
           <property name="image-style" type="int" value="5"/>
@@ -73,7 +73,6 @@ DesktopKind cinnamon() {
         .session = "exec cinnamon-session --session cinnamon",
         .setting = "gsettings list-recursively " + schema + " | sort",
         .fileManager = "nemo-desktop",
-        .restart = "exec nemo-desktop",
         .helpers = "cinnamon-settings-daemon",
         .isSlow = true,
     };

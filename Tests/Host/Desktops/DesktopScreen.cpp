@@ -42,7 +42,9 @@ bool DesktopScreen::isConnected() const { return xcb_connection_has_error(_conne
 DesktopScreen::Window DesktopScreen::root() const { return _screen->root; }
 
 ScreenRect DesktopScreen::bounds() const {
-    return {0, 0, _screen->width_in_pixels, _screen->height_in_pixels};
+    const auto geometry =
+        owned(xcb_get_geometry_reply(_connection, xcb_get_geometry(_connection, root()), nullptr));
+    return geometry ? ScreenRect{0, 0, geometry->width, geometry->height} : ScreenRect{};
 }
 
 ScreenRect DesktopScreen::workArea() {

@@ -13,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kWidth = 1280;
 constexpr int kHeight = 800;
 
 /// Seconds that only a desktop which fails takes to come up, also without a GPU on a busy machine.
@@ -78,24 +77,14 @@ std::string replaced(std::string text, const std::string &word, const std::strin
 
 std::string picturesFolder() { return LUMIVERA_BUILD_DIR "/desktops"; }
 
-/// Root's clients alone may connect to root's server, unless it lets everybody.
-std::vector<std::string> serverOptions() {
-    std::vector<std::string> options{"+extension", "GLX", "+extension", "Composite"};
-    if (geteuid() == 0) {
-        options.push_back("-ac");
-    }
-    return options;
-}
-
 } // namespace
 
 RealDesktop::RealDesktop(const DesktopKind &kind)
-    : _kind(kind),
-      _server(std::to_string(kWidth) + "x" + std::to_string(kHeight) + "x24", serverOptions()) {
+    : _kind(kind), _server(VirtualScreen::withOutputs(_folder.pathOf("xorg.conf"), touchSocket())) {
     chmod(folder().c_str(), 0755);
     _screen.emplace(_server.name());
     if (!_screen->isConnected()) {
-        _problem = "Xvfb does not start";
+        _problem = "Xorg does not start with the driver \"dummy\"";
         return;
     }
     install();

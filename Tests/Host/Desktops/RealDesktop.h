@@ -46,6 +46,11 @@ class RealDesktop {
     /// What the screen showed when the desktop came up.
     const ScreenPicture &firstPicture() const { return _firstPicture; }
 
+    const VirtualScreen &server() const { return _server; }
+
+    /// Where the driver of the touch screen listens.
+    std::string touchSocket() const { return _folder.pathOf("touch"); }
+
     /// Waits until the screen no longer changes; false when it never stops.
     bool comesToRest();
 

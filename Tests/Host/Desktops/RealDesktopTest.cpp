@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <sstream>
 #include <thread>
 #include <utility>
 
@@ -233,6 +234,15 @@ void RealDesktopTest::makeFullScreen(DesktopScreen::Window window) {
         << "the window manager does not make it full-screen";
 }
 
+void RealDesktopTest::expectRestUntilClosed(DesktopScreen::Window window, const std::string &step) {
+    ASSERT_TRUE(outputBecomes(rests));
+    EXPECT_TRUE(usesNoProcessor());
+    photograph(step);
+    screen().closeWindow(window);
+    ASSERT_TRUE(outputBecomes(runs));
+    EXPECT_TRUE(showsPetals());
+}
+
 bool RealDesktopTest::usesNoProcessor() {
     std::vector<pid_t> processes = childrenOf(_host);
     processes.push_back(_host);
@@ -292,6 +302,20 @@ bool RealDesktopTest::opensTheTextFileAt(const ScreenRect &icon, double seconds)
     screen().doubleClick(icon.middle());
     return eventually(
         [this] { return desktop().openedFiles().find("hello.txt") != std::string::npos; }, seconds);
+}
+
+/// A line such as " 0: +*DUMMY0 1280/339x800/212+0+0  DUMMY0", in pixels and millimetres.
+std::vector<ScreenRect> RealDesktopTest::monitors() {
+    std::istringstream lines(desktop().server().run("xrandr --listmonitors"));
+    std::vector<ScreenRect> result;
+    for (std::string line; std::getline(lines, line);) {
+        ScreenRect rect;
+        if (std::sscanf(line.c_str(), " %*d: %*s %d/%*dx%d/%*d+%d+%d", &rect.width, &rect.height,
+                        &rect.x, &rect.y) == 4) {
+            result.push_back(rect);
+        }
+    }
+    return result;
 }
 
 void RealDesktopTest::closeForeignWindows() {

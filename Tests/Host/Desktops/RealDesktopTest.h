@@ -59,6 +59,13 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
     /// rest.
     bool usesNoProcessor();
 
+    /// What the host says of an output.
+    static bool rests(const nlohmann::json &output) { return !output["pauseReasons"].empty(); }
+    static bool runs(const nlohmann::json &output) { return output["pauseReasons"].empty(); }
+
+    /// Expects the petals to rest, without a use of the processor, until the window is closed.
+    void expectRestUntilClosed(DesktopScreen::Window window, const std::string &step);
+
     /// Finds the icon of the text file by what double clicks open, unless that is known already.
     bool findTextFile();
 
@@ -67,6 +74,12 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
 
     /// Whether a right click beside the icons opens a menu, and Escape closes it.
     bool opensTheMenu();
+
+    /// The monitors, as the server has them.
+    std::vector<ScreenRect> monitors();
+
+    /// Closes windows of others that a test has made appear.
+    void closeForeignWindows();
 
     int workspaceCount();
     bool switchToWorkspace(int workspace);
@@ -89,7 +102,6 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
     static std::string testName();
 
     bool opensTheTextFileAt(const ScreenRect &icon, double seconds);
-    void closeForeignWindows();
     bool isPartOfTheDesktop(DesktopScreen::Window window);
     void closeMenus();
     std::vector<DesktopScreen::Window> newWindows(const std::vector<DesktopScreen::Shown> &before);

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <sys/prctl.h>
 #include <thread>
 #include <unistd.h>
@@ -23,6 +24,52 @@ namespace {
     words.push_back(nullptr);
     execvp(words[0], words.data());
     _exit(127);
+}
+
+constexpr const char *kOutputs = R"(
+Section "ServerFlags"
+    Option "AutoAddDevices" "false"
+    Option "DontVTSwitch" "true"
+EndSection
+Section "InputDevice"
+    Identifier "Touch screen"
+    Driver "inputtest"
+    Option "SocketPath" "@TOUCH@"
+    Option "DeviceType" "Touch"
+    Option "TouchCount" "2"
+EndSection
+Section "Monitor"
+    Identifier "Monitor"
+    Modeline "1280x800" 70 1280 1296 1312 1344 800 816 832 864
+    Option "PreferredMode" "1280x800"
+EndSection
+Section "Device"
+    Identifier "Card"
+    Driver "dummy"
+    VideoRam 65536
+    Option "Monitor-DUMMY0" "Monitor"
+EndSection
+Section "Screen"
+    Identifier "Screen"
+    Device "Card"
+    DefaultDepth 24
+EndSection
+Section "ServerLayout"
+    Identifier "Layout"
+    Screen "Screen"
+    InputDevice "Touch screen" "SendCoreEvents"
+EndSection
+)";
+
+std::vector<std::string> added(std::vector<std::string> arguments,
+                               const std::vector<std::string> &more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+}
+
+/// Root's clients alone may connect to root's server, unless it lets everybody.
+std::vector<std::string> accessOptions() {
+    return geteuid() == 0 ? std::vector<std::string>{"-ac"} : std::vector<std::string>();
 }
 
 } // namespace
@@ -53,7 +100,20 @@ std::string outputOf(const std::string &command) {
     return text;
 }
 
-VirtualScreen::VirtualScreen(const std::string &size, const std::vector<std::string> &options) {
+VirtualScreen::VirtualScreen(const std::string &size, const std::vector<std::string> &options)
+    : VirtualScreen(added({"Xvfb", "-screen", "0", size}, options)) {}
+
+VirtualScreen VirtualScreen::withOutputs(const std::string &configuration,
+                                         const std::string &touchSocket) {
+    std::string text = kOutputs;
+    const std::string word = "@TOUCH@";
+    text.replace(text.find(word), word.size(), touchSocket);
+    std::ofstream(configuration) << text;
+    return VirtualScreen(
+        added({"Xorg", "-config", configuration, "-logfile", "/dev/null"}, accessOptions()));
+}
+
+VirtualScreen::VirtualScreen(std::vector<std::string> server) {
     int ends[2];
     if (pipe(ends) != 0) {
         return;
@@ -66,10 +126,7 @@ VirtualScreen::VirtualScreen(const std::string &size, const std::vector<std::str
         dup2(nothing, STDERR_FILENO);
         // Without -noreset the server resets itself when its last client leaves, and refuses
         // connections meanwhile.
-        std::vector<std::string> arguments{"Xvfb", "-displayfd", number, "-screen", "0",
-                                           size,   "-nolisten",  "tcp",  "-noreset"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        execute(arguments);
+        execute(added(std::move(server), {"-displayfd", number, "-nolisten", "tcp", "-noreset"}));
     }
     close(ends[1]);
     char text[16] = {};
@@ -77,6 +134,16 @@ VirtualScreen::VirtualScreen(const std::string &size, const std::vector<std::str
         _name = ":" + std::string(text, strcspn(text, "\n"));
     }
     close(ends[0]);
+}
+
+void VirtualScreen::showTwoMonitors() const {
+    run("sh -c 'xrandr --newmode half 40 640 656 672 704 800 816 832 864; "
+        "xrandr --addmode DUMMY0 half; xrandr --addmode DUMMY1 half; "
+        "xrandr --output DUMMY0 --mode half --output DUMMY1 --mode half --right-of DUMMY0'");
+}
+
+void VirtualScreen::showOneMonitor() const {
+    run("xrandr --output DUMMY1 --off --output DUMMY0 --mode 1280x800");
 }
 
 VirtualScreen::~VirtualScreen() {

@@ -22,6 +22,14 @@ class VirtualScreen {
                            const std::vector<std::string> &options = {});
     ~VirtualScreen();
 
+    /// The X server that people run, without a card: one monitor of 1280x800 pixels, or two of half
+    /// the width beside each other, unless the desktop has its own idea. It has a touch screen, whose
+    /// driver takes events from a socket. `configuration` and `touchSocket` are files to make.
+    static VirtualScreen withOutputs(const std::string &configuration,
+                                     const std::string &touchSocket);
+    void showTwoMonitors() const;
+    void showOneMonitor() const;
+
     VirtualScreen(const VirtualScreen &) = delete;
     VirtualScreen &operator=(const VirtualScreen &) = delete;
 
@@ -39,6 +47,10 @@ class VirtualScreen {
     void end();
 
   private:
+    /// The command line of a server that writes its number to the descriptor that `-displayfd`
+    /// gets.
+    explicit VirtualScreen(std::vector<std::string> server);
+
     pid_t _server = -1;
     std::string _name;
     std::vector<pid_t> _programs;

@@ -32,7 +32,7 @@ X11Layer chosen(const X11Scene &scene, LayerChoice choice = LayerChoice::Automat
 class X11LayerUnderPlainManagers : public testing::TestWithParam<const char *> {};
 
 INSTANTIATE_TEST_SUITE_P(X11, X11LayerUnderPlainManagers,
-                         testing::Values("Xfwm4", "Marco", "Openbox", "i3", "bspwm", "unnamed"));
+                         testing::Values("Xfwm4", "Openbox", "i3", "bspwm", "unnamed"));
 
 TEST_P(X11LayerUnderPlainManagers, IsUnmanagedWhateverTheIcons) {
     for (const auto &windows : {std::vector<X11IconWindow>{}, {icons(true)}, {icons(false)}}) {
@@ -48,7 +48,8 @@ class X11LayerUnderDrawingManagers : public testing::TestWithParam<const char *>
 
 INSTANTIATE_TEST_SUITE_P(X11, X11LayerUnderDrawingManagers,
                          testing::Values("Mutter", "Mutter (Muffin)", "GNOME Shell", "KWin",
-                                         "Mutter(Gala)", "Mutter(Budgie)", "Metacity"));
+                                         "Mutter(Gala)", "Mutter(Budgie)", "Metacity",
+                                         "Metacity (Marco)"));
 
 TEST_P(X11LayerUnderDrawingManagers, IsManagedWhateverTheIcons) {
     for (const auto &windows : {std::vector<X11IconWindow>{}, {icons(true)}, {icons(false)}}) {
@@ -155,6 +156,31 @@ TEST(X11LayerTest, IsOverTheTopmostOfTheOpaqueIcons) {
 TEST(X11LayerTest, IsOverOpaqueIconsThatHideTransparentOnes) {
     const X11Scene both = scene("Xfwm4", {{1, 1, kLeft, "Below", false}, icons(true)});
     EXPECT_EQ(chosen(both), chosen(scene("Xfwm4", {icons(true)})));
+}
+
+TEST(X11LayerTest, NamesTheDesktopsOwnSwitchForBlendedWindows) {
+    const auto remedy = [](const char *manager) {
+        X11Scene unblended = scene(manager, {icons(true)});
+        unblended.isBlended = false;
+        return chosen(unblended).layer.remedy;
+    };
+    EXPECT_THAT(remedy("Xfwm4"), HasSubstr("Window Manager Tweaks"));
+    EXPECT_THAT(remedy("Metacity (Marco)"), HasSubstr("Enable software compositing"));
+    EXPECT_THAT(remedy("Openbox"), HasSubstr("picom"));
+}
+
+TEST(X11LayerTest, LeavesTheTypeDesktopToNemoUntilItsIconsAreThere) {
+    for (const char *manager : {"Mutter (Muffin)", "GNOME Shell"}) {
+        const bool isMuffin = std::string_view(manager) != "GNOME Shell";
+        const X11Layer alone = chosen(scene(manager, {}));
+        const X11Layer withIcons = chosen(scene(manager, {icons(false)}));
+        EXPECT_EQ(alone.isPanel, isMuffin) << manager;
+        EXPECT_FALSE(withIcons.isPanel) << manager;
+        EXPECT_EQ(withIcons.takesWindowOf(alone), !isMuffin) << manager;
+        EXPECT_TRUE(withIcons.takesPictureOf(alone)) << manager;
+    }
+    EXPECT_TRUE(chosen(scene("GNOME Shell", {icons(true)})).isPanel);
+    EXPECT_FALSE(chosen(scene("Xfwm4", {icons(true)})).isPanel);
 }
 
 TEST(X11LayerTest, CanHideOpaqueIconsByHandAndSaysSo) {
