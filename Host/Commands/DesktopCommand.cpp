@@ -81,12 +81,6 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     };
 }
 
-std::map<std::string, LayerChoice> layers() {
-    return {{"auto", LayerChoice::Automatic},
-            {"behind", LayerChoice::Behind},
-            {"over", LayerChoice::Over}};
-}
-
 /// Where petals fall over a program's icons, that program shows their background.
 void showBackgroundsBy(DesktopBackgrounds &backgrounds, DesktopHost::Options &options) {
     options.showBackground = [&](const DesktopSurface &surface, const SharedBuffers &picture) {
@@ -199,6 +193,7 @@ class DesktopCommand final : public Command {
     std::optional<double> _density;
     std::optional<LayerChoice> _layer;
     std::optional<double> _trial;
+    bool _isStandalone = false;
     std::optional<PauseOptions::OnBattery> _onBattery;
 };
 
@@ -220,13 +215,18 @@ void DesktopCommand::declare(CLI::App &parent) {
         ->type_name("D")
         ->check(CLI::Range(0.1, 10.0).description(""));
     _app->add_option("--layer", _layer,
-                     "Where on X11: auto, behind the icons, or petals over them [auto]")
+                     "Where: auto; on X11 behind the icons, or petals over them; on Wayland "
+                     "background or bottom [auto]")
         ->type_name("LAYER")
-        ->transform(CLI::CheckedTransformer(layers()).description(""));
+        ->transform(CLI::CheckedTransformer(layerChoices()).description(""));
     _app->add_option("--try", _trial,
                      "Ends after so many seconds, unless `lumivera ctl keep` is run before")
         ->type_name("SECONDS")
         ->check(CLI::Range(1.0, 3600.0).description(""));
+    _app->add_flag("--standalone", _isStandalone,
+                   "For a lock screen: runs beside another host, also while the session is locked; "
+                   "`lumivera ctl` does not reach it")
+        ->excludes("--try");
     declareSwitch("trust", "Runs bundles' own libraries even if others can write them");
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
@@ -272,9 +272,12 @@ void DesktopCommand::run() {
     showBackgroundsBy(backgrounds, options);
     SessionWatch session(waiter);
     DesktopHost host(*desktop, options, configuration);
-    const ControlServer control(waiter, host, desktop->name(), controlFolder());
+    std::optional<ControlServer> control;
+    if (!_isStandalone) {
+        control.emplace(waiter, host, desktop->name(), controlFolder());
+        backgrounds.giveBackLeftOver();
+    }
     const Surroundings surroundings(host, file, session);
-    backgrounds.giveBackLeftOver();
     std::optional<EnterKey> enterKey;
     if (_trial) {
         enterKey.emplace(waiter, [&host] {
@@ -306,7 +309,11 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
     options.pauses = {_onBattery, switchNamed("pause-when-covered"),
                       switchNamed("pause-when-locked"), switchNamed("pause-when-idle")};
     options.shippedBundle = Places::defaultBundle();
-    options.lastGoodPath = LastGoodBundle::userFilePath();
+    if (_isStandalone) {
+        options.pauses.whenLocked = options.pauses.whenLocked.value_or(false);
+    } else {
+        options.lastGoodPath = LastGoodBundle::userFilePath();
+    }
     options.log = printError;
     return options;
 }

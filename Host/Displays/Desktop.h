@@ -5,10 +5,10 @@
 #include "Platform/Compositor/DeviceRect.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace Lumivera {
@@ -26,19 +26,21 @@ struct SurfaceGeometry {
     bool operator==(const SurfaceGeometry &) const = default;
 };
 
-/// Where a user wants wallpapers.
+/// Where a user wants wallpapers. To a window system that does not have a choice it is Automatic.
 enum class LayerChoice {
     Automatic,
-    Behind, ///< whole, behind the icons, or in place of them where they have a background
-    Over,   ///< petals alone, in front of the icons
+    Behind,     ///< X11: whole, behind the icons, or in place of them where they have a background
+    Over,       ///< X11: petals alone, in front of the icons
+    Background, ///< Wayland: the lowest layer
+    Bottom,     ///< Wayland: in front of what other programs show in the lowest layer
 };
 
-/// The choice that "auto", "behind" or "over" names; nothing for other texts.
-std::optional<LayerChoice> layerChoiceFrom(std::string_view name);
+/// The choices by their names in the configuration and on the command line.
+const std::map<std::string, LayerChoice> &layerChoices();
 
 /// Where a surface is, in words.
 struct SurfaceLayer {
-    /// For programs: "behind", "over".
+    /// For programs: "behind", "over"; on Wayland "background", "bottom".
     std::string name = "behind";
 
     /// The program that shows the icons, by its window's class; empty without one.

@@ -21,10 +21,6 @@ void addAround(std::vector<DeviceRect> &pieces, const DeviceRect &piece, const D
     addIfAny(pieces, {hole.right, hole.top, piece.right, hole.bottom});
 }
 
-DeviceRect widened(const DeviceRect &rect, int by) {
-    return {rect.left - by, rect.top - by, rect.right + by, rect.bottom + by};
-}
-
 RemainingArea::RemainingArea(const DeviceRect &whole) { addIfAny(_pieces, whole); }
 
 void RemainingArea::remove(const DeviceRect &rect) {
@@ -41,6 +37,11 @@ void RemainingArea::remove(const DeviceRect &rect) {
         }
     }
     _pieces.swap(_next);
+}
+
+void RemainingArea::removeWithGaps(const DeviceRect &rect) {
+    remove(
+        {rect.left - kHalfGap, rect.top - kHalfGap, rect.right + kHalfGap, rect.bottom + kHalfGap});
 }
 
 long long RemainingArea::area() const {

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <utility>
 
 namespace Lumivera {
 
@@ -50,7 +49,7 @@ std::unique_ptr<Desktop> openX11(DescriptorWaiter &waiter, const DesktopOptions 
 
 std::unique_ptr<Desktop> openWayland(DescriptorWaiter &waiter, const DesktopOptions &options) {
     try {
-        return std::make_unique<WaylandDesktop>(waiter);
+        return std::make_unique<WaylandDesktop>(waiter, options.layer);
     } catch (const HostError &) {
         if (options.system == "auto" && isShownThroughXwayland()) {
             return openX11(waiter, options);
@@ -61,7 +60,7 @@ std::unique_ptr<Desktop> openWayland(DescriptorWaiter &waiter, const DesktopOpti
 
 /// What Xwayland offers where the compositor itself offers nothing.
 DesktopSurvey surveyWaylandOrXwayland(LayerChoice layer) {
-    DesktopSurvey survey = surveyWayland();
+    DesktopSurvey survey = surveyWayland(layer);
     const bool isFine =
         std::none_of(survey.findings.begin(), survey.findings.end(),
                      [](const Finding &finding) { return finding.level == Finding::Level::Bad; });
@@ -87,15 +86,14 @@ std::unique_ptr<Desktop> openHeadless(const DesktopOptions &options) {
 
 } // namespace
 
-std::optional<LayerChoice> layerChoiceFrom(std::string_view name) {
-    for (const auto &[known, choice] :
-         {std::pair{"auto", LayerChoice::Automatic}, std::pair{"behind", LayerChoice::Behind},
-          std::pair{"over", LayerChoice::Over}}) {
-        if (name == known) {
-            return choice;
-        }
-    }
-    return {};
+const std::map<std::string, LayerChoice> &layerChoices() {
+    static const std::map<std::string, LayerChoice> kChoices{
+        {"auto", LayerChoice::Automatic},
+        {"behind", LayerChoice::Behind},
+        {"over", LayerChoice::Over},
+        {"background", LayerChoice::Background},
+        {"bottom", LayerChoice::Bottom}};
+    return kChoices;
 }
 
 std::unique_ptr<Window> openWindow(CGSize size, std::optional<CGFloat> density,

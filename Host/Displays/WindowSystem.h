@@ -21,7 +21,7 @@ struct DesktopOptions {
     /// "auto" takes what the user's session has; else "wayland", "x11" or "headless".
     std::string system = "auto";
 
-    /// Where wallpapers are on X11.
+    /// Where wallpapers are.
     LayerChoice layer = LayerChoice::Automatic;
 
     /// Pixels a point on X11 and headless, instead of what the window system says.

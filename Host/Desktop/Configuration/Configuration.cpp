@@ -93,7 +93,8 @@ bool readOnBattery(PauseOptions::OnBattery &target, const toml::node &value) {
 }
 
 bool readLayer(std::optional<LayerChoice> &target, const toml::node &value) {
-    target = layerChoiceFrom(value.value_exact<std::string>().value_or(""));
+    const auto found = layerChoices().find(value.value_exact<std::string>().value_or(""));
+    target = found == layerChoices().end() ? std::nullopt : std::optional(found->second);
     return target.has_value();
 }
 
@@ -213,7 +214,7 @@ class ConfigurationReader {
              [](C &c, const Node &v) { return readFlag(c._pauseOptions.whenLocked, v); }},
             {"pause-when-idle", kFlag,
              [](C &c, const Node &v) { return readFlag(c._pauseOptions.whenIdle, v); }},
-            {"layer", R"("auto", "behind" or "over")",
+            {"layer", R"("auto", "behind", "over", "background" or "bottom")",
              [](C &c, const Node &v) { return readLayer(c._layer, v); }},
             {"trust", kFlag, [](C &c, const Node &v) { return readFlag(c._trusts, v); }},
             {"density", "a number from 0.1 to 10",

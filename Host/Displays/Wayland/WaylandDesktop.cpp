@@ -5,8 +5,11 @@
 
 #include "Host/Displays/Wayland/WaylandOutput.h"
 #include "Host/Displays/Wayland/WaylandSurface.h"
+#include "Platform/Foundation/NSRunLoop.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <set>
 
 namespace Lumivera {
@@ -18,6 +21,26 @@ using Level = Finding::Level;
 constexpr std::uint32_t kOutputVersion = 4;
 constexpr std::uint32_t kSeatVersion = 7;
 constexpr std::uint32_t kToplevelsVersion = 3;
+
+/// The global of Phosh's compositor.
+constexpr const char *kPhoshInterface = "phosh_private";
+
+/// The survey waits that long for Sway's windows.
+constexpr double kSwaySeconds = 1;
+
+bool isDesktopNamed(std::string_view name) {
+    const char *const names = std::getenv("XDG_CURRENT_DESKTOP");
+    return names && std::string_view(names).find(name) != std::string_view::npos;
+}
+
+/// Sway 1.7 draws newer surfaces of the background beneath older ones, and others draw them in
+/// front, as soon as Sway starts its own background again. Icons of other desktops are often on the
+/// layer "bottom", and some animate only what is in the background.
+WaylandLevel levelFor(LayerChoice choice, bool isSway) {
+    const bool isBottom =
+        choice == LayerChoice::Bottom || (choice != LayerChoice::Background && isSway);
+    return isBottom ? WaylandLevel::Bottom : WaylandLevel::Background;
+}
 
 /// Lists what a compositor offers: its globals and outputs.
 class Offers {
@@ -83,7 +106,32 @@ Finding scales(const Offers &offers) {
             "use a newer compositor, or a whole scale"};
 }
 
-Finding covers(const Offers &offers) {
+Finding layer(LayerChoice choice, bool isSway) {
+    if (isSway && choice == LayerChoice::Background) {
+        return {"layer", Level::Lacking,
+                "\"background\", where Sway's own background may hide the wallpaper",
+                "choose layer = \"auto\", or remove the lines `output ... bg` from Sway's "
+                "configuration and log in again"};
+    }
+    if (isSway) {
+        return {"layer", Level::Good,
+                "\"bottom\", in front of Sway's own background, beside its bars", ""};
+    }
+    return levelFor(choice, isSway) == WaylandLevel::Bottom
+               ? Finding{"layer", Level::Good, "\"bottom\", in front of other backgrounds", ""}
+               : Finding{"layer", Level::Good, "\"background\", behind everything", ""};
+}
+
+Finding covers(const Offers &offers, bool isSwayKnown) {
+    if (isSwayKnown) {
+        return {"Sway's windows", Level::Good,
+                "tiles that fill a workspace and full-screen windows let the wallpaper rest", ""};
+    }
+    if (isDesktopNamed("sway")) {
+        return {"Sway's windows", Level::Lacking,
+                "Sway does not tell where they are, so the wallpaper does not rest behind tiles",
+                "start the program from Sway's configuration: exec lumivera desktop"};
+    }
     if (offers.has("zwlr_foreign_toplevel_manager_v1")) {
         return {"foreign toplevels", Level::Good,
                 "maximized and full-screen windows let the wallpaper rest", ""};
@@ -93,15 +141,33 @@ Finding covers(const Offers &offers) {
             "use a compositor that offers wlr-foreign-toplevel-management"};
 }
 
+bool hasOverview(const Offers &offers) {
+    return isDesktopNamed("Phosh") && offers.has(kPhoshInterface);
+}
+
 } // namespace
 
-DesktopSurvey surveyWayland() {
+DesktopSurvey surveyWayland(LayerChoice choice) {
     DescriptorWaiter waiter;
     WaylandConnection connection(waiter);
     const Offers offers(connection);
+    SwayWindows sway(waiter, [] {});
+    sway.follow(connection.descriptor());
+    const Clock::Nanoseconds end = Clock::current().deadlineAfter(kSwaySeconds);
+    while (sway.isSway() && !sway.isKnown() && NSRunLoop::mainRunLoop().runNextCall(end)) {
+    }
     DesktopSurvey survey;
     survey.system = "Wayland";
-    survey.findings = {layerShell(offers), scales(offers), covers(offers)};
+    survey.findings = {layerShell(offers), scales(offers), covers(offers, sway.isKnown())};
+    if (survey.findings[0].level == Level::Good) {
+        survey.findings.insert(survey.findings.begin() + 1, layer(choice, sway.isSway()));
+    }
+    if (hasOverview(offers)) {
+        survey.findings.push_back({"overview", Level::Good,
+                                   "hides the wallpaper, which is seen beside windows that do not "
+                                   "fill the screen",
+                                   ""});
+    }
     for (const auto &output : offers.outputs) {
         const CGFloat density = static_cast<CGFloat>(output->scale()) / WaylandOutput::kScaleParts;
         const WaylandSize size = output->size();
@@ -135,7 +201,9 @@ struct WaylandDesktop::Events {
 };
 
 /// The first round trip brings the globals, the second their initial events.
-WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter) : _connection(waiter), _cursor(_globals) {
+WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter, LayerChoice choice)
+    : _connection(waiter), _cursor(_globals), _sway(waiter, [this] { settleSurfaces(); }),
+      _layerChoice(choice) {
     _registry = wl_display_get_registry(_connection.display());
     wl_registry_add_listener(_registry, &Events::kRegistry, this);
     try {
@@ -148,6 +216,7 @@ WaylandDesktop::WaylandDesktop(DescriptorWaiter &waiter) : _connection(waiter), 
         wl_registry_destroy(_registry);
         throw;
     }
+    _sway.follow(_connection.descriptor());
     openSurfaces();
     _connection.listen(*this);
 }
@@ -169,6 +238,15 @@ void WaylandDesktop::setListener(Desktop::Listener *listener) {
     }
 }
 
+void WaylandDesktop::setLayerChoice(LayerChoice choice) {
+    _layerChoice = choice;
+    for (const auto &place : _places) {
+        if (place->surface) {
+            place->surface->setLevel(level());
+        }
+    }
+}
+
 void WaylandDesktop::add(std::uint32_t number, std::string_view interface, std::uint32_t version) {
     const auto bind = [&](const wl_interface &wanted, std::uint32_t known) {
         return WaylandGlobals::bindNewest(_registry, number, wanted, version, known);
@@ -184,6 +262,8 @@ void WaylandDesktop::add(std::uint32_t number, std::string_view interface, std::
     } else if (interface == zwlr_foreign_toplevel_manager_v1_interface.name) {
         void *const manager = bind(zwlr_foreign_toplevel_manager_v1_interface, kToplevelsVersion);
         _toplevels.follow(static_cast<zwlr_foreign_toplevel_manager_v1 *>(manager));
+    } else if (interface == kPhoshInterface && isDesktopNamed("Phosh")) {
+        _isPhosh = true;
     } else {
         _globals.bind(_registry, number, interface, version);
     }
@@ -220,10 +300,23 @@ void WaylandDesktop::connectionLost(const std::string &reason) {
     }
 }
 
+WaylandLevel WaylandDesktop::level() const { return levelFor(_layerChoice, _sway.isSway()); }
+
+/// Sway knows more of its windows than it tells as foreign toplevels.
+WaylandCover WaylandDesktop::coverOf(const Place &place) const {
+    for (const WaylandWindows *const windows : {static_cast<const WaylandWindows *>(&_sway),
+                                                static_cast<const WaylandWindows *>(&_toplevels)}) {
+        if (const auto cover = windows->coverOf(place.output, place.surface->freeSize())) {
+            return *cover;
+        }
+    }
+    return {};
+}
+
 void WaylandDesktop::openSurfaces() {
     for (const auto &place : _places) {
         if (!place->surface && place->output.isKnown() && !place->isGone && !place->isGivenUp) {
-            place->surface = std::make_unique<WaylandSurface>(_globals, place->output);
+            place->surface = std::make_unique<WaylandSurface>(_globals, place->output, level());
             if (_listener) {
                 _listener->outputAdded(*place->surface);
             }
@@ -231,12 +324,16 @@ void WaylandDesktop::openSurfaces() {
     }
 }
 
+/// Phosh shows its overview on one of several outputs, and does not tell on which.
 void WaylandDesktop::settleSurfaces() {
+    const auto outputs = std::count_if(_places.begin(), _places.end(),
+                                       [](const auto &place) { return !place->isGone; });
+    _toplevels.setHasOverview(_isPhosh && outputs == 1);
     for (const auto &place : _places) {
         if (place->isGone) {
             dropSurface(*place);
         } else if (place->surface) {
-            place->surface->settle(_toplevels.coverOf(place->output.handle()));
+            place->surface->settle(coverOf(*place));
             place->isGivenUp = place->surface->isGivenUp();
         }
         if (place->isGivenUp) {
@@ -259,6 +356,7 @@ void WaylandDesktop::dropSurface(Place &place) {
 }
 
 void WaylandDesktop::killSurfaces() {
+    _sway.end();
     for (const auto &place : _places) {
         if (place->surface) {
             place->surface->die();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Host/Displays/Desktop.h"
+#include "Host/Displays/Wayland/SwayWindows.h"
 #include "Host/Displays/Wayland/WaylandConnection.h"
 #include "Host/Displays/Wayland/WaylandSeat.h"
 #include "Host/Displays/Wayland/WaylandToplevels.h"
@@ -14,21 +15,22 @@ struct wl_registry;
 
 namespace Lumivera {
 
-class WaylandOutput;
 class WaylandSurface;
+enum class WaylandLevel;
 
-/// What the Wayland compositor of the session offers. A HostError when there is none.
-DesktopSurvey surveyWayland();
+/// What the Wayland compositor of the session offers with that choice of a layer. A HostError when
+/// there is none.
+DesktopSurvey surveyWayland(LayerChoice choice = LayerChoice::Automatic);
 
 /// The desktop of a Wayland compositor that has a layer shell. An output counts as hidden when the
 /// compositor sends no more frame callbacks, or tells that the active window is maximized or
-/// full-screen. Several windows side by side, or one that is not active, count only where the
-/// compositor stops the frame callbacks. Main thread.
+/// full-screen. Several windows side by side, or one that is not active, count only on Sway, which
+/// tells where they are, or where the compositor stops the frame callbacks. Main thread.
 class WaylandDesktop final : public Desktop, private WaylandConnection::Listener {
   public:
     /// Connects to the compositor that the environment names. A HostError when there is none, when
     /// it does not answer within a few seconds or has no layer shell.
-    explicit WaylandDesktop(DescriptorWaiter &waiter);
+    explicit WaylandDesktop(DescriptorWaiter &waiter, LayerChoice choice = LayerChoice::Automatic);
     ~WaylandDesktop() override;
 
     WaylandDesktop(const WaylandDesktop &) = delete;
@@ -36,6 +38,7 @@ class WaylandDesktop final : public Desktop, private WaylandConnection::Listener
 
     void setListener(Desktop::Listener *listener) override;
     std::string name() const override { return "Wayland"; }
+    void setLayerChoice(LayerChoice choice) override;
 
   private:
     struct Events;
@@ -46,6 +49,8 @@ class WaylandDesktop final : public Desktop, private WaylandConnection::Listener
     void describeOutputs();
     void eventsDispatched() override;
     void connectionLost(const std::string &reason) override;
+    WaylandLevel level() const;
+    WaylandCover coverOf(const Place &place) const;
     void openSurfaces();
     void settleSurfaces();
     void dropSurface(Place &place);
@@ -57,6 +62,9 @@ class WaylandDesktop final : public Desktop, private WaylandConnection::Listener
     wl_registry *_registry = nullptr;
     WaylandCursor _cursor;
     WaylandToplevels _toplevels;
+    SwayWindows _sway;
+    LayerChoice _layerChoice;
+    bool _isPhosh = false;
     std::vector<std::unique_ptr<Place>> _places;
     std::vector<std::unique_ptr<WaylandSeat>> _seats;
 };

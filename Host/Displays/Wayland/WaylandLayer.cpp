@@ -19,6 +19,7 @@ constexpr std::uint32_t kAllEdges =
     ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP | ZWLR_LAYER_SURFACE_V1_ANCHOR_BOTTOM |
     ZWLR_LAYER_SURFACE_V1_ANCHOR_LEFT | ZWLR_LAYER_SURFACE_V1_ANCHOR_RIGHT;
 constexpr int kBelowPanels = -1;
+constexpr int kBesidePanels = 0;
 
 int lengthFrom(std::uint32_t length) {
     return static_cast<int>(std::min<std::uint32_t>(length, INT32_MAX));
@@ -54,7 +55,8 @@ struct WaylandLayer::Events {
     static constexpr wl_callback_listener kFrame{.done = frame};
 };
 
-WaylandLayer::WaylandLayer(const WaylandGlobals &globals, wl_output *output, void *owner)
+WaylandLayer::WaylandLayer(const WaylandGlobals &globals, wl_output *output, WaylandLevel level,
+                           void *owner)
     : _surface(wl_compositor_create_surface(globals.compositor)) {
     wl_surface_set_user_data(_surface, owner);
     if (globals.viewporter) {
@@ -66,12 +68,16 @@ WaylandLayer::WaylandLayer(const WaylandGlobals &globals, wl_output *output, voi
         wp_fractional_scale_v1_add_listener(_fractionalScale, &Events::kScale, this);
     }
     makeRegion(globals);
+    const bool isBottom = level == WaylandLevel::Bottom;
     _layerSurface = zwlr_layer_shell_v1_get_layer_surface(
-        globals.layerShell, _surface, output, ZWLR_LAYER_SHELL_V1_LAYER_BACKGROUND, "wallpaper");
+        globals.layerShell, _surface, output,
+        isBottom ? ZWLR_LAYER_SHELL_V1_LAYER_BOTTOM : ZWLR_LAYER_SHELL_V1_LAYER_BACKGROUND,
+        "wallpaper");
     zwlr_layer_surface_v1_add_listener(_layerSurface, &Events::kLayer, this);
     zwlr_layer_surface_v1_set_size(_layerSurface, 0, 0);
     zwlr_layer_surface_v1_set_anchor(_layerSurface, kAllEdges);
-    zwlr_layer_surface_v1_set_exclusive_zone(_layerSurface, kBelowPanels);
+    zwlr_layer_surface_v1_set_exclusive_zone(_layerSurface,
+                                             isBottom ? kBesidePanels : kBelowPanels);
     wl_surface_commit(_surface);
 }
 
@@ -103,6 +109,11 @@ void WaylandLayer::show(wl_buffer *buffer, const std::vector<DeviceRect> &damage
     }
     wl_surface_attach(_surface, buffer, 0, 0);
     addDamage(damage);
+    awaitFrame();
+    wl_surface_commit(_surface);
+}
+
+void WaylandLayer::askForFrame() {
     awaitFrame();
     wl_surface_commit(_surface);
 }

@@ -18,11 +18,17 @@ namespace Lumivera {
 
 class WaylandGlobals;
 
-/// A layer surface in the background layer that fills an output. Main thread.
+/// The layer of a surface. Neither is in front of a window.
+enum class WaylandLevel {
+    Background, ///< as large as the output, beneath panels
+    Bottom,     ///< in front of every background, as large as what panels leave of the output
+};
+
+/// A layer surface that fills an output. Main thread.
 class WaylandLayer final {
   public:
     /// `owner` becomes the user data of the wl_surface.
-    WaylandLayer(const WaylandGlobals &globals, wl_output *output, void *owner);
+    WaylandLayer(const WaylandGlobals &globals, wl_output *output, WaylandLevel level, void *owner);
     ~WaylandLayer();
 
     WaylandLayer(const WaylandLayer &) = delete;
@@ -53,7 +59,10 @@ class WaylandLayer final {
     void show(wl_buffer *buffer, const std::vector<DeviceRect> &damage, WaylandSize size,
               int wholeScale);
 
-    /// True from show() until the frame callback.
+    /// Asks for a frame callback and shows nothing new.
+    void askForFrame();
+
+    /// True from show() or askForFrame() until the frame callback.
     bool isFrameAwaited() const { return _frame != nullptr; }
 
   private:

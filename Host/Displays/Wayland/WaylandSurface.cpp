@@ -17,6 +17,11 @@ constexpr int kMaxSide = 16383;
 
 /// A frame callback that takes longer is overdue.
 constexpr double kMaxFrameSeconds = 0.7;
+
+/// Some compositors send hidden surfaces one or two frame callbacks a second. The surface counts as
+/// hidden from the second late one until one comes in time.
+constexpr double kLateFrameSeconds = 0.4;
+constexpr int kMaxLateFrames = 2;
 constexpr double kReopenSeconds = 0.1;
 
 /// The surface gives up at the third closing within ten seconds.
@@ -34,9 +39,10 @@ bool isDivisible(const SharedBuffers &memory, int divisor) {
 
 } // namespace
 
-WaylandSurface::WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output)
-    : _globals(globals), _output(output), _outputName(output.name()), _reopen([this] { open(); }),
-      _frameOverdue([this] {
+WaylandSurface::WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output,
+                               WaylandLevel level)
+    : _globals(globals), _output(output), _outputName(output.name()), _level(level),
+      _reopen([this] { open(); }), _frameOverdue([this] {
           _isStalled = true;
           updateVisibility();
       }),
@@ -102,8 +108,8 @@ void WaylandSurface::settle(const WaylandCover &cover) {
         updateGeometry();
         showAgain();
     }
-    if (_layer && !_layer->isFrameAwaited()) {
-        endWatch();
+    if (_frameAsked && _layer && !_layer->isFrameAwaited()) {
+        frameCame();
     }
     updateVisibility();
     std::erase_if(_retired, [](const auto &buffers) { return buffers->isEmpty(); });
@@ -121,6 +127,27 @@ void WaylandSurface::die() {
     _isGivenUp = true;
 }
 
+SurfaceLayer WaylandSurface::layer() const {
+    return _level == WaylandLevel::Bottom
+               ? SurfaceLayer{"bottom", "", "behind all windows, in front of other backgrounds", ""}
+               : SurfaceLayer{"background", "", "behind all windows and panels", ""};
+}
+
+/// Makes a new layer surface, because compositors of older versions of the protocol move none.
+void WaylandSurface::setLevel(WaylandLevel level) {
+    if (_level != level) {
+        _level = level;
+        if (_layer) {
+            removeLayer();
+            open();
+        }
+    }
+}
+
+std::optional<WaylandSize> WaylandSurface::freeSize() const {
+    return _level == WaylandLevel::Bottom ? std::optional(_size) : std::nullopt;
+}
+
 int WaylandSurface::wholeScale() const {
     return std::max(1, static_cast<int>(std::ceil(_geometry.density)));
 }
@@ -130,19 +157,13 @@ WaylandLayer *WaylandSurface::usableLayer() const {
 }
 
 void WaylandSurface::open() {
-    _layer = std::make_unique<WaylandLayer>(_globals, _output.handle(), this);
+    _layer = std::make_unique<WaylandLayer>(_globals, _output.handle(), _level, this);
 }
 
 /// Opens again a little later, because compositors often close the surface right before they remove
-/// the output. Makes new wl_buffers of the memory, because the old ones may never be released.
+/// the output.
 void WaylandSurface::close() {
-    endWatch();
-    _layer.reset();
-    _retired.clear();
-    if (_buffers) {
-        _buffers = std::make_unique<WaylandBuffers>(_globals.shm, _buffers->memoryPointer());
-    }
-    _mustShowAgain = _shown.has_value();
+    removeLayer();
     const Clock::Nanoseconds now = Clock::current().now();
     std::erase_if(_closings, [now](Clock::Nanoseconds closing) {
         return now - closing > Clock::nanoseconds(kClosingSeconds);
@@ -153,6 +174,17 @@ void WaylandSurface::close() {
     } else {
         _reopen.callAfter(kReopenSeconds);
     }
+}
+
+/// Makes new wl_buffers of the memory, because the old ones may never be released.
+void WaylandSurface::removeLayer() {
+    endWatch();
+    _layer.reset();
+    _retired.clear();
+    if (_buffers) {
+        _buffers = std::make_unique<WaylandBuffers>(_globals.shm, _buffers->memoryPointer());
+    }
+    _mustShowAgain = _shown.has_value();
 }
 
 /// Takes a side that the compositor leaves to the client from the output.
@@ -210,12 +242,34 @@ void WaylandSurface::showAgain() {
 /// A compositor does not report that a surface is hidden; it only stops sending frame callbacks.
 void WaylandSurface::show(const std::vector<DeviceRect> &damage) {
     _layer->show(_buffers->take(*_shown), damage, _size, _wholeScale);
-    _frameOverdue.callAfter(kMaxFrameSeconds);
+    awaitFrame();
+}
+
+void WaylandSurface::awaitFrame() {
+    _frameAsked = Clock::current().now();
+    if (!_isStalled) {
+        _frameOverdue.callAfter(kMaxFrameSeconds);
+    }
+}
+
+/// While frame callbacks come late, each asks for the next one, and no buffer is wanted.
+void WaylandSurface::frameCame() {
+    const Clock::Nanoseconds took = Clock::current().now() - *_frameAsked;
+    const int late = took < Clock::nanoseconds(kLateFrameSeconds) ? 0 : _lateFrames + 1;
+    endWatch();
+    _lateFrames = std::min(late, kMaxLateFrames);
+    _isStalled = _lateFrames == kMaxLateFrames;
+    if (_isStalled) {
+        _layer->askForFrame();
+        awaitFrame();
+    }
 }
 
 void WaylandSurface::endWatch() {
     _frameOverdue.cancel();
+    _frameAsked.reset();
     _isStalled = false;
+    _lateFrames = 0;
 }
 
 /// Tells the listener in a call-out of its own.

@@ -2,7 +2,7 @@
 
 #include "Host/Displays/Desktop.h"
 #include "Host/Displays/Wayland/WaylandLayer.h"
-#include "Host/Displays/Wayland/WaylandToplevels.h"
+#include "Host/Displays/Wayland/WaylandWindows.h"
 #include "Host/Support/DeferredCall.h"
 #include "Platform/Foundation/Clock.h"
 
@@ -22,13 +22,14 @@ class WaylandOutput;
 class WaylandSurface final : public DesktopSurface {
   public:
     /// The globals and the output must outlive the surface.
-    WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output);
+    WaylandSurface(const WaylandGlobals &globals, const WaylandOutput &output, WaylandLevel level);
     ~WaylandSurface() override;
 
     void setListener(Listener *listener) override;
     const std::string &outputName() const override { return _outputName; }
     SurfaceGeometry geometry() const override { return _geometry; }
     SurfaceVisibility visibility() const override { return _visibility; }
+    SurfaceLayer layer() const override;
 
     /// A HostError when the memory is larger than Wayland can share.
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
@@ -36,6 +37,12 @@ class WaylandSurface final : public DesktopSurface {
 
     /// Acts on the events that were dispatched; `cover` tells how windows hide the output.
     void settle(const WaylandCover &cover);
+
+    /// Moves to another layer; what is shown goes with it.
+    void setLevel(WaylandLevel level);
+
+    /// The size of what panels leave of the output, where it is known.
+    std::optional<WaylandSize> freeSize() const;
 
     /// True once the compositor has closed it too often within a short time.
     bool isGivenUp() const { return _isGivenUp; }
@@ -54,11 +61,14 @@ class WaylandSurface final : public DesktopSurface {
     WaylandLayer *usableLayer() const;
     void open();
     void close();
+    void removeLayer();
     void updateGeometry();
     SurfaceGeometry geometryOf(WaylandSize size) const;
     void updateVisibility();
     void showAgain();
     void show(const std::vector<DeviceRect> &damage);
+    void awaitFrame();
+    void frameCame();
     void endWatch();
     void wantBufferSoon();
     void wantBuffer();
@@ -66,6 +76,7 @@ class WaylandSurface final : public DesktopSurface {
     const WaylandGlobals &_globals;
     const WaylandOutput &_output;
     const std::string _outputName;
+    WaylandLevel _level;
     Listener *_listener = nullptr;
 
     std::unique_ptr<WaylandLayer> _layer;
@@ -83,6 +94,12 @@ class WaylandSurface final : public DesktopSurface {
     bool _mustShowAgain = false;
     bool _isStalled = false;
     bool _isGivenUp = false;
+
+    /// When the frame callback was asked for that has not come yet.
+    std::optional<Clock::Nanoseconds> _frameAsked;
+
+    /// The late frame callbacks in a row.
+    int _lateFrames = 0;
 
     DeferredCall _reopen;
 

@@ -113,27 +113,39 @@ void WaylandToplevels::forget(const wl_output *output) {
 
 /// Only the active window is certainly on a workspace that is shown. Sway 1.10 does not tell the
 /// output of a window that opens full-screen, so such a window may be on any output.
-WaylandCover WaylandToplevels::coverOf(const wl_output *output) const {
+std::optional<WaylandCover> WaylandToplevels::coverOf(const WaylandOutput &output,
+                                                      std::optional<WaylandSize> /*free*/) const {
+    if (!_manager) {
+        return std::nullopt;
+    }
     WaylandCover cover;
+    if (_hasOverview && !hasActive()) {
+        cover.known = SurfaceVisibility::Covered;
+    }
     for (const auto &toplevel : _toplevels) {
         const State &state = toplevel->current;
-        const bool isHere = contains(state.outputs, output);
-        if (state.isMinimized || (!isHere && !state.outputs.empty())) {
-            continue;
-        }
-        if (state.isFullScreen) {
-            cover.suspected = SurfaceVisibility::FullScreen;
-        }
-        if (!isHere) {
-            continue;
-        }
-        if (state.isActivated && state.isFullScreen) {
-            cover.known = SurfaceVisibility::FullScreen;
-        } else if (state.isActivated && state.isMaximized) {
-            cover.known = SurfaceVisibility::Covered;
+        const bool isHere = contains(state.outputs, output.handle());
+        if (!state.isMinimized && (isHere || state.outputs.empty())) {
+            addCover(cover, state, isHere && (state.isActivated || _hasOverview));
         }
     }
     return cover;
+}
+
+bool WaylandToplevels::hasActive() const {
+    return std::any_of(_toplevels.begin(), _toplevels.end(),
+                       [](const auto &toplevel) { return toplevel->current.isActivated; });
+}
+
+void WaylandToplevels::addCover(WaylandCover &cover, const State &state, bool isShown) {
+    if (state.isFullScreen) {
+        cover.suspected = SurfaceVisibility::FullScreen;
+    }
+    if (isShown && state.isFullScreen) {
+        cover.known = SurfaceVisibility::FullScreen;
+    } else if (isShown && state.isMaximized && cover.known == SurfaceVisibility::Visible) {
+        cover.known = SurfaceVisibility::Covered;
+    }
 }
 
 void WaylandToplevels::remove(const Toplevel &toplevel) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Displays/Desktop.h"
+#include "Host/Displays/Wayland/WaylandWindows.h"
 
 #include <memory>
 #include <vector>
@@ -11,20 +11,10 @@ struct zwlr_foreign_toplevel_manager_v1;
 
 namespace Lumivera {
 
-/// How windows hide an output.
-struct WaylandCover {
-    /// What the active window does; Visible when it does not hide the output.
-    SurfaceVisibility known = SurfaceVisibility::Visible;
-
-    /// Reason to report if frame callbacks stop although the active window does not hide the
-    /// output.
-    SurfaceVisibility suspected = SurfaceVisibility::Covered;
-};
-
 /// The windows of all programs, to know which outputs they hide. A compositor tells whether a
 /// window is full-screen or maximized, but not its place or workspace. So only the active window is
 /// known to be visible, and windows side by side are never found to hide an output. Main thread.
-class WaylandToplevels final {
+class WaylandToplevels final : public WaylandWindows {
   public:
     WaylandToplevels() = default;
     ~WaylandToplevels();
@@ -38,7 +28,12 @@ class WaylandToplevels final {
     /// Call it before the output is destroyed.
     void forget(const wl_output *output);
 
-    WaylandCover coverOf(const wl_output *output) const;
+    /// The shell has no workspaces, and its overview or its lock screen hides the only output while
+    /// no window is active, as with Phosh.
+    void setHasOverview(bool hasOverview) { _hasOverview = hasOverview; }
+
+    std::optional<WaylandCover> coverOf(const WaylandOutput &output,
+                                        std::optional<WaylandSize> free) const override;
 
   private:
     struct Events;
@@ -59,8 +54,11 @@ class WaylandToplevels final {
     };
 
     void remove(const Toplevel &toplevel);
+    bool hasActive() const;
+    static void addCover(WaylandCover &cover, const State &state, bool isShown);
 
     zwlr_foreign_toplevel_manager_v1 *_manager = nullptr;
+    bool _hasOverview = false;
     std::vector<std::unique_ptr<Toplevel>> _toplevels;
 };
 

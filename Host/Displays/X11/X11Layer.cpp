@@ -97,8 +97,7 @@ X11Layer X11Layer::choose(const X11Scene &scene, const DeviceRect &output, Layer
     result.beneath = opaque ? opaque->frame : 0;
     const X11IconWindow *const icons = opaque ? opaque : transparentIcons(scene, output);
     result.icons = icons && (opaque || hasManager) ? icons->window : 0;
-    result.isTransparent =
-        choice == LayerChoice::Over || (choice == LayerChoice::Automatic && opaque);
+    result.isTransparent = choice == LayerChoice::Over || (choice != LayerChoice::Behind && opaque);
     if (result.isTransparent) {
         result.isShaped = !scene.isBlended || !scene.hasTransparentWindows;
         result.layer = overIcons(scene, opaque ? opaque->program : "", result.isShaped);

@@ -9,10 +9,6 @@ namespace {
 
 using Words = std::vector<std::uint32_t>;
 
-/// In pixels. A petal is not seen in a gap that is narrower than twice this, such as the gaps
-/// between tiles.
-constexpr int kHalfGap = 8;
-
 /// A window has painted itself by then.
 constexpr Clock::Nanoseconds kUntilLook = 2'000'000'000;
 constexpr int kRowsLookedAt = 9;
@@ -81,7 +77,7 @@ SurfaceVisibility X11WindowStack::visibilityOf(const DeviceRect &area,
             if (window.isFullScreen && part.contains(area)) {
                 return SurfaceVisibility::FullScreen;
             }
-            remaining.remove(widened(part, kHalfGap));
+            remaining.removeWithGaps(part);
         }
     }
     for (const X11IconWindow &icons : _scene.icons) {
@@ -90,7 +86,7 @@ SurfaceVisibility X11WindowStack::visibilityOf(const DeviceRect &area,
         }
     }
     for (const DeviceRect &part : reservedParts(area)) {
-        remaining.remove(widened(part, kHalfGap));
+        remaining.removeWithGaps(part);
     }
     return remaining.isEmpty() ? SurfaceVisibility::Covered : SurfaceVisibility::Visible;
 }

@@ -1,12 +1,17 @@
 #include "Tests/Host/Desktop/DesktopProgramTest.h"
 #include "Tests/Host/Displays/Wayland/HeadlessCompositor.h"
 #include "Tests/Host/Displays/Wayland/TestClient.h"
+#include "Tests/Host/Displays/Wayland/TestCompositor.h"
 #include "Tests/Host/Programs/VirtualScreen.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
 #include <optional>
+#include <unistd.h>
 
 using ::testing::HasSubstr;
 using Kind = HeadlessCompositor::Kind;
@@ -32,16 +37,17 @@ class DesktopOnWayland : public DesktopProgramTest, public ::testing::WithParamI
         startHere(testBundle(folder(), "BeaconWallpaper"));
     }
 
-    void startCompositor(Kind kind, const HeadlessCompositor *parent = nullptr) {
+    void startCompositor(Kind kind, const HeadlessCompositor *parent = nullptr,
+                         const std::string &configuration = "") {
         if (!HeadlessCompositor::isInstalled(kind)) {
             GTEST_SKIP() << "needs the compositor and grim";
         }
-        _real.emplace(kind, "", parent);
+        _real.emplace(kind, configuration, parent);
         ASSERT_NE(_real->socket(), "") << "the compositor does not start";
     }
 
     void startHere(const std::string &bundle) {
-        start({bundle}, {"WAYLAND_DISPLAY=" + _real->socket()});
+        start({bundle}, {"WAYLAND_DISPLAY=" + _real->socket(), "SWAYSOCK=" + _real->swaySocket()});
         ASSERT_TRUE(statusBecomes([](json output) { return output["frames"] > 3; })) << log();
     }
 
@@ -144,6 +150,80 @@ TEST_F(DesktopOnSway, HearsClicksOnTheDesktop) {
     }));
 }
 
+/// Sway as it is installed, with a background and a bar of its own.
+class DesktopOnStockSway : public DesktopOnSway {
+  protected:
+    void SetUp() override {
+        if (!isInstalled("swaybg") || !isInstalled("swaybar")) {
+            GTEST_SKIP() << "needs swaybg and swaybar";
+        }
+        ASSERT_NO_FATAL_FAILURE(startCompositor(Kind::Sway, nullptr,
+                                                "output * bg #00ff00 solid_color\n"
+                                                "bar {\n position top\n}\n"));
+        ASSERT_TRUE(eventually([this] { return isGreen(own()); }));
+        ASSERT_NO_FATAL_FAILURE(startHere(testBundle(folder(), "BeaconWallpaper")));
+    }
+
+    void chooseLayer(const std::string &layer) const {
+        std::filesystem::create_directories(folder() + "/config/lumivera");
+        _folder.write("config/lumivera/next", "layer = \"" + layer + "\"\n");
+        std::filesystem::rename(folder() + "/config/lumivera/next",
+                                folder() + "/config/lumivera/lumivera.toml");
+    }
+
+    /// A pixel beneath the bar and beside windows.
+    std::uint32_t own() {
+        const auto image = _real->picture();
+        return image ? image->pixels()[image->width() * 300 + 5] : 0;
+    }
+
+    static bool isGreen(std::uint32_t pixel) { return pixel == 0xFF00FF00; }
+};
+
+TEST_F(DesktopOnStockSway, IsInFrontOfSwaysOwnBackground) {
+    EXPECT_TRUE(eventually([this] { return isRed(own()); }));
+    EXPECT_EQ(status()["layer"], "bottom");
+    _real->tell("reload");
+    EXPECT_TRUE(eventually([this] { return isRed(own()); }));
+    EXPECT_EQ(quit(), 0);
+    EXPECT_TRUE(eventually([this] { return isGreen(own()); }));
+}
+
+TEST_F(DesktopOnStockSway, LeavesTheOwnBackgroundAfterACrash) {
+    ASSERT_TRUE(eventually([this] { return isRed(own()); }));
+    end(SIGKILL);
+    EXPECT_TRUE(eventually([this] { return isGreen(own()); }));
+}
+
+TEST_F(DesktopOnStockSway, RestsBehindTilesWithoutUsingTheProcessor) {
+    TestClient left(_real->socket());
+    TestClient right(_real->socket());
+    left.openWindow(kGreen, WindowKind::Usual);
+    ASSERT_TRUE(isPaused());
+    right.openWindow(kGreen, WindowKind::Usual);
+    EXPECT_TRUE(statusBecomes(
+        [](json output) { return output["pauseReasons"] == json::array({"covered"}); }));
+    EXPECT_TRUE(usesNoProcessor());
+    left.serve();
+    right.serve();
+    _real->tell("floating toggle");
+    _real->tell("workspace 2");
+    EXPECT_TRUE(isRunning());
+    _real->tell("workspace 1");
+    ASSERT_TRUE(isPaused());
+    right.closeWindow();
+    left.closeWindow();
+    EXPECT_TRUE(isRunning());
+}
+
+TEST_F(DesktopOnStockSway, GoesBehindItsBackgroundWhenTheUserWantsThat) {
+    chooseLayer("background");
+    EXPECT_TRUE(statusBecomes([](json output) { return output["layer"] == "background"; }));
+    EXPECT_TRUE(eventually([this] { return isGreen(own()); }));
+    chooseLayer("auto");
+    EXPECT_TRUE(eventually([this] { return isRed(own()); }));
+}
+
 TEST_F(DesktopOnSway, IsSharpAtEveryScale) {
     ASSERT_NO_FATAL_FAILURE(startCompositor(Kind::Sway));
     ASSERT_NO_FATAL_FAILURE(startHere(shippedBundle("Lumivera.bundle")));
@@ -174,6 +254,57 @@ TEST_F(DesktopOnSway, FollowsTheOutputsThroughTenCycles) {
     EXPECT_TRUE(eventually([this] { return isRed(pixel(5, 5)); }));
     EXPECT_EQ(children().size(), 1U);
     EXPECT_EQ(log(), "");
+}
+
+/// A program that locks the session, and is the compositor of what it shows behind its question.
+class DesktopInALockScreen : public DesktopProgramTest {
+  protected:
+    void SetUp() override {
+        bundle = testBundle(folder(), "BeaconWallpaper");
+        startHeadless({bundle});
+        ASSERT_TRUE(statusBecomes([](json output) { return output["frames"] > 3; })) << log();
+        locker.addOutput("A", {});
+        locker.listenAt(folder() + "/locker");
+    }
+
+    /// The arguments and the environment of a host in the lock screen.
+    std::vector<std::string> arguments(const std::vector<std::string> &more) const {
+        std::vector<std::string> all{"desktop", "--display", "wayland"};
+        all.insert(all.end(), more.begin(), more.end());
+        return all;
+    }
+    ProgramRun::Options options() const {
+        ProgramRun::Options options;
+        options.environment = surroundings();
+        options.environment.push_back("WAYLAND_DISPLAY=" + folder() + "/locker");
+        return options;
+    }
+
+    std::string bundle;
+    TestCompositor locker;
+};
+
+TEST_F(DesktopInALockScreen, RunsBesideTheHostOfTheSession) {
+    const std::string text = folder() + "/guest-log";
+    const int log = open(text.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const pid_t guest = ProgramRun::begin(arguments({"--standalone", bundle}), options(), log, log);
+    close(log);
+    EXPECT_TRUE(eventually([this] { return locker.surfaces().size() == 1; }));
+    locker.configure("A", 640, 480);
+    EXPECT_TRUE(eventually([this] { return locker.surfaceOn("A").pictures > 3; }))
+        << contentsOf(text);
+    EXPECT_EQ(status()["output"], "HEADLESS-1");
+    locker.hangUp();
+    EXPECT_EQ(ProgramRun::waitFor(guest), 1);
+    const int before = status()["frames"];
+    EXPECT_TRUE(statusBecomes([&](json output) { return output["frames"] > before; }));
+    EXPECT_EQ(quit(), 0);
+}
+
+TEST_F(DesktopInALockScreen, IsRefusedBesideAnotherHostWithoutTheOption) {
+    const ProgramRun second(arguments({}), options());
+    EXPECT_EQ(second.status(), 1);
+    EXPECT_TRUE(second.saysOneLine()) << second.errors();
 }
 
 } // namespace

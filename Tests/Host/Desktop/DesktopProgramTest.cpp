@@ -40,7 +40,9 @@ std::vector<std::string> DesktopProgramTest::surroundings() const {
             "XDG_CONFIG_HOME=" + folder() + "/config",
             "DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + folder() + "/no-bus",
             "DISPLAY",
-            "WAYLAND_DISPLAY"};
+            "WAYLAND_DISPLAY",
+            "WAYLAND_SOCKET",
+            "SWAYSOCK"};
 }
 
 void DesktopProgramTest::start(const std::vector<std::string> &arguments,

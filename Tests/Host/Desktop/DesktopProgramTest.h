@@ -56,13 +56,15 @@ class DesktopProgramTest : public ::testing::Test {
     /// What the host has written to stderr so far.
     std::string log() const { return contentsOf(_folder.path() + "/log"); }
 
+    /// The environment of everything that is started here.
+    std::vector<std::string> surroundings() const;
+
     pid_t process() const { return _process; }
     std::string folder() const { return _folder.path(); }
 
     TemporaryFolder _folder;
 
   private:
-    std::vector<std::string> surroundings() const;
     long activity() const;
 
     pid_t _process = -1;

@@ -264,13 +264,53 @@ echo 'background: none' >"$HOME/.fluxbox/overlay"
 )");
 }
 
+/// A Wayland compositor without icons. `afterwards` gives its socket the name that the environment
+/// has.
+DesktopKind compositor(const std::string &name, const std::string &current,
+                       const std::string &preparation, const std::string &session) {
+    return {
+        .name = name,
+        .programs = {session.substr(0, session.find(' ')), "foot"},
+        .environment = {"XDG_CURRENT_DESKTOP=" + current, "XDG_SESSION_TYPE=wayland",
+                        "WLR_BACKENDS=x11", "WLR_RENDERER=pixman", "GSK_RENDERER=cairo"},
+        .preparation = preparation,
+        .session = "exec " + session,
+        .afterwards = R"(cd "$XDG_RUNTIME_DIR" && ln -sfn wayland-? desktop)",
+        .hasPanel = false,
+        .isNested = true,
+        .hasMenu = false,
+    };
+}
+
+DesktopKind sway() {
+    DesktopKind kind = compositor("Sway", "sway", R"(
+printf 'include /etc/sway/config\noutput * mode 1280x800\n' >"$HOME/sway"
+)",
+                                  "sway -c $HOME/sway");
+    kind.programs.insert(kind.programs.end(), {"swaybg", "swaybar", "swaymsg"});
+    return kind;
+}
+
+constexpr const char *kPhocConfiguration = R"(
+printf '[core]\nxwayland=false\n[output:X11-1]\nmode=1280x800\nscale=1\n' >"$HOME/phoc.ini"
+)";
+
+DesktopKind phosh() {
+    DesktopKind kind = compositor("Phosh", "Phosh:GNOME", kPhocConfiguration,
+                                  "phoc -C $HOME/phoc.ini -E '/usr/libexec/phosh --unlocked'");
+    kind.programs.insert(kind.programs.end(), {"/usr/libexec/phosh", "gsettings", "gdbus"});
+    kind.needsLoginManager = true;
+    return kind;
+}
+
 } // namespace
 
 DesktopKind desktopKind(const std::string &name) {
     for (const DesktopKind &kind :
          {xfce(), mate(), cinnamon(), lxde(), lxqt(), flashback(), gnome(), plasma(), i3(), bspwm(),
           manager("awesome", "awesome"), manager("IceWM", "icewm-session"), fluxbox(),
-          manager("Openbox", "openbox"), manager("FVWM3", "fvwm3")}) {
+          manager("Openbox", "openbox"), manager("FVWM3", "fvwm3"), sway(),
+          compositor("phoc", "phoc", kPhocConfiguration, "phoc -C $HOME/phoc.ini"), phosh()}) {
         if (kind.name == name) {
             return kind;
         }

@@ -47,6 +47,9 @@ struct DesktopKind {
     /// Whether a panel keeps windows from a part of the screen.
     bool hasPanel = true;
 
+    /// Whether it is a Wayland compositor in a window that fills the screen.
+    bool isNested = false;
+
     /// Whether it takes long for everything without a GPU.
     bool isSlow = false;
 
@@ -60,7 +63,7 @@ struct DesktopKind {
 };
 
 /// The desktop of that name: Xfce, MATE, Cinnamon, LXDE, LXQt, Flashback, GNOME, Plasma, i3, bspwm,
-/// awesome, IceWM, Fluxbox, Openbox or FVWM3.
+/// awesome, IceWM, Fluxbox, Openbox, FVWM3, Sway, phoc or Phosh.
 DesktopKind desktopKind(const std::string &name);
 
 /// For messages about failed tests.

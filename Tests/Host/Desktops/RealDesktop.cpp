@@ -241,6 +241,9 @@ void RealDesktop::startSession() {
 }
 
 bool RealDesktop::waitUntilReady() {
+    if (_problem.empty() && _kind.isNested) {
+        return waitUntilCompositorIsReady();
+    }
     if (!_problem.empty() ||
         !eventually(
             [this] {
@@ -263,6 +266,18 @@ bool RealDesktop::waitUntilReady() {
     _firstPicture = screen().picture();
     _icons = _kind.drawsIcons() ? findIcons() : std::vector<ScreenRect>();
     return true;
+}
+
+bool RealDesktop::waitUntilCompositorIsReady() {
+    const bool isThere = eventually(
+        [this] {
+            session().shell(_kind.afterwards);
+            return fs::is_socket(_folder.pathOf("run/desktop"));
+        },
+        kStartTime);
+    const bool isReady = isThere && comesToRest() && comesToRest();
+    _firstPicture = screen().picture();
+    return isReady;
 }
 
 /// The person's wallpaper is there, with the icons and the panel, and nothing moves any more.
@@ -298,6 +313,10 @@ std::vector<std::string> RealDesktop::environment() const {
         "PICTURE=" + home + "/Pictures/own.png",
         "COLOUR=#3a6ea5",
     };
+    if (_kind.isNested) {
+        all.insert(all.end(),
+                   {"WAYLAND_DISPLAY=desktop", "SWAYSOCK=" + _folder.pathOf("run/sway-socket")});
+    }
     all.insert(all.end(), _kind.environment.begin(), _kind.environment.end());
     return all;
 }

@@ -88,6 +88,7 @@ class RealDesktop {
     void startBuses();
     void startSession();
     bool waitUntilReady();
+    bool waitUntilCompositorIsReady();
     bool isReady();
     std::string endOf(const std::string &log) const;
     std::vector<std::string> environment() const;

@@ -61,6 +61,13 @@ TEST(Configuration, ReadsEveryKey) {
     EXPECT_EQ(read.density(), 2);
 }
 
+TEST(Configuration, ReadsEveryLayer) {
+    EXPECT_EQ(parse("layer = \"auto\"").layer(), LayerChoice::Automatic);
+    EXPECT_EQ(parse("layer = \"behind\"").layer(), LayerChoice::Behind);
+    EXPECT_EQ(parse("layer = \"background\"").layer(), LayerChoice::Background);
+    EXPECT_EQ(parse("layer = \"bottom\"").layer(), LayerChoice::Bottom);
+}
+
 TEST(Configuration, ReadsEveryWordForTheBattery) {
     using OnBattery = PauseOptions::OnBattery;
     EXPECT_EQ(parse("on-battery = \"run\"").pauseOptions().onBattery, OnBattery::Run);

@@ -90,10 +90,13 @@ HeadlessCompositor::~HeadlessCompositor() {
     ProgramRun::waitFor(_process);
 }
 
+std::string HeadlessCompositor::swaySocket() const {
+    return pathLike(_folder.path(), "sway-ipc", ".sock");
+}
+
 std::string HeadlessCompositor::run(const std::string &command) const {
     return outputOf("XDG_RUNTIME_DIR=" + _folder.path() + " WAYLAND_DISPLAY=" + _socket +
-                    " SWAYSOCK=" + pathLike(_folder.path(), "sway-ipc", ".sock") + " " + command +
-                    " 2>/dev/null");
+                    " SWAYSOCK=" + swaySocket() + " " + command + " 2>/dev/null");
 }
 
 void HeadlessCompositor::tell(const std::string &message) const {

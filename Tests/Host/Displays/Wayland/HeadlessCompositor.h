@@ -29,6 +29,9 @@ class HeadlessCompositor {
     /// The value for WAYLAND_DISPLAY; empty when the compositor could not be started.
     const std::string &socket() const { return _socket; }
 
+    /// The value for SWAYSOCK; empty where it is not sway.
+    std::string swaySocket() const;
+
     /// Runs a command as a client of the compositor; its output.
     std::string run(const std::string &command) const;
 

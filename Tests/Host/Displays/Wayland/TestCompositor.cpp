@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 /// The state, which only the compositor's thread touches.
@@ -46,6 +47,12 @@ struct TestCompositor::State {
 
     struct Requests;
 
+    /// Hears of clients that connect.
+    struct Arrival {
+        wl_listener listener;
+        State *state;
+    };
+
     explicit State(const Options &options);
     ~State();
 
@@ -75,6 +82,7 @@ struct TestCompositor::State {
     Group managers{this, {}};
     std::vector<std::unique_ptr<Group>> toplevels;
     int cursors = 0;
+    Arrival arrival{{}, this};
     std::unique_ptr<ServerThread> thread;
 };
 
@@ -229,6 +237,11 @@ TestCompositor::State::State(const Options &wanted)
         wl_global_create(display, &zwlr_foreign_toplevel_manager_v1_interface, 3, this,
                          Requests::bindManager);
     }
+    if (options.isPhoshs) {
+        static const wl_interface kPhosh{"phosh_private", 6, 0, nullptr, 0, nullptr};
+        wl_global_create(display, &kPhosh, 6, this,
+                         [](wl_client *, void *, std::uint32_t, std::uint32_t) {});
+    }
     if (options.hasSeat) {
         seat = wl_global_create(display, &wl_seat_interface, static_cast<int>(options.seatVersion),
                                 this, Requests::bindSeat);
@@ -320,6 +333,23 @@ void TestCompositor::State::withToplevel(std::size_t number,
 TestCompositor::TestCompositor(const Options &options) : _state(std::make_unique<State>(options)) {}
 
 TestCompositor::~TestCompositor() = default;
+
+void TestCompositor::listenAt(const std::string &path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address);
+    listen(descriptor, 1);
+    _state->thread->perform([&] {
+        _state->arrival.listener.notify = [](wl_listener *listener, void *client) {
+            State &state = *reinterpret_cast<State::Arrival *>(listener)->state;
+            state.client = static_cast<wl_client *>(client);
+        };
+        wl_display_add_client_created_listener(_state->display, &_state->arrival.listener);
+        wl_display_add_socket_fd(_state->display, descriptor);
+    });
+}
 
 void TestCompositor::addOutput(const std::string &name, const Mode &mode) {
     _state->thread->perform([&] { _state->addOutput(name, mode); });
@@ -418,6 +448,13 @@ void TestCompositor::withholdReleases(bool isWithheld) {
         if (!isWithheld) {
             _state->rules.sendReleases();
         }
+    });
+}
+
+void TestCompositor::sendFrames() {
+    _state->thread->perform([&] {
+        _state->rules.withholdsFrames = true;
+        _state->rules.sendFrames();
     });
 }
 

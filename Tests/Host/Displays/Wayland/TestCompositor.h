@@ -9,8 +9,8 @@
 #include <vector>
 
 /// A fake Wayland compositor on its own thread, which shows nothing and does what the test says.
-/// Its only client is the next connection that this process makes. A call returns when the
-/// compositor has done it; the client sees the events when it reads them.
+/// Its only client is the next connection that this process makes, or another program's. A call
+/// returns when the compositor has done it; the client sees the events when it reads them.
 class TestCompositor {
   public:
     struct Options {
@@ -20,6 +20,7 @@ class TestCompositor {
         bool hasOutputManager = false;
         bool hasToplevels = true;
         bool hasSeat = true;
+        bool isPhoshs = false; ///< has the global that Phosh's compositor has
         unsigned outputVersion = 4;
         unsigned surfaceVersion = 4;
         unsigned seatVersion = 7;
@@ -65,6 +66,9 @@ class TestCompositor {
     TestCompositor(const TestCompositor &) = delete;
     TestCompositor &operator=(const TestCompositor &) = delete;
 
+    /// Lets a program connect at this path, which becomes the only client.
+    void listenAt(const std::string &path);
+
     void addOutput(const std::string &name, const Mode &mode);
     void changeOutput(const std::string &name, const Mode &mode);
     void removeOutput(const std::string &name);
@@ -86,6 +90,9 @@ class TestCompositor {
     /// afterwards. While releases are withheld, no buffer is released.
     void withholdFrames(bool isWithheld);
     void withholdReleases(bool isWithheld);
+
+    /// Sends the pending frame callbacks and withholds later ones.
+    void sendFrames();
 
     /// Sends the client a protocol error about the output's layer surface, which ends the
     /// connection.

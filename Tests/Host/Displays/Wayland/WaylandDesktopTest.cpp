@@ -89,8 +89,8 @@ TestCompositor &WaylandDesktopTest::compositor(const TestCompositor::Options &op
     return *_compositor;
 }
 
-void WaylandDesktopTest::connect() {
-    _desktop = std::make_unique<WaylandDesktop>(_waiter);
+void WaylandDesktopTest::connect(LayerChoice choice) {
+    _desktop = std::make_unique<WaylandDesktop>(_waiter, choice);
     _desktop->setListener(&recorder);
 }
 

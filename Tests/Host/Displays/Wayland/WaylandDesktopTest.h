@@ -59,7 +59,7 @@ class WaylandDesktopTest : public ::testing::Test {
 
     /// Starts a compositor, whose outputs are added before connect().
     TestCompositor &compositor(const TestCompositor::Options &options = {});
-    void connect();
+    void connect(Lumivera::LayerChoice choice = Lumivera::LayerChoice::Automatic);
     void disconnect() { _desktop.reset(); }
 
     /// Starts a compositor with the output "A" of that size, connects the desktop, and configures
@@ -75,6 +75,7 @@ class WaylandDesktopTest : public ::testing::Test {
     /// Draws the wanted buffer of "A" and waits until the compositor has it.
     void show(std::uint32_t color);
 
+    Lumivera::WaylandDesktop &desktop() { return *_desktop; }
     TestCompositor::Surface shown() { return _compositor->surfaceOn("A"); }
     SurfaceRecorder &surface() { return *recorder.surfaces.front(); }
 

@@ -109,6 +109,30 @@ TEST_F(WaylandPicturesTest, IsCoveredWhileNoPicturesAreAskedForAndDoesNotWaitByT
     EXPECT_TRUE(runUntil([&] { return surface().wishes == "01"; }));
 }
 
+TEST_F(WaylandPicturesTest, IsCoveredFromTheSecondLateCallbackUntilOneComesInTime) {
+    begin();
+    surface().heard.clear();
+    for (int turn = 0; turn < 2; ++turn) {
+        compositor().withholdFrames(true);
+        show(0xFF000001);
+        ASSERT_TRUE(runUntil([&] { return surface().heard.ends_with("covered,"); }));
+        compositor().sendFrames();
+        catchUp();
+    }
+    EXPECT_EQ(surface().heard, "covered,visible,covered,");
+    EXPECT_EQ(surface().wishes, "01");
+    const int pictures = shown().pictures;
+    NSRunLoop::mainRunLoop().runForSeconds(0.5);
+    compositor().sendFrames();
+    catchUp();
+    EXPECT_EQ(surface().heard, "covered,visible,covered,");
+    EXPECT_EQ(NSRunLoop::mainRunLoop().nextDeadline(), Clock::kNever);
+    compositor().sendFrames();
+    EXPECT_TRUE(runUntil([&] { return surface().heard == "covered,visible,covered,visible,"; }));
+    EXPECT_EQ(shown().pictures, pictures);
+    EXPECT_TRUE(runUntil([&] { return surface().wishes == "010"; }));
+}
+
 TEST_F(WaylandPicturesTest, IsVisibleAsLongAsTheNextPictureIsAskedForHoweverLateItIsDrawn) {
     begin();
     show(0xFF000001);

@@ -1,5 +1,6 @@
 #include "Host/Displays/Wayland/WaylandDesktop.h"
 
+#include "Tests/Host/Displays/Wayland/FakeSway.h"
 #include "Tests/Host/Displays/Wayland/TestCompositor.h"
 
 #include <gtest/gtest.h>
@@ -38,6 +39,28 @@ TEST(WaylandSurvey, SaysWhatIsMissing) {
     for (const Finding &finding : survey.findings) {
         EXPECT_FALSE(finding.remedy.empty()) << finding.subject;
     }
+}
+
+/// The finding about the layer on a Sway that does not answer.
+Finding layerOnSway(LayerChoice choice) {
+    const FakeSway sway;
+    TestCompositor compositor;
+    return surveyWayland(choice).findings[1];
+}
+
+TEST(WaylandSurvey, SaysOnSwayWhatItsOwnBackgroundHides) {
+    EXPECT_EQ(layerOnSway(LayerChoice::Automatic).level, Level::Good);
+    EXPECT_EQ(layerOnSway(LayerChoice::Bottom).level, Level::Good);
+    EXPECT_EQ(layerOnSway(LayerChoice::Background).level, Level::Lacking);
+}
+
+TEST(WaylandSurvey, SaysOnSwayThatItsSocketIsMissing) {
+    const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "sway");
+    const EnvironmentVariable socket("SWAYSOCK", nullptr);
+    TestCompositor compositor;
+    const Finding finding = surveyWayland().findings.back();
+    EXPECT_EQ(finding.subject, "Sway's windows");
+    EXPECT_EQ(finding.level, Level::Lacking);
 }
 
 } // namespace

@@ -192,6 +192,14 @@ TEST(X11LayerTest, CanHideOpaqueIconsByHandAndSaysSo) {
     EXPECT_THAT(layer.layer.remedy, HasSubstr("layer = \"auto\""));
 }
 
+TEST(X11LayerTest, DecidesByItselfWhereTheWordIsForWayland) {
+    for (const bool isOpaque : {true, false}) {
+        const X11Scene windows = scene("Xfwm4", {icons(isOpaque)});
+        EXPECT_EQ(chosen(windows, LayerChoice::Background), chosen(windows));
+        EXPECT_EQ(chosen(windows, LayerChoice::Bottom), chosen(windows));
+    }
+}
+
 TEST(X11LayerTest, IsBehindTransparentIconsByHandToo) {
     const X11Scene transparent = scene("Muffin", {icons(false)});
     EXPECT_EQ(chosen(transparent, LayerChoice::Behind), chosen(transparent));

@@ -1,4 +1,4 @@
-#include "Host/Displays/X11/X11WindowStack.h"
+#include "Host/Displays/RemainingArea.h"
 
 #include <gtest/gtest.h>
 
