@@ -87,6 +87,7 @@ enum class X11Atom {
     NetWMWindowTypeDesktop,
     NetWMWindowTypeDock,
     NetWorkArea,
+    WMWindowRole,
     XSettingsSettings,
     Count,
 };

@@ -1,0 +1,150 @@
+import Clutter from 'gi://Clutter';
+import Meta from 'gi://Meta';
+import {BackgroundManager} from 'resource:///org/gnome/shell/ui/background.js';
+import * as Main from 'resource:///org/gnome/shell/ui/main.js';
+import {WorkspaceGroup} from 'resource:///org/gnome/shell/ui/workspaceAnimation.js';
+import {ThumbnailsBox} from 'resource:///org/gnome/shell/ui/workspaceThumbnail.js';
+
+/** Methods of the shell that do something else until undo(). */
+class Replacements {
+    constructor() {
+        this._originals = [];
+    }
+
+    /** `make` gets the original and returns the method in its place. */
+    replace(prototype, name, make) {
+        const original = prototype[name];
+        if (typeof original === 'function') {
+            prototype[name] = make(original);
+            this._originals.unshift([prototype, name, original]);
+        }
+    }
+
+    undo() {
+        for (const [prototype, name, original] of this._originals) {
+            prototype[name] = original;
+        }
+    }
+}
+
+/**
+ * Shows each wallpaper on every picture that the shell has of its monitor's background: in the
+ * overview, on the thumbnails of workspaces, and while workspaces move by.
+ */
+export class WallpaperMirrors {
+    constructor() {
+        this._wallpapers = [];
+        this._places = new Map(); // the actors to show a mirror in, with their monitors
+        this._mirrors = new Map(); // the mirrors, by these actors
+        this._replacements = new Replacements();
+        this._followBackgrounds();
+        this._followThumbnails();
+        this._hideFromAnimations();
+        this._findBackgrounds(Main.layoutManager.overviewGroup);
+    }
+
+    destroy() {
+        this._replacements.undo();
+        for (const [place, {connection}] of this._places) {
+            place.disconnect(connection);
+        }
+        this._places.clear();
+        this.setWallpapers([]);
+    }
+
+    setWallpapers(wallpapers) {
+        this._wallpapers = wallpapers;
+        for (const [place, mirror] of [...this._mirrors]) {
+            if (!this._places.has(place) || !wallpapers.includes(mirror.wallpaper)) {
+                mirror.destroy();
+            }
+        }
+        for (const place of this._places.keys()) {
+            this._fill(place);
+        }
+    }
+
+    /** The desktop's own backgrounds lie beneath the wallpapers themselves. */
+    _followBackgrounds() {
+        const mirrors = this;
+        this._replacements.replace(
+            BackgroundManager.prototype, '_createBackgroundActor', original => function (...args) {
+                const actor = original.apply(this, args);
+                if (!this._controlPosition) {
+                    mirrors._add(actor, {monitor: this._monitorIndex, isThumbnail: false});
+                }
+                return actor;
+            });
+    }
+
+    _followThumbnails() {
+        const mirrors = this;
+        this._replacements.replace(
+            ThumbnailsBox.prototype, 'addThumbnails', original => function (...args) {
+                original.apply(this, args);
+                mirrors._addThumbnails(this._thumbnails || []);
+            });
+    }
+
+    _addThumbnails(thumbnails) {
+        for (const {_contents: contents, monitorIndex: monitor} of thumbnails) {
+            if (contents && !this._places.has(contents)) {
+                this._add(contents, {monitor, isThumbnail: true});
+            }
+        }
+    }
+
+    /** The shell would show windows of all workspaces in front of the others. */
+    _hideFromAnimations() {
+        const mirrors = this;
+        this._replacements.replace(
+            WorkspaceGroup.prototype, '_shouldShowWindow', original => function (window) {
+                return !mirrors._wallpapers.includes(window) && original.call(this, window);
+            });
+    }
+
+    /** The overview may be there already. */
+    _findBackgrounds(actor) {
+        if (actor instanceof Meta.BackgroundActor) {
+            this._add(actor, {monitor: actor.monitor, isThumbnail: false});
+        } else if (actor instanceof ThumbnailsBox) {
+            this._addThumbnails(actor._thumbnails || []);
+        } else {
+            actor.get_children().forEach(child => this._findBackgrounds(child));
+        }
+    }
+
+    _add(actor, place) {
+        const connection = actor.connect('destroy', () => {
+            this._places.delete(actor);
+            this._mirrors.delete(actor);
+        });
+        this._places.set(actor, Object.assign({connection}, place));
+        this._fill(actor);
+    }
+
+    _fill(actor) {
+        const {monitor, isThumbnail} = this._places.get(actor);
+        const wallpaper = this._wallpapers.find(window => window.get_monitor() === monitor);
+        const source = wallpaper ? wallpaper.get_compositor_private() : null;
+        if (!source || this._mirrors.has(actor)) {
+            return;
+        }
+        const mirror = new Clutter.Clone({source, reactive: false});
+        mirror.wallpaper = wallpaper;
+        this._mirrors.set(actor, mirror);
+        const destroying = source.connect('destroy', () => mirror.destroy());
+        mirror.connect('destroy', () => {
+            source.disconnect(destroying);
+            this._mirrors.delete(actor);
+        });
+        if (isThumbnail) {
+            mirror.set_position(source.x, source.y);
+            actor.insert_child_at_index(mirror, 0);
+        } else {
+            mirror.add_constraint(new Clutter.BindConstraint(
+                {source: actor, coordinate: Clutter.BindCoordinate.SIZE}));
+            actor.add_child(mirror);
+        }
+    }
+}

@@ -1,0 +1,117 @@
+import GLib from 'gi://GLib';
+import Meta from 'gi://Meta';
+
+const kWindowSignals = [
+    'position-changed', 'size-changed', 'workspace-changed', 'notify::minimized',
+    'notify::skip-taskbar',
+];
+const kBetweenLowerings = 500000; // microseconds
+
+function isWallpaper(window) {
+    return window.get_client_type() === Meta.WindowClientType.X11 &&
+        window.get_wm_class() === 'Lumivera' &&
+        [Meta.WindowType.DESKTOP, Meta.WindowType.DOCK].includes(window.get_window_type());
+}
+
+function contains(rect, x, y) {
+    return x >= rect.x && x < rect.x + rect.width && y >= rect.y && y < rect.y + rect.height;
+}
+
+/** Notes every change of a window that may change what is seen of the wallpapers. */
+export class WindowWatch {
+    constructor(changed) {
+        this._changed = changed;
+        this._raised = () => {};
+        this._windows = new Map();
+        this._connections = [
+            [global.display, global.display.connect('window-created', (_, window) => this._add(window))],
+            [global.display, global.display.connect('restacked', changed)],
+            [global.display, global.display.connect('in-fullscreen-changed', changed)],
+            [global.display, global.display.connect('workareas-changed', changed)],
+            [global.workspace_manager,
+                global.workspace_manager.connect('active-workspace-changed', changed)],
+        ];
+        for (const actor of global.get_window_actors()) {
+            this._add(actor.meta_window);
+        }
+    }
+
+    destroy() {
+        for (const [object, connection] of this._connections) {
+            object.disconnect(connection);
+        }
+        for (const window of [...this._windows.keys()]) {
+            this._remove(window);
+        }
+    }
+
+    _add(window) {
+        const connections = kWindowSignals.map(name => window.connect(name, this._changed));
+        connections.push(window.connect('raised', () => this._raised(window)));
+        connections.push(window.connect('unmanaged', () => {
+            this._remove(window);
+            this._changed();
+        }));
+        this._windows.set(window, connections);
+        this._changed();
+    }
+
+    _remove(window) {
+        for (const connection of this._windows.get(window) || []) {
+            window.disconnect(connection);
+        }
+        this._windows.delete(window);
+    }
+
+    wallpapers() {
+        return [...this._windows.keys()].filter(
+            window => isWallpaper(window) && window.get_compositor_private());
+    }
+
+    /** Undefined where there is none. */
+    wallpaperAt(x, y) {
+        return this.wallpapers().find(window => contains(window.get_frame_rect(), x, y));
+    }
+
+    /** The opaque windows that a person sees as such; those with icons are in no list. */
+    coveringRects() {
+        const workspace = global.workspace_manager.get_active_workspace();
+        return global.get_window_actors()
+            .filter(actor => actor.opacity === 255)
+            .map(actor => actor.meta_window)
+            .filter(window => !window.skip_taskbar && !isWallpaper(window) &&
+                window.located_on_workspace(workspace) && window.showing_on_its_workspace())
+            .map(window => window.get_frame_rect());
+    }
+
+    /** Other programs' windows with icons may have come beneath. On X11 the host sees to that. */
+    keepWallpapersAtTheBottom() {
+        const now = GLib.get_monotonic_time();
+        if (!Meta.is_wayland_compositor() || now - (this._lastLowering || 0) < kBetweenLowerings) {
+            return;
+        }
+        let isBottom = true;
+        for (const {meta_window: window} of global.get_window_actors()) {
+            if (!isWallpaper(window)) {
+                isBottom = false;
+            } else if (!isBottom && window.get_window_type() === Meta.WindowType.DESKTOP) {
+                this._lastLowering = now;
+                window.lower();
+            }
+        }
+    }
+
+    /** Whether it has the desktop's icons there: it is in no list, and none but the wallpaper is beneath. */
+    hasIconsAt(window, x, y) {
+        const shown = global.get_window_actors()
+            .map(actor => actor.meta_window)
+            .filter(other => other.showing_on_its_workspace() && !isWallpaper(other) &&
+                contains(other.get_frame_rect(), x, y));
+        return window.skip_taskbar && shown.length === 1 && shown[0] === window;
+    }
+
+    /** `raised` is called with each window that is raised, as by a press on it. */
+    setRaised(raised) {
+        this._raised = raised;
+    }
+}
