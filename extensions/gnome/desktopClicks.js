@@ -25,26 +25,28 @@ export class DesktopClicks {
 
     /** Pointers pass through the wallpaper to the background, which has the shell's menu. */
     _hearTheBackground() {
-        const background = Main.layoutManager._backgroundGroup;
-        this._connect(background, 'captured-event', (_, event) => {
-            const isPress = event.type() === Clutter.EventType.BUTTON_PRESS &&
-                event.get_button() === Clutter.BUTTON_PRIMARY;
-            if (isPress || event.type() === Clutter.EventType.TOUCH_BEGIN) {
-                this._tapped(...event.get_coords());
-            }
+        this._connect(Main.layoutManager._backgroundGroup, 'captured-event', (_, event) => {
+            this._hear(event);
             return Clutter.EVENT_PROPAGATE;
         });
     }
 
-    /** No event on another program's window reaches the shell, but a press on it raises it. */
+    /** No event on another program's window reaches the shell's actors, but a press raises it. */
     _hearTheIcons() {
         this._windows.setRaised(window => {
-            const [x, y, modifiers] = global.get_pointer();
-            const isPress = (modifiers & Clutter.ModifierType.BUTTON1_MASK) !== 0;
-            if (isPress && this._windows.hasIconsAt(window, x, y)) {
-                this._tapped(x, y);
+            const event = Clutter.get_current_event();
+            if (event && this._windows.hasIconsAt(window, ...event.get_coords())) {
+                this._hear(event);
             }
         });
+    }
+
+    _hear(event) {
+        const isPress = event.type() === Clutter.EventType.BUTTON_PRESS &&
+            event.get_button() === Clutter.BUTTON_PRIMARY;
+        if (isPress || event.type() === Clutter.EventType.TOUCH_BEGIN) {
+            this._tapped(...event.get_coords());
+        }
     }
 
     _connect(object, signal, handler) {

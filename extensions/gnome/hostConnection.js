@@ -5,6 +5,24 @@ const kMaxAnswer = 65536; // bytes
 const kMaxUnanswered = 64;
 const kMaxDelay = 60; // seconds
 
+const kLineBreak = 10;
+
+function joined(first, second) {
+    const both = new Uint8Array(first.length + second.length);
+    both.set(first);
+    both.set(second, first.length);
+    return both;
+}
+
+/** Null where the bytes are no JSON. */
+function parsed(bytes) {
+    try {
+        return JSON.parse(new TextDecoder().decode(bytes));
+    } catch (error) {
+        return null;
+    }
+}
+
 /**
  * The control socket of the running host: one JSON object a line, answered in order. It never
  * blocks the shell. A host that does not answer is disconnected, and tried again later.
@@ -59,7 +77,7 @@ export class HostConnection {
         this._cancellable = null;
         this._unanswered = [];
         this._unsent = '';
-        this._received = '';
+        this._received = new Uint8Array();
         this._isSending = false;
     }
 
@@ -80,7 +98,6 @@ export class HostConnection {
                     return;
                 }
                 this._delay = 1;
-                this._decoder = new TextDecoder();
                 this._receive(cancellable);
                 this._connected();
             });
@@ -157,7 +174,7 @@ export class HostConnection {
                 if (cancellable.is_cancelled()) {
                     return;
                 }
-                this._received += this._decoder.decode(bytes.toArray(), {stream: true});
+                this._received = joined(this._received, bytes.toArray());
                 const isEnd = bytes.get_size() === 0 || this._received.length > kMaxAnswer;
                 if (isEnd || !this._takeLines(cancellable)) {
                     this._loseUnless(cancellable);
@@ -169,15 +186,9 @@ export class HostConnection {
 
     /** False when the connection is over, or the other end is no host. */
     _takeLines(cancellable) {
-        const lines = this._received.split('\n');
-        this._received = lines.pop();
-        for (const line of lines) {
-            let answer = null;
-            try {
-                answer = JSON.parse(line);
-            } catch (error) {
-                return false;
-            }
+        for (let end; (end = this._received.indexOf(kLineBreak)) >= 0;) {
+            const answer = parsed(this._received.subarray(0, end));
+            this._received = this._received.slice(end + 1);
             const answered = this._unanswered.shift();
             if (answered === undefined || answer === null) {
                 return false;

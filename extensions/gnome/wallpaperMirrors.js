@@ -27,6 +27,31 @@ class Replacements {
     }
 }
 
+/** A copy at the window's own place, behind what else is on the actor. */
+function mirrorInPlace(source, actor) {
+    const mirror = new Clutter.Clone({source, x: source.x, y: source.y});
+    actor.insert_child_at_index(mirror, 0);
+    return mirror;
+}
+
+/**
+ * A copy that fills the actor, whatever size that gets. It has no size of its own, which would have a
+ * say in the actor's.
+ */
+function mirrorAcross(source, actor) {
+    const mirror = new Clutter.Actor({width: 0, height: 0});
+    mirror.add_child(new Clutter.Clone({source}));
+    const fit = () => mirror.set_scale(actor.width / source.width, actor.height / source.height);
+    const connections = [[actor, actor.connect('notify::allocation', fit)],
+        [source, source.connect('notify::allocation', fit)]];
+    mirror.connect('destroy', () => {
+        connections.forEach(([object, connection]) => object.disconnect(connection));
+    });
+    fit();
+    actor.add_child(mirror);
+    return mirror;
+}
+
 /**
  * Shows each wallpaper on every picture that the shell has of its monitor's background: in the
  * overview, on the thumbnails of workspaces, and while workspaces move by.
@@ -130,7 +155,7 @@ export class WallpaperMirrors {
         if (!source || this._mirrors.has(actor)) {
             return;
         }
-        const mirror = new Clutter.Clone({source, reactive: false});
+        const mirror = isThumbnail ? mirrorInPlace(source, actor) : mirrorAcross(source, actor);
         mirror.wallpaper = wallpaper;
         this._mirrors.set(actor, mirror);
         const destroying = source.connect('destroy', () => mirror.destroy());
@@ -138,13 +163,5 @@ export class WallpaperMirrors {
             source.disconnect(destroying);
             this._mirrors.delete(actor);
         });
-        if (isThumbnail) {
-            mirror.set_position(source.x, source.y);
-            actor.insert_child_at_index(mirror, 0);
-        } else {
-            mirror.add_constraint(new Clutter.BindConstraint(
-                {source: actor, coordinate: Clutter.BindCoordinate.SIZE}));
-            actor.add_child(mirror);
-        }
     }
 }

@@ -73,15 +73,17 @@ export class WindowWatch {
         return this.wallpapers().find(window => contains(window.get_frame_rect(), x, y));
     }
 
-    /** The opaque windows that a person sees as such; those with icons are in no list. */
+    /** The windows that a person sees as such; those with icons are in no list. */
     coveringRects() {
-        const workspace = global.workspace_manager.get_active_workspace();
-        return global.get_window_actors()
-            .filter(actor => actor.opacity === 255)
-            .map(actor => actor.meta_window)
-            .filter(window => !window.skip_taskbar && !isWallpaper(window) &&
-                window.located_on_workspace(workspace) && window.showing_on_its_workspace())
+        return this._shown()
+            .filter(window => !window.skip_taskbar)
             .map(window => window.get_frame_rect());
+    }
+
+    /** Whether it has the desktop's icons: it is in no list, and no window lies in front of it. */
+    hasIconsAt(window, x, y) {
+        const there = this._shown().filter(shown => contains(shown.get_frame_rect(), x, y));
+        return window.skip_taskbar && there.pop() === window;
     }
 
     /** Other programs' windows with icons may have come beneath. On X11 the host sees to that. */
@@ -91,7 +93,7 @@ export class WindowWatch {
             return;
         }
         let isBottom = true;
-        for (const {meta_window: window} of global.get_window_actors()) {
+        for (const window of this._fromBottomToTop()) {
             if (!isWallpaper(window)) {
                 isBottom = false;
             } else if (!isBottom && window.get_window_type() === Meta.WindowType.DESKTOP) {
@@ -101,17 +103,22 @@ export class WindowWatch {
         }
     }
 
-    /** Whether it has the desktop's icons there: it is in no list, and none but the wallpaper is beneath. */
-    hasIconsAt(window, x, y) {
-        const shown = global.get_window_actors()
-            .map(actor => actor.meta_window)
-            .filter(other => other.showing_on_its_workspace() && !isWallpaper(other) &&
-                contains(other.get_frame_rect(), x, y));
-        return window.skip_taskbar && shown.length === 1 && shown[0] === window;
-    }
-
     /** `raised` is called with each window that is raised, as by a press on it. */
     setRaised(raised) {
         this._raised = raised;
+    }
+
+    /** Other extensions leave windows out of the shell's own list. */
+    _fromBottomToTop() {
+        return global.display.sort_windows_by_stacking(
+            [...this._windows.keys()].filter(window => window.get_compositor_private()));
+    }
+
+    /** From the bottom to the top, without the wallpapers. */
+    _shown() {
+        const workspace = global.workspace_manager.get_active_workspace();
+        return this._fromBottomToTop().filter(
+            window => !isWallpaper(window) && window.located_on_workspace(workspace) &&
+                window.showing_on_its_workspace());
     }
 }
