@@ -12,13 +12,15 @@ function without(area, hole) {
     }
     const right = area.x + area.width;
     const bottom = area.y + area.height;
+    const holeRight = hole.x + hole.width;
+    const holeBottom = hole.y + hole.height;
     const top = Math.max(area.y, hole.y);
-    const end = Math.min(bottom, hole.y + hole.height);
+    const height = Math.min(bottom, holeBottom) - top;
     return [
         {x: area.x, y: area.y, width: area.width, height: hole.y - area.y},
-        {x: area.x, y: hole.y + hole.height, width: area.width, height: bottom - hole.y - hole.height},
-        {x: area.x, y: top, width: hole.x - area.x, height: end - top},
-        {x: hole.x + hole.width, y: top, width: right - hole.x - hole.width, height: end - top},
+        {x: area.x, y: holeBottom, width: area.width, height: bottom - holeBottom},
+        {x: area.x, y: top, width: hole.x - area.x, height},
+        {x: holeRight, y: top, width: right - holeRight, height},
     ].filter(part => part.width >= kSmallestGap && part.height >= kSmallestGap);
 }
 

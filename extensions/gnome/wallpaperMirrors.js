@@ -35,8 +35,8 @@ function mirrorInPlace(source, actor) {
 }
 
 /**
- * A copy that fills the actor, whatever size that gets. It has no size of its own, which would have a
- * say in the actor's.
+ * A copy that fills the actor, whatever size that gets. It has no size of its own, which would have
+ * a say in the actor's.
  */
 function mirrorAcross(source, actor) {
     const mirror = new Clutter.Actor({width: 0, height: 0});

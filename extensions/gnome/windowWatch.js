@@ -23,17 +23,14 @@ export class WindowWatch {
         this._changed = changed;
         this._raised = () => {};
         this._windows = new Map();
-        this._connections = [
-            [global.display, global.display.connect('window-created', (_, window) => this._add(window))],
-            [global.display, global.display.connect('restacked', changed)],
-            [global.display, global.display.connect('in-fullscreen-changed', changed)],
-            [global.display, global.display.connect('workareas-changed', changed)],
-            [global.workspace_manager,
-                global.workspace_manager.connect('active-workspace-changed', changed)],
-        ];
-        for (const actor of global.get_window_actors()) {
-            this._add(actor.meta_window);
-        }
+        this._connections = [];
+        this._connect(global.display, 'window-created', (_, window) => this._add(window));
+        this._connect(global.display, 'restacked', changed);
+        this._connect(global.display, 'in-fullscreen-changed', changed);
+        this._connect(global.display, 'workareas-changed', changed);
+        this._connect(global.workspace_manager, 'active-workspace-changed', changed);
+        // Extensions with icons leave their windows out of the shell's own list.
+        global.display.list_all_windows().forEach(window => this._add(window));
     }
 
     destroy() {
@@ -43,6 +40,10 @@ export class WindowWatch {
         for (const window of [...this._windows.keys()]) {
             this._remove(window);
         }
+    }
+
+    _connect(object, signal, handler) {
+        this._connections.push([object, object.connect(signal, handler)]);
     }
 
     _add(window) {
@@ -108,7 +109,6 @@ export class WindowWatch {
         this._raised = raised;
     }
 
-    /** Other extensions leave windows out of the shell's own list. */
     _fromBottomToTop() {
         return global.display.sort_windows_by_stacking(
             [...this._windows.keys()].filter(window => window.get_compositor_private()));

@@ -25,6 +25,10 @@ struct DesktopKind {
     /// Runs when the window manager is there.
     std::string afterwards = {};
 
+    /// Prints what programs of the session have besides in their environment, as NAME=VALUE, one a
+    /// line.
+    std::string laterEnvironment = {};
+
     /// Prints the desktop's own settings of its wallpaper.
     std::string setting = {};
 
@@ -60,7 +64,8 @@ struct DesktopKind {
 };
 
 /// The desktop of that name: Xfce, MATE, Cinnamon, LXDE, LXQt, Flashback, GNOME, Plasma, i3, bspwm,
-/// awesome, IceWM, Fluxbox, Openbox or FVWM3.
+/// awesome, IceWM, Fluxbox, Openbox or FVWM3; GNOMEOnX11 and GNOMEOnWayland have Lumivera's
+/// extension.
 DesktopKind desktopKind(const std::string &name);
 
 /// For messages about failed tests.

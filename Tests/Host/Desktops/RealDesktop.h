@@ -83,6 +83,7 @@ class RealDesktop {
     void startBuses();
     void startSession();
     bool waitUntilReady();
+    void addLaterEnvironment();
     bool isReady();
     std::string endOf(const std::string &log) const;
     std::vector<std::string> environment() const;
