@@ -25,10 +25,13 @@ export class DesktopClicks {
 
     /** Pointers pass through the wallpaper to the background, which has the shell's menu. */
     _hearTheBackground() {
-        this._connect(Main.layoutManager._backgroundGroup, 'captured-event', (_, event) => {
-            this._hear(event);
-            return Clutter.EVENT_PROPAGATE;
-        });
+        const background = Main.layoutManager._backgroundGroup;
+        if (background) {
+            this._connect(background, 'captured-event', (_, event) => {
+                this._hear(event);
+                return Clutter.EVENT_PROPAGATE;
+            });
+        }
     }
 
     /** No event on another program's window reaches the shell's actors, but a press raises it. */

@@ -58,7 +58,7 @@ export class HostConnection {
         }
     }
 
-    /** Sends a request, if there is a connection. `answered` gets the parsed answer. */
+    /** Sends a request, if there is a connection. `answered` gets the answer if that is ok. */
     ask(request, answered = null) {
         if (!this.isOpen()) {
             return;
@@ -193,7 +193,7 @@ export class HostConnection {
             if (answered === undefined || answer === null) {
                 return false;
             }
-            if (answered) {
+            if (answered && answer.ok) {
                 answered(answer);
             }
             if (cancellable.is_cancelled()) {

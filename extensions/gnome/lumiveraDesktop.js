@@ -62,11 +62,13 @@ export class LumiveraDesktop {
         if (!this._connection.isOpen()) {
             return;
         }
+        const told = this._told;
+        this._told = new Map(); // without outputs that have gone
         for (const wallpaper of wallpapers) {
             const output = wallpaper.get_role();
             const state = this._coverOf(wallpaper);
-            if (output && this._told.get(output) !== state) {
-                this._told.set(output, state);
+            this._told.set(output, state);
+            if (output && told.get(output) !== state) {
                 this._connection.ask({do: 'cover', output, state});
             }
         }
@@ -97,7 +99,7 @@ export class LumiveraDesktop {
         const output = wallpaper.get_role();
         const frame = wallpaper.get_frame_rect();
         this._connection.ask({do: 'status', output}, answer => {
-            const {width, height, density} = (answer.outputs || [{}])[0];
+            const [{width, height, density} = {}] = answer.outputs || [];
             if (density > 0) {
                 this._connection.ask({
                     do: 'tap',

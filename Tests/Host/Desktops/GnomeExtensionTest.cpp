@@ -99,9 +99,14 @@ void GnomeExtensionTest::setEnabled(bool isEnabled) {
 }
 
 void GnomeExtensionTest::showOverview(bool isShown) {
-    evaluate(isShown ? "Main.overview.show()" : "Main.overview.hide()");
-    becomes("Main.overview.visible + ' ' + Main.overview.animationInProgress",
-            isShown ? "true false" : "false false");
+    // A shell that has just started does not hear the first wishes.
+    EXPECT_TRUE(eventually(
+        [&] {
+            evaluate(isShown ? "Main.overview.show()" : "Main.overview.hide()");
+            return evaluate("Main.overview.visible + ' ' + Main.overview.animationInProgress") ==
+                   (isShown ? "true false" : "false false");
+        },
+        patience()));
 }
 
 void GnomeExtensionTest::openToolkitWindow(const std::string &how) {
