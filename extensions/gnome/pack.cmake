@@ -10,6 +10,7 @@ function(to_legacy text)
         "import ({[A-Za-z, ]+}) from 'resource:///org/gnome/shell/ui/([A-Za-z]+).js'=>const \\1 = imports.ui.\\2"
         "import ({[A-Za-z, ]+}) from './([A-Za-z]+).js'=>const \\1 = imports.misc.extensionUtils.getCurrentExtension().imports.\\2"
         "export class ([A-Za-z]+)=>var \\1 = class"
+        "export const=>var"
         "export function=>function")
         string(REGEX MATCH "^(.*)=>(.*)$" rule "${rule}")
         string(REGEX REPLACE "${CMAKE_MATCH_1}" "${CMAKE_MATCH_2}" text "${text}")

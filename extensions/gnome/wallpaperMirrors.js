@@ -4,6 +4,7 @@ import {BackgroundManager} from 'resource:///org/gnome/shell/ui/background.js';
 import * as Main from 'resource:///org/gnome/shell/ui/main.js';
 import {WorkspaceGroup} from 'resource:///org/gnome/shell/ui/workspaceAnimation.js';
 import {ThumbnailsBox} from 'resource:///org/gnome/shell/ui/workspaceThumbnail.js';
+import {RoundedCorners} from './roundedCorners.js';
 
 /** Methods of the shell that do something else until undo(). */
 class Replacements {
@@ -34,20 +35,34 @@ function mirrorInPlace(source, actor) {
     return mirror;
 }
 
+/** The part of a monitor that the overview shows: what panels leave. */
+function boundsOn(monitor) {
+    const area = Main.layoutManager.getWorkAreaForMonitor(monitor);
+    const {x, y} = global.display.get_monitor_geometry(monitor);
+    return [area.x - x, area.y - y, area.x + area.width - x, area.y + area.height - y];
+}
+
 /**
  * A copy that fills the actor, whatever size that gets. It has no size of its own, which would have
  * a say in the actor's.
  */
-function mirrorAcross(source, actor) {
+function mirrorAcross(source, actor, monitor) {
     const mirror = new Clutter.Actor({width: 0, height: 0});
-    mirror.add_child(new Clutter.Clone({source}));
+    const clone = new Clutter.Clone({source});
+    const corners = new RoundedCorners();
+    const content = actor.content;
+    mirror.add_child(clone);
+    clone.add_effect(corners);
     const fit = () => mirror.set_scale(actor.width / source.width, actor.height / source.height);
+    const round = () => corners.setShape(boundsOn(monitor), content.rounded_clip_radius);
     const connections = [[actor, actor.connect('notify::allocation', fit)],
-        [source, source.connect('notify::allocation', fit)]];
+        [source, source.connect('notify::allocation', fit)],
+        [content, content.connect('notify::rounded-clip-radius', round)]];
     mirror.connect('destroy', () => {
         connections.forEach(([object, connection]) => object.disconnect(connection));
     });
     fit();
+    round();
     actor.add_child(mirror);
     return mirror;
 }
@@ -155,7 +170,9 @@ export class WallpaperMirrors {
         if (!source || this._mirrors.has(actor)) {
             return;
         }
-        const mirror = isThumbnail ? mirrorInPlace(source, actor) : mirrorAcross(source, actor);
+        const mirror = isThumbnail
+            ? mirrorInPlace(source, actor)
+            : mirrorAcross(source, actor, monitor);
         mirror.wallpaper = wallpaper;
         this._mirrors.set(actor, mirror);
         const destroying = source.connect('destroy', () => mirror.destroy());

@@ -119,8 +119,8 @@ TEST(ControlRequest, RepeatsNoIdentifierThatIsTooLong) {
 
 TEST(ControlRequest, SaysWhatThereIsToDo) {
     EXPECT_EQ(problemOf(R"({"do":"dance"})"),
-              "\"dance\" is nothing to do; use one of status, pause, resume, set, tap, offset, "
-              "wallpaper, screenshot, keep, quit");
+              "\"dance\" is nothing to do; use one of status, pause, resume, set, tap, cover, "
+              "offset, wallpaper, screenshot, keep, quit");
     EXPECT_THAT(problemOf("{}"), HasSubstr("\"do\" is missing"));
     EXPECT_EQ(problemOf(R"({"do":1})"), "\"do\" is not a text");
 }
