@@ -19,8 +19,7 @@ cogl_color_out *= clamp(0.5 - distance, 0.0, 1.0);
 `;
 
 /** Cuts the corners off, as the shell does with its own background. */
-export const RoundedCorners = GObject.registerClass(
-class RoundedCorners extends Shell.GLSLEffect {
+class CornersEffect extends Shell.GLSLEffect {
     vfunc_build_pipeline() {
         const hook = (Shell.SnippetHook || Cogl.SnippetHook).FRAGMENT;
         this.add_glsl_snippet(hook, kDeclarations, kCode, false);
@@ -45,4 +44,6 @@ class RoundedCorners extends Shell.GLSLEffect {
     _set(name, values) {
         this.set_uniform_float(this.get_uniform_location(name), values.length, values);
     }
-});
+}
+
+export const RoundedCorners = GObject.registerClass(CornersEffect);

@@ -6,6 +6,8 @@ import {WorkspaceGroup} from 'resource:///org/gnome/shell/ui/workspaceAnimation.
 import {ThumbnailsBox} from 'resource:///org/gnome/shell/ui/workspaceThumbnail.js';
 import {RoundedCorners} from './roundedCorners.js';
 
+const kMore = 2; // pixels
+
 /** Methods of the shell that do something else until undo(). */
 class Replacements {
     constructor() {
@@ -35,11 +37,16 @@ function mirrorInPlace(source, actor) {
     return mirror;
 }
 
-/** The part of a monitor that the overview shows: what panels leave. */
+/**
+ * The part of a monitor that the overview shows: what panels leave. A little more hides the shell's
+ * own background at the edges.
+ */
 function boundsOn(monitor) {
     const area = Main.layoutManager.getWorkAreaForMonitor(monitor);
     const {x, y} = global.display.get_monitor_geometry(monitor);
-    return [area.x - x, area.y - y, area.x + area.width - x, area.y + area.height - y];
+    const left = area.x - x;
+    const top = area.y - y;
+    return [left - kMore, top - kMore, left + area.width + kMore, top + area.height + kMore];
 }
 
 /**

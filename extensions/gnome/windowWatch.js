@@ -5,7 +5,8 @@ const kWindowSignals = [
     'position-changed', 'size-changed', 'workspace-changed', 'notify::minimized',
     'notify::skip-taskbar',
 ];
-const kBetweenLowerings = 500000; // microseconds
+const kMaxLowerings = 20; // in that time, because another program may want the same place
+const kLoweringTime = 10000000; // microseconds
 
 function isWallpaper(window) {
     return window.get_client_type() === Meta.WindowClientType.X11 &&
@@ -23,6 +24,7 @@ export class WindowWatch {
         this._changed = changed;
         this._raised = () => {};
         this._windows = new Map();
+        this._lowerings = [];
         this._connections = [];
         this._connect(global.display, 'window-created', (_, window) => this._add(window));
         this._connect(global.display, 'restacked', changed);
@@ -89,8 +91,7 @@ export class WindowWatch {
 
     /** Other programs' windows with icons may have come beneath. On X11 the host sees to that. */
     keepWallpapersAtTheBottom() {
-        const now = GLib.get_monotonic_time();
-        if (!Meta.is_wayland_compositor() || now - (this._lastLowering || 0) < kBetweenLowerings) {
+        if (!Meta.is_wayland_compositor()) {
             return;
         }
         let isBottom = true;
@@ -98,9 +99,17 @@ export class WindowWatch {
             if (!isWallpaper(window)) {
                 isBottom = false;
             } else if (!isBottom && window.get_window_type() === Meta.WindowType.DESKTOP) {
-                this._lastLowering = now;
-                window.lower();
+                this._lower(window);
             }
+        }
+    }
+
+    _lower(window) {
+        const now = GLib.get_monotonic_time();
+        this._lowerings = this._lowerings.filter(time => now - time < kLoweringTime);
+        if (this._lowerings.length < kMaxLowerings) {
+            this._lowerings.push(now);
+            window.lower();
         }
     }
 
