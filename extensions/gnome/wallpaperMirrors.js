@@ -92,8 +92,8 @@ export class WallpaperMirrors {
 
     destroy() {
         this._replacements.undo();
-        for (const [place, {connection}] of this._places) {
-            place.disconnect(connection);
+        for (const [actor, {connection}] of this._places) {
+            actor.disconnect(connection);
         }
         this._places.clear();
         this.setWallpapers([]);
@@ -101,13 +101,16 @@ export class WallpaperMirrors {
 
     setWallpapers(wallpapers) {
         this._wallpapers = wallpapers;
-        for (const [place, mirror] of [...this._mirrors]) {
-            if (!this._places.has(place) || !wallpapers.includes(mirror.wallpaper)) {
+        for (const [actor, mirror] of [...this._mirrors]) {
+            const place = this._places.get(actor);
+            const isRight = place && wallpapers.includes(mirror.wallpaper) &&
+                mirror.wallpaper.get_monitor() === place.monitor;
+            if (!isRight) {
                 mirror.destroy();
             }
         }
-        for (const place of this._places.keys()) {
-            this._fill(place);
+        for (const actor of this._places.keys()) {
+            this._fill(actor);
         }
     }
 
