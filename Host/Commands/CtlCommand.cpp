@@ -92,6 +92,18 @@ std::vector<std::string> row(const Json &output) {
             wallpaperText(output)};
 }
 
+/// Why an output's wallpaper is where it is, as a line below the table.
+std::string layerLine(const Json &output) {
+    const std::string words = member<std::string>(output, "layerWords", "");
+    const std::string remedy = member<std::string>(output, "layerRemedy", "");
+    if (words.empty()) {
+        return "";
+    }
+    return inOneLine(member<std::string>(output, "output", "-") + ": " + words +
+                     (remedy.empty() ? "" : "; " + remedy)) +
+           "\n";
+}
+
 std::string statusTable(const Json &json) {
     const auto outputs = json.find("outputs");
     if (outputs == json.end() || !outputs->is_array() || outputs->empty()) {
@@ -99,10 +111,12 @@ std::string statusTable(const Json &json) {
     }
     std::vector<std::vector<std::string>> rows{
         {"OUTPUT", "SIZE", "LAYER", "PETALS", "FPS", "CPU", "STATE", "WALLPAPER"}};
+    std::string layers;
     for (const Json &output : *outputs) {
         rows.push_back(row(output));
+        layers += layerLine(output);
     }
-    return textTable(rows);
+    return textTable(rows) + layers;
 }
 
 Json objectFrom(const std::string &answer) {

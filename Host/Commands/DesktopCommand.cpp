@@ -31,8 +31,8 @@ namespace Lumivera {
 
 namespace {
 
-constexpr const char *kHelp = "Shows wallpapers behind the icons, on every output, until it is "
-                              "told to quit.";
+constexpr const char *kHelp = "Shows wallpapers on the desktop, on every output, until it is told "
+                              "to quit. Icons and menus keep working.";
 
 constexpr const char *kMore =
     "Each switch has its opposite, such as --no-pause-when-covered. The configuration\n"
@@ -175,7 +175,7 @@ void sayWhatHappensToIcons(const SurfaceLayer &layer) {
     }
 }
 
-/// lumivera desktop: wallpapers behind the icons, on every output.
+/// lumivera desktop: wallpapers on the desktop, on every output.
 class DesktopCommand final : public Command {
   public:
     void declare(CLI::App &parent) override;

@@ -264,7 +264,7 @@ struct Examination {
     /// Examines everything, which takes up to a second. Main thread.
     static Examination make();
 
-    /// True when wallpapers can be shown behind the icons here.
+    /// True when wallpapers can be shown on the desktop here.
     bool isDesktopUsable() const;
 
     /// One line per finding, for people.
@@ -359,7 +359,7 @@ void DoctorCommand::run() {
     const Examination examination = Examination::make();
     printToStandardOutput(_asJson ? examination.json() : examination.text());
     if (!examination.isDesktopUsable()) {
-        throw HostError("desktop", "no wallpaper can be shown behind the icons here",
+        throw HostError("desktop", "no wallpaper can be shown on the desktop here",
                         "see the lines with !! above");
     }
 }

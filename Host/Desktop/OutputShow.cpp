@@ -132,6 +132,7 @@ OutputStatus OutputShow::status() const {
     const SurfaceLayer layer = _surface.layer();
     status.layer = layer.name;
     status.layerWords = layer.words;
+    status.layerRemedy = layer.remedy;
     status.taps = _taps;
     status.frames = _frameRate.frames();
     status.framesPerSecond = _frameRate.perSecond(Clock::current().now());

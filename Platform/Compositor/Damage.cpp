@@ -149,42 +149,52 @@ const std::vector<DeviceRect> &DamageHistory::latestRects() {
         _rects.push_back(_device);
         return _rects;
     }
-    _rects.reserve(static_cast<std::size_t>((_device.right / kTileWidth + 1) *
-                                            (_device.bottom / kTileHeight + 1)));
+    const auto columns = static_cast<std::size_t>(_device.right / kTileWidth + 1);
+    _rects.reserve(columns * static_cast<std::size_t>(_device.bottom / kTileHeight + 1));
+    _above.clear();
+    _above.reserve(columns);
+    _band.reserve(columns);
     for (int top = 0; top < _device.bottom; top += kTileHeight) {
         addRectsOfBand(top);
     }
     return _rects;
 }
 
-/// Adds the rectangles of one row of tiles. A rectangle that continues the one above it extends
-/// that one instead.
+/// Adds the rectangles of one row of tiles.
 void DamageHistory::addRectsOfBand(int top) {
     const int bottom = std::min(top + kTileHeight, _device.bottom);
-    const std::size_t firstOfBand = _rects.size();
+    _band.clear();
+    std::size_t above = 0;
+    DeviceRect run{0, top, 0, bottom};
     for (int left = 0; left < _device.right; left += kTileWidth) {
         const DeviceRect tile{left, top, std::min(left + kTileWidth, _device.right), bottom};
-        if (!latest().cells.intersects(tile)) {
-            continue;
-        }
-        if (_rects.size() > firstOfBand && _rects.back().right == left) {
-            _rects.back().right = tile.right;
+        if (latest().cells.intersects(tile)) {
+            run.right = tile.right;
         } else {
-            _rects.push_back(tile);
+            addRun(run, above);
+            run.left = tile.right;
         }
     }
-    for (std::size_t i = firstOfBand; i < _rects.size();) {
-        const auto above =
-            std::find_if(_rects.begin(), _rects.begin() + static_cast<std::ptrdiff_t>(firstOfBand),
-                         [&](const DeviceRect &rect) {
-                             return rect.bottom == top && rect.left == _rects[i].left &&
-                                    rect.right == _rects[i].right;
-                         });
-        if (above == _rects.begin() + static_cast<std::ptrdiff_t>(firstOfBand)) {
-            ++i;
-        } else {
-            above->bottom = bottom;
-            _rects.erase(_rects.begin() + static_cast<std::ptrdiff_t>(i));
-        }
+    addRun(run, above);
+    _above.swap(_band);
+}
+
+/// Adds a rectangle of a row of tiles, or extends the one above it if both have the same sides. The
+/// runs of a row come from left to right, and `above` is the first of the rectangles above that may
+/// be such a one.
+void DamageHistory::addRun(const DeviceRect &run, std::size_t &above) {
+    if (run.right <= run.left) {
+        return;
+    }
+    while (above < _above.size() && _rects[_above[above]].left < run.left) {
+        ++above;
+    }
+    if (above < _above.size() && _rects[_above[above]].left == run.left &&
+        _rects[_above[above]].right == run.right) {
+        _rects[_above[above]].bottom = run.bottom;
+        _band.push_back(_above[above]);
+    } else {
+        _band.push_back(_rects.size());
+        _rects.push_back(run);
     }
 }

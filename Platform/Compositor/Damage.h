@@ -73,10 +73,15 @@ class DamageHistory {
     }
     Change &latest() { return _changes[_latest]; }
     void addRectsOfBand(int top);
+    void addRun(const DeviceRect &run, std::size_t &above);
 
     std::array<Change, kRemembered> _changes;
     std::size_t _latest = 0;
     DeviceRect _device;
     CellMask _sum;
     std::vector<DeviceRect> _rects;
+
+    // The indices of the rectangles that end at the row of tiles above, and at the present one.
+    std::vector<std::size_t> _above;
+    std::vector<std::size_t> _band;
 };

@@ -44,6 +44,9 @@ Json statusJson(const OutputStatus &status) {
     }
     json["layer"] = status.layer;
     json["layerWords"] = status.layerWords;
+    if (!status.layerRemedy.empty()) {
+        json["layerRemedy"] = status.layerRemedy;
+    }
     json["taps"] = status.taps;
     json["frames"] = status.frames;
     json["framesPerSecond"] = status.framesPerSecond;

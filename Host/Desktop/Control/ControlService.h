@@ -27,9 +27,11 @@ struct OutputStatus {
     /// Only for wallpapers that have petals.
     std::optional<std::uint64_t> petals;
 
-    /// Where the surface is: its name for programs, and words for people.
+    /// Where the surface is: its name for programs, and words for people; what would improve it, or
+    /// nothing.
     std::string layer;
     std::string layerWords;
+    std::string layerRemedy;
 
     /// The taps that reached the view.
     std::uint64_t taps = 0;

@@ -26,12 +26,10 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::Count)>
     "UTF8_STRING",
     "_LUMIVERA_RELEASE",
     "MANAGER",
-    "_NET_ACTIVE_WINDOW",
     "_NET_CLIENT_LIST_STACKING",
     "_NET_CURRENT_DESKTOP",
     "_NET_FRAME_EXTENTS",
     "_NET_SHOWING_DESKTOP",
-    "_NET_SUPPORTED",
     "_NET_SUPPORTING_WM_CHECK",
     "_NET_WM_DESKTOP",
     "_NET_WM_NAME",
@@ -361,7 +359,8 @@ void X11Connection::findExtensions() {
     findInput();
 }
 
-/// Since version 2.1 the server also reports what happens while a program has grabbed a pointer.
+/// Touches are reported since version 2.2, and since 2.1 also what happens while a program has
+/// grabbed a pointer.
 void X11Connection::findInput() {
     const xcb_query_extension_reply_t *data = xcb_get_extension_data(_connection, &xcb_input_id);
     if (!data || !data->present) {
@@ -370,7 +369,7 @@ void X11Connection::findInput() {
     const X11Reply<xcb_input_xi_query_version_reply_t> version(xcb_input_xi_query_version_reply(
         _connection, xcb_input_xi_query_version(_connection, 2, 2), nullptr));
     if (version && (version->major_version > 2 ||
-                    (version->major_version == 2 && version->minor_version >= 1))) {
+                    (version->major_version == 2 && version->minor_version >= 2))) {
         _inputExtension = data->major_opcode;
     }
 }

@@ -86,7 +86,7 @@ DesktopSurvey surveyX11(LayerChoice choice) {
                "clicks on the empty desktop also reach the wallpaper, and nothing is taken from "
                "others",
                "clicks do not reach the wallpaper",
-               "use a server with the SHAPE extension and XInput 2.1"),
+               "use a server with the SHAPE extension and XInput 2.2"),
         either(connection.hasScreenSaver(), "screen saver",
                "the wallpaper rests while the screen is blank or switched off",
                "the wallpaper goes on while the screen is blank or switched off",

@@ -26,11 +26,13 @@ constexpr std::uint32_t kMaxSizeHint = 32;
 constexpr std::size_t kSizeHintWords = 18;
 
 constexpr std::uint32_t kShownEvents = XCB_EVENT_MASK_EXPOSURE | XCB_EVENT_MASK_VISIBILITY_CHANGE;
+
 /// Seconds. A click may raise what is beneath, until the surface is back in its place.
 constexpr NSTimeInterval kUntilObscured = 0.3;
 
 constexpr CGFloat kPointsPerWheelStep = 20;
 constexpr CGFloat kPointsPerTurn = 60;
+
 } // namespace
 
 X11Surface::X11Surface(X11Connection &connection, const X11Output &output, CGFloat density,

@@ -1,8 +1,6 @@
 #include "Host/Displays/X11/X11WindowStack.h"
 
 #include <algorithm>
-#include <numeric>
-#include <xcb/shape.h>
 #include <xcb/xcb.h>
 
 namespace Lumivera {
@@ -10,10 +8,6 @@ namespace Lumivera {
 namespace {
 
 using Words = std::vector<std::uint32_t>;
-
-constexpr std::uint32_t kAllWorkspaces = 0xffffffff;
-constexpr std::uint8_t kDepthWithAlpha = 32;
-constexpr std::uint32_t kOpaque = 0xffffffff;
 
 /// In pixels. A petal is not seen in a gap that is narrower than twice this, such as the gaps
 /// between tiles.
@@ -24,81 +18,11 @@ constexpr Clock::Nanoseconds kUntilLook = 2'000'000'000;
 constexpr int kRowsLookedAt = 9;
 constexpr std::size_t kMaxLevels = 8;
 
-/// Other programs' lengths are cut to this, which no screen reaches, so that sums do not overflow.
-constexpr std::uint32_t kMaxLength = 1 << 20;
-
 /// If there are more windows, only the topmost this many count.
 constexpr std::ptrdiff_t kMaxWindows = 1024;
 
-/// The properties that decide what a window hides, in the order of Query::Property.
-constexpr std::array kWindowProperties = {
-    X11Atom::NetWMState,         X11Atom::NetWMDesktop,    X11Atom::NetWMWindowType,
-    X11Atom::NetWMWindowOpacity, X11Atom::NetFrameExtents, X11Atom::NetWMOpaqueRegion,
-    X11Atom::NetWMStrutPartial,  X11Atom::NetWMStrut,
-};
-
 bool contains(const Words &words, std::uint32_t word) {
     return std::find(words.begin(), words.end(), word) != words.end();
-}
-
-int length(std::uint32_t word) { return static_cast<int>(std::min(word, kMaxLength)); }
-
-/// The area with the window's frame; `frame` has its widths at the left, right, top and bottom.
-DeviceRect framed(const DeviceRect &area, const Words &frame) {
-    if (frame.size() != 4) {
-        return area;
-    }
-    return {area.left - length(frame[0]), area.top - length(frame[2]),
-            area.right + length(frame[1]), area.bottom + length(frame[3])};
-}
-
-/// The rectangles that `numbers` lists, each as left, top, width and height within the window.
-std::vector<DeviceRect> partsWithin(const DeviceRect &area, const Words &numbers) {
-    std::vector<DeviceRect> parts;
-    for (std::size_t i = 0; i + 4 <= numbers.size(); i += 4) {
-        const int left = area.left + length(numbers[i]);
-        const int top = area.top + length(numbers[i + 1]);
-        const DeviceRect part{left, top, left + length(numbers[i + 2]),
-                              top + length(numbers[i + 3])};
-        parts.push_back(part.intersection(area));
-    }
-    return parts;
-}
-
-/// The edges of the root that a panel reserves; `strut` has the widths at the left, right, top and
-/// bottom and, for each, where it begins and ends.
-std::vector<DeviceRect> edgesReserved(const Words &strut, const DeviceRect &root) {
-    if (strut.size() < 4) {
-        return {};
-    }
-    const auto end = [&strut](std::size_t index, int whole) {
-        return strut.size() < 12 || strut[index] == 0 ? whole : length(strut[index]) + 1;
-    };
-    const auto start = [&strut](std::size_t index) {
-        return strut.size() < 12 ? 0 : length(strut[index]);
-    };
-    return {{0, start(4), length(strut[0]), end(5, root.bottom)},
-            {root.right - length(strut[1]), start(6), root.right, end(7, root.bottom)},
-            {start(8), 0, end(9, root.right), length(strut[2])},
-            {start(10), root.bottom - length(strut[3]), end(11, root.right), root.bottom}};
-}
-
-DeviceRect widened(const DeviceRect &rect, int by) {
-    return {rect.left - by, rect.top - by, rect.right + by, rect.bottom + by};
-}
-
-void addIfAny(std::vector<DeviceRect> &pieces, const DeviceRect &piece) {
-    if (!piece.isEmpty()) {
-        pieces.push_back(piece);
-    }
-}
-
-/// Adds the parts of a piece above, below, left and right of a hole in it.
-void addAround(std::vector<DeviceRect> &pieces, const DeviceRect &piece, const DeviceRect &hole) {
-    addIfAny(pieces, {piece.left, piece.top, piece.right, hole.top});
-    addIfAny(pieces, {piece.left, hole.bottom, piece.right, piece.bottom});
-    addIfAny(pieces, {piece.left, hole.top, hole.left, hole.bottom});
-    addIfAny(pieces, {hole.right, hole.top, piece.right, hole.bottom});
 }
 
 /// The part of the root that the window manager gives to windows; the property has four words for
@@ -109,190 +33,20 @@ std::optional<DeviceRect> workAreaFrom(const Words &words, std::uint32_t workspa
         return {};
     }
     const std::uint32_t *area = words.data() + 4 * index;
-    return DeviceRect{length(area[0]), length(area[1]), length(area[0]) + length(area[2]),
-                      length(area[1]) + length(area[3])};
+    return DeviceRect{x11Length(area[0]), x11Length(area[1]),
+                      x11Length(area[0]) + x11Length(area[2]),
+                      x11Length(area[1]) + x11Length(area[3])};
 }
 
 } // namespace
-
-RemainingArea::RemainingArea(const DeviceRect &whole) { addIfAny(_pieces, whole); }
-
-void RemainingArea::remove(const DeviceRect &rect) {
-    if (_pieces.size() > kMaxPieces) {
-        return;
-    }
-    _next.clear();
-    for (const DeviceRect &piece : _pieces) {
-        const DeviceRect hole = piece.intersection(rect);
-        if (hole.isEmpty()) {
-            _next.push_back(piece);
-        } else {
-            addAround(_next, piece, hole);
-        }
-    }
-    _pieces.swap(_next);
-}
-
-long long RemainingArea::area() const {
-    return std::accumulate(
-        _pieces.begin(), _pieces.end(), 0LL,
-        [](long long sum, const DeviceRect &piece) { return sum + piece.area(); });
-}
-
-/// Questions about a window. The constructor sends them and answer() waits, so that questions about
-/// many windows take one round trip.
-class X11WindowStack::Query {
-  public:
-    /// `root` is the area of the root.
-    Query(X11Connection &connection, std::uint32_t window, const DeviceRect &root);
-
-    /// Waits for the answers. Nothing for a window that has gone or is not shown. Call it once.
-    std::optional<Window> answer() const;
-
-  private:
-    enum Property {
-        States,
-        Workspace,
-        Types,
-        Opacity,
-        Frame,
-        OpaqueRegion,
-        StrutPartial,
-        Strut,
-        PropertyCount
-    };
-    using Properties = std::array<Words, PropertyCount>;
-
-    bool readPlace(Window &window) const;
-    bool isShaped() const;
-    Kind kindOf(const Properties &words) const;
-    std::vector<DeviceRect> opaqueParts(const Window &window, const Properties &words,
-                                        bool hasShape) const;
-    std::vector<DeviceRect> panelParts(const Window &window, const Properties &words) const;
-
-    X11Connection &_connection;
-    std::uint32_t _window;
-    DeviceRect _root;
-    unsigned _attributes = 0;
-    unsigned _geometry = 0;
-    unsigned _place = 0;
-    unsigned _shape = 0;
-    std::array<unsigned, PropertyCount> _properties{};
-};
-
-X11WindowStack::Query::Query(X11Connection &connection, std::uint32_t window,
-                             const DeviceRect &root)
-    : _connection(connection), _window(window), _root(root) {
-    static_assert(kWindowProperties.size() == PropertyCount);
-    xcb_connection_t *server = connection.get();
-    _attributes = xcb_get_window_attributes(server, window).sequence;
-    _geometry = xcb_get_geometry(server, window).sequence;
-    _place = xcb_translate_coordinates(server, window, connection.root(), 0, 0).sequence;
-    for (std::size_t i = 0; i < kWindowProperties.size(); ++i) {
-        _properties[i] = connection.askForProperty(window, connection.atom(kWindowProperties[i]));
-    }
-    if (connection.hasShapes()) {
-        _shape = xcb_shape_query_extents(server, window).sequence;
-    }
-}
-
-/// Takes every reply, even if the first one decides: xcb keeps replies that are not taken.
-std::optional<X11WindowStack::Window> X11WindowStack::Query::answer() const {
-    Window window;
-    window.number = _window;
-    const bool isShown = readPlace(window);
-    Properties words;
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        words[i] = _connection.propertyWords(_properties[i]).value_or(Words());
-    }
-    const bool hasShape = isShaped();
-    if (!isShown || contains(words[States], _connection.atom(X11Atom::NetWMStateHidden))) {
-        return {};
-    }
-    const auto hasState = [&](X11Atom state) {
-        return contains(words[States], _connection.atom(state));
-    };
-    window.kind = kindOf(words);
-    window.isFullScreen = hasState(X11Atom::NetWMStateFullScreen);
-    window.isMaximized =
-        hasState(X11Atom::NetWMStateMaximizedHorz) && hasState(X11Atom::NetWMStateMaximizedVert);
-    if (!words[Workspace].empty() && words[Workspace][0] != kAllWorkspaces) {
-        window.workspace = words[Workspace][0];
-    }
-    window.opaque = opaqueParts(window, words, hasShape);
-    if (window.kind == Kind::Panel) {
-        const std::vector<DeviceRect> parts = panelParts(window, words);
-        window.opaque.insert(window.opaque.end(), parts.begin(), parts.end());
-    }
-    return window;
-}
-
-bool X11WindowStack::Query::readPlace(Window &window) const {
-    xcb_connection_t *server = _connection.get();
-    const X11Reply<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(server, {_attributes}, nullptr));
-    const X11Reply<xcb_get_geometry_reply_t> geometry(
-        xcb_get_geometry_reply(server, {_geometry}, nullptr));
-    const X11Reply<xcb_translate_coordinates_reply_t> place(
-        xcb_translate_coordinates_reply(server, {_place}, nullptr));
-    if (!attributes || !geometry || !place || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
-        attributes->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT) {
-        return false;
-    }
-    window.depth = geometry->depth;
-    window.area = {place->dst_x, place->dst_y, place->dst_x + geometry->width,
-                   place->dst_y + geometry->height};
-    return true;
-}
-
-bool X11WindowStack::Query::isShaped() const {
-    if (!_connection.hasShapes()) {
-        return false;
-    }
-    const X11Reply<xcb_shape_query_extents_reply_t> shape(
-        xcb_shape_query_extents_reply(_connection.get(), {_shape}, nullptr));
-    return shape && shape->bounding_shaped;
-}
-
-X11WindowStack::Kind X11WindowStack::Query::kindOf(const Properties &words) const {
-    if (contains(words[Types], _connection.atom(X11Atom::NetWMWindowTypeDesktop))) {
-        return Kind::Icons;
-    }
-    return contains(words[Types], _connection.atom(X11Atom::NetWMWindowTypeDock)) ? Kind::Panel
-                                                                                  : Kind::Normal;
-}
-
-std::vector<DeviceRect> X11WindowStack::Query::opaqueParts(const Window &window,
-                                                           const Properties &words,
-                                                           bool hasShape) const {
-    const bool isTranslucent = !words[Opacity].empty() && words[Opacity][0] != kOpaque;
-    if (isTranslucent || hasShape) {
-        return {};
-    }
-    if (window.depth == kDepthWithAlpha) {
-        return partsWithin(window.area, words[OpaqueRegion]);
-    }
-    return {framed(window.area, words[Frame])};
-}
-
-/// A panel is part of the screen's edge, however much of it is transparent: where it has reserved
-/// the edge, nobody looks for the wallpaper beneath it.
-std::vector<DeviceRect> X11WindowStack::Query::panelParts(const Window &window,
-                                                          const Properties &words) const {
-    const Words &strut = words[words[StrutPartial].empty() ? Strut : StrutPartial];
-    std::vector<DeviceRect> parts;
-    for (const DeviceRect &edge : edgesReserved(strut, _root)) {
-        addIfAny(parts, edge.intersection(window.area));
-    }
-    return parts;
-}
 
 bool X11WindowStack::isChange(const X11Event &event) const {
     switch (event.type()) {
     case XCB_PROPERTY_NOTIFY: {
         const auto &property = event.as<xcb_property_notify_event_t>();
-        return property.window == _connection.root() ? isManagersProperty(property.atom)
-                                                     : isWindowsProperty(property.atom);
+        return property.window == _connection.root()
+                   ? isManagersProperty(property.atom)
+                   : X11WindowQuery::asksFor(_connection, property.atom);
     }
     case XCB_CLIENT_MESSAGE:
         return event.as<xcb_client_message_event_t>().type == _connection.atom(X11Atom::Manager);
@@ -319,8 +73,8 @@ void X11WindowStack::read() {
 SurfaceVisibility X11WindowStack::visibilityOf(const DeviceRect &area,
                                                std::uint32_t surface) const {
     RemainingArea remaining(area);
-    for (const Window &window : _windows) {
-        if (window.kind == Kind::Icons) {
+    for (const X11Window &window : _windows) {
+        if (window.kind == X11Window::Kind::Icons) {
             continue;
         }
         for (const DeviceRect &part : window.opaque) {
@@ -344,20 +98,21 @@ SurfaceVisibility X11WindowStack::visibilityOf(const DeviceRect &area,
 /// Some shells draw their panels without windows: where no panel is, but a maximized window leaves
 /// an edge free that the window manager reserves.
 std::vector<DeviceRect> X11WindowStack::reservedParts(const DeviceRect &area) const {
-    const auto isOn = [](const DeviceRect &part, Kind kind, bool isMaximized) {
-        return [=](const Window &window) {
+    const auto isOn = [](const DeviceRect &part, X11Window::Kind kind, bool isMaximized) {
+        return [=](const X11Window &window) {
             return window.kind == kind && window.isMaximized == isMaximized &&
                    window.area.intersects(part);
         };
     };
     std::vector<DeviceRect> parts;
     if (!_manager.workArea ||
-        std::none_of(_windows.begin(), _windows.end(), isOn(area, Kind::Normal, true))) {
+        std::none_of(_windows.begin(), _windows.end(), isOn(area, X11Window::Kind::Normal, true))) {
         return parts;
     }
     addAround(parts, area, _manager.workArea->intersection(area));
     std::erase_if(parts, [&](const DeviceRect &part) {
-        return std::any_of(_windows.begin(), _windows.end(), isOn(part, Kind::Panel, false));
+        return std::any_of(_windows.begin(), _windows.end(),
+                           isOn(part, X11Window::Kind::Panel, false));
     });
     return parts;
 }
@@ -394,15 +149,15 @@ bool X11WindowStack::isInPlace(std::uint32_t surface, const X11Layer &layer,
 /// Whether one of these children of the root, other than ours, is shown on the area.
 bool X11WindowStack::hasShownWindow(const std::vector<std::uint32_t> &children,
                                     const DeviceRect &area) const {
-    std::vector<Query> queries;
+    std::vector<X11WindowQuery> queries;
     for (const std::uint32_t child : children) {
         if (!_connection.isOwn(child)) {
             queries.emplace_back(_connection, child, _root);
         }
     }
     bool isThere = false;
-    for (const Query &query : queries) {
-        const std::optional<Window> window = query.answer();
+    for (const X11WindowQuery &query : queries) {
+        const std::optional<X11Window> window = query.answer();
         isThere = isThere || (window && window->area.intersects(area));
     }
     return isThere;
@@ -433,11 +188,6 @@ bool X11WindowStack::isManagersProperty(std::uint32_t name) const {
         }
     }
     return false;
-}
-
-bool X11WindowStack::isWindowsProperty(std::uint32_t name) const {
-    return std::any_of(kWindowProperties.begin(), kWindowProperties.end(),
-                       [&](X11Atom known) { return name == _connection.atom(known); });
 }
 
 /// A window manager that has ended leaves its properties on the root; they are ignored.
@@ -526,22 +276,22 @@ std::vector<std::uint32_t> X11WindowStack::candidates() const {
 /// Of the windows that the manager does not list, panels alone count: the others are frames, menus
 /// and the like.
 void X11WindowStack::readWindows() {
-    std::vector<Query> queries;
+    std::vector<X11WindowQuery> queries;
     for (const std::uint32_t window : candidates()) {
         queries.emplace_back(_connection, window, _root);
     }
     _windows.clear();
-    for (const Query &query : queries) {
-        std::optional<Window> window = query.answer();
+    for (const X11WindowQuery &query : queries) {
+        std::optional<X11Window> window = query.answer();
         if (!window || !isOnCurrentWorkspace(*window)) {
             continue;
         }
         const bool isListed = !_manager.isThere || contains(_manager.clients, window->number);
-        if (!isListed && window->kind == Kind::Panel && window->opaque.empty()) {
+        if (!isListed && window->kind == X11Window::Kind::Panel && window->opaque.empty()) {
             window->opaque = {window->area};
         }
-        const bool isAway = _manager.isShowingDesktop && window->kind == Kind::Normal;
-        if ((isListed || window->kind != Kind::Normal) && !isAway) {
+        const bool isAway = _manager.isShowingDesktop && window->kind == X11Window::Kind::Normal;
+        if ((isListed || window->kind != X11Window::Kind::Normal) && !isAway) {
             _windows.push_back(std::move(*window));
         }
     }
@@ -550,8 +300,8 @@ void X11WindowStack::readWindows() {
 void X11WindowStack::readIcons() {
     _scene.icons.clear();
     std::map<std::uint32_t, Look> looks;
-    for (const Window &window : _windows) {
-        if (window.kind != Kind::Icons) {
+    for (const X11Window &window : _windows) {
+        if (window.kind != X11Window::Kind::Icons) {
             continue;
         }
         const std::string program = programOf(window.number);
@@ -575,8 +325,8 @@ void X11WindowStack::readIcons() {
 
 /// Programs that paint a background also do so in windows that could be transparent, so the pixels
 /// decide.
-bool X11WindowStack::looksOpaque(const Window &window) {
-    if (window.depth != kDepthWithAlpha || !_scene.isBlended) {
+bool X11WindowStack::looksOpaque(const X11Window &window) {
+    if (!window.hasAlpha() || !_scene.isBlended) {
         return true;
     }
     const Clock::Nanoseconds now = Clock::current().now();
@@ -588,7 +338,7 @@ bool X11WindowStack::looksOpaque(const Window &window) {
 }
 
 /// Looks at a few rows of the window's pixels.
-bool X11WindowStack::hasOpaquePixels(const Window &window) const {
+bool X11WindowStack::hasOpaquePixels(const X11Window &window) const {
     const DeviceRect seen = window.area.intersection(_root);
     if (seen.isEmpty()) {
         return true;
@@ -666,7 +416,7 @@ void X11WindowStack::watchAlso(std::uint32_t window, std::set<std::uint32_t> &wa
     }
 }
 
-bool X11WindowStack::isOnCurrentWorkspace(const Window &window) const {
+bool X11WindowStack::isOnCurrentWorkspace(const X11Window &window) const {
     return !window.workspace || !_manager.workspace || *window.workspace == *_manager.workspace;
 }
 

@@ -1,34 +1,16 @@
 #pragma once
 
 #include "Host/Displays/Desktop.h"
+#include "Host/Displays/RemainingArea.h"
 #include "Host/Displays/X11/X11Connection.h"
 #include "Host/Displays/X11/X11Layer.h"
+#include "Host/Displays/X11/X11Window.h"
 #include "Platform/Foundation/Clock.h"
 
-#include <cstddef>
 #include <map>
 #include <set>
 
 namespace Lumivera {
-
-/// What is left of a rectangle when others are taken away.
-class RemainingArea {
-  public:
-    /// From this number of pieces on nothing more is taken away, which limits the work.
-    static constexpr std::size_t kMaxPieces = 4096;
-
-    explicit RemainingArea(const DeviceRect &whole);
-
-    void remove(const DeviceRect &rect);
-    bool isEmpty() const { return _pieces.empty(); }
-
-    /// In pixels.
-    long long area() const;
-
-  private:
-    std::vector<DeviceRect> _pieces;
-    std::vector<DeviceRect> _next;
-};
 
 /// Other programs' windows: what they hide, which of them show icons, and where they lie. Main
 /// thread.
@@ -60,27 +42,6 @@ class X11WindowStack {
     bool isDesktop(std::uint32_t child) const;
 
   private:
-    enum class Kind { Normal, Panel, Icons };
-
-    /// A window of another program that is shown.
-    struct Window {
-        std::uint32_t number = 0;
-        Kind kind = Kind::Normal;
-
-        /// In pixels of the root, without the frame.
-        DeviceRect area;
-
-        /// The parts of the root that it hides, with its frame.
-        std::vector<DeviceRect> opaque;
-
-        std::uint8_t depth = 0;
-        bool isFullScreen = false;
-        bool isMaximized = false;
-
-        /// Nothing for a window that is on all workspaces.
-        std::optional<std::uint32_t> workspace;
-    };
-
     /// What the root's properties say.
     struct Manager {
         bool isThere = false;
@@ -96,10 +57,7 @@ class X11WindowStack {
         Clock::Nanoseconds time = 0;
     };
 
-    class Query;
-
     bool isManagersProperty(std::uint32_t name) const;
-    bool isWindowsProperty(std::uint32_t name) const;
     void readManager();
     void readManagersName(const std::vector<std::uint32_t> &check);
     void readChildrenOfRoot();
@@ -107,12 +65,12 @@ class X11WindowStack {
     void readIcons();
     std::vector<std::uint32_t> candidates() const;
     std::uint32_t frameOf(std::uint32_t window) const;
-    bool looksOpaque(const Window &window);
-    bool hasOpaquePixels(const Window &window) const;
+    bool looksOpaque(const X11Window &window);
+    bool hasOpaquePixels(const X11Window &window) const;
     std::string programOf(std::uint32_t window) const;
     void watch();
     void watchAlso(std::uint32_t window, std::set<std::uint32_t> &watched);
-    bool isOnCurrentWorkspace(const Window &window) const;
+    bool isOnCurrentWorkspace(const X11Window &window) const;
     bool hasShownWindow(const std::vector<std::uint32_t> &children, const DeviceRect &area) const;
     bool isIconsBeneath(const X11IconWindow &icons, std::uint32_t surface) const;
     std::vector<DeviceRect> reservedParts(const DeviceRect &area) const;
@@ -128,7 +86,7 @@ class X11WindowStack {
     std::vector<std::uint32_t> _order;
 
     /// The shown windows of other programs, from bottom to top.
-    std::vector<Window> _windows;
+    std::vector<X11Window> _windows;
 
     std::set<std::uint32_t> _watched;
     std::map<std::uint32_t, Look> _looks;

@@ -16,6 +16,7 @@
 
 using namespace Lumivera;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -177,6 +178,15 @@ TEST(Ctl, ShowsAStatusWithoutItsMembers) {
         statusFrom(R"({"ok":true,"outputs":[{"pauseReasons":[1]},{"output":3}]})");
     EXPECT_THAT(result.output, HasSubstr("paused: ?"));
     EXPECT_EQ(result.status, 0) << result.errors;
+}
+
+TEST(Ctl, SaysBelowTheStatusWhereTheWallpaperIsAndWhatWouldImproveIt) {
+    const Result result = statusFrom(
+        R"({"ok":true,"outputs":[{"output":"A","layerWords":"behind all windows"},)"
+        R"({"output":"B","layerWords":"in front of \u001bIcons","layerRemedy":"start picom"},)"
+        R"({"output":"C"}]})");
+    EXPECT_THAT(result.output, EndsWith("A: behind all windows\n"
+                                        "B: in front of \\x1bIcons; start picom\n"));
 }
 
 TEST(Ctl, FailsInOneLineWhenTheAnswerMakesNoSense) {

@@ -1,3 +1,4 @@
+#include "Platform/Compositor/Damage.h"
 #include "Platform/Compositor/PixelKernels.h"
 #include "Tests/Platform/Compositor/CompositorTesting.h"
 
@@ -376,4 +377,16 @@ TEST(SoftwareCompositor, DrawsAllAfterAPurge) {
     Canvas canvas(50, 40);
     canvas.drawOver(1, compositor, *root);
     EXPECT_EQ(canvas.count(0xFFFF0000), 50U * 40);
+}
+
+TEST(DamageHistory, JoinsDamageBelowDamageOfTheSameSidesAlone) {
+    DamageHistory history;
+    CellMask &damage = history.begin({0, 0, 200, 150});
+    for (const DeviceRect &rect :
+         {DeviceRect{0, 0, 32, 150}, {64, 32, 128, 96}, {64, 96, 96, 128}, {192, 0, 200, 64}}) {
+        damage.add(rect);
+    }
+    EXPECT_EQ(history.latestRects(),
+              (std::vector<DeviceRect>{
+                  {0, 0, 32, 150}, {192, 0, 200, 64}, {64, 32, 128, 96}, {64, 96, 96, 128}}));
 }
