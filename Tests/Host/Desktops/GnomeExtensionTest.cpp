@@ -281,9 +281,10 @@ TEST_P(GnomeExtensionTest, LeavesNothingBehindWhenItIsOff) {
     showOverview(true);
     EXPECT_TRUE(desktop().comesToRest()) << "the overview still shows petals";
     photograph("overview");
-    showOverview(false);
     setEnabled(true);
     EXPECT_TRUE(isConnected());
+    EXPECT_TRUE(showsPetals({400, 200, 480, 400})) << "the overview was there before";
+    showOverview(false);
 }
 
 TEST_P(GnomeExtensionTest, ComesBackWithTheShell) {
