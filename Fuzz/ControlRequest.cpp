@@ -44,6 +44,7 @@ void checkChoice(const WallpaperChoice &choice) {
 void checkRequest(const ControlRequest &request) {
     checkChoice(request.choice);
     require(std::isfinite(request.point.x) && std::isfinite(request.point.y));
+    require(!request.cover || request.action == ControlRequest::Action::Cover);
     require(request.output.find('\0') == std::string::npos);
     if (request.action == ControlRequest::Action::Screenshot) {
         require(request.file.starts_with('/') && request.file.find('\0') == std::string::npos);

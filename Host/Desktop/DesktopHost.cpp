@@ -139,6 +139,25 @@ void DesktopHost::tap(const std::string &output, CGPoint point) {
     }
 }
 
+void DesktopHost::setCover(std::uint64_t program, const std::string &output,
+                           std::optional<SurfaceVisibility> cover) {
+    entriesOf(output);
+    std::erase_if(_covers, [&](const Cover &told) {
+        return told.program == program && (output.empty() || told.output == output);
+    });
+    if (cover) {
+        _covers.push_back({program, output, *cover});
+    }
+    updatePauses();
+}
+
+void DesktopHost::forgetCovers(std::uint64_t program) {
+    const auto isOfProgram = [program](const Cover &told) { return told.program == program; };
+    if (std::erase_if(_covers, isOfProgram) > 0) {
+        updatePauses();
+    }
+}
+
 void DesktopHost::saveScreenshot(const std::string &output, const std::string &path,
                                  std::function<void(std::optional<std::string> problem)> done) {
     const auto entries = entriesOf(output);
@@ -182,6 +201,8 @@ void DesktopHost::outputRemoved(DesktopSurface &surface) {
     std::erase_if(_entries, [&surface](const Entry &entry) {
         return entry.show->name() == surface.outputName();
     });
+    std::erase_if(_covers,
+                  [&surface](const Cover &told) { return told.output == surface.outputName(); });
 }
 
 void DesktopHost::desktopLost(const std::string &reason) {
@@ -239,6 +260,15 @@ bool DesktopHost::isPausedByUser(const std::string &output) const {
     return found == _pausedOutputs.end() ? _areAllPaused : found->second;
 }
 
+/// The desktop's shell knows of windows that the host cannot see, but not whether the screen is on.
+SurfaceVisibility DesktopHost::visibilityOf(const OutputShow &show) const {
+    const auto told = std::find_if(_covers.rbegin(), _covers.rend(), [&show](const Cover &cover) {
+        return cover.output.empty() || cover.output == show.name();
+    });
+    const bool isTold = told != _covers.rend() && show.visibility() != SurfaceVisibility::Off;
+    return isTold ? told->visibility : show.visibility();
+}
+
 void DesktopHost::updateChoices() {
     for (const Entry &entry : _entries) {
         entry.show->choose(choiceFor(entry.show->name()), false);
@@ -248,7 +278,7 @@ void DesktopHost::updateChoices() {
 void DesktopHost::updatePauses() {
     const PauseOptions options = pauseOptions();
     for (Entry &entry : _entries) {
-        entry.decision = PausePolicy::decide(options, entry.show->visibility(), _session,
+        entry.decision = PausePolicy::decide(options, visibilityOf(*entry.show), _session,
                                              isPausedByUser(entry.show->name()));
         entry.show->setHalved(entry.decision.hasHalfPetals);
         entry.show->setRunning(!entry.decision.isPaused());

@@ -85,6 +85,9 @@ class DesktopHost final : public ControlTarget,
     void choose(const std::string &output, const WallpaperChoice &choice) override;
     void forget(const std::string &output, const std::string &key) override;
     void tap(const std::string &output, CGPoint point) override;
+    void setCover(std::uint64_t program, const std::string &output,
+                  std::optional<SurfaceVisibility> cover) override;
+    void forgetCovers(std::uint64_t program) override;
     void saveScreenshot(const std::string &output, const std::string &path,
                         std::function<void(std::optional<std::string> problem)> done) override;
     void keep() override;
@@ -97,6 +100,13 @@ class DesktopHost final : public ControlTarget,
         std::map<std::string, WallpaperChoice> outputs;
 
         void applyTo(WallpaperChoice &choice, const std::string &output) const;
+    };
+
+    /// What a program has told of an output; an empty output means all.
+    struct Cover {
+        std::uint64_t program;
+        std::string output;
+        SurfaceVisibility visibility;
     };
 
     struct Entry {
@@ -117,6 +127,7 @@ class DesktopHost final : public ControlTarget,
     WallpaperChoice choiceFor(const std::string &output) const;
     PauseOptions pauseOptions() const;
     bool isPausedByUser(const std::string &output) const;
+    SurfaceVisibility visibilityOf(const OutputShow &show) const;
     void updateChoices();
     void updatePauses();
 
@@ -129,6 +140,9 @@ class DesktopHost final : public ControlTarget,
     bool _areAllPaused = false;
     std::map<std::string, bool> _pausedOutputs;
     std::vector<Entry> _entries;
+
+    /// The last word comes last, and counts.
+    std::vector<Cover> _covers;
     std::string _lossReason;
     DeferredCall _trialEnd;
 };

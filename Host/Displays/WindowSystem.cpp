@@ -3,6 +3,7 @@
 #include "Host/Displays/Headless/HeadlessDesktop.h"
 #include "Host/Displays/SDL/SDLWindow.h"
 #include "Host/Displays/Wayland/WaylandDesktop.h"
+#include "Host/Displays/X11/GnomeExtension.h"
 #include "Host/Displays/X11/X11Desktop.h"
 #include "Host/Support/HostError.h"
 
@@ -34,13 +35,43 @@ std::string systemOfSession() {
                     " to see the wallpaper without one");
 }
 
-/// GNOME has no layer shell, but keeps windows of X11 programs beneath those of Wayland programs.
-/// Elsewhere such a window would stand framed among the others.
-bool isShownThroughXwayland() {
-    const std::string manager = isSet("DISPLAY") ? nameOfX11Manager() : "";
+bool isGnome() {
+    return isSet("XDG_CURRENT_DESKTOP") &&
+           std::string_view(std::getenv("XDG_CURRENT_DESKTOP")).find("GNOME") !=
+               std::string_view::npos;
+}
+
+bool isGnomeManager(const std::string &manager) {
     return manager.find("GNOME Shell") != std::string::npos ||
            manager.find("Mutter") != std::string::npos;
 }
+
+/// The X server for X11 programs beside a Wayland compositor without a layer shell.
+struct Xwayland {
+    /// GNOME keeps a wallpaper's X11 window beneath those of Wayland programs. Elsewhere it would
+    /// stand framed among the others.
+    bool takesWallpapers = false;
+
+    /// Why it does not, where it should.
+    std::string problem = {};
+};
+
+Xwayland findXwayland() {
+    if (!isSet("DISPLAY")) {
+        return {false, isGnome() ? "there is no X server, because DISPLAY is not set" : ""};
+    }
+    try {
+        return {isGnomeManager(nameOfX11Manager())};
+    } catch (const HostError &) {
+        return {false, isGnome()
+                           ? "the X server at DISPLAY=" + std::string(std::getenv("DISPLAY")) +
+                                 " does not let this program in"
+                           : ""};
+    }
+}
+
+constexpr const char *kWayToXwayland =
+    "start it from within the session, or give it the DISPLAY and XAUTHORITY of GNOME's Xwayland";
 
 std::unique_ptr<Desktop> openX11(DescriptorWaiter &waiter, const DesktopOptions &options) {
     return std::make_unique<X11Desktop>(waiter,
@@ -51,29 +82,66 @@ std::unique_ptr<Desktop> openWayland(DescriptorWaiter &waiter, const DesktopOpti
     try {
         return std::make_unique<WaylandDesktop>(waiter, options.layer);
     } catch (const HostError &) {
-        if (options.system == "auto" && isShownThroughXwayland()) {
+        const Xwayland xwayland = options.system == "auto" ? findXwayland() : Xwayland();
+        if (xwayland.takesWallpapers) {
             return openX11(waiter, options);
+        }
+        if (!xwayland.problem.empty()) {
+            throw HostError("desktop", "GNOME has no layer shell, and " + xwayland.problem,
+                            kWayToXwayland);
         }
         throw;
     }
 }
 
-/// What Xwayland offers where the compositor itself offers nothing.
+Finding extensionFinding(GnomeExtension::State state, const std::string &deeds) {
+    using State = GnomeExtension::State;
+    const std::string how = state == State::On        ? ""
+                            : state == State::Missing ? "is not installed; it "
+                                                      : "is off; it ";
+    return {"GNOME extension", state == State::On ? Finding::Level::Good : Finding::Level::Lacking,
+            how + deeds, GnomeExtension::remedy(state)};
+}
+
+constexpr const char *kDeedsOnX11 = "shows the wallpaper in the overview";
+constexpr const char *kDeedsOnWayland =
+    "shows the wallpaper in the overview, lets it rest beneath windows of Wayland programs, and "
+    "lets clicks scatter petals";
+
+DesktopSurvey surveyXwayland(LayerChoice layer) {
+    DesktopSurvey survey = surveyX11(layer);
+    survey.findings.insert(survey.findings.begin(),
+                           {"Wayland", Finding::Level::Good,
+                            "GNOME has no layer shell, so the wallpaper is shown through Xwayland",
+                            ""});
+    // Clicks beside the windows of X11 programs do not reach Xwayland.
+    std::erase_if(survey.findings,
+                  [](const Finding &finding) { return finding.subject == "taps"; });
+    survey.findings.push_back(extensionFinding(GnomeExtension::state(), kDeedsOnWayland));
+    return survey;
+}
+
 DesktopSurvey surveyWaylandOrXwayland(LayerChoice layer) {
     DesktopSurvey survey = surveyWayland(layer);
     const bool isFine =
         std::none_of(survey.findings.begin(), survey.findings.end(),
                      [](const Finding &finding) { return finding.level == Finding::Level::Bad; });
-    if (isFine || !isShownThroughXwayland()) {
-        return survey;
+    const Xwayland xwayland = isFine ? Xwayland() : findXwayland();
+    if (xwayland.takesWallpapers) {
+        return surveyXwayland(layer);
     }
-    survey = surveyX11(layer);
-    survey.findings.insert(survey.findings.begin(),
-                           {"Wayland", Finding::Level::Lacking,
-                            "GNOME has no layer shell, so the wallpaper is shown through Xwayland; "
-                            "full-screen windows "
-                            "of Wayland programs do not make it rest",
-                            ""});
+    if (!xwayland.problem.empty()) {
+        survey.findings.push_back(
+            {"Xwayland", Finding::Level::Bad, xwayland.problem, kWayToXwayland});
+    }
+    return survey;
+}
+
+DesktopSurvey surveyX11Session(LayerChoice layer) {
+    DesktopSurvey survey = surveyX11(layer);
+    if (nameOfX11Manager() == "GNOME Shell") {
+        survey.findings.push_back(extensionFinding(GnomeExtension::state(), kDeedsOnX11));
+    }
     return survey;
 }
 
@@ -116,7 +184,8 @@ DesktopSurvey surveyDesktop(LayerChoice layer) {
     DesktopSurvey survey;
     try {
         survey.system = systemOfSession();
-        survey = survey.system == "wayland" ? surveyWaylandOrXwayland(layer) : surveyX11(layer);
+        survey =
+            survey.system == "wayland" ? surveyWaylandOrXwayland(layer) : surveyX11Session(layer);
     } catch (const HostError &error) {
         survey.findings.push_back({"desktop", Finding::Level::Bad, error.what(), ""});
     }

@@ -14,7 +14,8 @@ for file in "$library" "$prefix/lib/libLumiveraWallpaperKit.so" \
     "$prefix/share/icons/hicolor/scalable/apps/lumivera.svg" \
     "$prefix/share/bash-completion/completions/lumivera" \
     "$prefix/share/zsh/vendor-completions/_lumivera" \
-    "$prefix/share/fish/vendor_completions.d/lumivera.fish"; do
+    "$prefix/share/fish/vendor_completions.d/lumivera.fish" \
+    "$prefix/share/gnome-shell/extensions/lumivera@lumivera.app/extension.js"; do
     [[ -s $file ]] || { echo "$file is missing"; exit 1; }
 done
 for name in Lumivera Maple; do

@@ -22,6 +22,7 @@ usr=$folder/root/usr
 for file in bin/lumivera lib/libLumiveraPlatform.so lib/libLumiveraWallpaperKit.so \
     lib/libLumiveraLiveWallpaper.dylib \
     lib/systemd/user/lumivera.service share/applications/lumivera.desktop \
+    share/gnome-shell/extensions/lumivera@lumivera.app/metadata.json \
     share/man/man1/lumivera.1 share/lumivera/wallpapers/Lumivera.bundle/description.plist; do
     [[ -s $usr/$file ]] || { echo "the package has no $file"; exit 1; }
 done

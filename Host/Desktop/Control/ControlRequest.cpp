@@ -21,6 +21,13 @@ using Action = ControlRequest::Action;
 constexpr std::size_t kMaxIdentifier = 256;
 constexpr std::size_t kMaxPath = 4096;
 
+constexpr std::pair<std::string_view, std::optional<SurfaceVisibility>> kCovers[] = {
+    {"none", SurfaceVisibility::Visible},
+    {"covered", SurfaceVisibility::Covered},
+    {"fullscreen", SurfaceVisibility::FullScreen},
+    {"unknown", std::nullopt},
+};
+
 /// The value of a field: a text, or a number with its text.
 struct Field {
     enum class Kind { Text, Number, Other } kind = Kind::Other;
@@ -104,6 +111,7 @@ const std::vector<ActionName> &actionNames() {
         {"resume", Action::Resume, {}},
         {"set", Action::Choose, {"key", "value"}},
         {"tap", Action::Tap, {"x", "y"}},
+        {"cover", Action::Cover, {"state"}},
         {"offset", Action::Choose, {"x"}},
         {"wallpaper", Action::Choose, {"bundle"}},
         {"screenshot", Action::Screenshot, {"file"}},
@@ -143,6 +151,8 @@ class RequestMaker {
             readChoice(what.name);
         } else if (what.action == Action::Tap) {
             _request.point = {coordinate("x"), coordinate("y")};
+        } else if (what.action == Action::Cover) {
+            _request.cover = cover();
         } else if (what.action == Action::Screenshot) {
             _request.file = absolutePath("file");
         }
@@ -192,6 +202,16 @@ class RequestMaker {
             fail("\"" + name + "\" is not a number from -100000 to 100000");
         }
         return static_cast<CGFloat>(field.number);
+    }
+
+    std::optional<SurfaceVisibility> cover() const {
+        const std::string state = text("state");
+        for (const auto &[name, visibility] : kCovers) {
+            if (state == name) {
+                return visibility;
+            }
+        }
+        fail("\"state\" is not one of none, covered, fullscreen and unknown");
     }
 
     std::string absolutePath(const std::string &name) const {

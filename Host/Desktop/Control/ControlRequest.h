@@ -1,9 +1,11 @@
 #pragma once
 
+#include "Host/Displays/Desktop.h"
 #include "Host/Wallpapers/WallpaperChoice.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -19,6 +21,7 @@ struct ControlRequest {
         Choose, ///< "set", "offset" and "wallpaper"
         Forget, ///< "set" with the value "default"
         Tap,
+        Cover,
         Screenshot,
         Keep,
         Quit,
@@ -39,6 +42,9 @@ struct ControlRequest {
     std::string key;
 
     CGPoint point;
+
+    /// What is to be seen of the output; nothing when the host shall find out by itself.
+    std::optional<SurfaceVisibility> cover;
 
     /// An absolute path.
     std::string file;

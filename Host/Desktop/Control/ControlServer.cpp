@@ -129,6 +129,7 @@ bool ControlServer::makeRoom() {
         return false;
     }
     (*silent)->dismiss(ControlService::refusal("another program needs this connection"));
+    _service.connectionEnded((*silent)->number());
     _peers.erase(silent);
     return true;
 }
@@ -144,7 +145,7 @@ void ControlServer::peerAsked(ControlPeer &peer, std::string_view line) {
     const auto asker = std::find_if(_peers.begin(), _peers.end(),
                                     [&peer](const auto &known) { return known.get() == &peer; });
     std::rotate(asker, asker + 1, _peers.end());
-    _service.execute(ControlRequest::parse(line),
+    _service.execute(peer.number(), ControlRequest::parse(line),
                      [self = _self, number = peer.number()](const std::string &answer) {
                          ControlPeer *asker = *self ? (*self)->findPeer(number) : nullptr;
                          if (asker) {
@@ -154,6 +155,7 @@ void ControlServer::peerAsked(ControlPeer &peer, std::string_view line) {
 }
 
 void ControlServer::peerLeft(ControlPeer &peer) {
+    _service.connectionEnded(peer.number());
     std::erase_if(_peers, [&peer](const auto &known) { return known.get() == &peer; });
 }
 

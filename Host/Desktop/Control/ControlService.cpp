@@ -60,7 +60,8 @@ Json statusJson(const OutputStatus &status) {
 ControlService::ControlService(ControlTarget &target, std::string desktop)
     : _target(target), _desktop(std::move(desktop)) {}
 
-void ControlService::execute(const ControlRequest &request, const Answered &answered) {
+void ControlService::execute(std::uint64_t program, const ControlRequest &request,
+                             const Answered &answered) {
     if (!request.problem.empty()) {
         answered(refusal(request.problem, request.identifier));
         return;
@@ -73,7 +74,7 @@ void ControlService::execute(const ControlRequest &request, const Answered &answ
                     answered(problem ? refusal(*problem, id) : success(id));
                 });
         } else {
-            answered(resultOf(request));
+            answered(resultOf(program, request));
         }
     } catch (const HostError &error) {
         answered(refusal(error.what(), request.identifier));
@@ -86,7 +87,7 @@ std::string ControlService::refusal(std::string_view problem, const std::string 
     return line(answer);
 }
 
-std::string ControlService::resultOf(const ControlRequest &request) {
+std::string ControlService::resultOf(std::uint64_t program, const ControlRequest &request) {
     switch (request.action) {
     case Action::Status:
         return status(request);
@@ -102,6 +103,9 @@ std::string ControlService::resultOf(const ControlRequest &request) {
         break;
     case Action::Tap:
         _target.tap(request.output, request.point);
+        break;
+    case Action::Cover:
+        _target.setCover(program, request.output, request.cover);
         break;
     case Action::Keep:
         _target.keep();

@@ -62,6 +62,14 @@ class ControlTarget {
     /// In points from the output's top left corner.
     virtual void tap(const std::string &output, CGPoint point) = 0;
 
+    /// A program tells what is to be seen of the output. That counts instead of what the host sees
+    /// of windows until the program withdraws it with no value, or is gone.
+    virtual void setCover(std::uint64_t program, const std::string &output,
+                          std::optional<SurfaceVisibility> cover) = 0;
+
+    /// The program is gone.
+    virtual void forgetCovers(std::uint64_t program) = 0;
+
     /// Writes the visible picture of one output as PNG, of the first output when none is named.
     /// `done` is called once, in this call or a later call-out, with the problem if there is one.
     virtual void saveScreenshot(const std::string &output, const std::string &path,
@@ -84,14 +92,18 @@ class ControlService {
     /// `desktop` is the window system's name. The target is not owned.
     ControlService(ControlTarget &target, std::string desktop);
 
-    /// Calls `answered` once: in this call, or later when the request takes time.
-    void execute(const ControlRequest &request, const Answered &answered);
+    /// Calls `answered` once: in this call, or later when the request takes time. `program` is the
+    /// number of the connection that asks.
+    void execute(std::uint64_t program, const ControlRequest &request, const Answered &answered);
+
+    /// The connection is over, and with it what held as long as it lived.
+    void connectionEnded(std::uint64_t program) { _target.forgetCovers(program); }
 
     /// {"ok": false, "error": "..."}, with the request's identifier if it has one.
     static std::string refusal(std::string_view problem, const std::string &identifier = {});
 
   private:
-    std::string resultOf(const ControlRequest &request);
+    std::string resultOf(std::uint64_t program, const ControlRequest &request);
     std::string status(const ControlRequest &request);
 
     ControlTarget &_target;

@@ -51,6 +51,7 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Atom::Count)>
     "_NET_WM_WINDOW_TYPE_DESKTOP",
     "_NET_WM_WINDOW_TYPE_DOCK",
     "_NET_WORKAREA",
+    "WM_WINDOW_ROLE",
     "_XSETTINGS_SETTINGS",
 };
 

@@ -85,6 +85,7 @@ enum class X11Atom {
     NetWMWindowTypeDesktop,
     NetWMWindowTypeDock,
     NetWorkArea,
+    WMWindowRole,
     XSettingsSettings,
     Count,
 };

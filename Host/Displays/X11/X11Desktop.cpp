@@ -34,6 +34,13 @@ class Silence final : public X11Listener {
     void connectionLost(const std::string &) override {}
 };
 
+/// For a connection that is only asked: the run loop keeps waiting as it does.
+class Unwatched final : public DescriptorWatch {
+  private:
+    void add(DescriptorSource &) override {}
+    void remove(DescriptorSource &) override {}
+};
+
 Finding either(bool isThere, const std::string &subject, const std::string &good,
                const std::string &lacking, const std::string &remedy) {
     return isThere ? Finding{subject, Level::Good, good, ""}
@@ -50,22 +57,18 @@ Finding layerFinding(const X11Scene &scene, const X11Output &output, LayerChoice
 } // namespace
 
 std::string nameOfX11Manager() {
-    try {
-        DescriptorWaiter waiter;
-        Silence silence;
-        X11Connection connection(waiter, silence);
-        X11WindowStack stack(connection);
-        stack.read();
-        return stack.scene().manager;
-    } catch (const HostError &) {
-        return {};
-    }
+    Unwatched unwatched;
+    Silence silence;
+    X11Connection connection(unwatched, silence);
+    X11WindowStack stack(connection);
+    stack.read();
+    return stack.scene().manager;
 }
 
 DesktopSurvey surveyX11(LayerChoice choice) {
-    DescriptorWaiter waiter;
+    Unwatched unwatched;
     Silence silence;
-    X11Connection connection(waiter, silence);
+    X11Connection connection(unwatched, silence);
     X11WindowStack stack(connection);
     stack.read();
     const X11Scene &scene = stack.scene();

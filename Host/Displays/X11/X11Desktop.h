@@ -18,7 +18,7 @@ namespace Lumivera {
 /// server that could show anything.
 DesktopSurvey surveyX11(LayerChoice choice);
 
-/// The name of the session's window manager; empty without an X server or a manager.
+/// The name of the session's window manager; empty without one. A HostError as from surveyX11().
 std::string nameOfX11Manager();
 
 /// The desktop of an X11 session: on every output a window beneath all others, or in front of the

@@ -257,6 +257,8 @@ void X11Surface::describe() {
     _connection.setProperty(_window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, kTitle);
     _connection.setProperty(_window, atom(X11Atom::NetWMName), atom(X11Atom::Utf8String), kTitle);
     _connection.setClass(_window);
+    // Desktop shells find out by it which output this window fills.
+    _connection.setProperty(_window, atom(X11Atom::WMWindowRole), XCB_ATOM_STRING, _output.name);
     std::array<char, 256> machine{};
     if (gethostname(machine.data(), machine.size() - 1) == 0) {
         _connection.setProperty(_window, XCB_ATOM_WM_CLIENT_MACHINE, XCB_ATOM_STRING,

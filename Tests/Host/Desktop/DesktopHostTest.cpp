@@ -136,6 +136,7 @@ TEST_F(DesktopHostTest, RefusesOutputsThatAreNotThere) {
     EXPECT_THAT([&] { _host->setPaused("MIDDLE", true); }, isNamed);
     EXPECT_THAT([&] { _host->choose("MIDDLE", petals(1)); }, isNamed);
     EXPECT_THAT([&] { _host->tap("MIDDLE", {}); }, isNamed);
+    EXPECT_THAT([&] { _host->setCover(1, "MIDDLE", SurfaceVisibility::Covered); }, isNamed);
     EXPECT_THAT([&] { _host->saveScreenshot("MIDDLE", "/x.png", [](auto) {}); }, isNamed);
 }
 
@@ -149,6 +150,44 @@ TEST_F(DesktopHostTest, PausesEachOutputByItself) {
     runForSeconds(1);
     EXPECT_LE(_desktop.surface(kLeft)->presentCount(), left + 1);
     EXPECT_GT(_desktop.surface(kRight)->presentCount(), right + 30);
+}
+
+TEST_F(DesktopHostTest, BelievesTheProgramThatKnowsWhatCoversAnOutput) {
+    begin();
+    _host->setCover(1, kLeft, SurfaceVisibility::FullScreen);
+    EXPECT_THAT(status(kLeft).pauseReasons, ElementsAre("fullscreen"));
+    EXPECT_THAT(status(kRight).pauseReasons, IsEmpty());
+    _host->setCover(1, kLeft, SurfaceVisibility::Covered);
+    EXPECT_THAT(status(kLeft).pauseReasons, ElementsAre("covered"));
+    _host->setCover(1, kLeft, SurfaceVisibility::Visible);
+    _desktop.surface(kLeft)->setVisibility(SurfaceVisibility::Covered);
+    EXPECT_THAT(status(kLeft).pauseReasons, IsEmpty());
+    _desktop.surface(kLeft)->setVisibility(SurfaceVisibility::Off);
+    EXPECT_THAT(status(kLeft).pauseReasons, ElementsAre("output-off"));
+    _desktop.surface(kLeft)->setVisibility(SurfaceVisibility::Covered);
+    _host->setCover(1, kLeft, std::nullopt);
+    EXPECT_THAT(status(kLeft).pauseReasons, ElementsAre("covered"));
+}
+
+TEST_F(DesktopHostTest, ForgetsWhatAProgramHasToldThatIsGone) {
+    begin();
+    _host->setCover(1, "", SurfaceVisibility::Covered);
+    _host->setCover(2, kLeft, SurfaceVisibility::FullScreen);
+    EXPECT_THAT(status(kLeft).pauseReasons, ElementsAre("fullscreen")) << "the last word counts";
+    EXPECT_THAT(status(kRight).pauseReasons, ElementsAre("covered"));
+    _host->forgetCovers(2);
+    EXPECT_THAT(status(kLeft).pauseReasons, ElementsAre("covered"));
+    _host->forgetCovers(1);
+    EXPECT_THAT(status(kLeft).pauseReasons, IsEmpty());
+    EXPECT_THAT(status(kRight).pauseReasons, IsEmpty());
+}
+
+TEST_F(DesktopHostTest, ForgetsWhatCoveredAnOutputThatIsGone) {
+    begin();
+    _host->setCover(1, kLeft, SurfaceVisibility::Covered);
+    _desktop.removeOutput(kLeft);
+    _desktop.addOutput(kLeft, kGeometry);
+    EXPECT_THAT(status(kLeft).pauseReasons, IsEmpty());
 }
 
 TEST_F(DesktopHostTest, PausesForTheUser) {

@@ -73,7 +73,7 @@ class DesktopSoakTest : public SimulatedTimeTest {
             request["output"] = anyOutput();
         }
         int answers = 0;
-        _service->execute(ControlRequest::parse(request.dump()), [&](const std::string &answer) {
+        _service->execute(0, ControlRequest::parse(request.dump()), [&](const std::string &answer) {
             ++answers;
             EXPECT_TRUE(json::parse(answer).contains("ok"));
         });

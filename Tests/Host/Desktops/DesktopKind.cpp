@@ -180,6 +180,47 @@ done
     };
 }
 
+/// With Lumivera's extension, and a shell that evaluates what tests ask.
+DesktopKind gnomeOnX11() {
+    DesktopKind kind = gnome();
+    kind.name = "GNOMEOnX11";
+    kind.preparation += R"sh(
+mkdir -p "$HOME/.local/share/gnome-shell"
+cp -r "$(dirname "$(command -v lumivera)")/../share/gnome-shell/extensions" \
+    "$HOME/.local/share/gnome-shell/"
+gsettings set org.gnome.shell enabled-extensions "['ding@rastersoft.com', 'lumivera@lumivera.app']"
+)sh";
+    kind.session = "exec gnome-shell --x11 --unsafe-mode";
+    return kind;
+}
+
+/// In a window that fills the X server's screen. The server has no window manager, so the session
+/// says in its place where the panel ends.
+DesktopKind gnomeOnWayland() {
+    DesktopKind kind = gnomeOnX11();
+    kind.name = "GNOMEOnWayland";
+    kind.programs.insert(kind.programs.end(), {"Xwayland", "xprop"});
+    kind.environment = {"XDG_CURRENT_DESKTOP=GNOME", "DESKTOP_SESSION=gnome",
+                        "XDG_SESSION_TYPE=wayland", "MUTTER_DEBUG_DUMMY_MODE_SPECS=1280x800"};
+    kind.session = R"sh(
+gnome-shell --nested --unsafe-mode --wayland-display=wayland-test &
+until gdbus call --session --dest org.gnome.Shell --object-path /org/gnome/Shell \
+    --method org.gnome.Shell.Eval Main.layoutManager.panelBox.height; do
+    sleep 0.2
+done
+xprop -root -f _NET_WORKAREA 32c -set _NET_WORKAREA "0, 32, 1280, 768"
+xprop -root -f _NET_SUPPORTING_WM_CHECK 32x -set _NET_SUPPORTING_WM_CHECK 0x1
+wait
+)sh";
+    kind.laterEnvironment = R"sh(
+for name in DISPLAY XAUTHORITY WAYLAND_DISPLAY; do
+    echo "$name=$(gdbus call --session --dest org.gnome.Shell --object-path /org/gnome/Shell \
+        --method org.gnome.Shell.Eval "imports.gi.GLib.getenv('$name')" | cut -d'"' -f2)"
+done
+)sh";
+    return kind;
+}
+
 DesktopKind plasma() {
     return {
         .name = "Plasma",
@@ -307,10 +348,26 @@ DesktopKind phosh() {
 
 DesktopKind desktopKind(const std::string &name) {
     for (const DesktopKind &kind :
-         {xfce(), mate(), cinnamon(), lxde(), lxqt(), flashback(), gnome(), plasma(), i3(), bspwm(),
-          manager("awesome", "awesome"), manager("IceWM", "icewm-session"), fluxbox(),
-          manager("Openbox", "openbox"), manager("FVWM3", "fvwm3"), sway(),
-          compositor("phoc", "phoc", kPhocConfiguration, "phoc -C $HOME/phoc.ini"), phosh()}) {
+         {xfce(),
+          mate(),
+          cinnamon(),
+          lxde(),
+          lxqt(),
+          flashback(),
+          gnome(),
+          gnomeOnX11(),
+          gnomeOnWayland(),
+          plasma(),
+          i3(),
+          bspwm(),
+          manager("awesome", "awesome"),
+          manager("IceWM", "icewm-session"),
+          fluxbox(),
+          manager("Openbox", "openbox"),
+          manager("FVWM3", "fvwm3"),
+          sway(),
+          compositor("phoc", "phoc", kPhocConfiguration, "phoc -C $HOME/phoc.ini"),
+          phosh()}) {
         if (kind.name == name) {
             return kind;
         }

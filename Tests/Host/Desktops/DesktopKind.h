@@ -25,6 +25,10 @@ struct DesktopKind {
     /// Runs when the window manager is there.
     std::string afterwards = {};
 
+    /// Prints what programs of the session have besides in their environment, as NAME=VALUE, one a
+    /// line.
+    std::string laterEnvironment = {};
+
     /// Prints the desktop's own settings of its wallpaper.
     std::string setting = {};
 
@@ -63,7 +67,8 @@ struct DesktopKind {
 };
 
 /// The desktop of that name: Xfce, MATE, Cinnamon, LXDE, LXQt, Flashback, GNOME, Plasma, i3, bspwm,
-/// awesome, IceWM, Fluxbox, Openbox, FVWM3, Sway, phoc or Phosh.
+/// awesome, IceWM, Fluxbox, Openbox, FVWM3, Sway, phoc or Phosh; GNOMEOnX11 and GNOMEOnWayland have
+/// Lumivera's extension.
 DesktopKind desktopKind(const std::string &name);
 
 /// For messages about failed tests.

@@ -19,13 +19,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The first process inside. The session's sockets in /tmp are its own, but for the X server's. It
+/// The first process inside. The session's sockets in /tmp are its own, but for its X server's. It
 /// waits for orphans, as the first process must.
 constexpr const char *kFirstProcess = R"(
-folder=$1 inside=$1/tmp/${1##*/}
+folder=$1 inside=$1/tmp/${1##*/} server=.X11-unix/X${2#:}
 mkdir -p "$inside" "$folder/tmp/.X11-unix" "$folder/tmp/.ICE-unix"
-chmod 1777 "$folder/tmp" "$folder/tmp/.ICE-unix"
-mount --bind /tmp/.X11-unix "$folder/tmp/.X11-unix" &&
+chmod 1777 "$folder/tmp" "$folder/tmp/.X11-unix" "$folder/tmp/.ICE-unix"
+touch "$folder/tmp/$server"
+mount --bind "/tmp/$server" "$folder/tmp/$server" &&
     mount --bind "$folder" "$inside" &&
     mount --rbind "$folder/tmp" "${folder%/*}" || exit 1
 touch "$folder/is-open"
@@ -89,13 +90,13 @@ pid_t onlyChildOf(pid_t process) {
 
 } // namespace
 
-Enclosure::Enclosure(const std::string &folder) : _folder(folder) {
+Enclosure::Enclosure(const std::string &folder, const std::string &display) : _folder(folder) {
     std::vector<std::string> arguments{"unshare"};
     if (!isRoot()) {
         arguments.insert(arguments.end(), {"--user", "--map-current-user", "--keep-caps"});
     }
     arguments.insert(arguments.end(), {"--mount", "--pid", "--net", "--kill-child", "--mount-proc",
-                                       "sh", "-c", kFirstProcess, "sh", folder});
+                                       "sh", "-c", kFirstProcess, "sh", folder, display});
     const int log = open((folder + "/enclosure.log").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
     _keeper = startProgram(arguments, log);
     close(log);

@@ -19,8 +19,9 @@ class Enclosure {
         std::string output;
     };
 
-    /// `folder` belongs to the enclosure, and has the same path inside.
-    explicit Enclosure(const std::string &folder);
+    /// `folder` belongs to the enclosure, and has the same path inside. Of the machine's X servers
+    /// the session sees only `display`, such as ":5".
+    Enclosure(const std::string &folder, const std::string &display);
     ~Enclosure();
     Enclosure(const Enclosure &) = delete;
     Enclosure &operator=(const Enclosure &) = delete;

@@ -10,9 +10,6 @@ using nlohmann::json;
 
 namespace {
 
-bool rests(const json &output) { return !output["pauseReasons"].empty(); }
-bool runs(const json &output) { return output["pauseReasons"].empty(); }
-
 class NestedDesktopTest : public RealDesktopTest {
   protected:
     void SetUp() override {

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -89,7 +90,7 @@ RealDesktop::RealDesktop(const DesktopKind &kind)
     }
     install();
     makeHome();
-    _enclosure.emplace(folder());
+    _enclosure.emplace(folder(), _server.name());
     if (!session().isOpen()) {
         _problem = "the namespaces are refused: " + contentsOf(_folder.pathOf("enclosure.log"));
         return;
@@ -263,6 +264,7 @@ bool RealDesktop::waitUntilReady() {
     if (!eventually(isReadyAtLast, kStartTime)) {
         return false;
     }
+    addLaterEnvironment();
     _firstPicture = screen().picture();
     _icons = _kind.drawsIcons() ? findIcons() : std::vector<ScreenRect>();
     return true;
@@ -278,6 +280,15 @@ bool RealDesktop::waitUntilCompositorIsReady() {
     const bool isReady = isThere && comesToRest() && comesToRest();
     _firstPicture = screen().picture();
     return isReady;
+}
+
+void RealDesktop::addLaterEnvironment() {
+    std::vector<std::string> all = environment();
+    std::istringstream lines(session().shell(_kind.laterEnvironment).output);
+    for (std::string line; std::getline(lines, line);) {
+        all.push_back(line);
+    }
+    _enclosure->setEnvironment(all);
 }
 
 /// The person's wallpaper is there, with the icons and the panel, and nothing moves any more.

@@ -89,6 +89,7 @@ class RealDesktop {
     void startSession();
     bool waitUntilReady();
     bool waitUntilCompositorIsReady();
+    void addLaterEnvironment();
     bool isReady();
     std::string endOf(const std::string &log) const;
     std::vector<std::string> environment() const;

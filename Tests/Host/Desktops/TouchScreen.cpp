@@ -1,8 +1,10 @@
 #include "Tests/Host/Desktops/TouchScreen.h"
 
+#include <chrono>
 #include <cstdint>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <thread>
 #include <unistd.h>
 #include <xcb/xinput.h>
 #include <xorg/xf86-input-inputtest-protocol.h>
@@ -11,6 +13,9 @@ namespace {
 
 /// The driver's coordinates go from 0 to this.
 constexpr int kMaxCoordinate = 0xffff;
+
+/// No finger touches for a shorter time, and window managers that decide about a touch need it.
+constexpr auto kTouchTime = std::chrono::milliseconds(80);
 
 template <class Message> bool sendAll(int socket, const Message &message) {
     return send(socket, &message, sizeof message, MSG_NOSIGNAL) == sizeof message;
@@ -45,7 +50,11 @@ bool TouchScreen::isConnected(const std::string &socket) const {
 }
 
 bool TouchScreen::touch(const ScreenPoint &point) {
-    return _works && send(XCB_INPUT_TOUCH_BEGIN, point) && send(XCB_INPUT_TOUCH_END, point);
+    if (!_works || !send(XCB_INPUT_TOUCH_BEGIN, point)) {
+        return false;
+    }
+    std::this_thread::sleep_for(kTouchTime);
+    return send(XCB_INPUT_TOUCH_END, point);
 }
 
 bool TouchScreen::send(unsigned type, const ScreenPoint &point) {

@@ -55,6 +55,27 @@ TEST(ControlRequest, TakesAPlace) {
     EXPECT_EQ(request.point, CGPointMake(10, -20.5));
 }
 
+TEST(ControlRequest, TakesWhatCoversAnOutput) {
+    const auto cover = [](const std::string &state) {
+        return parse(R"({"do":"cover","output":"DP-1","state":")" + state + "\"}");
+    };
+    EXPECT_EQ(cover("none").action, Action::Cover);
+    EXPECT_EQ(cover("none").cover, SurfaceVisibility::Visible);
+    EXPECT_EQ(cover("covered").cover, SurfaceVisibility::Covered);
+    EXPECT_EQ(cover("fullscreen").cover, SurfaceVisibility::FullScreen);
+    EXPECT_EQ(cover("unknown").cover, std::nullopt);
+    EXPECT_EQ(cover("unknown").problem, "");
+}
+
+TEST(ControlRequest, RefusesCoversThatAreNone) {
+    EXPECT_EQ(problemOf(R"({"do":"cover"})"), "\"state\" is missing");
+    EXPECT_EQ(problemOf(R"({"do":"cover","state":1})"), "\"state\" is not a text");
+    for (const char *state : {"", "off", "Covered", "covered "}) {
+        EXPECT_EQ(problemOf(std::string(R"({"do":"cover","state":")") + state + "\"}"),
+                  "\"state\" is not one of none, covered, fullscreen and unknown");
+    }
+}
+
 TEST(ControlRequest, RefusesPlacesThatAreNone) {
     EXPECT_EQ(problemOf(R"({"do":"tap","x":10})"), "\"y\" is missing");
     EXPECT_THAT(problemOf(R"({"do":"tap","x":"10","y":1})"), HasSubstr("\"x\" is not a number"));
@@ -98,8 +119,8 @@ TEST(ControlRequest, RepeatsNoIdentifierThatIsTooLong) {
 
 TEST(ControlRequest, SaysWhatThereIsToDo) {
     EXPECT_EQ(problemOf(R"({"do":"dance"})"),
-              "\"dance\" is nothing to do; use one of status, pause, resume, set, tap, offset, "
-              "wallpaper, screenshot, keep, quit");
+              "\"dance\" is nothing to do; use one of status, pause, resume, set, tap, cover, "
+              "offset, wallpaper, screenshot, keep, quit");
     EXPECT_THAT(problemOf("{}"), HasSubstr("\"do\" is missing"));
     EXPECT_EQ(problemOf(R"({"do":1})"), "\"do\" is not a text");
 }

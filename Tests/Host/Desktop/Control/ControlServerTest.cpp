@@ -70,6 +70,18 @@ TEST_F(ControlServerTest, TellsTheStatus) {
     EXPECT_EQ(answer["outputs"][0]["pauseReasons"], nlohmann::json::array());
 }
 
+TEST_F(ControlServerTest, ForgetsWhatAProgramHasToldWhenItIsGone) {
+    auto shell = connect();
+    const auto other = connect();
+    EXPECT_EQ(shell->ask(R"({"do":"cover","output":"DP-1","state":"covered"})"), kOk);
+    EXPECT_EQ(other->ask(R"({"do":"cover","state":"none"})"), kOk);
+    EXPECT_EQ(_target.programs.size(), 2U);
+    shell.reset();
+    EXPECT_TRUE(serveUntil([&] { return _target.programs.size() == 1; }, 10));
+    EXPECT_EQ(other->ask(R"({"do":"cover","state":"unknown"})"), kOk);
+    EXPECT_EQ(_target.programs.size(), 1U);
+}
+
 TEST_F(ControlServerTest, DoesWhatItIsAskedFor) {
     const auto client = connect();
     for (const char *request :

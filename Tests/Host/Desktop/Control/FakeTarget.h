@@ -3,6 +3,7 @@
 #include "Host/Desktop/Control/ControlService.h"
 #include "Host/Support/HostError.h"
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,15 @@ class FakeTarget final : public ControlTarget {
                         std::to_string(static_cast<int>(point.y)));
     }
 
+    void setCover(std::uint64_t program, const std::string &output,
+                  std::optional<SurfaceVisibility> cover) override {
+        check(output);
+        programs.insert(program);
+        heard.push_back("cover " + (cover ? std::to_string(static_cast<int>(*cover)) : "unknown"));
+    }
+
+    void forgetCovers(std::uint64_t program) override { programs.erase(program); }
+
     void saveScreenshot(const std::string &output, const std::string &path,
                         std::function<void(std::optional<std::string>)> done) override {
         check(output);
@@ -71,6 +81,9 @@ class FakeTarget final : public ControlTarget {
     std::vector<std::string> heard;
     std::vector<std::string> pauseReasons;
     std::size_t outputCount = 1;
+
+    /// Those that have told what covers outputs.
+    std::set<std::uint64_t> programs;
 
     /// Screenshots wait for `pending` to be called.
     bool isSlow = false;
