@@ -32,7 +32,7 @@ std::string detailsOf(const BundleListing &bundle) {
 } // namespace
 
 ChooserShow::ChooserShow(Window &window, Options options)
-    : Show(window, std::nullopt), _options(std::move(options)), _root(UIView::initWithFrame({})),
+    : TreeShow(window, std::nullopt), _options(std::move(options)), _root(UIView::initWithFrame({})),
       _title(UIView::initWithFrame({})), _details(UIView::initWithFrame({})),
       _button(UIView::initWithFrame({})), _buttonText(UIView::initWithFrame({})),
       _preview(_options.makeView), _shelf(_options.bundles) {

@@ -74,7 +74,7 @@ void RenderingService::renderFrame(RenderingSession &session, std::uint64_t fram
         draw(session);
     }
     if (_order.isTraced) {
-        sendTrace(_host, TraceWriter::line(frame, session.time(), session.view()));
+        sendTrace(_host, TraceWriter::entry(session.time(), session.view()));
     }
     report(_host, ViewReport::Kind::Frame);
 }

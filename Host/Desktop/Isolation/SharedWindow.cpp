@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace Lumivera {
 
@@ -63,7 +64,15 @@ void SharedWindow::allowDrawing(std::uint32_t index) {
 
 void SharedWindow::setResting(bool isResting) {
     _isResting = isResting;
-    _listener->windowVisibilityChanged();
+    updatePause();
+}
+
+/// The view rests from its first picture on: its show is paused, and still draws what changes.
+void SharedWindow::updatePause() {
+    const bool isPaused = _isResting && _pictureCount > 0;
+    if (std::exchange(_isPaused, isPaused) != isPaused) {
+        _listener->keyPressed(WindowKey::Pause);
+    }
 }
 
 CGSize SharedWindow::size() const {
@@ -84,9 +93,7 @@ void SharedWindow::present(const Drawing &draw) {
     _drawnAt[index] = ++_pictureCount;
     _allowed.reset();
     report(index, rects);
-    if (_isResting && _pictureCount == 1) {
-        _listener->windowVisibilityChanged();
-    }
+    updatePause();
 }
 
 void SharedWindow::report(std::uint32_t index, const std::vector<DeviceRect> &rects) const {

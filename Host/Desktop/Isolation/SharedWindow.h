@@ -34,8 +34,7 @@ class SharedWindow final : public Window {
     CGSize size() const override;
     CGFloat density() const override { return _density; }
 
-    /// A resting window counts as visible until its first picture is drawn.
-    bool isVisible() const override { return !_isResting || _pictureCount == 0; }
+    bool isVisible() const override { return true; }
     void present(const Drawing &draw) override;
     void setTitle(const std::string &) override {}
     void toggleFullScreen() override {}
@@ -46,6 +45,7 @@ class SharedWindow final : public Window {
   private:
     void allowDrawing(std::uint32_t index);
     void setResting(bool isResting);
+    void updatePause();
     void report(std::uint32_t index, const std::vector<DeviceRect> &rects) const;
 
     const PacketSocket &_host;
@@ -61,6 +61,7 @@ class SharedWindow final : public Window {
     std::uint64_t _pictureCount = 0;
     bool _hasBegun = false;
     bool _isResting = false;
+    bool _isPaused = false;
 };
 
 } // namespace Lumivera

@@ -1,6 +1,8 @@
 #include "Host/Desktop/Isolation/ViewService.h"
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+#include "Host/Desktop/Isolation/TraceParts.h"
+#include "Host/Playing/TraceWriter.h"
 #include "Host/Support/HostError.h"
 #include "Platform/Foundation/NSThread.h"
 
@@ -14,6 +16,25 @@ constexpr NSTimeInterval kBetweenChecks = 0.01;
 
 /// Views load half a second after they were made.
 constexpr Clock::Nanoseconds kUntilLoading = 600'000'000;
+
+void report(const PacketSocket &host, ViewReport::Kind kind) {
+    ViewReport report;
+    report.kind = kind;
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+}
+
+WallpaperShow::Options optionsFor(const PacketSocket &host, const ViewService::Start &start) {
+    WallpaperShow::Options options;
+    options.settings = start.settings;
+    options.part = start.part;
+    if (start.isTraced) {
+        options.frameEnded = [&host](NSTimeInterval time, const DeskTopView &view) {
+            sendTrace(host, TraceWriter::entry(time, view));
+            report(host, ViewReport::Kind::Frame);
+        };
+    }
+    return options;
+}
 
 } // namespace
 
@@ -29,6 +50,8 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
     static_cast<WallpaperValues &>(start.settings) = valuesFrom(order.values);
     start.settings.density = order.density;
     start.part = order.part;
+    start.isInWindow = order.isInWindow != 0;
+    start.isTraced = order.isTraced != 0;
     start.settings.size = {order.width / order.density, order.height / order.density};
     start.memory =
         std::make_unique<SharedBuffers>(packet.attached, order.width, order.height, order.count);
@@ -38,8 +61,8 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
 ViewService::ViewService(const PacketSocket &host, Start start, const WallpaperBundle &bundle)
     : _host(host), _window(host, std::move(start.memory), start.settings.density,
                            start.part == WallpaperPart::Petals),
-      _show(_window, bundle, {start.settings, {}, {}, start.part}),
-      _startTime(Clock::current().now()), _beginWhenLoaded([this] { beginWhenLoaded(); }) {
+      _show(_window, bundle, optionsFor(host, start)), _startTime(Clock::current().now()),
+      _beginWhenLoaded([this] { beginWhenLoaded(); }), _answer([this] { answer(); }) {
     _window.waiter().add(*this);
     beginWhenLoaded();
 }
@@ -70,7 +93,9 @@ void ViewService::obey(const ViewOrder &order) {
     if (order.kind == ViewOrder::Kind::Set) {
         set(valuesFrom(order.values));
     } else if (order.kind == ViewOrder::Kind::Rest || order.kind == ViewOrder::Kind::Ping) {
-        answer();
+        // Pictures of what has changed come first: after the answer the process may be stopped.
+        ++_answersDue;
+        _answer.callAfter(0);
     }
 }
 
@@ -108,9 +133,10 @@ void ViewService::reportPetals() {
     }
 }
 
-void ViewService::answer() const {
-    const ViewReport report;
-    _host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+void ViewService::answer() {
+    for (; _answersDue > 0; --_answersDue) {
+        report(_host, ViewReport::Kind::Answer);
+    }
 }
 
 } // namespace Lumivera

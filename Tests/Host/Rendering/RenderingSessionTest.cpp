@@ -94,7 +94,7 @@ TEST_F(RenderingSessionTest, SurvivesAFailureBeforeTheFirstFrame) {
 TEST_F(RenderingSessionTest, PrintsNumbersThatReadBackToTheSameDouble) {
     RenderingSession session(shippedBundle("Lumivera.bundle"), seeded(4));
     session.nextFrame();
-    const auto line = nlohmann::json::parse(TraceWriter::line(1, session.time(), session.view()));
+    const auto line = lineOf(session);
     for (NSUInteger level = 0; level < 3; ++level) {
         const UIView *layer = session.view().subviewAtIndex(level + 1);
         ASSERT_EQ(line["layers"][level].size(), layer->subviewCount());
@@ -117,7 +117,7 @@ TEST_F(RenderingSessionTest, TracesNullForAPictureWithoutAName) {
     auto *petal = dynamic_cast<Sakura *>(session.view().subviewAtIndex(1)->subviewAtIndex(0));
     ASSERT_TRUE(petal);
     petal->setImage(nullptr);
-    const auto line = nlohmann::json::parse(TraceWriter::line(0, 0, session.view()));
+    const auto line = lineOf(session);
     EXPECT_TRUE(line["layers"][0][0][0].is_null());
 }
 
