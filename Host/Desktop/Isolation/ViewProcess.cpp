@@ -26,12 +26,6 @@ double leniencyWith(const ViewProcess::Start &start) {
     return start.isInWindow ? patienceWith(start.values.petals.value_or(0)) : 1;
 }
 
-Clock::Nanoseconds patienceWith(const ViewProcess::Start &start) {
-    const NSTimeInterval usual =
-        start.isInWindow ? ViewProcess::kPatienceInWindow : ViewProcess::kPatience;
-    return static_cast<Clock::Nanoseconds>(usual * leniencyWith(start) * 1e9);
-}
-
 } // namespace
 
 bool Allowance::take(Clock::Nanoseconds now) {
@@ -42,9 +36,14 @@ bool Allowance::take(Clock::Nanoseconds now) {
     return isLeft;
 }
 
+NSTimeInterval ViewProcess::patienceFor(const Start &start) {
+    return (start.isInWindow ? kPatienceInWindow : kPatience) * leniencyWith(start);
+}
+
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener)
     : _watch(watch), _listener(listener), _memory(start.memory), _says(start.says),
-      _isInWindow(start.isInWindow), _isTraced(start.isTraced), _patience(patienceWith(start)),
+      _isInWindow(start.isInWindow), _isTraced(start.isTraced),
+      _patience(static_cast<Clock::Nanoseconds>(patienceFor(start) * 1e9)),
       _timeFactor(start.timeFactor / leniencyWith(start)), _check([this] { check(); }),
       _process(watch, start.process()), _lastSign(Clock::current().now()),
       _pictureDeadline(_lastSign + _patience), _isWanted(_memory->count()) {

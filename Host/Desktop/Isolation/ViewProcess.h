@@ -80,6 +80,9 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
         }
     };
 
+    /// How long a report of this view may take, in seconds.
+    static NSTimeInterval patienceFor(const Start &start);
+
     /// Throws a HostError when there can be no process. Watch and listener are not owned.
     ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener);
     ~ViewProcess() override;

@@ -28,6 +28,11 @@ RenderingSession::Options seeded(unsigned seed) {
     return options;
 }
 
+/// The trace of the session's present frame.
+nlohmann::json lineOf(RenderingSession &session) {
+    return nlohmann::json::parse("{" + TraceWriter::entry(session.time(), session.view()));
+}
+
 std::string tinyBundle(const std::string &folder) { return testBundle(folder, "TinyWallpaper"); }
 
 TEST_F(RenderingSessionTest, LeavesNoThreadAndNoCallBehind) {
