@@ -143,8 +143,8 @@ ViewMaker RunCommand::viewMaker(DescriptorWatch &watch) const {
     const bool isTrusted = _protection.trust() == BundleFolder::Trust::Anybody;
     const bool isTraced = !_tracePath.empty();
     // A new size makes a new view, which does the same again.
-    return [&watch, isTrusted, isTraced, print = printErrorOnce()](
-               const ViewRequest &request, RemoteView::Listener &listener) {
+    return [&watch, isTrusted, isTraced, print = printErrorOnce()](const ViewRequest &request,
+                                                                   RemoteView::Listener &listener) {
         ViewProcess::Start start{request, isTrusted};
         start.isInWindow = true;
         start.isTraced = isTraced;

@@ -18,8 +18,7 @@ struct LoopSettings {
 
 } // namespace
 
-Show::Show(Window &window, std::optional<double> seconds)
-    : _window(window), _seconds(seconds) {
+Show::Show(Window &window, std::optional<double> seconds) : _window(window), _seconds(seconds) {
     _window.setListener(this);
 }
 

@@ -99,8 +99,7 @@ BundleDescription BundleDescription::read(const std::string &path) {
     }
     const auto file = bundle->pathForResource_ofType("description", "plist");
     if (!file) {
-        throw HostError(path, "has no description.plist",
-                        "a wallpaper bundle needs one");
+        throw HostError(path, "has no description.plist", "a wallpaper bundle needs one");
     }
     const auto description = NSDictionary::dictionaryWithContentsOfFile(*file);
     if (!description) {
@@ -117,8 +116,7 @@ BundleDescription BundleDescription::read(const std::string &path) {
     }
     BundleLibrary::checkName(*library->text(), *file);
     const PropertyList *name = description->objectForKey("name");
-    return {name && name->text() ? *name->text() : folderNameOf(path),
-            *library->text(),
+    return {name && name->text() ? *name->text() : folderNameOf(path), *library->text(),
             std::max(integerUnder(*description, "falling Speed").value_or(0), 0)};
 }
 

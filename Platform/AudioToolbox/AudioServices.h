@@ -27,9 +27,9 @@ PLATFORM_EXPORT void AudioServicesPlaySystemSound(SystemSoundID sound);
 /// Unregisters the sound. If it is playing, it plays to its end.
 PLATFORM_EXPORT OSStatus AudioServicesDisposeSystemSoundID(SystemSoundID sound);
 
-/// Hands every sound that is to be played to `sink`, as the path of its file, instead of playing it;
-/// null restores the sound device. For hosts that play sounds elsewhere. The sink is called on the
-/// thread that plays, and must neither play nor wait.
+/// Hands every sound that is to be played to `sink`, as the path of its file, instead of playing
+/// it; null restores the sound device. For hosts that play sounds elsewhere. The sink is called on
+/// the thread that plays, and must neither play nor wait.
 PLATFORM_EXPORT void AudioServicesSetSink(std::function<void(const std::string &path)> sink);
 
 /// Stops all sounds and closes the sound device, which otherwise is closed a few seconds after the

@@ -151,9 +151,8 @@ ConfinedProcess::LineSink ConfinedProcess::printsRefusedProtections(LineSink pri
 }
 
 ConfinedProcess::LineSink ConfinedProcess::printsAbout(const std::string &bundle, LineSink print) {
-    return [print = std::move(print), bundle](const std::string &line) {
-        print(bundle + " " + line);
-    };
+    return
+        [print = std::move(print), bundle](const std::string &line) { print(bundle + " " + line); };
 }
 
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,

@@ -33,9 +33,8 @@ void copyRects(const std::vector<DeviceRect> &rects, const std::uint32_t *from,
 } // namespace
 
 RemoteShow::RemoteShow(Window &window, Options options)
-    : Show(window, options.seconds), _options(std::move(options)), _begin([this] {
-          guard([this] { begin(); });
-      }) {
+    : Show(window, options.seconds), _options(std::move(options)),
+      _begin([this] { guard([this] { begin(); }); }) {
     begin();
 }
 
@@ -43,9 +42,8 @@ RemoteShow::RemoteShow(Window &window, Options options)
 void RemoteShow::begin() {
     _size = pictureSize();
     _size.check();
-    const auto memory =
-        std::make_shared<SharedBuffers>(static_cast<unsigned>(_size.pixelWidth()),
-                                        static_cast<unsigned>(_size.pixelHeight()), 1);
+    const auto memory = std::make_shared<SharedBuffers>(
+        static_cast<unsigned>(_size.pixelWidth()), static_cast<unsigned>(_size.pixelHeight()), 1);
     _coming = {};
     _coming = {memory,
                _options.makeView({_options.bundle, _options.values, memory, _size.density}, *this)};

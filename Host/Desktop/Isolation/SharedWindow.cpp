@@ -22,6 +22,12 @@ std::uint32_t copyRects(const std::vector<DeviceRect> &rects, DeviceRect *copies
     return static_cast<std::uint32_t>(count);
 }
 
+bool mayChangeView(const ViewOrder &order) {
+    using Kind = ViewOrder::Kind;
+    return order.kind == Kind::Set || order.kind == Kind::Tap || order.kind == Kind::Scroll ||
+           order.kind == Kind::FinishScroll;
+}
+
 } // namespace
 
 SharedWindow::SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory,
@@ -31,6 +37,7 @@ SharedWindow::SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffe
 
 void SharedWindow::obey(const ViewOrder &order) {
     const CGFloat x = static_cast<CGFloat>(order.x);
+    _isChangeDue = _isChangeDue || mayChangeView(order);
     switch (order.kind) {
     case ViewOrder::Kind::Draw:
         allowDrawing(order.index);
@@ -80,9 +87,10 @@ CGSize SharedWindow::size() const {
 }
 
 void SharedWindow::present(const Drawing &draw) {
-    if (!_hasBegun || !_allowed) {
+    if (!_hasBegun || !_allowed || (_isPaused && !_isChangeDue)) {
         return;
     }
+    _isChangeDue = false;
     const std::uint32_t index = *_allowed;
     const std::uint64_t age = _drawnAt[index] == 0 ? 0 : _pictureCount - _drawnAt[index] + 1;
     CompositorTarget target{_memory->pixels(index), _memory->width(), _memory->height(),

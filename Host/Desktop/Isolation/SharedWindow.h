@@ -62,6 +62,10 @@ class SharedWindow final : public Window {
     bool _hasBegun = false;
     bool _isResting = false;
     bool _isPaused = false;
+
+    /// While paused, each order that may change the view is drawn once. An animation that goes on
+    /// by itself is not, because somebody may have hidden it.
+    bool _isChangeDue = false;
 };
 
 } // namespace Lumivera
