@@ -126,6 +126,13 @@ void serve(const PacketSocket &host, const Arguments &given) {
 
 } // namespace
 
+void sendReport(const PacketSocket &host, ViewReport::Kind kind, std::uint32_t index) {
+    ViewReport report;
+    report.kind = kind;
+    report.index = index;
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+}
+
 void endWithFailure(const PacketSocket &host, const std::exception &error) {
     const bool isMemory = dynamic_cast<const std::bad_alloc *>(&error) != nullptr;
     reportText(host, ViewReport::Kind::Failure,

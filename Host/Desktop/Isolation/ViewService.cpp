@@ -2,6 +2,7 @@
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Desktop/Isolation/TraceParts.h"
+#include "Host/Desktop/Isolation/ViewProgram.h"
 #include "Host/Playing/TraceWriter.h"
 #include "Host/Support/HostError.h"
 #include "Platform/Foundation/NSThread.h"
@@ -17,12 +18,6 @@ constexpr NSTimeInterval kBetweenChecks = 0.01;
 /// Views load half a second after they were made.
 constexpr Clock::Nanoseconds kUntilLoading = 600'000'000;
 
-void report(const PacketSocket &host, ViewReport::Kind kind) {
-    ViewReport report;
-    report.kind = kind;
-    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
-}
-
 WallpaperShow::Options optionsFor(const PacketSocket &host, const ViewService::Start &start) {
     WallpaperShow::Options options;
     options.settings = start.settings;
@@ -30,7 +25,7 @@ WallpaperShow::Options optionsFor(const PacketSocket &host, const ViewService::S
     if (start.isTraced) {
         options.frameEnded = [&host](NSTimeInterval time, const DeskTopView &view) {
             sendTrace(host, TraceWriter::entry(time, view));
-            report(host, ViewReport::Kind::Frame);
+            sendReport(host, ViewReport::Kind::Frame);
         };
     }
     return options;
@@ -135,7 +130,7 @@ void ViewService::reportPetals() {
 
 void ViewService::answer() {
     for (; _answersDue > 0; --_answersDue) {
-        report(_host, ViewReport::Kind::Answer);
+        sendReport(_host, ViewReport::Kind::Answer);
     }
 }
 
