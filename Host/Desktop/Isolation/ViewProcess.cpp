@@ -13,6 +13,7 @@ namespace Lumivera {
 namespace {
 
 constexpr NSTimeInterval kBetweenChecks = 1;
+constexpr NSTimeInterval kBetweenTries = 0.01;
 constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
 
 /// More orders than a person gives while a view that is not given up says nothing.
@@ -45,8 +46,9 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
       _isInWindow(start.isInWindow), _isTraced(start.isTraced),
       _patience(static_cast<Clock::Nanoseconds>(patienceFor(start) * 1e9)),
       _timeFactor(start.timeFactor / leniencyWith(start)), _check([this] { check(); }),
-      _process(watch, start.process()), _lastSign(Clock::current().now()),
-      _pictureDeadline(_lastSign + _patience), _isWanted(_memory->count()) {
+      _sendLater([this] { sendUnsent(); }), _process(watch, start.process()),
+      _lastSign(Clock::current().now()), _pictureDeadline(_lastSign + _patience),
+      _isWanted(_memory->count()) {
     ViewOrder first;
     first.kind = ViewOrder::Kind::Begin;
     first.width = _memory->width();
@@ -137,6 +139,7 @@ void ViewProcess::send(const ViewOrder &order, int attached) {
     if (!_unsent.empty() ||
         !_process.connection().send(&order, sizeof order, PacketSocket::Wait::No, attached)) {
         _unsent.push_back(order);
+        sendLater();
         checkLater();
     }
 }
@@ -145,6 +148,13 @@ void ViewProcess::sendUnsent() {
     while (!_unsent.empty() && _process.connection().send(&_unsent.front(), sizeof(ViewOrder),
                                                           PacketSocket::Wait::No)) {
         _unsent.pop_front();
+    }
+    sendLater();
+}
+
+void ViewProcess::sendLater() {
+    if (!_unsent.empty() && !_sendLater.isPending()) {
+        _sendLater.callAfter(kBetweenTries);
     }
 }
 
@@ -184,7 +194,6 @@ bool ViewProcess::readReports() {
         switch (
             _process.connection().receive(&report, sizeof report, PacketSocket::Wait::No, packet)) {
         case PacketSocket::Outcome::Nothing:
-            sendUnsent();
             stopOrContinue();
             return true;
         case PacketSocket::Outcome::Ended:
@@ -377,6 +386,7 @@ void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     _process.end();
     _watch.remove(*this);
     _check.cancel();
+    _sendLater.cancel();
     _hasEnded = true;
     _listener.viewEnded(*this, reason, isHopeless);
 }

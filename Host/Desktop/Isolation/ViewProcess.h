@@ -115,6 +115,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     void order(const ViewOrder &order, int attached = -1);
     void send(const ViewOrder &order, int attached);
     void sendUnsent();
+    void sendLater();
     void expectReportTo(const ViewOrder &order);
     void ping(Clock::Nanoseconds deadline);
     void expectAnswerBy(Clock::Nanoseconds deadline);
@@ -136,6 +137,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     const Clock::Nanoseconds _patience;
     const double _timeFactor;
     DeferredCall _check;
+    DeferredCall _sendLater;
     ConfinedProcess _process;
     ProcessorUse _processorUse;
     std::uint64_t _pictures = 0;

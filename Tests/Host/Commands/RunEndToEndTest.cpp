@@ -227,19 +227,6 @@ TEST_F(Window, RunsTheBundlesCodeItselfWhenToldTo) {
     EXPECT_EQ(waitForEnd(), 0);
 }
 
-TEST_F(Window, ShowsWhatChangesWhileItIsPaused) {
-    begin({"--count", "1"});
-    pause();
-    const auto before = picture();
-    press("plus");
-    EXPECT_TRUE(eventually([&] {
-        const auto now = picture();
-        return before && now && changedPixels(*before, *now, 200, 300, 200, 300) > 50;
-    }));
-    EXPECT_TRUE(comesToRest(process()));
-    EXPECT_EQ(end(SIGTERM), 0);
-}
-
 TEST_F(Window, NumbersTheFramesOnWhenItsSizeChanges) {
     begin();
     resize(600, 300);
