@@ -33,7 +33,7 @@ class RemoteView {
         virtual void viewEnded(RemoteView &view, const std::string &reason, bool isHopeless) = 0;
 
         /// A frame of a traced view has ended; `entry` as TraceWriter::entry(). The listener must
-        /// not delete the view within the call, nor within the next one.
+        /// not delete the view within this call or viewSounded().
         virtual void viewEndedFrame(RemoteView & /*view*/, std::string_view /*entry*/) {}
 
         /// The view in a window wants a sound to be heard; `name` is not trusted.
