@@ -87,6 +87,9 @@ CGSize SharedWindow::size() const {
 }
 
 void SharedWindow::present(const Drawing &draw) {
+    if (!_hasBegun && _beginning) {
+        _beginning();
+    }
     if (!_hasBegun || !_allowed || (_isPaused && !_isChangeDue)) {
         return;
     }

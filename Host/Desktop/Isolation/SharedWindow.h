@@ -6,8 +6,10 @@
 #include "Host/Displays/Window.h"
 #include "Host/Support/DescriptorWaiter.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace Lumivera {
@@ -26,6 +28,10 @@ class SharedWindow final : public Window {
 
     /// Nothing is drawn before this call, because a view that has not loaded shows nothing yet.
     void begin() { _hasBegun = true; }
+    bool hasBegun() const { return _hasBegun; }
+
+    /// Called before each picture until begin(), which it may call.
+    void setBeginning(std::function<void()> beginning) { _beginning = std::move(beginning); }
 
     /// Carries out an order about drawing, visibility or input; ignores the other kinds.
     void obey(const ViewOrder &order);
@@ -59,6 +65,7 @@ class SharedWindow final : public Window {
     /// For each buffer, the value of _pictureCount after it was last drawn into; 0 for never.
     std::vector<std::uint64_t> _drawnAt;
     std::uint64_t _pictureCount = 0;
+    std::function<void()> _beginning;
     bool _hasBegun = false;
     bool _isResting = false;
     bool _isPaused = false;

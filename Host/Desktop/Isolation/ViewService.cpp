@@ -59,6 +59,8 @@ ViewService::ViewService(const PacketSocket &host, Start start, const WallpaperB
       _show(_window, bundle, optionsFor(host, start)), _startTime(Clock::current().now()),
       _beginWhenLoaded([this] { beginWhenLoaded(); }), _answer([this] { answer(); }) {
     _window.waiter().add(*this);
+    // So that the very first frame is drawn.
+    _window.setBeginning([this] { beginIfLoaded(); });
     beginWhenLoaded();
 }
 
@@ -103,11 +105,16 @@ void ViewService::set(const WallpaperValues &change) {
 
 /// Keeps the window from drawing what a view shows before it has loaded.
 void ViewService::beginWhenLoaded() {
-    if (hasLoaded()) {
+    beginIfLoaded();
+    if (!_window.hasBegun()) {
+        _beginWhenLoaded.callAfter(kBetweenChecks);
+    }
+}
+
+void ViewService::beginIfLoaded() {
+    if (!_window.hasBegun() && hasLoaded()) {
         _window.begin();
         reportPetals();
-    } else {
-        _beginWhenLoaded.callAfter(kBetweenChecks);
     }
 }
 

@@ -41,6 +41,7 @@ class ViewService final : private DescriptorSource {
     void obey(const ViewOrder &order);
     void set(const WallpaperValues &change);
     void beginWhenLoaded();
+    void beginIfLoaded();
     bool hasLoaded();
     void reportPetals();
     void answer();
