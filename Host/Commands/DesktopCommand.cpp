@@ -21,7 +21,6 @@
 #include <filesystem>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <unistd.h>
 #include <utility>
@@ -48,30 +47,16 @@ std::string controlFolder() {
     return folder;
 }
 
-/// The most lines about what views do and may not.
-constexpr std::size_t kMaxLines = 1000;
-
 ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
-    // All views are refused the same protections, so each is logged once.
-    const auto tell = [told = std::make_shared<std::set<std::string>>()](const std::string &name) {
-        if (told->insert(name).second) {
-            printError("protection from wallpapers: " + name +
-                       ": does not hold, although the kernel has it");
-        }
-    };
-    // A bundle that ends is begun anew, and does the same again.
-    const auto say = [told = std::make_shared<std::set<std::string>>()](const std::string &line) {
-        if (told->size() < kMaxLines && told->insert(line).second) {
-            printError(line);
-        }
-    };
+    // All views are refused the same protections, and a bundle that ends is begun anew and does the
+    // same again.
+    const auto print = printErrorOnce();
     const auto scopes = std::make_shared<ViewScopes>(waiter);
-    return [&waiter, isTrusted, tell, say, scopes](const ViewRequest &request,
-                                                   RemoteView::Listener &listener) {
-        ViewProcess::Start start{request, isTrusted, tell};
-        start.says = [say, bundle = request.bundle](const std::string &line) {
-            say(bundle + " " + line);
-        };
+    return [&waiter, isTrusted, print, scopes](const ViewRequest &request,
+                                               RemoteView::Listener &listener) {
+        ViewProcess::Start start{request, isTrusted};
+        start.protectionRefused = ConfinedProcess::printsRefusedProtections(print);
+        start.says = ConfinedProcess::printsAbout(request.bundle, print);
         const SharedBuffers &memory = *request.memory;
         start.confined = [scopes, bytes = maxViewBytes(memory.width(), memory.height(),
                                                        memory.bytes())](int process) {

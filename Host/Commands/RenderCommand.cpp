@@ -55,7 +55,7 @@ class RenderCommand final : public Command {
     std::optional<unsigned> _seed;
     std::optional<NSUInteger> _frames;
     std::optional<double> _seconds;
-    bool _isUnprotected = false;
+    ProtectionOptions _protection;
 };
 
 void RenderCommand::declare(CLI::App &parent) {
@@ -76,8 +76,7 @@ void RenderCommand::declare(CLI::App &parent) {
         ->type_name("FILE");
     _app->add_option("--trace", _trace, "Writes every petal's position, a line of JSON a frame")
         ->type_name("FILE");
-    _app->add_flag("--unprotected", _isUnprotected,
-                   "Runs the bundle's code in this very process, for debuggers");
+    _protection.declare(*_app);
 }
 
 void RenderCommand::run() {
@@ -87,7 +86,7 @@ void RenderCommand::run() {
     if (!_output.empty()) {
         FrameSink::checkPath(_output);
     }
-    if (_isUnprotected) {
+    if (_protection.isUnprotected()) {
         renderHere();
     } else {
         renderApart();
@@ -99,12 +98,9 @@ void RenderCommand::renderApart() {
     const RenderingRun run(subject());
     RenderingProcess::Start start;
     start.bundle = Places::requireBundle(_bundle);
-    start.isTrusted = true;
-    start.protectionRefused = [](const std::string &name) {
-        printError("protection from wallpapers: " + name +
-                   ": does not hold, although the kernel has it");
-    };
-    start.says = [&start](const std::string &line) { printError(start.bundle + " " + line); };
+    start.isTrusted = _protection.trust() == BundleFolder::Trust::Anybody;
+    start.protectionRefused = ConfinedProcess::printsRefusedProtections(printError);
+    start.says = ConfinedProcess::printsAbout(start.bundle, printError);
     start.settings = options.settings;
     start.seed = options.seed;
     start.script = std::move(options.script);
@@ -121,7 +117,7 @@ void RenderCommand::renderApart() {
             sink->writeFrame(frame, next->pixels);
         }
         if (next && trace) {
-            trace->writeLine(next->trace);
+            trace->writeEntry(next->trace);
         }
     });
 }
@@ -129,7 +125,8 @@ void RenderCommand::renderApart() {
 void RenderCommand::renderHere() {
     const RenderingSession::Options options = sessionOptions();
     const RenderingRun run(subject());
-    RenderingSession session(Places::requireBundle(_bundle), options);
+    RenderingSession session(BundleFolder(Places::requireBundle(_bundle), _protection.trust()),
+                             options);
     write(run, options.settings, [&](NSUInteger frame, FrameSink *sink, TraceWriter *trace) {
         if (frame > 0) {
             session.nextFrame();
@@ -138,7 +135,7 @@ void RenderCommand::renderHere() {
             sink->writeFrame(frame, session.composite());
         }
         if (trace) {
-            trace->writeFrame(frame, session.time(), session.view());
+            trace->writeFrame(session.time(), session.view());
         }
     });
 }

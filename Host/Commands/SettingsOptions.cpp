@@ -67,4 +67,14 @@ WallpaperSettings SettingsOptions::settings() const {
     return settings;
 }
 
+void ProtectionOptions::declare(CLI::App &app) {
+    app.add_flag("--trust", _trusts, "Runs the bundle's own library even if others can write it");
+    app.add_flag("--unprotected", _isUnprotected,
+                 "Runs the bundle's code in this very process, for debuggers");
+}
+
+BundleFolder::Trust ProtectionOptions::trust() const {
+    return _trusts ? BundleFolder::Trust::Anybody : BundleFolder::Trust::UserAndRoot;
+}
+
 } // namespace Lumivera

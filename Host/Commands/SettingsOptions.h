@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Wallpapers/BundleFolder.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
 
 #include <map>
@@ -49,6 +50,19 @@ class SettingsOptions {
     WallpaperSettings _settings;
     SizeOptions _size;
     ValueOptions _values;
+};
+
+/// The options for whose code runs, and whether behind walls.
+class ProtectionOptions {
+  public:
+    void declare(CLI::App &app);
+
+    BundleFolder::Trust trust() const;
+    bool isUnprotected() const { return _isUnprotected; }
+
+  private:
+    bool _trusts = false;
+    bool _isUnprotected = false;
 };
 
 } // namespace Lumivera

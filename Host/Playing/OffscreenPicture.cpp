@@ -50,11 +50,10 @@ void OffscreenPicture::composite(CALayer &root, std::uint32_t *pixels, unsigned 
     _compositor.composite(root, {pixels, width(), height(), width(), age}, _size.density);
 }
 
-std::string takeScreenshot(CALayer &root, const PictureSize &size) {
-    OffscreenPicture picture(size);
+std::string writeScreenshot(std::span<const std::uint32_t> pixels, std::size_t width,
+                            std::size_t height) {
     OutputFile file(freePath());
-    PictureFile::writePNG(file, picture.composite(root), picture.width(), picture.height(),
-                          PictureFile::Compression::Small);
+    PictureFile::writePNG(file, pixels, width, height, PictureFile::Compression::Small);
     file.commit();
     return file.path();
 }

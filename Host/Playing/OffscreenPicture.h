@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -32,9 +33,10 @@ class OffscreenPicture {
     std::vector<std::uint32_t> _pixels;
 };
 
-/// Draws a tree into a new PNG in the user's pictures folder, named after the present time. Gives
-/// its path; throws a HostError when it cannot be written. Main thread.
-std::string takeScreenshot(CALayer &root, const PictureSize &size);
+/// Writes pixels 0xFFRRGGBB into a new PNG in the user's pictures folder, named after the present
+/// time. Gives its path; throws a HostError when it cannot be written.
+std::string writeScreenshot(std::span<const std::uint32_t> pixels, std::size_t width,
+                            std::size_t height);
 
 /// Sets a simulated clock and a main screen for the object's life. Its end, when no view is left,
 /// waits in simulated time for all threads and deferred calls. Main thread.

@@ -1,17 +1,11 @@
 #include "Host/Playing/Show.h"
 
-#include "Host/Playing/OffscreenPicture.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
-#include "Platform/QuartzCore/CAAnimation.h"
-
-#include <algorithm>
 
 namespace Lumivera {
 
 namespace {
-
-constexpr NSTimeInterval kFrameTime = 1.0 / 60;
 
 /// Removes the observers and the waiter from the run loop when the scope ends, also by an
 /// exception.
@@ -24,8 +18,7 @@ struct LoopSettings {
 
 } // namespace
 
-Show::Show(Window &window, std::optional<double> seconds)
-    : _window(window), _seconds(seconds), _nextFrame([this] { drawAgain(); }) {
+Show::Show(Window &window, std::optional<double> seconds) : _window(window), _seconds(seconds) {
     _window.setListener(this);
 }
 
@@ -48,8 +41,6 @@ void Show::run() {
     }
 }
 
-/// Keeps a failure until run() can throw it: an exception must not leave a call-out, because
-/// another thread may wait for its end.
 void Show::guard(const std::function<void()> &action) {
     if (_failure) {
         return;
@@ -63,21 +54,17 @@ void Show::guard(const std::function<void()> &action) {
 }
 
 void Show::callOutEnded() {
-    const bool hasChanged = root().layer()->needsComposite();
-    if ((hasChanged || _isPictureWanted) && _window.isVisible()) {
-        draw();
+    const bool isOther = hasChanged();
+    if ((isOther || _isPictureWanted) && _window.isVisible()) {
+        present();
     }
 }
 
-void Show::draw() {
-    const NSTimeInterval start = CACurrentMediaTime();
+void Show::present() {
     _window.present([this](const CompositorTarget &target) -> const std::vector<DeviceRect> & {
         _isPictureWanted = false;
-        return _compositor.composite(*root().layer(), target, _window.density());
+        return draw(target);
     });
-    if (_compositor.isAnimationInProgress() && !_nextFrame.isPending()) {
-        _nextFrame.callAfter(std::max(0.0, start + kFrameTime - CACurrentMediaTime()));
-    }
 }
 
 void Show::windowVisibilityChanged() {
@@ -111,7 +98,7 @@ void Show::keyPressed(WindowKey key) {
 void Show::saveScreenshot() {
     drawAgain();
     try {
-        printToStandardOutput(inOneLine(takeScreenshot(*root().layer(), pictureSize())) + "\n");
+        printToStandardOutput(inOneLine(takeScreenshot()) + "\n");
     } catch (const std::exception &error) {
         printError(error.what());
     }

@@ -73,12 +73,13 @@ TraceWriter::TraceWriter(const std::string &path, Mode mode)
 
 TraceWriter::~TraceWriter() = default;
 
-void TraceWriter::writeFrame(NSUInteger frame, NSTimeInterval time, const DeskTopView &view) {
-    writeLine(line(frame, time, view));
+void TraceWriter::writeFrame(NSTimeInterval time, const DeskTopView &view) {
+    writeEntry(entry(time, view));
 }
 
-void TraceWriter::writeLine(std::string_view line) {
-    _file.write(line);
+void TraceWriter::writeEntry(std::string_view entry) {
+    _file.write("{\"frame\":" + std::to_string(_nextFrame++) + ",");
+    _file.write(entry);
     _file.write("\n");
     if (_mode == Mode::Live) {
         _file.flush();
@@ -89,8 +90,8 @@ void TraceWriter::flush() { _file.flush(); }
 
 void TraceWriter::finish() { _file.commit(); }
 
-std::string TraceWriter::line(NSUInteger frame, NSTimeInterval time, const DeskTopView &view) {
-    std::string text = "{\"frame\":" + std::to_string(frame) + ",\"time\":";
+std::string TraceWriter::entry(NSTimeInterval time, const DeskTopView &view) {
+    std::string text = "\"time\":";
     appendNumber(text, time);
     text += ",\"layers\":[";
     bool isFirst = true;

@@ -13,7 +13,8 @@ namespace Lumivera {
 /// Writes where every petal is, one line of JSON a frame:
 /// {"frame": n, "time": t, "layers": [[[name, centreX, centreY, angle, frameWidth, frameHeight],
 /// ...], ...]}. Layers are back to front, petals in subview order; numbers read back to the same
-/// double; a petal whose picture has no name has null in its place. Main thread.
+/// double; a petal whose picture has no name has null in its place. Frames are counted from 0. Main
+/// thread.
 class TraceWriter {
   public:
     enum class Mode { Whole, Live };
@@ -25,20 +26,21 @@ class TraceWriter {
     ~TraceWriter();
 
     /// `time` in seconds of the media clock.
-    void writeFrame(NSUInteger frame, NSTimeInterval time, const DeskTopView &view);
+    void writeFrame(NSTimeInterval time, const DeskTopView &view);
 
-    /// Writes what line() has given.
-    void writeLine(std::string_view line);
+    /// Writes the next frame as entry() has given it.
+    void writeEntry(std::string_view entry);
 
     void flush();
     void finish();
 
-    /// The line without its line break.
-    static std::string line(NSUInteger frame, NSTimeInterval time, const DeskTopView &view);
+    /// What a frame's line has after its number, without the line break.
+    static std::string entry(NSTimeInterval time, const DeskTopView &view);
 
   private:
     OutputFile _file;
     const Mode _mode;
+    NSUInteger _nextFrame = 0;
 };
 
 } // namespace Lumivera

@@ -6,8 +6,6 @@ namespace Lumivera {
 
 namespace {
 
-constexpr NSInteger kPetalStep = 10;
-
 WallpaperSettings settingsFor(const PictureSize &size, WallpaperSettings settings) {
     static_cast<PictureSize &>(settings) = size;
     return settings;
@@ -16,12 +14,9 @@ WallpaperSettings settingsFor(const PictureSize &size, WallpaperSettings setting
 } // namespace
 
 WallpaperShow::WallpaperShow(Window &window, const WallpaperBundle &bundle, const Options &options)
-    : Show(window, options.seconds),
-      _stage(bundle, settingsFor(pictureSize(), options.settings), options.part) {
-    if (!options.tracePath.empty()) {
-        _trace = std::make_unique<TraceWriter>(options.tracePath, TraceWriter::Mode::Live);
-    }
-}
+    : TreeShow(window, options.seconds),
+      _stage(bundle, settingsFor(pictureSize(), options.settings), options.part),
+      _frameEnded(options.frameEnded) {}
 
 void WallpaperShow::callOutBegins() {
     // Only its own animation loop calls a view that animates, so such a call-out is a frame.
@@ -30,20 +25,12 @@ void WallpaperShow::callOutBegins() {
     _stage.callOutBegins();
 }
 
-/// Traces the frame after it was drawn.
 void WallpaperShow::callOutEnded() {
     _stage.callOutEnded();
     Show::callOutEnded();
-    if (_isFrame && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view()) {
-        trace();
+    if (_frameEnded && _isFrame && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view()) {
+        _frameEnded(CACurrentMediaTime(), _stage.view());
     }
-}
-
-void WallpaperShow::trace() {
-    if (_trace) {
-        _trace->writeFrame(_frame, CACurrentMediaTime(), _stage.view());
-    }
-    ++_frame;
 }
 
 void WallpaperShow::windowResized() {
@@ -52,22 +39,10 @@ void WallpaperShow::windowResized() {
 }
 
 void WallpaperShow::keyPressed(WindowKey key) {
-    switch (key) {
-    case WindowKey::MorePetals:
-        _stage.changePetalCount(kPetalStep);
-        break;
-    case WindowKey::FewerPetals:
-        _stage.changePetalCount(-kPetalStep);
-        break;
-    case WindowKey::Up:
-        _stage.changeSpeedLevel(1);
-        break;
-    case WindowKey::Down:
-        _stage.changeSpeedLevel(-1);
-        break;
-    default:
+    if (const auto change = _stage.playedValues().changeBy(key)) {
+        _stage.set(*change);
+    } else {
         Show::keyPressed(key);
-        break;
     }
 }
 

@@ -1,17 +1,15 @@
 #pragma once
 
-#include "Host/Playing/Show.h"
-#include "Host/Playing/TraceWriter.h"
+#include "Host/Playing/TreeShow.h"
 #include "Host/Playing/WallpaperStage.h"
 
-#include <memory>
+#include <functional>
 #include <optional>
-#include <string>
 
 namespace Lumivera {
 
 /// A wallpaper in a window, with its input. Main thread.
-class WallpaperShow final : public Show {
+class WallpaperShow final : public TreeShow {
   public:
     struct Options {
         /// The size and density in it are ignored: the window's are used.
@@ -20,8 +18,8 @@ class WallpaperShow final : public Show {
         /// The show ends by itself after this time.
         std::optional<double> seconds;
 
-        /// The file that a trace of the petals goes to; empty for none.
-        std::string tracePath;
+        /// Called after each frame of the visible view, with the frame's time; may throw.
+        std::function<void(NSTimeInterval time, const DeskTopView &view)> frameEnded = {};
 
         WallpaperPart part = WallpaperPart::Whole;
     };
@@ -46,11 +44,8 @@ class WallpaperShow final : public Show {
     void scrollingEnded() override { _stage.finishScrolling(); }
     void keyPressed(WindowKey key) override;
 
-    void trace();
-
     WallpaperStage _stage;
-    std::unique_ptr<TraceWriter> _trace;
-    NSUInteger _frame = 0;
+    const std::function<void(NSTimeInterval time, const DeskTopView &view)> _frameEnded;
     bool _isFrame = false;
 };
 

@@ -3,8 +3,6 @@
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Platform/UIKit/UIScreen.h"
 
-#include <algorithm>
-
 namespace Lumivera {
 
 namespace {
@@ -92,10 +90,7 @@ void WallpaperStage::setRunning(bool running) {
 }
 
 void WallpaperStage::scrollBy(CGFloat distance) {
-    const CGFloat width = _settings.size.width;
-    WallpaperValues values;
-    values.offset = std::clamp(_settings.offset.value_or(0) + distance, -width, width);
-    set(values);
+    set(changeByScrolling(_settings.offset, distance, _settings.size.width));
 }
 
 void WallpaperStage::finishScrolling() { view().scrollingDidFinish(_settings.offset.value_or(0)); }
@@ -107,22 +102,14 @@ void WallpaperStage::tap(CGPoint point) {
     }
 }
 
-void WallpaperStage::changePetalCount(NSInteger difference) {
-    if (const auto *petals = dynamic_cast<LumiveraView *>(&view())) {
-        const NSInteger count = static_cast<NSInteger>(petals->sakuraCount()) + difference;
-        WallpaperValues values;
-        values.petals =
-            std::min(static_cast<NSUInteger>(std::max<NSInteger>(count, 1)), kMaxPetals);
-        set(values);
-    }
-}
-
 /// The view does not tell its level, so the settings keep count of it.
-void WallpaperStage::changeSpeedLevel(NSInteger difference) {
-    const NSInteger level = _settings.speed.value_or(_bundle.fallingSpeed()) + difference;
-    WallpaperValues values;
-    values.speed = std::max<NSInteger>(level, 0);
-    set(values);
+PlayedValues WallpaperStage::playedValues() {
+    PlayedValues values;
+    if (const auto *petals = dynamic_cast<const LumiveraView *>(&view())) {
+        values.petals = petals->sakuraCount();
+    }
+    values.speed = _settings.speed.value_or(_bundle.description().fallingSpeed);
+    return values;
 }
 
 void WallpaperStage::set(const WallpaperValues &values) {

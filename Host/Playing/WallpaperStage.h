@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Animation/DeskTopView/DeskTopView.h"
+#include "Host/Playing/WallpaperKeys.h"
 #include "Host/Support/DeferredCall.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
@@ -63,9 +64,8 @@ class WallpaperStage {
     /// A tap at a point of the screen.
     void tap(CGPoint point);
 
-    /// Adds petals, where the wallpaper has any, or speed levels.
-    void changePetalCount(NSInteger difference);
-    void changeSpeedLevel(NSInteger difference);
+    /// The visible view's own petals, and the speed level that it was given.
+    PlayedValues playedValues();
 
     /// Gives the values to the visible view and to those that are made later. A tint shades later
     /// views only.

@@ -10,7 +10,9 @@
 #include <charconv>
 #include <climits>
 #include <cstdio>
+#include <memory>
 #include <poll.h>
+#include <set>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utf8.h>
@@ -108,6 +110,15 @@ void printError(std::string_view text) {
         isStuck = false;
         rest.remove_prefix(part.size());
     }
+}
+
+std::function<void(const std::string &)> printErrorOnce() {
+    constexpr std::size_t kMaxLines = 1000;
+    return [printed = std::make_shared<std::set<std::string>>()](const std::string &line) {
+        if (printed->size() < kMaxLines && printed->insert(line).second) {
+            printError(line);
+        }
+    };
 }
 
 void printToStandardOutput(std::string_view text) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,9 @@ std::string safeJson(std::string_view json);
 /// Prints "lumivera: " and the text as one line to stderr. Never waits for a reader for longer than
 /// a tenth of a second: what a full pipe does not take is lost. Any thread.
 void printError(std::string_view text);
+
+/// Gives a printError() that prints no line twice, and 1000 lines at most. Main thread.
+std::function<void(const std::string &)> printErrorOnce();
 
 /// Prints results. A reader that went away is no failure; any other failure is a HostError.
 void printToStandardOutput(std::string_view text);

@@ -209,12 +209,12 @@ void BundleFolder::checkWriters(const struct stat &status, const std::string &pa
         return;
     }
     if (status.st_uid != 0 && status.st_uid != geteuid()) {
-        throw HostError(path, "belongs to another user, whose code is not run behind the desktop",
+        throw HostError(path, "belongs to another user, whose code is not run",
                         "copy the bundle to a folder of yours, or use --trust");
     }
     const bool isProtected = isAbove && (status.st_mode & S_ISVTX) != 0;
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !isProtected) {
-        throw HostError(path, "can be written by others, whose code is not run behind the desktop",
+        throw HostError(path, "can be written by others, whose code is not run",
                         "take that right away with `chmod go-w`, or use --trust");
     }
 }

@@ -92,18 +92,14 @@ void checkLibraryTrust(const BundleListing &listing) {
     const BundleLibrary library(folder, listing.library);
 }
 
-WallpaperBundle::WallpaperBundle(BundleFolder folder)
-    : _bundle(NSBundle::bundleWithPath(folder.path())) {
-    if (!_bundle) {
-        throw HostError(folder.path(), "cannot be opened as a bundle", "check its permissions");
+BundleDescription BundleDescription::read(const std::string &path) {
+    const auto bundle = NSBundle::bundleWithPath(path);
+    if (!bundle) {
+        throw HostError(path, "cannot be opened as a bundle", "check its permissions");
     }
-    loadLibrary(folder, readDescription());
-}
-
-std::string WallpaperBundle::readDescription() {
-    const auto file = _bundle->pathForResource_ofType("description", "plist");
+    const auto file = bundle->pathForResource_ofType("description", "plist");
     if (!file) {
-        throw HostError(path(), "has no description.plist", "a wallpaper bundle needs one");
+        throw HostError(path, "has no description.plist", "a wallpaper bundle needs one");
     }
     const auto description = NSDictionary::dictionaryWithContentsOfFile(*file);
     if (!description) {
@@ -120,9 +116,14 @@ std::string WallpaperBundle::readDescription() {
     }
     BundleLibrary::checkName(*library->text(), *file);
     const PropertyList *name = description->objectForKey("name");
-    _title = name && name->text() ? *name->text() : folderNameOf(path());
-    _fallingSpeed = std::max(integerUnder(*description, "falling Speed").value_or(0), 0);
-    return *library->text();
+    return {name && name->text() ? *name->text() : folderNameOf(path), *library->text(),
+            std::max(integerUnder(*description, "falling Speed").value_or(0), 0)};
+}
+
+WallpaperBundle::WallpaperBundle(BundleFolder folder)
+    : _description(BundleDescription::read(folder.path())),
+      _bundle(NSBundle::bundleWithPath(folder.path())) {
+    loadLibrary(folder, _description.library);
 }
 
 /// The library stays open, so that it is the file that was checked which makes every view.

@@ -39,6 +39,21 @@ struct BundleListing {
 /// Throws a HostError unless the desktop would load the bundle's library.
 void checkLibraryTrust(const BundleListing &listing);
 
+/// What a host must know of a bundle's description before it loads the library.
+struct BundleDescription {
+    /// The description's "name", else the folder's name.
+    std::string title;
+
+    /// The library's file name.
+    std::string library;
+
+    /// 0 or more.
+    NSInteger fallingSpeed = 0;
+
+    /// Reads that of the bundle at the path. Throws a HostError that says what is wrong.
+    static BundleDescription read(const std::string &path);
+};
+
 /// A bundle that was checked and whose library is loaded, so that it can make views. Main thread.
 class WallpaperBundle {
   public:
@@ -54,11 +69,7 @@ class WallpaperBundle {
 
     const std::string &path() const { return _bundle->bundlePath(); }
 
-    /// The description's "name", else the folder's name.
-    const std::string &title() const { return _title; }
-
-    /// The description's falling speed; 0 or more.
-    NSInteger fallingSpeed() const { return _fallingSpeed; }
+    const BundleDescription &description() const { return _description; }
 
     /// Makes a view, whose resources load 0.5 s later. A HostError when the library makes none.
     Retained<DeskTopView> makeView() const;
@@ -70,15 +81,12 @@ class WallpaperBundle {
   private:
     using EntryPoint = DeskTopView *(*)(NSBundle *);
 
-    /// Returns the name of the library.
-    std::string readDescription();
     void loadLibrary(BundleFolder &folder, const std::string &name);
 
-    Retained<NSBundle> _bundle;
+    const BundleDescription _description;
+    const Retained<NSBundle> _bundle;
     EntryPoint _entryPoint = nullptr;
     std::string _libraryPath;
-    std::string _title;
-    NSInteger _fallingSpeed = 0;
 };
 
 } // namespace Lumivera

@@ -13,10 +13,18 @@ namespace {
 constexpr std::uint64_t kMaxFileBytes = std::uint64_t{32} << 20;
 constexpr std::chrono::seconds kIdleTime{3};
 
+using SoundSink = std::function<void(const std::string &path)>;
+
+struct RegisteredSound {
+    std::string path;
+    std::shared_ptr<Sound> sound;
+};
+
 struct Registry {
     std::mutex mutex;
-    std::map<SystemSoundID, std::shared_ptr<Sound>> sounds;
+    std::map<SystemSoundID, RegisteredSound> sounds;
     SystemSoundID latest = 0;
+    std::shared_ptr<const SoundSink> sink;
 };
 
 /// Never destroyed, because another thread may still play a sound while the process ends.
@@ -30,11 +38,17 @@ SoundOutput &output() {
     return *instance;
 }
 
-std::shared_ptr<Sound> soundOf(SystemSoundID identifier) {
+RegisteredSound soundOf(SystemSoundID identifier) {
     Registry &known = registry();
     const std::lock_guard lock(known.mutex);
     const auto entry = known.sounds.find(identifier);
-    return entry != known.sounds.end() ? entry->second : nullptr;
+    return entry != known.sounds.end() ? entry->second : RegisteredSound();
+}
+
+std::shared_ptr<const SoundSink> currentSink() {
+    Registry &known = registry();
+    const std::lock_guard lock(known.mutex);
+    return known.sink;
 }
 
 /// Sounds are silent under simulated time, which runs faster than real time.
@@ -53,15 +67,21 @@ OSStatus AudioServicesCreateSystemSoundID(const NSURL *file, SystemSoundID *soun
     do {
         ++known.latest;
     } while (known.latest == 0 || known.sounds.count(known.latest) > 0);
-    known.sounds.emplace(known.latest, std::make_shared<Sound>(std::move(*wave)));
+    known.sounds.emplace(known.latest,
+                         RegisteredSound{file->path(), std::make_shared<Sound>(std::move(*wave))});
     *sound = known.latest;
     return 0;
 }
 
 void AudioServicesPlaySystemSound(SystemSoundID identifier) {
-    const auto sound = soundOf(identifier);
-    if (sound && !isTimeSimulated()) {
-        output().play(sound);
+    const RegisteredSound known = soundOf(identifier);
+    if (!known.sound || isTimeSimulated()) {
+        return;
+    }
+    if (const auto sink = currentSink()) {
+        (*sink)(known.path);
+    } else {
+        output().play(known.sound);
     }
 }
 
@@ -69,6 +89,13 @@ OSStatus AudioServicesDisposeSystemSoundID(SystemSoundID sound) {
     Registry &known = registry();
     const std::lock_guard lock(known.mutex);
     return known.sounds.erase(sound) > 0 ? 0 : kAudioServicesSystemSoundUnspecifiedError;
+}
+
+void AudioServicesSetSink(std::function<void(const std::string &path)> sink) {
+    auto shared = sink ? std::make_shared<const SoundSink>(std::move(sink)) : nullptr;
+    Registry &known = registry();
+    const std::lock_guard lock(known.mutex);
+    known.sink = std::move(shared);
 }
 
 void AudioServicesCloseDevice() { output().close(); }

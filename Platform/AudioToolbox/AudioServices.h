@@ -3,6 +3,8 @@
 #include "Platform/Foundation/NSURL.h"
 
 #include <cstdint>
+#include <functional>
+#include <string>
 
 /// A registered sound; 0 is none.
 using SystemSoundID = std::uint32_t;
@@ -24,6 +26,11 @@ PLATFORM_EXPORT void AudioServicesPlaySystemSound(SystemSoundID sound);
 
 /// Unregisters the sound. If it is playing, it plays to its end.
 PLATFORM_EXPORT OSStatus AudioServicesDisposeSystemSoundID(SystemSoundID sound);
+
+/// Hands every sound that is to be played to `sink`, as the path of its file, instead of playing
+/// it; null restores the sound device. For hosts that play sounds elsewhere. The sink is called on
+/// the thread that plays, and must neither play nor wait.
+PLATFORM_EXPORT void AudioServicesSetSink(std::function<void(const std::string &path)> sink);
 
 /// Stops all sounds and closes the sound device, which otherwise is closed a few seconds after the
 /// last sound. Waits until it is closed; for the end of a program.

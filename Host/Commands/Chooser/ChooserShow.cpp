@@ -32,10 +32,11 @@ std::string detailsOf(const BundleListing &bundle) {
 } // namespace
 
 ChooserShow::ChooserShow(Window &window, Options options)
-    : Show(window, std::nullopt), _options(std::move(options)), _root(UIView::initWithFrame({})),
-      _title(UIView::initWithFrame({})), _details(UIView::initWithFrame({})),
-      _button(UIView::initWithFrame({})), _buttonText(UIView::initWithFrame({})),
-      _preview(_options.makeView), _shelf(_options.bundles) {
+    : TreeShow(window, std::nullopt), _options(std::move(options)),
+      _root(UIView::initWithFrame({})), _title(UIView::initWithFrame({})),
+      _details(UIView::initWithFrame({})), _button(UIView::initWithFrame({})),
+      _buttonText(UIView::initWithFrame({})), _preview(_options.makeView),
+      _shelf(_options.bundles) {
     _root->layer()->setBackgroundColor(kBackground);
     for (UIView *part : {&_shelf.view(), &_preview.view(), _title.get(), _details.get(),
                          _button.get(), _buttonText.get()}) {

@@ -2,7 +2,7 @@
 
 #include "Host/Commands/Chooser/ChooserPreview.h"
 #include "Host/Commands/Chooser/ChooserShelf.h"
-#include "Host/Playing/Show.h"
+#include "Host/Playing/TreeShow.h"
 
 #include <functional>
 #include <string>
@@ -12,7 +12,7 @@ namespace Lumivera {
 
 /// Lets the user choose a bundle: shows all cards, a preview of the selected bundle and its
 /// description. Main thread.
-class ChooserShow final : public Show {
+class ChooserShow final : public TreeShow {
   public:
     struct Options {
         std::vector<BundleListing> bundles;

@@ -40,7 +40,7 @@ void write(const std::string &bundlePath, const std::string &output, const Pictu
 } // namespace
 
 GalleryShow::GalleryShow(Window &window, const GalleryPictures &pictures, const Options &options)
-    : Show(window, options.seconds), _gallery(pictures, pictureSize(), {options.columns, 1}),
+    : TreeShow(window, options.seconds), _gallery(pictures, pictureSize(), {options.columns, 1}),
       _sound(playerFor(options.chimePath)) {}
 
 GalleryShow::~GalleryShow() { AudioServicesCloseDevice(); }

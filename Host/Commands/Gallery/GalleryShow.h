@@ -2,14 +2,14 @@
 
 #include "Animation/Common/SoundPlay.h"
 #include "Host/Commands/Gallery/Gallery.h"
-#include "Host/Playing/Show.h"
+#include "Host/Playing/TreeShow.h"
 
 #include <string>
 
 namespace Lumivera {
 
 /// Shows the gallery in a window: a click restarts an exhibit and plays a chime. Main thread.
-class GalleryShow final : public Show {
+class GalleryShow final : public TreeShow {
   public:
     struct Options {
         NSUInteger columns = 0;

@@ -1,7 +1,6 @@
 #include "Host/Desktop/Isolation/ConfinedProcess.h"
 
 #include "Host/Support/DeferredCall.h"
-#include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
 #include "Platform/Foundation/NSLog.h"
 
@@ -122,8 +121,38 @@ std::optional<int> waitFor(pid_t process) {
 } // namespace
 
 std::string textOf(const ViewReport &report, std::size_t bytes) {
+    return inOneLine(rawTextOf(report, bytes));
+}
+
+std::string rawTextOf(const ViewReport &report, std::size_t bytes) {
     const std::size_t start = offsetof(ViewReport, text);
-    return inOneLine({report.text, strnlen(report.text, bytes < start ? 0 : bytes - start)});
+    return {report.text, strnlen(report.text, bytes < start ? 0 : bytes - start)};
+}
+
+HostError failureOf(const std::string &bundle, const std::string &reason,
+                    const std::string &subject) {
+    std::error_code error;
+    const std::string whole = std::filesystem::weakly_canonical(bundle, error).string();
+    for (const std::string &beginning : {bundle, whole, subject}) {
+        const std::string start = inOneLine(beginning);
+        const std::size_t end = reason.find(": ", start.size());
+        if (!start.empty() && reason.starts_with(start) && end != std::string::npos) {
+            return {reason.substr(0, end), reason.substr(end + 2)};
+        }
+    }
+    return {bundle, reason};
+}
+
+ConfinedProcess::LineSink ConfinedProcess::printsRefusedProtections(LineSink print) {
+    return [print = std::move(print)](const std::string &name) {
+        print("protection from wallpapers: " + name +
+              ": does not hold, although the kernel has it");
+    };
+}
+
+ConfinedProcess::LineSink ConfinedProcess::printsAbout(const std::string &bundle, LineSink print) {
+    return
+        [print = std::move(print), bundle](const std::string &line) { print(bundle + " " + line); };
 }
 
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,

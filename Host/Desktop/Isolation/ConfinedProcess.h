@@ -5,6 +5,8 @@
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Support/DescriptorWaiter.h"
+#include "Host/Support/HostError.h"
+#include "Platform/Foundation/NSTypes.h"
 
 #include <cstddef>
 #include <functional>
@@ -15,8 +17,21 @@
 
 namespace Lumivera {
 
-/// The text of a report in one line. `bytes` is the packet's size.
+/// The text of a report in one line, and as it is. `bytes` is the packet's size.
 std::string textOf(const ViewReport &report, std::size_t bytes);
+std::string rawTextOf(const ViewReport &report, std::size_t bytes);
+
+/// The failure of a bundle's process. A reason that begins with a path in the bundle, or with
+/// `subject` if that is not empty, is a whole message; all others are about the bundle.
+HostError failureOf(const std::string &bundle, const std::string &reason,
+                    const std::string &subject = {});
+
+/// How many times as patient a person is who has asked for that many petals: a crowd of them takes
+/// minutes to draw.
+constexpr double patienceWith(NSUInteger petals) {
+    constexpr NSUInteger kPetalsPerPatience = 10'000;
+    return static_cast<double>(1 + petals / kPetalsPerPatience);
+}
 
 /// A process of the program lumivera-view, which confines itself before it runs a bundle's code,
 /// and the connection to it. The destructor kills it. Main thread.
@@ -40,6 +55,12 @@ class ConfinedProcess final {
         /// Tests leave walls out.
         unsigned walls = Sandbox::kAllWalls;
     };
+
+    using LineSink = std::function<void(const std::string &line)>;
+
+    /// Functions for protectionRefused and says, which print lines for people.
+    static LineSink printsRefusedProtections(LineSink print);
+    static LineSink printsAbout(const std::string &bundle, LineSink print);
 
     /// `options` go to the program. Throws a HostError when there can be no process. The watch is
     /// not owned.

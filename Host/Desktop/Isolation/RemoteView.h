@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Lumivera {
@@ -31,6 +32,13 @@ class RemoteView {
         /// it.
         virtual void viewEnded(RemoteView &view, const std::string &reason, bool isHopeless) = 0;
 
+        /// A frame of a traced view has ended; `entry` as TraceWriter::entry(). The listener must
+        /// not delete the view within this call or viewSounded().
+        virtual void viewEndedFrame(RemoteView & /*view*/, std::string_view /*entry*/) {}
+
+        /// The view in a window wants a sound to be heard; `name` is not trusted.
+        virtual void viewSounded(RemoteView & /*view*/, const std::string & /*name*/) {}
+
       protected:
         ~Listener() = default;
     };
@@ -41,7 +49,8 @@ class RemoteView {
     /// Allows the view to draw once into buffer `index` of its memory.
     virtual void allowDrawing(unsigned index) = 0;
 
-    /// A view that is not to run draws its first picture and then rests.
+    /// A view that is not to run draws its first picture and then rests. What is set while it rests
+    /// is drawn, too.
     virtual void setRunning(bool isRunning) = 0;
 
     /// Changes the values that `change` has. A tint has no effect: that takes a new view.

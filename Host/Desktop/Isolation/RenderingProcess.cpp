@@ -1,14 +1,11 @@
 #include "Host/Desktop/Isolation/RenderingProcess.h"
 
-#include "Host/Support/HostError.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <filesystem>
-#include <string_view>
 #include <unistd.h>
 #include <utility>
 
@@ -45,7 +42,7 @@ NSTimeInterval RenderingProcess::patienceFor(const Start &start) {
             petals = std::max(petals, static_cast<NSUInteger>(event.numbers[0]));
         }
     }
-    return kPatience * static_cast<double>(1 + petals / kPetalsPerPatience);
+    return kPatience * patienceWith(petals);
 }
 
 RenderingProcess::RenderingProcess(const Start &start)
@@ -104,7 +101,7 @@ const RenderingProcess::Frame *RenderingProcess::nextFrame() {
         _check.cancel();
     }
     if (_failure) {
-        throwFailure();
+        throw failureOf(_bundle, *_failure, _scriptName);
     }
     return _isFrameComplete ? &_frame : nullptr;
 }
@@ -213,20 +210,5 @@ void RenderingProcess::check() {
 }
 
 void RenderingProcess::fail(const std::string &reason) { _failure = inOneLine(reason); }
-
-/// A reason that begins with a path in the bundle or with the script's name is a whole message;
-/// all others are about the bundle.
-void RenderingProcess::throwFailure() const {
-    std::error_code error;
-    const std::string whole = std::filesystem::weakly_canonical(_bundle, error).string();
-    for (const std::string &subject : {_bundle, whole, _scriptName}) {
-        const std::string start = inOneLine(subject);
-        const std::size_t end = _failure->find(": ", start.size());
-        if (!start.empty() && _failure->starts_with(start) && end != std::string::npos) {
-            throw HostError(_failure->substr(0, end), _failure->substr(end + 2));
-        }
-    }
-    throw HostError(_bundle, *_failure);
-}
 
 } // namespace Lumivera

@@ -22,11 +22,8 @@ class RenderingProcess final : private DescriptorSource {
   public:
     /// The processor time that a frame may take, in seconds, and the time by the clock for which a
     /// process that takes none is waited for. Processor time is about the same on a busy machine.
-    /// Frames of usual wallpapers take well below a second, the largest pictures a few; each
-    /// kPetalsPerPatience petals that are asked for add as much again, because a crowd of petals
-    /// takes minutes to draw.
+    /// Frames of usual wallpapers take well below a second, the largest pictures a few.
     static constexpr NSTimeInterval kPatience = 60;
-    static constexpr NSUInteger kPetalsPerPatience = 10'000;
 
     struct Start : ConfinedProcess::Start {
         WallpaperSettings settings;
@@ -58,7 +55,7 @@ class RenderingProcess final : private DescriptorSource {
         /// used only where any value does.
         std::span<const std::uint32_t> pixels;
 
-        /// A line of the trace without its line break; empty when there is none.
+        /// As TraceWriter::entry(); empty when there is none.
         std::string trace;
     };
 
@@ -78,7 +75,6 @@ class RenderingProcess final : private DescriptorSource {
     bool takeFrame();
     void check();
     void fail(const std::string &reason);
-    [[noreturn]] void throwFailure() const;
 
     const std::string _bundle;
     const std::string _scriptName;

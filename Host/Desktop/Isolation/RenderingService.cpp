@@ -6,7 +6,6 @@
 #include "Host/Support/HostError.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdlib>
 
 namespace Lumivera {
@@ -21,13 +20,6 @@ void receive(const PacketSocket &host, void *bytes, std::size_t count) {
         packet.count != count) {
         throw HostError("host", "has gone");
     }
-}
-
-void report(const PacketSocket &host, ViewReport::Kind kind, std::uint32_t index = 0) {
-    ViewReport report;
-    report.kind = kind;
-    report.index = index;
-    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
 }
 
 std::vector<ScriptEvent> receiveEvents(const PacketSocket &host, std::size_t count) {
@@ -74,9 +66,9 @@ void RenderingService::renderFrame(RenderingSession &session, std::uint64_t fram
         draw(session);
     }
     if (_order.isTraced) {
-        sendTrace(_host, TraceWriter::line(frame, session.time(), session.view()));
+        sendTrace(_host, TraceWriter::entry(session.time(), session.view()));
     }
-    report(_host, ViewReport::Kind::Frame);
+    sendReport(_host, ViewReport::Kind::Frame);
 }
 
 /// The buffers take turns, so that each was drawn into as many pictures ago as there are buffers.
@@ -89,7 +81,7 @@ void RenderingService::draw(RenderingSession &session) {
     _isFree[index] = false;
     session.composite(_memory->pixels(index), _pictureCount < count ? 0 : count);
     ++_pictureCount;
-    report(_host, ViewReport::Kind::Picture, index);
+    sendReport(_host, ViewReport::Kind::Picture, index);
 }
 
 void RenderingService::waitForBuffer() {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace Lumivera {
 
@@ -21,6 +22,12 @@ std::uint32_t copyRects(const std::vector<DeviceRect> &rects, DeviceRect *copies
     return static_cast<std::uint32_t>(count);
 }
 
+bool mayChangeView(const ViewOrder &order) {
+    using Kind = ViewOrder::Kind;
+    return order.kind == Kind::Set || order.kind == Kind::Tap || order.kind == Kind::Scroll ||
+           order.kind == Kind::FinishScroll;
+}
+
 } // namespace
 
 SharedWindow::SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffers> memory,
@@ -30,6 +37,7 @@ SharedWindow::SharedWindow(const PacketSocket &host, std::unique_ptr<SharedBuffe
 
 void SharedWindow::obey(const ViewOrder &order) {
     const CGFloat x = static_cast<CGFloat>(order.x);
+    _isChangeDue = _isChangeDue || mayChangeView(order);
     switch (order.kind) {
     case ViewOrder::Kind::Draw:
         allowDrawing(order.index);
@@ -63,7 +71,15 @@ void SharedWindow::allowDrawing(std::uint32_t index) {
 
 void SharedWindow::setResting(bool isResting) {
     _isResting = isResting;
-    _listener->windowVisibilityChanged();
+    updatePause();
+}
+
+/// The view rests from its first picture on: its show is paused, and still draws what changes.
+void SharedWindow::updatePause() {
+    const bool isPaused = _isResting && _pictureCount > 0;
+    if (std::exchange(_isPaused, isPaused) != isPaused) {
+        _listener->keyPressed(WindowKey::Pause);
+    }
 }
 
 CGSize SharedWindow::size() const {
@@ -71,9 +87,13 @@ CGSize SharedWindow::size() const {
 }
 
 void SharedWindow::present(const Drawing &draw) {
-    if (!_hasBegun || !_allowed) {
+    if (!_hasBegun && _beginning) {
+        _beginning();
+    }
+    if (!_hasBegun || !_allowed || (_isPaused && !_isChangeDue)) {
         return;
     }
+    _isChangeDue = false;
     const std::uint32_t index = *_allowed;
     const std::uint64_t age = _drawnAt[index] == 0 ? 0 : _pictureCount - _drawnAt[index] + 1;
     CompositorTarget target{_memory->pixels(index), _memory->width(), _memory->height(),
@@ -84,9 +104,7 @@ void SharedWindow::present(const Drawing &draw) {
     _drawnAt[index] = ++_pictureCount;
     _allowed.reset();
     report(index, rects);
-    if (_isResting && _pictureCount == 1) {
-        _listener->windowVisibilityChanged();
-    }
+    updatePause();
 }
 
 void SharedWindow::report(std::uint32_t index, const std::vector<DeviceRect> &rects) const {

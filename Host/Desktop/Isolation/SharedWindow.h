@@ -6,8 +6,10 @@
 #include "Host/Displays/Window.h"
 #include "Host/Support/DescriptorWaiter.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace Lumivera {
@@ -26,6 +28,10 @@ class SharedWindow final : public Window {
 
     /// Nothing is drawn before this call, because a view that has not loaded shows nothing yet.
     void begin() { _hasBegun = true; }
+    bool hasBegun() const { return _hasBegun; }
+
+    /// Called before each picture until begin(), which it may call.
+    void setBeginning(std::function<void()> beginning) { _beginning = std::move(beginning); }
 
     /// Carries out an order about drawing, visibility or input; ignores the other kinds.
     void obey(const ViewOrder &order);
@@ -34,8 +40,7 @@ class SharedWindow final : public Window {
     CGSize size() const override;
     CGFloat density() const override { return _density; }
 
-    /// A resting window counts as visible until its first picture is drawn.
-    bool isVisible() const override { return !_isResting || _pictureCount == 0; }
+    bool isVisible() const override { return true; }
     void present(const Drawing &draw) override;
     void setTitle(const std::string &) override {}
     void toggleFullScreen() override {}
@@ -46,6 +51,7 @@ class SharedWindow final : public Window {
   private:
     void allowDrawing(std::uint32_t index);
     void setResting(bool isResting);
+    void updatePause();
     void report(std::uint32_t index, const std::vector<DeviceRect> &rects) const;
 
     const PacketSocket &_host;
@@ -59,8 +65,14 @@ class SharedWindow final : public Window {
     /// For each buffer, the value of _pictureCount after it was last drawn into; 0 for never.
     std::vector<std::uint64_t> _drawnAt;
     std::uint64_t _pictureCount = 0;
+    std::function<void()> _beginning;
     bool _hasBegun = false;
     bool _isResting = false;
+    bool _isPaused = false;
+
+    /// While paused, each order that may change the view is drawn once. An animation that goes on
+    /// by itself is not, because somebody may have hidden it.
+    bool _isChangeDue = false;
 };
 
 } // namespace Lumivera

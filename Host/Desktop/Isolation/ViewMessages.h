@@ -24,8 +24,8 @@ constexpr std::uint64_t maxViewBytes(std::uint64_t width, std::uint64_t height,
     return (std::uint64_t{768} << 20) + 24 * width * height + pictureBytes;
 }
 
-/// What a rendering may take above that: a person waits for it, and may ask for a million petals.
-inline constexpr std::uint64_t kMoreRenderingBytes = std::uint64_t{4} << 30;
+/// What a view may take above that which a person waits for, who may ask for a million petals.
+inline constexpr std::uint64_t kMoreAttendedBytes = std::uint64_t{4} << 30;
 
 /// From the host to the view.
 struct ViewOrder {
@@ -47,13 +47,15 @@ struct ViewOrder {
     std::uint32_t height = 0;
     std::uint32_t count = 0;
     std::uint32_t index = 0;
+    std::uint32_t isInWindow = 0; ///< Begin: a person waits for the view
+    std::uint32_t isTraced = 0;   ///< Begin: each frame is told by Trace and Frame
     double density = 1;
     double x = 0;
     double y = 0;
     WallpaperBytes values{};
 };
 
-static_assert(sizeof(ViewOrder) == 6 * sizeof(std::uint64_t) + sizeof(WallpaperBytes),
+static_assert(sizeof(ViewOrder) == 7 * sizeof(std::uint64_t) + sizeof(WallpaperBytes),
               "an order has no padding, which would carry memory of the host to the view");
 
 /// From the host to a process that renders, after Begin. The events of the script follow, in
@@ -89,7 +91,8 @@ struct ViewReport {
         Moved,    ///< once at most, before Confined: the process `petals` goes on with the view
         Trace,    ///< `count` bytes of `text`, the next part of a line of the trace
         Log,      ///< a line of the wallpaper's log, `text`; kMaxLogLines at most
-        Frame,    ///< the frame is rendered, after its Picture and its Trace
+        Frame,    ///< the frame is complete, after its Picture and its Trace
+        Sound,    ///< a sound is to be heard: `text`, its path in the bundle
     };
 
     static constexpr std::uint32_t kMaxRects = 512;

@@ -13,21 +13,49 @@ namespace Lumivera {
 namespace {
 
 constexpr NSTimeInterval kBetweenChecks = 1;
+constexpr NSTimeInterval kBetweenTries = 0.01;
 constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
-constexpr auto kPatienceTime = static_cast<Clock::Nanoseconds>(ViewProcess::kPatience * 1e9);
+
+/// More orders than a person gives while a view that is not given up says nothing.
+constexpr std::size_t kMaxUnsent = 10'000;
+
+/// The most reports that are read at a time, so that no view keeps us from all other work.
+constexpr int kMaxReports = 1000;
+
+/// How many times as much time as usual the view may take.
+double leniencyWith(const ViewProcess::Start &start) {
+    return start.isInWindow ? patienceWith(start.values.petals.value_or(0)) : 1;
+}
 
 } // namespace
 
+bool Allowance::take(Clock::Nanoseconds now) {
+    _left = std::min(_left + static_cast<double>(now - _lastTime) / 1e9 * _aSecond, _aSecond);
+    _lastTime = now;
+    const bool isLeft = _left >= 1;
+    _left -= isLeft ? 1 : 0;
+    return isLeft;
+}
+
+NSTimeInterval ViewProcess::patienceFor(const Start &start) {
+    return (start.isInWindow ? kPatienceInWindow : kPatience) * leniencyWith(start);
+}
+
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener)
     : _watch(watch), _listener(listener), _memory(start.memory), _says(start.says),
-      _timeFactor(start.timeFactor), _check([this] { check(); }), _process(watch, start.process()),
-      _lastSign(Clock::current().now()), _pictureDeadline(_lastSign + kPatienceTime),
+      _isInWindow(start.isInWindow), _isTraced(start.isTraced),
+      _patience(static_cast<Clock::Nanoseconds>(patienceFor(start) * 1e9)),
+      _timeFactor(start.timeFactor / leniencyWith(start)), _check([this] { check(); }),
+      _sendLater([this] { sendUnsent(); }), _process(watch, start.process()),
+      _lastSign(Clock::current().now()), _pictureDeadline(_lastSign + _patience),
       _isWanted(_memory->count()) {
     ViewOrder first;
     first.kind = ViewOrder::Kind::Begin;
     first.width = _memory->width();
     first.height = _memory->height();
     first.count = _memory->count();
+    first.isInWindow = start.isInWindow;
+    first.isTraced = start.isTraced;
     first.density = start.density;
     first.part = start.part;
     first.values = bytesOf(start.values);
@@ -56,7 +84,7 @@ void ViewProcess::setRunning(bool isRunning) {
     run.kind = isRunning ? ViewOrder::Kind::Run : ViewOrder::Kind::Rest;
     order(run);
     if (!isRunning) {
-        expectAnswerBy(_lastSign + kPatienceTime);
+        expectAnswerBy(_lastSign + _patience);
     }
     checkLater();
 }
@@ -94,7 +122,7 @@ void ViewProcess::finishScrolling() {
 void ViewProcess::order(const ViewOrder &order, int attached) {
     send(order, attached);
     if (!_isRunning && order.kind != ViewOrder::Kind::Rest) {
-        ping(Clock::current().now() + kPatienceTime);
+        ping(Clock::current().now() + _patience);
         checkLater();
     }
     stopOrContinue();
@@ -105,12 +133,28 @@ void ViewProcess::ping(Clock::Nanoseconds deadline) {
     send({}, -1);
 }
 
-/// When the socket is full the process has stopped reading; the next check ends it.
+/// A full socket means that the process is busy, or gone.
 void ViewProcess::send(const ViewOrder &order, int attached) {
     expectReportTo(order);
-    if (!_process.connection().send(&order, sizeof order, PacketSocket::Wait::No, attached)) {
-        _isDeaf = true;
+    if (!_unsent.empty() ||
+        !_process.connection().send(&order, sizeof order, PacketSocket::Wait::No, attached)) {
+        _unsent.push_back(order);
+        sendLater();
         checkLater();
+    }
+}
+
+void ViewProcess::sendUnsent() {
+    while (!_unsent.empty() && _process.connection().send(&_unsent.front(), sizeof(ViewOrder),
+                                                          PacketSocket::Wait::No)) {
+        _unsent.pop_front();
+    }
+    sendLater();
+}
+
+void ViewProcess::sendLater() {
+    if (!_unsent.empty() && !_sendLater.isPending()) {
+        _sendLater.callAfter(kBetweenTries);
     }
 }
 
@@ -144,7 +188,7 @@ void ViewProcess::serve() { readReports(); }
 
 /// False when the view has ended; the listener may have deleted this object then.
 bool ViewProcess::readReports() {
-    for (;;) {
+    for (int i = 0; i < kMaxReports; ++i) {
         ViewReport report;
         PacketSocket::Packet packet;
         switch (
@@ -165,6 +209,7 @@ bool ViewProcess::readReports() {
         }
         }
     }
+    return true;
 }
 
 /// Keeps the attached descriptor by changing it to -1.
@@ -172,9 +217,12 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes, int &attache
     if (bytes < offsetof(ViewReport, rects)) {
         return refuse();
     }
+    // Any thread may log and be heard, so these are no signs of life of the view.
     if (report.kind == ViewReport::Kind::Log) {
-        // Any thread may log, so this is no sign of life of the view.
         return _process.takeLog(report, bytes) || refuse();
+    }
+    if (report.kind == ViewReport::Kind::Sound) {
+        return takeSound(report, bytes);
     }
     _lastSign = Clock::current().now();
     switch (report.kind) {
@@ -196,12 +244,13 @@ bool ViewProcess::take(const ViewReport &report, std::size_t bytes, int &attache
     case ViewReport::Kind::Failure:
         endWith(textOf(report, bytes), _pictureDeadline != Clock::kNever);
         return false;
-    case ViewReport::Kind::Log:
     case ViewReport::Kind::Trace:
+        return (_isTraced && _parts.take(report, bytes)) || refuse();
     case ViewReport::Kind::Frame:
-        break;
+        return takeFrame();
+    default:
+        return refuse();
     }
-    return refuse();
 }
 
 bool ViewProcess::refuse() {
@@ -209,12 +258,31 @@ bool ViewProcess::refuse() {
     return false;
 }
 
+bool ViewProcess::takeFrame() {
+    const std::string entry = _parts.takeLine();
+    if (entry.empty() || !_framesLeft.take(_lastSign)) {
+        return refuse();
+    }
+    _listener.viewEndedFrame(*this, entry);
+    return true;
+}
+
+bool ViewProcess::takeSound(const ViewReport &report, std::size_t bytes) {
+    if (!_isInWindow) {
+        return refuse();
+    }
+    if (_soundsLeft.take(Clock::current().now())) {
+        _listener.viewSounded(*this, rawTextOf(report, bytes));
+    }
+    return true;
+}
+
 bool ViewProcess::takeAnswer() {
     if (_answersDue == 0) {
         return refuse();
     }
     --_answersDue;
-    _answerDeadline = _answersDue == 0 ? Clock::kNever : _lastSign + kPatienceTime;
+    _answerDeadline = _answersDue == 0 ? Clock::kNever : _lastSign + _patience;
     return true;
 }
 
@@ -269,7 +337,7 @@ void ViewProcess::check() {
     }
     const bool isAnswerDue = _answerDeadline != Clock::kNever;
     if (_isRunning && !isAnswerDue && now - _lastSign >= kSilence) {
-        ping(_lastSign + kPatienceTime);
+        ping(_lastSign + _patience);
     }
     if (_isRunning || isAnswerDue || _pictureDeadline != Clock::kNever) {
         checkLater();
@@ -279,9 +347,9 @@ void ViewProcess::check() {
 /// The reason to end the process; empty when there is none.
 std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (now >= std::min(_pictureDeadline, _answerDeadline)) {
-        return "has drawn nothing for 5 s";
+        return "has drawn nothing for " + std::to_string(_patience / 1'000'000'000) + " s";
     }
-    if (_isDeaf) {
+    if (_unsent.size() > kMaxUnsent) {
         return "does not listen";
     }
     if (takesTooMuchTime(now)) {
@@ -318,6 +386,7 @@ void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     _process.end();
     _watch.remove(*this);
     _check.cancel();
+    _sendLater.cancel();
     _hasEnded = true;
     _listener.viewEnded(*this, reason, isHopeless);
 }

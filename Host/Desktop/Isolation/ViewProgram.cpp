@@ -4,6 +4,7 @@
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewService.h"
 #include "Host/Wallpapers/BundleFolder.h"
+#include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSLog.h"
 
 #include <charconv>
@@ -93,6 +94,16 @@ struct Arguments {
     }
 };
 
+/// No sound device is within reach here. Sounds of the bundle are heard if the host plays them.
+void sendSounds(const PacketSocket &host, const std::string &bundle, bool areHeard) {
+    AudioServicesSetSink([&host, folder = bundle + "/", areHeard](const std::string &path) {
+        if (areHeard && path.starts_with(folder)) {
+            reportText(host, ViewReport::Kind::Sound, std::string_view(path).substr(folder.size()),
+                       PacketSocket::Wait::No);
+        }
+    });
+}
+
 void serve(const PacketSocket &host, const Arguments &given) {
     ViewService::Start start = ViewService::readStart(host);
     const SharedBuffers &memory = *start.memory;
@@ -102,16 +113,25 @@ void serve(const PacketSocket &host, const Arguments &given) {
                                                       : BundleFolder::Trust::UserAndRoot);
     if (given.isRendering) {
         RenderingService rendering(host, std::move(start));
-        enterSandbox(host, folder.path(), bytes + kMoreRenderingBytes, given.walls);
+        enterSandbox(host, folder.path(), bytes + kMoreAttendedBytes, given.walls);
         rendering.run(std::move(folder));
         return;
     }
-    enterSandbox(host, folder.path(), bytes, given.walls);
+    enterSandbox(host, folder.path(), bytes + (start.isInWindow ? kMoreAttendedBytes : 0),
+                 given.walls);
+    sendSounds(host, folder.path(), start.isInWindow);
     const WallpaperBundle bundle(std::move(folder));
     ViewService(host, std::move(start), bundle).run();
 }
 
 } // namespace
+
+void sendReport(const PacketSocket &host, ViewReport::Kind kind, std::uint32_t index) {
+    ViewReport report;
+    report.kind = kind;
+    report.index = index;
+    host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+}
 
 void endWithFailure(const PacketSocket &host, const std::exception &error) {
     const bool isMemory = dynamic_cast<const std::bad_alloc *>(&error) != nullptr;

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "Host/Desktop/Isolation/PacketSocket.h"
+#include "Host/Desktop/Isolation/ViewMessages.h"
 
+#include <cstdint>
 #include <exception>
 
 namespace Lumivera {
@@ -15,5 +17,8 @@ int runViewProgram(int argumentCount, const char *const *arguments);
 /// Reports the failure to the host and ends the process at once, without exit handlers and static
 /// destructors: the wallpaper's own may hang.
 [[noreturn]] void endWithFailure(const PacketSocket &host, const std::exception &error);
+
+/// Reports to the host that something of that kind has happened.
+void sendReport(const PacketSocket &host, ViewReport::Kind kind, std::uint32_t index = 0);
 
 } // namespace Lumivera

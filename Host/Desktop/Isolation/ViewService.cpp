@@ -1,6 +1,9 @@
 #include "Host/Desktop/Isolation/ViewService.h"
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+#include "Host/Desktop/Isolation/TraceParts.h"
+#include "Host/Desktop/Isolation/ViewProgram.h"
+#include "Host/Playing/TraceWriter.h"
 #include "Host/Support/HostError.h"
 #include "Platform/Foundation/NSThread.h"
 
@@ -14,6 +17,19 @@ constexpr NSTimeInterval kBetweenChecks = 0.01;
 
 /// Views load half a second after they were made.
 constexpr Clock::Nanoseconds kUntilLoading = 600'000'000;
+
+WallpaperShow::Options optionsFor(const PacketSocket &host, const ViewService::Start &start) {
+    WallpaperShow::Options options;
+    options.settings = start.settings;
+    options.part = start.part;
+    if (start.isTraced) {
+        options.frameEnded = [&host](NSTimeInterval time, const DeskTopView &view) {
+            sendTrace(host, TraceWriter::entry(time, view));
+            sendReport(host, ViewReport::Kind::Frame);
+        };
+    }
+    return options;
+}
 
 } // namespace
 
@@ -29,6 +45,8 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
     static_cast<WallpaperValues &>(start.settings) = valuesFrom(order.values);
     start.settings.density = order.density;
     start.part = order.part;
+    start.isInWindow = order.isInWindow != 0;
+    start.isTraced = order.isTraced != 0;
     start.settings.size = {order.width / order.density, order.height / order.density};
     start.memory =
         std::make_unique<SharedBuffers>(packet.attached, order.width, order.height, order.count);
@@ -38,9 +56,11 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
 ViewService::ViewService(const PacketSocket &host, Start start, const WallpaperBundle &bundle)
     : _host(host), _window(host, std::move(start.memory), start.settings.density,
                            start.part == WallpaperPart::Petals),
-      _show(_window, bundle, {start.settings, {}, {}, start.part}),
-      _startTime(Clock::current().now()), _beginWhenLoaded([this] { beginWhenLoaded(); }) {
+      _show(_window, bundle, optionsFor(host, start)), _startTime(Clock::current().now()),
+      _beginWhenLoaded([this] { beginWhenLoaded(); }), _answer([this] { answer(); }) {
     _window.waiter().add(*this);
+    // So that the very first frame is drawn.
+    _window.setBeginning([this] { beginIfLoaded(); });
     beginWhenLoaded();
 }
 
@@ -70,7 +90,9 @@ void ViewService::obey(const ViewOrder &order) {
     if (order.kind == ViewOrder::Kind::Set) {
         set(valuesFrom(order.values));
     } else if (order.kind == ViewOrder::Kind::Rest || order.kind == ViewOrder::Kind::Ping) {
-        answer();
+        // Pictures of what has changed come first: after the answer the process may be stopped.
+        ++_answersDue;
+        _answer.callAfter(0);
     }
 }
 
@@ -83,11 +105,16 @@ void ViewService::set(const WallpaperValues &change) {
 
 /// Keeps the window from drawing what a view shows before it has loaded.
 void ViewService::beginWhenLoaded() {
-    if (hasLoaded()) {
+    beginIfLoaded();
+    if (!_window.hasBegun()) {
+        _beginWhenLoaded.callAfter(kBetweenChecks);
+    }
+}
+
+void ViewService::beginIfLoaded() {
+    if (!_window.hasBegun() && hasLoaded()) {
         _window.begin();
         reportPetals();
-    } else {
-        _beginWhenLoaded.callAfter(kBetweenChecks);
     }
 }
 
@@ -108,9 +135,10 @@ void ViewService::reportPetals() {
     }
 }
 
-void ViewService::answer() const {
-    const ViewReport report;
-    _host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
+void ViewService::answer() {
+    for (; _answersDue > 0; --_answersDue) {
+        sendReport(_host, ViewReport::Kind::Answer);
+    }
 }
 
 } // namespace Lumivera

@@ -16,6 +16,8 @@ class ViewService final : private DescriptorSource {
         WallpaperSettings settings;
         std::unique_ptr<SharedBuffers> memory;
         WallpaperPart part = WallpaperPart::Whole;
+        bool isInWindow = false;
+        bool isTraced = false;
     };
 
     /// Waits for the order to begin. Throws a HostError when the host has gone.
@@ -39,15 +41,18 @@ class ViewService final : private DescriptorSource {
     void obey(const ViewOrder &order);
     void set(const WallpaperValues &change);
     void beginWhenLoaded();
+    void beginIfLoaded();
     bool hasLoaded();
     void reportPetals();
-    void answer() const;
+    void answer();
 
     const PacketSocket &_host;
     SharedWindow _window;
     WallpaperShow _show;
     const Clock::Nanoseconds _startTime;
     DeferredCall _beginWhenLoaded;
+    unsigned _answersDue = 0;
+    DeferredCall _answer;
 };
 
 } // namespace Lumivera

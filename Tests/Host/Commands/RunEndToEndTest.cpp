@@ -1,6 +1,9 @@
+#include "Tests/Host/Desktop/Isolation/HostileBundle.h"
 #include "Tests/Host/Programs/ProcessActivity.h"
 #include "Tests/Host/Programs/ProgramWindowTest.h"
+#include "Tests/Support/WaveFile.h"
 
+#include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -9,6 +12,9 @@
 #include <filesystem>
 #include <optional>
 #include <sstream>
+#include <sys/stat.h>
+
+using ::testing::HasSubstr;
 
 // The program on a virtual screen. Tests poll for what they wait for, with a limit that only a
 // failure reaches.
@@ -203,6 +209,109 @@ TEST_F(Window, ObeysItsKeys) {
     }));
     press("q");
     EXPECT_EQ(waitForEnd(), 0);
+}
+
+TEST_F(Window, RunsTheBundlesCodeInAnotherProcessThatEndsWithIt) {
+    begin();
+    const std::vector<pid_t> children = childrenOf(process());
+    ASSERT_EQ(children.size(), 1U);
+    EXPECT_EQ(end(SIGTERM), 0);
+    EXPECT_TRUE(eventually([&] { return kill(children.front(), 0) != 0; }));
+}
+
+TEST_F(Window, RunsTheBundlesCodeItselfWhenToldTo) {
+    begin({"--unprotected"});
+    EXPECT_TRUE(childrenOf(process()).empty());
+    focus();
+    press("q");
+    EXPECT_EQ(waitForEnd(), 0);
+}
+
+TEST_F(Window, NumbersTheFramesOnWhenItsSizeChanges) {
+    begin();
+    resize(600, 300);
+    EXPECT_TRUE(waitForFrames(100));
+    EXPECT_EQ(end(SIGTERM), 0);
+    const auto all = lines();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(Json::parse(all[i])["frame"], i);
+    }
+}
+
+TEST_F(Window, PlaysTheSoundsOfTheBundle) {
+    const std::string bundle = hostileBundle(_folder.path(), "sing-in-init");
+    _folder.write("sing-in-init.bundle/splash.wav",
+                  WaveFile::ofFloats(std::vector<float>(48'000, 0.5F)).bytes());
+    const std::string heard = _folder.pathOf("sound.raw");
+    ProgramWindowTest::start({"run", bundle},
+                             {"SDL_AUDIODRIVER=disk", "SDL_DISKAUDIOFILE=" + heard});
+    EXPECT_TRUE(eventually([&] {
+        const std::string bytes = contentsOf(heard);
+        return bytes.find_first_not_of('\0') != std::string::npos;
+    }));
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+/// A deed, and the reason that the program gives.
+using Deed = std::pair<const char *, const char *>;
+
+class HostileWindow : public ProgramWindowTest, public ::testing::WithParamInterface<Deed> {};
+
+TEST_P(HostileWindow, EndsWithOneLine) {
+    const std::string bundle = hostileBundle(_folder.path(), GetParam().first);
+    const ProgramRun run = runToEnd({"run", bundle});
+    EXPECT_EQ(run.status(), 1);
+    EXPECT_TRUE(run.saysOneLine()) << run.errors();
+    EXPECT_THAT(run.errors(), HasSubstr(bundle + ": "));
+    EXPECT_THAT(run.errors(), HasSubstr(GetParam().second));
+}
+
+INSTANTIATE_TEST_SUITE_P(Deeds, HostileWindow,
+                         ::testing::Values(Deed("crash-in-entry", "was ended by signal 11"),
+                                           Deed("crash-in-frame", "was ended by signal 11"),
+                                           Deed("exit-in-init", "has exited with status 7"),
+                                           Deed("throw-in-entry", "a wallpaper's own mistake"),
+                                           Deed("throw-in-init", "a wallpaper's own mistake"),
+                                           Deed("throw-in-frame", "a wallpaper's own mistake"),
+                                           Deed("trace-in-init", "says what makes no sense"),
+                                           Deed("wait-in-init", "has drawn nothing for 20 s")),
+                         [](const auto &info) {
+                             std::string name = info.param.first;
+                             std::erase(name, '-');
+                             return name;
+                         });
+
+TEST_F(Window, RefusesWhatOthersCanWriteUnlessItIsTrusted) {
+    const std::string bundle = copyOfShippedBundle(_folder.path());
+    chmod(bundle.c_str(), 0777);
+    for (std::vector<std::string> arguments :
+         {std::vector<std::string>{"run", bundle, "--seconds", "0.1"},
+          {"run", bundle, "--seconds", "0.1", "--unprotected"},
+          {"render", bundle, "--trace", "/dev/null", "--frames", "1"},
+          {"render", bundle, "--trace", "/dev/null", "--frames", "1", "--unprotected"}}) {
+        const ProgramRun refused = runToEnd(arguments);
+        EXPECT_EQ(refused.status(), 1);
+        EXPECT_TRUE(refused.saysOneLine());
+        EXPECT_THAT(refused.errors(), HasSubstr(bundle + ": can be written by others"));
+        arguments.emplace_back("--trust");
+        const ProgramRun trusted = runToEnd(arguments);
+        EXPECT_EQ(trusted.status(), 0);
+        EXPECT_EQ(trusted.errors(), "");
+    }
+}
+
+TEST_F(Window, FindsAMistakeInTheBundleBeforeAWindowOpens) {
+    const std::string empty = _folder.makeFolder("Empty.bundle");
+    const ProgramRun run(
+        {"run", empty},
+        {.environment = {"DISPLAY", "WAYLAND_DISPLAY"}, .largestFile = {}, .folder = {}});
+    EXPECT_EQ(run.status(), 1);
+    EXPECT_THAT(run.errors(), HasSubstr(empty + ": has no description.plist"));
+    const std::string bundle = testBundle(_folder.path(), "NoEntryPoint");
+    const ProgramRun late = runToEnd({"run", bundle});
+    EXPECT_EQ(late.status(), 1);
+    EXPECT_TRUE(late.saysOneLine()) << late.errors();
+    EXPECT_THAT(late.errors(), HasSubstr("has no function getDeskTopViewInstance"));
 }
 
 } // namespace

@@ -120,6 +120,9 @@ class FakeViews::View final : public Lumivera::RemoteView {
     /// Ends the view in the next turn of the run loop.
     void endNow() { _end.callAfter(0); }
 
+    void tellFrame(const std::string &entry) { _listener.viewEndedFrame(*this, entry); }
+    void tellSound(const std::string &name) { _listener.viewSounded(*this, name); }
+
   private:
     static std::string textOf(const Lumivera::WallpaperValues &values) {
         const Lumivera::WallpaperChoice choice{values, {}};

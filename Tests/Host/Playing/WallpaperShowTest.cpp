@@ -2,6 +2,7 @@
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Displays/PointerGestures.h"
+#include "Host/Playing/TraceWriter.h"
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/UIKit/UIScreen.h"
 #include "Tests/Animation/Support/SakuraProbe.h"
@@ -85,10 +86,15 @@ class WallpaperShowTest : public SimulatedTimeTest {
         return dynamic_cast<Sakura &>(*view().subviewAtIndex(1 + layer)->subviewAtIndex(index));
     }
 
-    void traceTo(const std::string &name) { _options.tracePath = _folder.pathOf(name); }
+    void trace() {
+        _writer.emplace(_folder.pathOf("trace"), TraceWriter::Mode::Live);
+        _options.frameEnded = [this](NSTimeInterval time, const DeskTopView &view) {
+            _writer->writeFrame(time, view);
+        };
+    }
 
     std::vector<nlohmann::json> traceLines() const {
-        std::istringstream text(contentsOf(_options.tracePath));
+        std::istringstream text(contentsOf(_folder.pathOf("trace")));
         std::vector<nlohmann::json> lines;
         for (std::string line; std::getline(text, line);) {
             lines.push_back(nlohmann::json::parse(line));
@@ -102,6 +108,7 @@ class WallpaperShowTest : public SimulatedTimeTest {
     std::optional<WallpaperBundle> _bundle;
     std::optional<FakeWindow> _window;
     std::optional<WallpaperShow> _show;
+    std::optional<TraceWriter> _writer;
 
   private:
     std::vector<Step> _steps;
@@ -403,7 +410,7 @@ TEST_F(WallpaperShowTest, ShowsThePictureAgainAtOnceAfterAResizeWhileItIsPaused)
 }
 
 TEST_F(WallpaperShowTest, TracesALineAFrame) {
-    traceTo("trace");
+    trace();
     openTiny();
     std::vector<Step> steps{{1.01,
                              [this] {
@@ -424,7 +431,7 @@ TEST_F(WallpaperShowTest, TracesALineAFrame) {
 }
 
 TEST_F(WallpaperShowTest, TracesNoLineForACheckOfTheSwitch) {
-    traceTo("trace");
+    trace();
     openTiny();
     std::vector<Step> steps{{1.012, pressing(WindowKey::Pause)}, {0, pressing(WindowKey::Pause)}};
     for (int i = 0; i < 60; ++i) {
@@ -435,7 +442,7 @@ TEST_F(WallpaperShowTest, TracesNoLineForACheckOfTheSwitch) {
 }
 
 TEST_F(WallpaperShowTest, TracesALineAFrameWhileTheSizeChanges) {
-    traceTo("trace");
+    trace();
     openTiny();
     Retained<DeskTopView> old;
     show({{1.01,
@@ -451,7 +458,7 @@ TEST_F(WallpaperShowTest, TracesALineAFrameWhileTheSizeChanges) {
 }
 
 TEST_F(WallpaperShowTest, TracesNothingOfAStillWallpaper) {
-    traceTo("trace");
+    trace();
     open(testBundle(_folder.path(), "StillWallpaper"));
     show({{1, [this] { _window->listener().tapped({1, 1}); }}, {1, [] {}}});
     EXPECT_TRUE(traceLines().empty());

@@ -154,11 +154,11 @@ TEST_F(WallpaperStageTest, LeavesNothingPendingWhenItGoesWhileItsSizeSettles) {
     EXPECT_EQ(loop().nextDeadline(), Clock::kNever);
 }
 
-TEST_F(WallpaperStageTest, IgnoresTheKeysForPetalsWithoutAny) {
+TEST_F(WallpaperStageTest, KnowsThatAWallpaperHasNoPetals) {
     open("TinyWallpaper");
     runForSeconds(1);
-    _stage->changePetalCount(10);
-    EXPECT_EQ(view().speedLevel(), 0);
+    EXPECT_EQ(_stage->playedValues().petals, std::nullopt);
+    EXPECT_EQ(_stage->playedValues().speed, 0);
 }
 
 } // namespace

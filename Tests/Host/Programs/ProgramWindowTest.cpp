@@ -23,13 +23,22 @@ void ProgramWindowTest::TearDown() {
     }
 }
 
-void ProgramWindowTest::start(const std::vector<std::string> &arguments,
-                              const std::vector<std::string> &environment) {
+ProgramRun::Options
+ProgramWindowTest::optionsWith(const std::vector<std::string> &environment) const {
     ProgramRun::Options options;
     options.environment = {"DISPLAY=" + _screen->name(), "WAYLAND_DISPLAY", "SDL_VIDEODRIVER"};
     options.environment.insert(options.environment.end(), environment.begin(), environment.end());
     options.folder = _folder.path();
-    _process = ProgramRun::begin(arguments, options, STDOUT_FILENO, STDERR_FILENO);
+    return options;
+}
+
+void ProgramWindowTest::start(const std::vector<std::string> &arguments,
+                              const std::vector<std::string> &environment) {
+    _process = ProgramRun::begin(arguments, optionsWith(environment), STDOUT_FILENO, STDERR_FILENO);
+}
+
+ProgramRun ProgramWindowTest::runToEnd(const std::vector<std::string> &arguments) const {
+    return {arguments, optionsWith({})};
 }
 
 void ProgramWindowTest::findWindow(const std::string &title) {

@@ -22,6 +22,9 @@ class ProgramWindowTest : public ::testing::Test {
     void start(const std::vector<std::string> &arguments,
                const std::vector<std::string> &environment = {});
 
+    /// Runs the program until it ends.
+    ProgramRun runToEnd(const std::vector<std::string> &arguments) const;
+
     /// Waits for the window of that title; fails the test when there is none.
     void findWindow(const std::string &title);
 
@@ -44,6 +47,8 @@ class ProgramWindowTest : public ::testing::Test {
     TemporaryFolder _folder;
 
   private:
+    ProgramRun::Options optionsWith(const std::vector<std::string> &environment) const;
+
     std::optional<VirtualScreen> _screen;
     std::string _window;
     pid_t _process = -1;

@@ -28,6 +28,11 @@ RenderingSession::Options seeded(unsigned seed) {
     return options;
 }
 
+/// The trace of the session's present frame.
+nlohmann::json lineOf(RenderingSession &session) {
+    return nlohmann::json::parse("{" + TraceWriter::entry(session.time(), session.view()));
+}
+
 std::string tinyBundle(const std::string &folder) { return testBundle(folder, "TinyWallpaper"); }
 
 TEST_F(RenderingSessionTest, LeavesNoThreadAndNoCallBehind) {
@@ -94,7 +99,7 @@ TEST_F(RenderingSessionTest, SurvivesAFailureBeforeTheFirstFrame) {
 TEST_F(RenderingSessionTest, PrintsNumbersThatReadBackToTheSameDouble) {
     RenderingSession session(shippedBundle("Lumivera.bundle"), seeded(4));
     session.nextFrame();
-    const auto line = nlohmann::json::parse(TraceWriter::line(1, session.time(), session.view()));
+    const auto line = lineOf(session);
     for (NSUInteger level = 0; level < 3; ++level) {
         const UIView *layer = session.view().subviewAtIndex(level + 1);
         ASSERT_EQ(line["layers"][level].size(), layer->subviewCount());
@@ -117,7 +122,7 @@ TEST_F(RenderingSessionTest, TracesNullForAPictureWithoutAName) {
     auto *petal = dynamic_cast<Sakura *>(session.view().subviewAtIndex(1)->subviewAtIndex(0));
     ASSERT_TRUE(petal);
     petal->setImage(nullptr);
-    const auto line = nlohmann::json::parse(TraceWriter::line(0, 0, session.view()));
+    const auto line = lineOf(session);
     EXPECT_TRUE(line["layers"][0][0][0].is_null());
 }
 

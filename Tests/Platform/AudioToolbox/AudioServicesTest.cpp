@@ -61,6 +61,17 @@ TEST_F(AudioServicesTest, PlaysWhatTheFileWasWhenItWasRegistered) {
     listener.readWhile(AudioServicesCloseDevice);
 }
 
+TEST_F(AudioServicesTest, HandsSoundsToASinkInsteadOfTheDevice) {
+    const SystemSoundID sound = create("sound.wav", 0.5F);
+    std::vector<std::string> paths;
+    AudioServicesSetSink([&](const std::string &path) { paths.push_back(path); });
+    AudioServicesPlaySystemSound(sound);
+    AudioServicesPlaySystemSound(sound + 1);
+    AudioServicesSetSink(nullptr);
+    EXPECT_EQ(paths, std::vector<std::string>{folder.pathOf("sound.wav")});
+    EXPECT_EQ(hearWithMark(), markAlone);
+}
+
 TEST_F(AudioServicesTest, MixesTwoSounds) {
     const SystemSoundID other = create("other.wav", 0.25F);
     AudioServicesPlaySystemSound(other);

@@ -1,4 +1,5 @@
 #include "Animation/DeskTopView/DeskTopView.h"
+#include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/UIKit/UIColor.h"
 
@@ -158,6 +159,20 @@ void complain() { report(3); }
 
 void move() { report(5); }
 
+/// Tells of frames that nobody has asked for.
+void trace() { report(8); }
+
+/// Plays a sound of the bundle, one outside of it, and more than anybody can hear.
+void sing() {
+    for (const char *name : {"/splash.wav", "/../outside.wav"}) {
+        SystemSoundID sound = 0;
+        AudioServicesCreateSystemSoundID(NSURL::fileURLWithPath(bundleFolder + name).get(), &sound);
+        for (int i = 0; i < 1000; ++i) {
+            AudioServicesPlaySystemSound(sound);
+        }
+    }
+}
+
 void beBusy() { std::thread(loop).detach(); }
 
 void multiply() {
@@ -196,7 +211,8 @@ void misbehave(const std::string &moment) {
         {"exit", leave},           {"print", print},      {"reach-out", reachOut},
         {"throw", raiseException}, {"wait", waitForEver}, {"flood", flood},
         {"intrude", intrude},      {"be-busy", beBusy},   {"multiply", multiply},
-        {"complain", complain},    {"move", move},        {"scatter", scatter}};
+        {"complain", complain},    {"move", move},        {"scatter", scatter},
+        {"trace", trace},          {"sing", sing}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {

@@ -70,7 +70,7 @@ TEST(RenderingProcessTest, GivesTheFramesOfARenderingInThisProcess) {
                 session.nextFrame();
             }
             pictures.push_back(session.composite());
-            lines.push_back(TraceWriter::line(frame, session.time(), session.view()));
+            lines.push_back(TraceWriter::entry(session.time(), session.view()));
         }
     }
     RenderingProcess process(start);

@@ -6,9 +6,11 @@
 #include "Tests/Host/Support/RealTimeLoop.h"
 #include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
+#include "Tests/Support/WaveFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <csignal>
@@ -22,6 +24,7 @@
 
 using namespace Lumivera;
 using ::testing::Contains;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -43,6 +46,8 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
         ViewProcess::Start start{{bundle, values, _memory, 1, part}, isTrusted};
         start.says = [this](const std::string &line) { _lines.push_back(line); };
         start.timeFactor = _timeFactor;
+        start.isInWindow = _isInWindow;
+        start.isTraced = _isTraced;
         start.confined = [this](int process) { _confined.push_back(process); };
         _view = std::make_unique<ViewProcess>(_waiter, start, *this);
         _view->allowDrawing(0);
@@ -57,6 +62,12 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
             view.allowDrawing(index);
         }
     }
+
+    void viewEndedFrame(RemoteView &, std::string_view entry) override {
+        _entries.emplace_back(entry);
+    }
+
+    void viewSounded(RemoteView &, const std::string &name) override { _sounds.push_back(name); }
 
     void viewEnded(RemoteView &, const std::string &reason, bool isHopeless) override {
         _reason = reason;
@@ -95,7 +106,11 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
     std::vector<DeviceRect> _rects;
     std::vector<std::string> _lines;
     std::vector<int> _confined;
+    std::vector<std::string> _entries;
+    std::vector<std::string> _sounds;
     double _timeFactor = 1;
+    bool _isInWindow = false;
+    bool _isTraced = false;
     std::optional<std::string> _reason;
     int _pictures = 0;
     bool _isHopeless = false;
@@ -284,6 +299,78 @@ TEST_F(ViewProcessTest, HearsOfChangesWhileItRestsAndRestsOn) {
     const double used = _view->cpuTime();
     NSRunLoop::mainRunLoop().runForSeconds(1);
     EXPECT_EQ(_view->cpuTime(), used);
+    EXPECT_FALSE(_reason);
+}
+
+TEST_F(ViewProcessTest, DrawsWhatIsSetWhileItRestsAndRestsOn) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    _view->setRunning(false);
+    ASSERT_TRUE(rests());
+    const int before = _pictures;
+    const auto still = picture();
+    WallpaperValues values;
+    values.scale = 0.5;
+    _view->set(values);
+    ASSERT_TRUE(hasDrawn(before + 1)) << _reason.value_or("no picture");
+    EXPECT_NE(picture(), still);
+    ASSERT_TRUE(rests());
+    EXPECT_EQ(_pictures, before + 1);
+}
+
+TEST_F(ViewProcessTest, TellsOfEachFrameWhenItIsTraced) {
+    _isTraced = true;
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(serveUntil([this] { return _entries.size() > 20 || _reason; })) << *_reason;
+    for (const std::string &entry : _entries) {
+        EXPECT_EQ(nlohmann::json::parse("{" + entry)["layers"].size(), 3U);
+    }
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItTellsOfFramesThatNobodyAskedFor) {
+    beginHostile("trace-in-init");
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT(*_reason, HasSubstr("says what makes no sense"));
+}
+
+TEST_F(ViewProcessTest, NamesTheSoundsOfTheBundleThatAreToBeHeardInAWindow) {
+    const std::string bundle = hostileBundle(_folder.path(), "sing-in-init");
+    const auto wave = WaveFile::ofFloats(std::vector<float>(600, 0.5F)).bytes();
+    _folder.write("sing-in-init.bundle/splash.wav", wave);
+    _folder.write("outside.wav", wave);
+    begin(bundle);
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    EXPECT_THAT(_sounds, IsEmpty()) << "it is not in a window";
+    _pictures = 0;
+    _isInWindow = true;
+    begin(bundle);
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    EXPECT_THAT(_sounds, Each("splash.wav"));
+    EXPECT_GT(_sounds.size(), 0U);
+    EXPECT_LE(_sounds.size(), 2 * ViewProcess::kMostSounds);
+    EXPECT_THAT(_lines, IsEmpty()) << "no sound device was looked for";
+}
+
+TEST(ViewPatienceTest, IsGreaterInAWindowAndWithPetalsThatWereAskedFor) {
+    ViewProcess::Start start;
+    start.values.petals = 300'000;
+    EXPECT_EQ(ViewProcess::patienceFor(start), 5);
+    start.isInWindow = true;
+    EXPECT_EQ(ViewProcess::patienceFor(start), 31 * 20);
+    start.values.petals = {};
+    EXPECT_EQ(ViewProcess::patienceFor(start), 20);
+}
+
+TEST_F(ViewProcessTest, KeepsOrdersForAViewThatIsBusy) {
+    begin(shippedBundle("Lumivera.bundle"));
+    WallpaperValues values;
+    for (int i = 0; i < 3000; ++i) {
+        values.offset = i % 50;
+        _view->set(values);
+    }
+    values.petals = 9;
+    _view->set(values);
+    EXPECT_TRUE(serveUntil([&] { return _reason || _view->petals() == 9U; }));
     EXPECT_FALSE(_reason);
 }
 
