@@ -4,10 +4,11 @@
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Support/Processes.h"
+#include "Host/Support/SystemLog.h"
 #include "Platform/Foundation/NSLog.h"
 
 #include <CLI/CLI.hpp>
-#include <syslog.h>
+#include <memory>
 
 namespace Lumivera {
 
@@ -19,11 +20,13 @@ constexpr int kWrongUsage = 2;
 constexpr const char *kDescription =
     "Live wallpapers: petals that fall over a picture and scatter from a tap.";
 
-/// Sends the log to syslog, because on the terminal it would mix with the program's own lines.
+/// Sends the log to the system's, because on the terminal it would mix with the program's own
+/// lines.
 void prepareProcess() {
     prepareSignals();
-    NSLogSetSink(
-        [](std::string_view line) { syslog(LOG_USER | LOG_INFO, "%s", inOneLine(line).c_str()); });
+    NSLogSetSink([log = std::make_shared<SystemLog>()](std::string_view line) {
+        log->write(inOneLine(line));
+    });
 }
 
 /// Prints help, version or the error, and returns the exit status.

@@ -14,11 +14,6 @@ namespace Lumivera {
 
 namespace {
 
-[[noreturn]] void fail(const char *what) {
-    throw HostError("picture memory", std::string(what) + ": " + systemErrorText(),
-                    "close other programs, or choose a smaller mode for the screen");
-}
-
 /// Gives the memory its size. The kernel counts it as a file, but whoever limits the sizes of files
 /// means those on a disk.
 bool resize(int descriptor, std::size_t bytes) {
@@ -46,11 +41,9 @@ SharedBuffers::SharedBuffers(unsigned width, unsigned height, unsigned count)
       _descriptor(memfd_create("lumivera", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
     if (_descriptor < 0 || !resize(_descriptor, bytes()) ||
         fcntl(_descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0) {
-        const int error = errno;
-        close(_descriptor);
-        errno = error;
         fail("cannot be had");
     }
+    map();
 }
 
 SharedBuffers::SharedBuffers(int descriptor, unsigned width, unsigned height, unsigned count)
@@ -61,24 +54,27 @@ SharedBuffers::SharedBuffers(int descriptor, unsigned width, unsigned height, un
         close(_descriptor);
         throw HostError("picture memory", "is not of the size that was announced");
     }
+    map();
 }
 
 SharedBuffers::~SharedBuffers() {
-    if (_mapped) {
-        munmap(_mapped, bytes());
-    }
+    munmap(_mapped, bytes());
     close(_descriptor);
 }
 
-std::uint32_t *SharedBuffers::map() const {
-    if (!_mapped) {
-        void *mapped = mmap(nullptr, bytes(), PROT_READ | PROT_WRITE, MAP_SHARED, _descriptor, 0);
-        if (mapped == MAP_FAILED) {
-            fail("cannot be mapped");
-        }
-        _mapped = mapped;
+void SharedBuffers::fail(const char *what) const {
+    const std::string reason = systemErrorText();
+    close(_descriptor);
+    throw HostError("picture memory", std::string(what) + ": " + reason,
+                    "close other programs, or choose a smaller mode for the screen");
+}
+
+void SharedBuffers::map() {
+    void *const mapped = mmap(nullptr, bytes(), PROT_READ | PROT_WRITE, MAP_SHARED, _descriptor, 0);
+    if (mapped == MAP_FAILED) {
+        fail("cannot be mapped");
     }
-    return static_cast<std::uint32_t *>(_mapped);
+    _mapped = static_cast<std::uint32_t *>(mapped);
 }
 
 } // namespace Lumivera

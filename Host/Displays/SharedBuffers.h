@@ -11,11 +11,11 @@ namespace Lumivera {
 /// without gaps. New memory is 0, and pages that nobody has drawn into cost nothing.
 class SharedBuffers {
   public:
-    /// Makes new memory. A HostError when there is none.
+    /// Makes new memory, and maps it. A HostError when there is none.
     SharedBuffers(unsigned width, unsigned height, unsigned count);
 
-    /// Owns the descriptor of memory that another process has made. A HostError when it is not of
-    /// that size.
+    /// Owns the descriptor of memory that another process has made, and maps it. A HostError when
+    /// it is not of that size, or there is no room for it.
     SharedBuffers(int descriptor, unsigned width, unsigned height, unsigned count);
     ~SharedBuffers();
 
@@ -34,19 +34,21 @@ class SharedBuffers {
     std::size_t bufferBytes() const { return rowBytes() * _height; }
     std::size_t bytes() const { return bufferBytes() * _count; }
 
-    /// The pixels of buffer `index`, below count(). Maps the memory at the first call; a HostError
-    /// when that fails.
-    std::uint32_t *pixels(unsigned index) { return map() + bufferBytes() / 4 * index; }
-    const std::uint32_t *pixels(unsigned index) const { return map() + bufferBytes() / 4 * index; }
+    /// The pixels of buffer `index`, below count().
+    std::uint32_t *pixels(unsigned index) { return _mapped + bufferBytes() / 4 * index; }
+    const std::uint32_t *pixels(unsigned index) const {
+        return _mapped + bufferBytes() / 4 * index;
+    }
 
   private:
-    std::uint32_t *map() const;
+    [[noreturn]] void fail(const char *what) const;
+    void map();
 
     const unsigned _width;
     const unsigned _height;
     const unsigned _count;
     int _descriptor = -1;
-    mutable void *_mapped = nullptr;
+    std::uint32_t *_mapped = nullptr;
 };
 
 } // namespace Lumivera

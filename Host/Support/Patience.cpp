@@ -14,8 +14,6 @@ namespace Lumivera {
 
 namespace {
 
-constexpr auto kDeadline = std::chrono::seconds(2);
-
 std::atomic<int> unfinished{0};
 
 struct State {
@@ -41,7 +39,7 @@ void work(const std::function<void()> &action, State &state) {
 
 } // namespace
 
-bool Patience::finish(std::function<void()> action) {
+bool Patience::finish(std::function<void()> action, NSTimeInterval seconds) {
     if (++unfinished > kMaxUnfinished) {
         --unfinished;
         return false;
@@ -54,7 +52,8 @@ bool Patience::finish(std::function<void()> action) {
         throw HostError("thread", std::string("cannot be started: ") + error.what());
     }
     std::unique_lock lock(state->mutex);
-    if (!state->changed.wait_for(lock, kDeadline, [&state] { return state->isDone; })) {
+    if (!state->changed.wait_for(lock, std::chrono::duration<NSTimeInterval>(seconds),
+                                 [&state] { return state->isDone; })) {
         return false;
     }
     if (state->failure) {

@@ -1,5 +1,6 @@
 #include "Host/Support/Processes.h"
 
+#include "Host/Support/EndedChildren.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
 
@@ -58,7 +59,8 @@ bool hasHandler(int signal, void (*handler)(int)) {
 bool waitForExit(int process, int milliseconds) {
     const auto descriptor = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
     if (descriptor < 0) {
-        return true; // an old kernel; waitpid() waits
+        siginfo_t state{}; // an old kernel
+        return waitid(P_PID, static_cast<id_t>(process), &state, WEXITED | WNOWAIT) == 0;
     }
     pollfd state{descriptor, POLLIN, 0};
     int ready;
@@ -201,11 +203,11 @@ ChildProgram &ChildProgram::operator=(ChildProgram &&other) noexcept {
 }
 
 ChildProgram::~ChildProgram() {
+    closeInput();
     if (_process > 0) {
         kill(_process, SIGKILL);
-        finish();
+        EndedChildren::take(_process);
     }
-    closeInput();
     if (_errors >= 0) {
         close(_errors);
     }
@@ -238,11 +240,8 @@ bool ChildProgram::finish() {
     if (!waitForExit(_process, kEndingPatience)) {
         kill(_process, SIGKILL);
     }
-    int status = 0;
-    while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
-    }
-    _process = -1;
-    _succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    const std::optional<int> status = EndedChildren::take(std::exchange(_process, -1));
+    _succeeded = status && WIFEXITED(*status) && WEXITSTATUS(*status) == 0;
     readComplaint();
     return _succeeded;
 }

@@ -2,6 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
+#include "Host/Support/Patience.h"
 #include "Host/Wallpapers/PictureFile.h"
 #include "Platform/Foundation/NSFileManager.h"
 
@@ -97,12 +98,21 @@ void BackgroundPictures::removeOthers(const std::set<std::string> &texts) const 
                    return text.find(name) != std::string::npos;
                });
     };
-    const auto names = NSFileManager::contentsOfDirectoryAtPath_error(_folder.path(), nullptr);
-    for (const std::string &name : names.value_or(std::vector<std::string>())) {
+    using Names = std::optional<std::vector<std::string>>;
+    const auto names = Patience::resultOf<Names>([path = _folder.path()] {
+        return NSFileManager::contentsOfDirectoryAtPath_error(path, nullptr);
+    });
+    std::vector<std::string> unused;
+    for (const std::string &name : names.value_or(std::nullopt).value_or(Names::value_type())) {
         if (name.ends_with(kEnding) && !isUsed(name)) {
-            unlink(_folder.pathOf(name).c_str());
+            unused.push_back(_folder.pathOf(name));
         }
     }
+    Patience::finish([unused] {
+        for (const std::string &path : unused) {
+            unlink(path.c_str());
+        }
+    });
 }
 
 bool BackgroundPictures::isInFolder(const std::string &value) const {
@@ -116,11 +126,21 @@ std::string BackgroundPictures::write(const std::string &name,
                                       std::span<const std::uint32_t> pixels, std::size_t width,
                                       std::size_t height) const {
     const std::string path = _folder.pathOf(name + "-" + fingerprintOf(pixels, width) + kEnding);
-    std::error_code error;
-    if (!fs::is_regular_file(path, error)) {
-        OutputFile file(path, OutputFile::Mode::RegularFile);
-        PictureFile::writePNG(file, pixels, width, height, PictureFile::Compression::Fast);
-        file.commit();
+    const auto isThere = Patience::resultOf<bool>([path] {
+        std::error_code error;
+        return fs::is_regular_file(path, error);
+    });
+    if (isThere && *isThere) {
+        return path;
+    }
+    auto bytes = PictureFile::png(pixels, width, height, PictureFile::Compression::Fast, path);
+    const bool isWritten = isThere && Patience::finish([path, bytes = std::move(bytes)] {
+                               OutputFile file(path, OutputFile::Mode::RegularFile);
+                               file.write(bytes.data(), bytes.size());
+                               file.commit();
+                           });
+    if (!isWritten) {
+        throw HostError(path, "cannot be written: its file system does not answer");
     }
     return path;
 }
@@ -131,11 +151,17 @@ std::string BackgroundPictures::screenPicture() const {
     if (isAlone) {
         return _outputs[0].path;
     }
-    Canvas canvas(_outputs);
-    for (const DesktopPictures::Output &output : _outputs) {
-        canvas.draw(output);
+    const auto canvas = Patience::resultOf<Canvas>([outputs = _outputs] {
+        Canvas drawn(outputs);
+        for (const DesktopPictures::Output &output : outputs) {
+            drawn.draw(output);
+        }
+        return drawn;
+    });
+    if (!canvas) {
+        throw HostError(_folder.path(), "cannot be read: its file system does not answer");
     }
-    return write("screen", canvas.pixels, canvas.width, canvas.height);
+    return write("screen", canvas->pixels, canvas->width, canvas->height);
 }
 
 } // namespace Lumivera

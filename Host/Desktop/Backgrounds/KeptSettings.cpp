@@ -2,6 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
+#include "Host/Support/Patience.h"
 
 #include <array>
 #include <cerrno>
@@ -122,7 +123,7 @@ std::string readAll(int descriptor) {
     std::size_t size = 0;
     ssize_t count = 0;
     while (size < text.size() &&
-           ((count = read(descriptor, text.data() + size, text.size() - size)) > 0 ||
+           ((count = ::read(descriptor, text.data() + size, text.size() - size)) > 0 ||
             (count < 0 && errno == EINTR))) {
         size += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
     }
@@ -149,43 +150,62 @@ bool KeptSetting::isOurs(const Value &present) const {
 }
 
 bool KeptSettings::isSaved() const {
-    struct stat status;
-    return lstat(_path.c_str(), &status) == 0;
+    return Patience::resultOf<bool>([path = _path] {
+               struct stat status;
+               return lstat(path.c_str(), &status) == 0;
+           })
+        .value_or(true);
 }
 
 void KeptSettings::load() {
     _entries.clear();
-    const OpenFile file(_path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    if (file.descriptor() < 0) {
-        if (errno == ENOENT) {
-            return;
-        }
-        throw HostError(_path, "cannot be read: " + systemErrorText(), "check its permissions");
-    }
-    check(_path, file.descriptor());
-    const auto entries = parse(readAll(file.descriptor()));
+    const auto entries = Patience::resultOf<Entries>([path = _path] { return read(path); });
     if (!entries) {
-        const std::string name = _path + ".broken";
-        std::rename(_path.c_str(), name.c_str());
-        throw HostError(_path, "is damaged, and is called " + name + " now",
-                        "choose your wallpaper in the desktop's settings");
+        throw HostError(_path, "cannot be read: its file system does not answer");
     }
     _entries = *entries;
 }
 
+/// None without the file.
+KeptSettings::Entries KeptSettings::read(const std::string &path) {
+    const OpenFile file(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (file.descriptor() < 0) {
+        if (errno == ENOENT) {
+            return {};
+        }
+        throw HostError(path, "cannot be read: " + systemErrorText(), "check its permissions");
+    }
+    check(path, file.descriptor());
+    const auto entries = parse(readAll(file.descriptor()));
+    if (!entries) {
+        const std::string name = path + ".broken";
+        std::rename(path.c_str(), name.c_str());
+        throw HostError(path, "is damaged, and is called " + name + " now",
+                        "choose your wallpaper in the desktop's settings");
+    }
+    return *entries;
+}
+
 void KeptSettings::save() const {
-    if (_entries.empty()) {
-        if (unlink(_path.c_str()) != 0 && errno != ENOENT) {
-            throw HostError(_path, "cannot be removed: " + systemErrorText(),
+    const std::string text = _entries.empty() ? "" : textOf(_entries);
+    if (!Patience::finish([path = _path, text] { write(path, text); })) {
+        throw HostError(_path, "cannot be written: its file system does not answer");
+    }
+}
+
+void KeptSettings::write(const std::string &path, const std::string &text) {
+    if (text.empty()) {
+        if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+            throw HostError(path, "cannot be removed: " + systemErrorText(),
                             "check the permissions of its folder");
         }
         return;
     }
-    OutputFile file(_path, OutputFile::Mode::RegularFile);
+    OutputFile file(path, OutputFile::Mode::RegularFile);
     file.restrictToUser();
-    file.write(textOf(_entries));
+    file.write(text);
     file.commit();
-    bringToDisk(_path);
+    bringToDisk(path);
 }
 
 std::string KeptSettings::textOf(const Entries &entries) {

@@ -59,6 +59,9 @@ class KeptSettings {
     static std::optional<Entries> parse(const std::string &text);
 
   private:
+    static Entries read(const std::string &path);
+    static void write(const std::string &path, const std::string &text);
+
     const std::string _path;
     Entries _entries;
 };

@@ -1,6 +1,7 @@
 #include "Host/Desktop/Backgrounds/StateFolder.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Support/Patience.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -29,6 +30,20 @@ void makeOwnFolder(const std::string &path) {
     }
 }
 
+/// The descriptor of the lock; -1 when another program has it.
+int lockFolder(const std::string &path, const std::string &file) {
+    makeOwnFolder(path);
+    const int lock = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (lock < 0) {
+        throw HostError(file, "cannot be opened: " + systemErrorText(), "check the permissions");
+    }
+    if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
+        close(lock);
+        return -1;
+    }
+    return lock;
+}
+
 } // namespace
 
 StateFolder::~StateFolder() {
@@ -41,23 +56,25 @@ void StateFolder::take() {
     if (isTaken()) {
         return;
     }
-    makeOwnFolder(_path);
-    const std::string path = pathOf("lock");
-    const int lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (lock < 0) {
-        throw HostError(path, "cannot be opened: " + systemErrorText(), "check the permissions");
+    const auto lock = Patience::resultOf<int>(
+        [path = _path, file = pathOf("lock")] { return lockFolder(path, file); });
+    if (!lock) {
+        throw HostError(_path, "its file system does not answer",
+                        "the desktop's own wallpaper stays as it is");
     }
-    if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
-        close(lock);
+    if (*lock < 0) {
         throw HostError(_path, "is in use by another lumivera desktop",
                         "the desktop's own wallpaper stays as that one has set it");
     }
-    _lock = lock;
+    _lock = *lock;
 }
 
 bool StateFolder::exists() const {
-    std::error_code error;
-    return fs::is_directory(_path, error);
+    return Patience::resultOf<bool>([path = _path] {
+               std::error_code error;
+               return fs::is_directory(path, error);
+           })
+        .value_or(false);
 }
 
 } // namespace Lumivera

@@ -1,5 +1,6 @@
 #include "Host/Desktop/Backgrounds/ToolProcesses.h"
 
+#include "Host/Support/EndedChildren.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Support/Processes.h"
@@ -59,8 +60,10 @@ std::string lateProblem(NSTimeInterval seconds) {
 } // namespace
 
 ToolProcesses::ToolProcesses(DescriptorWatch &waiter, NSTimeInterval longestRun)
-    : _waiter(waiter), _longestRun(longestRun), _start([this] { startNext(); }),
-      _deadline([this] { killTool(); }) {}
+    : _waiter(waiter), _longestRun(longestRun), _start([this] { startNext(); }), _deadline([this] {
+          killTool();
+          endTool();
+      }) {}
 
 ToolProcesses::~ToolProcesses() {
     if (isRunning()) {
@@ -144,19 +147,16 @@ void ToolProcesses::endTool() {
     }
 }
 
-/// The end of the process is then reported like any other.
 void ToolProcesses::killTool() {
     _isLate = true;
     kill(-_process, SIGKILL);
 }
 
-/// Waits for the process, which has ended or was killed.
+/// The process has ended or was killed.
 ToolResult ToolProcesses::takeResult() {
-    int status = 0;
-    while (waitpid(_process, &status, 0) < 0 && errno == EINTR) {
-    }
+    const std::optional<int> status = EndedChildren::take(_process);
     ToolResult result{contentsOf(_output), {}};
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    if (!status || !WIFEXITED(*status) || WEXITSTATUS(*status) != 0) {
         const std::string line = lastLineOf(contentsOf(_errors));
         const std::string name =
             _requests.empty() ? "" : _requests.front().call.arguments.front() + ": ";

@@ -21,6 +21,9 @@
 #define MADV_GUARD_INSTALL 102
 #define MADV_GUARD_REMOVE 103
 #endif
+#ifndef MAP_DROPPABLE
+#define MAP_DROPPABLE 0x08
+#endif
 #ifndef PR_SET_VMA
 #define PR_SET_VMA 0x53564d41
 #endif
@@ -86,7 +89,16 @@ constexpr int kLastUnknown = 511;
 constexpr scmp_datum_t kReadingFlags =
     O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_DIRECTORY | O_NOFOLLOW | O_LARGEFILE;
 constexpr scmp_datum_t kMapFlags = MAP_SHARED | MAP_PRIVATE | MAP_FIXED | MAP_ANONYMOUS |
-                                   MAP_NORESERVE | MAP_STACK | MAP_DENYWRITE | MAP_FIXED_NOREPLACE;
+                                   MAP_NORESERVE | MAP_STACK | MAP_DENYWRITE | MAP_FIXED_NOREPLACE |
+                                   MAP_DROPPABLE; // for the C library's random numbers
+
+/// Code may be limited to jumps to marked places, which the loader asks for where there are some.
+#ifdef __aarch64__
+constexpr scmp_datum_t kMarkedJumps = 0x10; // PROT_BTI
+#else
+constexpr scmp_datum_t kMarkedJumps = 0;
+#endif
+
 constexpr scmp_datum_t kThreadFlags = CLONE_VM | CLONE_FS | CLONE_FILES | CLONE_SIGHAND |
                                       CLONE_THREAD | CLONE_SYSVSEM | CLONE_SETTLS |
                                       CLONE_PARENT_SETTID | CLONE_CHILD_CLEARTID;
@@ -149,10 +161,12 @@ void allowOpening(Filter &filter) {
 void allowMemory(Filter &filter) {
     for (const scmp_datum_t protection : {PROT_NONE, PROT_READ, PROT_WRITE, PROT_READ | PROT_WRITE,
                                           PROT_EXEC, PROT_READ | PROT_EXEC}) {
+        const scmp_arg_cmp isThat =
+            equals(2, protection, (protection & PROT_EXEC) != 0 ? kMarkedJumps : 0);
         for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mmap2)}) {
-            filter.allowWhere(call, equals(2, protection), within(3, kMapFlags));
+            filter.allowWhere(call, isThat, within(3, kMapFlags));
         }
-        filter.allowWhere(SCMP_SYS(mprotect), equals(2, protection));
+        filter.allowWhere(SCMP_SYS(mprotect), isThat);
     }
     for (const scmp_datum_t advice :
          {MADV_NORMAL, MADV_RANDOM, MADV_SEQUENTIAL, MADV_WILLNEED, MADV_DONTNEED, MADV_FREE,

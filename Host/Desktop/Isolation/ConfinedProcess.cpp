@@ -1,22 +1,21 @@
 #include "Host/Desktop/Isolation/ConfinedProcess.h"
 
 #include "Host/Support/DeferredCall.h"
+#include "Host/Support/EndedChildren.h"
+#include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
 #include "Platform/Foundation/NSLog.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <poll.h>
 #include <string_view>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,8 +25,6 @@ namespace {
 
 constexpr int kTheirSocket = 3;
 constexpr off_t kComplaintBytes = 4096;
-constexpr int kPatienceForEnd = 500; // milliseconds
-constexpr std::uint64_t kMaxTableKilobytes = 24 * 1024;
 constexpr std::streamsize kLongestLine = 4096;
 
 std::string programPath() {
@@ -57,65 +54,10 @@ int makeComplaints() {
     return descriptor;
 }
 
-/// Children that a device or a file system keeps from ending, and groups of children, as negative
-/// numbers. They are waited for from time to time, until all have ended.
-class LateChildren {
-  public:
-    static LateChildren &shared() {
-        static LateChildren &children = *new LateChildren;
-        return children;
-    }
-
-    void add(pid_t child) {
-        _children.push_back(child);
-        _delay = kFirstDelay;
-        _lookAgain.callAfter(_delay);
-    }
-
-  private:
-    static constexpr NSTimeInterval kFirstDelay = 0.1;
-    static constexpr NSTimeInterval kLongestDelay = 60;
-
-    LateChildren() : _lookAgain([this] { look(); }) {}
-
-    void look() {
-        std::erase_if(_children, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
-        if (!_children.empty()) {
-            _delay = std::min(2 * _delay, kLongestDelay);
-            _lookAgain.callAfter(_delay);
-        }
-    }
-
-    std::vector<pid_t> _children;
-    NSTimeInterval _delay = kFirstDelay;
-    DeferredCall _lookAgain;
-};
-
 bool isChild(pid_t process) {
     siginfo_t state{};
     return process > 0 &&
            waitid(P_PID, static_cast<id_t>(process), &state, WEXITED | WNOHANG | WNOWAIT) == 0;
-}
-
-/// The status of a child that ends about now, as waitpid() gives it. Nothing when it does not; then
-/// it is waited for later.
-std::optional<int> waitFor(pid_t process) {
-    if (process <= 0) {
-        return std::nullopt;
-    }
-    const int watched = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
-    pollfd end{watched, POLLIN, 0};
-    if (watched >= 0) {
-        while (poll(&end, 1, kPatienceForEnd) < 0 && errno == EINTR) {
-        }
-        close(watched);
-    }
-    int status = 0;
-    if (waitpid(process, &status, WNOHANG) == process) {
-        return status;
-    }
-    LateChildren::shared().add(process);
-    return std::nullopt;
 }
 
 } // namespace
@@ -157,7 +99,9 @@ ConfinedProcess::LineSink ConfinedProcess::printsAbout(const std::string &bundle
 
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
                                  const std::vector<std::string> &options)
-    : ConfinedProcess(watch, start, options, PacketSocket::makePair()) {}
+    : ConfinedProcess(watch, start, options,
+                      start.connection ? std::pair{std::move(*start.connection), PacketSocket(-1)}
+                                       : PacketSocket::makePair()) {}
 
 /// Both ends are closed when this fails; the program's end in any case.
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
@@ -165,6 +109,13 @@ ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
                                  std::pair<PacketSocket, PacketSocket> ends)
     : _watch(watch), _bundle(start.bundle), _protectionRefused(start.protectionRefused),
       _says(start.says), _confined(start.confined), _connection(std::move(ends.first)) {
+    if (!start.connection) {
+        begin(start, options, ends.second);
+    }
+}
+
+void ConfinedProcess::begin(const Start &start, const std::vector<std::string> &options,
+                            const PacketSocket &theirs) {
     const std::string program = programPath();
     std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), start.bundle};
     arguments.insert(arguments.end(), options.begin(), options.end());
@@ -175,7 +126,7 @@ ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
         arguments.push_back("--walls=" + std::to_string(start.walls));
     }
     _complaints = makeComplaints();
-    _process = spawnProgram(arguments, {-1, _complaints, _complaints, ends.second.descriptor()},
+    _process = spawnProgram(arguments, {-1, _complaints, _complaints, theirs.descriptor()},
                             environmentForViews());
     if (_process < 0) {
         close(_complaints);
@@ -214,7 +165,7 @@ bool ConfinedProcess::takeConfinement(const ViewReport &report, int listener) {
         close(listener);
         return false;
     }
-    waitFor(std::exchange(_starter, -1));
+    EndedChildren::take(std::exchange(_starter, -1));
     tellRefusals(listener);
     const std::vector<std::string> &names = Sandbox::protectionNames();
     for (std::size_t i = 0; i < names.size() && _protectionRefused; ++i) {
@@ -249,11 +200,11 @@ bool ConfinedProcess::takeLog(const ViewReport &report, std::size_t bytes) {
 
 /// What the process takes of the kernel; empty when that is not too much. The limit of its address
 /// space does not count the tables that map its pages.
-std::string ConfinedProcess::complaintAboutKernel() const {
+std::string ConfinedProcess::complaintAboutKernel(std::uint64_t tableKilobytes) const {
     std::ifstream status("/proc/" + std::to_string(_process) + "/status");
     for (std::string key; status >> key; status.ignore(kLongestLine, '\n')) {
         std::uint64_t amount = 0;
-        if (key == "VmPTE:" && status >> amount && amount > kMaxTableKilobytes) {
+        if (key == "VmPTE:" && status >> amount && amount > tableKilobytes) {
             return "maps memory too widely";
         }
         if (key == "Threads:") {
@@ -276,10 +227,10 @@ std::string ConfinedProcess::end() {
     }
     if (_isConfinementDue) {
         // It may just have begun another process of its group, which ends without it.
-        LateChildren::shared().add(-_process);
+        EndedChildren::takeLater(-_process);
     }
-    waitFor(std::exchange(_starter, -1));
-    const std::optional<int> ending = waitFor(std::exchange(_process, -1));
+    EndedChildren::take(std::exchange(_starter, -1));
+    const std::optional<int> ending = EndedChildren::take(std::exchange(_process, -1));
     endUnheardMove();
     if (!ending) {
         return "was killed, but does not end";
@@ -309,7 +260,7 @@ void ConfinedProcess::endUnheardMove() {
         if (report.kind == ViewReport::Kind::Moved && isChild(process)) {
             _isMoveDue = false;
             kill(process, SIGKILL);
-            waitFor(process);
+            EndedChildren::take(process);
         }
     }
 }

@@ -9,6 +9,7 @@
 #include "Platform/Foundation/NSTypes.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -54,6 +55,10 @@ class ConfinedProcess final {
 
         /// Tests leave walls out.
         unsigned walls = Sandbox::kAllWalls;
+
+        /// Tests that play the process themselves give the host's end of the connection, which is
+        /// taken over. There is no process then.
+        PacketSocket *connection = nullptr;
     };
 
     using LineSink = std::function<void(const std::string &line)>;
@@ -85,8 +90,10 @@ class ConfinedProcess final {
     bool takeMove(const ViewReport &report);
     bool takeConfinement(const ViewReport &report, int listener);
 
-    /// What the process takes of the kernel, in words; empty when that is not too much.
-    std::string complaintAboutKernel() const;
+    /// What the process takes of the kernel, in words; empty when that is not too much. The tables
+    /// that map its memory may take so many KiB: the limit of its address space does not count
+    /// them.
+    std::string complaintAboutKernel(std::uint64_t tableKilobytes) const;
 
     /// Kills the process if it still runs. Returns how it ended, in words.
     std::string end();
@@ -95,6 +102,8 @@ class ConfinedProcess final {
     ConfinedProcess(DescriptorWatch &watch, const Start &start,
                     const std::vector<std::string> &options,
                     std::pair<PacketSocket, PacketSocket> ends);
+    void begin(const Start &start, const std::vector<std::string> &options,
+               const PacketSocket &theirs);
     void tellRefusals(int listener);
     void endUnheardMove();
     std::string lastWords() const;

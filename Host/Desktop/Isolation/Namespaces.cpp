@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <linux/capability.h>
+#include <linux/keyctl.h>
 #include <sched.h>
 #include <string_view>
 #include <sys/mount.h>
@@ -169,14 +170,10 @@ bool changeRoot(const std::vector<ReadableFile> &readable) {
     return isChanged;
 }
 
-/// The rights over the namespaces themselves, which no program that is run here may regain.
-bool giveUpCapabilities() {
-    for (int capability = 0; capability < kCapabilities; ++capability) {
-        prctl(PR_CAPBSET_DROP, capability, 0, 0, 0);
-    }
-    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
-    return syscall(SYS_capset, &header, none) == 0;
+/// The user's keys are reached through the keys of the session, which processes inherit. True as
+/// well for a kernel without keys.
+bool leaveKeys() {
+    return syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr) >= 0 || errno == ENOSYS;
 }
 
 /// fork(), whose child may become a child of our parent. The C library keeps the identifier of its
@@ -242,11 +239,20 @@ bool enter(const std::vector<ReadableFile> &readable, const std::function<void(i
     if (unshare(kSpaces) != 0) {
         return false;
     }
-    const bool isApart = mapUser(user, group) && changeRoot(readable);
+    const bool isApart = mapUser(user, group) && changeRoot(readable) && leaveKeys();
     sethostname(kHostName.data(), kHostName.size());
     const bool isPowerless = giveUpCapabilities();
     continueInNewProcess(movedTo);
     return isApart && isPowerless;
+}
+
+bool giveUpCapabilities() {
+    for (int capability = 0; capability < kCapabilities; ++capability) {
+        prctl(PR_CAPBSET_DROP, capability, 0, 0, 0);
+    }
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+    return syscall(SYS_capset, &header, none) == 0;
 }
 
 } // namespace Lumivera::Namespaces

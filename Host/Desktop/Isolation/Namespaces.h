@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/// A process apart: with files, processes, users, a network, message queues and a host name of its
-/// own.
+/// A process apart: with files, processes, users, a network, message queues, keys and a host name
+/// of its own.
 namespace Lumivera::Namespaces {
 
 /// Goes on in a new process, which has the namespaces; all files but the readable ones are gone
@@ -21,5 +21,9 @@ namespace Lumivera::Namespaces {
 /// False where the kernel or its settings do not let this user have all of that. The process may
 /// be a new one even so, but its files are those of the system.
 bool enter(const std::vector<ReadableFile> &readable, const std::function<void(int)> &movedTo);
+
+/// Gives up all rights that root has, and those over these namespaces, for good. False when the
+/// kernel refuses.
+bool giveUpCapabilities();
 
 } // namespace Lumivera::Namespaces

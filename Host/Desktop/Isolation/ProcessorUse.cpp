@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sched.h>
 #include <string>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace Lumivera {
@@ -20,7 +21,17 @@ constexpr double kBusyWhileLoading = 3;
 constexpr double kExcessive = 10;
 
 constexpr int kLooksForThreads = 4;
+constexpr int kModestPriority = 12;
 constexpr int kLowestPriority = 19;
+
+/// The letter after the name, which may have any characters.
+bool isBusy(const std::filesystem::path &thread) {
+    std::ifstream file(thread / "stat");
+    std::string text;
+    std::getline(file, text, '\0');
+    const std::size_t end = text.rfind(") ");
+    return end != std::string::npos && text.compare(end + 2, 1, "R") == 0;
+}
 
 } // namespace
 
@@ -44,8 +55,11 @@ ProcessorUse::Verdict ProcessorUse::judge(Clock::Nanoseconds now, double seconds
     return _surplus >= (pictures > 0 ? kBusy : kBusyWhileLoading) ? Verdict::Busy : Verdict::Fine;
 }
 
-/// Lets all threads of the process run only when nothing else wants the processor. A thread
-/// inherits that, so it holds for all as soon as a look finds no new one.
+void makeModest(int process) {
+    setpriority(PRIO_PGRP, static_cast<id_t>(process), kModestPriority);
+}
+
+/// A thread inherits that, so it holds for all as soon as a look finds no new one.
 void makeIdle(int process) {
     const std::string folder = "/proc/" + std::to_string(process);
     std::error_code error;
@@ -67,6 +81,18 @@ void makeIdle(int process) {
     if (getsid(process) == process) {
         std::ofstream(folder + "/autogroup") << kLowestPriority;
     }
+}
+
+unsigned busyThreads(int process) {
+    std::error_code error;
+    unsigned count = 0;
+    for (std::filesystem::directory_iterator
+             thread("/proc/" + std::to_string(process) + "/task", error),
+         end;
+         !error && thread != end; thread.increment(error)) {
+        count += isBusy(thread->path()) ? 1 : 0;
+    }
+    return count;
 }
 
 } // namespace Lumivera

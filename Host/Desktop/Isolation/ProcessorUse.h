@@ -36,7 +36,14 @@ class ProcessorUse {
     double _unexplained = 0;
 };
 
+/// Lets all threads of the process, which leads a group of its own, take a tenth of a processor
+/// that another program wants as well; more than drawing usually needs.
+void makeModest(int process);
+
 /// Lets all threads of the process run only when no other program wants the processor.
 void makeIdle(int process);
+
+/// How many threads of the process run or want to, at this moment.
+unsigned busyThreads(int process);
 
 } // namespace Lumivera

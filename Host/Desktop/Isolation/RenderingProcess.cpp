@@ -15,6 +15,9 @@ namespace {
 
 constexpr NSTimeInterval kBetweenChecks = 1;
 
+/// Twice what the tables of the largest rendering take.
+constexpr std::uint64_t kMaxTableKilobytes = 24 * 1024;
+
 /// Less processor time than this between two checks, in seconds, is none: it is what waking up in
 /// vain takes.
 constexpr double kNothing = 0.005;
@@ -193,7 +196,7 @@ void RenderingProcess::check() {
     const double seconds = _process.cpuTime();
     _idleChecks = seconds - _lastSeconds < kNothing ? _idleChecks + 1 : 0;
     _lastSeconds = seconds;
-    std::string complaint = _process.complaintAboutKernel();
+    std::string complaint = _process.complaintAboutKernel(kMaxTableKilobytes);
     if ((seconds - _secondsBefore) * _timeFactor >= _patience) {
         complaint = "has not finished a frame within " + std::to_string(std::lround(_patience)) +
                     " s of processor time";

@@ -26,7 +26,19 @@ namespace Lumivera::Sandbox {
 
 namespace {
 
-constexpr rlim_t kOpenFiles = 256;
+constexpr rlim_t kOpenFiles = 128;
+
+/// A file that the process makes in memory, as long as it can make one, gets no more bytes. What it
+/// prints goes into a smaller file.
+constexpr rlim_t kFileBytes = 8192;
+
+/// Each signal that waits and each timer takes memory of the kernel.
+constexpr rlim_t kPendingSignals = 64;
+
+#ifndef PR_SET_MDWE
+#define PR_SET_MDWE 65
+#define PR_MDWE_REFUSE_EXEC_GAIN 1
+#endif
 constexpr const char *kFirstToDie = "1000";
 
 /// The order of protectionNames().
@@ -81,6 +93,8 @@ bool limitResources([[maybe_unused]] rlim_t bytes) {
         isLimited = limit(resource, 0) && isLimited;
     }
     isLimited = limit(RLIMIT_NOFILE, kOpenFiles) && isLimited;
+    isLimited = limit(RLIMIT_FSIZE, kFileBytes) && isLimited;
+    isLimited = limit(RLIMIT_SIGPENDING, kPendingSignals) && isLimited;
 #ifndef LUMIVERA_SANITIZES
     isLimited = limit(RLIMIT_AS, bytes) && isLimited;
 #endif
@@ -164,8 +178,8 @@ std::vector<Protection> tryOut() {
                           stops(kFileRules, [] { return canOpen("/etc/passwd"); }),
                           stops(kFileRules, canSignal),
                           stops(kCallFilter, canConnect),
-                          stops(0, mayOpenMuch),
-                          stops(0, diesLate)};
+                          stops(kLimits, mayOpenMuch),
+                          stops(kLimits, diesLate)};
     std::vector<Protection> protections;
     for (std::size_t i = 0; i < std::size(holds); ++i) {
         protections.push_back({protectionNames()[i], holds[i]});
@@ -180,10 +194,13 @@ Entry enter(const Rules &rules) {
     const auto expect = [&refused](Kind kind, bool holds) {
         refused |= holds ? 0 : std::uint32_t{1} << kind;
     };
-    expect(DiesFirst, dieFirst());
-    expect(ResourcesLimited, limitResources(rules.bytes));
+    if (wants(kLimits)) {
+        expect(DiesFirst, dieFirst());
+        expect(ResourcesLimited, limitResources(rules.bytes));
+    }
     // Many systems do not let users have namespaces, so that is no refusal.
-    if (wants(kNamespaces) && Namespaces::enter(readable, rules.movedTo) && rules.threads != 0) {
+    const bool isApart = wants(kNamespaces) && Namespaces::enter(readable, rules.movedTo);
+    if (isApart && wants(kLimits) && rules.threads != 0) {
         expect(ResourcesLimited, limit(RLIMIT_NPROC, rules.threads));
     }
     const bool isWithoutPrivileges = prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0;
@@ -193,6 +210,11 @@ Entry enter(const Rules &rules) {
         const bool holds = isWithoutPrivileges && FileRules::enter(readable, version);
         expect(FilesRuled, holds);
         expect(SignalsRuled, holds || version < FileRules::kSignals);
+    }
+    if (wants(kLimits)) {
+        expect(WithoutPrivileges, Namespaces::giveUpCapabilities());
+        // Memory that was written is never run. Kernels since 6.3 offer that.
+        prctl(PR_SET_MDWE, PR_MDWE_REFUSE_EXEC_GAIN, 0, 0, 0);
     }
     CallFilter::Entry calls{true};
     if (wants(kCallFilter)) {

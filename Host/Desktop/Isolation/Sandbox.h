@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-/// Confines a process that runs foreign code to drawing, by three walls that each would do for most
-/// deeds, and by limits.
+/// Confines a process that runs foreign code to drawing, by walls of which one alone would do for
+/// most deeds.
 namespace Lumivera::Sandbox {
 
 /// The walls, as bits.
@@ -17,7 +17,8 @@ enum Wall : unsigned {
     kNamespaces = 1, ///< files, processes and a network of its own
     kFileRules = 2,  ///< Landlock
     kCallFilter = 4, ///< seccomp
-    kAllWalls = 7
+    kLimits = 8,     ///< of resources; no rights of root, no code that is made at run time
+    kAllWalls = 15
 };
 
 /// A kind of protection with its name for people; `holds` when it stands on this machine.
@@ -42,7 +43,7 @@ struct Rules {
     /// Limit of the address space.
     std::uint64_t bytes = 0;
 
-    /// The most threads; holds with kNamespaces, and not for root.
+    /// The most threads; holds with kNamespaces and kLimits, and not for root.
     unsigned threads = 0;
 
     /// As in Namespaces::enter().

@@ -14,6 +14,18 @@ namespace {
 
 constexpr NSTimeInterval kBetweenChecks = 1;
 constexpr NSTimeInterval kBetweenTries = 0.01;
+
+/// What the tables of the largest screens' views take, and half of it more.
+constexpr std::uint64_t kMaxTableKilobytes = 6 * 1024;
+/// Each thread that gives way weighs 3, and one of another program 1024, so that these leave nine
+/// tenths of a processor to it. More are an attack when several checks find them.
+constexpr unsigned kMaxBusyThreads = 32;
+constexpr unsigned kMaxCrowdedChecks = 3;
+
+/// Drawing takes one thread, or two for a moment. More take more than their share.
+constexpr unsigned kUsualBusyThreads = 2;
+constexpr unsigned kMaxUnusualChecks = 2;
+
 constexpr Clock::Nanoseconds kSilence = 2'000'000'000;
 
 /// More orders than a person gives while a view that is not given up says nothing.
@@ -309,7 +321,10 @@ bool ViewProcess::takePicture(const ViewReport &report, std::size_t bytes) {
         }
     }
     _pictureDeadline = Clock::kNever;
-    ++_pictures;
+    // Loading is waited for, so it is not delayed.
+    if (++_pictures == 1 && process() > 0) {
+        makeModest(process());
+    }
     _listener.viewDrew(*this, report.index, _rects);
     return true;
 }
@@ -355,7 +370,10 @@ std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (takesTooMuchTime(now)) {
         return "takes a processor core without drawing";
     }
-    return _process.complaintAboutKernel();
+    if (keepsTooManyThreadsBusy()) {
+        return "keeps too many threads busy";
+    }
+    return _process.complaintAboutKernel(kMaxTableKilobytes);
 }
 
 /// Also lets a busy view give way. Time in which the process is stopped does not count.
@@ -370,6 +388,16 @@ bool ViewProcess::takesTooMuchTime(Clock::Nanoseconds now) {
         giveWay();
     }
     return verdict == ProcessorUse::Verdict::Excessive;
+}
+
+bool ViewProcess::keepsTooManyThreadsBusy() {
+    const unsigned busy = _isStopped ? 0 : busyThreads(process());
+    _unusualChecks = busy > kUsualBusyThreads ? _unusualChecks + 1 : 0;
+    _crowdedChecks = busy > kMaxBusyThreads ? _crowdedChecks + 1 : 0;
+    if (_crowdedChecks > 0 || (_unusualChecks >= kMaxUnusualChecks && _pictures > 0)) {
+        giveWay();
+    }
+    return _crowdedChecks >= kMaxCrowdedChecks;
 }
 
 /// From now on the view runs only when no other program wants the processor. That is for good,

@@ -65,6 +65,9 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
         /// Tests leave walls out.
         unsigned walls = Sandbox::kAllWalls;
 
+        /// As in ConfinedProcess::Start.
+        PacketSocket *connection = nullptr;
+
         /// Tests judge more processor time than was taken, to find little too much.
         double timeFactor = 1;
 
@@ -76,7 +79,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
         bool isTraced = false;
 
         ConfinedProcess::Start process() const {
-            return {bundle, isTrusted, protectionRefused, says, confined, walls};
+            return {bundle, isTrusted, protectionRefused, says, confined, walls, connection};
         }
     };
 
@@ -124,6 +127,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     void check();
     std::string complaintAt(Clock::Nanoseconds now);
     bool takesTooMuchTime(Clock::Nanoseconds now);
+    bool keepsTooManyThreadsBusy();
     void giveWay();
     void say(const std::string &line) const;
     void endWith(const std::string &reason, bool isHopeless);
@@ -161,6 +165,8 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     std::vector<bool> _isWanted;
     unsigned _answersDue = 0;
     unsigned _petalsDue = 1;
+    unsigned _unusualChecks = 0;
+    unsigned _crowdedChecks = 0;
     bool _givesWay = false;
     bool _isRunning = true;
     bool _isStopped = false;

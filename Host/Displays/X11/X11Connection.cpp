@@ -1,6 +1,7 @@
 #include "Host/Displays/X11/X11Connection.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Support/Patience.h"
 
 #include <algorithm>
 #include <bit>
@@ -61,6 +62,8 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Selection::Co
 
 static_assert(!kAtomNames.back().empty() && !kSelectionNames.back().empty());
 
+constexpr NSTimeInterval kAnswerSeconds = 5;
+
 constexpr std::uint8_t kTransparentDepth = 32;
 
 bool isOurFormat(const xcb_visualtype_t &visual) {
@@ -108,25 +111,38 @@ std::string reasonFor(int error) {
 
 } // namespace
 
+/// The library waits for the server, which may have been stopped. Asks it something, because it is
+/// expected to answer later, too.
+X11Connection::Opened X11Connection::connect() {
+    const auto opened = Patience::resultOf<Opened>(
+        [] {
+            int screen = 0;
+            const std::shared_ptr<xcb_connection_t> connection(xcb_connect(nullptr, &screen),
+                                                               xcb_disconnect);
+            const X11Reply<xcb_get_input_focus_reply_t> answer(xcb_get_input_focus_reply(
+                connection.get(), xcb_get_input_focus(connection.get()), nullptr));
+            return Opened{connection, screen};
+        },
+        kAnswerSeconds);
+    if (!opened) {
+        throw HostError(kSubject, "the server does not answer",
+                        "look whether another program can show a window");
+    }
+    return *opened;
+}
+
 X11Connection::X11Connection(DescriptorWatch &waiter, X11Listener &listener)
     : _waiter(waiter), _listener(listener) {
-    int number = 0;
-    _connection = xcb_connect(nullptr, &number);
-    try {
-        chooseScreen(number);
-    } catch (...) {
-        xcb_disconnect(_connection);
-        throw;
-    }
-    internAtoms(number);
+    const Opened opened = connect();
+    _owned = opened.connection;
+    _connection = _owned.get();
+    chooseScreen(opened.screen);
+    internAtoms(opened.screen);
     findExtensions();
     _waiter.add(*this);
 }
 
-X11Connection::~X11Connection() {
-    _waiter.remove(*this);
-    xcb_disconnect(_connection);
-}
+X11Connection::~X11Connection() { _waiter.remove(*this); }
 
 std::uint32_t X11Connection::root() const { return _screen->root; }
 

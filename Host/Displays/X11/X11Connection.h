@@ -101,7 +101,8 @@ enum class X11Selection {
 /// are ignored, because other programs' windows go at any time. Main thread.
 class X11Connection final : private DescriptorSource {
   public:
-    /// A HostError when there is no server, or none that shows 24-bit colours. Neither the waiter
+    /// A HostError when there is no server, one that does not answer within five seconds, or none
+    /// that shows 24-bit colours. Neither the waiter
     /// nor the listener is owned.
     X11Connection(DescriptorWatch &waiter, X11Listener &listener);
     ~X11Connection();
@@ -199,6 +200,13 @@ class X11Connection final : private DescriptorSource {
     std::string propertyBytes(unsigned question) const;
 
   private:
+    /// A connection that closes itself, and the number of its screen.
+    struct Opened {
+        std::shared_ptr<xcb_connection_t> connection;
+        int screen = 0;
+    };
+
+    static Opened connect();
     /// What the pixels of a window mean.
     struct Colors {
         std::uint32_t visual = 0;
@@ -221,6 +229,7 @@ class X11Connection final : private DescriptorSource {
 
     DescriptorWatch &_waiter;
     X11Listener &_listener;
+    std::shared_ptr<xcb_connection_t> _owned;
     xcb_connection_t *_connection = nullptr;
     const xcb_screen_t *_screen = nullptr;
     std::array<std::uint32_t, static_cast<std::size_t>(X11Atom::Count)> _atoms{};

@@ -1,6 +1,7 @@
 #include "Host/Displays/X11/X11Surface.h"
 
 #include <array>
+#include <exception>
 #include <unistd.h>
 #include <utility>
 #include <xcb/shape.h>
@@ -109,23 +110,35 @@ void X11Surface::map() {
 
 /// Shows in a new window what the old one showed: a wallpaper that is paused draws nothing.
 void X11Surface::showAgain() {
-    if (_shape) {
-        _shape->update(*_memory, {});
-        _presenter->setBuffers(_shape->picture());
+    if (!_shape || updateShape({})) {
+        _presenter->resume();
     }
-    _presenter->resume();
     map();
 }
 
 /// The window shows a picture of its own, so the view may draw again as soon as the server has
 /// that.
 void X11Surface::showShape(const std::vector<DeviceRect> &damage) {
+    if (updateShape(damage)) {
+        _presenter->present(damage);
+    } else {
+        _presenter->requestRelease();
+    }
+}
+
+/// False when there is no memory for a picture of its own; the window shows the last one until the
+/// view draws the next.
+bool X11Surface::updateShape(const std::vector<DeviceRect> &damage) {
     const auto before = _shape->picture();
-    _shape->update(*_memory, damage);
+    try {
+        _shape->update(*_memory, damage);
+    } catch (const std::exception &) {
+        return false;
+    }
     if (_shape->picture() != before) {
         _presenter->setBuffers(_shape->picture());
     }
-    _presenter->present(damage);
+    return true;
 }
 
 void X11Surface::setBackground(std::shared_ptr<const SharedBuffers> picture) {

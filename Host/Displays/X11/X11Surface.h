@@ -63,6 +63,7 @@ class X11Surface final : public DesktopSurface {
     void map();
     void showAgain();
     void showShape(const std::vector<DeviceRect> &damage);
+    bool updateShape(const std::vector<DeviceRect> &damage);
     void destroyWindow();
     void describe();
     void fixPlace();

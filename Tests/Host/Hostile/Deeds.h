@@ -44,9 +44,14 @@ class Victims {
     int messages() const { return _messages; }
     const std::string &queue() const { return _queue; }
 
+    /// A key in the user's ring of keys; the session has a link to that ring, as after a login.
+    int key() const { return _key; }
+    const std::string &keyName() const { return _socketName; }
+
   private:
     void listen();
     void makeSharedThings();
+    void makeKey();
 
     TemporaryFolder _folder;
     std::string _bundle;
@@ -59,6 +64,7 @@ class Victims {
     int _semaphore = -1;
     int _messages = -1;
     std::string _queue;
+    int _key = -1;
 };
 
 /// A deed of hostile code.

@@ -90,7 +90,7 @@ unsigned offered(unsigned walls) {
     static const std::vector<Sandbox::Protection> protections = Sandbox::tryOut();
     const unsigned here = (protections[1].holds ? Sandbox::kNamespaces : 0U) |
                           (protections[2].holds ? Sandbox::kFileRules : 0U) |
-                          (protections[4].holds ? Sandbox::kCallFilter : 0U);
+                          (protections[4].holds ? Sandbox::kCallFilter : 0U) | Sandbox::kLimits;
     return walls & here;
 }
 
@@ -128,15 +128,18 @@ TEST_P(HostileTest, SucceedsInNothing) {
 constexpr unsigned kNamespaces = Sandbox::kNamespaces;
 constexpr unsigned kLandlock = Sandbox::kFileRules;
 constexpr unsigned kSeccomp = Sandbox::kCallFilter;
+constexpr unsigned kLimits = Sandbox::kLimits;
 
 INSTANTIATE_TEST_SUITE_P(
     Behind, HostileTest,
     ::testing::Values(Setup{"AllWalls", Sandbox::kAllWalls},
-                      Setup{"AllButNamespaces", kLandlock | kSeccomp},
-                      Setup{"AllButLandlock", kNamespaces | kSeccomp},
-                      Setup{"AllButSeccomp", kNamespaces | kLandlock},
+                      Setup{"AllButNamespaces", kLandlock | kSeccomp | kLimits},
+                      Setup{"AllButLandlock", kNamespaces | kSeccomp | kLimits},
+                      Setup{"AllButSeccomp", kNamespaces | kLandlock | kLimits},
+                      Setup{"AllButLimits", kNamespaces | kLandlock | kSeccomp},
                       Setup{"NamespacesAlone", kNamespaces}, Setup{"LandlockAlone", kLandlock},
-                      Setup{"SeccompAlone", kSeccomp}, Setup{"FirstLandlockAlone", kLandlock, 1},
+                      Setup{"SeccompAlone", kSeccomp}, Setup{"LimitsAlone", kLimits},
+                      Setup{"FirstLandlockAlone", kLandlock, 1},
                       Setup{"FirstLandlockAndSeccomp", kLandlock | kSeccomp, 1},
                       Setup{"ThirdLandlockAlone", kLandlock, 3},
                       Setup{"FourthLandlockAlone", kLandlock, 4},

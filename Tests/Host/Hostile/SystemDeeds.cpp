@@ -7,8 +7,10 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <linux/aio_abi.h>
 #include <linux/bpf.h>
+#include <linux/keyctl.h>
 #include <linux/landlock.h>
 #include <linux/perf_event.h>
 #include <sched.h>
@@ -28,6 +30,7 @@ namespace {
 constexpr unsigned N = Lumivera::Sandbox::kNamespaces;
 constexpr unsigned L = Lumivera::Sandbox::kFileRules;
 constexpr unsigned S = Lumivera::Sandbox::kCallFilter;
+constexpr unsigned R = Lumivera::Sandbox::kLimits;
 constexpr long kHighBits = 1L << 32;
 
 /// Pages in a pipe count to nobody, and cannot be taken away.
@@ -95,11 +98,52 @@ bool sendsDescriptor(const Victims &victims) {
     return sendmsg(victims.connection(), &message, 0) > 0;
 }
 
-bool stealsKey(const Victims &) {
-    char text[256];
-    constexpr long kSearch = 6; // KEYCTL_DESCRIBE
-    constexpr long kUserKeys = -4;
-    return syscall(SYS_keyctl, kSearch, kUserKeys, text, sizeof text) > 0;
+bool findsKey(const Victims &victims) {
+    const auto holds = [&victims](int ring) {
+        return syscall(SYS_keyctl, KEYCTL_SEARCH, ring, "user", victims.keyName().c_str(), 0) > 0;
+    };
+    char text[64];
+    return holds(KEY_SPEC_SESSION_KEYRING) || holds(KEY_SPEC_USER_KEYRING) ||
+           holds(KEY_SPEC_USER_SESSION_KEYRING) ||
+           syscall(SYS_keyctl, KEYCTL_READ, victims.key(), text, sizeof text) >= 0;
+}
+
+bool describesKey(const Victims &victims) {
+    char text[64];
+    return syscall(SYS_keyctl, KEYCTL_DESCRIBE, victims.key(), text, sizeof text) > 0;
+}
+
+bool makesKey(const Victims &) {
+    return syscall(SYS_add_key, "user", "hostile", "x", 1, KEY_SPEC_PROCESS_KEYRING) > 0;
+}
+
+bool takesMemoryOf(long file) {
+    return file >= 0 && ftruncate(static_cast<int>(file), 1 << 20) == 0;
+}
+
+/// A timer has memory of the kernel; so have many.
+bool makesTimers(const Victims &) {
+    constexpr int kMany = 1000;
+    timer_t timer;
+    int count = 0;
+    while (count < kMany && timer_create(CLOCK_MONOTONIC, nullptr, &timer) == 0) {
+        ++count;
+    }
+    return count == kMany;
+}
+
+/// The limits, where the kernel offers to refuse memory that is written and run.
+unsigned limitsOfCode() {
+    constexpr int kGet = 66; // PR_GET_MDWE
+    return prctl(kGet, 0, 0, 0, 0) >= 0 ? R : 0;
+}
+
+/// Namespaces and limits, which both take the rights of root away, where this setting of the kernel
+/// asks for them. Debian's kernels do.
+unsigned whereRightsAreAskedFor(const char *setting, int from) {
+    int value = 0;
+    std::ifstream(std::string("/proc/sys/") + setting) >> value;
+    return value >= from ? N | R : 0;
 }
 
 bool makesThreadOfOtherKind(long flags) {
@@ -157,28 +201,34 @@ const std::vector<Deed> &systemDeeds() {
              return adjtimex(&change) >= 0;
          }},
         // The rest spends the kernel's memory or the machine's time, or reaches parts of the kernel
-        // that often have mistakes. Only the call filter stops it.
+        // that often have mistakes. Where only the call filter stops it, the kernel offers no other
+        // wall.
         {"pins memory in a pipe", S, pinsMemory},
         {"enlarges a pipe with high bits", S, enlargesPipe},
         {"takes the system's requests", S, takesRequests},
         {"takes memory for rules", S, addsRules},
-        {"takes memory without an address", S,
-         [](const Victims &) { return memfd_create("x", 0) >= 0; }},
-        {"takes secret memory", S,
-         [](const Victims &) { return syscall(SYS_memfd_secret, 0) >= 0; }},
-        {"locks and merges memory", S,
+        {"takes memory without an address", S | R,
+         [](const Victims &) { return takesMemoryOf(memfd_create("x", 0)); }},
+        {"takes secret memory", S | R,
+         [](const Victims &) { return takesMemoryOf(syscall(SYS_memfd_secret, 0)); }},
+        {"makes a memory file", S, [](const Victims &) { return memfd_create("x", 0) >= 0; }},
+        {"locks memory", S | R,
          [](const Victims &) {
              return mmap(nullptr, 1 << 21, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_LOCKED, -1,
-                         0) != MAP_FAILED ||
-                    madvise(mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0),
+                         0) != MAP_FAILED;
+         }},
+        {"merges memory", S,
+         [](const Victims &) {
+             return madvise(mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0),
                             4096, MADV_MERGEABLE) == 0;
          }},
-        {"makes memory that it writes and runs", S,
+        {"makes memory that it writes and runs", S | limitsOfCode(),
          [](const Victims &) {
              return mmap(nullptr, 4096, PROT_READ | PROT_WRITE | PROT_EXEC,
                          MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) != MAP_FAILED;
          }},
-        {"makes timers that signal", S,
+        {"makes a thousand timers", S | R, makesTimers},
+        {"makes a timer", S,
          [](const Victims &) {
              timer_t timer;
              return timer_create(CLOCK_MONOTONIC, nullptr, &timer) == 0;
@@ -187,12 +237,18 @@ const std::vector<Deed> &systemDeeds() {
          [](const Victims &v) { return syncfs(v.connection()) == 0 || errno == EBADF; }},
         {"changes its personality", S,
          [](const Victims &) { return personality(ADDR_NO_RANDOMIZE) >= 0; }},
-        {"loads a program into the kernel", S, loadsProgram},
-        {"measures the kernel", S, measures},
-        {"handles page faults", S,
+        {"loads a program into the kernel",
+         S | whereRightsAreAskedFor("kernel/unprivileged_bpf_disabled", 1), loadsProgram},
+        {"measures the kernel", S | whereRightsAreAskedFor("kernel/perf_event_paranoid", 2),
+         measures},
+        {"handles page faults of the kernel", N | S | R,
+         [](const Victims &) { return syscall(SYS_userfaultfd, 0) >= 0; }},
+        {"handles its own page faults", S,
          [](const Victims &) { return syscall(SYS_userfaultfd, 1) >= 0; }},
         {"makes rings", S, makesRings},
-        {"reads the user's keys", S, stealsKey},
+        {"reads a key of the user", N | S, findsKey},
+        {"learns the name of a key by its number", S, describesKey},
+        {"makes a key", S, makesKey},
         {"adds filters", S,
          [](const Victims &) {
              return syscall(SYS_seccomp, 1, 0, nullptr) < 0 && errno == EFAULT;

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <linux/keyctl.h>
 #include <mqueue.h>
 #include <stdexcept>
 #include <sys/ipc.h>
@@ -16,6 +17,7 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
@@ -63,6 +65,7 @@ Victims::Victims() {
     }
     listen();
     makeSharedThings();
+    makeKey();
     _process = beginVictim();
 }
 
@@ -78,6 +81,7 @@ Victims::~Victims() {
     semctl(_semaphore, 0, IPC_RMID);
     msgctl(_messages, IPC_RMID, nullptr);
     mq_unlink(_queue.c_str());
+    syscall(SYS_keyctl, KEYCTL_UNLINK, _key, KEY_SPEC_USER_KEYRING);
 }
 
 void Victims::listen() {
@@ -114,6 +118,14 @@ void Victims::makeSharedThings() {
     if (queue >= 0) {
         mq_close(queue);
     }
+}
+
+void Victims::makeKey() {
+    constexpr std::string_view kSecret = "secret";
+    syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr);
+    syscall(SYS_keyctl, KEYCTL_LINK, KEY_SPEC_USER_KEYRING, KEY_SPEC_SESSION_KEYRING);
+    _key = static_cast<int>(syscall(SYS_add_key, "user", keyName().c_str(), kSecret.data(),
+                                    kSecret.size(), KEY_SPEC_USER_KEYRING));
 }
 
 bool Victims::wasSent(int signal) const {

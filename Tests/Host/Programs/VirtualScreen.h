@@ -36,6 +36,9 @@ class VirtualScreen {
     /// Empty when the server could not be started.
     const std::string &name() const { return _name; }
 
+    /// The server's process.
+    pid_t server() const { return _server; }
+
     /// Runs a command that uses the screen; its output.
     std::string run(const std::string &command) const;
 

@@ -193,9 +193,9 @@ void multiply() {
 }
 
 /// Maps single pages far apart, each of which takes the kernel two more pages for tables.
-void scatter() {
+void scatter(std::uintptr_t count) {
     constexpr std::uintptr_t kDistance = std::uintptr_t{1} << 30;
-    for (std::uintptr_t i = 0; i < 10'000; ++i) {
+    for (std::uintptr_t i = 0; i < count; ++i) {
         void *const wanted = reinterpret_cast<void *>((i + 1'000) * kDistance);
         void *const page =
             mmap(wanted, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -205,14 +205,78 @@ void scatter() {
     }
 }
 
+/// More than there are processors, and than a user has programs.
+void crowd() {
+    constexpr int kThreads = 60;
+    for (int i = 0; i < kThreads; ++i) {
+        std::thread(loop).detach();
+    }
+}
+
+/// Keeps the memory busy rather than the processors.
+void copy() {
+    for (int i = 0; i < 4; ++i) {
+        std::thread([] {
+            std::vector<char> from(std::size_t{32} << 20), to(from.size());
+            for (;;) {
+                std::memcpy(to.data(), from.data(), from.size());
+                std::memcpy(from.data(), to.data(), from.size());
+            }
+        }).detach();
+    }
+}
+
+/// Tries to start processes all the time, each of which the host is told of.
+void breed() {
+    for (int i = 0; i < 8; ++i) {
+        std::thread([] {
+            for (;;) {
+                fork();
+            }
+        }).detach();
+    }
+}
+
+/// Takes as much memory of the kernel as it can: threads, pipes with something in them, single
+/// mappings, and tables for mappings that lie far apart.
+void hoard() {
+    constexpr std::size_t kMappings = 60'000;
+    constexpr std::uintptr_t kScattered = 500;
+    multiply();
+    int ends[2];
+    while (pipe2(ends, O_NONBLOCK) == 0) {
+        const std::array<char, 4096> page{};
+        while (write(ends[1], page.data(), page.size()) > 0) {
+        }
+    }
+    for (std::size_t i = 0; i < kMappings; ++i) {
+        mmap(nullptr, 4096, i % 2 ? PROT_READ : PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    }
+    scatter(kScattered);
+}
+
 void misbehave(const std::string &moment) {
-    static const std::map<std::string, void (*)()> deeds = {
-        {"crash", crash},          {"loop", loop},        {"allocate", allocate},
-        {"exit", leave},           {"print", print},      {"reach-out", reachOut},
-        {"throw", raiseException}, {"wait", waitForEver}, {"flood", flood},
-        {"intrude", intrude},      {"be-busy", beBusy},   {"multiply", multiply},
-        {"complain", complain},    {"move", move},        {"scatter", scatter},
-        {"trace", trace},          {"sing", sing}};
+    static const std::map<std::string, void (*)()> deeds = {{"crash", crash},
+                                                            {"loop", loop},
+                                                            {"allocate", allocate},
+                                                            {"exit", leave},
+                                                            {"print", print},
+                                                            {"reach-out", reachOut},
+                                                            {"throw", raiseException},
+                                                            {"wait", waitForEver},
+                                                            {"flood", flood},
+                                                            {"intrude", intrude},
+                                                            {"be-busy", beBusy},
+                                                            {"multiply", multiply},
+                                                            {"complain", complain},
+                                                            {"move", move},
+                                                            {"scatter", [] { scatter(10'000); }},
+                                                            {"trace", trace},
+                                                            {"sing", sing},
+                                                            {"crowd", crowd},
+                                                            {"copy", copy},
+                                                            {"breed", breed},
+                                                            {"hoard", hoard}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {

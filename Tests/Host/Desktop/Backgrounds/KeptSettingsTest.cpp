@@ -1,6 +1,8 @@
 #include "Host/Desktop/Backgrounds/KeptSettings.h"
+#include "Host/Desktop/Backgrounds/StateFolder.h"
 #include "Host/Support/HostError.h"
 #include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Host/Support/DeadFileSystem.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -103,6 +105,22 @@ TEST(KeptSettings, TellOurValuesFromTheUsers) {
     EXPECT_FALSE(shown.isOurs(std::nullopt));
     const KeptSetting unset{std::nullopt, std::nullopt, "new"};
     EXPECT_TRUE(unset.isOurs(std::nullopt));
+}
+
+TEST(KeptSettings, AreNotWaitedForOnAFileSystemThatDoesNotAnswer) {
+    TemporaryFolder folderOfTest;
+    const DeadFileSystem dead(folderOfTest.makeFolder("dead"));
+    if (!dead.problem().empty()) {
+        GTEST_SKIP() << dead.problem();
+    }
+    KeptSettings settings(dead.pathOf("kept"));
+    EXPECT_THROW(settings.load(), HostError);
+    EXPECT_TRUE(settings.isSaved()) << "nobody knows";
+    settings.entries()["a"] = {};
+    EXPECT_THROW(settings.save(), HostError);
+    StateFolder folder(dead.pathOf("state"));
+    EXPECT_THROW(folder.take(), HostError);
+    EXPECT_FALSE(folder.exists());
 }
 
 } // namespace

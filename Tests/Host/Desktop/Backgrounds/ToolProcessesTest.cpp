@@ -1,5 +1,7 @@
 #include "Host/Desktop/Backgrounds/ToolProcesses.h"
+#include "Tests/Host/Support/ProcessHolder.h"
 #include "Tests/Host/Support/RealTimeLoop.h"
+#include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
@@ -26,6 +28,7 @@ class ToolProcessesTest : public ::testing::Test {
         return serveUntil([&] { return _outputs.size() == count; });
     }
 
+    TemporaryFolder _folder;
     DescriptorWaiter _waiter;
     std::vector<std::string> _outputs;
     std::vector<std::string> _problems;
@@ -111,6 +114,24 @@ TEST_F(ToolProcessesTest, FinishNoLaterThanTheLimit) {
     run(tools, {"echo", "3"});
     ASSERT_TRUE(serveUntilEnded(1));
     EXPECT_THAT(_outputs, ElementsAre("3\n"));
+}
+
+TEST_F(ToolProcessesTest, DoNotWaitForAToolThatCannotEnd) {
+    constexpr double kSoon = 1;
+    ToolProcesses tools(_waiter, kSoon);
+    const std::string path = _folder.pathOf("process");
+    run(tools, {"sh", "-c", "echo $$ > " + path + "; exec sleep 1000"});
+    int process = 0;
+    ASSERT_TRUE(serveUntil([&] { return std::ifstream(path) >> process && process > 0; }));
+    const ProcessHolder holder(process);
+    if (!holder.holds()) {
+        GTEST_SKIP() << "no process may trace another here";
+    }
+    run(tools, {"echo", "2"});
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(serveUntilEnded(2));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_EQ(_outputs[1], "2\n");
 }
 
 TEST_F(ToolProcessesTest, KillTheToolThatRunsWhenTheyEnd) {

@@ -19,6 +19,8 @@
 #include <fstream>
 #include <optional>
 #include <sched.h>
+#include <string>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -415,6 +417,29 @@ TEST_F(ViewProcessTest, IsEndedWhenItTakesTimeWithoutDrawing) {
     ASSERT_TRUE(hasEnded());
     EXPECT_THAT(*_reason, HasSubstr("takes a processor core without drawing"));
     EXPECT_THAT(_lines, ElementsAre(HasSubstr("takes much processor time")));
+}
+
+TEST_F(ViewProcessTest, IsEndedWhenItKeepsManyThreadsBusy) {
+    beginHostile("crowd-in-first");
+    EXPECT_TRUE(hasEnded());
+    EXPECT_EQ(_reason, "keeps too many threads busy");
+    EXPECT_THAT(_lines, Contains(HasSubstr("gives way to all other programs")));
+}
+
+TEST_F(ViewProcessTest, GivesWayWhenItKeepsSomeThreadsBusy) {
+    beginHostile("copy-in-first");
+    EXPECT_TRUE(serveUntil([&] { return _reason || !_lines.empty(); }));
+    EXPECT_THAT(_lines, Contains(HasSubstr("gives way to all other programs")));
+}
+
+TEST_F(ViewProcessTest, TakesLittleOfABusyProcessorWithAllItsThreads) {
+    begin(shippedBundle("Lumivera.bundle"));
+    ASSERT_TRUE(hasDrawn(2));
+    for (const auto &thread : std::filesystem::directory_iterator(
+             "/proc/" + std::to_string(_view->process()) + "/task")) {
+        const auto number = std::stoul(thread.path().filename());
+        EXPECT_EQ(getpriority(PRIO_PROCESS, static_cast<id_t>(number)), 12);
+    }
 }
 
 TEST_F(ViewProcessTest, NamesEachRefusedSystemCallOnce) {

@@ -4,6 +4,7 @@
 #include "Tests/Host/Displays/X11/X11DesktopTest.h"
 #include "Tests/Host/Support/RealTimeLoop.h"
 
+#include <sys/resource.h>
 #include <xcb/xcb.h>
 
 using namespace Lumivera;
@@ -152,6 +153,24 @@ TEST_F(X11SurfaceTest, BlendsPetalsWithTheBackgroundThatItIsGiven) {
     showPetals();
     expectPetalsOverIcons();
     EXPECT_TRUE(isPixel(420, 220, 0xff902030));
+}
+
+/// As where all descriptors are in use.
+TEST_F(X11SurfaceTest, LetsPetalsGoOnWhenThereIsNoMemoryForThem) {
+    begin(false);
+    openIcons();
+    openDesktop();
+    owner().giveMemory();
+    ASSERT_TRUE(served([this] { return owner().wanted.has_value(); }));
+    rlimit usual{};
+    getrlimit(RLIMIT_NOFILE, &usual);
+    const rlimit none{0, usual.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_NO_THROW(owner().showAll(1));
+    setrlimit(RLIMIT_NOFILE, &usual);
+    ASSERT_TRUE(served([this] { return owner().wanted.has_value(); })) << "the view may draw again";
+    showPetals();
+    expectPetalsOverIcons();
 }
 
 /// The server calls a window hidden that has no pixels of its own beneath another.
