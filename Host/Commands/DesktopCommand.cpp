@@ -9,8 +9,10 @@
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Isolation/ViewScopes.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
+#include "Host/Displays/Shared/SharedDesktop.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/ListeningSocket.h"
 #include "Host/Support/Printing.h"
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
@@ -267,12 +269,18 @@ void DesktopCommand::run() {
     DesktopHost::Options options = hostOptions();
     options.makeView =
         viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
-    const auto desktop = openDesktop(waiter, desktopOptions(configuration));
+    SharedDesktop desktop(waiter, openDesktop(waiter, desktopOptions(configuration)));
     DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), printError);
     showBackgroundsBy(backgrounds, options);
     SessionWatch session(waiter);
-    DesktopHost host(*desktop, options, configuration);
-    const ControlServer control(waiter, host, desktop->name(), controlFolder());
+    DesktopHost host(desktop, options, configuration);
+    const std::string folder = controlFolder();
+    const ControlServer control(waiter, host, desktop.name(), folder);
+    const ListeningSocket viewers(waiter, ListeningSocket::Kind::Packets,
+                                  ControlPlace::pictureSocketIn(folder),
+                                  [&desktop](int viewer, bool isOfUser) {
+                                      isOfUser ? desktop.welcome(viewer) : void(close(viewer));
+                                  });
     const Surroundings surroundings(host, file, session);
     backgrounds.giveBackLeftOver();
     std::optional<EnterKey> enterKey;
@@ -288,7 +296,7 @@ void DesktopCommand::run() {
     NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
     backgrounds.giveBack();
     if (!host.lossReason().empty()) {
-        throw HostError(desktop->name(), host.lossReason());
+        throw HostError(desktop.name(), host.lossReason());
     }
 }
 

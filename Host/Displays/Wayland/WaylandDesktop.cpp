@@ -6,7 +6,9 @@
 #include "Host/Displays/Wayland/WaylandOutput.h"
 #include "Host/Displays/Wayland/WaylandSurface.h"
 
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <set>
 
 namespace Lumivera {
@@ -75,6 +77,17 @@ Finding layerShell(const Offers &offers) {
             "use a desktop that has it (Sway, Hyprland, KDE, Phosh and others), or an X11 session"};
 }
 
+/// Plasma has its icons, its menu and its widgets in one window, which ours hides.
+std::vector<Finding> icons(const Offers &offers) {
+    if (!offers.has("org_kde_plasma_shell")) {
+        return {};
+    }
+    return {{"icons", Level::Lacking,
+             "the wallpaper hides Plasma's icons, widgets and desktop menu",
+             "install lumivera-plasma and choose Lumivera in the desktop's wallpaper settings: "
+             "Plasma shows it behind them then"}};
+}
+
 Finding scales(const Offers &offers) {
     if (offers.has("wp_fractional_scale_manager_v1") && offers.has("wp_viewporter")) {
         return {"fractional scale", Level::Good, "pictures are sharp at every scale", ""};
@@ -102,6 +115,7 @@ DesktopSurvey surveyWayland() {
     DesktopSurvey survey;
     survey.system = "Wayland";
     survey.findings = {layerShell(offers), scales(offers), covers(offers)};
+    std::ranges::move(icons(offers), std::back_inserter(survey.findings));
     for (const auto &output : offers.outputs) {
         const CGFloat density = static_cast<CGFloat>(output->scale()) / WaylandOutput::kScaleParts;
         const WaylandSize size = output->size();
