@@ -43,6 +43,7 @@ ListeningSocket::ListeningSocket(DescriptorWatch &watch, Kind kind, std::string 
                                  Accepted accepted)
     : _watch(watch), _path(std::move(path)), _accepted(std::move(accepted)),
       _rest([] {}) { // awaitedEvents() accepts again when this is over
+    addressOf(_path); // refuses a long path before there is anything to close
     const int type = kind == Kind::Stream ? SOCK_STREAM : SOCK_SEQPACKET;
     unlink(_path.c_str());
     _descriptor = socket(AF_UNIX, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
