@@ -13,7 +13,8 @@ Rectangle {
 
         anchors.fill: parent
         output: Screen.name
-        pointScale: PlasmaCore.Units.devicePixelRatio
+        // Plasma takes it from the fonts' resolution, which is seldom exactly a quarter's multiple.
+        pointScale: Math.max(1, Math.round(PlasmaCore.Units.devicePixelRatio * 4) / 4)
         cover: windows.cover
         onShown: root.sendSettings()
     }
