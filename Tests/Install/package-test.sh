@@ -25,6 +25,21 @@ for file in bin/lumivera lib/libLumiveraPlatform.so lib/libLumiveraWallpaperKit.
     share/man/man1/lumivera.1 share/lumivera/wallpapers/Lumivera.bundle/description.plist; do
     [[ -s $usr/$file ]] || { echo "the package has no $file"; exit 1; }
 done
+! find "$usr" | grep -q plasma || { echo "the package has parts of another one"; exit 1; }
+
+# The plug-in for Plasma is built where Qt is installed.
+plasma=("$folder"/lumivera-plasma_*.deb)
+if [[ -f ${plasma[0]} ]]; then
+    needed=$(dpkg-deb -f "${plasma[0]}" Depends)
+    for library in lumivera libqt5quick5; do
+        [[ $needed == *$library* ]] || { echo "the plug-in does not need $library: $needed"; exit 1; }
+    done
+    for file in share/plasma/wallpapers/org.lumivera.wallpaper/contents/ui/main.qml \
+        liblumiveraplasma.so org/lumivera/plasma/qmldir; do
+        dpkg-deb -c "${plasma[0]}" | grep -q "/$file$" ||
+            { echo "the plug-in's package has no $file"; exit 1; }
+    done
+fi
 owners=$(dpkg-deb -c "${packages[0]}" | awk '{ print $2 }' | sort -u)
 [[ $owners == root/root ]] || { echo "the package's files belong to $owners"; exit 1; }
 grep -q '^Exec=lumivera run$' "$usr/share/applications/lumivera.desktop"

@@ -1,0 +1,200 @@
+#include "Tests/Host/Desktops/RealDesktopTest.h"
+
+#include "Tests/Host/Programs/VirtualScreen.h"
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+#include <utility>
+
+// Plasma shows the wallpaper itself, with Lumivera's plug-in, on X11 and on Wayland.
+
+using nlohmann::json;
+
+namespace {
+
+constexpr const char *kPlugin = "org.lumivera.wallpaper";
+
+bool rests(const json &output) { return !output["pauseReasons"].empty(); }
+bool runs(const json &output) { return output["pauseReasons"].empty(); }
+
+class PlasmaViewerTest : public RealDesktopTest {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    bool isOnWayland() const { return GetParam().name == "PlasmaOnWayland"; }
+
+    /// What Plasma prints when it runs a script for each of its desktops, `d`.
+    std::string evaluate(const std::string &script);
+    void choosePlugin() { evaluate("d.wallpaperPlugin = '" + std::string(kPlugin) + "';"); }
+
+    /// Starts the wallpaper and waits until Plasma shows it.
+    void startShown();
+
+    /// Whether nothing moves in that area, and it is of one colour mostly.
+    bool isCoveredByMenu(const ScreenRect &area);
+
+    /// Opens a terminal of the desktop's own window system with this option.
+    void openTerminal(const std::string &option);
+    void closeTerminal();
+
+  private:
+    pid_t _terminal = -1;
+};
+
+void PlasmaViewerTest::SetUp() {
+    RealDesktopTest::SetUp();
+    if (HasFatalFailure() || IsSkipped()) {
+        return;
+    }
+    if (!std::filesystem::exists(desktop().folder() + "/prefix/share/plasma/wallpapers/" +
+                                 kPlugin)) {
+        GTEST_SKIP() << "needs the plug-in for Plasma, which is not installed";
+    }
+    choosePlugin();
+}
+
+void PlasmaViewerTest::TearDown() {
+    closeTerminal();
+    RealDesktopTest::TearDown();
+}
+
+std::string PlasmaViewerTest::evaluate(const std::string &script) {
+    const auto answer = desktop().session().run(
+        {"gdbus", "call", "--session", "--dest", "org.kde.plasmashell", "--object-path",
+         "/PlasmaShell", "--method", "org.kde.PlasmaShell.evaluateScript",
+         "for (const d of desktops()) { " + script + " }"});
+    EXPECT_EQ(answer.status, 0) << answer.output;
+    return answer.output;
+}
+
+void PlasmaViewerTest::startShown() {
+    startWallpaper();
+    ASSERT_TRUE(outputBecomes([](const json &output) {
+        const std::string words = output["layerWords"];
+        return words.find("by the desktop itself") != std::string::npos && output["frames"] > 3;
+    }));
+}
+
+bool PlasmaViewerTest::isCoveredByMenu(const ScreenRect &area) {
+    return eventually(
+        [&] {
+            const ScreenPicture before = screen().picture();
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            const ScreenPicture picture = screen().picture();
+            const std::uint32_t colour = picture.at(area.right() - 1, area.y + 2);
+            return picture.sharedWith(before, area) > 0.9999 && picture.shareOf(colour, area) > 0.5;
+        },
+        patience());
+}
+
+void PlasmaViewerTest::openTerminal(const std::string &option) {
+    _terminal = isOnWayland() ? desktop().start({"foot", "-" + option})
+                              : desktop().start({"xterm", option});
+}
+
+void PlasmaViewerTest::closeTerminal() {
+    if (_terminal > 0) {
+        desktop().session().signal(std::exchange(_terminal, -1), SIGTERM);
+    }
+}
+
+TEST_P(PlasmaViewerTest, ShowsTheWallpaperBehindTheIcons) {
+    startShown();
+    EXPECT_TRUE(showsPetals());
+    EXPECT_TRUE(showsBackground());
+    EXPECT_TRUE(showsIcons());
+    EXPECT_EQ(outputs().size(), 1U);
+    EXPECT_NE(evaluate("print(d.wallpaperPlugin);").find(kPlugin), std::string::npos)
+        << "the host must not choose another one";
+    photograph("running");
+}
+
+TEST_P(PlasmaViewerTest, LeavesTheMenuToARightClick) {
+    startShown();
+    ASSERT_TRUE(showsPetals());
+    const ScreenPoint place{400, 250};
+    const ScreenRect menu{place.x + 20, place.y + 10, 160, 180};
+    screen().click(place, 3);
+    EXPECT_TRUE(isCoveredByMenu(menu));
+    photograph("menu");
+    screen().pressEscape();
+    EXPECT_TRUE(showsPetals(menu));
+    EXPECT_EQ(taps(), 0);
+}
+
+TEST_P(PlasmaViewerTest, HearsAClickBesideTheIcons) {
+    startShown();
+    screen().click(desktop().emptyPlace());
+    EXPECT_TRUE(eventually([&] { return taps() == 1; }, 20));
+    photograph("tapped");
+}
+
+TEST_P(PlasmaViewerTest, RestsUnderAMaximizedWindow) {
+    startShown();
+    openTerminal("-maximized");
+    ASSERT_TRUE(outputBecomes(rests));
+    EXPECT_TRUE(usesNoProcessor());
+    photograph("maximized");
+    closeTerminal();
+    ASSERT_TRUE(outputBecomes(runs));
+    EXPECT_TRUE(showsPetals());
+}
+
+TEST_P(PlasmaViewerTest, RestsUnderAFullScreenWindow) {
+    startShown();
+    openTerminal("-fullscreen");
+    ASSERT_TRUE(outputBecomes(rests));
+    EXPECT_TRUE(usesNoProcessor());
+    photograph("full-screen");
+    closeTerminal();
+    ASSERT_TRUE(outputBecomes(runs));
+    EXPECT_TRUE(showsPetals());
+}
+
+TEST_P(PlasmaViewerTest, KeepsItsPictureWhileTheHostIsAway) {
+    startShown();
+    ASSERT_TRUE(showsBackground());
+    killWallpaper();
+    EXPECT_TRUE(desktop().comesToRest());
+    EXPECT_TRUE(showsBackground());
+    EXPECT_TRUE(showsIcons());
+    photograph("away");
+    startShown();
+    EXPECT_TRUE(showsPetals());
+}
+
+TEST_P(PlasmaViewerTest, ComesBackWithPlasma) {
+    startShown();
+    ASSERT_TRUE(restartFileManager());
+    EXPECT_TRUE(outputBecomes([](const json &output) {
+        const std::string words = output["layerWords"];
+        return words.find("by the desktop itself") != std::string::npos && output["frames"] > 3;
+    }));
+    EXPECT_TRUE(showsIcons());
+    EXPECT_TRUE(showsPetals());
+    photograph("restarted");
+}
+
+TEST_P(PlasmaViewerTest, SendsTheSettingsOfItsPage) {
+    const auto setPetals = [this](int petals) {
+        evaluate("d.wallpaperPlugin = 'org.kde.color';"
+                 "d.currentConfigGroup = ['Wallpaper', '" +
+                 std::string(kPlugin) + "', 'General'];" + "d.writeConfig('Petals', " +
+                 std::to_string(petals) + ");");
+        choosePlugin();
+    };
+    startShown();
+    setPetals(7);
+    EXPECT_TRUE(outputBecomes([](const json &output) { return output.value("petals", 0) == 7; }));
+    setPetals(-1);
+}
+
+INSTANTIATE_TEST_SUITE_P(PlasmaOnX11, PlasmaViewerTest,
+                         ::testing::Values(desktopKind("PlasmaOnX11")));
+INSTANTIATE_TEST_SUITE_P(PlasmaOnWayland, PlasmaViewerTest,
+                         ::testing::Values(desktopKind("PlasmaOnWayland")));
+
+} // namespace
