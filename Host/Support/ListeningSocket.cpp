@@ -42,7 +42,7 @@ bool isOfUser(int descriptor) {
 ListeningSocket::ListeningSocket(DescriptorWatch &watch, Kind kind, std::string path,
                                  Accepted accepted)
     : _watch(watch), _path(std::move(path)), _accepted(std::move(accepted)),
-      _rest([] {}) { // awaitedEvents() accepts again when this is over
+      _rest([] {}) {  // awaitedEvents() accepts again when this is over
     addressOf(_path); // refuses a long path before there is anything to close
     const int type = kind == Kind::Stream ? SOCK_STREAM : SOCK_SEQPACKET;
     unlink(_path.c_str());

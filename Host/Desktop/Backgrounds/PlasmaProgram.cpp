@@ -10,8 +10,10 @@ namespace {
 using JSON = nlohmann::json;
 
 constexpr const char *kImagePlugin = "org.kde.image";
-/// Ours shows the host's pictures itself.
+
+/// Shows the host's pictures itself, and so stays.
 constexpr const char *kOurPlugin = "org.lumivera.wallpaper";
+
 constexpr const char *kStretched = "0";
 
 constexpr const char *kPlugin = "/plugin";
