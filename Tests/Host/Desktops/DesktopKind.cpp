@@ -218,10 +218,10 @@ done
 }
 
 /// Where Plasma finds Lumivera's plug-in.
-constexpr const char *kWithPlugin = R"(
+constexpr const char *kWithPlugin = R"sh(
 prefix=$(dirname "$(dirname "$(command -v lumivera)")")
 export QML2_IMPORT_PATH=$(echo "$prefix"/lib/*/qt5/qml) XDG_DATA_DIRS=$prefix/share:$XDG_DATA_DIRS
-)";
+)sh";
 
 DesktopKind plasmaOnX11() {
     DesktopKind kind = plasma();
@@ -241,7 +241,7 @@ DesktopKind plasmaOnWayland() {
     kind.programs.insert(kind.programs.end(), {"kwin_wayland", "foot", "xprop"});
     kind.environment.insert(kind.environment.end(),
                             {"XDG_SESSION_TYPE=wayland", "WAYLAND_DISPLAY=wayland-test"});
-    kind.session = kWithPlugin + std::string(R"(
+    kind.session = kWithPlugin + std::string(R"sh(
 kded5 &
 cp "$(command -v kwin_wayland)" "$HOME/bin/compositor"
 env -u WAYLAND_DISPLAY compositor --socket wayland-test --x11-display "$DISPLAY" \
@@ -253,7 +253,7 @@ xprop -root -f _NET_WORKAREA 32c -set _NET_WORKAREA "0, 0, 1280, 756"
 xprop -root -f _NET_SUPPORTING_WM_CHECK 32x -set _NET_SUPPORTING_WM_CHECK 0x1
 QT_QPA_PLATFORM=wayland plasmashell --no-respawn &
 wait
-)");
+)sh");
     kind.restart = kWithPlugin + std::string("export QT_QPA_PLATFORM=wayland\n") + kind.restart;
     return kind;
 }
@@ -279,8 +279,8 @@ mkdir -p "$HOME/.config/i3"
 sed 's/^exec.*//' /etc/i3/config >"$HOME/.config/i3/config"
 )");
     kind.switchWorkspace = "i3-msg workspace number $(($1 + 1))";
-kind.hasMenu = false;
-return kind;
+    kind.hasMenu = false;
+    return kind;
 }
 
 DesktopKind bspwm() {
