@@ -73,9 +73,7 @@ SurfaceVisibility SharedSurface::visibility() const {
     return told == SurfaceVisibility::Visible && _isStalled ? SurfaceVisibility::Covered : told;
 }
 
-SurfaceLayer SharedSurface::layer() const {
-    return {"behind", "", "shown by the desktop itself, behind its icons", ""};
-}
+SurfaceLayer SharedSurface::layer() const { return {"behind", "", kWords, ""}; }
 
 void SharedSurface::setBuffers(std::shared_ptr<SharedBuffers> memory) {
     _memory = std::move(memory);

@@ -53,6 +53,15 @@ class SharedSurface final : public DesktopSurface, private DescriptorSource {
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
 
+    /// The words of layer().
+    static constexpr const char *kWords = "shown by the desktop itself, behind its icons";
+
+    /// How a user gets there on Plasma, the class of whose windows is kPlasma.
+    static constexpr const char *kPlasma = "plasmashell";
+    static constexpr const char *kWayOnPlasma =
+        "install lumivera-plasma and choose Lumivera in the desktop's wallpaper settings: then "
+        "Plasma shows all of it behind its icons";
+
     /// A viewer that sends more messages in a second is left.
     static constexpr unsigned kMaxMessagesASecond = 2000;
 

@@ -3,6 +3,7 @@
 
 #include "Host/Displays/Wayland/WaylandDesktop.h"
 
+#include "Host/Displays/Shared/SharedSurface.h"
 #include "Host/Displays/Wayland/WaylandOutput.h"
 #include "Host/Displays/Wayland/WaylandSurface.h"
 
@@ -84,8 +85,7 @@ std::vector<Finding> icons(const Offers &offers) {
     }
     return {{"icons", Level::Lacking,
              "the wallpaper hides Plasma's icons, widgets and desktop menu",
-             "install lumivera-plasma and choose Lumivera in the desktop's wallpaper settings: "
-             "Plasma shows it behind them then"}};
+             SharedSurface::kWayOnPlasma}};
 }
 
 Finding scales(const Offers &offers) {

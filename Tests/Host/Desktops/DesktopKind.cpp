@@ -226,7 +226,6 @@ export QML2_IMPORT_PATH=$(echo "$prefix"/lib/*/qt5/qml) XDG_DATA_DIRS=$prefix/sh
 DesktopKind plasmaOnX11() {
     DesktopKind kind = plasma();
     kind.name = "PlasmaOnX11";
-    kind.programs.push_back("xterm");
     kind.session = kWithPlugin + kind.session;
     kind.restart = kWithPlugin + kind.restart;
     return kind;
@@ -238,20 +237,21 @@ DesktopKind plasmaOnX11() {
 DesktopKind plasmaOnWayland() {
     DesktopKind kind = plasma();
     kind.name = "PlasmaOnWayland";
-    kind.programs.insert(kind.programs.end(), {"kwin_wayland", "foot", "xprop"});
+    kind.programs.insert(kind.programs.end(), {"kwin_wayland", "gjs", "xprop"});
     kind.environment.insert(kind.environment.end(),
                             {"XDG_SESSION_TYPE=wayland", "WAYLAND_DISPLAY=wayland-test"});
     kind.session = kWithPlugin + std::string(R"sh(
-kded5 &
-cp "$(command -v kwin_wayland)" "$HOME/bin/compositor"
-env -u WAYLAND_DISPLAY compositor --socket wayland-test --x11-display "$DISPLAY" \
+cp "$(command -v kwin_wayland)" "$HOME/bin/kwin_wayland"
+env -u WAYLAND_DISPLAY "$HOME/bin/kwin_wayland" --socket wayland-test --x11-display "$DISPLAY" \
     --width 1280 --height 800 &
 until [ -S "$XDG_RUNTIME_DIR/wayland-test" ]; do
     sleep 0.2
 done
 xprop -root -f _NET_WORKAREA 32c -set _NET_WORKAREA "0, 0, 1280, 756"
 xprop -root -f _NET_SUPPORTING_WM_CHECK 32x -set _NET_SUPPORTING_WM_CHECK 0x1
-QT_QPA_PLATFORM=wayland plasmashell --no-respawn &
+export QT_QPA_PLATFORM=wayland
+kded5 &
+plasmashell --no-respawn &
 wait
 )sh");
     kind.restart = kWithPlugin + std::string("export QT_QPA_PLATFORM=wayland\n") + kind.restart;

@@ -16,6 +16,17 @@ namespace {
 
 constexpr const char *kPlugin = "org.lumivera.wallpaper";
 
+/// A window of a Wayland program.
+constexpr const char *kWindow = R"(
+imports.gi.versions.Gtk = '3.0';
+const {Gtk} = imports.gi;
+Gtk.init(null);
+const window = new Gtk.Window({title: 'Large'});
+ARGV[0] === 'maximized' ? window.maximize() : window.fullscreen();
+window.show_all();
+Gtk.main();
+)";
+
 bool rests(const json &output) { return !output["pauseReasons"].empty(); }
 bool runs(const json &output) { return output["pauseReasons"].empty(); }
 
@@ -36,12 +47,13 @@ class PlasmaViewerTest : public RealDesktopTest {
     /// Whether nothing moves in that area, and it is of one colour mostly.
     bool isCoveredByMenu(const ScreenRect &area);
 
-    /// Opens a terminal of the desktop's own window system with this option.
-    void openTerminal(const std::string &option);
-    void closeTerminal();
+    /// Opens a window of the desktop's own window system, which is "maximized" or "fullscreen".
+    void openLarge(const std::string &state);
+    void closeLarge();
 
   private:
-    pid_t _terminal = -1;
+    pid_t _program = -1;
+    DesktopScreen::Window _window = 0;
 };
 
 void PlasmaViewerTest::SetUp() {
@@ -57,7 +69,7 @@ void PlasmaViewerTest::SetUp() {
 }
 
 void PlasmaViewerTest::TearDown() {
-    closeTerminal();
+    closeLarge();
     RealDesktopTest::TearDown();
 }
 
@@ -90,14 +102,21 @@ bool PlasmaViewerTest::isCoveredByMenu(const ScreenRect &area) {
         patience());
 }
 
-void PlasmaViewerTest::openTerminal(const std::string &option) {
-    _terminal = isOnWayland() ? desktop().start({"foot", "-" + option})
-                              : desktop().start({"xterm", option});
+void PlasmaViewerTest::openLarge(const std::string &state) {
+    if (isOnWayland()) {
+        _program = desktop().start({"env", "GDK_BACKEND=wayland", "gjs", "-c", kWindow, state});
+        return;
+    }
+    _window = openWindow();
+    state == "maximized" ? maximize(_window) : makeFullScreen(_window);
 }
 
-void PlasmaViewerTest::closeTerminal() {
-    if (_terminal > 0) {
-        desktop().session().signal(std::exchange(_terminal, -1), SIGTERM);
+void PlasmaViewerTest::closeLarge() {
+    if (_program > 0) {
+        desktop().session().signal(std::exchange(_program, -1), SIGTERM);
+    }
+    if (_window != 0) {
+        screen().closeWindow(std::exchange(_window, 0));
     }
 }
 
@@ -134,22 +153,22 @@ TEST_P(PlasmaViewerTest, HearsAClickBesideTheIcons) {
 
 TEST_P(PlasmaViewerTest, RestsUnderAMaximizedWindow) {
     startShown();
-    openTerminal("-maximized");
+    openLarge("maximized");
     ASSERT_TRUE(outputBecomes(rests));
     EXPECT_TRUE(usesNoProcessor());
     photograph("maximized");
-    closeTerminal();
+    closeLarge();
     ASSERT_TRUE(outputBecomes(runs));
     EXPECT_TRUE(showsPetals());
 }
 
 TEST_P(PlasmaViewerTest, RestsUnderAFullScreenWindow) {
     startShown();
-    openTerminal("-fullscreen");
+    openLarge("fullscreen");
     ASSERT_TRUE(outputBecomes(rests));
     EXPECT_TRUE(usesNoProcessor());
     photograph("full-screen");
-    closeTerminal();
+    closeLarge();
     ASSERT_TRUE(outputBecomes(runs));
     EXPECT_TRUE(showsPetals());
 }

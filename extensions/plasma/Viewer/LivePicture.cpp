@@ -113,7 +113,12 @@ void LivePicture::itemChange(ItemChange change, const ItemChangeData &value) {
             _watched->installEventFilter(this);
         }
     }
-    if (change == ItemSceneChange || change == ItemDevicePixelRatioHasChanged) {
+    const bool isAway = (change == ItemSceneChange && !value.window) ||
+                        (change == ItemVisibleHasChanged && !value.boolValue);
+    if (isAway) {
+        disconnectNow();
+    } else if (change == ItemSceneChange || change == ItemVisibleHasChanged ||
+               change == ItemDevicePixelRatioHasChanged) {
         describeSoon();
     }
     QQuickItem::itemChange(change, value);
@@ -175,12 +180,18 @@ PictureMessage::Output LivePicture::description() const {
     return output;
 }
 
+/// An activity that is not the current one has items, too, which must leave the output to others.
+bool LivePicture::canShow(const PictureMessage::Output &output) const {
+    return window() && isVisible() && !output.name.empty() &&
+           PictureMessage::isSize(output.width, output.height);
+}
+
 void LivePicture::describeSoon() { _describe.start(); }
 
 /// Without a size there is nothing to say; the next one leads here again.
 void LivePicture::describe() {
     const PictureMessage::Output output = description();
-    if (!window() || output.name.empty() || !PictureMessage::isSize(output.width, output.height)) {
+    if (!canShow(output)) {
         return;
     }
     if (!_viewer) {
@@ -210,16 +221,13 @@ void LivePicture::watchFolder() {
 
 void LivePicture::connectNow() {
     const PictureMessage::Output output = description();
-    if (_viewer || !window() || output.name.empty() ||
-        !PictureMessage::isSize(output.width, output.height)) {
+    if (_viewer || !canShow(output)) {
         return;
     }
     watchFolder();
     _viewer = PictureViewer::connectTo(QFile::encodeName(hostFolder() + "/pictures").toStdString());
     if (!_viewer) {
-        const auto step = static_cast<std::size_t>(_patience);
-        _connect.start(kPatience[std::min(step, kPatience.size() - 1)]);
-        ++_patience;
+        connectLater();
         return;
     }
     _isShown = false;
@@ -230,13 +238,19 @@ void LivePicture::connectNow() {
     Q_EMIT isConnectedChanged();
 }
 
+void LivePicture::connectLater() {
+    _connect.start(kPatience[std::min(_patience, kPatience.size() - 1)]);
+    ++_patience;
+}
+
 void LivePicture::receive() {
+    if (!_viewer) {
+        return;
+    }
     if (!_viewer->receive()) {
         qInfo("Lumivera: %s", _viewer->problem().c_str());
         disconnectNow();
-        const auto step = static_cast<std::size_t>(_patience);
-        _connect.start(kPatience[std::min(step, kPatience.size() - 1)]);
-        ++_patience;
+        connectLater();
         return;
     }
     if (_viewer->hasPicture()) {

@@ -71,7 +71,9 @@ class LivePicture : public QQuickItem {
     void describeSoon();
     void describe();
     void watchFolder();
+    bool canShow(const PictureMessage::Output &output) const;
     void connectNow();
+    void connectLater();
     void receive();
     void disconnectNow();
     void pressed(const QPointF &place);
@@ -93,7 +95,7 @@ class LivePicture : public QQuickItem {
     QFileSystemWatcher _folders;
     QTimer _describe;
     QTimer _connect;
-    int _patience = 0;
+    std::size_t _patience = 0;
 
     QQuickWindow *_watched = nullptr;
     bool _isPressed = false;
