@@ -23,8 +23,7 @@ set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME lumivera)
 set(CPACK_DEBIAN_PLASMA_PACKAGE_NAME lumivera-plasma)
 set(CPACK_DEBIAN_PLASMA_PACKAGE_SECTION kde)
 set(CPACK_DEBIAN_PLASMA_DESCRIPTION
-    "Live wallpaper for Plasma: petals behind the icons
-Adds Lumivera to the types of wallpapers of Plasma's desktop, with a page of its
+    "Adds Lumivera to the types of wallpapers of Plasma's desktop, with a page of its
 settings. Plasma shows what the program lumivera draws, behind its icons, its
 widgets and its menu.")
 set(CPACK_DEBIAN_PLASMA_PACKAGE_DEPENDS

@@ -96,7 +96,7 @@ bool PlasmaViewerTest::isCoveredByMenu(const ScreenRect &area) {
             const ScreenPicture before = screen().picture();
             std::this_thread::sleep_for(std::chrono::milliseconds(500));
             const ScreenPicture picture = screen().picture();
-            const std::uint32_t colour = picture.at(area.right() - 1, area.y + 2);
+            const std::uint32_t colour = picture.at(area.x + 5, area.y + 12);
             return picture.sharedWith(before, area) > 0.9999 && picture.shareOf(colour, area) > 0.5;
         },
         patience());
@@ -126,6 +126,9 @@ TEST_P(PlasmaViewerTest, ShowsTheWallpaperBehindTheIcons) {
     EXPECT_TRUE(showsBackground());
     EXPECT_TRUE(showsIcons());
     EXPECT_EQ(outputs().size(), 1U);
+    const std::string doctor = desktop().session().run({"lumivera", "doctor"}).output;
+    EXPECT_NE(doctor.find(": shown by the desktop itself"), std::string::npos) << doctor;
+    EXPECT_EQ(doctor.find("lumivera-plasma"), std::string::npos) << doctor;
     EXPECT_NE(evaluate("print(d.wallpaperPlugin);").find(kPlugin), std::string::npos)
         << "the host must not choose another one";
     photograph("running");
@@ -135,7 +138,8 @@ TEST_P(PlasmaViewerTest, LeavesTheMenuToARightClick) {
     startShown();
     ASSERT_TRUE(showsPetals());
     const ScreenPoint place{400, 250};
-    const ScreenRect menu{place.x + 20, place.y + 10, 160, 180};
+    // Between the entries' names and their shortcuts.
+    const ScreenRect menu{place.x + 245, place.y + 30, 50, 220};
     screen().click(place, 3);
     EXPECT_TRUE(isCoveredByMenu(menu));
     photograph("menu");
