@@ -65,7 +65,7 @@ void LivePicture::setOutput(const QString &output) {
 }
 
 void LivePicture::setPointScale(qreal pointScale) {
-    if (pointScale != _pointScale) {
+    if (pointScale > 0 && pointScale != _pointScale) {
         _pointScale = pointScale;
         describeSoon();
         Q_EMIT pointScaleChanged();

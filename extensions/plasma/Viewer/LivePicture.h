@@ -20,7 +20,7 @@ class LivePicture : public QQuickItem {
     /// The window system's name of the output.
     Q_PROPERTY(QString output READ output WRITE setOutput NOTIFY outputChanged)
 
-    /// Units of this item a point, where the desktop scales without the toolkit.
+    /// Units of this item a point, where the desktop scales without the toolkit; more than 0.
     Q_PROPERTY(qreal pointScale READ pointScale WRITE setPointScale NOTIFY pointScaleChanged)
 
     /// Whether anybody can see the output, a Cover.
