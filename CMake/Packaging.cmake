@@ -1,5 +1,5 @@
-# `cpack` in the build folder makes Debian packages of the installed files: one of the program, and one
-# of each extension that was built.
+# `cpack` in the build folder makes Debian packages of the installed files: one of the program, and
+# one of each extension that was built.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME lumivera)
