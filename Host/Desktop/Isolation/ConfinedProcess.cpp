@@ -37,6 +37,14 @@ std::string programPath() {
     return program.parent_path().parent_path() / "libexec/lumivera/lumivera-view";
 }
 
+std::pair<PacketSocket, PacketSocket> makeConnection() {
+    auto ends = PacketSocket::makePair();
+    if (!ends.first.isOpen()) {
+        throw HostError("connection", "cannot be made: " + systemErrorText());
+    }
+    return ends;
+}
+
 /// The variables that a view gets: language, time zone and the options of sanitizers.
 std::vector<std::string> environmentForViews() {
     std::vector<std::string> variables = ownEnvironment();
@@ -128,7 +136,7 @@ std::string textOf(const ViewReport &report, std::size_t bytes) {
 
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
                                  const std::vector<std::string> &options)
-    : ConfinedProcess(watch, start, options, PacketSocket::makePair()) {}
+    : ConfinedProcess(watch, start, options, makeConnection()) {}
 
 /// Both ends are closed when this fails; the program's end in any case.
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/RefusedCalls.h"
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Support/DescriptorWaiter.h"
+#include "Host/Support/PacketSocket.h"
 
 #include <cstddef>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/PacketSocket.h"
+#include "Host/Support/PacketSocket.h"
 
 #include <exception>
 

@@ -63,7 +63,8 @@ struct DesktopKind {
 };
 
 /// The desktop of that name: Xfce, MATE, Cinnamon, LXDE, LXQt, Flashback, GNOME, Plasma, i3, bspwm,
-/// awesome, IceWM, Fluxbox, Openbox, FVWM3, Sway, phoc or Phosh.
+/// awesome, IceWM, Fluxbox, Openbox, FVWM3, Sway, phoc or Phosh; PlasmaOnX11 and PlasmaOnWayland
+/// have Lumivera's plug-in.
 DesktopKind desktopKind(const std::string &name);
 
 /// For messages about failed tests.
