@@ -1,4 +1,5 @@
-# `cpack` in the build folder makes a Debian package of the installed files.
+# `cpack` in the build folder makes Debian packages of the installed files: one of the program, and
+# one of each extension that was built.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME lumivera)
@@ -17,6 +18,17 @@ set(CPACK_DEBIAN_PACKAGE_SECTION x11)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS ffmpeg)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME lumivera)
+set(CPACK_DEBIAN_PLASMA_PACKAGE_NAME lumivera-plasma)
+set(CPACK_DEBIAN_PLASMA_PACKAGE_SECTION kde)
+set(CPACK_DEBIAN_PLASMA_DESCRIPTION
+    "Adds Lumivera to the types of wallpapers of Plasma's desktop, with a page of its
+settings. Plasma shows what the program lumivera draws, behind its icons, its
+widgets and its menu.")
+set(CPACK_DEBIAN_PLASMA_PACKAGE_DEPENDS
+    "lumivera, plasma-workspace (>= 4:5.27), qml-module-org-kde-kquickcontrols")
+set(CPACK_DEBIAN_PLASMA_PACKAGE_SUGGESTS "")
 # dpkg-shlibdeps reads from the programs which packages they need, and looks for our own libraries in
 # the build folder.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)

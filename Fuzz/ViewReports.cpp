@@ -2,10 +2,10 @@
 // and its host passes on only pictures that it has allowed, with damage that lies in them, and
 // keeps no descriptor.
 
-#include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Displays/SharedBuffers.h"
+#include "Host/Support/PacketSocket.h"
 #include "Platform/Foundation/NSLog.h"
 #include "Platform/Foundation/NSRunLoop.h"
 #include "Platform/Foundation/SimulatedClock.h"

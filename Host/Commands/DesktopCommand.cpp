@@ -9,8 +9,10 @@
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Isolation/ViewScopes.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
+#include "Host/Displays/Shared/SharedDesktop.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/ListeningSocket.h"
 #include "Host/Support/Printing.h"
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/Places.h"
@@ -252,14 +254,21 @@ void DesktopCommand::run() {
     DesktopHost::Options options = hostOptions();
     options.makeView =
         viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
-    const auto desktop = openDesktop(waiter, desktopOptions(configuration));
+    SharedDesktop desktop(waiter, openDesktop(waiter, desktopOptions(configuration)));
     DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), printError);
     showBackgroundsBy(backgrounds, options);
     SessionWatch session(waiter);
-    DesktopHost host(*desktop, options, configuration);
+    DesktopHost host(desktop, options, configuration);
     std::optional<ControlServer> control;
+    std::optional<ListeningSocket> viewers;
     if (!_isStandalone) {
-        control.emplace(waiter, host, desktop->name(), controlFolder());
+        const std::string folder = controlFolder();
+        control.emplace(waiter, host, desktop.name(), folder);
+        viewers.emplace(waiter, ListeningSocket::Kind::Packets,
+                        ControlPlace::pictureSocketIn(folder),
+                        [&desktop](int viewer, bool isOfUser) {
+                            isOfUser ? desktop.welcome(viewer) : void(close(viewer));
+                        });
         backgrounds.giveBackLeftOver();
     }
     const Surroundings surroundings(host, file, session);
@@ -276,7 +285,7 @@ void DesktopCommand::run() {
     NSRunLoop::mainRunLoop().runUntil(Clock::kNever);
     backgrounds.giveBack();
     if (!host.lossReason().empty()) {
-        throw HostError(desktop->name(), host.lossReason());
+        throw HostError(desktop.name(), host.lossReason());
     }
 }
 

@@ -5,6 +5,7 @@
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
 #include "Host/Desktop/Policy/SessionWatch.h"
+#include "Host/Displays/Shared/SharedSurface.h"
 #include "Host/Displays/WindowSystem.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
@@ -211,13 +212,39 @@ LayerChoice configuredLayer() {
     }
 }
 
-Finding examineHost() {
+/// What the running host says; empty without one.
+Json statusOfHost() {
     try {
-        ControlClient::ask(ControlPlace::standardFolder(), R"({"do": "status"})");
+        return Json::parse(
+            ControlClient::ask(ControlPlace::standardFolder(), R"({"do": "status"})"), nullptr,
+            false);
     } catch (const HostError &) {
+        return {};
+    }
+}
+
+Finding examineHost(const Json &status) {
+    if (status.is_null()) {
         return {"host", Level::Lacking, "is not running", "start it with `lumivera desktop`"};
     }
     return {"host", Level::Good, "is running; `lumivera ctl status` tells more", ""};
+}
+
+/// An output that the desktop shows itself lacks nothing, whatever the window system offers.
+void applyStatus(const Json &status, std::vector<Finding> &findings) {
+    const auto outputs = status.find("outputs");
+    if (outputs == status.end() || !outputs->is_array()) {
+        return;
+    }
+    for (const Json &output : *outputs) {
+        if (output.is_object() && output.value("layerWords", "") == SharedSurface::kWords) {
+            const std::string subject = "layer on " + output.value("output", "");
+            std::erase_if(findings, [&subject](const Finding &finding) {
+                return finding.subject == subject || finding.subject == "icons";
+            });
+            findings.push_back({subject, Level::Good, SharedSurface::kWords, ""});
+        }
+    }
 }
 
 /// Says whether a bundle can be shown on the desktop.
@@ -277,6 +304,8 @@ struct Examination {
 Examination Examination::make() {
     Examination examination;
     DesktopSurvey survey = surveyDesktop(configuredLayer());
+    const Json status = statusOfHost();
+    applyStatus(status, survey.findings);
     Section desktop{"Desktop" + (survey.system.empty() ? "" : " (" + survey.system + ")"),
                     std::move(survey.findings)};
     for (const DesktopSurvey::Output &output : survey.outputs) {
@@ -287,7 +316,7 @@ Examination Examination::make() {
                             examineProtection(),
                             examineSession(),
                             examinePrograms(),
-                            {"This program", {examineHost(), examineConfiguration()}},
+                            {"This program", {examineHost(status), examineConfiguration()}},
                             examineBundles()};
     return examination;
 }

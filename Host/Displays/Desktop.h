@@ -111,6 +111,10 @@ class DesktopSurface {
     /// the buffer of this memory that was presented before, if any.
     virtual void present(unsigned index, const std::vector<DeviceRect> &damage) = 0;
 
+    /// Takes the surface from the screen, because another program shows the output. It comes back
+    /// with a listener, buffers and their first picture.
+    virtual void withdraw() {}
+
     /// Gives a transparent surface the opaque picture that its wallpaper has behind the petals, in
     /// buffer 0; null takes it away. Nobody draws into it any more. Most surfaces need none,
     /// because the desktop's own background shows it.

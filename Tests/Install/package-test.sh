@@ -26,6 +26,21 @@ for file in bin/lumivera lib/libLumiveraPlatform.so lib/libLumiveraWallpaperKit.
     share/man/man1/lumivera.1 share/lumivera/wallpapers/Lumivera.bundle/description.plist; do
     [[ -s $usr/$file ]] || { echo "the package has no $file"; exit 1; }
 done
+[[ -z $(find "$usr" -name '*plasma*') ]] || { echo "the package has the plug-in's parts"; exit 1; }
+
+# The plug-in for Plasma is built where Qt is installed.
+plasma=("$folder"/lumivera-plasma_*.deb)
+if [[ -f ${plasma[0]} ]]; then
+    needed=$(dpkg-deb -f "${plasma[0]}" Depends)
+    for library in lumivera libqt5quick5; do
+        [[ $needed == *$library* ]] || { echo "the plug-in does not need $library: $needed"; exit 1; }
+    done
+    files=$(dpkg-deb -c "${plasma[0]}")
+    for file in share/plasma/wallpapers/org.lumivera.wallpaper/contents/ui/main.qml \
+        org/lumivera/plasma/liblumiveraplasma.so org/lumivera/plasma/qmldir; do
+        [[ $files == *"/$file"* ]] || { echo "the plug-in's package has no $file"; exit 1; }
+    done
+fi
 owners=$(dpkg-deb -c "${packages[0]}" | awk '{ print $2 }' | sort -u)
 [[ $owners == root/root ]] || { echo "the package's files belong to $owners"; exit 1; }
 grep -q '^Exec=lumivera run$' "$usr/share/applications/lumivera.desktop"

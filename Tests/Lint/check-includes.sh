@@ -32,6 +32,7 @@ BEGIN {
     addRoom("Host/Desktop")
     addRoom("Host/Commands")
     addRoom("Host")
+    allow("extensions", "Host/Support Host/Displays")
     allow("Tests", everything)
     allow("Fuzz", everything)
     allow("Benchmarks", everything)
@@ -69,7 +70,7 @@ function complain(what) {
 }
 
 function mayUseLibraries(row, header) {
-    if (row ~ /^(Tests|Fuzz|Benchmarks)$/)
+    if (row ~ /^(Tests|Fuzz|Benchmarks|extensions)$/)
         return 1
     # The base class of wallpapers opens their libraries with the dynamic loader.
     if (header == "dlfcn.h")

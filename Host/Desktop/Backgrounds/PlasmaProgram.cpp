@@ -10,6 +10,10 @@ namespace {
 using JSON = nlohmann::json;
 
 constexpr const char *kImagePlugin = "org.kde.image";
+
+/// Shows the host's pictures itself, and so stays.
+constexpr const char *kOurPlugin = "org.lumivera.wallpaper";
+
 constexpr const char *kStretched = "0";
 
 constexpr const char *kPlugin = "/plugin";
@@ -100,7 +104,8 @@ class PlasmaProgram final : public DesktopProgram {
             const std::string place =
                 std::to_string(output.area.left) + "," + std::to_string(output.area.top);
             for (const auto &[key, value] : present) {
-                if (key.ends_with(kPlace) && value == place) {
+                if (key.ends_with(kPlace) && value == place &&
+                    present.at(containmentOf(key) + kPlugin) != kOurPlugin) {
                     settings[containmentOf(key) + kPlugin] = kImagePlugin;
                     settings[containmentOf(key) + kImage] = fileURI(output.path);
                     settings[containmentOf(key) + kFillMode] = kStretched;

@@ -1,16 +1,15 @@
 #include "Host/Desktop/Control/ControlClient.h"
 
+#include "Host/Support/ListeningSocket.h"
 #include "Host/Wallpapers/Places.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace Lumivera {
@@ -26,17 +25,6 @@ bool isOwnFolder(const std::string &path, struct stat &status) {
            status.st_uid == geteuid();
 }
 
-sockaddr_un addressOf(const std::string &path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path) {
-        throw HostError(path, "is too long a name for a socket",
-                        "set XDG_RUNTIME_DIR to a folder with a shorter name");
-    }
-    std::memcpy(address.sun_path, path.data(), path.size());
-    return address;
-}
-
 using WallClock = std::chrono::steady_clock;
 
 constexpr auto kTimeout = std::chrono::seconds(10);
@@ -50,8 +38,7 @@ class Connection {
           _descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         const timeval limit{kTimeout.count(), 0};
         setsockopt(_descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-        if (!ControlPlace::isOurFolder(folder) ||
-            !ControlPlace::connectSocket(_descriptor, _path)) {
+        if (!ControlPlace::isOurFolder(folder) || !ListeningSocket::connectTo(_path, _descriptor)) {
             const bool isBusy = errno == EAGAIN;
             close(_descriptor);
             isBusy ? failSilently() : failWithoutHost();
@@ -142,16 +129,6 @@ void ControlPlace::makeFolder(const std::string &folder) {
     if ((status.st_mode & kOthers) != 0 && chmod(folder.c_str(), kOursAlone) != 0) {
         throw HostError(folder, "is open to others: " + systemErrorText(), "remove it");
     }
-}
-
-bool ControlPlace::bindSocket(int descriptor, const std::string &path) {
-    const sockaddr_un address = addressOf(path);
-    return bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
-}
-
-bool ControlPlace::connectSocket(int descriptor, const std::string &path) {
-    const sockaddr_un address = addressOf(path);
-    return connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
 }
 
 bool ControlPlace::isOurFolder(const std::string &folder) {

@@ -18,14 +18,12 @@ class ControlPlace {
     /// The path of the socket in a folder.
     static std::string socketIn(const std::string &folder) { return folder + "/control"; }
 
+    /// The path of the socket for programs that show the pictures themselves.
+    static std::string pictureSocketIn(const std::string &folder) { return folder + "/pictures"; }
+
     /// Makes the folder where it is missing and takes others' permissions away. Throws a HostError
     /// when it is a link or belongs to another user, who could then listen there.
     static void makeFolder(const std::string &folder);
-
-    /// Binds a Unix socket to a path, or connects it to the one there. False, with errno set, when
-    /// the system refuses; a HostError when the path is too long for a socket.
-    static bool bindSocket(int descriptor, const std::string &path);
-    static bool connectSocket(int descriptor, const std::string &path);
 
     /// True when the folder exists and only the user may enter it.
     static bool isOurFolder(const std::string &folder);

@@ -2,57 +2,39 @@
 
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Support/HostError.h"
-#include "Platform/Foundation/NSRunLoop.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Lumivera {
 
 namespace {
 
-constexpr int kBacklog = 64;
 constexpr mode_t kOursAlone = 0600;
-constexpr NSTimeInterval kRest = 1;
-
-/// True for programs of this user and of root.
-bool isAllowed(int descriptor) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
-           (peer.uid == geteuid() || peer.uid == 0);
-}
 
 } // namespace
 
 ControlServer::ControlServer(DescriptorWaiter &waiter, ControlTarget &target, std::string desktop,
                              const std::string &folder)
-    : _waiter(waiter), _service(target, std::move(desktop)), _path(ControlPlace::socketIn(folder)),
-      _rest([] {}), // awaitedEvents() accepts again when this is over
+    : _waiter(waiter), _service(target, std::move(desktop)),
       _self(std::make_shared<ControlServer *>(this)) {
     ControlPlace::makeFolder(folder);
     lock(folder);
     try {
-        listenAtPath();
+        _listener.emplace(_waiter, ListeningSocket::Kind::Stream, ControlPlace::socketIn(folder),
+                          [this](int peer, bool isOfUser) { welcome(peer, isOfUser); });
     } catch (const HostError &) {
-        close(_listener);
         close(_lock);
         throw;
     }
-    _waiter.add(*this);
 }
 
 ControlServer::~ControlServer() {
     *_self = nullptr;
-    _waiter.remove(*this);
-    unlink(_path.c_str());
-    close(_listener);
+    _listener.reset();
     close(_lock);
 }
 
@@ -66,44 +48,14 @@ void ControlServer::lock(const std::string &folder) {
     }
     if (flock(_lock, LOCK_EX | LOCK_NB) != 0) {
         close(_lock);
-        throw HostError(_path, "a host is running already",
+        throw HostError(ControlPlace::socketIn(folder), "a host is running already",
                         "speak to it with `lumivera ctl`, or end it with `lumivera ctl quit`");
     }
 }
 
-void ControlServer::listenAtPath() {
-    unlink(_path.c_str());
-    _listener = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    const bool isListening = _listener >= 0 && ControlPlace::bindSocket(_listener, _path) &&
-                             chmod(_path.c_str(), kOursAlone) == 0 &&
-                             listen(_listener, kBacklog) == 0;
-    if (!isListening) {
-        throw HostError(_path, "cannot be opened as a socket: " + systemErrorText(),
-                        "check the folder and its permissions");
-    }
-}
-
-/// Stops waiting for connections that cannot be accepted now: they would wake the run loop without
-/// end.
-short ControlServer::awaitedEvents() const { return _rest.isPending() ? 0 : POLLIN; }
-
-void ControlServer::serve() {
-    for (;;) {
-        const int descriptor = accept4(_listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-        if (descriptor >= 0) {
-            welcome(descriptor);
-        } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
-            _rest.callAfter(kRest);
-            return;
-        } else if (errno != EINTR && errno != ECONNABORTED) {
-            return;
-        }
-    }
-}
-
-void ControlServer::welcome(int descriptor) {
+void ControlServer::welcome(int descriptor, bool isOfUser) {
     std::string problem;
-    if (!isAllowed(descriptor)) {
+    if (!isOfUser) {
         problem = "this host belongs to another user";
     } else if (!makeRoom()) {
         problem = "too many programs are connected";

@@ -2,11 +2,12 @@
 
 #include "Host/Desktop/Control/ControlPeer.h"
 #include "Host/Desktop/Control/ControlService.h"
-#include "Host/Support/DeferredCall.h"
+#include "Host/Support/ListeningSocket.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@ namespace Lumivera {
 
 /// Accepts requests to the running host from programs of the user and of root: one JSON object a
 /// line over a Unix socket, each answered in one line, in order. Main thread.
-class ControlServer final : private DescriptorSource, private ControlPeer::Owner {
+class ControlServer final : private ControlPeer::Owner {
   public:
     /// Makes the folder and listens in it. `desktop` is the window system's name. The target and
     /// the waiter are not owned. Throws a HostError when another host listens there.
@@ -27,7 +28,7 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
     ControlServer(const ControlServer &) = delete;
     ControlServer &operator=(const ControlServer &) = delete;
 
-    const std::string &socketPath() const { return _path; }
+    const std::string &socketPath() const { return _listener->path(); }
 
     /// Limit of connections at a time. Another program takes the place of the one that has been
     /// silent for the longest time, and is refused when all of them wait for answers.
@@ -35,12 +36,7 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
 
   private:
     void lock(const std::string &folder);
-    void listenAtPath();
-
-    int descriptor() const override { return _listener; }
-    short awaitedEvents() const override;
-    void serve() override;
-    void welcome(int descriptor);
+    void welcome(int descriptor, bool isOfUser);
     bool makeRoom();
     ControlPeer *findPeer(std::uint64_t number);
 
@@ -49,10 +45,8 @@ class ControlServer final : private DescriptorSource, private ControlPeer::Owner
 
     DescriptorWaiter &_waiter;
     ControlService _service;
-    const std::string _path;
     int _lock = -1;
-    int _listener = -1;
-    DeferredCall _rest;
+    std::optional<ListeningSocket> _listener;
     std::uint64_t _lastNumber = 0;
     std::vector<std::unique_ptr<ControlPeer>> _peers;
 

@@ -33,6 +33,14 @@ std::string programPath() {
     return program.parent_path().parent_path() / "libexec/lumivera/lumivera-view";
 }
 
+std::pair<PacketSocket, PacketSocket> makeConnection() {
+    auto ends = PacketSocket::makePair();
+    if (!ends.first.isOpen()) {
+        throw HostError("connection", "cannot be made: " + systemErrorText());
+    }
+    return ends;
+}
+
 /// The variables that a view gets: language, time zone and the options of sanitizers.
 std::vector<std::string> environmentForViews() {
     std::vector<std::string> variables = ownEnvironment();
@@ -101,7 +109,7 @@ ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
                                  const std::vector<std::string> &options)
     : ConfinedProcess(watch, start, options,
                       start.connection ? std::pair{std::move(*start.connection), PacketSocket(-1)}
-                                       : PacketSocket::makePair()) {}
+                                       : makeConnection()) {}
 
 /// Both ends are closed when this fails; the program's end in any case.
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,

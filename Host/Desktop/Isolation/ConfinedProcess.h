@@ -1,11 +1,11 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/RefusedCalls.h"
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Support/DescriptorWaiter.h"
 #include "Host/Support/HostError.h"
+#include "Host/Support/PacketSocket.h"
 #include "Platform/Foundation/NSTypes.h"
 
 #include <cstddef>

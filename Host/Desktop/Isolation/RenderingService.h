@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Desktop/Isolation/ViewService.h"
 #include "Host/Rendering/RenderingSession.h"
+#include "Host/Support/PacketSocket.h"
 #include "Host/Wallpapers/BundleFolder.h"
 
 #include <cstdint>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Displays/SharedBuffers.h"
 #include "Host/Displays/Window.h"
 #include "Host/Support/DescriptorWaiter.h"
+#include "Host/Support/PacketSocket.h"
 
 #include <functional>
 #include <memory>

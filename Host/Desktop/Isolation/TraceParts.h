@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Host/Desktop/Isolation/PacketSocket.h"
 #include "Host/Desktop/Isolation/ViewMessages.h"
+#include "Host/Support/PacketSocket.h"
 
 #include <cstddef>
 #include <string>

@@ -21,6 +21,12 @@ void HeadlessSurface::present(unsigned index, const std::vector<DeviceRect> &) {
     _wantBuffer.callAfter(0);
 }
 
+void HeadlessSurface::withdraw() {
+    _wantBuffer.cancel();
+    _memory.reset();
+    _presented.reset();
+}
+
 DeviceRect HeadlessSurface::outputArea() const {
     return {_left, _top, _left + static_cast<int>(_geometry.width),
             _top + static_cast<int>(_geometry.height)};

@@ -24,6 +24,7 @@ class HeadlessSurface final : public DesktopSurface {
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
     DeviceRect outputArea() const override;
+    void withdraw() override;
     void setBackground(std::shared_ptr<const SharedBuffers> picture) override {
         _background = std::move(picture);
     }

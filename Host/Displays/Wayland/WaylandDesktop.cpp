@@ -3,6 +3,7 @@
 
 #include "Host/Displays/Wayland/WaylandDesktop.h"
 
+#include "Host/Displays/Shared/SharedSurface.h"
 #include "Host/Displays/Wayland/WaylandOutput.h"
 #include "Host/Displays/Wayland/WaylandSurface.h"
 #include "Platform/Foundation/NSRunLoop.h"
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <iterator>
 #include <set>
 
 namespace Lumivera {
@@ -98,6 +100,16 @@ Finding layerShell(const Offers &offers) {
             "use a desktop that has it (Sway, Hyprland, KDE, Phosh and others), or an X11 session"};
 }
 
+/// Plasma has its icons, its menu and its widgets in one window, which ours hides.
+std::vector<Finding> icons(const Offers &offers) {
+    if (!offers.has("org_kde_plasma_shell")) {
+        return {};
+    }
+    return {{"icons", Level::Lacking,
+             "the wallpaper hides Plasma's icons, widgets and desktop menu",
+             SharedSurface::kWayOnPlasma}};
+}
+
 Finding scales(const Offers &offers) {
     if (offers.has("wp_fractional_scale_manager_v1") && offers.has("wp_viewporter")) {
         return {"fractional scale", Level::Good, "pictures are sharp at every scale", ""};
@@ -168,6 +180,7 @@ DesktopSurvey surveyWayland(LayerChoice choice) {
                                    "fill the screen",
                                    ""});
     }
+    std::ranges::move(icons(offers), std::back_inserter(survey.findings));
     for (const auto &output : offers.outputs) {
         const CGFloat density = static_cast<CGFloat>(output->scale()) / WaylandOutput::kScaleParts;
         const WaylandSize size = output->size();

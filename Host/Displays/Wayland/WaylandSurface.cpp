@@ -15,7 +15,7 @@ namespace {
 /// Two buffers of that width and height just fit into the memory that Wayland can share.
 constexpr int kMaxSide = 16383;
 
-/// A frame callback that takes longer is overdue.
+/// A compositor that takes longer for a frame callback and a free buffer shows nothing.
 constexpr double kMaxFrameSeconds = 0.7;
 
 /// Some compositors send hidden surfaces one or two frame callbacks a second. The surface counts as
@@ -54,7 +54,24 @@ WaylandSurface::~WaylandSurface() { die(); }
 
 void WaylandSurface::setListener(Listener *listener) {
     _listener = listener;
+    if (_listener && std::exchange(_isWithdrawn, false) && !_isGivenUp) {
+        open();
+    }
     wantBufferSoon();
+}
+
+/// A new layer surface is needed then: some compositors never show one again that was hidden.
+void WaylandSurface::withdraw() {
+    endWatch();
+    _reopen.cancel();
+    _wantBuffer.cancel();
+    _layer.reset();
+    _buffers.reset();
+    _retired.clear();
+    _wanted.reset();
+    _shown.reset();
+    _mustShowAgain = false;
+    _isWithdrawn = true;
 }
 
 /// What is shown stays until it is replaced, so the old buffers live until the compositor releases
@@ -108,7 +125,7 @@ void WaylandSurface::settle(const WaylandCover &cover) {
         updateGeometry();
         showAgain();
     }
-    if (_frameAsked && _layer && !_layer->isFrameAwaited()) {
+    if (_frameAsked && _layer && !awaitsCompositor()) {
         frameCame();
     }
     updateVisibility();
@@ -239,7 +256,8 @@ void WaylandSurface::showAgain() {
     _mustShowAgain = false;
 }
 
-/// A compositor does not report that a surface is hidden; it only stops sending frame callbacks.
+/// A compositor does not report that a surface is hidden; it only stops sending frame callbacks, or
+/// releases no buffer.
 void WaylandSurface::show(const std::vector<DeviceRect> &damage) {
     _layer->show(_buffers->take(*_shown), damage, _size, _wholeScale);
     awaitFrame();
@@ -263,6 +281,10 @@ void WaylandSurface::frameCame() {
         _layer->askForFrame();
         awaitFrame();
     }
+}
+
+bool WaylandSurface::awaitsCompositor() const {
+    return _layer->isFrameAwaited() || (_buffers && _shown && !_buffers->lowestFree());
 }
 
 void WaylandSurface::endWatch() {

@@ -34,6 +34,7 @@ class WaylandSurface final : public DesktopSurface {
     /// A HostError when the memory is larger than Wayland can share.
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
+    void withdraw() override;
 
     /// Acts on the events that were dispatched; `cover` tells how windows hide the output.
     void settle(const WaylandCover &cover);
@@ -69,6 +70,7 @@ class WaylandSurface final : public DesktopSurface {
     void show(const std::vector<DeviceRect> &damage);
     void awaitFrame();
     void frameCame();
+    bool awaitsCompositor() const;
     void endWatch();
     void wantBufferSoon();
     void wantBuffer();
@@ -94,6 +96,7 @@ class WaylandSurface final : public DesktopSurface {
     bool _mustShowAgain = false;
     bool _isStalled = false;
     bool _isGivenUp = false;
+    bool _isWithdrawn = false;
 
     /// When the frame callback was asked for that has not come yet.
     std::optional<Clock::Nanoseconds> _frameAsked;
@@ -103,7 +106,7 @@ class WaylandSurface final : public DesktopSurface {
 
     DeferredCall _reopen;
 
-    /// Pending while a frame callback is awaited and not yet overdue.
+    /// Pending while the next picture cannot be shown and is not yet overdue.
     DeferredCall _frameOverdue;
     DeferredCall _wantBuffer;
 };

@@ -1,5 +1,7 @@
 #include "Host/Displays/X11/X11Layer.h"
 
+#include "Host/Displays/Shared/SharedSurface.h"
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -74,6 +76,9 @@ SurfaceLayer overIcons(const X11Scene &scene, const std::string &program, bool i
         layer.remedy =
             waysToBlend(scene.manager) + (scene.hasShapes ? "; then petals have soft edges"
                                                           : "; without it no petals are shown");
+    }
+    if (program == SharedSurface::kPlasma) {
+        layer.remedy = SharedSurface::kWayOnPlasma;
     }
     return layer;
 }

@@ -102,6 +102,17 @@ void X11Surface::present(unsigned, const std::vector<DeviceRect> &damage) {
     }
 }
 
+/// Window managers forget what a window that leaves the screen has told them, so a new one waits
+/// for the next picture.
+void X11Surface::withdraw() {
+    _memory.reset();
+    _obscure.cancel();
+    _isObscured = false;
+    _isMapped = false;
+    destroyWindow();
+    makeWindow();
+}
+
 void X11Surface::map() {
     _isMapped = true;
     xcb_map_window(_connection.get(), _window);

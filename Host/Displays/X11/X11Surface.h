@@ -36,6 +36,7 @@ class X11Surface final : public DesktopSurface {
     SurfaceLayer layer() const override { return _layer.layer; }
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
+    void withdraw() override;
     void setBackground(std::shared_ptr<const SharedBuffers> picture) override;
 
     std::uint32_t window() const { return _window; }

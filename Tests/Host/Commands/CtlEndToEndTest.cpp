@@ -1,5 +1,6 @@
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Control/ControlServer.h"
+#include "Host/Support/ListeningSocket.h"
 #include "Tests/Host/Desktop/Control/FakeTarget.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Host/Support/RealTimeLoop.h"
@@ -156,7 +157,7 @@ Result statusFrom(const std::string &answer) {
     const int host = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const timeval limit{60, 0};
     setsockopt(host, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    EXPECT_TRUE(ControlPlace::bindSocket(host, ControlPlace::socketIn(place)));
+    EXPECT_TRUE(ListeningSocket::bindTo(ControlPlace::socketIn(place), host));
     EXPECT_EQ(listen(host, 1), 0);
     const int output = memfd_create("output", MFD_CLOEXEC);
     const int errors = memfd_create("errors", MFD_CLOEXEC);

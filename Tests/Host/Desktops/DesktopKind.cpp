@@ -257,6 +257,47 @@ done
     };
 }
 
+/// Where Plasma finds Lumivera's plug-in.
+constexpr const char *kWithPlugin = R"sh(
+prefix=$(dirname "$(dirname "$(command -v lumivera)")")
+export QML2_IMPORT_PATH=$(echo "$prefix"/lib/*/qt5/qml) XDG_DATA_DIRS=$prefix/share:$XDG_DATA_DIRS
+)sh";
+
+DesktopKind plasmaOnX11() {
+    DesktopKind kind = plasma();
+    kind.name = "PlasmaOnX11";
+    kind.session = kWithPlugin + kind.session;
+    kind.restart = kWithPlugin + kind.restart;
+    return kind;
+}
+
+/// In a window that fills the X server's screen. The server has no window manager, so the session
+/// says in its place where the panel begins. A copy of the compositor has no privileges, which an
+/// enclosure refuses.
+DesktopKind plasmaOnWayland() {
+    DesktopKind kind = plasma();
+    kind.name = "PlasmaOnWayland";
+    kind.programs.insert(kind.programs.end(), {"kwin_wayland", "gjs", "xprop"});
+    kind.environment.insert(kind.environment.end(),
+                            {"XDG_SESSION_TYPE=wayland", "WAYLAND_DISPLAY=wayland-test"});
+    kind.session = kWithPlugin + std::string(R"sh(
+cp "$(command -v kwin_wayland)" "$HOME/bin/kwin_wayland"
+env -u WAYLAND_DISPLAY "$HOME/bin/kwin_wayland" --socket wayland-test --x11-display "$DISPLAY" \
+    --width 1280 --height 800 &
+until [ -S "$XDG_RUNTIME_DIR/wayland-test" ]; do
+    sleep 0.2
+done
+xprop -root -f _NET_WORKAREA 32c -set _NET_WORKAREA "0, 0, 1280, 756"
+xprop -root -f _NET_SUPPORTING_WM_CHECK 32x -set _NET_SUPPORTING_WM_CHECK 0x1
+export QT_QPA_PLATFORM=wayland
+kded5 &
+plasmashell --no-respawn &
+wait
+)sh");
+    kind.restart = kWithPlugin + std::string("export QT_QPA_PLATFORM=wayland\n") + kind.restart;
+    return kind;
+}
+
 /// A window manager without icons. The person's wallpaper is the root window's.
 DesktopKind manager(const std::string &name, const std::string &program,
                     const std::string &preparation = "") {
@@ -358,6 +399,8 @@ DesktopKind desktopKind(const std::string &name) {
           gnomeOnX11(),
           gnomeOnWayland(),
           plasma(),
+          plasmaOnX11(),
+          plasmaOnWayland(),
           i3(),
           bspwm(),
           manager("awesome", "awesome"),

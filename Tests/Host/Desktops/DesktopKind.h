@@ -68,7 +68,7 @@ struct DesktopKind {
 
 /// The desktop of that name: Xfce, MATE, Cinnamon, LXDE, LXQt, Flashback, GNOME, Plasma, i3, bspwm,
 /// awesome, IceWM, Fluxbox, Openbox, FVWM3, Sway, phoc or Phosh; GNOMEOnX11 and GNOMEOnWayland have
-/// Lumivera's extension.
+/// Lumivera's extension, PlasmaOnX11 and PlasmaOnWayland its plug-in.
 DesktopKind desktopKind(const std::string &name);
 
 /// For messages about failed tests.

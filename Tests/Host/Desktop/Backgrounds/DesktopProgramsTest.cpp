@@ -146,6 +146,16 @@ TEST(PlasmaProgram, ShowsThePictureOnTheScreenAtTheSamePlace) {
                     Pair("22/Image", "file:///p/two.png"), Pair("22/FillMode", "0")));
 }
 
+TEST(PlasmaProgram, LeavesOurOwnWallpaperAlone) {
+    const auto program = makePlasmaProgram();
+    auto present = program->settingsFrom({good(kAnswer)});
+    present["1/plugin"] = "org.lumivera.wallpaper";
+    EXPECT_THAT(program->settingsFor(kPictures, present),
+                UnorderedElementsAre(Pair("22/plugin", "org.kde.image"),
+                                     Pair("22/Image", "file:///p/two.png"),
+                                     Pair("22/FillMode", "0")));
+}
+
 TEST(PlasmaProgram, SetsAllOfAContainmentInOneScriptWithThePlugInLast) {
     const auto calls = makePlasmaProgram()->set(
         {{"1/Image", std::nullopt}, {"1/plugin", "a\"b"}, {"22/FillMode", "0"}});

@@ -1,6 +1,7 @@
 #include "Host/Desktop/Control/ControlServer.h"
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Support/DeferredCall.h"
+#include "Host/Support/ListeningSocket.h"
 #include "Tests/Host/Desktop/Control/FakeTarget.h"
 #include "Tests/Host/Desktop/Control/RawClient.h"
 #include "Tests/Host/Programs/EnvironmentVariable.h"
@@ -318,7 +319,7 @@ TEST_F(ControlServerTest, TurnsAwayOtherUsers) {
         const bool isOther = setgid(65534) == 0 && setuid(65534) == 0;
         const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
         const bool isConnected =
-            isOther && ControlPlace::connectSocket(descriptor, _server->socketPath());
+            isOther && ListeningSocket::connectTo(_server->socketPath(), descriptor);
         const ssize_t count = isConnected ? recv(descriptor, answer, sizeof answer, 0) : 0;
         _exit(count > 0 && write(ends[1], answer, static_cast<std::size_t>(count)) == count ? 0
                                                                                             : 1);
@@ -359,7 +360,7 @@ TEST_F(ControlServerTest, LeavesNoSocketBehind) {
 TEST_F(ControlServerTest, ReplacesASocketThatWasLeftBehind) {
     _server.reset();
     const int left = socket(AF_UNIX, SOCK_STREAM, 0);
-    ASSERT_TRUE(ControlPlace::bindSocket(left, ControlPlace::socketIn(folder())));
+    ASSERT_TRUE(ListeningSocket::bindTo(ControlPlace::socketIn(folder()), left));
     close(left);
     begin();
     EXPECT_EQ(connect()->ask(R"({"do":"pause"})"), kOk);
@@ -448,7 +449,7 @@ TEST(ControlPlace, RefusesAFileAndAFolderThatCannotBe) {
 }
 
 TEST(ControlPlace, NamesAPathThatIsTooLongForASocket) {
-    EXPECT_THROW(ControlPlace::connectSocket(-1, "/" + std::string(200, 'x')), HostError);
+    EXPECT_THROW(ListeningSocket::connectTo("/" + std::string(200, 'x'), -1), HostError);
 }
 
 TEST(ControlClient, SaysThatNoHostIsRunning) {

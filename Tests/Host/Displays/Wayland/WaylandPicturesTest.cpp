@@ -133,6 +133,33 @@ TEST_F(WaylandPicturesTest, IsCoveredFromTheSecondLateCallbackUntilOneComesInTim
     EXPECT_TRUE(runUntil([&] { return surface().wishes == "010"; }));
 }
 
+TEST_F(WaylandPicturesTest, IsCoveredWhileNoPictureIsReleased) {
+    begin();
+    compositor().withholdReleases(true);
+    show(0xFF000001);
+    show(0xFF000002);
+    surface().heard.clear();
+    ASSERT_TRUE(runUntil([&] { return surface().heard == "covered,"; }));
+    compositor().withholdReleases(false);
+    EXPECT_TRUE(runUntil([&] { return surface().heard == "covered,visible,"; }));
+}
+
+TEST_F(WaylandPicturesTest, LeavesTheScreenAndComesBackWithAListener) {
+    begin();
+    show(0xFF000001);
+    surface().surface.setListener(nullptr);
+    surface().surface.withdraw();
+    EXPECT_TRUE(runUntil([&] { return shown().layerNamespace.empty(); }));
+    surface().surface.setListener(&surface());
+    ASSERT_TRUE(runUntil([&] { return !shown().layerNamespace.empty(); }));
+    compositor().configure("A", 640, 480);
+    surface().wanted.reset();
+    surface().giveMemory();
+    ASSERT_TRUE(runUntil([&] { return surface().wanted.has_value(); }));
+    show(0xFF000002);
+    EXPECT_EQ(shown().corner, 0xFF000002);
+}
+
 TEST_F(WaylandPicturesTest, IsVisibleAsLongAsTheNextPictureIsAskedForHoweverLateItIsDrawn) {
     begin();
     show(0xFF000001);

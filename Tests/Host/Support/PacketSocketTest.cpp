@@ -1,4 +1,4 @@
-#include "Host/Desktop/Isolation/PacketSocket.h"
+#include "Host/Support/PacketSocket.h"
 
 #include <gtest/gtest.h>
 

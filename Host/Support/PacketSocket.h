@@ -7,10 +7,11 @@
 namespace Lumivera {
 
 /// One end of a connection between two processes that keeps packets apart. Each packet can carry a
-/// file descriptor. Main thread.
+/// file descriptor. Uses nothing else of this program, because extensions are built with it, too.
+/// One thread.
 class PacketSocket {
   public:
-    /// Makes both ends of a connection; exec closes them. Throws a HostError on failure.
+    /// Makes both ends of a connection; exec closes them. On failure neither is open.
     static std::pair<PacketSocket, PacketSocket> makePair();
 
     /// Owns the descriptor.
@@ -20,6 +21,7 @@ class PacketSocket {
     ~PacketSocket();
 
     int descriptor() const { return _descriptor; }
+    bool isOpen() const { return _descriptor >= 0; }
 
     enum class Wait { No, Yes };
 

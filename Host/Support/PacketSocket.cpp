@@ -1,6 +1,4 @@
-#include "Host/Desktop/Isolation/PacketSocket.h"
-
-#include "Host/Support/HostError.h"
+#include "Host/Support/PacketSocket.h"
 
 #include <cerrno>
 #include <cstring>
@@ -51,9 +49,9 @@ ssize_t sendWith(int attached, int descriptor, const void *bytes, std::size_t co
 } // namespace
 
 std::pair<PacketSocket, PacketSocket> PacketSocket::makePair() {
-    int ends[2];
+    int ends[2] = {-1, -1};
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) {
-        throw HostError("connection", "cannot be made: " + systemErrorText());
+        return {PacketSocket(-1), PacketSocket(-1)};
     }
     return {PacketSocket(ends[0]), PacketSocket(ends[1])};
 }
