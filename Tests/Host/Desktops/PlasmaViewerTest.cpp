@@ -27,9 +27,6 @@ window.show_all();
 Gtk.main();
 )";
 
-bool rests(const json &output) { return !output["pauseReasons"].empty(); }
-bool runs(const json &output) { return output["pauseReasons"].empty(); }
-
 class PlasmaViewerTest : public RealDesktopTest {
   protected:
     void SetUp() override;
