@@ -8,7 +8,7 @@ trap 'rm -rf "$folder"' EXIT
 mkdir -p "$folder/tree" "$folder/tools"
 cd "$1"
 cp -R --parents -t "$folder/tree" dev CMakeLists.txt CMakePresets.json CMake Platform Animation \
-    LumiveraLiveWallpaper Host Wallpapers Tests Fuzz Benchmarks Docs
+    LumiveraLiveWallpaper Host Wallpapers extensions Tests Fuzz Benchmarks Docs
 
 # tool NAME: makes a stand-in for a tool from the standard input.
 tool() {
@@ -26,7 +26,7 @@ for name in ctest clang-tidy llvm-profdata llvm-cov; do
 done
 tool cpack <<'TOOL'
 #!/bin/sh
-[ -e build/release/everything-built ] && mkdir -p build/packages && touch build/packages/x.deb
+[ -e build/release/everything-built ] && mkdir -p build/packages && touch build/packages/lumivera_1_all.deb
 TOOL
 tool cmake <<TOOL
 #!/usr/bin/env bash
