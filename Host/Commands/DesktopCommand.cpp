@@ -256,7 +256,9 @@ void DesktopCommand::run() {
         viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
     SharedDesktop desktop(waiter, openDesktop(waiter, desktopOptions(configuration)));
     DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), printError);
-    showBackgroundsBy(backgrounds, options);
+    if (!_isStandalone) {
+        showBackgroundsBy(backgrounds, options);
+    }
     SessionWatch session(waiter);
     DesktopHost host(desktop, options, configuration);
     std::optional<ControlServer> control;

@@ -75,6 +75,7 @@ void DesktopHost::setConfiguration(const Configuration &configuration) {
         _options.layer.value_or(_configuration.layer().value_or(LayerChoice::Automatic)));
     updateChoices();
     updatePauses();
+    _desktop.settingsForgotten();
 }
 
 void DesktopHost::setSession(const SessionState &session) {

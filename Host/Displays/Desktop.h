@@ -151,6 +151,10 @@ class Desktop {
 
     /// Surfaces that have a choice go there.
     virtual void setLayerChoice(LayerChoice) {}
+
+    /// What programs have set of the wallpapers is forgotten; those that show them may set it
+    /// again.
+    virtual void settingsForgotten() {}
 };
 
 /// What a user should know about one part of this machine, and what would improve it.

@@ -62,11 +62,9 @@ Xwayland findXwayland() {
     }
     try {
         return {isGnomeManager(nameOfX11Manager())};
-    } catch (const HostError &) {
-        return {false, isGnome()
-                           ? "the X server at DISPLAY=" + std::string(std::getenv("DISPLAY")) +
-                                 " does not let this program in"
-                           : ""};
+    } catch (const HostError &error) {
+        return {false,
+                isGnome() ? "its Xwayland cannot be used (" + std::string(error.what()) + ")" : ""};
     }
 }
 

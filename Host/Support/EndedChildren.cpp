@@ -36,8 +36,17 @@ class LateChildren {
 
     LateChildren() : _lookAgain([this] { look(); }) {}
 
+    /// A negative number stands for all children of a group.
+    static bool hasGone(pid_t child) {
+        pid_t taken = 0;
+        do {
+            taken = waitpid(child, nullptr, WNOHANG);
+        } while (taken > 0 && child < 0);
+        return taken != 0;
+    }
+
     void look() {
-        std::erase_if(_children, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+        std::erase_if(_children, hasGone);
         if (!_children.empty()) {
             _delay = std::min(2 * _delay, kLongestDelay);
             _lookAgain.callAfter(_delay);

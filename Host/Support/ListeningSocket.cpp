@@ -47,11 +47,14 @@ ListeningSocket::ListeningSocket(DescriptorWatch &watch, Kind kind, std::string 
     const int type = kind == Kind::Stream ? SOCK_STREAM : SOCK_SEQPACKET;
     unlink(_path.c_str());
     _descriptor = socket(AF_UNIX, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    const bool isListening = _descriptor >= 0 && bindTo(_path, _descriptor) &&
-                             chmod(_path.c_str(), kOursAlone) == 0 &&
-                             listen(_descriptor, kBacklog) == 0;
+    const bool isBound = _descriptor >= 0 && bindTo(_path, _descriptor);
+    const bool isListening =
+        isBound && chmod(_path.c_str(), kOursAlone) == 0 && listen(_descriptor, kBacklog) == 0;
     if (!isListening) {
         const std::string problem = systemErrorText();
+        if (isBound) {
+            unlink(_path.c_str());
+        }
         close(_descriptor);
         throw HostError(_path, "cannot be opened as a socket: " + problem,
                         "check the folder and its permissions");

@@ -93,10 +93,14 @@ PacketSocket::Outcome PacketSocket::receive(void *bytes, std::size_t capacity, W
     if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
         return Outcome::Nothing;
     }
-    if (received <= 0) {
+    if (received < 0) {
         return Outcome::Ended;
     }
     packet = {static_cast<std::size_t>(received), attachedTo(message)};
+    if (received == 0) { // the end, or an empty packet, which nobody who keeps the rules sends
+        close(std::exchange(packet.attached, -1));
+        return Outcome::Ended;
+    }
     return Outcome::Received;
 }
 

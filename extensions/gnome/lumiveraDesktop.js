@@ -67,8 +67,8 @@ export class LumiveraDesktop {
         for (const wallpaper of wallpapers) {
             const output = wallpaper.get_role();
             const state = this._coverOf(wallpaper);
-            this._told.set(output, state);
-            if (output && told.get(output) !== state) {
+            this._told.set(wallpaper, state); // an output that comes back has a new window
+            if (output && told.get(wallpaper) !== state) {
                 this._connection.ask({do: 'cover', output, state});
             }
         }

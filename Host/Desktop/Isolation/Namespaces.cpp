@@ -170,11 +170,9 @@ bool changeRoot(const std::vector<ReadableFile> &readable) {
     return isChanged;
 }
 
-/// The user's keys are reached through the keys of the session, which processes inherit. True as
-/// well for a kernel without keys.
-bool leaveKeys() {
-    return syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr) >= 0 || errno == ENOSYS;
-}
+/// The user's keys are reached through the keys of the session, which processes inherit. Some
+/// containers refuse this, and a user has a limit of keys; the call filter still keeps keys away.
+void leaveKeys() { syscall(SYS_keyctl, KEYCTL_JOIN_SESSION_KEYRING, nullptr); }
 
 /// fork(), whose child may become a child of our parent. The C library keeps the identifier of its
 /// thread where the kernel is told to write it.
@@ -239,7 +237,8 @@ bool enter(const std::vector<ReadableFile> &readable, const std::function<void(i
     if (unshare(kSpaces) != 0) {
         return false;
     }
-    const bool isApart = mapUser(user, group) && changeRoot(readable) && leaveKeys();
+    const bool isApart = mapUser(user, group) && changeRoot(readable);
+    leaveKeys();
     sethostname(kHostName.data(), kHostName.size());
     const bool isPowerless = giveUpCapabilities();
     continueInNewProcess(movedTo);

@@ -33,6 +33,14 @@ bool isBusy(const std::filesystem::path &thread) {
     return end != std::string::npos && text.compare(end + 2, 1, "R") == 0;
 }
 
+/// Kernels that share the processor between sessions first would let the process keep the share of
+/// its session, which is its own.
+void setSessionsPriority(int process, int priority) {
+    if (getsid(process) == process) {
+        std::ofstream("/proc/" + std::to_string(process) + "/autogroup") << priority;
+    }
+}
+
 } // namespace
 
 ProcessorUse::Verdict ProcessorUse::judge(Clock::Nanoseconds now, double seconds,
@@ -57,6 +65,7 @@ ProcessorUse::Verdict ProcessorUse::judge(Clock::Nanoseconds now, double seconds
 
 void makeModest(int process) {
     setpriority(PRIO_PGRP, static_cast<id_t>(process), kModestPriority);
+    setSessionsPriority(process, kModestPriority);
 }
 
 /// A thread inherits that, so it holds for all as soon as a look finds no new one.
@@ -76,11 +85,7 @@ void makeIdle(int process) {
             break;
         }
     }
-    // Kernels that share the processor between sessions first would let it keep its session's
-    // share.
-    if (getsid(process) == process) {
-        std::ofstream(folder + "/autogroup") << kLowestPriority;
-    }
+    setSessionsPriority(process, kLowestPriority);
 }
 
 unsigned busyThreads(int process) {

@@ -36,7 +36,7 @@ class ProcessorUse {
     double _unexplained = 0;
 };
 
-/// Lets all threads of the process, which leads a group of its own, take a tenth of a processor
+/// Lets all threads of the process, which leads a group of its own, take a fifteenth of a processor
 /// that another program wants as well; more than drawing usually needs.
 void makeModest(int process);
 

@@ -41,10 +41,16 @@ RemoteShow::RemoteShow(Window &window, Options options)
 /// The view that is shown goes on until the new one has drawn.
 void RemoteShow::begin() {
     _size = pictureSize();
+    if (_shown.view && _size.pixelWidth() == _width && _size.pixelHeight() == _height &&
+        _size.density == _shownDensity) {
+        _coming = {};
+        return;
+    }
     _size.check();
     const auto memory = std::make_shared<SharedBuffers>(
         static_cast<unsigned>(_size.pixelWidth()), static_cast<unsigned>(_size.pixelHeight()), 1);
     _coming = {};
+    _comingDensity = _size.density;
     _coming = {memory,
                _options.makeView({_options.bundle, _options.values, memory, _size.density}, *this)};
     _coming.view->allowDrawing(0);
@@ -57,6 +63,7 @@ RemoteView *RemoteShow::visibleView() const {
 
 void RemoteShow::setRunning(bool running) {
     _isRunning = running;
+    allowDrawing();
     for (const Player *player : {&_shown, &_coming}) {
         if (player->view) {
             player->view->setRunning(running);
@@ -75,6 +82,7 @@ void RemoteShow::windowResized() {
 
 void RemoteShow::tapped(CGPoint point) {
     if (RemoteView *view = visibleView()) {
+        allowDrawing();
         view->tap(point);
     }
 }
@@ -85,6 +93,7 @@ void RemoteShow::scrolledBy(CGFloat distance) {
 
 void RemoteShow::scrollingEnded() {
     if (RemoteView *view = visibleView()) {
+        allowDrawing();
         view->finishScrolling();
     }
 }
@@ -110,6 +119,7 @@ PlayedValues RemoteShow::playedValues() const {
 
 void RemoteShow::set(const WallpaperValues &change) {
     _options.values.apply(change);
+    allowDrawing();
     for (const Player *player : {&_shown, &_coming}) {
         if (player->view) {
             player->view->set(change);
@@ -118,16 +128,33 @@ void RemoteShow::set(const WallpaperValues &change) {
 }
 
 void RemoteShow::viewDrew(RemoteView &view, unsigned index, const std::vector<DeviceRect> &rects) {
+    guard([&] { takePicture(view, index, rects); });
+}
+
+void RemoteShow::takePicture(RemoteView &view, unsigned index,
+                             const std::vector<DeviceRect> &rects) {
     if (&view == _coming.view.get()) {
         _shown = std::exchange(_coming, {});
+        _shownDensity = _comingDensity;
         _width = _shown.memory->width();
         _height = _shown.memory->height();
         _picture.resize(std::size_t{_width} * _height);
+        _damage.clear(); // of a picture of another size
         keep(*_shown.memory, {wholeOf(_width, _height)});
     } else {
         keep(*_shown.memory, rects);
     }
-    view.allowDrawing(index);
+    _awaitsDrawing = !_isRunning;
+    if (_isRunning) {
+        view.allowDrawing(index);
+    }
+}
+
+/// A view that rests may draw again when something of it changes.
+void RemoteShow::allowDrawing() {
+    if (_shown.view && std::exchange(_awaitsDrawing, false)) {
+        _shown.view->allowDrawing(0);
+    }
 }
 
 /// Copies what the view has drawn, because it draws the next picture into the same memory.
@@ -152,7 +179,7 @@ void RemoteShow::viewEndedFrame(RemoteView &view, std::string_view entry) {
 
 void RemoteShow::viewSounded(RemoteView &, const std::string &name) {
     if (_options.playSound) {
-        _options.playSound(name);
+        guard([&] { _options.playSound(name); });
     }
 }
 

@@ -66,6 +66,8 @@ class RemoteShow final : public Show, private RemoteView::Listener {
     void viewSounded(RemoteView &view, const std::string &name) override;
 
     void begin();
+    void takePicture(RemoteView &view, unsigned index, const std::vector<DeviceRect> &rects);
+    void allowDrawing();
     RemoteView *visibleView() const;
     PlayedValues playedValues() const;
     void set(const WallpaperValues &change);
@@ -88,6 +90,11 @@ class RemoteShow final : public Show, private RemoteView::Listener {
     std::vector<DeviceRect> _damage;
     std::vector<DeviceRect> _drawn;
     bool _isRunning = true;
+
+    /// The shown view has drawn while it was to rest.
+    bool _awaitsDrawing = false;
+    CGFloat _comingDensity = 1;
+    CGFloat _shownDensity = 1;
     DeferredCall _begin;
 };
 

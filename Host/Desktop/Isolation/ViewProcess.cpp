@@ -17,6 +17,7 @@ constexpr NSTimeInterval kBetweenTries = 0.01;
 
 /// What the tables of the largest screens' views take, and half of it more.
 constexpr std::uint64_t kMaxTableKilobytes = 6 * 1024;
+
 /// Each thread that gives way weighs 3, and one of another program 1024, so that these leave nine
 /// tenths of a processor to it. More are an attack when several checks find them.
 constexpr unsigned kMaxBusyThreads = 32;
@@ -145,11 +146,16 @@ void ViewProcess::ping(Clock::Nanoseconds deadline) {
     send({}, -1);
 }
 
-/// A full socket means that the process is busy, or gone.
+/// A full socket means that the process is busy, or gone. The order with a descriptor is the first.
 void ViewProcess::send(const ViewOrder &order, int attached) {
     expectReportTo(order);
-    if (!_unsent.empty() ||
-        !_process.connection().send(&order, sizeof order, PacketSocket::Wait::No, attached)) {
+    const bool isSent =
+        _unsent.empty() &&
+        _process.connection().send(&order, sizeof order, PacketSocket::Wait::No, attached);
+    if (!isSent && attached >= 0) {
+        throw HostError("view", "cannot get its memory: " + systemErrorText());
+    }
+    if (!isSent) {
         _unsent.push_back(order);
         sendLater();
         checkLater();
@@ -221,6 +227,7 @@ bool ViewProcess::readReports() {
         }
         }
     }
+    stopOrContinue();
     return true;
 }
 
@@ -354,7 +361,7 @@ void ViewProcess::check() {
     if (_isRunning && !isAnswerDue && now - _lastSign >= kSilence) {
         ping(_lastSign + _patience);
     }
-    if (_isRunning || isAnswerDue || _pictureDeadline != Clock::kNever) {
+    if (!_isStopped || isAnswerDue || _pictureDeadline != Clock::kNever) {
         checkLater();
     }
 }

@@ -17,6 +17,7 @@ enum class Kind : std::uint32_t {
     Memory = 17,
     Frame = 18,
     Refusal = 19,
+    Forgotten = 20,
 };
 
 constexpr std::size_t kHeaderBytes = 8;
@@ -73,6 +74,19 @@ class Reader {
     bool _isValid = true;
 };
 
+bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+/// The number of bytes, at most `bytes`, that the first whole characters take.
+std::size_t wholeCharacters(std::string_view text, std::size_t bytes) {
+    if (text.size() <= bytes) {
+        return text.size();
+    }
+    while (bytes > 0 && isContinuation(text[bytes])) {
+        --bytes;
+    }
+    return bytes;
+}
+
 class Writer {
   public:
     explicit Writer(Kind kind) {
@@ -87,7 +101,7 @@ class Writer {
     }
 
     void text(std::string_view words, std::size_t capacity) {
-        words = words.substr(0, capacity - 1);
+        words = words.substr(0, wholeCharacters(words, capacity - 1));
         _bytes.insert(_bytes.end(), words.begin(), words.end());
         _bytes.resize(_bytes.size() + capacity - words.size());
     }
@@ -102,23 +116,40 @@ class Writer {
     std::vector<std::uint8_t> _bytes;
 };
 
-bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
-
 /// The length of the UTF-8 character that begins so; 0 for none, and for controls.
 std::size_t lengthOfCharacter(unsigned char first) {
     if (first < 0x80) {
         return first >= 0x20 && first != 0x7F ? 1 : 0;
     }
-    return first < 0xC3 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
+    return first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : first < 0xF5 ? 4 : 0;
 }
 
-/// Excludes the second row of controls (0xC2 0x80 to 0xC2 0x9F) with everything that begins so.
+/// Excludes controls, characters in more bytes than they need, halves of pairs, and what lies
+/// beyond the last character.
+bool isSecondByte(unsigned char first, unsigned char second) {
+    switch (first) {
+    case 0xC2:
+    case 0xE0:
+        return second >= 0xA0;
+    case 0xED:
+        return second < 0xA0;
+    case 0xF0:
+        return second >= 0x90;
+    case 0xF4:
+        return second < 0x90;
+    default:
+        return true;
+    }
+}
+
 bool isText(std::string_view text) {
     while (!text.empty()) {
         const std::size_t length = lengthOfCharacter(static_cast<unsigned char>(text[0]));
         const std::string_view rest = text.substr(1, std::max<std::size_t>(length, 1) - 1);
         if (length == 0 || length > text.size() ||
-            !std::all_of(rest.begin(), rest.end(), isContinuation)) {
+            !std::all_of(rest.begin(), rest.end(), isContinuation) ||
+            (length > 1 && !isSecondByte(static_cast<unsigned char>(text[0]),
+                                         static_cast<unsigned char>(text[1])))) {
             return false;
         }
         text.remove_prefix(length);
@@ -257,6 +288,8 @@ std::vector<std::uint8_t> write(const Frame &frame) {
     return writer.take();
 }
 
+std::vector<std::uint8_t> write(const Forgotten &) { return Writer(Kind::Forgotten).take(); }
+
 std::vector<std::uint8_t> write(const Refusal &refusal) {
     Writer writer(Kind::Refusal);
     writer.text(refusal.words, kMaxWords + 1);
@@ -267,6 +300,10 @@ std::vector<std::uint8_t> write(const Refusal &refusal) {
 
 static_assert(kMaxBytes >= kFrameBytes + kRectBytes * kMaxRects);
 static_assert(kMaxBytes >= kHeaderBytes + kMaxWords + 1);
+
+std::string shortened(const std::string &text, std::size_t bytes) {
+    return text.substr(0, wholeCharacters(text, bytes));
+}
 
 FromViewer parseFromViewer(const std::uint8_t *bytes, std::size_t count) {
     Reader reader(bytes, count);
@@ -291,6 +328,8 @@ FromHost parseFromHost(const std::uint8_t *bytes, std::size_t count) {
         return readFrame(reader);
     case Kind::Refusal:
         return readRefusal(reader);
+    case Kind::Forgotten:
+        return checked(reader, FromHost(Forgotten()));
     default:
         return {};
     }

@@ -97,9 +97,15 @@ struct Refusal {
     bool operator==(const Refusal &) const = default;
 };
 
+/// From the host: it has forgotten what was set through its control socket, because its
+/// configuration has changed.
+struct Forgotten {
+    bool operator==(const Forgotten &) const = default;
+};
+
 /// monostate for bytes that are no message.
 using FromViewer = std::variant<std::monostate, Output, Release, Tap>;
-using FromHost = std::variant<std::monostate, Memory, Frame, Refusal>;
+using FromHost = std::variant<std::monostate, Memory, Frame, Refusal, Forgotten>;
 
 FromViewer parseFromViewer(const std::uint8_t *bytes, std::size_t count);
 FromHost parseFromHost(const std::uint8_t *bytes, std::size_t count);
@@ -107,6 +113,9 @@ FromHost parseFromHost(const std::uint8_t *bytes, std::size_t count);
 /// The bytes of a message whose fields are within the limits.
 std::vector<std::uint8_t> bytesOf(const FromViewer &message);
 std::vector<std::uint8_t> bytesOf(const FromHost &message);
+
+/// The beginning of a text, of at most so many bytes and of whole characters.
+std::string shortened(const std::string &text, std::size_t bytes);
 
 /// Whether a surface may be that large.
 bool isSize(std::uint64_t width, std::uint64_t height);

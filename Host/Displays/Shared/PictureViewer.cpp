@@ -125,7 +125,7 @@ void PictureViewer::release() {
     }
 }
 
-/// The host leaves room for what a viewer that keeps the rules sends.
+/// A message that the host has no room for would be missed, so the connection ends.
 void PictureViewer::send(const FromViewer &message) {
     const auto bytes = bytesOf(message);
     if (!_connection.send(bytes.data(), bytes.size(), PacketSocket::Wait::No)) {
@@ -144,6 +144,8 @@ void PictureViewer::takeMessage(const std::uint8_t *bytes, std::size_t count, in
         end("the host sent a descriptor that belongs to nothing");
     } else if (const auto *frame = std::get_if<Frame>(&message)) {
         take(*frame);
+    } else if (std::holds_alternative<Forgotten>(message)) {
+        _hasForgotten = true;
     } else if (const auto *refusal = std::get_if<Refusal>(&message)) {
         end(refusal->words);
     } else {
@@ -181,6 +183,7 @@ void PictureViewer::end(const std::string &problem) {
     if (!_hasEnded) {
         _hasEnded = true;
         _problem = problem;
+        shutdown(_connection.descriptor(), SHUT_RDWR); // so that it is readable
     }
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Lumivera {
@@ -50,7 +51,7 @@ class PictureViewer {
 
     explicit PictureViewer(PacketSocket connection) : _connection(std::move(connection)) {}
 
-    /// Readable when the host has sent something or has ended.
+    /// Readable when the host has sent something, and when the connection has ended.
     int descriptor() const { return _connection.descriptor(); }
 
     /// Tells the host the output, or what has changed of it.
@@ -63,6 +64,9 @@ class PictureViewer {
     bool receive();
 
     const std::string &problem() const { return _problem; }
+
+    /// Whether the host has forgotten values that were set, since the last call.
+    bool takeForgotten() { return std::exchange(_hasForgotten, false); }
 
     /// True when there is a picture that was not taken yet.
     bool hasPicture() const { return _isNew; }
@@ -93,6 +97,7 @@ class PictureViewer {
     const PacketSocket _connection;
     std::string _problem;
     bool _hasEnded = false;
+    bool _hasForgotten = false;
 
     /// The memory that the host sent last, and what is shown, which may be of an older one.
     std::shared_ptr<const PictureMemory> _memory;

@@ -1,14 +1,15 @@
 #include "Host/Displays/Shared/SharedDesktop.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace Lumivera {
 
 namespace {
 
-/// Seconds. A desktop that was restarted shows its outputs again by then.
-constexpr NSTimeInterval kUntilOwnReturns = 10;
+/// A desktop that was restarted shows its outputs again by then.
+constexpr Clock::Nanoseconds kUntilOwnReturns = 10'000'000'000;
 
 using Surfaces = std::vector<std::unique_ptr<SharedSurface>>;
 
@@ -98,7 +99,18 @@ void SharedDesktop::viewerLeft(SharedSurface &surface) {
     if (_listener) {
         _listener->outputRemoved(surface);
     }
-    _showOwnAgain.callAfter(kUntilOwnReturns);
+    for (OwnOutput &own : _ownOutputs) {
+        if (own.surface->outputName() == viewer->outputName()) {
+            own.returnTime = Clock::current().now() + kUntilOwnReturns;
+        }
+    }
+    showOwnLater();
+}
+
+void SharedDesktop::settingsForgotten() {
+    for (const auto &viewer : _viewers) {
+        viewer->tellForgotten();
+    }
 }
 
 const SharedSurface *SharedDesktop::viewerOf(const std::string &output) const {
@@ -118,11 +130,29 @@ void SharedDesktop::hideOwn(const std::string &output) {
 }
 
 void SharedDesktop::showOwnAgain() {
+    const Clock::Nanoseconds now = Clock::current().now();
     for (OwnOutput &own : _ownOutputs) {
-        if (_listener && !own.isShown && !viewerOf(own.surface->outputName())) {
+        if (_listener && !own.isShown && own.returnTime <= now &&
+            !viewerOf(own.surface->outputName())) {
             own.isShown = true;
             _listener->outputAdded(*own.surface);
         }
+    }
+    showOwnLater();
+}
+
+/// Calls when the next output comes back.
+void SharedDesktop::showOwnLater() {
+    std::optional<Clock::Nanoseconds> next;
+    for (const OwnOutput &own : _ownOutputs) {
+        if (_listener && !own.isShown && !viewerOf(own.surface->outputName())) {
+            next = std::min(next.value_or(own.returnTime), own.returnTime);
+        }
+    }
+    if (next) {
+        _showOwnAgain.callAfter(
+            static_cast<double>(std::max<Clock::Nanoseconds>(0, *next - Clock::current().now())) /
+            1e9);
     }
 }
 

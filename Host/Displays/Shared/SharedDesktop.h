@@ -28,6 +28,7 @@ class SharedDesktop final : public Desktop,
     void setListener(Desktop::Listener *listener) override;
     std::string name() const override { return _own->name(); }
     void setLayerChoice(LayerChoice choice) override { _own->setLayerChoice(choice); }
+    void settingsForgotten() override;
 
     /// Limit of viewers at a time.
     static constexpr std::size_t kMaxViewers = 32;
@@ -37,6 +38,9 @@ class SharedDesktop final : public Desktop,
     struct OwnOutput {
         DesktopSurface *surface;
         bool isShown;
+
+        /// When it comes back, if no viewer shows it.
+        Clock::Nanoseconds returnTime = 0;
     };
 
     void outputAdded(DesktopSurface &surface) override;
@@ -49,6 +53,7 @@ class SharedDesktop final : public Desktop,
     const SharedSurface *viewerOf(const std::string &output) const;
     void hideOwn(const std::string &output);
     void showOwnAgain();
+    void showOwnLater();
 
     DescriptorWatch &_watch;
     const std::unique_ptr<Desktop> _own;

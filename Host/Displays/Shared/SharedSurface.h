@@ -43,6 +43,9 @@ class SharedSurface final : public DesktopSurface, private DescriptorSource {
     /// Tells the viewer why it is not wanted; it leaves soon.
     void refuse(const std::string &words);
 
+    /// Tells the viewer that what it has set through the control socket is forgotten.
+    void tellForgotten() { send(PictureMessage::Forgotten{}); }
+
     /// Empty before the viewer has told its output.
     const std::string &outputName() const override { return _output.name; }
 

@@ -28,13 +28,21 @@ SwayWindows::SwayWindows(DescriptorWatch &waiter, std::function<void()> changed)
 
 void SwayWindows::follow(int compositor) {
     _isSway = _socket.open(compositor);
-    _socket.ask(SwaySocket::kSubscribe, kKindsOfEvents);
-    askForTree();
+    if (_isSway) {
+        _socket.ask(SwaySocket::kSubscribe, kKindsOfEvents);
+        askForTree();
+    }
 }
 
 void SwayWindows::end() {
     _socket.close();
+    forget();
+}
+
+void SwayWindows::forget() {
     _tree.reset();
+    _isTreeAsked = false;
+    _isTreeOld = false;
 }
 
 std::optional<WaylandCover> SwayWindows::coverOf(const WaylandOutput &output,
@@ -54,7 +62,7 @@ void SwayWindows::swaySays(std::uint32_t kind, const std::string &text) {
 }
 
 void SwayWindows::swayLost() {
-    _tree.reset();
+    forget();
     _changed();
 }
 

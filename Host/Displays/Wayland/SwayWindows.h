@@ -33,6 +33,7 @@ class SwayWindows final : public WaylandWindows, private SwaySocket::Listener {
     void swaySays(std::uint32_t kind, const std::string &text) override;
     void swayLost() override;
     void askForTree();
+    void forget();
     void takeTree(const std::string &text);
 
     SwaySocket _socket;

@@ -1,5 +1,7 @@
 #include "Host/Displays/X11/GnomeExtension.h"
 
+#include "Host/Support/Patience.h"
+
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -75,7 +77,9 @@ std::optional<double> stateInShell() {
 } // namespace
 
 GnomeExtension::State GnomeExtension::state() {
-    const std::optional<double> state = stateInShell();
+    // Signing in at the bus has no limit of its own.
+    const std::optional<double> state =
+        Patience::resultOf<std::optional<double>>(stateInShell).value_or(std::nullopt);
     if (!state) {
         return isInstalled() ? State::Unknown : State::Missing;
     }

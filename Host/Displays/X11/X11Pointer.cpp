@@ -9,6 +9,9 @@ namespace Lumivera {
 
 namespace {
 
+/// Milliseconds. The end of a touch that takes longer may be lost, with its touch screen.
+constexpr std::uint32_t kLongestTouch = 10'000;
+
 double number(const xcb_input_fp3232_t &value) {
     return value.integral + value.frac / 4294967296.0;
 }
@@ -85,10 +88,10 @@ void X11Pointer::selectEvents(bool withMoves) {
     selection.head.mask_len = 1;
     selection.events =
         XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE |
-        XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_BEGIN | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE |
-        XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_END;
+        XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_BEGIN | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_END;
     if (withMoves) {
-        selection.events |= XCB_INPUT_XI_EVENT_MASK_RAW_MOTION;
+        selection.events |=
+            XCB_INPUT_XI_EVENT_MASK_RAW_MOTION | XCB_INPUT_XI_EVENT_MASK_RAW_TOUCH_UPDATE;
     }
     xcb_input_xi_select_events(_connection.get(), _connection.root(), 1, &selection.head);
 }
@@ -112,19 +115,18 @@ void X11Pointer::readButtons() {
 std::optional<X11Pointer::Action> X11Pointer::touchAction(Action::Kind kind,
                                                           const X11Event &event) {
     const auto &touch = event.as<xcb_input_raw_touch_begin_event_t>();
-    if (kind == Action::Kind::Press && (!_finger || _finger->device != touch.sourceid)) {
-        _finger = {touch.sourceid, touch.detail, 0, 0};
+    const bool isFirst =
+        !_finger || _finger->device != touch.sourceid || touch.time - _finger->time > kLongestTouch;
+    if (kind == Action::Kind::Press && isFirst) {
+        _finger = {touch.sourceid, touch.detail, touch.time, 0, 0};
     }
     if (!_finger || _finger->device != touch.sourceid || _finger->touch != touch.detail) {
         return {};
     }
     readPlace(event);
-    Finger finger = *_finger;
+    const Finger finger = *_finger;
     if (kind == Action::Kind::Release) {
         _finger.reset();
-    }
-    if (kind == Action::Kind::Move && !_wantsMoves) {
-        return {};
     }
     xcb_connection_t *server = _connection.get();
     const std::uint32_t root = _connection.root();

@@ -45,6 +45,9 @@ class X11Pointer {
         std::uint16_t device = 0;
         std::uint32_t touch = 0;
 
+        /// When it came, in the server's milliseconds.
+        std::uint32_t time = 0;
+
         /// In pixels of the root.
         int x = 0;
         int y = 0;

@@ -100,6 +100,7 @@ TEST_P(RealDesktopTest, HearsATouchOnceButNoneOnWindows) {
     EXPECT_TRUE(eventually([&] { return !screen().isShown(window); }));
     ASSERT_TRUE(touchScreen.touch(desktop().emptyPlace()));
     EXPECT_TRUE(eventually([&] { return taps() > before; }, 20));
+    closeMenus(); // some window managers open one
     ASSERT_TRUE(touchScreen.touch(desktop().emptyPlace()));
     EXPECT_TRUE(eventually([&] { return taps() > before + 1; }, 20));
     EXPECT_EQ(taps(), before + 2);

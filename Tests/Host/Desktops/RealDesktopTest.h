@@ -80,6 +80,7 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
 
     /// Closes windows of others that a test has made appear.
     void closeForeignWindows();
+    void closeMenus();
 
     int workspaceCount();
     bool switchToWorkspace(int workspace);
@@ -103,7 +104,6 @@ class RealDesktopTest : public ::testing::TestWithParam<DesktopKind> {
 
     bool opensTheTextFileAt(const ScreenRect &icon, double seconds);
     bool isPartOfTheDesktop(DesktopScreen::Window window);
-    void closeMenus();
     std::vector<DesktopScreen::Window> newWindows(const std::vector<DesktopScreen::Shown> &before);
 
     static std::unique_ptr<RealDesktop> _shared;

@@ -93,9 +93,9 @@ TEST_F(WindowSystemTest, SaysThatTheXwaylandOfGNOMERefuses) {
     const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "Debian:GNOME");
     const EnvironmentVariable display("DISPLAY", ":4711");
     EXPECT_EQ(complaint(),
-              "desktop: GNOME has no layer shell, and the X server at DISPLAY=:4711 does not let "
-              "this program in; start it from within the session, or give it the DISPLAY and "
-              "XAUTHORITY of GNOME's Xwayland");
+              "desktop: GNOME has no layer shell, and its Xwayland cannot be used (X11: there is "
+              "no server at DISPLAY=:4711); start it from within the session, or give it the "
+              "DISPLAY and XAUTHORITY of GNOME's Xwayland");
 }
 
 TEST_F(WindowSystemTest, SaysNothingOfAnXwaylandElsewhere) {

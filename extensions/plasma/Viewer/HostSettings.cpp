@@ -1,6 +1,7 @@
 #include "extensions/plasma/Viewer/HostSettings.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -26,12 +27,20 @@ QString program() {
     return found.isEmpty() ? QDir::homePath() + "/.local/bin/lumivera" : found;
 }
 
+/// Keeps a stranger's picture from any of Qt's other readers.
+bool isPNG(const QString &path) {
+    const QByteArray signature = QByteArrayLiteral("\x89PNG\r\n\x1a\n");
+    QFile file(path);
+    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) &&
+           file.read(signature.size()) == signature;
+}
+
 /// The smallest picture that shows what a bundle looks like; empty without one.
 QUrl pictureOf(const QString &bundle) {
     for (const char *name : {"/thumbnail.png", "/thumbnail@2x.png", "/lumivera_background_.png",
                              "/lumivera_background_@2x.png"}) {
         const QString path = bundle + QLatin1String(name);
-        if (QFileInfo(path).isFile()) {
+        if (isPNG(path)) {
             return QUrl::fromLocalFile(path);
         }
     }

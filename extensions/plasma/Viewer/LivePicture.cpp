@@ -171,7 +171,7 @@ PictureMessage::Output LivePicture::description() const {
         return static_cast<std::uint32_t>(std::clamp<qreal>(side, 0, PictureMessage::kMaxSide));
     };
     PictureMessage::Output output;
-    output.name = _output.toUtf8().left(static_cast<int>(PictureMessage::kMaxName)).toStdString();
+    output.name = PictureMessage::shortened(_output.toStdString(), PictureMessage::kMaxName);
     output.width = pixels(width());
     output.height = pixels(height());
     output.visibility = static_cast<PictureMessage::Visibility>(_cover);
@@ -252,6 +252,9 @@ void LivePicture::receive() {
         disconnectNow();
         connectLater();
         return;
+    }
+    if (_viewer->takeForgotten()) {
+        Q_EMIT settingsForgotten();
     }
     if (_viewer->hasPicture()) {
         update();

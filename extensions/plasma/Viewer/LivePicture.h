@@ -55,6 +55,9 @@ class LivePicture : public QQuickItem {
     /// The first picture of a connection is there: the host knows the output.
     void shown();
 
+    /// The host has forgotten the settings that it was given.
+    void settingsForgotten();
+
   protected:
     QSGNode *updatePaintNode(QSGNode *old, UpdatePaintNodeData *data) override;
     void itemChange(ItemChange change, const ItemChangeData &value) override;

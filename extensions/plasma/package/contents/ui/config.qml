@@ -100,6 +100,7 @@ ColumnLayout {
         Layout.margins: Kirigami.Units.largeSpacing
         visible: host.problem !== ""
         wrapMode: Text.Wrap
+        textFormat: Text.PlainText
         text: host.problem
     }
 
@@ -134,6 +135,7 @@ ColumnLayout {
 
                     Controls.Label {
                         Layout.alignment: Qt.AlignHCenter
+                        textFormat: Text.PlainText // a bundle's own words
                         text: modelData.name
                     }
                 }

@@ -17,6 +17,10 @@ Rectangle {
         pointScale: Math.max(1, Math.round(PlasmaCore.Units.devicePixelRatio * 4) / 4)
         cover: windows.cover
         onShown: root.sendSettings()
+        onSettingsForgotten: {
+            root.sent = {};
+            root.sendSettings();
+        }
     }
 
     WindowCover {
@@ -34,6 +38,7 @@ Rectangle {
         visible: patience.isOver && !picture.hasPicture
         color: "white"
         horizontalAlignment: Text.AlignHCenter
+        textFormat: Text.PlainText
         text: i18n("Lumivera is not running.\nStart it with: lumivera desktop")
     }
 
