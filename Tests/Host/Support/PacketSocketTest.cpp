@@ -17,11 +17,11 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-/// A packet of one byte with that many descriptors.
-template <std::size_t Count> void sendWithDescriptors(int socket) {
+/// A packet of so many bytes, at most one, with that many descriptors.
+template <std::size_t Count> void sendWithDescriptors(int socket, std::size_t bytes = 1) {
     std::array<int, Count> descriptors{};
     char byte = 0;
-    iovec part{&byte, 1};
+    iovec part{&byte, bytes};
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof descriptors)> control{};
     msghdr message{};
     message.msg_iov = &part;
@@ -33,7 +33,17 @@ template <std::size_t Count> void sendWithDescriptors(int socket) {
     header->cmsg_type = SCM_RIGHTS;
     header->cmsg_len = CMSG_LEN(sizeof descriptors);
     std::memcpy(CMSG_DATA(header), descriptors.data(), sizeof descriptors);
-    ASSERT_EQ(sendmsg(socket, &message, 0), 1);
+    ASSERT_EQ(sendmsg(socket, &message, 0), static_cast<ssize_t>(bytes));
+}
+
+TEST(PacketSocketTest, KeepsNoDescriptorOfAnEmptyPacket) {
+    const auto [ours, theirs] = PacketSocket::makePair();
+    const std::size_t before = openDescriptors();
+    sendWithDescriptors<1>(theirs.descriptor(), 0);
+    char byte = 1;
+    PacketSocket::Packet packet;
+    EXPECT_EQ(ours.receive(&byte, 1, PacketSocket::Wait::No, packet), PacketSocket::Outcome::Ended);
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST(PacketSocketTest, TakesOneDescriptorHoweverManyCome) {

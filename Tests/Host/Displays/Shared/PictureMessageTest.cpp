@@ -82,13 +82,25 @@ TEST(PictureMessageTest, RefusesOutputsThatNoScreenHas) {
 
 TEST(PictureMessageTest, RefusesNamesThatAreNoText) {
     EXPECT_FALSE(isRefused(FromViewer(withName("Bildschirm \xe6\xbc\xa2"))));
+    EXPECT_FALSE(isRefused(FromViewer(withName("21\xc2\xb0 \xf0\x9f\x8c\xb8"))));
     EXPECT_FALSE(isRefused(FromViewer(withName(std::string(kMaxName, 'x')))));
-    for (const char *wrong : {"", "a\nb", "\x7f", "\xff", "\xc2\x85", "\xe6\xbc", "\x80"}) {
+    for (const char *wrong :
+         {"", "a\nb", "\x7f", "\xff", "\xc2\x85", "\xe6\xbc", "\x80", "\xc0\xaf", "\xe0\x80\x80",
+          "\xed\xa0\x80", "\xf0\x80\x80\x80", "\xf4\x90\x80\x80"}) {
         EXPECT_TRUE(isRefused(FromViewer(withName(wrong)))) << wrong;
     }
     Bytes behindTheEnd = bytesOf(FromViewer(output()));
     behindTheEnd.back() = 'x';
     EXPECT_TRUE(std::holds_alternative<std::monostate>(fromViewer(behindTheEnd)));
+}
+
+TEST(PictureMessageTest, ShortensToWholeCharacters) {
+    EXPECT_EQ(shortened("21\xc2\xb0", 4), "21\xc2\xb0");
+    EXPECT_EQ(shortened("21\xc2\xb0", 3), "21");
+    EXPECT_EQ(shortened("21\xc2\xb0", 2), "21");
+    EXPECT_EQ(shortened("\xc2\xb0", 1), "");
+    const Bytes cut = bytesOf(FromHost(Refusal{std::string(kMaxWords - 1, 'x') + "\xc2\xb0"}));
+    EXPECT_FALSE(std::holds_alternative<std::monostate>(parseFromHost(cut.data(), cut.size())));
 }
 
 TEST(PictureMessageTest, RefusesTapsNowhere) {

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <poll.h>
 
 using namespace Lumivera;
 using namespace Lumivera::PictureMessage;
@@ -142,6 +143,24 @@ TEST_F(PictureViewerTest, LeavesAHostWhoseMemoryIsOfAnotherSize) {
     connect();
     send(Memory{1, kWidth, kHeight, 2});
     EXPECT_FALSE(_viewer->receive()) << "without a descriptor";
+}
+
+TEST_F(PictureViewerTest, BecomesReadableWhenTheHostHasNoRoom) {
+    for (int i = 0; i < 100'000; ++i) {
+        _viewer->tap(1, 1);
+    }
+    _viewer->describe({"DP-1", kVersion, kWidth, kHeight});
+    pollfd descriptor{_viewer->descriptor(), POLLIN, 0};
+    EXPECT_EQ(poll(&descriptor, 1, 0), 1);
+    EXPECT_FALSE(_viewer->receive());
+    EXPECT_EQ(_viewer->problem(), "the host does not listen");
+}
+
+TEST_F(PictureViewerTest, TellsOnceThatTheHostHasForgotten) {
+    send(Forgotten{});
+    EXPECT_TRUE(_viewer->receive());
+    EXPECT_TRUE(_viewer->takeForgotten());
+    EXPECT_FALSE(_viewer->takeForgotten());
 }
 
 TEST_F(PictureViewerTest, SaysWhyTheHostRefusesIt) {

@@ -12,6 +12,7 @@
 
 using namespace Lumivera;
 using namespace Lumivera::PictureMessage;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -204,6 +205,27 @@ TEST_F(SharedDesktopTest, WaitsForAViewerThatIsStartedAgain) {
     viewer = connect(kOutput);
     runForSeconds(20);
     EXPECT_THAT(heard, ElementsAre("added DP-1 40"));
+}
+
+TEST_F(SharedDesktopTest, ShowsItsOwnSurfaceAgainWhateverOtherViewersDo) {
+    auto viewer = connect(kOutput);
+    viewer.reset();
+    serve();
+    Output other = kOutput;
+    other.name = "other";
+    for (int second = 0; second < 11; ++second) {
+        auto restless = connect(other);
+        restless.reset();
+        serve();
+        runForSeconds(1);
+    }
+    EXPECT_THAT(heard, Contains("added DP-1 100"));
+}
+
+TEST_F(SharedDesktopTest, TellsItsViewersThatSettingsAreForgotten) {
+    const auto viewer = connect(kOutput);
+    _desktop->settingsForgotten();
+    EXPECT_TRUE(viewer->next<Forgotten>());
 }
 
 TEST_F(SharedDesktopTest, KeepsAnOutputThatAppearsLaterFromTheWindowSystem) {
