@@ -54,6 +54,15 @@ TEST(WaylandSurvey, SaysOnSwayWhatItsOwnBackgroundHides) {
     EXPECT_EQ(layerOnSway(LayerChoice::Background).level, Level::Lacking);
 }
 
+TEST(WaylandSurvey, SaysThatKWinTellsOfItsWindows) {
+    TestCompositor::Options options;
+    options.isKWins = true;
+    TestCompositor compositor(options);
+    const Finding finding = surveyWayland().findings.back();
+    EXPECT_EQ(finding.subject, "KWin's windows");
+    EXPECT_EQ(finding.level, Level::Good);
+}
+
 TEST(WaylandSurvey, SaysOnSwayThatItsSocketIsMissing) {
     const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "sway");
     const EnvironmentVariable socket("SWAYSOCK", nullptr);
