@@ -64,6 +64,7 @@ struct TestCompositor::State {
     ~State();
 
     wl_global *offer(const wl_interface &interface, unsigned version, const void *requests);
+    void offerUnused(const wl_interface &interface);
     void addOutput(const std::string &name, const Mode &mode);
     void tell(const Output &output) const;
     Output &output(const std::string &name);
@@ -291,8 +292,11 @@ TestCompositor::State::State(const Options &wanted)
     }
     if (options.isPhoshs) {
         static const wl_interface kPhosh{"phosh_private", 6, 0, nullptr, 0, nullptr};
-        wl_global_create(display, &kPhosh, 6, this,
-                         [](wl_client *, void *, std::uint32_t, std::uint32_t) {});
+        offerUnused(kPhosh);
+    }
+    if (options.isPlasmas) {
+        static const wl_interface kPlasma{"org_kde_plasma_shell", 8, 0, nullptr, 0, nullptr};
+        offerUnused(kPlasma);
     }
     if (options.hasSeat) {
         seat = wl_global_create(display, &wl_seat_interface, static_cast<int>(options.seatVersion),
@@ -327,6 +331,12 @@ wl_global *TestCompositor::State::offer(const wl_interface &interface, unsigned 
                 wl_resource_create(client, offer.interface, static_cast<int>(bound), id);
             wl_resource_set_implementation(resource, offer.requests, offer.state, nullptr);
         });
+}
+
+/// For globals that the client does not bind.
+void TestCompositor::State::offerUnused(const wl_interface &interface) {
+    wl_global_create(display, &interface, interface.version, this,
+                     [](wl_client *, void *, std::uint32_t, std::uint32_t) {});
 }
 
 void TestCompositor::State::addOutput(const std::string &name, const Mode &mode) {

@@ -20,8 +20,9 @@ class TestCompositor {
         bool hasOutputManager = false;
         bool hasToplevels = true;
         bool hasSeat = true;
-        bool isKWins = false;  ///< tells of its windows as KWin does
-        bool isPhoshs = false; ///< has the global that Phosh's compositor has
+        bool isKWins = false;   ///< tells of its windows as KWin does
+        bool isPlasmas = false; ///< has the global of Plasma's shell
+        bool isPhoshs = false;  ///< has the global that Phosh's compositor has
         unsigned outputVersion = 4;
         unsigned surfaceVersion = 4;
         unsigned seatVersion = 7;
