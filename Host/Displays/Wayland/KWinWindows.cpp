@@ -39,11 +39,11 @@ void add(std::vector<std::string> &names, const char *name) {
     }
 }
 
-/// Whether whatever is shown on one of the places `shown` is on `all`, too.
-bool holds(const std::vector<std::string> &all, const std::vector<std::string> &shown) {
-    return all.empty() ||
-           (!shown.empty() && std::all_of(shown.begin(), shown.end(),
-                                          [&](const auto &name) { return contains(all, name); }));
+/// Whether a window is on each of the active one's desktops or activities, of which one is shown.
+bool isOnEach(const std::vector<std::string> &own, const std::vector<std::string> &actives) {
+    return own.empty() ||
+           (!actives.empty() && std::all_of(actives.begin(), actives.end(),
+                                            [&](const auto &name) { return contains(own, name); }));
 }
 
 bool hasMiddleIn(const DeviceRect &output, const DeviceRect &area) {
@@ -151,20 +151,21 @@ void KWinWindows::follow(org_kde_plasma_window_management *manager) {
 
 std::optional<WaylandCover> KWinWindows::coverOf(const WaylandOutput &output,
                                                  std::optional<WaylandSize> /*free*/) const {
-    if (!_manager) {
+    const DeviceRect area = output.area();
+    if (!_manager || area.isEmpty()) {
         return std::nullopt;
     }
-    return WaylandCover{visibilityOf(output.area()), SurfaceVisibility::Covered};
+    return WaylandCover{visibilityOf(area), SurfaceVisibility::Covered};
 }
 
 bool KWinWindows::is(const Window &window, std::uint32_t state) {
     return (window.states & state) != 0;
 }
 
-/// Windows of one desktop and of one activity are shown together.
 bool KWinWindows::isShownBeside(const Window &active, const Window &window) {
     return window.isKnown && !is(window, kMinimized) && !window.area.isEmpty() &&
-           holds(window.desktops, active.desktops) && holds(window.activities, active.activities);
+           isOnEach(window.desktops, active.desktops) &&
+           isOnEach(window.activities, active.activities);
 }
 
 /// Plasma's own desktop lies beneath the wallpaper.

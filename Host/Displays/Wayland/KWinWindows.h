@@ -14,9 +14,8 @@ struct org_kde_plasma_window_management;
 namespace Lumivera {
 
 /// The windows of all programs with their places, as KWin tells programs whose desktop entry asks
-/// for that. KWin does not tell which desktop and which activity are shown. The active window's
-/// are, and none of the windows is known to be visible while no window is active. Windows count as
-/// opaque. Main thread.
+/// for that. It does not tell which virtual desktop and which activity are shown, so only windows
+/// beside the active one are known to be visible. Windows count as opaque. Main thread.
 class KWinWindows final : public WaylandWindows {
   public:
     /// The oldest version that names windows as this class asks for them, and the newest that it
@@ -54,6 +53,8 @@ class KWinWindows final : public WaylandWindows {
     };
 
     static bool is(const Window &window, std::uint32_t state);
+
+    /// Whether the window is certainly shown when the active one is.
     static bool isShownBeside(const Window &active, const Window &window);
     static bool isDesktopOn(const DeviceRect &output, const Window &window);
     static SurfaceVisibility visibilityUnder(const std::vector<const Window *> &windows,

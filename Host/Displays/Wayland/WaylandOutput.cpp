@@ -116,7 +116,8 @@ WaylandSize WaylandOutput::size() const {
 DeviceRect WaylandOutput::area() const {
     const auto &[x, y] = _current.place;
     const WaylandSize all = size();
-    return {x, y, x + std::min(all.width, kMaxDistance), y + std::min(all.height, kMaxDistance)};
+    return {x, y, x + std::clamp(all.width, 0, kMaxDistance),
+            y + std::clamp(all.height, 0, kMaxDistance)};
 }
 
 /// Divides the longer sides: the compositor has rounded the size, which matters least there.

@@ -137,7 +137,7 @@ class TestCompositor {
     void changeToplevel(std::size_t number, const Toplevel &toplevel);
     void closeToplevel(std::size_t number);
 
-    /// KWin's windows are numbered from 0. The numbers are sent as they are.
+    /// KWin's windows are numbered from 0.
     void addKWinWindow(const KWinWindow &window);
     void changeKWinWindow(std::size_t number, const KWinWindow &window);
     void moveKWinWindow(std::size_t number, int x, int y, unsigned width, unsigned height);
