@@ -3,6 +3,9 @@
 
 pkg_get_variable(WAYLAND_SCANNER wayland-scanner wayland_scanner)
 pkg_get_variable(WAYLAND_PROTOCOLS wayland-protocols pkgdatadir)
+# Found as a file, because the package's CMake files are those of the building machine's processor.
+find_path(PLASMA_PROTOCOLS plasma-window-management.xml REQUIRED
+    PATHS /usr/share /usr/local/share PATH_SUFFIXES plasma-wayland-protocols)
 
 # lumivera_wayland_protocols(TARGET SIDES client|server... [CODE] PROTOCOLS file...)
 # Makes a library of the headers <NAME-client-protocol.h> or <NAME-server-protocol.h>. With CODE it

@@ -32,6 +32,12 @@ loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)
 [[ $(wc -l <<<"$loaded") == 3 ]] || { echo "the program loads $loaded"; exit 1; }
 "$prefix/bin/lumivera" --help >/dev/null
 
+# The desktop entry starts this very program, and asks KWin for its windows.
+entry=$prefix/share/applications/lumivera.desktop
+[[ $(grep -c "^Exec=\"$prefix/bin/lumivera\" " "$entry") == 4 ]] ||
+    { echo "the desktop entry starts another program"; exit 1; }
+grep -q '^X-KDE-Wayland-Interfaces=org_kde_plasma_window_management$' "$entry"
+
 # The completions are those of this very program.
 "$prefix/bin/lumivera" completions bash |
     cmp - "$prefix/share/bash-completion/completions/lumivera"

@@ -43,7 +43,7 @@ if [[ -f ${plasma[0]} ]]; then
 fi
 owners=$(dpkg-deb -c "${packages[0]}" | awk '{ print $2 }' | sort -u)
 [[ $owners == root/root ]] || { echo "the package's files belong to $owners"; exit 1; }
-grep -q '^Exec=lumivera run$' "$usr/share/applications/lumivera.desktop"
+grep -q '^Exec="/usr/bin/lumivera" run$' "$usr/share/applications/lumivera.desktop"
 "$usr/bin/lumivera" list --json "$usr/share/lumivera/wallpapers" | grep -q '"author": "Lumivera"'
 "$usr/bin/lumivera" render "$usr/share/lumivera/wallpapers/Lumivera.bundle" --frames 2 \
     --size 64x64 -o "$folder/x.png"

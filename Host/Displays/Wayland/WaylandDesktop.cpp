@@ -1,3 +1,4 @@
+#include <plasma-window-management-client-protocol.h>
 #include <wayland-client.h>
 #include <wlr-foreign-toplevel-management-unstable-v1-client-protocol.h>
 
@@ -11,8 +12,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <initializer_list>
 #include <iterator>
-#include <set>
+#include <map>
 
 namespace Lumivera {
 
@@ -66,7 +68,11 @@ class Offers {
     Offers(const Offers &) = delete;
     Offers &operator=(const Offers &) = delete;
 
-    bool has(const char *interface) const { return _interfaces.count(interface) > 0; }
+    /// Whether the compositor has the interface in that version or a newer one.
+    bool has(const char *interface, std::uint32_t version = 1) const {
+        const auto found = _interfaces.find(interface);
+        return found != _interfaces.end() && found->second >= version;
+    }
 
     std::vector<std::unique_ptr<WaylandOutput>> outputs;
 
@@ -74,7 +80,7 @@ class Offers {
     static void added(void *data, wl_registry *registry, std::uint32_t number,
                       const char *interface, std::uint32_t version) {
         auto &offers = *static_cast<Offers *>(data);
-        offers._interfaces.insert(interface);
+        offers._interfaces[interface] = version;
         if (std::string_view(interface) == wl_output_interface.name) {
             void *const output = WaylandGlobals::bindNewest(registry, number, wl_output_interface,
                                                             version, kOutputVersion);
@@ -88,7 +94,7 @@ class Offers {
 
     wl_registry *const _registry;
     WaylandGlobals _globals;
-    std::set<std::string> _interfaces;
+    std::map<std::string, std::uint32_t> _interfaces;
 };
 
 Finding layerShell(const Offers &offers) {
@@ -100,9 +106,11 @@ Finding layerShell(const Offers &offers) {
             "use a desktop that has it (Sway, Hyprland, KDE, Phosh and others), or an X11 session"};
 }
 
+bool isPlasma(const Offers &offers) { return offers.has("org_kde_plasma_shell"); }
+
 /// Plasma has its icons, its menu and its widgets in one window, which ours hides.
 std::vector<Finding> icons(const Offers &offers) {
-    if (!offers.has("org_kde_plasma_shell")) {
+    if (!isPlasma(offers)) {
         return {};
     }
     return {{"icons", Level::Lacking,
@@ -143,6 +151,17 @@ Finding covers(const Offers &offers, bool isSwayKnown) {
         return {"Sway's windows", Level::Lacking,
                 "Sway does not tell where they are, so the wallpaper does not rest behind tiles",
                 "start the program from Sway's configuration: exec lumivera desktop"};
+    }
+    if (offers.has("org_kde_plasma_window_management", KWinWindows::kOldestVersion)) {
+        return {"KWin's windows", Level::Good,
+                "windows that hide the screen let the wallpaper rest", ""};
+    }
+    if (isPlasma(offers)) {
+        return {"KWin's windows", Level::Lacking,
+                "KWin does not tell where they are, so the wallpaper rests only behind full-screen "
+                "windows",
+                "install the program below /usr, /usr/local or ~/.local, where KWin finds its "
+                "desktop entry, and start it from there"};
     }
     if (offers.has("zwlr_foreign_toplevel_manager_v1")) {
         return {"foreign toplevels", Level::Good,
@@ -275,6 +294,11 @@ void WaylandDesktop::add(std::uint32_t number, std::string_view interface, std::
     } else if (interface == zwlr_foreign_toplevel_manager_v1_interface.name) {
         void *const manager = bind(zwlr_foreign_toplevel_manager_v1_interface, kToplevelsVersion);
         _toplevels.follow(static_cast<zwlr_foreign_toplevel_manager_v1 *>(manager));
+    } else if (interface == org_kde_plasma_window_management_interface.name &&
+               version >= KWinWindows::kOldestVersion) {
+        void *const manager =
+            bind(org_kde_plasma_window_management_interface, KWinWindows::kNewestVersion);
+        _kwin.follow(static_cast<org_kde_plasma_window_management *>(manager));
     } else if (interface == kPhoshInterface && isDesktopNamed("Phosh")) {
         _isPhosh = true;
     } else {
@@ -315,10 +339,10 @@ void WaylandDesktop::connectionLost(const std::string &reason) {
 
 WaylandLevel WaylandDesktop::level() const { return levelFor(_layerChoice, _sway.isSway()); }
 
-/// Sway knows more of its windows than it tells as foreign toplevels.
+/// Sway and KWin know more of their windows than what is told as foreign toplevels.
 WaylandCover WaylandDesktop::coverOf(const Place &place) const {
-    for (const WaylandWindows *const windows : {static_cast<const WaylandWindows *>(&_sway),
-                                                static_cast<const WaylandWindows *>(&_toplevels)}) {
+    for (const WaylandWindows *const windows :
+         std::initializer_list<const WaylandWindows *>{&_sway, &_kwin, &_toplevels}) {
         if (const auto cover = windows->coverOf(place.output, place.surface->freeSize())) {
             return *cover;
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Host/Displays/Desktop.h"
+#include "Host/Displays/Wayland/KWinWindows.h"
 #include "Host/Displays/Wayland/SwayWindows.h"
 #include "Host/Displays/Wayland/WaylandConnection.h"
 #include "Host/Displays/Wayland/WaylandSeat.h"
@@ -24,8 +25,8 @@ DesktopSurvey surveyWayland(LayerChoice choice = LayerChoice::Automatic);
 
 /// The desktop of a Wayland compositor that has a layer shell. An output counts as hidden when the
 /// compositor sends no more frame callbacks, or tells that the active window is maximized or
-/// full-screen. Several windows side by side, or one that is not active, count only on Sway, which
-/// tells where they are, or where the compositor stops the frame callbacks. Main thread.
+/// full-screen. Several windows side by side, or one that is not active, count only on Sway and
+/// KWin, which tell where they are, or where the compositor stops the frame callbacks. Main thread.
 class WaylandDesktop final : public Desktop, private WaylandConnection::Listener {
   public:
     /// Connects to the compositor that the environment names. A HostError when there is none, when
@@ -63,6 +64,7 @@ class WaylandDesktop final : public Desktop, private WaylandConnection::Listener
     WaylandCursor _cursor;
     WaylandToplevels _toplevels;
     SwayWindows _sway;
+    KWinWindows _kwin;
     LayerChoice _layerChoice;
     bool _isPhosh = false;
     std::vector<std::unique_ptr<Place>> _places;

@@ -42,7 +42,10 @@ struct WaylandOutput::Events {
 
     static void description(void *, wl_output *, const char *) {}
 
-    static void logicalPosition(void *, zxdg_output_v1 *, std::int32_t, std::int32_t) {}
+    static void logicalPosition(void *data, zxdg_output_v1 *, std::int32_t x, std::int32_t y) {
+        static_cast<WaylandOutput *>(data)->_pending.place = {
+            std::clamp(x, -kMaxDistance, kMaxDistance), std::clamp(y, -kMaxDistance, kMaxDistance)};
+    }
 
     static void logicalSize(void *data, zxdg_output_v1 *, std::int32_t width, std::int32_t height) {
         static_cast<WaylandOutput *>(data)->_pending.logical = {width, height};
@@ -108,6 +111,13 @@ WaylandSize WaylandOutput::size() const {
     }
     const WaylandSize mode = rotatedMode();
     return {mode.width / _current.scale, mode.height / _current.scale};
+}
+
+DeviceRect WaylandOutput::area() const {
+    const auto &[x, y] = _current.place;
+    const WaylandSize all = size();
+    return {x, y, x + std::clamp(all.width, 0, kMaxDistance),
+            y + std::clamp(all.height, 0, kMaxDistance)};
 }
 
 /// Divides the longer sides: the compositor has rounded the size, which matters least there.

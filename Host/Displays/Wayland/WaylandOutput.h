@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/Compositor/DeviceRect.h"
+
 #include <cstdint>
 #include <string>
 
@@ -18,6 +20,12 @@ struct WaylandSize {
     bool isEmpty() const { return width <= 0 || height <= 0; }
 };
 
+/// A place in logical pixels.
+struct WaylandPlace {
+    int x = 0;
+    int y = 0;
+};
+
 /// What the compositor says about an output. Events take effect together, with the done event. Main
 /// thread.
 class WaylandOutput final {
@@ -27,6 +35,10 @@ class WaylandOutput final {
 
     /// Scales are limited to this.
     static constexpr int kMaxScale = 16;
+
+    /// Distances in points are limited to this, which no screen reaches, so that sums do not
+    /// overflow.
+    static constexpr int kMaxDistance = 1 << 20;
 
     /// Owns the output. `number` is its number in the registry.
     WaylandOutput(wl_output *output, std::uint32_t number);
@@ -50,6 +62,9 @@ class WaylandOutput final {
     /// In points, rotated; empty when the compositor does not tell.
     WaylandSize size() const;
 
+    /// Its place among all outputs, in points; at 0, 0 when the compositor does not tell.
+    DeviceRect area() const;
+
     /// Whole pixels a point, at least 1: the scale to draw with where fractional scales are not
     /// supported.
     int wholeScale() const { return _current.scale; }
@@ -65,6 +80,7 @@ class WaylandOutput final {
         std::string name;
         WaylandSize mode; ///< pixels, not rotated
         WaylandSize logical;
+        WaylandPlace place;
         int scale = 1;
         bool isRotated = false;
     };

@@ -8,7 +8,8 @@
 #include <thread>
 #include <utility>
 
-// Plasma shows the wallpaper itself, with Lumivera's plug-in, on X11 and on Wayland.
+// Plasma shows the wallpaper itself, with Lumivera's plug-in, on X11 and on Wayland. Without it, a
+// surface on Wayland does.
 
 using nlohmann::json;
 
@@ -47,6 +48,9 @@ class PlasmaViewerTest : public RealDesktopTest {
     /// Opens a window of the desktop's own window system, which is "maximized" or "fullscreen".
     void openLarge(const std::string &state);
     void closeLarge();
+
+    /// Whether such a window lets the wallpaper rest until it is closed.
+    void restsUnder(const std::string &state);
 
   private:
     pid_t _program = -1;
@@ -117,6 +121,16 @@ void PlasmaViewerTest::closeLarge() {
     }
 }
 
+void PlasmaViewerTest::restsUnder(const std::string &state) {
+    openLarge(state);
+    ASSERT_TRUE(outputBecomes(rests)) << state;
+    EXPECT_TRUE(usesNoProcessor()) << state;
+    photograph(state);
+    closeLarge();
+    ASSERT_TRUE(outputBecomes(runs)) << state;
+    EXPECT_TRUE(showsPetals()) << state;
+}
+
 TEST_P(PlasmaViewerTest, ShowsTheWallpaperBehindTheIcons) {
     startShown();
     EXPECT_TRUE(showsPetals());
@@ -154,24 +168,25 @@ TEST_P(PlasmaViewerTest, HearsAClickBesideTheIcons) {
 
 TEST_P(PlasmaViewerTest, RestsUnderAMaximizedWindow) {
     startShown();
-    openLarge("maximized");
-    ASSERT_TRUE(outputBecomes(rests));
-    EXPECT_TRUE(usesNoProcessor());
-    photograph("maximized");
-    closeLarge();
-    ASSERT_TRUE(outputBecomes(runs));
-    EXPECT_TRUE(showsPetals());
+    restsUnder("maximized");
 }
 
 TEST_P(PlasmaViewerTest, RestsUnderAFullScreenWindow) {
     startShown();
-    openLarge("fullscreen");
-    ASSERT_TRUE(outputBecomes(rests));
-    EXPECT_TRUE(usesNoProcessor());
-    photograph("full-screen");
-    closeLarge();
-    ASSERT_TRUE(outputBecomes(runs));
-    EXPECT_TRUE(showsPetals());
+    restsUnder("fullscreen");
+}
+
+TEST_P(PlasmaViewerTest, RestsUnderLargeWindowsWithoutThePlugin) {
+    if (!isOnWayland()) {
+        GTEST_SKIP() << "is not on Wayland";
+    }
+    evaluate("d.wallpaperPlugin = 'org.kde.image';");
+    startWallpaper();
+    ASSERT_TRUE(outputBecomes([](const json &output) { return output["layer"] == "background"; }));
+    const std::string doctor = desktop().session().run({"lumivera", "doctor"}).output;
+    EXPECT_NE(doctor.find("ok  KWin's windows"), std::string::npos) << doctor;
+    restsUnder("maximized");
+    restsUnder("fullscreen");
 }
 
 TEST_P(PlasmaViewerTest, KeepsItsPictureWhileTheHostIsAway) {

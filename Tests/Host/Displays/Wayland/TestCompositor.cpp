@@ -4,6 +4,7 @@
 #include "Tests/Host/Displays/Wayland/TestSurface.h"
 
 #include <fractional-scale-v1-server-protocol.h>
+#include <plasma-window-management-server-protocol.h>
 #include <viewporter-server-protocol.h>
 #include <wayland-server.h>
 #include <wlr-foreign-toplevel-management-unstable-v1-server-protocol.h>
@@ -38,6 +39,12 @@ struct TestCompositor::State {
         Group descriptions;
     };
 
+    struct Window {
+        KWinWindow told;
+        bool isClosed;
+        Group handles;
+    };
+
     /// A global whose resources' user data is the state.
     struct Offer {
         State *state;
@@ -57,12 +64,15 @@ struct TestCompositor::State {
     ~State();
 
     wl_global *offer(const wl_interface &interface, unsigned version, const void *requests);
+    void offerUnused(const wl_interface &interface);
     void addOutput(const std::string &name, const Mode &mode);
     void tell(const Output &output) const;
     Output &output(const std::string &name);
     TestSurface *surface(const std::string &output);
     wl_resource *surfaceResource(const std::string &output);
     void withToplevel(std::size_t number, const std::function<void(wl_resource *)> &action);
+
+    void tell(const Window &window, wl_resource *handle) const;
 
     const Options options;
     wl_display *const display;
@@ -81,6 +91,8 @@ struct TestCompositor::State {
     Group touches{this, {}};
     Group managers{this, {}};
     std::vector<std::unique_ptr<Group>> toplevels;
+    Group windowManagers{this, {}};
+    std::vector<std::unique_ptr<Window>> windows;
     int cursors = 0;
     Arrival arrival{{}, this};
     std::unique_ptr<ServerThread> thread;
@@ -198,6 +210,43 @@ struct TestCompositor::State::Requests {
                            &kManager);
     }
 
+    static void bindWindowManager(Client *client, void *data, std::uint32_t version, Id id) {
+        auto &self = *static_cast<State *>(data);
+        Resource *const manager = self.windowManagers.make(
+            client, org_kde_plasma_window_management_interface, version, id, &kWindowManager);
+        for (std::size_t number = 0; number < self.windows.size(); ++number) {
+            announce(manager, number);
+        }
+    }
+
+    static void announce(Resource *manager, std::size_t number) {
+        org_kde_plasma_window_management_send_window_with_uuid(
+            manager, static_cast<std::uint32_t>(number), std::to_string(number).c_str());
+    }
+
+    static void getWindow(Client *client, Resource *manager, Id id, const char *name) {
+        Window &window = *groupState(manager).windows[std::stoul(name)];
+        Resource *const handle =
+            window.handles.make(client, org_kde_plasma_window_interface,
+                                static_cast<std::uint32_t>(version(manager)), id, &kWindow);
+        if (window.isClosed) {
+            org_kde_plasma_window_send_unmapped(handle);
+        } else {
+            groupState(manager).tell(window, handle);
+        }
+        org_kde_plasma_window_send_initial_state(handle);
+    }
+
+    static constexpr struct org_kde_plasma_window_management_interface kWindowManager = [] {
+        struct org_kde_plasma_window_management_interface requests {};
+        requests.get_window_by_uuid = getWindow;
+        return requests;
+    }();
+    static constexpr struct org_kde_plasma_window_interface kWindow = [] {
+        struct org_kde_plasma_window_interface requests {};
+        requests.destroy = destroy;
+        return requests;
+    }();
     static constexpr struct wl_compositor_interface kCompositor { createSurface, createRegion };
     static constexpr struct zwlr_layer_shell_v1_interface kShell { getLayer, destroy };
     static constexpr struct wp_viewporter_interface kViewporter { destroy, getViewport };
@@ -237,10 +286,17 @@ TestCompositor::State::State(const Options &wanted)
         wl_global_create(display, &zwlr_foreign_toplevel_manager_v1_interface, 3, this,
                          Requests::bindManager);
     }
+    if (options.isKWins) {
+        wl_global_create(display, &org_kde_plasma_window_management_interface, 16, this,
+                         Requests::bindWindowManager);
+    }
     if (options.isPhoshs) {
         static const wl_interface kPhosh{"phosh_private", 6, 0, nullptr, 0, nullptr};
-        wl_global_create(display, &kPhosh, 6, this,
-                         [](wl_client *, void *, std::uint32_t, std::uint32_t) {});
+        offerUnused(kPhosh);
+    }
+    if (options.isPlasmas) {
+        static const wl_interface kPlasma{"org_kde_plasma_shell", 8, 0, nullptr, 0, nullptr};
+        offerUnused(kPlasma);
     }
     if (options.hasSeat) {
         seat = wl_global_create(display, &wl_seat_interface, static_cast<int>(options.seatVersion),
@@ -277,6 +333,12 @@ wl_global *TestCompositor::State::offer(const wl_interface &interface, unsigned 
         });
 }
 
+/// For globals that the client does not bind.
+void TestCompositor::State::offerUnused(const wl_interface &interface) {
+    wl_global_create(display, &interface, interface.version, this,
+                     [](wl_client *, void *, std::uint32_t, std::uint32_t) {});
+}
+
 void TestCompositor::State::addOutput(const std::string &name, const Mode &mode) {
     outputs.push_back(
         std::unique_ptr<Output>(new Output{name, mode, this, nullptr, {this, {}}, {this, {}}}));
@@ -288,6 +350,7 @@ void TestCompositor::State::addOutput(const std::string &name, const Mode &mode)
 /// Sends all properties of an output that its version has.
 void TestCompositor::State::tell(const Output &output) const {
     for (wl_resource *description : output.descriptions.members) {
+        zxdg_output_v1_send_logical_position(description, output.mode.x, output.mode.y);
         zxdg_output_v1_send_logical_size(description, logicalWidth, logicalHeight);
         zxdg_output_v1_send_name(description, output.name.c_str());
     }
@@ -305,6 +368,21 @@ void TestCompositor::State::tell(const Output &output) const {
             wl_output_send_done(resource);
         }
     }
+}
+
+void TestCompositor::State::tell(const Window &window, wl_resource *handle) const {
+    const KWinWindow &told = window.told;
+    for (const std::string &desktop : told.desktops) {
+        org_kde_plasma_window_send_virtual_desktop_entered(handle, desktop.c_str());
+    }
+    for (const std::string &activity : told.activities) {
+        org_kde_plasma_window_send_activity_entered(handle, activity.c_str());
+    }
+    org_kde_plasma_window_send_title_changed(handle, "title");
+    org_kde_plasma_window_send_state_changed(handle, told.states);
+    org_kde_plasma_window_send_geometry(handle, told.area.left, told.area.top,
+                                        static_cast<std::uint32_t>(told.area.width()),
+                                        static_cast<std::uint32_t>(told.area.height()));
 }
 
 TestCompositor::State::Output &TestCompositor::State::output(const std::string &name) {
@@ -626,6 +704,69 @@ void TestCompositor::changeToplevel(std::size_t number, const Toplevel &toplevel
 void TestCompositor::closeToplevel(std::size_t number) {
     _state->thread->perform(
         [&] { _state->withToplevel(number, zwlr_foreign_toplevel_handle_v1_send_closed); });
+}
+
+void TestCompositor::addKWinWindow(const KWinWindow &window) {
+    _state->thread->perform([&] {
+        _state->windows.push_back(std::unique_ptr<State::Window>(
+            new State::Window{window, false, State::Group{_state.get(), {}}}));
+        for (wl_resource *manager : _state->windowManagers.members) {
+            State::Requests::announce(manager, _state->windows.size() - 1);
+        }
+    });
+}
+
+void TestCompositor::changeKWinWindow(std::size_t number, const KWinWindow &window) {
+    _state->thread->perform([&] {
+        State::Window &known = *_state->windows[number];
+        for (wl_resource *handle : known.handles.members) {
+            for (const std::string &desktop : known.told.desktops) {
+                org_kde_plasma_window_send_virtual_desktop_left(handle, desktop.c_str());
+            }
+            for (const std::string &activity : known.told.activities) {
+                org_kde_plasma_window_send_activity_left(handle, activity.c_str());
+            }
+        }
+        known.told = window;
+        for (wl_resource *handle : known.handles.members) {
+            _state->tell(known, handle);
+        }
+    });
+}
+
+void TestCompositor::moveKWinWindow(std::size_t number, int x, int y, unsigned width,
+                                    unsigned height) {
+    _state->thread->perform([&] {
+        for (wl_resource *handle : _state->windows[number]->handles.members) {
+            org_kde_plasma_window_send_geometry(handle, x, y, width, height);
+        }
+    });
+}
+
+void TestCompositor::closeKWinWindow(std::size_t number) {
+    _state->thread->perform([&] {
+        _state->windows[number]->isClosed = true;
+        const std::vector<wl_resource *> handles = _state->windows[number]->handles.members;
+        std::for_each(handles.begin(), handles.end(), org_kde_plasma_window_send_unmapped);
+    });
+}
+
+void TestCompositor::showDesktop(bool isShown) {
+    _state->thread->perform([&] {
+        for (wl_resource *manager : _state->windowManagers.members) {
+            org_kde_plasma_window_management_send_show_desktop_changed(manager, isShown ? 1 : 0);
+        }
+    });
+}
+
+std::size_t TestCompositor::watchedKWinWindows() {
+    std::size_t count = 0;
+    _state->thread->perform([&] {
+        for (const auto &window : _state->windows) {
+            count += window->handles.members.size();
+        }
+    });
+    return count;
 }
 
 void TestCompositor::atOnce(const std::function<void()> &actions) {

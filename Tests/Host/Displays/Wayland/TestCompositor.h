@@ -20,7 +20,9 @@ class TestCompositor {
         bool hasOutputManager = false;
         bool hasToplevels = true;
         bool hasSeat = true;
-        bool isPhoshs = false; ///< has the global that Phosh's compositor has
+        bool isKWins = false;   ///< tells of its windows as KWin does
+        bool isPlasmas = false; ///< has the global of Plasma's shell
+        bool isPhoshs = false;  ///< has the global that Phosh's compositor has
         unsigned outputVersion = 4;
         unsigned surfaceVersion = 4;
         unsigned seatVersion = 7;
@@ -31,6 +33,8 @@ class TestCompositor {
         int height = 480;
         int scale = 1;
         int transform = 0; ///< as wl_output counts
+        int x = 0;         ///< its place among the outputs, in points
+        int y = 0;
     };
 
     /// The state of a layer surface after its last commit.
@@ -57,6 +61,14 @@ class TestCompositor {
     struct Toplevel {
         std::vector<std::uint32_t> states; ///< as the protocol counts
         std::string output;
+    };
+
+    /// A window as KWin tells it; on all desktops and activities where there are none.
+    struct KWinWindow {
+        std::uint32_t states = 0; ///< as the protocol counts
+        DeviceRect area;
+        std::vector<std::string> desktops;
+        std::vector<std::string> activities;
     };
 
     TestCompositor() : TestCompositor(Options()) {}
@@ -124,6 +136,16 @@ class TestCompositor {
     void addToplevel();
     void changeToplevel(std::size_t number, const Toplevel &toplevel);
     void closeToplevel(std::size_t number);
+
+    /// KWin's windows are numbered from 0.
+    void addKWinWindow(const KWinWindow &window);
+    void changeKWinWindow(std::size_t number, const KWinWindow &window);
+    void moveKWinWindow(std::size_t number, int x, int y, unsigned width, unsigned height);
+    void closeKWinWindow(std::size_t number);
+    void showDesktop(bool isShown);
+
+    /// How many of KWin's windows the client watches.
+    std::size_t watchedKWinWindows();
 
     /// Runs several of these calls; all their events arrive together.
     void atOnce(const std::function<void()> &actions);

@@ -54,6 +54,35 @@ TEST(WaylandSurvey, SaysOnSwayWhatItsOwnBackgroundHides) {
     EXPECT_EQ(layerOnSway(LayerChoice::Background).level, Level::Lacking);
 }
 
+/// The finding about windows on Plasma.
+Finding windowsOnPlasma(bool isTold) {
+    TestCompositor::Options options;
+    options.isPlasmas = true;
+    options.isKWins = isTold;
+    TestCompositor compositor(options);
+    return surveyWayland().findings[3];
+}
+
+TEST(WaylandSurvey, SaysOnPlasmaWhetherKWinTellsOfItsWindows) {
+    const Finding told = windowsOnPlasma(true);
+    EXPECT_EQ(told.subject, "KWin's windows");
+    EXPECT_EQ(told.level, Level::Good);
+    const Finding notTold = windowsOnPlasma(false);
+    EXPECT_EQ(notTold.subject, "KWin's windows");
+    EXPECT_EQ(notTold.level, Level::Lacking);
+    EXPECT_FALSE(notTold.remedy.empty());
+}
+
+TEST(WaylandSurvey, SaysOnPlasmaThatTheIconsAreHidden) {
+    TestCompositor::Options options;
+    options.isPlasmas = true;
+    TestCompositor compositor(options);
+    const Finding finding = surveyWayland().findings.back();
+    EXPECT_EQ(finding.subject, "icons");
+    EXPECT_EQ(finding.level, Level::Lacking);
+    EXPECT_FALSE(finding.remedy.empty());
+}
+
 TEST(WaylandSurvey, SaysOnSwayThatItsSocketIsMissing) {
     const EnvironmentVariable desktop("XDG_CURRENT_DESKTOP", "sway");
     const EnvironmentVariable socket("SWAYSOCK", nullptr);
