@@ -297,8 +297,10 @@ bool RealDesktopTest::findTextFile() {
     return desktop().textFile().has_value();
 }
 
+/// Plasma hears clicks on an icon only when the pointer has come to it.
 bool RealDesktopTest::opensTheTextFileAt(const ScreenRect &icon, double seconds) {
     desktop().forgetOpenedFiles();
+    screen().moveTo(desktop().emptyPlace());
     screen().doubleClick(icon.middle());
     return eventually(
         [this] { return desktop().openedFiles().find("hello.txt") != std::string::npos; }, seconds);

@@ -23,8 +23,9 @@ class VirtualScreen {
     ~VirtualScreen();
 
     /// The X server that people run, without a card: one monitor of 1280x800 pixels, or two of half
-    /// the width beside each other, unless the desktop has its own idea. It has a touch screen, whose
-    /// driver takes events from a socket. `configuration` and `touchSocket` are files to make.
+    /// the width beside each other, unless the desktop has its own idea. It has a touch screen,
+    /// whose driver takes events from a socket. `configuration` and `touchSocket` are files to
+    /// make.
     static VirtualScreen withOutputs(const std::string &configuration,
                                      const std::string &touchSocket);
     void showTwoMonitors() const;
