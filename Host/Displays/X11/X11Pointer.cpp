@@ -9,8 +9,9 @@ namespace Lumivera {
 
 namespace {
 
-/// Milliseconds. The end of a touch that takes longer may be lost, with its touch screen.
-constexpr std::uint32_t kLongestTouch = 10'000;
+/// Milliseconds. Fingers that come later do not join the first one. Its end may have been lost: the
+/// server leaves it out where a window manager decides about the touch.
+constexpr std::uint32_t kUntilAlone = 150;
 
 double number(const xcb_input_fp3232_t &value) {
     return value.integral + value.frac / 4294967296.0;
@@ -116,7 +117,7 @@ std::optional<X11Pointer::Action> X11Pointer::touchAction(Action::Kind kind,
                                                           const X11Event &event) {
     const auto &touch = event.as<xcb_input_raw_touch_begin_event_t>();
     const bool isFirst =
-        !_finger || _finger->device != touch.sourceid || touch.time - _finger->time > kLongestTouch;
+        !_finger || _finger->device != touch.sourceid || touch.time - _finger->time > kUntilAlone;
     if (kind == Action::Kind::Press && isFirst) {
         _finger = {touch.sourceid, touch.detail, touch.time, 0, 0};
     }
