@@ -39,7 +39,11 @@ class ScreenPicture {
     int height() const { return _height; }
     bool isEmpty() const { return _pixels.empty(); }
 
+    /// 0 outside of the picture: the screen may have had another size when it was taken.
     std::uint32_t at(int x, int y) const {
+        if (x < 0 || y < 0 || x >= _width || y >= _height) {
+            return 0;
+        }
         return _pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(_width) +
                        static_cast<std::size_t>(x)];
     }
