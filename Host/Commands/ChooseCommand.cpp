@@ -78,7 +78,8 @@ void ChooseCommand::run() {
                    "Choose a wallpaper", kWithoutDisplay);
     DescriptorThread descriptors;
     options.makeView = [&](const ViewRequest &request, RemoteView::Listener &listener) {
-        return std::make_unique<ViewProcess>(descriptors, ViewProcess::Start{request}, listener);
+        return std::make_unique<ViewProcess>(descriptors, ViewProcess::Start{request, {}},
+                                             listener);
     };
     options.use = [&](const BundleListing &bundle) {
         printToStandardOutput(inOneLine(chosen.use(bundle.path)) + "\n");

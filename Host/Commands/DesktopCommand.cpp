@@ -56,7 +56,7 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
     const auto scopes = std::make_shared<ViewScopes>(waiter);
     return [&waiter, isTrusted, print, scopes](const ViewRequest &request,
                                                RemoteView::Listener &listener) {
-        ViewProcess::Start start{request, isTrusted};
+        ViewProcess::Start start{request, {isTrusted}};
         start.protectionRefused = ConfinedProcess::printsRefusedProtections(print);
         start.says = ConfinedProcess::printsAbout(request.bundle, print);
         const SharedBuffers &memory = *request.memory;

@@ -230,6 +230,12 @@ Finding examineHost(const Json &status) {
     return {"host", Level::Good, "is running; `lumivera ctl status` tells more", ""};
 }
 
+/// A member that is a text; empty when it is missing or of another type.
+std::string textMember(const Json &object, const char *name) {
+    const auto found = object.find(name);
+    return found != object.end() && found->is_string() ? found->get<std::string>() : "";
+}
+
 /// An output that the desktop shows itself lacks nothing, whatever the window system offers.
 void applyStatus(const Json &status, std::vector<Finding> &findings) {
     const auto outputs = status.find("outputs");
@@ -237,8 +243,8 @@ void applyStatus(const Json &status, std::vector<Finding> &findings) {
         return;
     }
     for (const Json &output : *outputs) {
-        if (output.is_object() && output.value("layerWords", "") == SharedSurface::kWords) {
-            const std::string subject = "layer on " + output.value("output", "");
+        if (output.is_object() && textMember(output, "layerWords") == SharedSurface::kWords) {
+            const std::string subject = "layer on " + textMember(output, "output");
             std::erase_if(findings, [&subject](const Finding &finding) {
                 return finding.subject == subject || finding.subject == "icons";
             });

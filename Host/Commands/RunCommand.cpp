@@ -145,7 +145,7 @@ ViewMaker RunCommand::viewMaker(DescriptorWatch &watch) const {
     // A new size makes a new view, which does the same again.
     return [&watch, isTrusted, isTraced, print = printErrorOnce()](const ViewRequest &request,
                                                                    RemoteView::Listener &listener) {
-        ViewProcess::Start start{request, isTrusted};
+        ViewProcess::Start start{request, {isTrusted}};
         start.isInWindow = true;
         start.isTraced = isTraced;
         start.protectionRefused = ConfinedProcess::printsRefusedProtections(print);

@@ -1,6 +1,7 @@
 #include "Host/Support/ListeningSocket.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Support/PacketSocket.h"
 
 #include <cerrno>
 #include <cstring>
@@ -28,13 +29,6 @@ sockaddr_un addressOf(const std::string &path) {
     }
     std::memcpy(address.sun_path, path.data(), path.size());
     return address;
-}
-
-bool isOfUser(int descriptor) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
-           (peer.uid == geteuid() || peer.uid == 0);
 }
 
 } // namespace
@@ -86,7 +80,7 @@ void ListeningSocket::serve() {
     for (;;) {
         const int descriptor = accept4(_descriptor, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (descriptor >= 0) {
-            _accepted(descriptor, isOfUser(descriptor));
+            _accepted(descriptor, isPeerOfUser(descriptor));
         } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
             _rest.callAfter(kRest);
             return;

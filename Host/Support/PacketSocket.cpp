@@ -104,4 +104,11 @@ PacketSocket::Outcome PacketSocket::receive(void *bytes, std::size_t capacity, W
     return Outcome::Received;
 }
 
+bool isPeerOfUser(int socket) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+           (peer.uid == geteuid() || peer.uid == 0);
+}
+
 } // namespace Lumivera

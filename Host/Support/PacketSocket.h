@@ -43,4 +43,7 @@ class PacketSocket {
     int _descriptor;
 };
 
+/// True when the program at the other end of the socket runs as this user or as root.
+bool isPeerOfUser(int socket);
+
 } // namespace Lumivera

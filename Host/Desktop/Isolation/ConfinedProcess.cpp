@@ -105,33 +105,36 @@ ConfinedProcess::LineSink ConfinedProcess::printsAbout(const std::string &bundle
         [print = std::move(print), bundle](const std::string &line) { print(bundle + " " + line); };
 }
 
-ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
+ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const std::string &bundle,
+                                 const Confinement &confinement,
                                  const std::vector<std::string> &options)
-    : ConfinedProcess(watch, start, options,
-                      start.connection ? std::pair{std::move(*start.connection), PacketSocket(-1)}
-                                       : makeConnection()) {}
+    : ConfinedProcess(watch, bundle, confinement, options,
+                      confinement.connection
+                          ? std::pair{std::move(*confinement.connection), PacketSocket(-1)}
+                          : makeConnection()) {}
 
 /// Both ends are closed when this fails; the program's end in any case.
-ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const Start &start,
+ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const std::string &bundle,
+                                 const Confinement &confinement,
                                  const std::vector<std::string> &options,
                                  std::pair<PacketSocket, PacketSocket> ends)
-    : _watch(watch), _bundle(start.bundle), _protectionRefused(start.protectionRefused),
-      _says(start.says), _confined(start.confined), _connection(std::move(ends.first)) {
-    if (!start.connection) {
-        begin(start, options, ends.second);
+    : _watch(watch), _bundle(bundle), _protectionRefused(confinement.protectionRefused),
+      _says(confinement.says), _confined(confinement.confined), _connection(std::move(ends.first)) {
+    if (!confinement.connection) {
+        begin(confinement, options, ends.second);
     }
 }
 
-void ConfinedProcess::begin(const Start &start, const std::vector<std::string> &options,
+void ConfinedProcess::begin(const Confinement &confinement, const std::vector<std::string> &options,
                             const PacketSocket &theirs) {
     const std::string program = programPath();
-    std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), start.bundle};
+    std::vector<std::string> arguments = {program, std::to_string(kTheirSocket), _bundle};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    if (start.isTrusted) {
+    if (confinement.isTrusted) {
         arguments.emplace_back("--trust");
     }
-    if (start.walls != Sandbox::kAllWalls) {
-        arguments.push_back("--walls=" + std::to_string(start.walls));
+    if (confinement.walls != Sandbox::kAllWalls) {
+        arguments.push_back("--walls=" + std::to_string(confinement.walls));
     }
     _complaints = makeComplaints();
     _process = spawnProgram(arguments, {-1, _complaints, _complaints, theirs.descriptor()},

@@ -38,9 +38,8 @@ constexpr double patienceWith(NSUInteger petals) {
 /// and the connection to it. The destructor kills it. Main thread.
 class ConfinedProcess final {
   public:
-    struct Start {
-        std::string bundle; ///< its path
-
+    /// How a process is confined, and who hears of it.
+    struct Confinement {
         /// Runs the bundle's library even if others can write it.
         bool isTrusted = false;
 
@@ -67,10 +66,10 @@ class ConfinedProcess final {
     static LineSink printsRefusedProtections(LineSink print);
     static LineSink printsAbout(const std::string &bundle, LineSink print);
 
-    /// `options` go to the program. Throws a HostError when there can be no process. The watch is
-    /// not owned.
-    ConfinedProcess(DescriptorWatch &watch, const Start &start,
-                    const std::vector<std::string> &options = {});
+    /// `bundle` is a path; `options` go to the program. Throws a HostError when there can be no
+    /// process. The watch is not owned.
+    ConfinedProcess(DescriptorWatch &watch, const std::string &bundle,
+                    const Confinement &confinement, const std::vector<std::string> &options = {});
     ~ConfinedProcess();
 
     ConfinedProcess(const ConfinedProcess &) = delete;
@@ -99,10 +98,10 @@ class ConfinedProcess final {
     std::string end();
 
   private:
-    ConfinedProcess(DescriptorWatch &watch, const Start &start,
-                    const std::vector<std::string> &options,
+    ConfinedProcess(DescriptorWatch &watch, const std::string &bundle,
+                    const Confinement &confinement, const std::vector<std::string> &options,
                     std::pair<PacketSocket, PacketSocket> ends);
-    void begin(const Start &start, const std::vector<std::string> &options,
+    void begin(const Confinement &confinement, const std::vector<std::string> &options,
                const PacketSocket &theirs);
     void tellRefusals(int listener);
     void endUnheardMove();

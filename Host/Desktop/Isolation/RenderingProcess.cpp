@@ -54,7 +54,7 @@ RenderingProcess::RenderingProcess(const Start &start)
       _timeFactor(start.timeFactor),
       _memory(static_cast<unsigned>(start.settings.pixelWidth()),
               static_cast<unsigned>(start.settings.pixelHeight()), buffersFor(start)),
-      _process(_waiter, start, {"--render"}), _check([this] { check(); }) {
+      _process(_waiter, start.bundle, start, {"--render"}), _check([this] { check(); }) {
     sendOrders(start);
     _waiter.add(*this);
 }

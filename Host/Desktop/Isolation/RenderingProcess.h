@@ -25,7 +25,8 @@ class RenderingProcess final : private DescriptorSource {
     /// Frames of usual wallpapers take well below a second, the largest pictures a few.
     static constexpr NSTimeInterval kPatience = 60;
 
-    struct Start : ConfinedProcess::Start {
+    struct Start : ConfinedProcess::Confinement {
+        std::string bundle; ///< its path
         WallpaperSettings settings;
         std::optional<unsigned> seed;
         Script script;

@@ -59,7 +59,7 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
       _isInWindow(start.isInWindow), _isTraced(start.isTraced),
       _patience(static_cast<Clock::Nanoseconds>(patienceFor(start) * 1e9)),
       _timeFactor(start.timeFactor / leniencyWith(start)), _check([this] { check(); }),
-      _sendLater([this] { sendUnsent(); }), _process(watch, start.process()),
+      _sendLater([this] { sendUnsent(); }), _process(watch, start.bundle, start),
       _lastSign(Clock::current().now()), _pictureDeadline(_lastSign + _patience),
       _isWanted(_memory->count()) {
     ViewOrder first;

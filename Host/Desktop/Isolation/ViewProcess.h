@@ -49,25 +49,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     static constexpr double kMostFrames = 1000;
     static constexpr double kMostSounds = 50;
 
-    struct Start : ViewRequest {
-        /// Runs the bundle's library even if others can write it.
-        bool isTrusted = false;
-
-        /// Called with the name of each protection that the kernel offers but has refused.
-        std::function<void(const std::string &name)> protectionRefused = {};
-
-        /// Called with each line for the log about what the view does and may not, once.
-        std::function<void(const std::string &line)> says = {};
-
-        /// Called once with the process that runs the view, about when the bundle's code begins.
-        std::function<void(int process)> confined = {};
-
-        /// Tests leave walls out.
-        unsigned walls = Sandbox::kAllWalls;
-
-        /// As in ConfinedProcess::Start.
-        PacketSocket *connection = nullptr;
-
+    struct Start : ViewRequest, ConfinedProcess::Confinement {
         /// Tests judge more processor time than was taken, to find little too much.
         double timeFactor = 1;
 
@@ -77,10 +59,6 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
 
         /// The listener is told of each frame.
         bool isTraced = false;
-
-        ConfinedProcess::Start process() const {
-            return {bundle, isTrusted, protectionRefused, says, confined, walls, connection};
-        }
     };
 
     /// How long a report of this view may take, in seconds.

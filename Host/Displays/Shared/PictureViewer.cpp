@@ -27,14 +27,6 @@ bool isSealed(int descriptor, std::size_t bytes) {
            status.st_size >= 0 && static_cast<std::size_t>(status.st_size) == bytes;
 }
 
-/// True for programs of this user and of root.
-bool isOfUser(int socket) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    return getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
-           (peer.uid == geteuid() || peer.uid == 0);
-}
-
 bool isWithin(const std::vector<Rect> &rects, const PictureMemory &memory) {
     for (const Rect &rect : rects) {
         if (rect.right > static_cast<std::int32_t>(memory.width()) ||
@@ -80,7 +72,7 @@ std::unique_ptr<PictureViewer> PictureViewer::connectTo(const std::string &path)
     if (!connection.isOpen() ||
         connect(connection.descriptor(), reinterpret_cast<const sockaddr *>(&address),
                 sizeof address) != 0 ||
-        !isOfUser(connection.descriptor())) {
+        !isPeerOfUser(connection.descriptor())) {
         return nullptr;
     }
     return std::make_unique<PictureViewer>(std::move(connection));

@@ -32,7 +32,8 @@ class OutputShowOnViewsTest : public ::testing::Test, public OutputShow::Listene
         _choice.speed = 3;
         const ViewMaker makeView = [this](const ViewRequest &request,
                                           RemoteView::Listener &listener) {
-            return std::make_unique<ViewProcess>(_waiter, ViewProcess::Start{request}, listener);
+            return std::make_unique<ViewProcess>(_waiter, ViewProcess::Start{request, {}},
+                                                 listener);
         };
         _show.emplace(_surface, makeView, _lastGood, "", *this);
         _show->choose(_choice);

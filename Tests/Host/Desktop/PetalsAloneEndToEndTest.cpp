@@ -34,7 +34,7 @@ class PetalsAloneEndToEndTest : public ::testing::Test {
         options.shippedBundle = bundle;
         options.choice.petals = 20;
         options.makeView = [this](const ViewRequest &request, RemoteView::Listener &listener) {
-            ViewProcess::Start start{request};
+            ViewProcess::Start start{request, {}};
             start.confined = [this](int process) { _processes.push_back(process); };
             return std::make_unique<ViewProcess>(_waiter, start, listener);
         };

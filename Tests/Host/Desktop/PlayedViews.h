@@ -227,7 +227,7 @@ class PlayedViews::Player {
 inline std::unique_ptr<Lumivera::RemoteView>
 PlayedViews::make(const Lumivera::ViewRequest &request, Lumivera::RemoteView::Listener &listener) {
     auto ends = Lumivera::PacketSocket::makePair();
-    Lumivera::ViewProcess::Start start{request};
+    Lumivera::ViewProcess::Start start{request, {}};
     start.connection = &ends.first;
     auto view = std::make_unique<Lumivera::ViewProcess>(*this, start, listener);
     _players.push_back(std::make_unique<Player>(*this, std::move(ends.second), request.memory));

@@ -45,7 +45,7 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
     void begin(const std::string &bundle, const WallpaperValues &values = {},
                bool isTrusted = false, WallpaperPart part = WallpaperPart::Whole) {
         _memory = std::make_shared<SharedBuffers>(kWidth, kHeight, 2);
-        ViewProcess::Start start{{bundle, values, _memory, 1, part}, isTrusted};
+        ViewProcess::Start start{{bundle, values, _memory, 1, part}, {isTrusted}};
         start.says = [this](const std::string &line) { _lines.push_back(line); };
         start.timeFactor = _timeFactor;
         start.isInWindow = _isInWindow;
