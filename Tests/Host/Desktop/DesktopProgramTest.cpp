@@ -121,21 +121,28 @@ Retained<CGImage> DesktopProgramTest::picture() {
         {reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size()});
 }
 
-long DesktopProgramTest::activity() const {
-    long sum = activityOf(_process);
+std::map<std::string, long> DesktopProgramTest::activities() const {
+    std::map<std::string, long> activities = activitiesOf(_process);
     for (const pid_t child : children()) {
-        sum += activityOf(child);
+        activities.merge(activitiesOf(child));
     }
-    return sum;
+    return activities;
 }
 
-bool DesktopProgramTest::usesNoProcessor() const {
-    long before = activity();
+::testing::AssertionResult DesktopProgramTest::usesNoProcessor() const {
+    auto before = activities();
     eventually([&] {
         std::this_thread::sleep_for(std::chrono::seconds(3));
-        return std::exchange(before, activity()) == before;
+        return std::exchange(before, activities()) == before;
     });
     std::this_thread::sleep_for(kIdleTime);
-    const long processes = 1 + static_cast<long>(children().size());
-    return activity() - before <= processes * kIdleActivity;
+    ::testing::AssertionResult result = ::testing::AssertionSuccess();
+    for (const auto &[thread, activity] : activities()) {
+        const long used = activity - before[thread];
+        if (used > kIdleActivity) {
+            result = (result ? ::testing::AssertionFailure() : result)
+                     << "\"" << thread << "\" was active " << used << " times; ";
+        }
+    }
+    return result;
 }

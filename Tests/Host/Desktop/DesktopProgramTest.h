@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,7 @@ class DesktopProgramTest : public ::testing::Test {
 
     /// Waits until what was under way has ended. True when no thread of the host and of its child
     /// processes then wakes for ten seconds.
-    bool usesNoProcessor() const;
+    ::testing::AssertionResult usesNoProcessor() const;
 
     /// The host's child processes.
     std::vector<pid_t> children() const { return childrenOf(_process); }
@@ -65,7 +66,7 @@ class DesktopProgramTest : public ::testing::Test {
     TemporaryFolder _folder;
 
   private:
-    long activity() const;
+    std::map<std::string, long> activities() const;
 
     pid_t _process = -1;
     int _pictureNumber = 0;

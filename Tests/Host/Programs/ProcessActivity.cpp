@@ -43,9 +43,13 @@ std::vector<std::string> threadFolders(pid_t process) {
 
 #ifdef __SANITIZE_THREAD__
 
-long activityOf(pid_t process) {
+std::map<std::string, long> activitiesOf(pid_t process) {
     const auto fields = fieldsOf(folderOf(process));
-    return fields.size() > 12 ? std::atol(fields[11].c_str()) + std::atol(fields[12].c_str()) : 0;
+    if (fields.size() <= 12) {
+        return {};
+    }
+    return {{"process " + std::to_string(process),
+             std::atol(fields[11].c_str()) + std::atol(fields[12].c_str())}};
 }
 
 #else
@@ -62,15 +66,25 @@ static long switchesOf(const std::string &threadFolder) {
     return switches;
 }
 
-long activityOf(pid_t process) {
-    long switches = 0;
+std::map<std::string, long> activitiesOf(pid_t process) {
+    std::map<std::string, long> activities;
     for (const std::string &folder : threadFolders(process)) {
-        switches += switchesOf(folder);
+        std::string name = contentsOf(folder + "/comm");
+        name = name.substr(0, name.find('\n'));
+        activities[name + " " + fs::path(folder).filename().string()] = switchesOf(folder);
     }
-    return switches;
+    return activities;
 }
 
 #endif
+
+long activityOf(pid_t process) {
+    long sum = 0;
+    for (const auto &[thread, activity] : activitiesOf(process)) {
+        sum += activity;
+    }
+    return sum;
+}
 
 bool comesToRest(pid_t process) {
     long before = activityOf(process);
