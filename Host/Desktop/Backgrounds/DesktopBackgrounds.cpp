@@ -53,7 +53,9 @@ void DesktopBackgrounds::show(const std::string &program, const std::string &out
         report(error.what());
         return;
     }
-    _shown.insert(background);
+    if (_shown.insert(background).second) {
+        _new.insert(background);
+    }
     _show.callAfter(kShowDelay);
 }
 
@@ -160,7 +162,7 @@ void DesktopBackgrounds::showNow() {
         return;
     }
     for (ProgramBackground *const program : _shown) {
-        program->show();
+        program->show(_new.erase(program) > 0);
     }
 }
 

@@ -83,6 +83,7 @@ class DesktopBackgrounds final : private ProgramBackground::Owner {
     const std::unique_ptr<ToolRunner> _runner;
     std::vector<std::unique_ptr<ProgramBackground>> _programs;
     std::set<ProgramBackground *> _shown;
+    std::set<ProgramBackground *> _new;
     std::set<std::string> _reported;
     DeferredCall _show;
     DeferredCall _giveBackLeftOver;

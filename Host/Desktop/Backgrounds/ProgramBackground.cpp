@@ -31,6 +31,11 @@ ProgramBackground::ProgramBackground(std::unique_ptr<DesktopProgram> program, st
                                      ToolRunner &runner, Owner &owner)
     : _program(std::move(program)), _kept(std::move(path)), _runner(runner), _owner(owner) {}
 
+void ProgramBackground::show(bool isNew) {
+    _isNew = _isNew || isNew;
+    begin(Task::Show);
+}
+
 /// A task that comes while another runs takes the place of any that waits.
 void ProgramBackground::begin(Task task) {
     if (isBusy()) {
@@ -120,6 +125,7 @@ DesktopSettings ProgramBackground::changesToShow(const DesktopSettings &present)
         _owner.report(note);
     }
     releaseChangedGroups(wanted, present);
+    _isNew = false;
     DesktopSettings changes;
     for (const auto &[key, setting] : _kept.entries()) {
         if (_usersGroups.contains(_program->groupOf(key)) &&
@@ -153,7 +159,8 @@ void ProgramBackground::releaseChangedGroups(const DesktopSettings &wanted,
     for (const auto &[key, setting] : _kept.entries()) {
         const auto value = valueIn(present, key);
         const bool isWanted = value && value == valueIn(wanted, key);
-        if (!setting.isOurs(value) && !isWanted &&
+        const bool isUnsaved = _isNew && value == setting.before;
+        if (!setting.isOurs(value) && !isWanted && !isUnsaved &&
             _usersGroups.insert(_program->groupOf(key)).second) {
             _owner.report("the desktop's wallpaper was changed in " + _program->settingsName() +
                           ", and stays as it is now");

@@ -45,8 +45,9 @@ class ProgramBackground {
 
     /// Shows the owner's pictures. The settings are kept in the file before the first one changes;
     /// where that fails, nothing is changed. Settings that the user has changed since they were set
-    /// stay so from now on.
-    void show() { begin(Task::Show); }
+    /// stay so from now on. `isNew` tells that the program's desktop was away before: one that
+    /// comes back with the user's own settings has not saved ours, as Plasma does for a while.
+    void show(bool isNew = false);
 
     /// Gives back those settings that are still as we have set them.
     void giveBack() { begin(Task::GiveBack); }
@@ -88,6 +89,7 @@ class ProgramBackground {
     Task _task = Task::None;
     Task _next = Task::None;
     bool _isLoaded = false;
+    bool _isNew = false;
     std::set<std::string> _usersGroups;
 };
 

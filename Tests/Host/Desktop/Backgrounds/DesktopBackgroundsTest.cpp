@@ -222,6 +222,28 @@ TEST_F(DesktopBackgroundsTest, LeaveTheUsersOldWallpaperWhenTheUserHasChosenItAg
     EXPECT_EQ(picture(), "/own.png");
 }
 
+TEST_F(DesktopBackgroundsTest, ComeBackToADesktopThatHasNotSavedThem) {
+    HostRun run(_desktop, _folder);
+    showAll(run, 0xFF102030);
+    run.backgrounds.remove("A");
+    _desktop.settings = _own;
+    showAll(run, 0xFF102030);
+    EXPECT_NE(picture(), "/own.png");
+    EXPECT_THAT(run.log, IsEmpty());
+    EXPECT_TRUE(run.backgrounds.giveBack());
+    EXPECT_EQ(_desktop.settings, _own);
+}
+
+TEST_F(DesktopBackgroundsTest, LeaveAWallpaperThatTheUserHasChosenOnADesktopThatComesBack) {
+    HostRun run(_desktop, _folder);
+    showAll(run, 0xFF102030);
+    _desktop.settings["picture"] = "/own.png";
+    showAll(run, 0xFF102031);
+    run.backgrounds.remove("A");
+    showAll(run, 0xFF102031);
+    EXPECT_EQ(picture(), "/own.png");
+}
+
 TEST_F(DesktopBackgroundsTest, LeaveOnlyTheGroupThatTheUserHasChanged) {
     HostRun run(_desktop, _folder);
     run.show(0xFF102030);
