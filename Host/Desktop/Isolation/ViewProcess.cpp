@@ -13,6 +13,7 @@ namespace Lumivera {
 namespace {
 
 constexpr NSTimeInterval kBetweenChecks = 1;
+constexpr NSTimeInterval kBetweenLooks = 0.1;
 constexpr NSTimeInterval kBetweenTries = 0.01;
 
 /// What the tables of the largest screens' views take, and half of it more.
@@ -59,9 +60,9 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
       _isInWindow(start.isInWindow), _isTraced(start.isTraced),
       _patience(static_cast<Clock::Nanoseconds>(patienceFor(start) * 1e9)),
       _timeFactor(start.timeFactor / leniencyWith(start)), _check([this] { check(); }),
-      _sendLater([this] { sendUnsent(); }), _process(watch, start.bundle, start),
-      _lastSign(Clock::current().now()), _pictureDeadline(_lastSign + _patience),
-      _isWanted(_memory->count()) {
+      _look([this] { look(); }), _sendLater([this] { sendUnsent(); }),
+      _process(watch, start.bundle, start), _lastSign(Clock::current().now()),
+      _pictureDeadline(_lastSign + _patience), _isWanted(_memory->count()) {
     ViewOrder first;
     first.kind = ViewOrder::Kind::Begin;
     first.width = _memory->width();
@@ -75,6 +76,7 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
     order(first, _memory->descriptor());
     _watch.add(*this);
     checkLater();
+    _look.callAfter(kBetweenLooks);
 }
 
 ViewProcess::~ViewProcess() { _watch.remove(*this); }
@@ -199,6 +201,11 @@ void ViewProcess::stopOrContinue() {
     if (shallStop != _isStopped && process() > 0) {
         _isStopped = shallStop;
         kill(process(), shallStop ? SIGSTOP : SIGCONT);
+    }
+    if (_isStopped) {
+        _look.cancel();
+    } else if (!_look.isPending() && !_hasEnded) {
+        _look.callAfter(kBetweenLooks);
     }
 }
 
@@ -377,10 +384,7 @@ std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (takesTooMuchTime(now)) {
         return "takes a processor core without drawing";
     }
-    if (keepsTooManyThreadsBusy()) {
-        return "keeps too many threads busy";
-    }
-    return _process.complaintAboutKernel(kMaxTableKilobytes);
+    return keepsTooManyThreadsBusy() ? "keeps too many threads busy" : "";
 }
 
 /// Also lets a busy view give way. Time in which the process is stopped does not count.
@@ -407,6 +411,22 @@ bool ViewProcess::keepsTooManyThreadsBusy() {
     return _crowdedChecks >= kMaxCrowdedChecks;
 }
 
+/// Looks for what would take much of the kernel's memory or of the processor until the next check.
+void ViewProcess::look() {
+    const unsigned busy = _pictures == 0 ? busyThreads(process()) : 0;
+    if (busy > kMaxBusyThreads) {
+        giveWay();
+    } else if (busy > kUsualBusyThreads) {
+        makeModest(process());
+    }
+    const std::string complaint = _process.complaintAboutKernel(kMaxTableKilobytes);
+    if (!complaint.empty()) {
+        endWith(complaint, false);
+    } else {
+        _look.callAfter(kBetweenLooks);
+    }
+}
+
 /// From now on the view runs only when no other program wants the processor. That is for good,
 /// because users may not raise what they have lowered.
 void ViewProcess::giveWay() {
@@ -421,6 +441,7 @@ void ViewProcess::endWith(const std::string &reason, bool isHopeless) {
     _process.end();
     _watch.remove(*this);
     _check.cancel();
+    _look.cancel();
     _sendLater.cancel();
     _hasEnded = true;
     _listener.viewEnded(*this, reason, isHopeless);

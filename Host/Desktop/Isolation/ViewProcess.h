@@ -106,6 +106,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     std::string complaintAt(Clock::Nanoseconds now);
     bool takesTooMuchTime(Clock::Nanoseconds now);
     bool keepsTooManyThreadsBusy();
+    void look();
     void giveWay();
     void say(const std::string &line) const;
     void endWith(const std::string &reason, bool isHopeless);
@@ -119,6 +120,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     const Clock::Nanoseconds _patience;
     const double _timeFactor;
     DeferredCall _check;
+    DeferredCall _look;
     DeferredCall _sendLater;
     ConfinedProcess _process;
     ProcessorUse _processorUse;

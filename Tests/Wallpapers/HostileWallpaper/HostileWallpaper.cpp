@@ -226,6 +226,11 @@ void copy() {
     }
 }
 
+void copyAndWait() {
+    copy();
+    pause();
+}
+
 /// Tries to start processes all the time, each of which the host is told of.
 void breed() {
     for (int i = 0; i < 8; ++i) {
@@ -275,6 +280,7 @@ void misbehave(const std::string &moment) {
                                                             {"sing", sing},
                                                             {"crowd", crowd},
                                                             {"copy", copy},
+                                                            {"copy-and-wait", copyAndWait},
                                                             {"breed", breed},
                                                             {"hoard", hoard}};
     const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);

@@ -438,6 +438,15 @@ TEST_F(ViewProcessTest, GivesWayWhenItKeepsSomeThreadsBusy) {
     EXPECT_THAT(_lines, Contains(HasSubstr("gives way to all other programs")));
 }
 
+TEST_F(ViewProcessTest, TakesLittleOfABusyProcessorWhenItLoadsWithSomeThreads) {
+    beginHostile("copy-and-wait-in-init");
+    EXPECT_TRUE(serveUntil([&] {
+        return _reason || getpriority(PRIO_PROCESS, static_cast<id_t>(_view->process())) == 12;
+    }));
+    EXPECT_FALSE(_reason) << "before the watchdog";
+    EXPECT_EQ(_pictures, 0U);
+}
+
 TEST_F(ViewProcessTest, TakesLittleOfABusyProcessorWithAllItsThreads) {
     begin(shippedBundle("Lumivera.bundle"));
     ASSERT_TRUE(hasDrawn(2));
