@@ -36,7 +36,8 @@ function(lumivera_kit_library TARGET NAME)
         SOVERSION ${LUMIVERA_INTERFACE}
         EXPORT_NAME ${NAME})
     target_compile_features(${TARGET} INTERFACE cxx_std_20)
-    target_include_directories(${TARGET} INTERFACE $<INSTALL_INTERFACE:include/lumivera>)
+    target_include_directories(${TARGET} INTERFACE
+        $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:include/lumivera>)
     add_library(Lumivera::${NAME} ALIAS ${TARGET})
     install(TARGETS ${TARGET} EXPORT LumiveraLibraries
         LIBRARY DESTINATION lib NAMELINK_COMPONENT Kit)
