@@ -39,9 +39,10 @@ for file in include/lumivera/Lumivera/Wallpaper.h lib/cmake/Lumivera/LumiveraCon
     lib/pkgconfig/lumivera.pc lib/libLumiveraWallpaperKit.so share/lumivera/template/README.md; do
     [[ $files == *"/usr/$file"* ]] || { echo "the kit's package has no $file"; exit 1; }
 done
-[[ ! $files =~ so\.[0-9]+$'\n' && ! -e $usr/include && ! -e $usr/lib/cmake &&
-    ! -e $usr/share/lumivera/template && ! -e $usr/lib/libLumiveraPlatform.so ]] ||
-    { echo "the packages share files"; exit 1; }
+! grep '^-.*\.so' <<<"$files" || { echo "the kit's package has libraries"; exit 1; }
+for file in include lib/cmake lib/pkgconfig lib/libLumiveraPlatform.so share/lumivera/template; do
+    [[ ! -e $usr/$file ]] || { echo "the program's package has $file"; exit 1; }
+done
 
 # The plug-in for Plasma is built where Qt is installed.
 plasma=("$folder"/lumivera-plasma_*.deb)
