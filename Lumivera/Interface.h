@@ -19,5 +19,4 @@
         ".long 9, 4, 1\n"                                                                          \
         ".asciz \"Lumivera\"\n"                                                                    \
         ".balign 4\n"                                                                              \
-        ".long " LUMIVERA_TEXT_OF(LUMIVERA_INTERFACE) "\n"                                         \
-                                                      ".popsection\n");
+        ".long " LUMIVERA_TEXT_OF(LUMIVERA_INTERFACE) "\n.popsection\n")

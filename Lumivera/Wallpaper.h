@@ -28,7 +28,6 @@
 #include "Platform/UIKit/UIScreen.h"
 
 #include <string>
-#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -97,7 +96,7 @@ template <class View> DeskTopView *viewOfBundle(NSBundle *bundle) {
 /// Defines the functions by which hosts find the wallpaper, and the note that tells for which
 /// interface it is made. Once in a library, outside all namespaces; the texts are UTF-8.
 #define LUMIVERA_WALLPAPER(View, name, version)                                                    \
-    LUMIVERA_INTERFACE_NOTE                                                                        \
+    LUMIVERA_INTERFACE_NOTE;                                                                       \
     extern "C" {                                                                                   \
     WALLPAPER_EXPORT const char *getDeskTopViewName(void);                                         \
     WALLPAPER_EXPORT const char *getDeskTopViewVersion(void);                                      \

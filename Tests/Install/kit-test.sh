@@ -1,16 +1,25 @@
 #!/usr/bin/env bash
 # kit-test.sh BUILD_FOLDER: installs into a folder of its own, and makes wallpapers with nothing but
-# what lies there: the template, and the samples of the page about plug-ins.
+# what lies there: the template, and the samples of the page about plug-ins. Where there is an X server
+# without a screen, it also shows the template's as the desktop.
 set -euo pipefail
 source=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../..")
 page=$source/Docs/plug-in-contract.md
 folder=$(realpath "$(mktemp -d)")
-trap 'rm -rf "$folder"' EXIT
+started=()
+finish() {
+    kill "${started[@]}" 2>/dev/null || true
+    wait
+    rm -rf "$folder"
+}
+trap finish EXIT
 prefix=$folder/prefix
 cmake --install "$1" --prefix "$prefix" >/dev/null
 lumivera=$prefix/bin/lumivera
-export XDG_DATA_HOME=$folder/data
 cd "$folder"
+export XDG_DATA_HOME=$folder/data XDG_CONFIG_HOME=$folder/config XDG_STATE_HOME=$folder/state
+export XDG_RUNTIME_DIR=$folder/run CXXFLAGS='-Wall -Wextra -Wpedantic -Wshadow -Werror'
+mkdir -m 700 run
 
 fail() { echo "$*" >&2; exit 1; }
 
@@ -38,7 +47,7 @@ g++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I"$prefix/include/lumivera" 
 ! grep -rlE '#include <(cairo|hwy|png|SDL|webp)' "$prefix/include" || fail "headers need libraries"
 
 # The template: two commands to a bundle. The first run of its test keeps frames, the second one
-# compares with them, and a third one finds the change of a speed.
+# compares with them, and a third one finds a change of sizes.
 "$lumivera" new --code Fireflies | sed -n 's/^  //p' >commands
 [[ $(wc -l <commands) == 2 ]] || fail "a template is built with: $(cat commands)"
 bash -e commands >build.log 2>&1 || { cat build.log; fail "the template cannot be built"; }
@@ -66,6 +75,29 @@ cmake --build Fireflies/build >build.log 2>&1
 cmake --install Fireflies/build --prefix "$prefix" >/dev/null
 "$lumivera" list | grep -q '^Fireflies ' || fail "the wallpaper is not installed"
 "$lumivera" render Fireflies -o x.png --frames 2 --size 64x64
+
+# It runs as a desktop, in the process that may only draw, and nothing is said about it.
+show_as_desktop() {
+    Xvfb -displayfd 3 -screen 0 320x240x24 -nolisten tcp 3>display 2>/dev/null &
+    started+=($!)
+    local i
+    for ((i = 0; i < 300; ++i)); do
+        [[ ! -s display ]] || break
+        sleep 0.1
+    done
+    DISPLAY=:$(cat display) "$lumivera" desktop Fireflies 2>desktop.log &
+    started+=($!)
+    for ((i = 0; i < 300; ++i)); do
+        "$lumivera" ctl screenshot shot.png 2>/dev/null && break
+        sleep 0.1
+    done
+    [[ -s shot.png ]] && ! grep Fireflies desktop.log ||
+        fail "the desktop does not show it: $(cat desktop.log)"
+    "$lumivera" ctl quit
+    wait "${started[1]}" || fail "the desktop ends with $?"
+    unset 'started[1]'
+}
+! command -v Xvfb >/dev/null || show_as_desktop
 
 # block FILE: the block of the page whose first line names the file.
 block() {
