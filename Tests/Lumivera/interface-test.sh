@@ -12,6 +12,13 @@ done
 [[ $(uname -m) == x86_64 ]] || { echo "needs a 64-bit x86 machine"; exit 77; }
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
+
+# The version of g++ that made the library; another one's debug information may say other things.
+compiler=$(readelf -p .comment "$build/lib/libLumiveraPlatform.so" |
+    sed -n "s/.*GCC: .* \([0-9]*\)\..*/\1/p" | head -n 1)
+[[ ${2:-} != --write ]] || echo "$compiler" >"$dumps/compiler"
+[[ $compiler == "$(cat "$dumps/compiler")" ]] ||
+    { echo "needs g++ $(cat "$dumps/compiler"), with which the dumps were made"; exit 77; }
 cmake --install "$build" --component Kit --prefix "$folder" >/dev/null
 
 differs=
