@@ -71,6 +71,15 @@ class Kit : public SimulatedTimeTest {
     LogRecorder _log;
 };
 
+/// On the system's clock, because nothing is heard in simulated time.
+class KitSounds : public testing::Test {
+  protected:
+    KitSounds() { ImageCache::sharedInstance()->setResBundle(_bundle.open()); }
+    ~KitSounds() override { ImageCache::sharedInstance()->setResBundle(nullptr); }
+
+    const WallpaperBundle _bundle;
+};
+
 TEST_F(Kit, MakesObjectsOfClassesWithProtectedConstructors) {
     Guarded::died = 0;
     {
@@ -99,7 +108,7 @@ TEST_F(Kit, FindsPicturesOfTheBundle) {
     EXPECT_FALSE(Lumivera::picture("none.png"));
 }
 
-TEST_F(Kit, PlaysSoundsOfTheBundle) {
+TEST_F(KitSounds, ArePlayedFromTheBundle) {
     const std::vector<std::int16_t> samples(100, 1000);
     const std::string path = _bundle.folder().write("s.wav", WaveFile::ofShorts(samples).bytes());
     const PlayedSounds played;
@@ -114,7 +123,7 @@ TEST_F(Kit, PlaysSoundsOfTheBundle) {
     EXPECT_EQ(played.paths.size(), 2u);
 }
 
-TEST_F(Kit, IsSilentWithoutASound) {
+TEST_F(KitSounds, AreSilentWhereThereIsNone) {
     const PlayedSounds played;
     Lumivera::Sound("none.wav").play();
     Lumivera::Sound().play();
