@@ -57,7 +57,7 @@ class NewCommand final : public Command {
     void makeCode() const {
         CodeTemplate(Places::templateFolder()).copyTo(_output);
         const std::string prefix = Places::prefix();
-        const std::string folder = asWord(_output);
+        const std::string folder = asWord(inOneLine(_output));
         printToStandardOutput(
             "made " + inOneLine(_output) + "; type next:\n  cmake -S " + folder + " -B " + folder +
             "/build" + (isFoundByCMake(prefix) ? "" : " -D CMAKE_PREFIX_PATH=" + asWord(prefix)) +

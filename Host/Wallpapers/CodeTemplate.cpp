@@ -5,10 +5,9 @@
 #include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
-#include <span>
 #include <string_view>
+#include <system_error>
 
 namespace Lumivera {
 
@@ -97,7 +96,7 @@ void CodeTemplate::copyTo(const std::string &folder) const {
                 withName(file.path, name),
                 {reinterpret_cast<const std::uint8_t *>(contents.data()), contents.size()});
         }
-    } catch (const HostError &) {
+    } catch (...) {
         std::error_code ignored;
         fs::remove_all(folder, ignored);
         throw;
