@@ -1,5 +1,5 @@
-# `cpack` in the build folder makes Debian packages of the installed files: one of the program, and
-# one of each extension that was built.
+# `cpack` in the build folder makes Debian packages of the installed files: one of the program, one
+# of the kit for wallpapers, and one of each extension that was built.
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME lumivera)
@@ -29,6 +29,13 @@ widgets and its menu.")
 set(CPACK_DEBIAN_PLASMA_PACKAGE_DEPENDS
     "lumivera, plasma-workspace (>= 4:5.27), qml-module-org-kde-kquickcontrols")
 set(CPACK_DEBIAN_PLASMA_PACKAGE_SUGGESTS "")
+set(CPACK_DEBIAN_KIT_PACKAGE_NAME liblumivera-dev)
+set(CPACK_DEBIAN_KIT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_KIT_DESCRIPTION
+    "What a wallpaper for Lumivera with code of its own is made with: headers, files for
+CMake and pkg-config, and a wallpaper to begin with, which `lumivera new --code` copies.")
+set(CPACK_DEBIAN_KIT_PACKAGE_DEPENDS "lumivera (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_KIT_PACKAGE_SUGGESTS "cmake (>= 3.25), g++ (>= 4:12)")
 # dpkg-shlibdeps reads from the programs which packages they need, and looks for our own libraries in
 # the build folder.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)

@@ -2,6 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Wallpapers/LibraryNeeds.h"
+#include "Lumivera/Interface.h"
 #include "LumiveraLiveWallpaper/LumiveraLiveWallpaper.h"
 
 #include <algorithm>
@@ -70,6 +71,26 @@ std::optional<std::string> afterOrigin(const std::string &folder) {
     return std::nullopt;
 }
 
+LibraryNeeds needsOf(int file) {
+    return LibraryNeeds::read([file](std::uint64_t offset, void *bytes, std::size_t count) {
+        return pread(file, bytes, count, static_cast<off_t>(offset)) == static_cast<ssize_t>(count);
+    });
+}
+
+/// A library that does not tell is accepted: it may be older, or made without the kit.
+void checkInterface(const LibraryNeeds &needs, const std::string &path) {
+    const std::uint32_t number = needs.kitInterface.value_or(LUMIVERA_INTERFACE);
+    if (number != LUMIVERA_INTERFACE) {
+        throw HostError(path,
+                        "is made for interface " + std::to_string(number) +
+                            " of the wallpaper kit, and this program has interface " +
+                            std::to_string(LUMIVERA_INTERFACE),
+                        number > LUMIVERA_INTERFACE
+                            ? "install a newer lumivera, or build it with this one's kit"
+                            : "build it again with this program's kit, or get a newer one");
+    }
+}
+
 bool isBundleItself(const std::string &folder) {
     const auto rest = afterOrigin(folder);
     return rest && (rest->empty() || *rest == "/" || *rest == "/.");
@@ -113,8 +134,10 @@ void BundleLibrary::open(const std::string &name) {
     }
     const File file{_folder.openLibrary(name), name};
     try {
+        const LibraryNeeds needs = needsOf(file.descriptor);
+        checkInterface(needs, _bundlePath + "/" + name);
         if (_folder.trust() == BundleFolder::Trust::UserAndRoot) {
-            openNeeds(file);
+            openNeeds(needs, _bundlePath + "/" + name);
         }
     } catch (const HostError &) {
         close(file.descriptor);
@@ -123,13 +146,7 @@ void BundleLibrary::open(const std::string &name) {
     _files.push_back(file);
 }
 
-void BundleLibrary::openNeeds(const File &file) {
-    const std::string path = _bundlePath + "/" + file.name;
-    const auto source = [&file](std::uint64_t offset, void *bytes, std::size_t count) {
-        return pread(file.descriptor, bytes, count, static_cast<off_t>(offset)) ==
-               static_cast<ssize_t>(count);
-    };
-    const LibraryNeeds needs = LibraryNeeds::read(source);
+void BundleLibrary::openNeeds(const LibraryNeeds &needs, const std::string &path) {
     const bool looksIntoBundle =
         std::any_of(needs.folders.begin(), needs.folders.end(), isBundleItself);
     bool isAnySought = false;

@@ -7,13 +7,17 @@
 
 namespace Lumivera {
 
+struct LibraryNeeds;
+
 /// A bundle's library, opened once: the file that was checked is the one that is loaded, whatever
 /// happens to its name meanwhile. Main thread.
 class BundleLibrary {
   public:
-    /// Opens the library of that name, which must be a plain file name. Of a bundle that must be
-    /// trusted, it also opens the libraries in the bundle that this one needs; all others must be
-    /// loaded already or come from the system. Throws a HostError that says what is wrong.
+    /// Opens the library of that name, which must be a plain file name, and be made for this
+    /// program's interface of the wallpaper kit, unless it does not tell for which. Of a bundle
+    /// that must be trusted, it also opens the libraries in the bundle that this one needs; all
+    /// others must be loaded already or come from the system. Throws a HostError that says what is
+    /// wrong.
     BundleLibrary(const BundleFolder &folder, const std::string &name);
     ~BundleLibrary();
 
@@ -37,7 +41,7 @@ class BundleLibrary {
     };
 
     void open(const std::string &name);
-    void openNeeds(const File &file);
+    void openNeeds(const LibraryNeeds &needs, const std::string &path);
     void checkSearch(const std::vector<std::string> &folders, const std::string &path) const;
     bool isOpen(const std::string &name) const;
     void *load(File &file) const;

@@ -6,6 +6,7 @@
 #include <link.h>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 namespace Lumivera {
 
@@ -14,8 +15,11 @@ namespace {
 using Header = ElfW(Ehdr);
 using Segment = ElfW(Phdr);
 using Entry = ElfW(Dyn);
+using Note = ElfW(Nhdr);
 
 constexpr unsigned char kClass = sizeof(void *) == 8 ? ELFCLASS64 : ELFCLASS32;
+constexpr std::uint32_t kInterfaceNote = 1;
+constexpr std::string_view kNoteName("Lumivera", 9);
 
 class Reader {
   public:
@@ -23,7 +27,11 @@ class Reader {
 
     LibraryNeeds read() {
         LibraryNeeds needs;
-        if (!readSegments() || !readEntries()) {
+        if (!readSegments()) {
+            return needs;
+        }
+        needs.kitInterface = interfaceInNotes();
+        if (!readEntries()) {
             return needs;
         }
         for (const Entry &entry : _entries) {
@@ -46,6 +54,47 @@ class Reader {
         }
         _segments.resize(header.e_phnum);
         return _source(header.e_phoff, _segments.data(), _segments.size() * sizeof(Segment));
+    }
+
+    std::optional<std::uint32_t> interfaceInNotes() const {
+        for (const Segment &segment : _segments) {
+            if (segment.p_type != PT_NOTE) {
+                continue;
+            }
+            std::string notes(std::min<std::uint64_t>(segment.p_filesz, LibraryNeeds::kMaxNotes),
+                              '\0');
+            if (_source(segment.p_offset, notes.data(), notes.size())) {
+                if (const auto number = interfaceIn(notes, segment.p_align == 8 ? 8 : 4)) {
+                    return number;
+                }
+            }
+        }
+        return std::nullopt;
+    }
+
+    /// Each part of a note ends at a multiple of the alignment.
+    static std::optional<std::uint32_t> interfaceIn(std::string_view notes,
+                                                    std::uint64_t alignment) {
+        const auto aligned = [&](std::uint64_t size) {
+            return (size + alignment - 1) / alignment * alignment;
+        };
+        Note note;
+        while (notes.size() >= sizeof note) {
+            std::memcpy(&note, notes.data(), sizeof note);
+            const std::uint64_t contentsAt = aligned(sizeof note + std::uint64_t{note.n_namesz});
+            const std::uint64_t end = contentsAt + note.n_descsz;
+            if (end > notes.size()) {
+                break;
+            }
+            std::uint32_t number = 0;
+            if (note.n_type == kInterfaceNote && note.n_descsz == sizeof number &&
+                notes.substr(sizeof note, note.n_namesz) == kNoteName) {
+                std::memcpy(&number, notes.data() + contentsAt, sizeof number);
+                return number;
+            }
+            notes.remove_prefix(std::min<std::uint64_t>(aligned(end), notes.size()));
+        }
+        return std::nullopt;
     }
 
     bool readEntries() {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,12 +21,18 @@ struct LibraryNeeds {
     /// names them: $ORIGIN is the folder of the library itself.
     std::vector<std::string> folders;
 
+    /// The number of the wallpaper kit's interface for which it was made (see
+    /// Lumivera/Interface.h). Nothing when it does not tell.
+    std::optional<std::uint32_t> kitInterface;
+
     /// Nothing of what a damaged file, or one for another processor, asks for; the loader refuses
-    /// such a file. At most kMaxEntries entries and kMaxText bytes of each text are read.
+    /// such a file. At most kMaxEntries entries, kMaxText bytes of each text and kMaxNotes bytes of
+    /// each segment of notes are read.
     static LibraryNeeds read(const Source &source);
 
     static constexpr std::size_t kMaxEntries = 4096;
     static constexpr std::size_t kMaxText = 4096;
+    static constexpr std::size_t kMaxNotes = 4096;
 };
 
 } // namespace Lumivera

@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 
 constexpr const char *kWallpapers = "lumivera/wallpapers";
 constexpr const char *kSounds = "lumivera/sounds";
+constexpr const char *kTemplate = "lumivera/template";
 constexpr const char *kDefaultName = "Lumivera.bundle";
 constexpr const char *kSystemDataFolders = "/usr/local/share:/usr/share";
 constexpr std::uint64_t kMaxUserFoldersBytes = std::uint64_t{64} * 1024;
@@ -39,9 +40,7 @@ bool isFolder(const std::string &path) {
 }
 
 /// The data folder beside the program, in the build folder and where it is installed.
-fs::path ownDataFolder() {
-    return fs::path(NSBundle::mainBundle()->bundlePath()).parent_path() / "share";
-}
+fs::path ownDataFolder() { return fs::path(prefix()) / "share"; }
 
 bool isPath(const std::string &argument) {
     return argument.empty() || argument == "." || argument == ".." ||
@@ -157,6 +156,12 @@ void checkNameIsNotOfFolderHere(const std::string &argument) {
 std::string soundPath(const std::string &name) {
     return (ownDataFolder() / kSounds / name).lexically_normal().string();
 }
+
+std::string prefix() {
+    return fs::path(NSBundle::mainBundle()->bundlePath()).parent_path().string();
+}
+
+std::string templateFolder() { return (ownDataFolder() / kTemplate).string(); }
 
 std::string picturesFolder() {
     for (const std::string &folder : {userFolder("XDG_PICTURES_DIR"), homeFolder() + "/Pictures"}) {

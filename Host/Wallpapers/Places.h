@@ -45,6 +45,12 @@ void checkNameIsNotOfFolderHere(const std::string &argument);
 /// The path of a sound that comes with the program, even when it is not installed.
 std::string soundPath(const std::string &name);
 
+/// The folder below which this program is installed, or was built.
+std::string prefix();
+
+/// The folder from which wallpapers with code are begun, even when it is not installed.
+std::string templateFolder();
+
 /// The folder for screenshots: the user's pictures folder, else the current folder.
 std::string picturesFolder();
 

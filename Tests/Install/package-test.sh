@@ -19,14 +19,30 @@ done
 
 dpkg-deb -x "${packages[0]}" "$folder/root"
 usr=$folder/root/usr
-for file in bin/lumivera lib/libLumiveraPlatform.so lib/libLumiveraWallpaperKit.so \
+for file in bin/lumivera lib/libLumiveraPlatform.so.[0-9]* lib/libLumiveraWallpaperKit.so.[0-9]* \
     lib/libLumiveraLiveWallpaper.dylib \
     lib/systemd/user/lumivera.service share/applications/lumivera.desktop \
     share/gnome-shell/extensions/lumivera@lumivera.app/metadata.json \
     share/man/man1/lumivera.1 share/lumivera/wallpapers/Lumivera.bundle/description.plist; do
-    [[ -s $usr/$file ]] || { echo "the package has no $file"; exit 1; }
+    compgen -G "$usr/$file" >/dev/null || { echo "the package has no $file"; exit 1; }
 done
 [[ -z $(find "$usr" -name '*plasma*') ]] || { echo "the package has the plug-in's parts"; exit 1; }
+
+# What a wallpaper is made with lies in a package of its own, which needs the program's.
+kit=("$folder"/liblumivera-dev_*.deb)
+[[ -f ${kit[0]} ]] || { echo "there is no package of the kit"; exit 1; }
+needed=$(dpkg-deb -f "${kit[0]}" Depends)
+[[ $needed == "lumivera (= $(dpkg-deb -f "${packages[0]}" Version))" ]] ||
+    { echo "the kit needs $needed"; exit 1; }
+files=$(dpkg-deb -c "${kit[0]}")
+for file in include/lumivera/Lumivera/Wallpaper.h lib/cmake/Lumivera/LumiveraConfig.cmake \
+    lib/pkgconfig/lumivera.pc lib/libLumiveraWallpaperKit.so share/lumivera/template/README.md; do
+    [[ $files == *"/usr/$file"* ]] || { echo "the kit's package has no $file"; exit 1; }
+done
+! grep '^-.*\.so' <<<"$files" || { echo "the kit's package has libraries"; exit 1; }
+for file in include lib/cmake lib/pkgconfig lib/libLumiveraPlatform.so share/lumivera/template; do
+    [[ ! -e $usr/$file ]] || { echo "the program's package has $file"; exit 1; }
+done
 
 # The plug-in for Plasma is built where Qt is installed.
 plasma=("$folder"/lumivera-plasma_*.deb)

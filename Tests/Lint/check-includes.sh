@@ -17,7 +17,10 @@ BEGIN {
     platform = platform " Platform/Compositor"
     allow("Animation", platform " LumiveraLiveWallpaper")
     allow("LumiveraLiveWallpaper", platform " Animation")
-    everything = platform " Animation LumiveraLiveWallpaper"
+    allow("Lumivera", platform " Animation")
+    # The kit installs it; it is made with what the kit installs alone.
+    allow("Lumivera/Template", "")
+    everything = platform " Animation LumiveraLiveWallpaper Lumivera"
     # The rooms of the host, the lowest first: each may include those above it in this list.
     addRoom("Host/Support")
     addRoom("Host/Wallpapers")
@@ -72,6 +75,8 @@ function complain(what) {
 function mayUseLibraries(row, header) {
     if (row ~ /^(Tests|Fuzz|Benchmarks|extensions)$/)
         return 1
+    if (row == "Lumivera/Template")
+        return header ~ /^Lumivera\//
     # The base class of wallpapers opens their libraries with the dynamic loader.
     if (header == "dlfcn.h")
         return FILENAME ~ /\.cpp$/

@@ -113,6 +113,14 @@ TEST_F(BadInput, RefusesALibraryWithoutTheEntryPoint) {
     expectRefused(bundle, "foreign.so: has no function getDeskTopViewInstance");
 }
 
+TEST_F(BadInput, RefusesALibraryForAnotherInterfaceBeforeItRuns) {
+    const std::string bundle = bundleOfLibrary("future.so");
+    fs::copy_file(LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libFutureWallpaper.so",
+                  bundle + "/future.so");
+    expectRefused(bundle, "future.so: is made for interface 999 of the wallpaper kit, and this "
+                          "program has interface ");
+}
+
 TEST_F(BadInput, MissesAPetal) {
     const std::string bundle = copyOfShippedBundle(_folder.path());
     for (const char *name :

@@ -1,6 +1,7 @@
 #include "Host/Wallpapers/BundleLibrary.h"
 
 #include "Host/Support/HostError.h"
+#include "Lumivera/Interface.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Host/Wallpapers/MadeLibrary.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
@@ -128,6 +129,23 @@ TEST_F(BundleLibraryTest, FindsNoLibraryInTheFolderAboveTheBundle) {
         AllOf(HasSubstr(_path + "/w.so: cannot be loaded"), HasSubstr("libTinyWallpaper.so")));
 }
 
+TEST_F(BundleLibraryTest, IsMadeForThisInterfaceOfTheKitOrDoesNotTell) {
+    put("KitWallpaper", "w.so");
+    EXPECT_EQ(loading("w.so", Trust::UserAndRoot), "");
+    put("FutureWallpaper", "future.so");
+    for (const Trust trust : {Trust::Anybody, Trust::UserAndRoot}) {
+        EXPECT_EQ(problemOf("future.so", trust),
+                  _path + "/future.so: is made for interface 999 of the wallpaper kit, and this "
+                          "program has interface " LUMIVERA_TEXT_OF(
+                              LUMIVERA_INTERFACE) "; install a newer lumivera, or build it with "
+                                                  "this one's kit");
+    }
+    const std::string note = madeNote(std::string("Lumivera", 9), 1, std::string(4, '\0'));
+    _folder.write("W.bundle/old.so", madeLibrary({}, "", DT_RUNPATH, note));
+    EXPECT_THAT(problemOf("old.so"), AllOf(HasSubstr("is made for interface 0 of"),
+                                           HasSubstr("; build it again with this program's kit")));
+}
+
 TEST_F(BundleLibraryTest, NamesTheFileThatCannotBeLoaded) {
     _folder.write("W.bundle/w.so", "this is no library at all");
     for (const Trust trust : {Trust::Anybody, Trust::UserAndRoot}) {
@@ -169,7 +187,8 @@ TEST_F(BundleLibraryTest, LooksForOthersInTheBundleAndTheSystemAlone) {
 }
 
 TEST_F(BundleLibraryTest, MayNameAnyFolderWhenAllThatItNeedsIsThere) {
-    make("w.so", {"libc.so.6", "libLumiveraPlatform.so"}, "/home/maker/build");
+    make("w.so", {"libc.so.6", "libLumiveraPlatform.so." LUMIVERA_TEXT_OF(LUMIVERA_INTERFACE)},
+         "/home/maker/build");
     EXPECT_EQ(problemOf("w.so"), "");
     make("w.so", {"libhelper.so"}, "$ORIGIN:/home/maker/build");
     make("libhelper.so", {}, "");

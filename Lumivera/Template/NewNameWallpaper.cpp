@@ -1,0 +1,109 @@
+// NewName: lights that wander over a picture, breathe, and flee from a tap.
+
+#include <Lumivera/Wallpaper.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <numbers>
+#include <utility>
+#include <vector>
+
+namespace {
+
+constexpr int kLights = 24;
+constexpr double kFrameSeconds = 0.025;
+constexpr double kForever = 1e9;
+constexpr CGFloat kReach = 120; // of a tap, in points
+
+double randomBetween(double low, double high) {
+    return low + (high - low) * std::rand() / RAND_MAX;
+}
+
+/// Places and speeds are parts of the view's size, so that they fit every screen.
+struct Light {
+    Retained<UIImageView> view;
+    CGPoint place;
+    double direction; // in radians
+    double speed;     // a second
+};
+
+class NewNameWallpaper : public DeskTopView {
+  public:
+    using DeskTopView::DeskTopView;
+
+    /// Called once, on a thread of its own. Load here what takes time.
+    void initResource() override {
+        setBackgroundImage(Lumivera::picture("background.png"));
+        auto picture = Lumivera::picture("light.png");
+        auto chime = Lumivera::Sound("chime.wav");
+        {
+            // The main thread may be handling a tap already.
+            const TreeAccess access;
+            _picture = std::move(picture);
+            _chime = std::move(chime);
+        }
+        startAnimating();
+    }
+
+    /// Called on the main thread, 40 times a second.
+    void doAnimating() override {
+        // Made here, because hosts seed the random numbers after initResource.
+        while (_lights.size() < kLights) {
+            addLight();
+        }
+        for (Light &light : _lights) {
+            move(light);
+        }
+    }
+
+    void tapActionAtViewPoint(CGPoint point) override {
+        if (!CGRectContainsPoint(tapClipRect(), point)) {
+            return;
+        }
+        _chime.play();
+        for (Light &light : _lights) {
+            const CGPoint center = light.view->center();
+            if (distanceForTwoPoints(point, center) < kReach) {
+                light.direction = std::atan2(center.y - point.y, center.x - point.x);
+                light.speed = 0.6;
+                LWUIAnimation::setScaleAnimation_duration_repeatCount(light.view.get(), 2, 0.4, 1);
+            }
+        }
+    }
+
+  private:
+    void addLight() {
+        const double size = randomBetween(12, 32);
+        auto view = UIImageView::initWithFrame(CGRectMake(0, 0, size, size));
+        view->setImage(_picture);
+        addSubview(view.get());
+        LWUIAnimation::setAlphaAnimationDuration_repeatCount(view.get(), randomBetween(1, 4),
+                                                             kForever);
+        const CGPoint place{randomBetween(0, 1), randomBetween(0, 1)};
+        const double direction = randomBetween(0, 2 * std::numbers::pi);
+        _lights.push_back({std::move(view), place, direction, 0});
+    }
+
+    void move(Light &light) {
+        light.direction += randomBetween(-0.2, 0.2);
+        light.speed += (0.04 - light.speed) * 0.05;
+        const double way = light.speed * kFrameSeconds;
+        light.place.x = wrapped(light.place.x + way * std::cos(light.direction));
+        light.place.y = wrapped(light.place.y + way * std::sin(light.direction));
+        const CGSize size = bounds().size;
+        light.view->setCenter({light.place.x * size.width, light.place.y * size.height});
+    }
+
+    /// What leaves the view at one edge comes back at the other.
+    static double wrapped(double place) {
+        return place < -0.1 ? place + 1.2 : place > 1.1 ? place - 1.2 : place;
+    }
+
+    Retained<UIImage> _picture;
+    Lumivera::Sound _chime;
+    std::vector<Light> _lights;
+};
+
+} // namespace
+
+LUMIVERA_WALLPAPER(NewNameWallpaper, "NewName", "1.0");
