@@ -50,7 +50,8 @@ Commands allCommands() {
     Commands commands;
     for (const auto make :
          {makeRunCommand, makeDesktopCommand, makeChooseCommand, makeCtlCommand, makeDoctorCommand,
-          makeRenderCommand, makeListCommand, makePackCommand, makeImageCommand, makeGalleryCommand,
+          makeRenderCommand, makeListCommand, makeBundleCommand, makeInstallCommand,
+          makeUninstallCommand, makePackCommand, makeImageCommand, makeGalleryCommand,
           makeAutostartCommand, makeCompletionsCommand}) {
         commands.push_back(make());
     }
