@@ -117,7 +117,7 @@ std::string textUnder(const PropertyList::Dictionary &description, std::string_v
     return found != description.end() && found->second.text() ? *found->second.text() : "";
 }
 
-std::string quoted(const std::string &path) { return "\"" + path + "\""; }
+std::string inQuotes(const std::string &path) { return "\"" + path + "\""; }
 
 } // namespace
 
@@ -126,7 +126,7 @@ BundleContents::BundleContents(const std::string &origin, std::string name, std:
     const std::string problem = problemOfName(_name);
     if (!problem.empty()) {
         throw HostError(origin,
-                        "holds a bundle with the name " + quoted(_name) + ", which " + problem,
+                        "holds a bundle with the name " + inQuotes(_name) + ", which " + problem,
                         "ask its maker for another one");
     }
     std::sort(_files.begin(), _files.end(),
@@ -220,7 +220,7 @@ void BundleContents::checkFiles(const std::string &origin) const {
     for (const File &file : _files) {
         const std::string problem = problemOfPath(file.path);
         if (!problem.empty()) {
-            throw HostError(origin, "the name " + quoted(file.path) + " " + problem,
+            throw HostError(origin, "the name " + inQuotes(file.path) + " " + problem,
                             "take the file out or rename it");
         }
     }
@@ -238,7 +238,7 @@ void BundleContents::checkSpellings(const std::string &origin) const {
             const auto [known, isNew] = spellings.emplace(folded(name), spelling);
             if (!isNew && (!isFolder || known->second != spelling)) {
                 throw HostError(origin,
-                                quoted(known->second) + " and " + quoted(spelling) +
+                                inQuotes(known->second) + " and " + inQuotes(spelling) +
                                     " would be one file on some systems",
                                 "rename one");
             }
@@ -275,7 +275,7 @@ void BundleContents::checkLibrary(const std::string &origin) const {
     BundleLibrary::checkName(_library, origin + "/" + kDescription);
     if (!find(_library)) {
         throw HostError(origin,
-                        "lacks the library " + quoted(_library) + " that its description names",
+                        "lacks the library " + inQuotes(_library) + " that its description names",
                         "put it there or correct \"name Library\"");
     }
 }
