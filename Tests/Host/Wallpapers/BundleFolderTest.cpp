@@ -128,7 +128,7 @@ TEST_F(BundleFolderTest, TakesALinkForTheLibraryOfTheProgramItselfWhereverItLead
         fs::remove(_path + "/" + name);
     }
     EXPECT_TRUE(BundleFolder(_path, Trust::UserAndRoot).standsForOwnLibrary(name));
-    _folder.write("W.bundle/" + std::string(name), "a file of that name");
+    _folder.write("above/W.bundle/" + std::string(name), "a file of that name");
     EXPECT_FALSE(BundleFolder(_path, Trust::UserAndRoot).standsForOwnLibrary(name));
     fs::create_directory(_path + "/inner");
     fs::create_symlink("/etc/passwd", _path + "/inner/" + name);
