@@ -15,6 +15,7 @@ namespace {
 using namespace Lumivera;
 
 constexpr std::ptrdiff_t kLines = 6;
+constexpr std::ptrdiff_t kLinesAboutCode = 2;
 constexpr std::size_t kMaxBytes = 2000;
 
 void require(bool condition) {
@@ -35,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
     }
     std::string text = BundleNotice::installing(*bundle, "/nowhere", "there", false);
-    require(std::count(text.begin(), text.end(), '\n') == kLines && text.size() < kMaxBytes);
+    const std::ptrdiff_t lines = bundle->code().empty() ? kLines : kLines + kLinesAboutCode;
+    require(std::count(text.begin(), text.end(), '\n') == lines && text.size() < kMaxBytes);
     std::erase(text, '\n');
     require(isValidUTF8(text) && inOneLine(text) == text);
     return 0;

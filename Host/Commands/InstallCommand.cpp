@@ -84,7 +84,8 @@ std::string InstallCommand::install() const {
     }
     write(bundle, wallpapers);
     const std::string name = fs::path(bundle.name()).stem().string();
-    return inOneLine(name) + " is installed. `lumivera choose` shows it among the others.\n";
+    return inOneLine(name) + " is installed. Choose it with `lumivera choose`, or in the menu of "
+                             "Lumivera.\n";
 }
 
 BundleContents InstallCommand::contents() const {

@@ -352,6 +352,16 @@ Bytes bytesOfText(std::string_view text) {
     return {reinterpret_cast<const std::uint8_t *>(text.data()), text.size()};
 }
 
+/// Nothing when the archive cannot be made.
+std::optional<std::vector<std::uint8_t>> packed(const BundleContents &bundle) {
+    Writer writer;
+    writer.add(kTypeEntry, bytesOfText(BundleArchive::kType), ZIP_CM_STORE);
+    for (const BundleContents::File &file : bundle.files()) {
+        writer.add(bundle.name() + "/" + file.path, file.bytes, ZIP_CM_DEFLATE);
+    }
+    return writer.finish();
+}
+
 } // namespace
 
 BundleContents BundleArchive::read(const std::string &path) {
@@ -378,12 +388,7 @@ BundleContents BundleArchive::parse(std::span<const std::uint8_t> bytes, const s
 
 std::vector<std::uint8_t> BundleArchive::bytesOf(const BundleContents &bundle,
                                                  const std::string &path) {
-    Writer writer;
-    writer.add(kTypeEntry, bytesOfText(kType), ZIP_CM_STORE);
-    for (const BundleContents::File &file : bundle.files()) {
-        writer.add(bundle.name() + "/" + file.path, file.bytes, ZIP_CM_DEFLATE);
-    }
-    auto bytes = writer.finish();
+    auto bytes = packed(bundle);
     if (!bytes) {
         throw HostError(path, "cannot be made", "see whether there is enough memory");
     }

@@ -14,6 +14,10 @@ namespace {
 
 constexpr std::uint64_t kKilo = 1024;
 
+constexpr const char *kAboutCode =
+    "\n           Code runs in a process that may only draw, but install it only if\n"
+    "           you trust its maker";
+
 std::string sizeText(std::uint64_t bytes) {
     std::array<char, 32> text;
     const auto number = static_cast<double>(bytes);
@@ -35,7 +39,7 @@ std::string BundleNotice::installing(const BundleContents &bundle, const std::st
     return shortened(bundle.title()) + "\n  Author:  " + said(bundle.author()) +
            "\n  Licence: " + said(bundle.license()) + "\n  From:    " + inOneLine(source) +
            ownerOf(source) + "\n  Holds:   " + contentsText(bundle) +
-           "\n  Goes to: " + inOneLine(target) +
+           (bundle.code().empty() ? "" : kAboutCode) + "\n  Goes to: " + inOneLine(target) +
            (isUpdate ? ", in place of the one that is installed" : "") + "\n";
 }
 

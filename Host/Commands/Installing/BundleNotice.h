@@ -13,7 +13,7 @@ class BundleNotice {
     BundleNotice() = delete;
 
     /// A line with the bundle's name, and one each for its author, its licence, who owns `source`,
-    /// what is in it and where it goes.
+    /// what is in it and where it goes, and two lines more about code.
     static std::string installing(const BundleContents &bundle, const std::string &source,
                                   const std::string &target, bool isUpdate);
 
