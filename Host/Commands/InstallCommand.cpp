@@ -37,6 +37,7 @@ class InstallCommand final : public Command {
     void run() override;
 
   private:
+    static void tellInWindow(const char *problem);
     std::string install() const;
     BundleContents contents() const;
     bool isWanted(const std::string &about) const;
@@ -64,9 +65,17 @@ void InstallCommand::run() {
                                        : printToStandardOutput(result);
     } catch (const HostError &error) {
         if (_isInWindow) {
-            SDLMessage::tell(kTitle, error.what());
+            tellInWindow(error.what());
         }
         throw;
+    }
+}
+
+/// What cannot be told in a window appears on standard error alone.
+void InstallCommand::tellInWindow(const char *problem) {
+    try {
+        SDLMessage::tell(kTitle, problem);
+    } catch (const HostError &) {
     }
 }
 

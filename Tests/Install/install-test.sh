@@ -48,7 +48,7 @@ fi
 (cd "$prefix" && bin/lumivera bundle pack Maple -o Maple.lumivera >/dev/null)
 cp "$prefix/Maple.lumivera" "$prefix/unnamed"
 if command -v update-mime-database >/dev/null && command -v gio >/dev/null; then
-    update-mime-database "$prefix/share/mime"
+    update-mime-database "$prefix/share/mime" >/dev/null 2>&1
     for file in Maple.lumivera unnamed; do
         type=$(XDG_DATA_HOME=$prefix/share XDG_DATA_DIRS=/usr/share \
             gio info -a standard::content-type "$prefix/$file")

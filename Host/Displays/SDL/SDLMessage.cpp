@@ -3,6 +3,7 @@
 #include "Host/Support/HostError.h"
 
 #include <SDL.h>
+#include <cstdlib>
 #include <vector>
 
 namespace Lumivera {
@@ -12,9 +13,20 @@ namespace {
 constexpr int kNo = 0;
 constexpr int kYes = 1;
 
-/// The number of the button; -1 when the window was closed.
+constexpr const char *kAdvice = "use the command in a terminal, without --window";
+
+bool isSet(const char *variable) {
+    const char *value = std::getenv(variable);
+    return value && *value != '\0';
+}
+
+/// The number of the button; -1 when the window was closed. Without a display SDL could start a
+/// program for the message, and would not notice that it fails.
 int show(const std::string &title, const std::string &text,
          const std::vector<SDL_MessageBoxButtonData> &buttons) {
+    if (!isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY")) {
+        throw HostError("window", "there is no display", kAdvice);
+    }
     SDL_MessageBoxData message{};
     message.flags = SDL_MESSAGEBOX_INFORMATION | SDL_MESSAGEBOX_BUTTONS_LEFT_TO_RIGHT;
     message.title = title.c_str();
@@ -23,8 +35,7 @@ int show(const std::string &title, const std::string &text,
     message.buttons = buttons.data();
     int button = -1;
     if (SDL_ShowMessageBox(&message, &button) != 0) {
-        throw HostError("window", std::string("cannot be opened: ") + SDL_GetError(),
-                        "use the command in a terminal, without --window");
+        throw HostError("window", std::string("cannot be opened: ") + SDL_GetError(), kAdvice);
     }
     return button;
 }

@@ -9,19 +9,19 @@
 class MadeZip {
   public:
     struct Entry {
-        std::string name;
-        std::string bytes;
+        std::string name = {};
+        std::string bytes = {};
 
         std::uint16_t method = 0;
         std::uint16_t flags = 0;
         std::uint32_t mode = 0100644;
 
         /// What the headers say, instead of the truth.
-        std::optional<std::uint32_t> size;
-        std::optional<std::uint32_t> packedSize;
-        std::optional<std::uint32_t> checksum;
-        std::optional<std::uint32_t> offset;
-        std::optional<std::string> nameAtEntry;
+        std::optional<std::uint32_t> size = {};
+        std::optional<std::uint32_t> packedSize = {};
+        std::optional<std::uint32_t> checksum = {};
+        std::optional<std::uint32_t> offset = {};
+        std::optional<std::string> nameAtEntry = {};
     };
 
     MadeZip &add(Entry entry) {
@@ -70,7 +70,7 @@ class MadeZip {
 
     /// 1 + 258 * `repeats` zeros, deflated.
     static std::string deflatedZeros(std::size_t repeats) {
-        std::string bytes;
+        std::string bytes = {};
         unsigned pending = 0;
         int count = 0;
         // Codes are written from their highest bit on, into bytes from the lowest bit on.

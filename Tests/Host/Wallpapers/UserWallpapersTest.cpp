@@ -169,7 +169,7 @@ TEST_F(UserWallpapersTest, AreChangedByOneProgramAtATime) {
 
 TEST_F(UserWallpapersTest, AreFoundByEveryNameOfTheirs) {
     install(bundleWith("one"));
-    for (const std::string name :
+    for (const std::string &name :
          {std::string("Snow"), std::string("Snow.bundle"), std::string("First Snow"),
           _path + "/Snow.bundle", _path + "/Snow.bundle/"}) {
         EXPECT_EQ(_wallpapers.find(name), "Snow.bundle") << name;
@@ -177,7 +177,7 @@ TEST_F(UserWallpapersTest, AreFoundByEveryNameOfTheirs) {
     install(bundleWith("two", "Ice.bundle"));
     EXPECT_THAT(problemOf([&] { _wallpapers.find("First Snow"); }),
                 HasSubstr("is the name of several bundles; say which: Ice.bundle or Snow.bundle"));
-    for (const std::string name :
+    for (const std::string &name :
          {std::string(), std::string("."), std::string(".."), std::string("/"),
           std::string("./Snow"), std::string("Lumivera"), std::string("/tmp/Snow.bundle"),
           _path + "/None.bundle", _path + "/Snow.bundle/d"}) {
