@@ -13,6 +13,7 @@ pkg_check_modules(WEBPMUX REQUIRED IMPORTED_TARGET libwebpmux)
 pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
 pkg_check_modules(SDL REQUIRED IMPORTED_TARGET sdl2)
 pkg_check_modules(SECCOMP REQUIRED IMPORTED_TARGET libseccomp)
+pkg_check_modules(ZIP REQUIRED IMPORTED_TARGET libzip)
 pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-randr xcb-screensaver xcb-shape xcb-shm
     xcb-xinput)
 pkg_check_modules(TOML REQUIRED IMPORTED_TARGET tomlplusplus)

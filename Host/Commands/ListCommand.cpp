@@ -21,6 +21,8 @@ std::string numberText(const std::optional<std::int32_t> &number) {
     return number ? std::to_string(*number) : "-";
 }
 
+std::string textOrDash(const std::string &text) { return text.empty() ? "-" : text; }
+
 nlohmann::json numberJson(const std::optional<std::int32_t> &number) {
     return number ? nlohmann::json(*number) : nlohmann::json();
 }
@@ -29,10 +31,11 @@ std::string table(const std::vector<BundleListing> &listings) {
     if (listings.empty()) {
         return "No wallpapers found.\n";
     }
-    std::vector<std::vector<std::string>> rows{{"NAME", "AUTHOR", "PETALS", "SPEED", "PATH"}};
+    std::vector<std::vector<std::string>> rows{
+        {"NAME", "AUTHOR", "LICENCE", "PETALS", "SPEED", "PATH"}};
     for (const BundleListing &listing : listings) {
         const std::string problem = listing.problem.empty() ? "" : "  (" + listing.problem + ")";
-        rows.push_back({listing.name, listing.author.empty() ? "-" : listing.author,
+        rows.push_back({listing.name, textOrDash(listing.author), textOrDash(listing.license),
                         numberText(listing.petals), numberText(listing.speed),
                         listing.path + problem});
     }

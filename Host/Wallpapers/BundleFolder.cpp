@@ -18,8 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *kOwnLibrary = "libLumiveraLiveWallpaper.dylib";
-
 constexpr int kFolderFlags = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 std::string pathIn(const std::string &folder, const std::string &name) {
@@ -91,7 +89,7 @@ BundleFolder::~BundleFolder() { close(); }
 BundleFolder::BundleFolder(BundleFolder &&other) noexcept
     : _trust(other._trust), _path(std::move(other._path)),
       _descriptor(std::exchange(other._descriptor, -1)), _files(std::move(other._files)),
-      _entries(other._entries), _hasLinkToOwnLibrary(other._hasLinkToOwnLibrary) {}
+      _entries(other._entries) {}
 
 void BundleFolder::close() {
     if (_descriptor >= 0) {
@@ -193,11 +191,11 @@ void BundleFolder::examineEntry(const Place &place, const std::string &name) {
         if (isOnTop) {
             _files.push_back({name, status});
         }
-    } else if (S_ISLNK(status.st_mode) && isOnTop && name == kOwnLibrary) {
-        _hasLinkToOwnLibrary = true;
     } else if (S_ISLNK(status.st_mode)) {
-        throw HostError(path, "is a link, which a bundle may not have",
-                        "put a copy of the file in its place; `cp -rL` copies a bundle so");
+        if (!isOnTop || name != kOwnLibrary) {
+            throw HostError(path, "is a link, which a bundle may not have",
+                            "put a copy of the file in its place; `cp -rL` copies a bundle so");
+        }
     } else {
         throw HostError(path, "is neither a file nor a folder", "remove it");
     }
@@ -226,7 +224,7 @@ const BundleFolder::File *BundleFolder::find(const std::string &name) const {
 }
 
 bool BundleFolder::standsForOwnLibrary(const std::string &name) const {
-    return _hasLinkToOwnLibrary && name == kOwnLibrary;
+    return name == kOwnLibrary && !hasFile(name);
 }
 
 int BundleFolder::openLibrary(const std::string &name) const {

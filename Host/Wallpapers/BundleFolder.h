@@ -39,7 +39,8 @@ class BundleFolder {
     /// True for a regular file directly in the folder.
     bool hasFile(const std::string &name) const { return find(name) != nullptr; }
 
-    /// True when a link of that name stands for the library that comes with this program.
+    /// True when that name stands for the library that comes with this program: it is that
+    /// library's name, and the bundle holds a link or nothing under it.
     bool standsForOwnLibrary(const std::string &name) const;
 
     /// Opens a library directly in the folder and checks that it is the file that was there when
@@ -50,6 +51,9 @@ class BundleFolder {
     /// Closes the folder. Code of the bundle must not run before: from a folder's descriptor it
     /// could reach the folders above.
     void close();
+
+    /// The file name of the library that comes with this program.
+    static constexpr const char *kOwnLibrary = "libLumiveraLiveWallpaper.dylib";
 
     /// Limits of what a bundle may hold.
     static constexpr std::size_t kMaxEntries = 100'000;
@@ -77,7 +81,6 @@ class BundleFolder {
     int _descriptor = -1;
     std::vector<File> _files;
     std::size_t _entries = 0;
-    bool _hasLinkToOwnLibrary = false;
 };
 
 } // namespace Lumivera

@@ -2,6 +2,7 @@
 
 #include "Host/Support/HostError.h"
 #include "Host/Support/Patience.h"
+#include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/Foundation/NSBundle.h"
 #include "Platform/Foundation/NSFileManager.h"
 
@@ -47,6 +48,7 @@ bool isPath(const std::string &argument) {
            argument.find('/') != std::string::npos;
 }
 
+/// The first bundle whose folder has the name, else the first whose description has it.
 std::optional<std::string> bundleIn(const std::vector<std::string> &folders,
                                     const std::string &name) {
     for (const std::string &folder : folders) {
@@ -54,6 +56,14 @@ std::optional<std::string> bundleIn(const std::vector<std::string> &folders,
             const std::string path = folder + "/" + name + ending;
             if (isFolder(path)) {
                 return path;
+            }
+        }
+    }
+    for (const std::string &folder : folders) {
+        for (const BundleListing &listing :
+             BundleListing::readFolder(folder).value_or(std::vector<BundleListing>())) {
+            if (listing.name == name) {
+                return listing.path;
             }
         }
     }
@@ -118,7 +128,7 @@ std::vector<std::string> wallpaperFolders() {
         }
     };
     add(ownDataFolder() / kWallpapers);
-    add(dataPath(kWallpapers));
+    add(userWallpapersFolder());
     const char *system = std::getenv("XDG_DATA_DIRS");
     std::stringstream dataFolders(system && *system ? system : kSystemDataFolders);
     for (std::string base; std::getline(dataFolders, base, ':');) {
@@ -127,6 +137,10 @@ std::vector<std::string> wallpaperFolders() {
         }
     }
     return folders;
+}
+
+std::string userWallpapersFolder() {
+    return fs::path(dataPath(kWallpapers)).lexically_normal().string();
 }
 
 std::string defaultBundle() { return findBundle(kDefaultName); }

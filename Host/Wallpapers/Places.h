@@ -25,13 +25,17 @@ std::optional<std::string> runtimePath(const std::string &name);
 /// data folder, in the system's data folders. Some may not exist.
 std::vector<std::string> wallpaperFolders();
 
+/// The one of them in the user's data folder, into which bundles are installed.
+std::string userWallpapersFolder();
+
 /// The path of the bundle that is shown when none is named, even when it is not installed.
 std::string defaultBundle();
 
-/// The path of a bundle given by path or by the name of an installed one, with or without
-/// ".bundle". Only a text with a slash, "." and ".." are paths, so that a folder which happens to
-/// be in the current folder never takes the place of an installed bundle. A name that is not
-/// installed gives a path at which there is nothing.
+/// The path of a bundle given by path or by the name of an installed one: that of its folder, with
+/// or without ".bundle", or that of its description, as it is listed. Only a text with a slash, "."
+/// and ".." are paths, so that a folder which happens to be in the current folder never takes the
+/// place of an installed bundle. A name that is not installed gives a path at which there is
+/// nothing.
 std::string findBundle(const std::string &argument);
 
 /// The same for an argument that a person has typed: a HostError when no bundle of that name is

@@ -12,6 +12,7 @@ for file in "$library" "$prefix/lib/libLumiveraWallpaperKit.so" \
     "$prefix/include/lumivera/Lumivera/Wallpaper.h" \
     "$prefix/share/lumivera/sounds/chime.wav" "$prefix/share/man/man1/lumivera.1" \
     "$prefix/share/applications/lumivera.desktop" "$prefix/lib/systemd/user/lumivera.service" \
+    "$prefix/share/applications/lumivera-install.desktop" "$prefix/share/mime/packages/lumivera.xml" \
     "$prefix/share/icons/hicolor/scalable/apps/lumivera.svg" \
     "$prefix/share/bash-completion/completions/lumivera" \
     "$prefix/share/zsh/vendor-completions/_lumivera" \
@@ -38,6 +39,23 @@ entry=$prefix/share/applications/lumivera.desktop
 [[ $(grep -c "^Exec=\"$prefix/bin/lumivera\" " "$entry") == 4 ]] ||
     { echo "the desktop entry starts another program"; exit 1; }
 grep -q '^X-KDE-Wayland-Interfaces=org_kde_plasma_window_management$' "$entry"
+
+# A double click on a shared wallpaper starts it, too: its type is known by the name and by the bytes.
+grep -qxF "Exec=\"$prefix/bin/lumivera\" install --window %f" \
+    "$prefix/share/applications/lumivera-install.desktop"
+if command -v desktop-file-validate >/dev/null; then
+    desktop-file-validate "$prefix"/share/applications/*.desktop
+fi
+(cd "$prefix" && bin/lumivera bundle pack Maple -o Maple.lumivera >/dev/null)
+cp "$prefix/Maple.lumivera" "$prefix/unnamed"
+if command -v update-mime-database >/dev/null && command -v gio >/dev/null; then
+    update-mime-database "$prefix/share/mime" >/dev/null 2>&1
+    for file in Maple.lumivera unnamed; do
+        type=$(XDG_DATA_HOME=$prefix/share XDG_DATA_DIRS=/usr/share \
+            gio info -a standard::content-type "$prefix/$file")
+        [[ $type == *application/x-lumivera-bundle* ]] || { echo "$file has the type $type"; exit 1; }
+    done
+fi
 
 # The completions are those of this very program.
 "$prefix/bin/lumivera" completions bash |

@@ -13,7 +13,7 @@ packages=("$folder"/lumivera_*.deb)
 [[ -f ${packages[0]} ]] || { echo "there is no package"; exit 1; }
 
 needed=$(dpkg-deb -f "${packages[0]}" Depends)
-for library in libc6 libsdl2 libwebp7 libsystemd0; do
+for library in libc6 libsdl2 libwebp7 libsystemd0 libzip; do
     [[ $needed == *$library* ]] || { echo "the package does not need $library: $needed"; exit 1; }
 done
 
@@ -23,6 +23,7 @@ for file in bin/lumivera lib/libLumiveraPlatform.so.[0-9]* lib/libLumiveraWallpa
     lib/libLumiveraLiveWallpaper.dylib \
     lib/systemd/user/lumivera.service share/applications/lumivera.desktop \
     share/gnome-shell/extensions/lumivera@lumivera.app/metadata.json \
+    share/mime/packages/lumivera.xml share/applications/lumivera-install.desktop \
     share/man/man1/lumivera.1 share/lumivera/wallpapers/Lumivera.bundle/description.plist; do
     compgen -G "$usr/$file" >/dev/null || { echo "the package has no $file"; exit 1; }
 done

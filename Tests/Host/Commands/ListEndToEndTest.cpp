@@ -7,6 +7,7 @@
 
 #include <filesystem>
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using Json = nlohmann::json;
 
@@ -56,12 +57,16 @@ TEST(List, TellsWhatTheDescriptionSays) {
         folder.path(), propertyList("<key>name Library</key><string>none.dylib</string>"
                                     "<key>name</key><string>Snow</string>"
                                     "<key>author</key><string>Me</string>"
+                                    "<key>license</key><string>CC-BY-4.0</string>"
                                     "<key>sakura Count</key><integer>42</integer>"
                                     "<key>falling Speed</key><string>3 quick</string>"));
     const Json entry = listed({folder.path()}).at(0);
     EXPECT_EQ(entry["path"], path);
     EXPECT_EQ(entry["name"], "Snow");
     EXPECT_EQ(entry["author"], "Me");
+    EXPECT_EQ(entry["license"], "CC-BY-4.0");
+    const std::string table = ProgramRun({"list", folder.path()}).output();
+    EXPECT_THAT(table, AllOf(HasSubstr("LICENCE"), HasSubstr("CC-BY-4.0")));
     EXPECT_EQ(entry["petals"], 42);
     EXPECT_EQ(entry["speed"], 3);
     EXPECT_TRUE(entry["problem"].is_null());

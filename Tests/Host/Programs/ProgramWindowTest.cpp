@@ -42,8 +42,16 @@ ProgramRun ProgramWindowTest::runToEnd(const std::vector<std::string> &arguments
 }
 
 void ProgramWindowTest::findWindow(const std::string &title) {
+    findWindow(title, "xdotool search --onlyvisible --name '" + title + "'");
+}
+
+void ProgramWindowTest::findMessage(const std::string &title) {
+    findWindow(title, "xwininfo -root -tree | awk '/\"" + title + "\"/ { print $1; exit }'");
+}
+
+void ProgramWindowTest::findWindow(const std::string &title, const std::string &command) {
     ASSERT_TRUE(eventually([&] {
-        _window = _screen->run("xdotool search --onlyvisible --name '" + title + "'");
+        _window = _screen->run(command);
         _window.resize(strcspn(_window.c_str(), "\n"));
         return !_window.empty();
     })) << "no window is called "

@@ -28,6 +28,9 @@ class ProgramWindowTest : public ::testing::Test {
     /// Waits for the window of that title; fails the test when there is none.
     void findWindow(const std::string &title);
 
+    /// The same for a message of SDL, whose title xdotool does not read.
+    void findMessage(const std::string &title);
+
     /// Ends the program with the signal, or waits until it ends by itself; its exit status.
     int end(int signal);
     int waitForEnd();
@@ -47,6 +50,7 @@ class ProgramWindowTest : public ::testing::Test {
     TemporaryFolder _folder;
 
   private:
+    void findWindow(const std::string &title, const std::string &command);
     ProgramRun::Options optionsWith(const std::vector<std::string> &environment) const;
 
     std::optional<VirtualScreen> _screen;

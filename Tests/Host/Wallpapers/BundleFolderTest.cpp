@@ -127,6 +127,9 @@ TEST_F(BundleFolderTest, TakesALinkForTheLibraryOfTheProgramItselfWhereverItLead
         EXPECT_THROW(folder.openLibrary(name), HostError);
         fs::remove(_path + "/" + name);
     }
+    EXPECT_TRUE(BundleFolder(_path, Trust::UserAndRoot).standsForOwnLibrary(name));
+    _folder.write("above/W.bundle/" + std::string(name), "a file of that name");
+    EXPECT_FALSE(BundleFolder(_path, Trust::UserAndRoot).standsForOwnLibrary(name));
     fs::create_directory(_path + "/inner");
     fs::create_symlink("/etc/passwd", _path + "/inner/" + name);
     EXPECT_THAT(problemOf(_path, Trust::Anybody), HasSubstr("is a link"));

@@ -1,9 +1,14 @@
 #include "Host/Wallpapers/Places.h"
+
+#include "Host/Support/HostError.h"
 #include "Tests/Host/Programs/EnvironmentVariable.h"
+#include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Platform/Foundation/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 
 using namespace Lumivera;
 
@@ -53,6 +58,42 @@ TEST(Places, HaveARuntimeFolderOnlyWhereTheVariableNamesOne) {
     }
     const EnvironmentVariable folder("XDG_RUNTIME_DIR", "relative");
     EXPECT_EQ(Places::runtimePath("x"), std::nullopt);
+}
+
+/// A user's folder with bundles, and no other installed ones but those of the build.
+class InstalledBundles : public ::testing::Test {
+  protected:
+    /// Returns the path of a bundle whose description has the name.
+    std::string add(const std::string &folder, const std::string &name) const {
+        const std::string path = _folder.pathOf("lumivera/wallpapers/" + folder);
+        std::filesystem::create_directories(path);
+        _folder.write("lumivera/wallpapers/" + folder + "/description.plist",
+                      propertyList("<key>name</key><string>" + name + "</string>"));
+        return path;
+    }
+
+    const TemporaryFolder _folder;
+    const EnvironmentVariable _data{"XDG_DATA_HOME", _folder.path().c_str()};
+    const EnvironmentVariable _system{"XDG_DATA_DIRS", "/nowhere"};
+};
+
+TEST_F(InstalledBundles, AreFoundByTheNamesOfTheirFoldersAndTheirDescriptions) {
+    const std::string path = add("Snow.bundle", "First Snow");
+    for (const char *name : {"Snow", "Snow.bundle", "First Snow"}) {
+        EXPECT_EQ(Places::findBundle(name), path) << name;
+        EXPECT_EQ(Places::requireBundle(name), path) << name;
+    }
+    EXPECT_THROW(Places::requireBundle("Second Snow"), HostError);
+}
+
+TEST_F(InstalledBundles, AreFoundByTheirFoldersFirst) {
+    add("A.bundle", "Snow");
+    const std::string path = add("Snow.bundle", "Ice");
+    EXPECT_EQ(Places::findBundle("Snow"), path);
+}
+
+TEST_F(InstalledBundles, GoIntoTheUsersDataFolder) {
+    EXPECT_EQ(Places::userWallpapersFolder(), _folder.pathOf("lumivera/wallpapers"));
 }
 
 TEST(Places, NameEveryWallpaperFolderOnce) {

@@ -19,7 +19,7 @@ class FakeTarget final : public ControlTarget {
         status.output = "DP-1";
         status.width = 640;
         status.height = 480;
-        status.bundle = "/w/Lumivera.bundle";
+        status.bundle = bundle;
         status.layer = "over";
         status.petals = 120;
         status.framesPerSecond = 39.96;
@@ -81,6 +81,7 @@ class FakeTarget final : public ControlTarget {
     std::vector<std::string> heard;
     std::vector<std::string> pauseReasons;
     std::size_t outputCount = 1;
+    std::string bundle = "/w/Lumivera.bundle";
 
     /// Those that have told what covers outputs.
     std::set<std::uint64_t> programs;
