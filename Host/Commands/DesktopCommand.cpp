@@ -71,7 +71,8 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
 /// Where petals fall over a program's icons, that program shows their background.
 void showBackgroundsBy(DesktopBackgrounds &backgrounds, DesktopHost::Options &options) {
     options.showBackground = [&](const DesktopSurface &surface, const SharedBuffers &picture) {
-        backgrounds.show(surface.layer().program, surface.outputName(), surface.outputArea(),
+        const SurfaceLayer layer = surface.layer();
+        backgrounds.show(layer.program, layer.window, surface.outputName(), surface.outputArea(),
                          picture);
     };
     options.hideBackground = [&](const std::string &output) { backgrounds.remove(output); };
