@@ -11,9 +11,10 @@ namespace Lumivera {
 /// happens to its name meanwhile. Main thread.
 class BundleLibrary {
   public:
-    /// Opens the library of that name, which must be a plain file name. Of a bundle that must be
-    /// trusted, it also opens the libraries in the bundle that this one needs; all others must be
-    /// loaded already or come from the system. Throws a HostError that says what is wrong.
+    /// Opens the library of that name, which must be a plain file name; an empty one stands for the
+    /// library that comes with this program. Of a bundle that must be trusted, it also opens the
+    /// libraries in the bundle that this one needs; all others must be loaded already or come from
+    /// the system. Throws a HostError that says what is wrong.
     BundleLibrary(const BundleFolder &folder, const std::string &name);
     ~BundleLibrary();
 
@@ -40,6 +41,7 @@ class BundleLibrary {
     void openNeeds(const File &file);
     void checkSearch(const std::vector<std::string> &folders, const std::string &path) const;
     bool isOpen(const std::string &name) const;
+    std::string pathOf(const std::string &name) const;
     void *load(File &file) const;
 
     const BundleFolder &_folder;
