@@ -1,0 +1,133 @@
+#include "Host/Commands/Command.h"
+
+#include "Host/Commands/Making/BundleMaker.h"
+#include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
+#include "Host/Wallpapers/ColorText.h"
+#include "Host/Wallpapers/PetalPictures.h"
+#include "Host/Wallpapers/WallpaperChoice.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <string>
+
+namespace Lumivera {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char *kHelp = "Makes a wallpaper of a photo.";
+
+constexpr const char *kMore =
+    "OUT is a folder whose name ends in .bundle. The photo is turned upright and made smaller if\n"
+    "screens do not need its size. Petals come from a bundle, or from 1 to 7 pictures with\n"
+    "transparent parts, which are made as small as petals. `lumivera run PHOTO` does the same "
+    "into\n"
+    "your own wallpapers, and shows it.";
+
+bool isThere(const std::string &path) {
+    std::error_code error;
+    return fs::symlink_status(path, error).type() != fs::file_type::not_found;
+}
+
+bool isBundle(const std::string &path) {
+    std::error_code error;
+    return fs::symlink_status(path, error).type() == fs::file_type::directory &&
+           fs::exists(fs::path(path) / "description.plist", error);
+}
+
+/// lumivera new: a bundle of pictures alone.
+class NewCommand final : public Command {
+  public:
+    void declare(CLI::App &parent) override;
+    void run() override;
+
+  private:
+    void declareText(const char *option, std::string &text, const char *help);
+    void checkOutput() const;
+    void checkTexts() const;
+
+    std::string _output;
+    BundleRecipe _recipe;
+    std::string _tint;
+    bool _isReplaced = false;
+};
+
+void NewCommand::declare(CLI::App &parent) {
+    _app = parent.add_subcommand("new", kHelp);
+    _app->footer(kMore);
+    _app->add_option("OUT", _output, "The bundle to make")->required();
+    _app->add_option("--background", _recipe.background, "The photo: PNG, JPEG or WebP")
+        ->type_name("PHOTO")
+        ->required();
+    _app->add_option("--petals", _recipe.petals, "A bundle with petals, or pictures [Lumivera]")
+        ->type_name("BUNDLE|FILE...");
+    _app->add_option("--count", _recipe.petalCount, "Petals, 1 to 300 [80]")
+        ->type_name("N")
+        ->check(CLI::Range(1, BundleRecipe::kMaxPetals).description(""));
+    _app->add_option("--speed", _recipe.speed, "Speed level, 0 or more [1]")
+        ->type_name("N")
+        ->check(CLI::Range(0, static_cast<int>(kMaxSpeed)).description(""));
+    _app->add_option("--tint", _tint, "Shades the background: #rgb, #rrggbb, #rrggbbaa or a name")
+        ->type_name("COLOUR");
+    _app->add_option("--width", _recipe.width, "Pixels of the background, 16 to 7680 [3840]")
+        ->type_name("N")
+        ->check(CLI::Range(NSUInteger{16}, BundleRecipe::kMaxWidth).description(""));
+    declareText("--name", _recipe.name, "Its name for people [that of OUT]");
+    declareText("--author", _recipe.author, "Who made it");
+    declareText("--summary", _recipe.summary, "What it shows, in a sentence");
+    declareText("--license", _recipe.license, "What others may do with it, such as CC0-1.0");
+    _app->add_flag("--force", _isReplaced, "Replaces a bundle of that name");
+}
+
+void NewCommand::declareText(const char *option, std::string &text, const char *help) {
+    _app->add_option(option, text, help)->type_name("TEXT");
+}
+
+void NewCommand::run() {
+    checkOutput();
+    checkTexts();
+    if (!_tint.empty()) {
+        _recipe.tint = colorFromText("--tint", _tint);
+    }
+    if (_recipe.name.empty()) {
+        _recipe.name = inOneLine(fs::path(_output).stem().string());
+    }
+    using Existing = OutputFolder::Existing;
+    OutputFolder folder(_output, _isReplaced ? Existing::Replaced : Existing::Refused);
+    BundleMaker::make(_recipe, folder);
+    printToStandardOutput(inOneLine(folder.path()) + " is ready; see it with `lumivera run`\n");
+}
+
+void NewCommand::checkOutput() const {
+    fs::path path = fs::path(_output).lexically_normal();
+    path = path.has_filename() ? path : path.parent_path();
+    if (path.extension() != ".bundle") {
+        throw UsageError(_output, "is no name of a bundle", "let OUT end in .bundle");
+    }
+    if (_isReplaced && isThere(path.string()) && !isBundle(path.string())) {
+        throw HostError(_output, "is there already and is no bundle", "give another name");
+    }
+    if (_recipe.petals.size() > PetalPictures::kCount) {
+        throw UsageError("--petals", "a wallpaper has 7 pictures of petals at most",
+                         "give fewer files");
+    }
+}
+
+/// The texts go into a property list, which takes no control characters.
+void NewCommand::checkTexts() const {
+    for (const auto &[option, text] :
+         {std::pair("--name", _recipe.name), std::pair("--author", _recipe.author),
+          std::pair("--summary", _recipe.summary), std::pair("--license", _recipe.license)}) {
+        if (inOneLine(text) != text) {
+            throw UsageError(option, "has control characters or is no UTF-8", "give a plain text");
+        }
+    }
+}
+
+} // namespace
+
+std::unique_ptr<Command> makeNewCommand() { return std::make_unique<NewCommand>(); }
+
+} // namespace Lumivera
