@@ -1,6 +1,4 @@
-#include "Host/Support/HostError.h"
 #include "Platform/CoreGraphics/CGImage.h"
-#include "Platform/Foundation/NSBundle.h"
 #include "Platform/Foundation/NSDictionary.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/CoreGraphics/EmbeddingPictures.h"
@@ -12,7 +10,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
+#include <sstream>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -288,6 +289,41 @@ TEST_F(New, LeavesNothingBehindWhereItMayNotWriteOrTheDiskIsFull) {
     chmod(closed.c_str(), 0555);
     expectRefused({"new", closed + "/Out.bundle", "--background", _photo},
                   "cannot be made: Permission denied");
+}
+
+/// The commands of a page's code blocks.
+std::vector<std::vector<std::string>> commandsIn(const std::string &page) {
+    std::istringstream lines(contentsOf(LUMIVERA_SOURCE_DIR "/Docs/" + page));
+    std::vector<std::vector<std::string>> commands;
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        std::string word;
+        if (line.starts_with("lumivera ") && words >> word) {
+            commands.push_back({std::istream_iterator<std::string>(words), {}});
+        }
+    }
+    return commands;
+}
+
+TEST_F(New, RunsEveryCommandOfThePageOnMakingWallpapers) {
+    _folder.write("beach.jpg", JPEGBuilder::halves(320, 160));
+    _folder.write("leaf1.png", bluePicture(50, 40));
+    _folder.write("leaf2.png", bluePicture(50, 60, true));
+    fs::copy(shippedBundle("Lumivera.bundle"), _folder.pathOf("Snow.bundle"));
+    ProgramRun::Options options;
+    options.environment = {"XDG_DATA_HOME=" + _folder.pathOf("data")};
+    options.folder = _folder.path();
+    const auto commands = commandsIn("making-wallpapers.md");
+    EXPECT_GE(commands.size(), 8u);
+    for (std::vector<std::string> command : commands) {
+        if (command.front() == "run") {
+            // There is no window here.
+            command.front() = "render";
+            command.insert(command.end(), {"--frames", "1", "--trace", "/dev/null"});
+        }
+        const ProgramRun run(command, options);
+        EXPECT_EQ(run.status(), 0) << command.front() << ": " << run.errors();
+    }
 }
 
 } // namespace

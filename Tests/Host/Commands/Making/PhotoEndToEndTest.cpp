@@ -44,7 +44,7 @@ class PhotoOnDesktop : public DesktopProgramTest {
 
 TEST_F(PhotoOnDesktop, IsShownByTheDesktop) {
     const std::string path = _folder.write("my beach.PNG", photo(90));
-    start({"--display", "headless", path}, {"XDG_DATA_HOME=" + data()});
+    startHeadless({path});
     EXPECT_TRUE(statusBecomes([&](json output) {
         return output.contains("bundle") && output["bundle"].is_string() &&
                output["bundle"].get<std::string>().starts_with(data());
