@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <string>
+#include <utility>
 
 namespace Lumivera {
 
@@ -22,9 +23,8 @@ constexpr const char *kHelp = "Makes a wallpaper of a photo.";
 constexpr const char *kMore =
     "OUT is a folder whose name ends in .bundle. The photo is turned upright and made smaller if\n"
     "screens do not need its size. Petals come from a bundle, or from 1 to 7 pictures with\n"
-    "transparent parts, which are made as small as petals. `lumivera run PHOTO` does the same "
-    "into\n"
-    "your own wallpapers, and shows it.";
+    "transparent parts, which are made as small as petals. `lumivera run PHOTO` makes a bundle\n"
+    "among your own wallpapers, and shows it.";
 
 bool isThere(const std::string &path) {
     std::error_code error;
@@ -91,11 +91,11 @@ void NewCommand::run() {
     if (!_tint.empty()) {
         _recipe.tint = colorFromText("--tint", _tint);
     }
-    if (_recipe.name.empty()) {
-        _recipe.name = inOneLine(fs::path(_output).stem().string());
-    }
     using Existing = OutputFolder::Existing;
     OutputFolder folder(_output, _isReplaced ? Existing::Replaced : Existing::Refused);
+    if (_recipe.name.empty()) {
+        _recipe.name = inOneLine(fs::path(folder.path()).stem().string());
+    }
     BundleMaker::make(_recipe, folder);
     printToStandardOutput(inOneLine(folder.path()) + " is ready; see it with `lumivera run`\n");
 }

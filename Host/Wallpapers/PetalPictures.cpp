@@ -1,11 +1,15 @@
 #include "Host/Wallpapers/PetalPictures.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Support/Printing.h"
 #include "Host/Wallpapers/BundleFolder.h"
+#include "Platform/CoreGraphics/CGImage.h"
+#include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
+#include <cstdint>
+#include <utility>
 
 namespace Lumivera {
 
@@ -14,6 +18,10 @@ namespace {
 constexpr std::array<const char *, PetalPictures::kCount> kNames{
     "lumivera_flower1", "lumivera_flower2", "lumivera_flower3", "lumivera_petal1",
     "lumivera_petal2",  "lumivera_petal3",  "lumivera_petal4"};
+
+/// Limits of a petal of another bundle.
+constexpr std::uint64_t kMaxBytes = 16 << 20;
+constexpr std::uint64_t kMaxPixels = 4'000'000;
 
 constexpr std::array<const char *, 3> kEndings{".png", "@2x.png", "@3x.png"};
 
@@ -28,6 +36,9 @@ void append(PetalPictures::Files &files, const PetalPictures::Files &more,
 PetalPictures::Files madeFrom(const std::string &path) {
     constexpr NSUInteger kMost = PetalPictures::kSide * kEndings.size();
     const auto picture = PictureFile::readCovering(path, kMost, kMost);
+    if (picture->isOpaque()) {
+        printError(path + ": has no transparent parts, so it falls as a rectangle");
+    }
     const NSUInteger longer = std::max(picture->width(), picture->height());
     PetalPictures::Files files;
     for (std::size_t i = 0; i < kEndings.size(); ++i) {
@@ -46,6 +57,16 @@ PetalPictures::Files madeFrom(const std::string &path) {
     return files;
 }
 
+/// A file that can be decoded.
+PictureFile::Bytes readPetal(const std::string &path) {
+    auto bytes = readFile(path, kMaxBytes);
+    if (!bytes || !CGImageCreateWithData(*bytes, kMaxPixels)) {
+        throw HostError(path, "is damaged, too large or no picture",
+                        "the petals of a bundle have 4 million pixels at most");
+    }
+    return std::move(*bytes);
+}
+
 } // namespace
 
 PetalPictures::Files PetalPictures::ofBundle(const std::string &path) {
@@ -58,9 +79,7 @@ PetalPictures::Files PetalPictures::ofBundle(const std::string &path) {
         }
         for (const char *ending : kEndings) {
             if (folder.hasFile(name + ending)) {
-                const std::string file = folder.path() + "/" + name + ending;
-                PictureFile::read(file);
-                files.push_back({name + ending, PictureFile::readBytes(file)});
+                files.push_back({name + ending, readPetal(folder.path() + "/" + name + ending)});
             }
         }
     }

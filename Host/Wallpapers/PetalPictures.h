@@ -21,7 +21,7 @@ class PetalPictures {
     static Files ofBundle(const std::string &path);
 
     /// Petals from picture files. Each is made smaller to kSide, and never larger; fewer than
-    /// kCount pictures are used several times.
+    /// kCount pictures are used several times. Prints a line about one without transparent parts.
     static Files ofPictures(const std::vector<std::string> &paths);
 
     /// The pictures that a petal wallpaper has.

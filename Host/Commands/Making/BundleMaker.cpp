@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char *kBackground = "lumivera_background_.png";
 
-/// Screens are at least so much wider than high that a background of this shape covers them.
+/// The shape of a screen that the background covers at its width.
 constexpr NSUInteger kAcross = 16;
 constexpr NSUInteger kDown = 9;
 
@@ -72,11 +72,12 @@ std::string descriptionOf(const BundleRecipe &recipe) {
     return text + "</dict>\n</plist>\n";
 }
 
-Retained<CGImage> tinted(const CGImage &image, const CGColor &tint, const std::string &path) {
+Retained<CGImage> tinted(const Retained<CGImage> &image, const CGColor &tint,
+                         const std::string &path) {
     const auto color =
         UIColor::colorWithRed_green_blue_alpha(tint.red, tint.green, tint.blue, tint.alpha);
-    const auto whole = UIImage::imageWithCGImage_scale_orientation(
-        Retained<CGImage>(const_cast<CGImage *>(&image)), 1, UIImageOrientation::Up);
+    const auto whole =
+        UIImage::imageWithCGImage_scale_orientation(image, 1, UIImageOrientation::Up);
     const auto result = ImageSet::colorizeImage_withColor(whole, color.get());
     if (!result) {
         throw HostError(path, "is too large to be tinted", "give a smaller --width");
@@ -88,7 +89,7 @@ PictureFile::Bytes backgroundOf(const BundleRecipe &recipe) {
     auto image =
         PictureFile::readCovering(recipe.background, recipe.width, recipe.width * kDown / kAcross);
     if (recipe.tint && recipe.tint->alpha > 0) {
-        image = tinted(*image, *recipe.tint, recipe.background);
+        image = tinted(image, *recipe.tint, recipe.background);
     }
     return PictureFile::png(*image, recipe.background);
 }

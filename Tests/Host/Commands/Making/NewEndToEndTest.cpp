@@ -208,6 +208,7 @@ TEST_F(New, MakesPetalsOfPictures) {
     const ProgramRun run =
         make({"--petals", _folder.pathOf("flake.png"), _folder.pathOf("dot.png")});
     ASSERT_EQ(run.status(), 0) << run.errors();
+    EXPECT_THAT(run.errors(), HasSubstr("flake.png: has no transparent parts"));
     const auto size = [this](const std::string &name) {
         const auto image = inBundle(name);
         return image ? std::to_string(image->width()) + "x" + std::to_string(image->height())
