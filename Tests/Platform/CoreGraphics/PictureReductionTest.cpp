@@ -119,12 +119,10 @@ TEST(PictureReduction, ReadsPicturesBeyondTheBounds) {
 }
 
 TEST(PictureReduction, RefusesWhatIsDamagedOrAbsurd) {
-    Bytes jpeg = JPEGBuilder::halves(800, 800);
-    jpeg.resize(jpeg.size() / 2);
-    EXPECT_FALSE(CGImageCreateReducedWithData(jpeg, 10, 10));
-    Bytes png = greyPNG(300, 300);
-    png.resize(png.size() - 20);
-    EXPECT_FALSE(CGImageCreateReducedWithData(png, 10, 10));
+    const Bytes jpeg = JPEGBuilder::halves(800, 800);
+    EXPECT_FALSE(CGImageCreateReducedWithData(std::span(jpeg).first(jpeg.size() / 2), 10, 10));
+    const Bytes png = greyPNG(300, 300);
+    EXPECT_FALSE(CGImageCreateReducedWithData(std::span(png).first(png.size() - 20), 10, 10));
     EXPECT_FALSE(CGImageCreateReducedWithData(samplePicture("animated.webp"), 10, 10));
     const auto claiming =
         PNGBuilder({1 << 20, 1 << 20}).chunk("IDAT", PNGBuilder::stored(Bytes(9))).finish();
