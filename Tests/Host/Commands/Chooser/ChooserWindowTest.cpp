@@ -142,9 +142,8 @@ TEST_F(ChooserWindow, ConfiguresTheWallpaperThatIsChosenByKeys) {
 }
 
 TEST_F(ChooserWindow, SelectsThePhotoThatItIsGiven) {
-    const std::vector<std::uint8_t> photo = PNGBuilder({64, 48, 8, PNGBuilder::Grey})
-                                                .pixels([](auto...) { return 90u; })
-                                                .finish();
+    const std::vector<std::uint8_t> photo =
+        PNGBuilder({64, 48, 8, PNGBuilder::Grey}).pixels([](auto...) { return 90u; }).finish();
     open({_folder.write("beach.png", photo)});
     press("Return");
     EXPECT_EQ(waitForEnd(), 0);
