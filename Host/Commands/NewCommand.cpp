@@ -62,7 +62,7 @@ void NewCommand::declare(CLI::App &parent) {
         ->type_name("PHOTO")
         ->required();
     _app->add_option("--petals", _recipe.petals, "A bundle with petals, or pictures [Lumivera]")
-        ->type_name("BUNDLE|FILE...");
+        ->type_name("BUNDLE|FILE");
     _app->add_option("--count", _recipe.petalCount, "Petals, 1 to 300 [80]")
         ->type_name("N")
         ->check(CLI::Range(1, BundleRecipe::kMaxPetals).description(""));

@@ -117,7 +117,8 @@ void BundleFolder::openFolder() {
     }
     if (isThere && !isFolder) {
         throw HostError(_path, "is a file, not a bundle",
-                        "give the folder that holds description.plist");
+                        "give the folder that holds description.plist, or make a bundle of a "
+                        "photo with `lumivera new`");
     }
     if (_descriptor < 0 || fstat(_descriptor, &status) != 0) {
         failWithoutBundle(_path);
