@@ -14,10 +14,10 @@ struct LibraryNeeds;
 class BundleLibrary {
   public:
     /// Opens the library of that name, which must be a plain file name, and be made for this
-    /// program's interface of the wallpaper kit, unless it does not tell for which. Of a bundle
-    /// that must be trusted, it also opens the libraries in the bundle that this one needs; all
-    /// others must be loaded already or come from the system. Throws a HostError that says what is
-    /// wrong.
+    /// program's interface of the wallpaper kit, unless it does not tell for which; an empty name
+    /// stands for the library that comes with this program. Of a bundle that must be trusted, it
+    /// also opens the libraries in the bundle that this one needs; all others must be loaded
+    /// already or come from the system. Throws a HostError that says what is wrong.
     BundleLibrary(const BundleFolder &folder, const std::string &name);
     ~BundleLibrary();
 
@@ -44,6 +44,7 @@ class BundleLibrary {
     void openNeeds(const LibraryNeeds &needs, const std::string &path);
     void checkSearch(const std::vector<std::string> &folders, const std::string &path) const;
     bool isOpen(const std::string &name) const;
+    std::string pathOf(const std::string &name) const;
     void *load(File &file) const;
 
     const BundleFolder &_folder;

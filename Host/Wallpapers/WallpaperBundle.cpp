@@ -19,6 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char *kEntryPoint = "getDeskTopViewInstance";
+constexpr std::string_view kLibraryKey = "name Library";
 constexpr const char *kPictureAdvice = "put a PNG, JPEG or WebP picture of that name there";
 
 std::string textUnder(const NSDictionary &description, std::string_view key) {
@@ -32,6 +33,20 @@ std::optional<std::int32_t> integerUnder(const NSDictionary &description, std::s
 }
 
 std::string folderNameOf(const std::string &path) { return fs::path(path).stem().string(); }
+
+/// The checked name of the bundle's own library; empty when the description names none.
+std::string libraryIn(const NSDictionary &description, const std::string &file) {
+    const PropertyList *name = description.objectForKey(kLibraryKey);
+    if (!name) {
+        return {};
+    }
+    if (!name->text() || name->text()->empty()) {
+        throw HostError(file, "\"name Library\" is not a text",
+                        "give the library's file name as a string, or leave the key out");
+    }
+    BundleLibrary::checkName(*name->text(), file);
+    return *name->text();
+}
 
 } // namespace
 
@@ -60,9 +75,9 @@ BundleListing BundleListing::read(const std::string &path) {
         listing.problem = "description.plist is unreadable, damaged or no dictionary";
         return listing;
     }
-    listing.library = textUnder(*description, "name Library");
-    if (listing.library.empty()) {
-        listing.problem = "description.plist names no library";
+    listing.library = textUnder(*description, kLibraryKey);
+    if (listing.library.empty() && description->objectForKey(kLibraryKey)) {
+        listing.problem = "description.plist: \"name Library\" is not a text";
     }
     const std::string name = textUnder(*description, "name");
     listing.name = name.empty() ? listing.name : name;
@@ -106,17 +121,9 @@ BundleDescription BundleDescription::read(const std::string &path) {
         throw HostError(*file, "is unreadable, damaged or no dictionary",
                         "write it as an XML or binary property list");
     }
-    const PropertyList *library = description->objectForKey("name Library");
-    if (!library) {
-        throw HostError(*file, "does not name a library", "add the key \"name Library\"");
-    }
-    if (!library->text() || library->text()->empty()) {
-        throw HostError(*file, "\"name Library\" is not a text",
-                        "give the library's file name as a string");
-    }
-    BundleLibrary::checkName(*library->text(), *file);
     const PropertyList *name = description->objectForKey("name");
-    return {name && name->text() ? *name->text() : folderNameOf(path), *library->text(),
+    return {name && name->text() ? *name->text() : folderNameOf(path),
+            libraryIn(*description, *file),
             std::max(integerUnder(*description, "falling Speed").value_or(0), 0)};
 }
 

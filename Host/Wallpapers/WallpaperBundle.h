@@ -21,7 +21,8 @@ struct BundleListing {
     std::string summary;
     std::string license;
 
-    /// The library's file name within the bundle.
+    /// The library's file name within the bundle; empty for a bundle of pictures alone, which the
+    /// library that comes with this program shows.
     std::string library;
 
     std::optional<std::int32_t> petals;
@@ -44,7 +45,7 @@ struct BundleDescription {
     /// The description's "name", else the folder's name.
     std::string title;
 
-    /// The library's file name.
+    /// The library's file name; empty for a bundle of pictures alone.
     std::string library;
 
     /// 0 or more.

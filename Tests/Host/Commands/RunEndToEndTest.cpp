@@ -282,7 +282,7 @@ INSTANTIATE_TEST_SUITE_P(Deeds, HostileWindow,
                          });
 
 TEST_F(Window, RefusesWhatOthersCanWriteUnlessItIsTrusted) {
-    const std::string bundle = copyOfShippedBundle(_folder.path());
+    const std::string bundle = testBundle(_folder.path(), "TinyWallpaper");
     chmod(bundle.c_str(), 0777);
     for (std::vector<std::string> arguments :
          {std::vector<std::string>{"run", bundle, "--seconds", "0.1"},
