@@ -50,8 +50,8 @@ Commands allCommands() {
     Commands commands;
     for (const auto make :
          {makeRunCommand, makeDesktopCommand, makeChooseCommand, makeCtlCommand, makeDoctorCommand,
-          makeRenderCommand, makeListCommand, makePackCommand, makeImageCommand, makeGalleryCommand,
-          makeAutostartCommand, makeCompletionsCommand}) {
+          makeRenderCommand, makeListCommand, makeCheckCommand, makePackCommand, makeImageCommand,
+          makeGalleryCommand, makeAutostartCommand, makeCompletionsCommand}) {
         commands.push_back(make());
     }
     return commands;

@@ -20,6 +20,9 @@ struct LibraryNeeds {
     /// names them: $ORIGIN is the folder of the library itself.
     std::vector<std::string> folders;
 
+    /// Whether it asks to stay loaded when it is closed: linked with -z nodelete.
+    bool staysLoaded = false;
+
     /// Nothing of what a damaged file, or one for another processor, asks for; the loader refuses
     /// such a file. At most kMaxEntries entries and kMaxText bytes of each text are read.
     static LibraryNeeds read(const Source &source);
