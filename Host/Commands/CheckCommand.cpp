@@ -223,8 +223,9 @@ void CheckCommand::examineCode(const CodeUnderCheck &code, Findings &findings) c
             report.advise(code.library, "the rules on code after this one were not applied",
                           "mend this first");
         }
-        std::erase_if(remarks,
-                      [&told](const Remark &remark) { return !told.insert(remark.line()).second; });
+        std::erase_if(remarks, [&told](const Remark &remark) {
+            return !told.insert(std::string(nameOf(remark.degree)) + remark.line()).second;
+        });
         findings.remarks.insert(findings.remarks.end(), remarks.begin(), remarks.end());
         if (isLast) {
             break;

@@ -264,6 +264,10 @@ Finding examine(const BundleListing &listing) {
     } catch (const HostError &problem) {
         return {listing.name, Level::Bad, problem.what(), ""};
     }
+    if (!listing.mistakes.empty()) {
+        return {listing.name, Level::Lacking, listing.path + ": " + listing.mistakes[0].line(),
+                "`lumivera check` tells more; ask the wallpaper's maker"};
+    }
     return {listing.name, Level::Good, listing.path, ""};
 }
 

@@ -31,7 +31,9 @@ std::string table(const std::vector<BundleListing> &listings) {
     }
     std::vector<std::vector<std::string>> rows{{"NAME", "AUTHOR", "PETALS", "SPEED", "PATH"}};
     for (const BundleListing &listing : listings) {
-        const std::string problem = listing.problem.empty() ? "" : "  (" + listing.problem + ")";
+        const std::string words =
+            listing.problem.empty() ? listing.mistakesText() : listing.problem;
+        const std::string problem = words.empty() ? "" : "  (" + words + ")";
         rows.push_back({listing.name, listing.author.empty() ? "-" : listing.author,
                         numberText(listing.petals), numberText(listing.speed),
                         listing.path + problem});
@@ -52,6 +54,10 @@ std::string json(const std::vector<BundleListing> &listings) {
         entry["speed"] = numberJson(listing.speed);
         entry["problem"] =
             listing.problem.empty() ? nlohmann::json() : nlohmann::json(listing.problem);
+        entry["mistakes"] = nlohmann::ordered_json::array();
+        for (const Remark &mistake : listing.mistakes) {
+            entry["mistakes"].push_back(mistake.line());
+        }
         array.push_back(entry);
     }
     return safeJson(array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) + "\n";

@@ -20,11 +20,14 @@ constexpr const char *kNoBundles =
 
 constexpr float kFaintButton = 0.35F;
 
-/// The author and the summary of a bundle as one text.
+/// The author and the summary of a bundle as one text, and whether it has mistakes.
 std::string detailsOf(const BundleListing &bundle) {
     std::string text = bundle.author.empty() ? "" : "by " + bundle.author;
     if (!bundle.summary.empty()) {
         text += (text.empty() ? "" : " · ") + bundle.summary;
+    }
+    if (!bundle.mistakes.empty()) {
+        text += (text.empty() ? "" : " · ") + bundle.mistakesText();
     }
     return text;
 }

@@ -40,11 +40,11 @@ constexpr std::uint64_t kMaxGrowth = 64 << 10;
 
 /// What came of running a bundle's code.
 struct Outcome {
-    /// Why it ended early; empty when all frames came.
+    /// The line that says why it ended early; empty when all frames came.
     std::string failure;
 
-    /// Lines about what it did and may not do.
-    std::vector<std::string> lines;
+    /// The lines about what it did and may not do, each once.
+    std::set<std::string> lines;
 
     std::vector<double> seconds;
     std::vector<std::uint64_t> bytes;
@@ -76,14 +76,19 @@ Start startFor(const CodeUnderCheck &code, NSUInteger frames) {
     return start;
 }
 
-/// The line of a failure without the bundle, of which all remarks are.
-std::string withoutBundle(std::string line, const std::string &bundle) {
-    return line.starts_with(bundle + ": ") ? line.substr(bundle.size() + 2) : line;
+/// The line of a failure without the bundle, of which all remarks are: about a file in it, or else
+/// about its library.
+std::string lineWithin(const CodeUnderCheck &code, std::string_view line) {
+    if (line.starts_with(code.bundle + "/")) {
+        return std::string(line.substr(code.bundle.size() + 1));
+    }
+    const bool isOfBundle = line.starts_with(code.bundle + ": ");
+    return code.library + ": " + std::string(line.substr(isOfBundle ? code.bundle.size() + 2 : 0));
 }
 
-Outcome outcomeOf(Start start) {
+Outcome outcomeOf(const CodeUnderCheck &code, Start start) {
     Outcome outcome;
-    start.says = [&outcome](const std::string &line) { outcome.lines.push_back(line); };
+    start.says = [&outcome](const std::string &line) { outcome.lines.insert(line); };
     try {
         RenderingProcess process(start);
         for (NSUInteger frame = 0; frame < start.frameCount; ++frame) {
@@ -98,15 +103,15 @@ Outcome outcomeOf(Start start) {
             }
         }
     } catch (const HostError &error) {
-        outcome.failure = withoutBundle(error.what(), start.bundle);
+        outcome.failure = lineWithin(code, error.what());
     }
     return outcome;
 }
 
 /// Reports a failure; true when there is none.
-bool isWhole(const CodeUnderCheck &code, const Outcome &outcome, const Reporter &report) {
+bool isWhole(const Outcome &outcome, const Reporter &report) {
     if (!outcome.failure.empty()) {
-        report.wrong(code.library, outcome.failure, "");
+        report.add(Degree::Wrong, outcome.failure);
     }
     return outcome.failure.empty();
 }
@@ -149,15 +154,15 @@ void checkTrial(BundleTrial trial, const CodeUnderCheck &code, const Reporter &r
                 Degree degree = Degree::Wrong) {
     Start start = startFor(code, 1);
     start.trial = trial;
-    const Outcome outcome = outcomeOf(start);
+    const Outcome outcome = outcomeOf(code, start);
     if (!outcome.failure.empty()) {
-        report.add(degree, code.library, outcome.failure, "");
+        report.add(degree, outcome.failure);
     }
 }
 
 void checkFirstFrame(const CodeUnderCheck &code, const Reporter &report) {
-    const Outcome outcome = outcomeOf(startFor(code, 1));
-    if (!isWhole(code, outcome, report) || outcome.seconds.empty()) {
+    const Outcome outcome = outcomeOf(code, startFor(code, 1));
+    if (!isWhole(outcome, report) || outcome.seconds.empty()) {
         return;
     }
     const double seconds = outcome.seconds[0] * code.timeFactor;
@@ -173,8 +178,8 @@ void checkFirstFrame(const CodeUnderCheck &code, const Reporter &report) {
 void checkFrames(const CodeUnderCheck &code, const Reporter &report) {
     Start start = startFor(code, kFrames);
     start.firstPicture = kFrames - 1;
-    const Outcome outcome = outcomeOf(start);
-    if (!isWhole(code, outcome, report) || outcome.seconds.size() < 2) {
+    const Outcome outcome = outcomeOf(code, start);
+    if (!isWhole(outcome, report) || outcome.seconds.size() < 2) {
         return;
     }
     const std::vector<double> frames(outcome.seconds.begin() + 1, outcome.seconds.end());
@@ -218,8 +223,8 @@ void checkPause(const CodeUnderCheck &code, const Reporter &report) {
     Start start = startFor(code, kEnd + 4 * kPauses);
     start.firstPicture = 0;
     start.script = events.script();
-    const Outcome outcome = outcomeOf(start);
-    if (!isWhole(code, outcome, report) || isStill(outcome, 0, kPause)) {
+    const Outcome outcome = outcomeOf(code, start);
+    if (!isWhole(outcome, report) || isStill(outcome, 0, kPause)) {
         return;
     }
     if (!isStill(outcome, kPause + 2, kResume)) {
@@ -241,7 +246,7 @@ void checkResizes(const CodeUnderCheck &code, const Reporter &report) {
     Start start = startFor(code, kBetween * (kResizes + 1));
     start.firstPicture = 0;
     start.script = events.script();
-    isWhole(code, outcomeOf(start), report);
+    isWhole(outcomeOf(code, start), report);
 }
 
 void checkTaps(const CodeUnderCheck &code, const Reporter &report) {
@@ -254,7 +259,7 @@ void checkTaps(const CodeUnderCheck &code, const Reporter &report) {
     }
     Start start = startFor(code, kTaps);
     start.script = events.script();
-    isWhole(code, outcomeOf(start), report);
+    isWhole(outcomeOf(code, start), report);
 }
 
 void checkLimits(const CodeUnderCheck &code, const Reporter &report) {
@@ -275,7 +280,7 @@ void checkLimits(const CodeUnderCheck &code, const Reporter &report) {
     }
     Start start = startFor(code, frame + kBetween);
     start.script = events.script();
-    isWhole(code, outcomeOf(start), report);
+    isWhole(outcomeOf(code, start), report);
 }
 
 /// One event of any kind, with values within their limits.
@@ -328,7 +333,7 @@ void checkRandomEvents(const CodeUnderCheck &code, const Reporter &report) {
     }
     Start start = startFor(code, kRandomEvents / kAFrame + 20);
     start.script = events.script();
-    isWhole(code, outcomeOf(start), report);
+    isWhole(outcomeOf(code, start), report);
 }
 
 std::uint64_t leastFrom(const Outcome &outcome, NSUInteger frame) {
@@ -337,8 +342,8 @@ std::uint64_t leastFrom(const Outcome &outcome, NSUInteger frame) {
 }
 
 void checkMemory(const CodeUnderCheck &code, const Reporter &report) {
-    const Outcome outcome = outcomeOf(startFor(code, kLateFrame + kAround));
-    if (!isWhole(code, outcome, report) || outcome.bytes.size() < kLateFrame + kAround) {
+    const Outcome outcome = outcomeOf(code, startFor(code, kLateFrame + kAround));
+    if (!isWhole(outcome, report) || outcome.bytes.size() < kLateFrame + kAround) {
         return;
     }
     const std::uint64_t early = leastFrom(outcome, kEarlyFrame);
@@ -360,8 +365,8 @@ void checkSamePixels(const CodeUnderCheck &code, const Reporter &report) {
         Start start = startFor(code, kSameFrames);
         start.firstPicture = 0;
         start.script = events.script();
-        outcome = outcomeOf(start);
-        if (!isWhole(code, outcome, report)) {
+        outcome = outcomeOf(code, start);
+        if (!isWhole(outcome, report)) {
             return;
         }
     }
@@ -376,15 +381,30 @@ void checkSamePixels(const CodeUnderCheck &code, const Reporter &report) {
     }
 }
 
-/// Of what it did and may not, the lines that a test chooses.
-void checkLines(const CodeUnderCheck &code, const Reporter &report, std::string_view wanted,
-                const char *remedy) {
-    const Outcome outcome = outcomeOf(startFor(code, kSameFrames));
-    isWhole(code, outcome, report);
-    const std::set<std::string> lines(outcome.lines.begin(), outcome.lines.end());
-    for (const std::string &line : lines) {
-        if (line.starts_with(wanted)) {
-            report.doubt(code.library, line, remedy);
+void checkSystemCalls(const CodeUnderCheck &code, const Reporter &report) {
+    constexpr std::string_view kBeginning = "makes the system call ";
+    const Outcome outcome = outcomeOf(code, startFor(code, kSameFrames));
+    isWhole(outcome, report);
+    std::string names;
+    for (const std::string &line : outcome.lines) {
+        if (line.starts_with(kBeginning)) {
+            const std::size_t end = std::min(line.find(','), line.size());
+            names += (names.empty() ? "" : ", ") +
+                     line.substr(kBeginning.size(), end - kBeginning.size());
+        }
+    }
+    if (!names.empty()) {
+        report.doubt(code.library, "makes system calls that are refused: " + names,
+                     "do without: a wallpaper may draw, and read its bundle");
+    }
+}
+
+void checkPrinting(const CodeUnderCheck &code, const Reporter &report) {
+    const Outcome outcome = outcomeOf(code, startFor(code, kSameFrames));
+    isWhole(outcome, report);
+    for (const std::string &line : outcome.lines) {
+        if (line.starts_with("prints")) {
+            report.doubt(code.library, line, "print for debugging alone, or use NSLog");
         }
     }
 }
@@ -405,9 +425,9 @@ const std::vector<CodeRule> &codeRules() {
          trial(Trial::LoadLazily, Degree::Wrong)},
         {"load-now", "loads it with all functions that it calls", false,
          trial(Trial::LoadNow, Degree::Wrong)},
+        {"first-frame", "makes a view and loads its resources in time", true, checkFirstFrame},
         {"entry-point", "looks for getDeskTopViewInstance in the library itself", false,
          trial(Trial::EntryPoint, Degree::Doubtful)},
-        {"first-frame", "makes a view and loads its resources in time", true, checkFirstFrame},
         {"name-and-version", "calls getDeskTopViewName and getDeskTopViewVersion", false,
          trial(Trial::Texts, Degree::Doubtful)},
         {"no-bundle", "asks for a view of no bundle", false,
@@ -425,15 +445,8 @@ const std::vector<CodeRule> &codeRules() {
         {"ending", "removes several views, and looks for what they leave behind", false,
          trial(Trial::Ending, Degree::Wrong)},
         {"same-pixels", "renders twice with the same seed", false, checkSamePixels},
-        {"system-calls", "looks for system calls that are refused", false,
-         [](const CodeUnderCheck &code, const Reporter &report) {
-             checkLines(code, report, "makes the system call",
-                        "do without: wallpapers may draw and read their bundle");
-         }},
-        {"printing", "looks for much output", false,
-         [](const CodeUnderCheck &code, const Reporter &report) {
-             checkLines(code, report, "prints", "print for debugging alone, or use NSLog");
-         }}};
+        {"system-calls", "looks for system calls that are refused", false, checkSystemCalls},
+        {"printing", "looks for much output", false, checkPrinting}};
     return rules;
 }
 

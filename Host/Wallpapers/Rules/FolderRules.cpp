@@ -105,7 +105,7 @@ void checkOwner(const CheckedBundle &bundle, const Reporter &report) {
         const bool isOwnership = line.find("belongs to another user") != line.npos ||
                                  line.find("can be written by others") != line.npos;
         if (isOwnership) {
-            report.wrong(line);
+            report.add(Degree::Wrong, line);
         }
     }
 }
@@ -133,7 +133,7 @@ void checkLibrary(const CheckedBundle &bundle, const Reporter &report) {
     try {
         BundleLibrary::checkName(name, kLibraryKey);
     } catch (const HostError &error) {
-        report.wrong(error.what());
+        report.add(Degree::Wrong, error.what());
         return;
     }
     const CheckedBundle::Entry *const entry = bundle.find(name);
@@ -167,7 +167,7 @@ void checkLibrary(const CheckedBundle &bundle, const Reporter &report) {
         const std::string_view line = error.what();
         if (line.find("needs the library") != line.npos ||
             line.find("looks for libraries") != line.npos) {
-            report.wrong(line);
+            report.add(Degree::Wrong, line);
         }
     }
 }

@@ -275,7 +275,7 @@ void checkPacks(const CheckedBundle &bundle, const Reporter &report) {
         try {
             checkPack(entry.name, ResourcePack::read(bundle.pathOf(entry.name)), report);
         } catch (const HostError &error) {
-            report.wrong(error.what());
+            report.add(Degree::Wrong, error.what());
         }
     }
 }

@@ -32,14 +32,14 @@ void Reporter::advise(std::string subject, std::string words, std::string remedy
     add(Degree::Advice, std::move(subject), std::move(words), std::move(remedy));
 }
 
-void Reporter::wrong(std::string_view line) const {
+void Reporter::add(Degree degree, std::string_view line) const {
     const std::size_t colon = line.find(": ");
     const std::size_t semicolon = line.rfind("; ");
     const std::size_t start = colon == line.npos ? 0 : colon + 2;
     const std::size_t end = semicolon == line.npos || semicolon < start ? line.size() : semicolon;
-    wrong(std::string(line.substr(0, colon == line.npos ? 0 : colon)),
-          std::string(line.substr(start, end - start)),
-          std::string(end == line.size() ? "" : line.substr(end + 2)));
+    add(degree, std::string(line.substr(0, colon == line.npos ? 0 : colon)),
+        std::string(line.substr(start, end - start)),
+        std::string(end == line.size() ? "" : line.substr(end + 2)));
 }
 
 void Reporter::add(Degree degree, std::string subject, std::string words,

@@ -44,10 +44,10 @@ class Reporter {
     void doubt(std::string subject, std::string words, std::string remedy) const;
     void advise(std::string subject, std::string words, std::string remedy) const;
 
-    /// For the line of a HostError: "subject: words; remedy".
-    void wrong(std::string_view line) const;
-
     void add(Degree degree, std::string subject, std::string words, std::string remedy) const;
+
+    /// The line of a HostError: "subject: words; remedy".
+    void add(Degree degree, std::string_view line) const;
 
   private:
     const std::string _rule;
