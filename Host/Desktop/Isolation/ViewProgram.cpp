@@ -118,7 +118,8 @@ void sendSounds(const PacketSocket &host, const std::string &bundle, bool areHea
 void shareCall(int memory) {
     struct stat status;
     constexpr std::size_t kBytes = ConfinedProcess::kCallBytes;
-    if ((fcntl(memory, F_GET_SEALS) & F_SEAL_SHRINK) == 0 || fstat(memory, &status) != 0 ||
+    const int seals = fcntl(memory, F_GET_SEALS);
+    if (seals < 0 || (seals & F_SEAL_SHRINK) == 0 || fstat(memory, &status) != 0 ||
         status.st_size != static_cast<off_t>(kBytes)) {
         return;
     }
