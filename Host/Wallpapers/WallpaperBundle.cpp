@@ -6,7 +6,6 @@
 #include "Host/Support/HostError.h"
 #include "Host/Wallpapers/BundleCall.h"
 #include "Host/Wallpapers/BundleLibrary.h"
-#include "Host/Wallpapers/Rules/BundleRules.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/Foundation/NSDictionary.h"
 
@@ -74,17 +73,7 @@ BundleListing BundleListing::read(const std::string &path) {
     listing.license = textUnder(*description, "license");
     listing.petals = integerUnder(*description, "sakura Count");
     listing.speed = integerUnder(*description, "falling Speed");
-    if (listing.problem.empty()) {
-        listing.mistakes = cheapMistakes(path);
-    }
     return listing;
-}
-
-std::string BundleListing::mistakesText() const {
-    return mistakes.empty() ? ""
-           : mistakes.size() == 1
-               ? "1 mistake, see `lumivera check`"
-               : std::to_string(mistakes.size()) + " mistakes, see `lumivera check`";
 }
 
 std::optional<std::vector<BundleListing>> BundleListing::readFolder(const std::string &folder) {

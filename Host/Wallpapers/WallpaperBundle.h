@@ -2,7 +2,6 @@
 
 #include "Animation/DeskTopView/DeskTopView.h"
 #include "Host/Wallpapers/BundleFolder.h"
-#include "Host/Wallpapers/Rules/Remark.h"
 #include "Platform/Foundation/NSBundle.h"
 
 #include <cstdint>
@@ -30,12 +29,6 @@ struct BundleListing {
 
     /// Why the bundle cannot be shown; empty when it can.
     std::string problem;
-
-    /// What is wrong with a bundle that can be shown all the same, as far as that is found quickly.
-    Remarks mistakes;
-
-    /// "2 mistakes, see `lumivera check`"; empty without any.
-    std::string mistakesText() const;
 
     static BundleListing read(const std::string &path);
 

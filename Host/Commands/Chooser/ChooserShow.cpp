@@ -5,6 +5,7 @@
 #include "Host/Commands/Gallery/GalleryCanvas.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
+#include "Host/Wallpapers/Rules/BundleRules.h"
 
 #include <algorithm>
 
@@ -26,8 +27,10 @@ std::string detailsOf(const BundleListing &bundle) {
     if (!bundle.summary.empty()) {
         text += (text.empty() ? "" : " · ") + bundle.summary;
     }
-    if (!bundle.mistakes.empty()) {
-        text += (text.empty() ? "" : " · ") + bundle.mistakesText();
+    const std::string mistakes =
+        bundle.problem.empty() ? textOf(cheapMistakes(bundle.path)) : std::string();
+    if (!mistakes.empty()) {
+        text += (text.empty() ? "" : " · ") + mistakes;
     }
     return text;
 }

@@ -52,12 +52,19 @@ Remarks cheapMistakes(const std::string &path) {
     const CheckedBundle bundle(path, BundleFolder::Trust::Anybody);
     Remarks remarks;
     for (const BundleRule &rule : bundleRules()) {
-        if (rule.isCheap) {
+        if (rule.isCheap && bundle.problem().empty()) {
             rule.check(bundle, Reporter(rule.name, remarks));
         }
     }
     std::erase_if(remarks, [](const Remark &remark) { return remark.degree != Degree::Wrong; });
     return remarks;
+}
+
+std::string textOf(const Remarks &mistakes) {
+    const std::string count = std::to_string(mistakes.size());
+    return mistakes.empty() ? ""
+                            : count + (mistakes.size() == 1 ? " mistake" : " mistakes") +
+                                  ", see `lumivera check`";
 }
 
 std::string nearestOf(std::string_view text, const std::vector<std::string> &known) {

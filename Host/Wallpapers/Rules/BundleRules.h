@@ -37,8 +37,11 @@ std::vector<BundleRule> pictureRules();
 /// All of them, in that order.
 const std::vector<BundleRule> &bundleRules();
 
-/// The wrong things that the cheap rules find.
+/// The wrong things that the cheap rules find, for lists; nothing for a folder that cannot be read.
 Remarks cheapMistakes(const std::string &path);
+
+/// "2 mistakes, see `lumivera check`"; empty for none.
+std::string textOf(const Remarks &mistakes);
 
 /// The known text that `text` was probably meant to be: the same but for case and blanks, or with
 /// few letters changed. Empty when there is none.
