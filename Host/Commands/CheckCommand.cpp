@@ -181,7 +181,9 @@ bool CheckCommand::isWanted(std::string_view rule) const {
 
 Findings CheckCommand::examine(const std::string &path) const {
     const auto trust = _trusts ? BundleFolder::Trust::Anybody : BundleFolder::Trust::UserAndRoot;
-    const CheckedBundle bundle(path, trust);
+    std::error_code error;
+    const CheckedBundle bundle(std::filesystem::absolute(path, error).lexically_normal().string(),
+                               trust);
     Findings findings{bundle.path(), {}, {}};
     ProgressBar progress("Files", bundleRules().size());
     std::size_t done = 0;
@@ -194,7 +196,9 @@ Findings CheckCommand::examine(const std::string &path) const {
     }
     const std::string library = bundle.text("name Library");
     if (!library.empty() && bundle.problem().empty()) {
-        examineCode({bundle.path(), library, _trusts, _usedSeed}, findings);
+        // As processes name it in their failures.
+        const std::string folder = std::filesystem::weakly_canonical(bundle.path(), error).string();
+        examineCode({folder, library, _trusts, _usedSeed}, findings);
     }
     return findings;
 }
