@@ -146,7 +146,7 @@ TEST(Check, GoesOnAfterAFailure) {
 }
 
 /// Deliberately broken libraries that no test of the other commands has.
-TEST(Render, TellsWhyALibraryCannotBeUsed) {
+TEST(BrokenLibrary, EndsARenderingWithOneLine) {
     for (const auto &[library, reason] :
          {std::pair{"StartingWallpaper", "threw std::runtime_error in the code that runs when it "
                                          "is loaded: a mistake at the start"},
