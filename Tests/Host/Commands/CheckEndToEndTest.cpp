@@ -174,4 +174,21 @@ TEST(List, MarksBundlesWithMistakes) {
     EXPECT_THAT(entry["mistakes"].at(0).get<std::string>(), HasSubstr("\"sakura count\""));
 }
 
+TEST(MarkedBundle, IsLackingForDoctor) {
+    MadeBundle bundle;
+    bundle.set("name Library", "<string>libLumiveraLiveWallpaper.dylib</string>");
+    std::filesystem::create_symlink("/", bundle.pathOf("libLumiveraLiveWallpaper.dylib"));
+    bundle.set("sakura Count", "<integer>500</integer>");
+    const TemporaryFolder data;
+    const std::string place = data.makeFolder("lumivera") + "/wallpapers";
+    std::filesystem::create_directory(place);
+    std::filesystem::rename(bundle.path(), place + "/Made.bundle");
+    const ProgramRun run(
+        {"doctor"},
+        {.environment = {"XDG_DATA_HOME=" + data.path()}, .largestFile = {}, .folder = {}});
+    EXPECT_THAT(run.output(), HasSubstr("--  Made: " + place +
+                                        "/Made.bundle: description.plist, "
+                                        "\"sakura Count\": is 500"));
+}
+
 } // namespace
