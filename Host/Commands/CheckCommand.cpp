@@ -140,7 +140,7 @@ void CheckCommand::run() {
     if (_bundles.empty()) {
         throw UsageError(kSubject, "has nothing to check", "name a bundle");
     }
-    // A day's seeds differ; small ones are easily typed.
+    // Few digits are easily typed again.
     _usedSeed = _seed.value_or(static_cast<unsigned>(std::time(nullptr)) % kMaxSeed + 1);
     std::vector<Findings> all;
     std::vector<std::string> failed;

@@ -17,7 +17,7 @@ enum class BundleTrial {
     Texts,         ///< calls the functions for its name and version
     NoBundle,      ///< asks for a view of no bundle, and lets it animate
     ForeignBundle, ///< the same with a folder that is not its own
-    Ending,        ///< makes and removes several views, and looks what they leave behind
+    Ending,        ///< makes and removes several views, and looks for what they leave behind
 };
 
 std::string_view nameOf(BundleTrial trial);

@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <unistd.h>
+#include <optional>
 
 namespace Lumivera {
 
