@@ -194,22 +194,23 @@ std::string BundleLibrary::pathOf(const std::string &name) const {
     return name.empty() ? ownLibraryPath() : _bundlePath + "/" + name;
 }
 
-void *BundleLibrary::load() {
+void *BundleLibrary::load(Binding binding) {
     void *library = nullptr;
     for (File &file : _files) {
-        library = load(file);
+        library = load(file, binding);
     }
     return library;
 }
 
 /// A descriptor by whose path a library was loaded stays open: the loader remembers the path as a
 /// name of the library, so no other file may get it.
-void *BundleLibrary::load(File &file) const {
+void *BundleLibrary::load(File &file, Binding binding) const {
     const std::string path = pathOf(file.name);
     const std::string shown = file.descriptor == kOwnLibrary ? ownLibraryPath()
                               : _isByDescriptor              ? descriptorPath(file.descriptor)
                                                              : path;
-    void *library = dlopen(shown.c_str(), RTLD_LAZY | RTLD_NODELETE);
+    void *library =
+        dlopen(shown.c_str(), (binding == Binding::Now ? RTLD_NOW : RTLD_LAZY) | RTLD_NODELETE);
     if (!library) {
         std::string problem = lastError();
         if (const std::size_t at = problem.find(shown); at != std::string::npos) {

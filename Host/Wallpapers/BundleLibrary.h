@@ -24,9 +24,13 @@ class BundleLibrary {
     BundleLibrary(const BundleLibrary &) = delete;
     BundleLibrary &operator=(const BundleLibrary &) = delete;
 
+    /// When the functions that the library calls are looked up: each at its first call, or all when
+    /// it is loaded.
+    enum class Binding { Lazy, Now };
+
     /// Loads the library, which runs its code and stays loaded until the process ends. Close the
     /// bundle's folder before. Returns the handle for dlsym(); throws a HostError.
-    void *load();
+    void *load(Binding binding = Binding::Lazy);
 
     const std::string &path() const { return _path; }
 
@@ -45,7 +49,7 @@ class BundleLibrary {
     void checkSearch(const std::vector<std::string> &folders, const std::string &path) const;
     bool isOpen(const std::string &name) const;
     std::string pathOf(const std::string &name) const;
-    void *load(File &file) const;
+    void *load(File &file, Binding binding) const;
 
     const BundleFolder &_folder;
     const std::string _bundlePath;

@@ -4,6 +4,7 @@
 #include "Animation/Common/ImageCache.h"
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Host/Wallpapers/BundleLibrary.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/Foundation/NSDictionary.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <dlfcn.h>
 #include <filesystem>
+#include <typeinfo>
 
 namespace Lumivera {
 
@@ -138,6 +140,7 @@ void WallpaperBundle::loadLibrary(BundleFolder &folder, const std::string &name)
     BundleLibrary library(folder, name);
     folder.close();
     _libraryPath = library.path();
+    const BundleCall call(BundleCall::Kind::Loading);
     _entryPoint = reinterpret_cast<EntryPoint>(dlsym(library.load(), kEntryPoint));
     if (!_entryPoint) {
         throw HostError(_libraryPath, std::string("has no function ") + kEntryPoint,
@@ -146,13 +149,28 @@ void WallpaperBundle::loadLibrary(BundleFolder &folder, const std::string &name)
 }
 
 Retained<DeskTopView> WallpaperBundle::makeView() const {
-    const NSAutoreleasePool pool;
-    Retained<DeskTopView> view(_entryPoint(_bundle.get()));
+    Retained<DeskTopView> view = makeViewOf(_bundle.get());
     if (!view) {
         throw HostError(_libraryPath, "gave no view for the bundle",
                         "ask the wallpaper's maker what it needs");
     }
     return view;
+}
+
+/// What the library gives may be anything, and using that may crash.
+Retained<DeskTopView> WallpaperBundle::makeViewOf(NSBundle *bundle) const {
+    const NSAutoreleasePool pool;
+    const BundleCall call(BundleCall::Kind::EntryPoint);
+    NSObject *const made = _entryPoint(bundle);
+    BundleCall::set(BundleCall::Kind::NewView);
+    auto *const view = dynamic_cast<DeskTopView *>(made);
+    if (made && !view) {
+        throw HostError(_libraryPath,
+                        "gave an object of another class than DeskTopView: " +
+                            nameOfClass(typeid(*made)),
+                        "derive the view from DeskTopView and build it with the same headers");
+    }
+    return Retained<DeskTopView>(view);
 }
 
 void WallpaperBundle::checkPictures(const DeskTopView &view) const {

@@ -75,6 +75,9 @@ class WallpaperBundle {
     /// Makes a view, whose resources load 0.5 s later. A HostError when the library makes none.
     Retained<DeskTopView> makeView() const;
 
+    /// The same for another bundle, or for none; null when the library makes none.
+    Retained<DeskTopView> makeViewOf(NSBundle *bundle) const;
+
     /// Throws a HostError that names the picture when one that the view needs could not be loaded.
     /// Call it when the view has begun to animate. Views without petals always pass.
     void checkPictures(const DeskTopView &view) const;
