@@ -1,4 +1,4 @@
-"""Snow: four soft flakes for the petals; a crystal, a flake out of focus and a clump for the flowers.
+"""Snow: four soft flakes for the petals; a crystal, a blurred flake and a clump for the flowers.
 
 They are drawn small and nearly white: near and far flakes differ by the layer that they fall in.
 """
@@ -84,13 +84,13 @@ def blurred(size):
 
 def sprites():
     return {
-        "petal1": grain(7, .8),
-        "petal2": clump(13, seed=5, count=6, spread=34),
-        "petal3": grain(10, .92),
-        "petal4": star(15, 15),
-        "flower1": crystal(25),
-        "flower2": blurred(27),
-        "flower3": clump(19, seed=11, count=9, spread=44),
+        "petal1": grain(9, .8),
+        "petal2": clump(17, seed=5, count=6, spread=34),
+        "petal3": grain(13, .92),
+        "petal4": star(16, 15),
+        "flower1": crystal(27),
+        "flower2": blurred(34),
+        "flower3": clump(25, seed=11, count=9, spread=44),
     }
 
 

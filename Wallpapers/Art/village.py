@@ -11,7 +11,7 @@ from svg import Drawing, Noise, bezier, mix, num, polygon, smooth, tapered
 
 WIDTH, HEIGHT = 1600, 1280
 MOON = (935, 338)
-HAZE = "#6a88bd"
+HAZE = "#6180b5"
 
 SKY = [(0, "#070d28"), (.2, "#0d1940"), (.42, "#182f63"), (.62, "#2d4f88"), (.8, "#4a6da4"),
        (.93, "#7493c2"), (1, "#93aed2")]
@@ -69,8 +69,8 @@ def _moon(drawing):
     face = drawing.radial((x - 14, y - 14), 62, [(0, "#ffffff"), (.6, "#f3f6ff"), (1, "#cfdcf4")])
     drawing.add(f'<circle cx="{x}" cy="{y}" r="44" fill="url(#{face})" '
                 f'filter="url(#{drawing.blur(.7)})"/>')
-    drawing.add(f'<g filter="url(#{drawing.blur(4)})" fill="#9fb3da" fill-opacity=".3">')
-    for dx, dy, rx, ry in ((-13, -9, 12, 9), (9, -17, 8, 6), (12, 9, 14, 10), (-8, 17, 9, 6)):
+    drawing.add(f'<g filter="url(#{drawing.blur(4)})" fill="#9fb3da" fill-opacity=".26">')
+    for dx, dy, rx, ry in ((-17, -5, 14, 17), (-4, -22, 12, 6), (17, -6, 8, 6), (9, 18, 17, 7)):
         drawing.add(f'<ellipse cx="{x + dx}" cy="{y + dy}" rx="{rx}" ry="{ry}"/>')
     drawing.add("</g>")
 
@@ -105,14 +105,14 @@ def _mountains(drawing, random):
         rib = _rib(random, x, top)
         lit = -1 if x > MOON[0] else 1
         for side, line in ((-1, left), (1, right)):
-            colour = "#b6c9e9" if side == lit else "#3d5a92"
+            colour = "#aabfe3" if side == lit else "#375389"
             fill = drawing.linear((0, top), (0, FOOT), [
                 (0, mix(colour, HAZE, haze * .55)), (.5, mix(colour, HAZE, min(1, haze * 1.25))),
-                (1, "#7f9cc8")])
+                (1, "#7390be")])
             drawing.add(f'<path d="{polygon(line + rib[::-1])}" fill="url(#{fill})"/>')
         _gullies(drawing, random, rib, half, lit, haze)
     drawing.add("</g>")
-    veil = drawing.linear((0, 600), (0, FOOT), [(0, "#7d99c8", 0), (1, "#8ba6d0", .75)])
+    veil = drawing.linear((0, 600), (0, FOOT), [(0, "#718dbd", 0), (1, "#7e9ac6", .75)])
     drawing.add(_rect(600, FOOT, f"url(#{veil})"))
 
 
@@ -122,7 +122,7 @@ def _flank(noise, x, top, reach, phase):
     for i in range(41):
         t = i / 40
         rough = noise.fractal(phase + t * 6, 5, .5) * 17 * math.sin(math.pi * min(1, t * 1.2 + .02))
-        line.append((x + reach * t + rough * .3, top + (FOOT - top) * t ** 1.12 + rough))
+        line.append((x + reach * t, top + (FOOT - top) * t ** 1.12 + rough))
     return line
 
 
@@ -163,8 +163,8 @@ def _forest(drawing, random, wood):
     ground, sizes, dark, snow, haze, gaps = wood
     tops = sorted(((x, ground(x)) for x in _strewn(random, gaps)), key=lambda p: p[1])
     line = [(x, ground(x)) for x in range(-40, WIDTH + 41, 10)]
-    fill = drawing.linear((0, 700), (0, 900), [(0, mix("#86a2d0", HAZE, haze)),
-                                               (1, mix("#6a89be", HAZE, haze))])
+    fill = drawing.linear((0, 700), (0, 900), [(0, mix("#7692c3", HAZE, haze)),
+                                               (1, mix("#5d7bb1", HAZE, haze))])
     trees = "".join(_fir(random, x, y + random.uniform(0, 12), random.uniform(*sizes)
                          * (.62 + .6 * abs(x - 800) / 800), dark, snow, haze) for x, y in tops)
     drawing.add(f'<g filter="url(#{drawing.blur(.6)})">{trees}'
@@ -390,13 +390,13 @@ TIMBER = ("#43354e", "#4b3a4a", "#383655", "#513d49", "#3a3350")
 def _village(drawing, random):
     """Rows of houses on the snow, the church among them, and the glow of all those windows."""
     far, middle, near = ROWS
-    _field(drawing, random, 832, 10, 300, "#8aa5d4", "#718ec4", 1.2)
+    _field(drawing, random, 832, 10, 300, "#7a97ca", "#617fb7", 1.2)
     _glow(drawing, (790, 880), 520, "#ffb766", .34, flat=.26)
     _row(drawing, random, far)
     _yard(drawing, CHURCH[0], CHURCH[1] + 4, 120)
     _draw_church(drawing, random, *CHURCH)
     _row(drawing, random, middle)
-    _field(drawing, random, 906, 9, 260, "#8eaadb", "#6482bb", 1.4)
+    _field(drawing, random, 906, 9, 260, "#7d9ace", "#5573ae", 1.4)
     _row(drawing, random, near)
 
 
@@ -435,9 +435,9 @@ def _foreground(drawing, random):
 
 def _bank(drawing, random):
     """The near slope, lit from the village, with soft drifts in the moon's light."""
-    _field(drawing, random, 992, 12, 380, "#86a3d7", "#345391", 2.2)
+    _field(drawing, random, 992, 12, 380, "#7592c9", "#2b4883", 2.2)
     _glow(drawing, (800, 1000), 560, "#ffc283", .26, flat=.3)
-    _field(drawing, random, 1120, 22, 460, "#5f7fbd", "#14285a", 3)
+    _field(drawing, random, 1120, 22, 460, "#5070b0", "#102250", 3)
     drawing.add(f'<g filter="url(#{drawing.blur((24, 5))})">')
     for _ in range(46):
         t = random.random()
@@ -518,8 +518,8 @@ def _big_fir(drawing, random, x, y, tall):
         drop = tall * (.082 * (1 - t) + .014)
         dark = mix("#0a1535", "#1a3262", .15 + .5 * t)
         _tier(drawing, random, (x, y - tall * (.1 + .84 * t)), half, drop, light, dark)
-    tip = [(x, y - tall * .93), (x, y - tall * .985)]
-    drawing.add(f'<path d="{tapered(tip, [tall * .012, tall * .003])}" fill="#8fa6d3"/>')
+    drawing.add(_quad([(x - tall * .007, y - tall * .94), (x, y - tall * .985),
+                       (x + tall * .007, y - tall * .94)], "#16294f"))
 
 
 def _tier(drawing, random, centre, half, drop, light, dark):

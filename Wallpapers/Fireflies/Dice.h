@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+
+/// Random numbers that are the same on every system for the same seed.
+class Dice {
+  public:
+    explicit Dice(std::uint32_t seed) : _state(seed ^ 0x9E3779B9u) {
+        if (_state == 0) {
+            _state = 1;
+        }
+    }
+
+    /// From 0 up to, but not including, 1.
+    double unit() { return (next() >> 8) * (1.0 / 16777216); }
+
+    double between(double low, double high) { return low + (high - low) * unit(); }
+
+    /// From `low` to `high`, both included.
+    int whole(int low, int high) {
+        return low + static_cast<int>(unit() * (static_cast<double>(high) - low + 1));
+    }
+
+  private:
+    std::uint32_t next() {
+        _state ^= _state << 13;
+        _state ^= _state >> 17;
+        _state ^= _state << 5;
+        return _state;
+    }
+
+    std::uint32_t _state;
+};
