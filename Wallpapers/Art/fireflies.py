@@ -1,4 +1,4 @@
-"""Fireflies as their glow at three distances, and two stalks of grass that stand before the meadow."""
+"""Fireflies as their glow at three distances, and two stalks of grass before the meadow."""
 
 from random import Random
 
@@ -66,7 +66,8 @@ def oat(seed):
         drawing.add(f'<path d="M{num(x)},{num(y)}Q{num(x + side * long * .5)},{num(y - long)} '
                     f'{num(ex)},{num(ey)}" fill="none" stroke="{DARK}" stroke-width=".9"/>')
         husk = [(ex, ey), (ex + side * 1.4, ey + 6), (ex + side * .6, ey + 13)]
-        drawing.add(f'<path d="{tapered(husk, [.8, 4, .5])}" fill="{PALE if i % 4 == 0 else DARK}"/>')
+        tone = PALE if i % 4 == 0 else DARK
+        drawing.add(f'<path d="{tapered(husk, [.8, 4, .5])}" fill="{tone}"/>')
     return drawing, (40, 200)
 
 

@@ -19,8 +19,8 @@ def _canvas(size):
 def _disc(drawing, centre, radius, opacity, soft):
     """A round flake; soft is the part of its radius over which it fades."""
     fill = drawing.radial(centre, radius, [
-        (0, WHITE, opacity), (1 - soft, WHITE, opacity * .96), (1 - soft * .66, COLD, opacity * .66),
-        (1 - soft * .33, COLD, opacity * .22), (1, COLD, 0)])
+        (0, WHITE, opacity), (1 - soft, WHITE, opacity * .96),
+        (1 - soft * .66, COLD, opacity * .66), (1 - soft * .33, COLD, opacity * .22), (1, COLD, 0)])
     drawing.add(f'<circle cx="{num(centre[0])}" cy="{num(centre[1])}" r="{num(radius)}" '
                 f'fill="url(#{fill})"/>')
 
@@ -37,7 +37,8 @@ def clump(size, seed, count, spread):
     drawing, canvas = _canvas(size)
     for i in range(count):
         angle, far = i * 2.4 + random.uniform(-.4, .4), spread * math.sqrt(random.uniform(.15, 1))
-        _disc(drawing, (far * math.cos(angle), far * math.sin(angle)), random.uniform(26, 46), .5, .75)
+        centre = (far * math.cos(angle), far * math.sin(angle))
+        _disc(drawing, centre, random.uniform(26, 46), .5, .75)
     _disc(drawing, (0, 0), 58, .7, .8)
     return drawing, canvas
 

@@ -1,8 +1,8 @@
 """The background of the firefly wallpaper: a summer meadow with a brook, after the sun has set.
 
-The canvas is 1600 x 1280 units, cropped as the others. The last light, the brook's bend and the evening
-star lie in the middle; the oak stands at the side of a wide picture. It is dark on purpose: the
-wallpaper's own lights fly in front of it.
+The canvas is 1600 x 1280 units, cropped as the others. The last light, the brook's bend and the
+evening star lie in the middle; the oak stands at the side of a wide picture. It is dark on purpose:
+the wallpaper's own lights fly in front of it.
 """
 
 import math
@@ -64,8 +64,10 @@ def _sky(drawing, random):
     drawing.add(_rect(-40, HORIZON + 30, f"url(#{fill})"))
     for _ in range(150):
         x, y = random.uniform(0, WIDTH), random.random() ** 1.5 * 430
-        drawing.add(f'<circle cx="{num(x)}" cy="{num(y)}" r="{num(random.choice((.6, .7, .8, 1.2)))}" '
-                    f'fill="#e2f2ee" fill-opacity="{num(random.uniform(.15, .6) * (1 - y / 480))}"/>')
+        radius = random.choice((.6, .7, .8, 1.2))
+        opacity = random.uniform(.15, .6) * (1 - y / 480)
+        drawing.add(f'<circle cx="{num(x)}" cy="{num(y)}" r="{num(radius)}" fill="#e2f2ee" '
+                    f'fill-opacity="{num(opacity)}"/>')
     _glow(drawing, GLOW, 760, "#ffc367", .6, flat=.42)
     _glow(drawing, GLOW, 300, "#ffe2a0", .5, flat=.42)
     star = (842, 300)
@@ -82,10 +84,11 @@ def _clouds(drawing, random):
         for _ in range(count):
             x, y = random.gauss(GLOW[0], 480), random.uniform(low, high)
             for _ in range(3):
-                drawing.add(f'<ellipse cx="{num(x + random.gauss(0, 80))}" '
-                            f'cy="{num(y + random.gauss(0, 6))}" '
-                            f'rx="{num(random.uniform(80, 210))}" ry="{num(random.uniform(3, 9))}" '
-                            f'fill="{colour}" fill-opacity="{num(opacity * random.uniform(.4, 1))}"/>')
+                cx, cy = x + random.gauss(0, 80), y + random.gauss(0, 6)
+                rx, ry = random.uniform(80, 210), random.uniform(3, 9)
+                drawing.add(f'<ellipse cx="{num(cx)}" cy="{num(cy)}" rx="{num(rx)}" ry="{num(ry)}" '
+                            f'fill="{colour}" '
+                            f'fill-opacity="{num(opacity * random.uniform(.4, 1))}"/>')
         drawing.add("</g>")
 
 
@@ -97,8 +100,8 @@ def _hills(drawing, random):
                 for x in range(-40, WIDTH + 41, 10)]
         fill = drawing.linear((0, 0), (WIDTH, 0), [
             (i / 8, mix(colour, "#e2b366", .55 * _near_glow(WIDTH * i / 8))) for i in range(9)])
-        drawing.add(f'<path d="{polygon(line + [(WIDTH + 40, 790), (-40, 790)])}" fill="url(#{fill})" '
-                    f'filter="url(#{drawing.blur(sigma)})"/>')
+        path = polygon(line + [(WIDTH + 40, 790), (-40, 790)])
+        drawing.add(f'<path d="{path}" fill="url(#{fill})" filter="url(#{drawing.blur(sigma)})"/>')
 
 
 def _dots(points):
@@ -119,8 +122,9 @@ def _woods(drawing, random):
             tone = mix(colour, "#d9a656", glow * _near_glow(x, 300))
             puffs = [(x + random.gauss(0, size * .42), HORIZON + 10 - size * random.uniform(.25, 1),
                       size * random.uniform(.16, .34)) for _ in range(15)]
-            edge = [(px + pr * math.cos(a), py - pr * abs(math.sin(a)), pr * random.uniform(.08, .3))
-                    for px, py, pr in puffs for a in (random.uniform(0, 6.3) for _ in range(12))]
+            edge = [(px + pr * math.cos(angle), py - pr * abs(math.sin(angle)),
+                     pr * random.uniform(.08, .3)) for px, py, pr in puffs
+                    for angle in (random.uniform(0, 6.3) for _ in range(12))]
             drawing.add(f'<path d="{_dots(puffs + edge)}" fill="{tone}"/>')
             x += gap * random.uniform(.45, 1.5)
         drawing.add(_rect(HORIZON - 7, HORIZON + 40, mix(colour, "#d9a656", glow * .3)))
@@ -241,7 +245,8 @@ def _oak(drawing, random):
             for ex, ey in ends:
                 lit = 1 if size[0] > 1.5 else _lit_side(ex, ey, x, y - tall * .6)
                 for _ in range(round(count * lit)):
-                    angle, far = random.uniform(0, 6.3), spread * (random.random() + random.random())
+                    angle = random.uniform(0, 6.3)
+                    far = spread * (random.random() + random.random())
                     dots.append((ex + math.cos(angle) * far, ey + math.sin(angle) * far * .75,
                                  random.uniform(*size)))
             drawing.add(f'<path d="{_dots(dots)}" fill="{colour}"/>')
@@ -285,14 +290,15 @@ def _flowers(drawing, random, layer):
             t = random.random()
             at = _edge(layer, x) + t * deep * .8 - tall * random.uniform(.3, .8)
             size = tall * random.uniform(.045, .085)
+            tone = mix("#1a3b3a", colour, .5 + .3 * _near_glow(x))
             drawing.add(f'<ellipse cx="{num(x)}" cy="{num(at)}" rx="{num(size)}" '
-                        f'ry="{num(size * .7)}" fill="{mix("#1a3b3a", colour, .5 + .3 * _near_glow(x))}" '
+                        f'ry="{num(size * .7)}" fill="{tone}" '
                         f'fill-opacity="{num(random.uniform(.4, .85))}"/>')
     drawing.add("</g>")
 
 
 def _umbels(drawing, random):
-    """Tall flowers in the foreground at both sides: stalks that end in flat heads of small blossoms."""
+    """Tall flowers in the foreground at both sides, with flat heads of small blossoms."""
     drawing.add(f'<g filter="url(#{drawing.blur(1)})">')
     for x, foot, tall in ((250, 1270, 330), (330, 1280, 240), (120, 1280, 400), 
                           (1270, 1280, 300), (1356, 1270, 400), (1490, 1290, 330), (30, 1290, 300),

@@ -1,7 +1,7 @@
 """The background of the snow wallpaper: a village in a valley on a winter's night, under the moon.
 
-The canvas is 1600 x 1280 units, cropped as the others: a tall phone shows about the middle 590 units
-of its width, a wide screen about the middle 900 of its height. Moon, church and road lie in both.
+The canvas is 1600 x 1280 units, cropped as the others: a tall phone shows about the middle 590 of
+its width, a wide screen about the middle 900 of its height. Moon, church and road lie in both.
 """
 
 import math
@@ -64,7 +64,8 @@ def _sky(drawing, random):
 
 def _moon(drawing):
     x, y = MOON
-    for radius, colour, opacity in ((560, "#7ea6e6", .3), (230, "#b4cdf5", .32), (96, "#eef4ff", .6)):
+    for radius, colour, opacity in ((560, "#7ea6e6", .3), (230, "#b4cdf5", .32),
+                                    (96, "#eef4ff", .6)):
         _glow(drawing, MOON, radius, colour, opacity)
     face = drawing.radial((x - 14, y - 14), 62, [(0, "#ffffff"), (.6, "#f3f6ff"), (1, "#cfdcf4")])
     drawing.add(f'<circle cx="{x}" cy="{y}" r="44" fill="url(#{face})" '
@@ -81,10 +82,11 @@ def _clouds(drawing, random, kinds):
         for _ in range(count):
             x, y = random.uniform(-100, WIDTH + 100), random.uniform(low, high)
             for _ in range(4):
-                drawing.add(f'<ellipse cx="{num(x + random.gauss(0, 90))}" '
-                            f'cy="{num(y + random.gauss(0, 9))}" '
-                            f'rx="{num(random.uniform(70, 190))}" ry="{num(random.uniform(5, 14))}" '
-                            f'fill="{colour}" fill-opacity="{num(opacity * random.uniform(.5, 1))}"/>')
+                cx, cy = x + random.gauss(0, 90), y + random.gauss(0, 9)
+                rx, ry = random.uniform(70, 190), random.uniform(5, 14)
+                drawing.add(f'<ellipse cx="{num(cx)}" cy="{num(cy)}" rx="{num(rx)}" ry="{num(ry)}" '
+                            f'fill="{colour}" '
+                            f'fill-opacity="{num(opacity * random.uniform(.5, 1))}"/>')
         drawing.add("</g>")
 
 
@@ -148,8 +150,8 @@ def _gullies(drawing, random, rib, half, lit, haze):
         line = [start, (start[0] + side * long * .32, start[1] + long * .5),
                 (start[0] + side * long * .62, start[1] + long)]
         opacity = random.uniform(.18, .45) if side == lit else random.uniform(.1, .3)
-        drawing.add(f'<path d="{tapered(line, [.6, random.uniform(1.4, 4.2), .4])}" fill="{colour}" '
-                    f'fill-opacity="{num(opacity)}"/>')
+        outline = tapered(line, [.6, random.uniform(1.4, 4.2), .4])
+        drawing.add(f'<path d="{outline}" fill="{colour}" fill-opacity="{num(opacity)}"/>')
 
 
 # A wooded slope: its line, the height of its trees, colours of its trees and snow, haze, spacing.
@@ -252,8 +254,8 @@ def _draw_house(drawing, random, house, chimney=True, lit=.7):
 def _roof(drawing, random, h):
     """Thick snow: its top in the moon's light, and a rounded, shaded rim along eaves and gable."""
     over, thick = h.gable * .1, max(2.2, h.gable * .085)
-    eave = [h.side(h.length * i / 6 - (over if i == 0 else -over if i == 6 else 0), h.wall - over * .9)
-            for i in range(7)]
+    reach = [-over, *(h.length * i / 6 for i in range(1, 6)), h.length + over]
+    eave = [h.side(u, h.wall - over * .9) for u in reach]
     sag = [(x, y + random.uniform(-.16, .22) * thick) for x, y in eave]
     back, peak = h.ridge(h.length + over, thick * .6), h.ridge(-over, thick * .6)
     plane = polygon([peak, back] + sag[::-1])
@@ -267,8 +269,9 @@ def _roof(drawing, random, h):
     far = h.front(h.gable + over, h.wall - over * 1.2)
     near = h.front(-over, h.wall - over * 1.1)
     edge = [far, _between(far, peak, .5), peak, _between(peak, near, .5), near]
-    drawing.add(f'<path d="{polygon(edge)[:-1]}" fill="none" stroke="#9db3de" stroke-linecap="round" '
-                f'stroke-linejoin="round" stroke-width="{num(thick * 1.3)}"/>')
+    drawing.add(f'<path d="{polygon(edge)[:-1]}" fill="none" stroke="#9db3de" '
+                f'stroke-linecap="round" stroke-linejoin="round" '
+                f'stroke-width="{num(thick * 1.3)}"/>')
     drawing.add(f'<path d="{polygon([(x, y - thick * .34) for x, y in edge])[:-1]}" fill="none" '
                 f'stroke="#eaf1fd" stroke-linecap="round" stroke-linejoin="round" '
                 f'stroke-width="{num(thick * .62)}"/>')
@@ -307,18 +310,20 @@ def _windows(drawing, random, h, lit):
     size = h.gable * .17
     rows = [h.wall * .34] if h.wall < h.gable * .75 else [h.wall * .22, h.wall * .64]
     for v in rows:
-        for place, count, reach in ((h.front, 2, h.gable), (h.side, max(2, round(h.length / size / 2.7)),
-                                                            h.length)):
+        along = max(2, round(h.length / size / 2.7))
+        for place, count, reach in ((h.front, 2, h.gable), (h.side, along, h.length)):
             for i in range(count):
                 u = reach * (i + 1) / (count + 1)
                 _window(drawing, place, u, v, size, random.random() < lit)
     if h.roof > 12:
-        _window(drawing, h.front, h.gable / 2, h.wall + h.roof * .16, size * .85, random.random() < .8)
+        _window(drawing, h.front, h.gable / 2, h.wall + h.roof * .16, size * .85,
+                random.random() < .8)
 
 
 def _window(drawing, place, u, v, size, is_lit):
     half, tall = size * .42, size * 1.15
-    frame = [place(u - half, v), place(u + half, v), place(u + half, v + tall), place(u - half, v + tall)]
+    frame = [place(u - half, v), place(u + half, v), place(u + half, v + tall),
+             place(u - half, v + tall)]
     x, y = place(u, v + tall / 2)
     if not is_lit:
         drawing.add(_quad(frame, "#1a2145"))
@@ -342,21 +347,23 @@ def _draw_church(drawing, random, x, y, s):
     w, tall = 34 * s, 108 * s
     left, right = x - w / 2, x + w / 2
     wall = drawing.linear((left, 0), (right, 0), [(0, "#3c3d63"), (.45, "#5f6490"), (1, "#343559")])
-    drawing.add(f'<rect x="{num(left)}" y="{num(y - tall)}" width="{num(w)}" height="{num(tall + 3 * s)}" '
-                f'fill="url(#{wall})"/>')
+    drawing.add(f'<rect x="{num(left)}" y="{num(y - tall)}" width="{num(w)}" '
+                f'height="{num(tall + 3 * s)}" fill="url(#{wall})"/>')
     for part, across in ((.97, 1.12), (.6, 1.06)):
-        drawing.add(f'<rect x="{num(x - w * across / 2)}" y="{num(y - tall * part)}" rx="{num(2 * s)}" '
-                    f'width="{num(w * across)}" height="{num(4.4 * s)}" fill="#cfdcf5"/>')
+        drawing.add(f'<rect x="{num(x - w * across / 2)}" y="{num(y - tall * part)}" '
+                    f'rx="{num(2 * s)}" width="{num(w * across)}" height="{num(4.4 * s)}" '
+                    f'fill="#cfdcf5"/>')
     top, tip = y - tall, y - tall - 104 * s
-    spire = drawing.linear((left, 0), (right, 0), [(0, "#8ea6d6"), (.45, "#c9d8f3"), (.62, "#e6eefc"),
-                                                   (.64, "#7188bd"), (1, "#5c73aa")])
-    drawing.add(f'<path d="M{num(left - 5 * s)},{num(top + 2 * s)}Q{num(x - 8 * s)},{num(top - 20 * s)} '
-                f'{num(x)},{num(tip)}Q{num(x + 8 * s)},{num(top - 20 * s)} {num(right + 5 * s)},'
-                f'{num(top + 2 * s)}Q{num(x)},{num(top + 8 * s)} {num(left - 5 * s)},{num(top + 2 * s)}Z" '
+    spire = drawing.linear((left, 0), (right, 0), [
+        (0, "#8ea6d6"), (.45, "#c9d8f3"), (.62, "#e6eefc"), (.64, "#7188bd"), (1, "#5c73aa")])
+    eave, waist = top + 2 * s, top - 20 * s
+    drawing.add(f'<path d="M{num(left - 5 * s)},{num(eave)}Q{num(x - 8 * s)},{num(waist)} '
+                f'{num(x)},{num(tip)}Q{num(x + 8 * s)},{num(waist)} {num(right + 5 * s)},'
+                f'{num(eave)}Q{num(x)},{num(top + 8 * s)} {num(left - 5 * s)},{num(eave)}Z" '
                 f'fill="url(#{spire})"/>')
     drawing.add(f'<path d="M{num(x)},{num(tip + 4 * s)}V{num(tip - 17 * s)}M{num(x - 5.5 * s)},'
-                f'{num(tip - 10 * s)}H{num(x + 5.5 * s)}" stroke="#cdbb94" stroke-width="{num(2 * s)}" '
-                f'stroke-linecap="round"/>')
+                f'{num(tip - 10 * s)}H{num(x + 5.5 * s)}" stroke="#cdbb94" '
+                f'stroke-width="{num(2 * s)}" stroke-linecap="round"/>')
     at = lambda u, v: (x + u, y - v)
     _arch(drawing, at, 0, 74 * s, 9 * s, 21 * s)
     _arch(drawing, at, 0, 42 * s, 6 * s, 13 * s)
@@ -369,9 +376,10 @@ def _arch(drawing, place, u, v, wide, tall):
     _glow(drawing, (x, y), tall * 1.7, "#ffb04f", .4)
     fill = drawing.linear((0, y - tall / 2), (0, y + tall / 2), [(0, PANE[0]), (.6, PANE[1]),
                                                                 (1, PANE[2])])
-    (lx, ly), (rx, ry) = place(u - wide / 2, v), place(u + wide / 2, v)
-    (ax, ay), (bx, by) = place(u - wide / 2, v + tall - wide / 2), place(u + wide / 2, v + tall - wide / 2)
-    drawing.add(f'<path d="M{num(lx)},{num(ly)}L{num(ax)},{num(ay)}A{num(wide / 2)},{num(wide / 2)} 0 0 1 '
+    half, top = wide / 2, v + tall - wide / 2
+    (lx, ly), (rx, ry) = place(u - half, v), place(u + half, v)
+    (ax, ay), (bx, by) = place(u - half, top), place(u + half, top)
+    drawing.add(f'<path d="M{num(lx)},{num(ly)}L{num(ax)},{num(ay)}A{num(half)},{num(half)} 0 0 1 '
                 f'{num(bx)},{num(by)}L{num(rx)},{num(ry)}Z" fill="url(#{fill})"/>')
 
 
@@ -484,17 +492,19 @@ def _lamp(drawing, x, y, tall):
     head = y - tall * 1.08
     _glow(drawing, (x, head), tall * 1.1, "#ffb354", .5)
     _glow(drawing, (x, head), tall * .34, "#ffe2a0", .9)
-    drawing.add(f'<rect x="{num(x - wide * 1.5)}" y="{num(head - wide * 2)}" width="{num(wide * 3)}" '
-                f'height="{num(wide * 3.8)}" rx="{num(wide * .7)}" fill="#fff0bd"/>')
-    drawing.add(f'<path d="M{num(x - wide * 2.6)},{num(head - wide * 1.7)}Q{num(x)},{num(head - wide * 5.4)} '
+    drawing.add(f'<rect x="{num(x - wide * 1.5)}" y="{num(head - wide * 2)}" '
+                f'width="{num(wide * 3)}" height="{num(wide * 3.8)}" rx="{num(wide * .7)}" '
+                f'fill="#fff0bd"/>')
+    drawing.add(f'<path d="M{num(x - wide * 2.6)},{num(head - wide * 1.7)}'
+                f'Q{num(x)},{num(head - wide * 5.4)} '
                 f'{num(x + wide * 2.6)},{num(head - wide * 1.7)}Z" fill="#dbe6fa"/>')
 
 
 # Large firs from far to near: x, y of the foot, height, blur.
 FIRS = ((500, 1040, 150, .8), (1118, 1034, 165, .8), (404, 1072, 235, .9), (1240, 1066, 260, .9),
         (282, 1112, 330, 1), (1352, 1108, 350, 1), (1190, 1128, 190, 1), (458, 1130, 170, 1),
-        (120, 1192, 520, 1.4), (1500, 1188, 560, 1.4), (330, 1222, 300, 1.5), (1330, 1226, 330, 1.5),
-        (-10, 1290, 640, 2), (1625, 1296, 700, 2))
+        (120, 1192, 520, 1.4), (1500, 1188, 560, 1.4), (330, 1222, 300, 1.5),
+        (1330, 1226, 330, 1.5), (-10, 1290, 640, 2), (1625, 1296, 700, 2))
 
 
 def _trees(drawing, random):
