@@ -10,8 +10,8 @@ def glow(size, core):
     drawing = Drawing(-100, -100, 200, 200)
     fill = drawing.radial((0, 0), 99, [
         (0, "#fffdea", 1), (core * .5, "#fffbd0", 1), (core, "#f7f28e", .8),
-        (core * 1.7, "#e2ec63", .42), (core * 2.9, "#c9e44f", .21), (.42, "#b6dd48", .105),
-        (.62, "#a6d644", .043), (.82, "#9cd042", .012), (1, "#98cc40", 0)])
+        (core * 1.7, "#e2ec63", .42), (core * 2.9, "#c9e44f", .21), (.5, "#b6dd48", .125),
+        (.71, "#a6d644", .05), (.88, "#9cd042", .012), (1, "#98cc40", 0)])
     drawing.add(f'<circle r="99" fill="url(#{fill})"/>')
     return drawing, (size, size)
 
@@ -30,11 +30,9 @@ DARK, PALE = "#050f14", "#16302d"
 
 
 def _stalk():
-    """A bent stalk with leaves; its foot is the middle of the picture's base."""
-    drawing = Drawing(-30, -300, 60, 300)
-    _blade(drawing, (-1, 0), (-25, -128), 10, 5.5, DARK)
-    _blade(drawing, (1, 0), (24, -92), -8, 5.5, DARK)
-    return drawing, _blade(drawing, (0, 0), (12, -290), -9, 4, DARK)
+    """A bent stalk; its foot is the middle of the picture's base. Slender, so cheap to draw."""
+    drawing = Drawing(-18, -300, 36, 300)
+    return drawing, _blade(drawing, (0, 0), (5, -290), -16, 4, DARK)
 
 
 def timothy(seed):
@@ -50,7 +48,7 @@ def timothy(seed):
         dx, dy = side * random.uniform(2.5, 6.5) * (1 - .5 * t), random.uniform(4, 9)
         drawing.add(f'<path d="M{num(x)},{num(y)}L{num(x + dx)},{num(y - dy)}" stroke-width=".9" '
                     f'stroke="{PALE if side < 0 and i % 3 == 0 else DARK}" stroke-opacity=".85"/>')
-    return drawing, (40, 200)
+    return drawing, (24, 200)
 
 
 def oat(seed):
@@ -61,14 +59,14 @@ def oat(seed):
         t = i / 14
         x, y = _along(line, .56 + .43 * t)
         side = 1 if i % 2 else -1
-        long = random.uniform(10, 20) * (1 - .6 * t)
+        long = random.uniform(9, 16) * (1 - .6 * t)
         ex, ey = x + side * long * .8, y - long * .5
         drawing.add(f'<path d="M{num(x)},{num(y)}Q{num(x + side * long * .5)},{num(y - long)} '
                     f'{num(ex)},{num(ey)}" fill="none" stroke="{DARK}" stroke-width=".9"/>')
         husk = [(ex, ey), (ex + side * 1.4, ey + 6), (ex + side * .6, ey + 13)]
         tone = PALE if i % 4 == 0 else DARK
         drawing.add(f'<path d="{tapered(husk, [.8, 4, .5])}" fill="{tone}"/>')
-    return drawing, (40, 200)
+    return drawing, (24, 200)
 
 
 def _along(line, t):
@@ -79,9 +77,9 @@ def _along(line, t):
 
 def sprites():
     return {
-        "firefly_near": glow(92, .062),
-        "firefly_middle": glow(56, .075),
-        "firefly_far": glow(30, .1),
+        "firefly_near": glow(66, .086),
+        "firefly_middle": glow(40, .105),
+        "firefly_far": glow(22, .136),
         "stalk1": timothy(4),
         "stalk2": oat(9),
     }

@@ -122,6 +122,8 @@ def _woods(drawing, random):
             tone = mix(colour, "#d9a656", glow * _near_glow(x, 300))
             puffs = [(x + random.gauss(0, size * .42), HORIZON + 10 - size * random.uniform(.25, 1),
                       size * random.uniform(.16, .34)) for _ in range(15)]
+            puffs += [(x + size * (i - 1.5) * .3, HORIZON + 6 - size * .16, size * .26)
+                      for i in range(4)]
             edge = [(px + pr * math.cos(angle), py - pr * abs(math.sin(angle)),
                      pr * random.uniform(.08, .3)) for px, py, pr in puffs
                     for angle in (random.uniform(0, 6.3) for _ in range(12))]
@@ -144,8 +146,8 @@ def _mist(drawing, random, low, high, colour, opacity):
 
 # Folds of the meadow from far to near: y of the edge, height of the grass, number of blades, colour
 # of the edge and of the foot, blur.
-FOLDS = ((738, 9, 3600, "#46694c", "#2f5a48", .5), (786, 16, 3600, "#31584a", "#1f4a40", .4),
-         (850, 27, 3000, "#214a41", "#143834", .4), (946, 46, 1900, "#153a36", "#0b282a", .5),
+FOLDS = ((738, 9, 3600, "#46694c", "#2f5a48", 0), (786, 16, 3600, "#31584a", "#1f4a40", 0),
+         (850, 27, 3000, "#214a41", "#143834", 0), (946, 46, 1900, "#153a36", "#0b282a", 0),
          (1068, 88, 1000, "#0c292a", "#06191d", .8), (1226, 170, 420, "#06171c", "#030c12", 1.6))
 
 
@@ -162,7 +164,7 @@ def _ground(drawing, random, layer):
     fill = drawing.linear((0, y - tall), (0, y + 150), [(0, top), (1, foot)])
     drawing.add(f'<path d="{smooth(line)}L{WIDTH + 60},1360L-60,1360Z" fill="url(#{fill})" '
                 f'filter="url(#{drawing.blur(1 + .2 * tall)})"/>')
-    drawing.add(f'<g filter="url(#{drawing.blur(sigma)})">')
+    drawing.add(f'<g filter="url(#{drawing.blur(sigma)})">' if sigma else "<g>")
     if layer < 4:
         _glow(drawing, (GLOW[0] + 20, y + 6), 520, "#ffc56a", (.42, .3, .17, .08)[layer], flat=.1)
     _blades(drawing, random, layer)

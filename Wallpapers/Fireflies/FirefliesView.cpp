@@ -13,12 +13,12 @@
 
 namespace {
 
-constexpr NSUInteger kDefaultCount = 36;
+constexpr NSUInteger kDefaultCount = 40;
 constexpr NSInteger kDefaultLevel = 2;
 constexpr NSInteger kHighestLevel = 12;
 constexpr CGFloat kPacePerLevel = 0.5;
 constexpr std::int32_t kTapGesture = 2;
-constexpr NSUInteger kStalks = 9;
+constexpr NSUInteger kStalks = 7;
 
 /// A call is heard within this part of the area's shorter side, and at least so many points.
 constexpr CGFloat kHearing = 0.42;
@@ -27,7 +27,7 @@ constexpr CGFloat kTapRadius = 60;
 
 /// The pictures are drawn for a phone of this size in points; larger screens enlarge them.
 constexpr CGFloat kPhoneArea = 360.0 * 640.0;
-constexpr CGFloat kMostEnlargement = 1.6;
+constexpr CGFloat kMostEnlargement = 1.7;
 
 constexpr NSUInteger kFillsSuperview =
     UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight;

@@ -9,8 +9,8 @@ namespace {
 constexpr CGFloat kHeight = 0.21;
 constexpr CGFloat kHiddenPart = 0.06;
 constexpr CGFloat kSway = 0.045;
-/// It moves so slowly that every third frame is enough.
-constexpr int kFramesAStep = 3;
+/// It moves so slowly that every fourth frame is enough.
+constexpr int kFramesAStep = 4;
 
 /// As a sine, but of sums and products alone, which are the same on every processor.
 CGFloat wave(int frame, int period) {
