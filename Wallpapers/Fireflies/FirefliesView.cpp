@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr NSUInteger kDefaultCount = 40;
+constexpr NSUInteger kDefaultCount = 52;
 constexpr NSInteger kDefaultLevel = 2;
 constexpr NSInteger kHighestLevel = 12;
 constexpr CGFloat kPacePerLevel = 0.5;

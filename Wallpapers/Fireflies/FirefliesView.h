@@ -17,7 +17,7 @@
 /// so srand() before that frame makes a run repeatable.
 class FirefliesView final : public DeskTopView {
   public:
-    /// Takes the number of fireflies ("sakura Count": 1 to 300; 0 or missing is 40) and the speed
+    /// Takes the number of fireflies ("sakura Count": 1 to 300; 0 or missing is 52) and the speed
     /// level ("falling Speed": 0 or more) from the description of the image cache's bundle.
     explicit FirefliesView(const CGRect &frame);
 

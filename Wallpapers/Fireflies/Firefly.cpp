@@ -99,7 +99,7 @@ void Firefly::chooseCourse(Dice &dice) {
 void Firefly::chooseRhythm(Dice &dice) {
     _glow = dice.whole(4, 40);
     _isDouble = dice.unit() < 0.3;
-    _period = (kFlare + _glow + kFade) * (_isDouble ? 2 : 1) + dice.whole(80, 260);
+    _period = (kFlare + _glow + kFade) * (_isDouble ? 2 : 1) + dice.whole(60, 220);
 }
 
 void Firefly::fly(CGFloat pace) {
