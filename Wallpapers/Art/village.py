@@ -520,7 +520,8 @@ def _trees(drawing, random):
 def _big_fir(drawing, random, x, y, tall):
     """Tiers of drooping boughs from the foot upwards, each with snow along its back."""
     light = 1 if x < MOON[0] else -1
-    drawing.add(_quad([(x - tall * .022, y), (x + tall * .022, y), (x, y - tall * .6)], "#141d3a"))
+    drawing.add(_quad([(x - tall * .022, y), (x + tall * .022, y), (x + tall * .008, y - tall * .8),
+                       (x, y - tall * .97), (x - tall * .008, y - tall * .8)], "#142045"))
     tiers = 9 + int(tall / 70)
     for i in range(tiers):
         t = i / (tiers - 1)
@@ -528,8 +529,6 @@ def _big_fir(drawing, random, x, y, tall):
         drop = tall * (.082 * (1 - t) + .014)
         dark = mix("#0a1535", "#1a3262", .15 + .5 * t)
         _tier(drawing, random, (x, y - tall * (.1 + .84 * t)), half, drop, light, dark)
-    drawing.add(_quad([(x - tall * .007, y - tall * .94), (x, y - tall * .985),
-                       (x + tall * .007, y - tall * .94)], "#16294f"))
 
 
 def _tier(drawing, random, centre, half, drop, light, dark):

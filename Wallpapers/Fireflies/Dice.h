@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Platform/CoreGraphics/CGGeometry.h"
+
 #include <cstdint>
 
 /// Random numbers that are the same on every system for the same seed.
@@ -12,13 +14,13 @@ class Dice {
     }
 
     /// From 0 up to, but not including, 1.
-    double unit() { return (next() >> 8) * (1.0 / 16777216); }
+    CGFloat unit() { return static_cast<CGFloat>(next() >> 8) / 16777216; }
 
-    double between(double low, double high) { return low + (high - low) * unit(); }
+    CGFloat between(CGFloat low, CGFloat high) { return low + (high - low) * unit(); }
 
     /// From `low` to `high`, both included.
     int whole(int low, int high) {
-        return low + static_cast<int>(unit() * (static_cast<double>(high) - low + 1));
+        return low + static_cast<int>(unit() * static_cast<CGFloat>(high - low + 1));
     }
 
   private:
