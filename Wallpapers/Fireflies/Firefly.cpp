@@ -18,7 +18,8 @@ constexpr int kFade = 30;
 constexpr int kPause = 12;
 constexpr CGFloat kDarkest = 0.012;
 
-constexpr CGFloat kPull = 0.006;
+constexpr CGFloat kPullHome = 0.006;
+constexpr CGFloat kPullOfCall = 0.048;
 constexpr CGFloat kFastest = 3.2;
 constexpr CGFloat kGatheringSpread = 34;
 constexpr CGFloat kScatterSpeed = 4.5;
@@ -69,6 +70,7 @@ void Firefly::setArea(CGSize area, CGFloat enlargement, Dice &dice) {
         _place.y = dice.between(_depth.top, _depth.bottom) * area.height;
     }
     _area = area;
+    _enlargement = enlargement;
     const auto glow = image();
     const CGSize size = glow ? glow->size() : CGSize();
     setBounds({{0, 0}, {size.width * _size * enlargement, size.height * _size * enlargement}});
@@ -105,15 +107,15 @@ void Firefly::chooseRhythm(Dice &dice) {
 void Firefly::fly(CGFloat pace) {
     CGPoint wanted{_course.x * _depth.speed, _course.y * _depth.speed};
     if (isCalled()) {
-        wanted = {wanted.x + (_spot.x - _place.x) * kPull * 8,
-                  wanted.y + (_spot.y - _place.y) * kPull * 8};
+        wanted = {wanted.x + (_spot.x - _place.x) * kPullOfCall,
+                  wanted.y + (_spot.y - _place.y) * kPullOfCall};
         wanted = limited(wanted, kFastest);
     } else {
         wanted.y -= flash() * kRise * _depth.speed;
         const CGFloat top = _depth.top * _area.height;
         const CGFloat bottom = _depth.bottom * _area.height;
-        wanted.y += std::max<CGFloat>(top - _place.y, 0) * kPull;
-        wanted.y += std::min<CGFloat>(bottom - _place.y, 0) * kPull;
+        wanted.y += std::max<CGFloat>(top - _place.y, 0) * kPullHome;
+        wanted.y += std::min<CGFloat>(bottom - _place.y, 0) * kPullHome;
     }
     _velocity.x += (wanted.x - _velocity.x) * kSteering;
     _velocity.y += (wanted.y - _velocity.y) * kSteering;
@@ -148,8 +150,8 @@ void Firefly::scroll(CGFloat distance) {
 
 void Firefly::call(CGPoint point, Dice &dice) {
     _call = point;
-    _spot = {point.x + dice.between(-1, 1) * kGatheringSpread,
-             point.y + dice.between(-1, 1) * kGatheringSpread};
+    const CGFloat spread = kGatheringSpread * _enlargement;
+    _spot = {point.x + dice.between(-spread, spread), point.y + dice.between(-spread, spread)};
     _stay = dice.whole(140, 220);
 }
 

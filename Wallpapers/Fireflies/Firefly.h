@@ -56,6 +56,7 @@ class Firefly final : public UIImageView {
     const Depth &_depth;
     const CGFloat _size;
     CGSize _area{0, 0};
+    CGFloat _enlargement = 1;
     CGPoint _place{0, 0};
     CGPoint _velocity{0, 0};
     CGPoint _course{0, 0};
