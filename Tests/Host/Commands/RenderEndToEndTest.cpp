@@ -353,8 +353,9 @@ TEST(RenderFireflies, ShowsThemGatherWhereTheScriptTaps) {
     std::istringstream lines(contentsOf(folder.pathOf("trace")));
     std::vector<int> counts;
     for (std::string line; std::getline(lines, line);) {
+        const Json frame = Json::parse(line);
         int near = 0;
-        for (const Json &layer : Json::parse(line)["layers"]) {
+        for (const Json &layer : frame["layers"]) {
             for (const Json &sprite : layer) {
                 near +=
                     std::hypot(sprite[1].get<double>() - 160, sprite[2].get<double>() - 300) < 60;

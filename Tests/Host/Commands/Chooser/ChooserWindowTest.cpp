@@ -120,7 +120,7 @@ TEST_F(ChooserWindow, ShowsThumbnailsNamesAndAMovingPreview) {
     const ChooserLayout layout({kSize, 1}, kShipped);
     EXPECT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     for (NSUInteger card = 0; card < kShipped; ++card) {
-        EXPECT_GT(colorsIn(pixelsIn(pictureOf(layout, card))), 500u);
+        EXPECT_GT(colorsIn(pixelsIn(pictureOf(layout, card))), 500u) << card;
         CGRect name = pictureOf(layout, card);
         name.origin.y += name.size.height + 6;
         name.size.height = 12;
