@@ -19,7 +19,8 @@ namespace Lumivera {
 
 namespace {
 
-constexpr double kAnswerSeconds = 5;
+/// A desktop that has just begun may be busy for a while.
+constexpr double kAnswerSeconds = 15;
 constexpr int kMaxReadsATurn = 16;
 constexpr const char *kAdvice = "start it in a Wayland session, or set WAYLAND_DISPLAY";
 

@@ -46,7 +46,7 @@ class WaylandConnection final : public DescriptorSource {
     wl_display *display() const { return _display; }
 
     /// Waits until the compositor has handled every request so far. Before listen() only. A
-    /// HostError when it does not answer within a few seconds, or reports an error.
+    /// HostError when it does not answer within 15 seconds, or reports an error.
     void roundTrip();
 
     /// From now on the main run loop serves the connection. The listener is not owned.

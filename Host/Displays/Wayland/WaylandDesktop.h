@@ -30,7 +30,7 @@ DesktopSurvey surveyWayland(LayerChoice choice = LayerChoice::Automatic);
 class WaylandDesktop final : public Desktop, private WaylandConnection::Listener {
   public:
     /// Connects to the compositor that the environment names. A HostError when there is none, when
-    /// it does not answer within a few seconds or has no layer shell.
+    /// it does not answer within 15 seconds or has no layer shell.
     explicit WaylandDesktop(DescriptorWaiter &waiter, LayerChoice choice = LayerChoice::Automatic);
     ~WaylandDesktop() override;
 

@@ -62,7 +62,8 @@ constexpr std::array<std::string_view, static_cast<std::size_t>(X11Selection::Co
 
 static_assert(!kAtomNames.back().empty() && !kSelectionNames.back().empty());
 
-constexpr NSTimeInterval kAnswerSeconds = 5;
+/// A desktop that has just begun may be busy for a while.
+constexpr NSTimeInterval kAnswerSeconds = 15;
 
 constexpr std::uint8_t kTransparentDepth = 32;
 

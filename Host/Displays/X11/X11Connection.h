@@ -101,7 +101,7 @@ enum class X11Selection {
 /// are ignored, because other programs' windows go at any time. Main thread.
 class X11Connection final : private DescriptorSource {
   public:
-    /// A HostError when there is no server, one that does not answer within five seconds, or none
+    /// A HostError when there is no server, one that does not answer within 15 seconds, or none
     /// that shows 24-bit colours. Neither the waiter
     /// nor the listener is owned.
     X11Connection(DescriptorWatch &waiter, X11Listener &listener);
