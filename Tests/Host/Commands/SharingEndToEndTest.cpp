@@ -27,16 +27,16 @@ using ::testing::HasSubstr;
 
 namespace {
 
-constexpr const char *kDescription = "<key>name</key><string>First Snow</string>"
+constexpr const char *kDescription = "<key>name</key><string>First Sleet</string>"
                                      "<key>author</key><string>Anna</string>"
                                      "<key>license</key><string>CC0-1.0</string>";
 
 /// Makes a bundle of pictures in the folder; its path.
 std::string makeBundle(const TemporaryFolder &folder, const std::string &petal = "petal") {
-    fs::create_directories(folder.pathOf("Snow.bundle"));
-    folder.write("Snow.bundle/description.plist", propertyList(kDescription));
-    folder.write("Snow.bundle/petal.png", petal);
-    return folder.pathOf("Snow.bundle");
+    fs::create_directories(folder.pathOf("Sleet.bundle"));
+    folder.write("Sleet.bundle/description.plist", propertyList(kDescription));
+    folder.write("Sleet.bundle/petal.png", petal);
+    return folder.pathOf("Sleet.bundle");
 }
 
 /// The real program of a user whose wallpapers are in a folder of the test.
@@ -61,7 +61,7 @@ class Sharing : public ::testing::Test {
     }
 
     std::string installed(const std::string &file = "") const {
-        return _folder.pathOf("data/lumivera/wallpapers/Snow.bundle" + file);
+        return _folder.pathOf("data/lumivera/wallpapers/Sleet.bundle" + file);
     }
 
     TemporaryFolder _folder;
@@ -69,35 +69,35 @@ class Sharing : public ::testing::Test {
 
 TEST_F(Sharing, GoesFromAFolderThroughAFileToAnotherUsersFolder) {
     makeBundle(_folder);
-    const ProgramRun pack = run({"bundle", "pack", "Snow.bundle"});
+    const ProgramRun pack = run({"bundle", "pack", "Sleet.bundle"});
     EXPECT_EQ(pack.status(), 0) << pack.errors();
-    EXPECT_THAT(pack.output(), HasSubstr("Snow.lumivera: 2 files, 0.2 KiB, no code"));
-    const ProgramRun install = run({"install", "Snow.lumivera", "--yes"});
+    EXPECT_THAT(pack.output(), HasSubstr("Sleet.lumivera: 2 files, 0.2 KiB, no code"));
+    const ProgramRun install = run({"install", "Sleet.lumivera", "--yes"});
     EXPECT_EQ(install.status(), 0) << install.errors();
     EXPECT_THAT(install.output(),
-                AllOf(HasSubstr("First Snow\n"), HasSubstr("Author:  Anna, says its description\n"),
+                AllOf(HasSubstr("First Sleet\n"), HasSubstr("Author:  Anna, says its description\n"),
                       HasSubstr("Licence: CC0-1.0, says its description\n"),
-                      HasSubstr("Snow.lumivera, which is yours\n"),
+                      HasSubstr("Sleet.lumivera, which is yours\n"),
                       HasSubstr("Holds:   2 files, 0.2 KiB, no code\n"),
-                      HasSubstr("Snow is installed.")));
+                      HasSubstr("Sleet is installed.")));
     EXPECT_EQ(contentsOf(installed("/petal.png")), "petal");
     const auto list = nlohmann::json::parse(run({"list", "--json"}).output());
     EXPECT_TRUE(std::any_of(list.begin(), list.end(), [](const auto &entry) {
-        return entry["name"] == "First Snow" && entry["license"] == "CC0-1.0";
+        return entry["name"] == "First Sleet" && entry["license"] == "CC0-1.0";
     })) << list;
-    const ProgramRun uninstall = run({"uninstall", "First Snow", "--yes"});
+    const ProgramRun uninstall = run({"uninstall", "First Sleet", "--yes"});
     EXPECT_EQ(uninstall.status(), 0) << uninstall.errors();
     EXPECT_FALSE(fs::exists(installed()));
 }
 
 TEST_F(Sharing, GivesTheSameBytesForTheSameFolder) {
     makeBundle(_folder);
-    run({"bundle", "pack", "./Snow.bundle", "-o", "1.lumivera"});
-    const fs::path petal = _folder.pathOf("Snow.bundle/petal.png");
+    run({"bundle", "pack", "./Sleet.bundle", "-o", "1.lumivera"});
+    const fs::path petal = _folder.pathOf("Sleet.bundle/petal.png");
     fs::last_write_time(petal, fs::file_time_type());
     fs::permissions(petal, fs::perms::owner_all);
-    _folder.write("Snow.bundle/.DS_Store", "no part of it");
-    run({"bundle", "pack", _folder.pathOf("Snow.bundle"), "-o", "2.lumivera"});
+    _folder.write("Sleet.bundle/.DS_Store", "no part of it");
+    run({"bundle", "pack", _folder.pathOf("Sleet.bundle"), "-o", "2.lumivera"});
     const std::string bytes = contentsOf(_folder.pathOf("1.lumivera"));
     EXPECT_GT(bytes.size(), 400u);
     EXPECT_EQ(bytes, contentsOf(_folder.pathOf("2.lumivera")));
@@ -137,42 +137,42 @@ TEST_F(Sharing, SaysThatABundleHoldsCode) {
 
 TEST_F(Sharing, InstallsAFolderToo) {
     makeBundle(_folder);
-    EXPECT_EQ(run({"install", "Snow.bundle", "--yes"}).status(), 0);
+    EXPECT_EQ(run({"install", "Sleet.bundle", "--yes"}).status(), 0);
     makeBundle(_folder, "new petal");
-    const ProgramRun update = run({"install", "Snow.bundle/", "--yes"});
+    const ProgramRun update = run({"install", "Sleet.bundle/", "--yes"});
     EXPECT_THAT(update.output(), HasSubstr("in place of the one that is installed"));
     EXPECT_EQ(contentsOf(installed("/petal.png")), "new petal");
 }
 
 TEST_F(Sharing, ShowsNoForeignControlCharactersAndNoEndlessWords) {
     makeBundle(_folder);
-    _folder.write("Snow.bundle/description.plist",
-                  propertyList("<key>name</key><string>Snow&#10;is safe\xe2\x80\xae</string>"
+    _folder.write("Sleet.bundle/description.plist",
+                  propertyList("<key>name</key><string>Sleet&#10;is safe\xe2\x80\xae</string>"
                                "<key>author</key><string>" +
                                std::string(100'000, 'a') + "</string>"));
-    const ProgramRun install = run({"install", "Snow.bundle", "--yes"});
-    EXPECT_THAT(install.output(), HasSubstr("Snow\\nis safe"));
+    const ProgramRun install = run({"install", "Sleet.bundle", "--yes"});
+    EXPECT_THAT(install.output(), HasSubstr("Sleet\\nis safe"));
     EXPECT_LT(install.output().size(), 1000u);
     EXPECT_EQ(install.output().find("\xe2\x80\xae"), std::string::npos);
 }
 
 TEST_F(Sharing, AsksNobodyWithoutATerminal) {
     makeBundle(_folder);
-    expectFailure(run({"install", "Snow.bundle"}), "Snow.bundle: nobody can be asked", 2);
+    expectFailure(run({"install", "Sleet.bundle"}), "Sleet.bundle: nobody can be asked", 2);
     EXPECT_FALSE(fs::exists(installed()));
-    run({"install", "Snow.bundle", "--yes"});
-    expectFailure(run({"uninstall", "Snow"}), "Snow: nobody can be asked", 2);
+    run({"install", "Sleet.bundle", "--yes"});
+    expectFailure(run({"uninstall", "Sleet"}), "Sleet: nobody can be asked", 2);
     EXPECT_TRUE(fs::exists(installed()));
-    expectFailure(run({"install", "Snow.bundle", "--window"}), "there is no display");
+    expectFailure(run({"install", "Sleet.bundle", "--window"}), "there is no display");
 }
 
 TEST_F(Sharing, RefusesAHostileFileInOneLine) {
     MadeZip zip;
     zip.add("mimetype", "application/x-lumivera-bundle");
-    zip.add("Snow.bundle/description.plist", propertyList(""));
-    zip.add({.name = "Snow.bundle/a\x1b[2J", .bytes = "x"});
+    zip.add("Sleet.bundle/description.plist", propertyList(""));
+    zip.add({.name = "Sleet.bundle/a\x1b[2J", .bytes = "x"});
     expectFailure(run({"install", _folder.write("x.lumivera", zip.bytes()), "--yes"}),
-                  "x.lumivera: the entry \"Snow.bundle/a\\x1b[2J\" ");
+                  "x.lumivera: the entry \"Sleet.bundle/a\\x1b[2J\" ");
     expectFailure(run({"install", _folder.write("y.lumivera", "hello"), "--yes"}),
                   "y.lumivera: is no bundle in one file");
     expectFailure(run({"install", "none.lumivera", "--yes"}), "none.lumivera: cannot be read");
@@ -186,12 +186,12 @@ TEST_F(Sharing, LeavesNothingBehindWhenTheDiskIsFull) {
     makeBundle(_folder, petal);
     ProgramRun::Options small = options();
     small.largestFile = 10'000;
-    expectFailure(ProgramRun({"install", "Snow.bundle", "--yes"}, small),
+    expectFailure(ProgramRun({"install", "Sleet.bundle", "--yes"}, small),
                   "petal.png: cannot be written");
     EXPECT_TRUE(fs::is_empty(_folder.pathOf("data/lumivera/wallpapers")));
-    expectFailure(ProgramRun({"bundle", "pack", "Snow.bundle"}, small),
-                  "Snow.lumivera: cannot be written");
-    EXPECT_FALSE(fs::exists(_folder.pathOf("Snow.lumivera")));
+    expectFailure(ProgramRun({"bundle", "pack", "Sleet.bundle"}, small),
+                  "Sleet.lumivera: cannot be written");
+    EXPECT_FALSE(fs::exists(_folder.pathOf("Sleet.lumivera")));
 }
 
 TEST_F(Sharing, RemovesOnlyWhatItInstalled) {
@@ -199,7 +199,7 @@ TEST_F(Sharing, RemovesOnlyWhatItInstalled) {
     expectFailure(run({"uninstall", "/usr", "--yes"}), "is no installed bundle");
     fs::create_directories(_folder.pathOf("data/lumivera/wallpapers"));
     fs::copy(makeBundle(_folder), installed());
-    expectFailure(run({"uninstall", "Snow", "--yes"}), "was not installed");
+    expectFailure(run({"uninstall", "Sleet", "--yes"}), "was not installed");
     EXPECT_TRUE(fs::exists(installed("/petal.png")));
 }
 
@@ -234,16 +234,16 @@ class InTerminal : public Sharing {
 TEST_F(InTerminal, APersonIsAskedBefore) {
     makeBundle(_folder);
     for (const char *no : {"\n", "n\n", "no\n", "\4"}) {
-        EXPECT_EQ(answer({"install", "Snow.bundle"}, no), 0);
+        EXPECT_EQ(answer({"install", "Sleet.bundle"}, no), 0);
         EXPECT_FALSE(fs::exists(installed())) << no;
     }
     EXPECT_THAT(_shown, AllOf(HasSubstr("Author:  Anna"), HasSubstr("Install it? [y/N]"),
                               HasSubstr("Nothing was changed.")));
-    EXPECT_EQ(answer({"install", "Snow.bundle"}, "y\n"), 0);
+    EXPECT_EQ(answer({"install", "Sleet.bundle"}, "y\n"), 0);
     EXPECT_TRUE(fs::exists(installed()));
-    EXPECT_EQ(answer({"uninstall", "Snow"}, "n\n"), 0);
+    EXPECT_EQ(answer({"uninstall", "Sleet"}, "n\n"), 0);
     EXPECT_TRUE(fs::exists(installed()));
-    EXPECT_EQ(answer({"uninstall", "Snow"}, "yes\n"), 0);
+    EXPECT_EQ(answer({"uninstall", "Sleet"}, "yes\n"), 0);
     EXPECT_FALSE(fs::exists(installed()));
 }
 
@@ -274,27 +274,27 @@ class WithADesktop : public Sharing {
 
 TEST_F(WithADesktop, ABundleThatItShowsStaysUntilAnotherIsChosen) {
     makeBundle(_folder);
-    ASSERT_EQ(ask({"install", "Snow.bundle", "--yes"}).status, 0);
+    ASSERT_EQ(ask({"install", "Sleet.bundle", "--yes"}).status, 0);
     _target.bundle = installed();
-    const Result refused = ask({"uninstall", "Snow", "--yes"});
+    const Result refused = ask({"uninstall", "Sleet", "--yes"});
     EXPECT_EQ(refused.status, 1);
     EXPECT_THAT(refused.errors,
                 HasSubstr("is the wallpaper on DP-1 now; choose another one first"));
     EXPECT_TRUE(fs::exists(installed()));
     _target.bundle = "/w/Lumivera.bundle";
-    EXPECT_EQ(ask({"uninstall", "Snow", "--yes"}).status, 0);
+    EXPECT_EQ(ask({"uninstall", "Sleet", "--yes"}).status, 0);
 }
 
 TEST_F(WithADesktop, ABundleThatItShowsIsLoadedAgainAfterAnUpdate) {
     makeBundle(_folder);
-    ASSERT_EQ(ask({"install", "Snow.bundle", "--yes"}).status, 0);
+    ASSERT_EQ(ask({"install", "Sleet.bundle", "--yes"}).status, 0);
     EXPECT_THAT(_target.heard, ElementsAre());
     _target.bundle = installed();
-    ASSERT_EQ(ask({"install", "Snow.bundle", "--yes"}).status, 0);
+    ASSERT_EQ(ask({"install", "Sleet.bundle", "--yes"}).status, 0);
     EXPECT_THAT(_target.heard, ElementsAre("status", "choose DP-1 wallpaper=" + installed()));
     _target.heard.clear();
     _target.bundle = "/w/Lumivera.bundle";
-    ASSERT_EQ(ask({"install", "Snow.bundle", "--yes"}).status, 0);
+    ASSERT_EQ(ask({"install", "Sleet.bundle", "--yes"}).status, 0);
     EXPECT_THAT(_target.heard, ElementsAre("status"));
 }
 
@@ -309,7 +309,7 @@ class SharingWindow : public ProgramWindowTest {
     }
 
     bool isInstalled() const {
-        return fs::exists(_folder.pathOf("data/lumivera/wallpapers/Snow.bundle/petal.png"));
+        return fs::exists(_folder.pathOf("data/lumivera/wallpapers/Sleet.bundle/petal.png"));
     }
 };
 

@@ -52,8 +52,8 @@ class BundleChoicesTest : public ::testing::Test {
 };
 
 TEST_F(BundleChoicesTest, FindsTheUsersBundlesBeforeTheSystemsOfTheSameName) {
-    const std::string near = install("home", "Snow.bundle");
-    const std::string far = install("system", "Snow.bundle");
+    const std::string near = install("home", "Sleet.bundle");
+    const std::string far = install("system", "Sleet.bundle");
     const std::string other = install("system", "Rain.bundle");
     const auto bundles = BundleChoices::find({});
     EXPECT_EQ(count(bundles, near), 1u);
@@ -62,20 +62,20 @@ TEST_F(BundleChoicesTest, FindsTheUsersBundlesBeforeTheSystemsOfTheSameName) {
 }
 
 TEST_F(BundleChoicesTest, PutsNamedFoldersFirstAndHidesNothingOfThem) {
-    install("home", "Snow.bundle");
-    const std::string named = make("mine", "Snow.bundle");
+    install("home", "Sleet.bundle");
+    const std::string named = make("mine", "Sleet.bundle");
     const auto bundles = BundleChoices::find({_folder.pathOf("mine")});
     ASSERT_GE(bundles.size(), 2u);
     EXPECT_EQ(bundles[0].path, named);
 }
 
 TEST_F(BundleChoicesTest, ShowsABundleOnceHoweverAFolderIsNamed) {
-    make("mine", "Snow.bundle");
+    make("mine", "Sleet.bundle");
     fs::create_directory_symlink(_folder.pathOf("mine"), _folder.pathOf("link"));
     const auto bundles = BundleChoices::find(
         {_folder.pathOf("mine"), _folder.pathOf("link"), _folder.pathOf("mine") + "/"});
     const auto snows = std::count_if(bundles.begin(), bundles.end(),
-                                     [](const auto &bundle) { return bundle.name == "Snow"; });
+                                     [](const auto &bundle) { return bundle.name == "Sleet"; });
     EXPECT_EQ(snows, 1);
 }
 
@@ -85,11 +85,11 @@ TEST_F(BundleChoicesTest, RefusesAFolderThatIsNotThere) {
 
 TEST_F(BundleChoicesTest, FindsTheConfiguredBundleByPathAndByName) {
     const std::string first = install("home", "Rain.bundle");
-    const std::string second = install("home", "Snow.bundle");
+    const std::string second = install("home", "Sleet.bundle");
     const auto bundles = BundleChoices::find({});
     EXPECT_EQ(bundles[BundleChoices::indexOf(bundles, second)].path, second);
     EXPECT_EQ(bundles[BundleChoices::indexOf(bundles, second + "/")].path, second);
-    EXPECT_EQ(bundles[BundleChoices::indexOf(bundles, "Snow")].path, second);
+    EXPECT_EQ(bundles[BundleChoices::indexOf(bundles, "Sleet")].path, second);
 }
 
 TEST_F(BundleChoicesTest, BeginsWithABundleThatIsInOrder) {

@@ -118,7 +118,7 @@ TEST_F(New, MakesABundleThatCanBeShownAndListed) {
     EXPECT_EQ(render.status(), 0) << render.errors();
     EXPECT_THAT(contentsOf(trace), HasSubstr("lumivera_petal"));
     EXPECT_THAT(ProgramRun({"list", _folder.path()}).output(),
-                ::testing::ContainsRegex("My phöto +- +7 +3 "));
+                ::testing::ContainsRegex("My phöto +- +- +7 +3 "));
 }
 
 TEST_F(New, ShowsPetalsOnTheThumbnails) {
@@ -245,7 +245,7 @@ TEST_F(New, RefusesAPhotoThatIsNone) {
                   "none.jpg: cannot be read");
     expectRefused({"new", _out, "--background", _folder.path()}, "cannot be read");
     expectRefused({"new", _out, "--background", "/dev/zero"}, "/dev/zero: cannot be read");
-    expectRefused({"new", _out}, "--background is required", 2);
+    expectRefused({"new", _out}, "give --background PHOTO, or --code", 2);
 }
 
 TEST_F(New, ReplacesABundleOnlyWhenItIsTold) {
