@@ -78,18 +78,18 @@ class InstalledBundles : public ::testing::Test {
 };
 
 TEST_F(InstalledBundles, AreFoundByTheNamesOfTheirFoldersAndTheirDescriptions) {
-    const std::string path = add("Snow.bundle", "First Snow");
-    for (const char *name : {"Snow", "Snow.bundle", "First Snow"}) {
+    const std::string path = add("Sleet.bundle", "First Sleet");
+    for (const char *name : {"Sleet", "Sleet.bundle", "First Sleet"}) {
         EXPECT_EQ(Places::findBundle(name), path) << name;
         EXPECT_EQ(Places::requireBundle(name), path) << name;
     }
-    EXPECT_THROW(Places::requireBundle("Second Snow"), HostError);
+    EXPECT_THROW(Places::requireBundle("Second Sleet"), HostError);
 }
 
 TEST_F(InstalledBundles, AreFoundByTheirFoldersFirst) {
-    add("A.bundle", "Snow");
-    const std::string path = add("Snow.bundle", "Ice");
-    EXPECT_EQ(Places::findBundle("Snow"), path);
+    add("A.bundle", "Sleet");
+    const std::string path = add("Sleet.bundle", "Ice");
+    EXPECT_EQ(Places::findBundle("Sleet"), path);
 }
 
 TEST_F(InstalledBundles, GoIntoTheUsersDataFolder) {

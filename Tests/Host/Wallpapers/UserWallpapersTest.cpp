@@ -27,11 +27,11 @@ namespace {
 
 std::vector<std::uint8_t> bytesIn(const std::string &text) { return {text.begin(), text.end()}; }
 
-BundleContents bundleWith(const std::string &petal, const std::string &name = "Snow.bundle") {
+BundleContents bundleWith(const std::string &petal, const std::string &name = "Sleet.bundle") {
     return {
         "x",
         name,
-        {{"description.plist", bytesIn(propertyList("<key>name</key><string>First Snow</string>"))},
+        {{"description.plist", bytesIn(propertyList("<key>name</key><string>First Sleet</string>"))},
          {"d/petal.png", bytesIn(petal)}}};
 }
 
@@ -61,7 +61,7 @@ class UserWallpapersTest : public ::testing::Test {
         return names;
     }
 
-    std::string petal() const { return contentsOf(_path + "/Snow.bundle/d/petal.png"); }
+    std::string petal() const { return contentsOf(_path + "/Sleet.bundle/d/petal.png"); }
 
     const TemporaryFolder _folder;
     const EnvironmentVariable _data{"XDG_DATA_HOME", _folder.path().c_str()};
@@ -74,14 +74,14 @@ TEST_F(UserWallpapersTest, TakeABundleInWithRightsThatAreTrusted) {
     install(bundleWith("one"));
     umask(old);
     EXPECT_EQ(petal(), "one");
-    EXPECT_THAT(namesInFolder(), ElementsAre("Snow.bundle"));
-    EXPECT_TRUE(_wallpapers.hasInstalled("Snow.bundle"));
-    EXPECT_NO_THROW(BundleFolder(_path + "/Snow.bundle", BundleFolder::Trust::UserAndRoot));
+    EXPECT_THAT(namesInFolder(), ElementsAre("Sleet.bundle"));
+    EXPECT_TRUE(_wallpapers.hasInstalled("Sleet.bundle"));
+    EXPECT_NO_THROW(BundleFolder(_path + "/Sleet.bundle", BundleFolder::Trust::UserAndRoot));
 }
 
 TEST_F(UserWallpapersTest, ReplaceAnInstalledOneInOneStep) {
     install(bundleWith("one"));
-    const int running = open((_path + "/Snow.bundle").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const int running = open((_path + "/Sleet.bundle").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     std::string whileReplaced;
     _wallpapers.install(
         bundleWith("two"), [this](std::uint64_t) { EXPECT_EQ(petal(), "one"); },
@@ -93,7 +93,7 @@ TEST_F(UserWallpapersTest, ReplaceAnInstalledOneInOneStep) {
     close(running);
     EXPECT_EQ(whileReplaced, "two");
     EXPECT_EQ(petal(), "two");
-    EXPECT_THAT(namesInFolder(), ElementsAre("Snow.bundle"));
+    EXPECT_THAT(namesInFolder(), ElementsAre("Sleet.bundle"));
 }
 
 TEST_F(UserWallpapersTest, StayAsTheyWereAfterAnInterruption) {
@@ -103,46 +103,46 @@ TEST_F(UserWallpapersTest, StayAsTheyWereAfterAnInterruption) {
                       bundleWith("two"),
                       [](std::uint64_t bytes) {
                           if (bytes > 0) {
-                              throw HostError("Snow", "was stopped");
+                              throw HostError("Sleet", "was stopped");
                           }
                       },
                       [] {});
               }),
-              "Snow: was stopped");
+              "Sleet: was stopped");
     EXPECT_EQ(petal(), "one");
-    EXPECT_THAT(namesInFolder(), ElementsAre("Snow.bundle"));
+    EXPECT_THAT(namesInFolder(), ElementsAre("Sleet.bundle"));
 }
 
 TEST_F(UserWallpapersTest, LoseWhatAKilledInstallationHasLeft) {
-    fs::create_directories(_path + "/.Snow.bundle.0123.unfinished/d");
+    fs::create_directories(_path + "/.Sleet.bundle.0123.unfinished/d");
     install(bundleWith("one"));
-    EXPECT_THAT(namesInFolder(), ElementsAre("Snow.bundle"));
+    EXPECT_THAT(namesInFolder(), ElementsAre("Sleet.bundle"));
 }
 
 TEST_F(UserWallpapersTest, KeepWhatThePersonHasPutThere) {
-    fs::create_directories(_path + "/Snow.bundle");
-    const std::string words = "Snow.bundle: is there already, and was not installed";
-    EXPECT_THAT(problemOf([&] { _wallpapers.hasInstalled("Snow.bundle"); }), HasSubstr(words));
+    fs::create_directories(_path + "/Sleet.bundle");
+    const std::string words = "Sleet.bundle: is there already, and was not installed";
+    EXPECT_THAT(problemOf([&] { _wallpapers.hasInstalled("Sleet.bundle"); }), HasSubstr(words));
     EXPECT_THAT(problemOf([&] { install(bundleWith("one")); }), HasSubstr(words));
-    EXPECT_THAT(problemOf([&] { _wallpapers.uninstall("Snow.bundle"); }),
+    EXPECT_THAT(problemOf([&] { _wallpapers.uninstall("Sleet.bundle"); }),
                 HasSubstr("was not installed by `lumivera install`"));
-    EXPECT_THAT(namesInFolder(), ElementsAre("Snow.bundle"));
-    EXPECT_TRUE(fs::is_empty(_path + "/Snow.bundle"));
+    EXPECT_THAT(namesInFolder(), ElementsAre("Sleet.bundle"));
+    EXPECT_TRUE(fs::is_empty(_path + "/Sleet.bundle"));
 }
 
 TEST_F(UserWallpapersTest, KeepACopyThatThePersonHasMade) {
     install(bundleWith("one"));
-    fs::copy(_path + "/Snow.bundle", _path + "/Mine.bundle", fs::copy_options::recursive);
+    fs::copy(_path + "/Sleet.bundle", _path + "/Mine.bundle", fs::copy_options::recursive);
     EXPECT_THROW(_wallpapers.uninstall("Mine.bundle"), HostError);
     EXPECT_THROW(install(bundleWith("two", "Mine.bundle")), HostError);
 }
 
 TEST_F(UserWallpapersTest, KeepWhatALinkLeadsTo) {
     const std::string outside = _folder.makeFolder("outside");
-    _folder.write("outside/.lumivera-installed", "Snow.bundle");
+    _folder.write("outside/.lumivera-installed", "Sleet.bundle");
     fs::create_directories(_path);
-    fs::create_directory_symlink(outside, _path + "/Snow.bundle");
-    EXPECT_THROW(_wallpapers.uninstall("Snow.bundle"), HostError);
+    fs::create_directory_symlink(outside, _path + "/Sleet.bundle");
+    EXPECT_THROW(_wallpapers.uninstall("Sleet.bundle"), HostError);
     EXPECT_THROW(install(bundleWith("one")), HostError);
     EXPECT_TRUE(fs::exists(outside + "/.lumivera-installed"));
 }
@@ -161,26 +161,26 @@ TEST_F(UserWallpapersTest, AreChangedByOneProgramAtATime) {
     ASSERT_EQ(flock(other, LOCK_EX), 0);
     EXPECT_THAT(problemOf([&] { install(bundleWith("two")); }),
                 HasSubstr("another program installs into it just now; try again"));
-    EXPECT_THROW(_wallpapers.uninstall("Snow.bundle"), HostError);
+    EXPECT_THROW(_wallpapers.uninstall("Sleet.bundle"), HostError);
     close(other);
     EXPECT_EQ(petal(), "one");
-    EXPECT_THAT(namesInFolder(), ElementsAre("Snow.bundle"));
+    EXPECT_THAT(namesInFolder(), ElementsAre("Sleet.bundle"));
 }
 
 TEST_F(UserWallpapersTest, AreFoundByEveryNameOfTheirs) {
     install(bundleWith("one"));
     for (const std::string &name :
-         {std::string("Snow"), std::string("Snow.bundle"), std::string("First Snow"),
-          _path + "/Snow.bundle", _path + "/Snow.bundle/"}) {
-        EXPECT_EQ(_wallpapers.find(name), "Snow.bundle") << name;
+         {std::string("Sleet"), std::string("Sleet.bundle"), std::string("First Sleet"),
+          _path + "/Sleet.bundle", _path + "/Sleet.bundle/"}) {
+        EXPECT_EQ(_wallpapers.find(name), "Sleet.bundle") << name;
     }
     install(bundleWith("two", "Ice.bundle"));
-    EXPECT_THAT(problemOf([&] { _wallpapers.find("First Snow"); }),
-                HasSubstr("is the name of several bundles; say which: Ice.bundle or Snow.bundle"));
+    EXPECT_THAT(problemOf([&] { _wallpapers.find("First Sleet"); }),
+                HasSubstr("is the name of several bundles; say which: Ice.bundle or Sleet.bundle"));
     for (const std::string &name :
          {std::string(), std::string("."), std::string(".."), std::string("/"),
-          std::string("./Snow"), std::string("Lumivera"), std::string("/tmp/Snow.bundle"),
-          _path + "/None.bundle", _path + "/Snow.bundle/d"}) {
+          std::string("./Sleet"), std::string("Lumivera"), std::string("/tmp/Sleet.bundle"),
+          _path + "/None.bundle", _path + "/Sleet.bundle/d"}) {
         EXPECT_THAT(problemOf([&] { _wallpapers.find(name); }), HasSubstr("is no installed bundle"))
             << name;
     }
@@ -188,7 +188,7 @@ TEST_F(UserWallpapersTest, AreFoundByEveryNameOfTheirs) {
 
 TEST_F(UserWallpapersTest, GiveAnInstalledOneUp) {
     install(bundleWith("one"));
-    _wallpapers.uninstall("Snow.bundle");
+    _wallpapers.uninstall("Sleet.bundle");
     EXPECT_THAT(namesInFolder(), IsEmpty());
 }
 
@@ -201,15 +201,15 @@ TEST_F(UserWallpapersTest, StayAsTheyWereOnAFullDisk) {
     const std::string problem = problemOf([&] { install(bundleWith(std::string(1 << 20, 'x'))); });
     EXPECT_THAT(problem, HasSubstr("d/petal.png: cannot be written: No space left on device"));
     EXPECT_EQ(petal(), "one");
-    EXPECT_THAT(namesInFolder(), ElementsAre("Snow.bundle"));
+    EXPECT_THAT(namesInFolder(), ElementsAre("Sleet.bundle"));
     EXPECT_EQ(umount(_path.c_str()), 0);
 }
 
 TEST_F(UserWallpapersTest, NeedAFolderThatCanBeMade) {
     _folder.write("lumivera", "a file in the way");
     EXPECT_THAT(problemOf([&] { install(bundleWith("one")); }), HasSubstr("cannot be"));
-    EXPECT_THROW(_wallpapers.find("Snow"), HostError);
-    EXPECT_THROW(_wallpapers.uninstall("Snow.bundle"), HostError);
+    EXPECT_THROW(_wallpapers.find("Sleet"), HostError);
+    EXPECT_THROW(_wallpapers.uninstall("Sleet.bundle"), HostError);
 }
 
 } // namespace
