@@ -4,13 +4,11 @@
 #include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <zip.h>
 
 namespace Lumivera {
