@@ -4,13 +4,11 @@
 #include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string_view>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <zip.h>
 
 namespace Lumivera {
@@ -20,14 +18,17 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr const char *kTypeEntry = "mimetype";
+constexpr const char *kOtherLayout = "has not the layout of a bundle in one file";
 constexpr const char *kAnew = "get it again, or make it with `lumivera bundle pack`";
 
 // Sizes of the fixed parts of a zip file.
 constexpr std::size_t kHeaderBytes = 30;
+constexpr std::size_t kListEntryBytes = 46;
 constexpr std::size_t kEndBytes = 22;
 constexpr std::size_t kLargeEndBytes = 20;
 constexpr std::size_t kMaxCommentBytes = 65535;
 
+constexpr std::string_view kListEntryMark("PK\1\2", 4);
 constexpr std::string_view kEndMark("PK\5\6", 4);
 constexpr std::string_view kLargeEndMark("PK\6\7", 4);
 
@@ -91,6 +92,7 @@ class Reader {
 
     BundleContents read() {
         checkEnd();
+        checkList();
         open();
         readEntries();
         checkSizes();
@@ -109,7 +111,6 @@ class Reader {
     struct Entry {
         std::string name;
         std::uint64_t size;
-        std::uint64_t packedSize;
     };
 
     [[noreturn]] void fail(const std::string &problem, const char *advice = kAnew) const {
@@ -128,13 +129,41 @@ class Reader {
         }
         const std::size_t end = _bytes.size() - kEndBytes;
         const std::uint32_t listBytes = numberAt(_bytes, end + 12, 4);
-        _listOffset = numberAt(_bytes, end + 16, 4);
         const bool isOneDisk = numberAt(_bytes, end + 4, 4) == 0;
+        _listOffset = numberAt(_bytes, end + 16, 4);
         if (!isOneDisk || std::uint64_t{_listOffset} + listBytes != end || hasOtherEnd()) {
-            fail("has not the layout of a bundle in one file");
+            fail(kOtherLayout);
         }
         if (listBytes > kMaxList || numberAt(_bytes, end + 10, 2) > kMaxEntries) {
             fail("holds more files than a bundle may have");
+        }
+    }
+
+    /// The entries follow one another without gaps, so that none lies within another, and their
+    /// names hold no zeros, which the library would replace.
+    void checkList() const {
+        const std::size_t end = _bytes.size() - kEndBytes;
+        std::uint64_t place = 0;
+        std::size_t count = 0;
+        for (std::size_t at = _listOffset; at < end; ++count) {
+            if (end - at < kListEntryBytes || !hasMarkAt(_bytes, at, kListEntryMark)) {
+                fail(kOtherLayout);
+            }
+            const std::size_t nameBytes = numberAt(_bytes, at + 28, 2);
+            const bool hasMore = numberAt(_bytes, at + 30, 4) != 0; // extra fields or a comment
+            if (hasMore || end - at - kListEntryBytes < nameBytes ||
+                numberAt(_bytes, at + 42, 4) != place) {
+                fail(kOtherLayout);
+            }
+            const Bytes name = _bytes.subspan(at + kListEntryBytes, nameBytes);
+            if (std::find(name.begin(), name.end(), 0) != name.end()) {
+                fail("has an entry with a zero in its name");
+            }
+            place += kHeaderBytes + nameBytes + numberAt(_bytes, at + 20, 4);
+            at += kListEntryBytes + nameBytes;
+        }
+        if (place != _listOffset || count != numberAt(_bytes, end + 10, 2)) {
+            fail(kOtherLayout);
         }
     }
 
@@ -177,7 +206,7 @@ class Reader {
                 fail("is damaged: " + std::string(zip_strerror(_zip.get())));
             }
             checkKind(i, name, status);
-            _entries.push_back({name, status.size, status.comp_size});
+            _entries.push_back({name, status.size});
             if (i > 0) {
                 checkPlace(name);
             }
@@ -186,7 +215,7 @@ class Reader {
 
     void checkKind(zip_uint64_t index, const std::string &name, const zip_stat_t &status) const {
         constexpr zip_uint64_t kNeeded =
-            ZIP_STAT_SIZE | ZIP_STAT_COMP_SIZE | ZIP_STAT_COMP_METHOD | ZIP_STAT_ENCRYPTION_METHOD;
+            ZIP_STAT_SIZE | ZIP_STAT_COMP_METHOD | ZIP_STAT_ENCRYPTION_METHOD;
         zip_uint8_t system = 0;
         zip_uint32_t attributes = 0;
         if ((status.valid & kNeeded) != kNeeded ||
@@ -225,15 +254,12 @@ class Reader {
         }
     }
 
-    /// The entries fill the file up to the list, so that none lies within another.
     void checkSizes() const {
-        std::uint64_t place = 0;
         std::uint64_t size = 0;
         for (const Entry &entry : _entries) {
-            if (entry.size > BundleContents::kMaxBytes || entry.packedSize > _bytes.size()) {
+            if (entry.size > BundleContents::kMaxBytes) {
                 failAt(entry.name, "is too large for a bundle");
             }
-            place += kHeaderBytes + entry.name.size() + entry.packedSize;
             size += entry.size;
         }
         if (size > BundleContents::kMaxBytes) {
@@ -244,9 +270,6 @@ class Reader {
             size / BundleArchive::kMaxRatio > _bytes.size()) {
             fail("would unpack to more than " + std::to_string(BundleArchive::kMaxRatio) +
                  " times its size, which no pictures do");
-        }
-        if (place != _listOffset) {
-            fail("has entries that lie within one another, or bytes that belong to none");
         }
     }
 

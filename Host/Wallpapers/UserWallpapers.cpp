@@ -6,6 +6,7 @@
 #include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/Foundation/NSFileManager.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -13,7 +14,6 @@
 #include <filesystem>
 #include <random>
 #include <set>
-#include <string_view>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -63,9 +63,9 @@ class Opened {
 
     int get() const { return _descriptor; }
 
-    /// False when what was written did not reach the disk.
+    /// False when what was written did not reach the disk. Some file systems cannot tell.
     bool close() {
-        const bool isStored = fsync(_descriptor) == 0;
+        const bool isStored = fsync(_descriptor) == 0 || errno == EINVAL;
         return ::close(std::exchange(_descriptor, -1)) == 0 && isStored;
     }
 
