@@ -46,6 +46,10 @@ class BundleFolder {
     /// library's name, and the bundle holds a link or nothing under it.
     bool standsForOwnLibrary(const std::string &name) const;
 
+    /// Why no library of the folder may be loaded, if not: others own or can write what leads to
+    /// it.
+    const std::optional<HostError> &distrust() const { return _distrust; }
+
     /// Opens a library directly in the folder and checks that it is the file that was there when
     /// the folder was opened, and that it and the folders can be trusted. The caller closes the
     /// descriptor. Throws a HostError.
@@ -86,8 +90,6 @@ class BundleFolder {
     int _descriptor = -1;
     std::vector<File> _files;
     std::size_t _entries = 0;
-
-    /// Why no library of the folder may be loaded.
     std::optional<HostError> _distrust;
 };
 

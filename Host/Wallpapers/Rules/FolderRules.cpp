@@ -98,15 +98,9 @@ void checkOwner(const CheckedBundle &bundle, const Reporter &report) {
         bundle.text("name Library").empty()) {
         return;
     }
-    try {
-        const BundleFolder folder(bundle.path(), bundle.trust());
-    } catch (const HostError &error) {
-        const std::string_view line = error.what();
-        const bool isOwnership = line.find("belongs to another user") != line.npos ||
-                                 line.find("can be written by others") != line.npos;
-        if (isOwnership) {
-            report.add(Degree::Wrong, line);
-        }
+    const BundleFolder folder(bundle.path(), bundle.trust());
+    if (folder.distrust()) {
+        report.add(Degree::Wrong, folder.distrust()->what());
     }
 }
 
