@@ -51,8 +51,8 @@ Commands allCommands() {
     for (const auto make :
          {makeRunCommand, makeDesktopCommand, makeChooseCommand, makeCtlCommand, makeDoctorCommand,
           makeRenderCommand, makeListCommand, makeNewCommand, makeBundleCommand, makeInstallCommand,
-          makeUninstallCommand, makePackCommand, makeImageCommand, makeGalleryCommand,
-          makeAutostartCommand, makeCompletionsCommand}) {
+          makeUninstallCommand, makePackCommand, makeImageCommand, makeAutostartCommand,
+          makeCompletionsCommand}) {
         commands.push_back(make());
     }
     return commands;

@@ -10,7 +10,7 @@ library=$prefix/lib/libLumiveraLiveWallpaper.dylib
 for file in "$library" "$prefix/lib/libLumiveraWallpaperKit.so" \
     "$prefix/lib/libLumiveraPlatform.so" "$prefix/bin/lumivera" \
     "$prefix/include/lumivera/Lumivera/Wallpaper.h" \
-    "$prefix/share/lumivera/sounds/chime.wav" "$prefix/share/man/man1/lumivera.1" \
+    "$prefix/share/man/man1/lumivera.1" \
     "$prefix/share/applications/lumivera.desktop" "$prefix/lib/systemd/user/lumivera.service" \
     "$prefix/share/applications/lumivera-install.desktop" "$prefix/share/mime/packages/lumivera.xml" \
     "$prefix/share/icons/hicolor/scalable/apps/lumivera.svg" \
