@@ -29,6 +29,9 @@ for name in Lumivera Maple; do
         { echo "$bundle's library does not find those behind it"; exit 1; }
 done
 
+(($(find "$prefix/share/lumivera/wallpapers/Gallery.bundle" -type f | wc -l) > 10)) ||
+    { echo "the gallery is not installed"; exit 1; }
+
 # Loaded from the new place, not from the build folder.
 loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)
 [[ $(wc -l <<<"$loaded") == 3 ]] || { echo "the program loads $loaded"; exit 1; }

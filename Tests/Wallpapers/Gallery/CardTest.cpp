@@ -95,9 +95,7 @@ class CardTest : public GalleryTest, public ::testing::WithParamInterface<std::s
 
     void begin() { _card->beginAt(CACurrentMediaTime()); }
 
-    bool hasAnimations() {
-        return _card->flower().layer()->hasAnimations() || _card->stage().layer()->hasAnimations();
-    }
+    bool isMoving() { return GalleryTest::isMoving(*_card); }
 
     /// When every exhibit moves for the first time.
     static constexpr double kMoment = 0.225;
@@ -114,7 +112,7 @@ TEST_P(CardTest, MovesInEveryRoundAndEndsWhereItBegan) {
         EXPECT_GT(largestDifference(look(), rest), 0.1);
         playFor(exhibit().period - kMoment - kFrameSeconds);
         EXPECT_LT(largestDifference(look(), rest), 1e-6) << "round " << round;
-        EXPECT_FALSE(hasAnimations());
+        EXPECT_FALSE(isMoving());
         playFor(kFrameSeconds);
     }
 }
@@ -164,7 +162,7 @@ TEST_P(CardTest, LeavesNothingRunningWhenItIsNotPlayed) {
     begin();
     playFor(0.3);
     runForSeconds(10);
-    EXPECT_FALSE(hasAnimations());
+    EXPECT_FALSE(isMoving());
     EXPECT_EQ(loop().nextDeadline(), Clock::kNever);
 }
 
@@ -217,10 +215,10 @@ TEST_P(CardTest, IsHiddenUntilItBegins) {
     card().beginAt(CACurrentMediaTime() + 0.5);
     playFor(0.5);
     EXPECT_TRUE(card().view().isHidden());
-    EXPECT_FALSE(hasAnimations());
+    EXPECT_FALSE(isMoving());
     playFor(3 * kFrameSeconds);
     EXPECT_FALSE(card().view().isHidden());
-    EXPECT_TRUE(hasAnimations());
+    EXPECT_TRUE(isMoving());
 }
 
 INSTANTIATE_TEST_SUITE_P(All, CardTest,

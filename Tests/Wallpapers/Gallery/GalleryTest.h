@@ -2,7 +2,7 @@
 
 #include "Tests/Support/SimulatedTime.h"
 
-#include <Lumivera/Wallpaper.h>
+#include "Wallpapers/Gallery/Card.h"
 
 /// Runs in simulated time with the pictures of the built bundle.
 class GalleryTest : public SimulatedTimeTest {
@@ -19,6 +19,18 @@ class GalleryTest : public SimulatedTimeTest {
         SimulatedTimeTest::TearDown();
         ImageCache::sharedInstance()->setResBundle(nullptr);
         UIScreen::setMainScreen(nullptr);
+    }
+
+    /// Whether animations have an effect. One that is kept after its end has none.
+    static bool isMoving(const Card &card) {
+        for (const CALayer *layer : {card.stage().layer(), card.flower().layer()}) {
+            bool isInProgress = false;
+            layer->presentationAt(CACurrentMediaTime(), &isInProgress);
+            if (isInProgress) {
+                return true;
+            }
+        }
+        return false;
     }
 
   private:
