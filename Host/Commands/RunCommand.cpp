@@ -1,5 +1,6 @@
 #include "Host/Commands/Command.h"
 
+#include "Host/Commands/Making/PhotoBundle.h"
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Desktop/Isolation/RemoteShow.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
@@ -76,7 +77,7 @@ void RunCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("run", kHelp);
     _app->footer(kMore);
     _app->add_option("BUNDLE", _bundle,
-                     "The bundle's folder, or the name of an installed one [Lumivera]");
+                     "The bundle's folder, the name of an installed one, or a photo [Lumivera]");
     WallpaperSettings defaults;
     defaults.size = {480, 720};
     _settings.declare(*_app, defaults);
@@ -90,7 +91,8 @@ void RunCommand::declare(CLI::App &parent) {
 
 void RunCommand::run() {
     _shown = _settings.settings();
-    BundleFolder folder(_bundle.empty() ? Places::defaultBundle() : Places::requireBundle(_bundle),
+    BundleFolder folder(_bundle.empty() ? Places::defaultBundle()
+                                        : PhotoBundle::requireBundle(_bundle),
                         _protection.trust());
     const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
     if (_protection.isUnprotected()) {

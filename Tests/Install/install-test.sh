@@ -23,11 +23,11 @@ done
 for name in Lumivera Maple; do
     bundle=$prefix/share/lumivera/wallpapers/$name.bundle
     [[ -f $bundle/description.plist ]] || { echo "$bundle has no description"; exit 1; }
-    [[ $bundle/libLumiveraLiveWallpaper.dylib -ef $library ]] ||
-        { echo "$bundle does not lead to the installed library"; exit 1; }
-    ! ldd "$bundle/libLumiveraLiveWallpaper.dylib" | grep 'not found' ||
-        { echo "$bundle's library does not find those behind it"; exit 1; }
+    [[ -z $(find "$bundle" ! -type f ! -type d) ]] || { echo "$bundle holds links"; exit 1; }
+    [[ -z $(find "$bundle" -name '*.dylib') ]] || { echo "$bundle holds a library"; exit 1; }
 done
+! ldd "$library" | grep 'not found' ||
+    { echo "the installed library does not find those behind it"; exit 1; }
 
 (($(find "$prefix/share/lumivera/wallpapers/Gallery.bundle" -type f | wc -l) > 10)) ||
     { echo "the gallery is not installed"; exit 1; }

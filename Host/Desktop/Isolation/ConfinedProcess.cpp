@@ -4,6 +4,7 @@
 #include "Host/Support/EndedChildren.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Platform/Foundation/NSLog.h"
 
 #include <algorithm>
@@ -52,11 +53,11 @@ std::vector<std::string> environmentForViews() {
     return variables;
 }
 
-/// A memory file for what the view prints. It cannot grow, so nobody has to read it in time; output
-/// that does not fit is lost.
-int makeComplaints() {
-    const int descriptor = memfd_create("complaints", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-    if (descriptor >= 0 && ftruncate(descriptor, kComplaintBytes) == 0) {
+/// A memory file that keeps its size. For what the view prints: nobody has to read that in time;
+/// output that does not fit is lost.
+int makeMemoryFile(const char *name, off_t bytes) {
+    const int descriptor = memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (descriptor >= 0 && ftruncate(descriptor, bytes) == 0) {
         fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);
     }
     return descriptor;
@@ -136,11 +137,16 @@ void ConfinedProcess::begin(const Confinement &confinement, const std::vector<st
     if (confinement.walls != Sandbox::kAllWalls) {
         arguments.push_back("--walls=" + std::to_string(confinement.walls));
     }
-    _complaints = makeComplaints();
-    _process = spawnProgram(arguments, {-1, _complaints, _complaints, theirs.descriptor()},
+    _complaints = makeMemoryFile("complaints", kComplaintBytes);
+    const int call = makeMemoryFile("call", kCallBytes);
+    void *const shared = mmap(nullptr, kCallBytes, PROT_READ, MAP_SHARED, call, 0);
+    _call =
+        shared == MAP_FAILED ? nullptr : static_cast<const std::atomic<std::uint32_t> *>(shared);
+    _process = spawnProgram(arguments, {-1, _complaints, _complaints, theirs.descriptor(), call},
                             environmentForViews());
+    close(call);
     if (_process < 0) {
-        close(_complaints);
+        freeMemory();
         throw HostError(program, std::string("cannot be run: ") + std::strerror(-_process),
                         "reinstall the program");
     }
@@ -148,7 +154,14 @@ void ConfinedProcess::begin(const Confinement &confinement, const std::vector<st
 
 ConfinedProcess::~ConfinedProcess() {
     end();
+    freeMemory();
+}
+
+void ConfinedProcess::freeMemory() const {
     close(_complaints);
+    if (_call) {
+        munmap(const_cast<std::atomic<std::uint32_t> *>(_call), kCallBytes);
+    }
 }
 
 double ConfinedProcess::cpuTime() const {
@@ -248,13 +261,15 @@ std::string ConfinedProcess::end() {
     }
     const int status = *ending;
     if (WIFEXITED(status)) {
-        return "has exited with status " + std::to_string(WEXITSTATUS(status)) + lastWords();
+        return "has exited with status " + std::to_string(WEXITSTATUS(status)) + place() +
+               lastWords();
     }
     const int signal = WTERMSIG(status);
     if (signal == SIGKILL) {
-        return "was killed or has broken off its connection" + lastWords();
+        return "was killed or has broken off its connection" + place() + lastWords();
     }
-    return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + lastWords();
+    return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + place() +
+           lastWords();
 }
 
 /// The view may have gone on in a new process and told so, but nobody has read it. Nothing of the
@@ -273,6 +288,22 @@ void ConfinedProcess::endUnheardMove() {
             kill(process, SIGKILL);
             EndedChildren::take(process);
         }
+    }
+}
+
+std::string ConfinedProcess::place() const {
+    const std::string words =
+        _call ? BundleCall::words(_call->load(std::memory_order_relaxed)) : std::string();
+    return words.empty() ? words : "," + words;
+}
+
+void ConfinedProcess::tellOfPrinting() {
+    char last = 0;
+    const bool isFull =
+        _isPrintingDue && pread(_complaints, &last, 1, kComplaintBytes - 1) == 1 && last != 0;
+    if (isFull && _says) {
+        _isPrintingDue = false;
+        _says("prints more than 4 KiB, and what it prints is lost");
     }
 }
 

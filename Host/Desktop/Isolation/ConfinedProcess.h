@@ -8,6 +8,7 @@
 #include "Host/Support/PacketSocket.h"
 #include "Platform/Foundation/NSTypes.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -77,6 +78,10 @@ class ConfinedProcess final {
 
     const PacketSocket &connection() const { return _connection; }
 
+    /// What the process finds as the descriptor behind its socket: memory of this size, for its
+    /// BundleCall.
+    static constexpr std::size_t kCallBytes = 4096;
+
     /// The identifier of the process that runs the bundle's code; -1 when it has ended.
     int process() const { return _process; }
 
@@ -94,6 +99,13 @@ class ConfinedProcess final {
     /// them.
     std::string complaintAboutKernel(std::uint64_t tableKilobytes) const;
 
+    /// Where in the bundle's code the process is, as it says itself: ", in doAnimating"; empty when
+    /// it is in none.
+    std::string place() const;
+
+    /// Says, once, that the process has printed more than is kept.
+    void tellOfPrinting();
+
     /// Kills the process if it still runs. Returns how it ended, in words.
     std::string end();
 
@@ -106,6 +118,7 @@ class ConfinedProcess final {
     void tellRefusals(int listener);
     void endUnheardMove();
     std::string lastWords() const;
+    void freeMemory() const;
 
     DescriptorWatch &_watch;
     const std::string _bundle;
@@ -119,6 +132,10 @@ class ConfinedProcess final {
     int _process = -1;
     int _starter = -1;
     int _complaints = -1;
+
+    /// The process's BundleCall, which it may change; null when there can be none.
+    const std::atomic<std::uint32_t> *_call = nullptr;
+    bool _isPrintingDue = true;
     unsigned _logLines = 0;
     bool _isMoveDue = true;
     bool _isConfinementDue = true;

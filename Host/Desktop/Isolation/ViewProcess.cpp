@@ -358,6 +358,7 @@ void ViewProcess::check() {
     if (!readReports()) {
         return;
     }
+    _process.tellOfPrinting();
     const Clock::Nanoseconds now = Clock::current().now();
     const std::string complaint = complaintAt(now);
     if (!complaint.empty()) {
@@ -376,13 +377,14 @@ void ViewProcess::check() {
 /// The reason to end the process; empty when there is none.
 std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (now >= std::min(_pictureDeadline, _answerDeadline)) {
-        return "has drawn nothing for " + std::to_string(_patience / 1'000'000'000) + " s";
+        return "has drawn nothing for " + std::to_string(_patience / 1'000'000'000) + " s" +
+               _process.place();
     }
     if (_unsent.size() > kMaxUnsent) {
         return "does not listen";
     }
     if (takesTooMuchTime(now)) {
-        return "takes a processor core without drawing";
+        return "takes a processor core without drawing" + _process.place();
     }
     return keepsTooManyThreadsBusy() ? "keeps too many threads busy" : "";
 }

@@ -72,6 +72,14 @@ TEST(List, TellsWhatTheDescriptionSays) {
     EXPECT_TRUE(entry["problem"].is_null());
 }
 
+TEST(List, FindsNoFaultInABundleWithoutALibrary) {
+    const TemporaryFolder folder;
+    bundleWithDescription(folder.path(), propertyList("<key>name</key><string>Snow</string>"));
+    const Json entry = listed({folder.path()}).at(0);
+    EXPECT_EQ(entry["name"], "Snow");
+    EXPECT_TRUE(entry["problem"].is_null());
+}
+
 TEST(List, ShowsBrokenBundlesWithWhatIsWrong) {
     const TemporaryFolder folder;
     folder.write("File.bundle", "");

@@ -1,6 +1,7 @@
 #include "Host/Commands/Chooser/ChooserLayout.h"
 #include "Tests/Host/Programs/ProcessActivity.h"
 #include "Tests/Host/Programs/ProgramWindowTest.h"
+#include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 
 #include <gmock/gmock.h>
 
@@ -44,6 +45,7 @@ class ChooserWindow : public ProgramWindowTest {
 
     std::vector<std::string> surroundings() const {
         return {"XDG_CONFIG_HOME=" + _folder.pathOf("config"),
+                "XDG_DATA_HOME=" + _folder.pathOf("data"),
                 "XDG_RUNTIME_DIR=" + _folder.pathOf("runtime"),
                 "XDG_STATE_HOME=" + _folder.pathOf("state"),
                 "DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + _folder.pathOf("no-bus")};
@@ -137,6 +139,15 @@ TEST_F(ChooserWindow, ConfiguresTheWallpaperThatIsChosenByKeys) {
     EXPECT_THAT(output, HasSubstr("start it with `lumivera desktop`"));
     EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1);
     EXPECT_THAT(configuration(), HasSubstr("Maple.bundle"));
+}
+
+TEST_F(ChooserWindow, SelectsThePhotoThatItIsGiven) {
+    const std::vector<std::uint8_t> photo =
+        PNGBuilder({64, 48, 8, PNGBuilder::Grey}).pixels([](auto...) { return 90u; }).finish();
+    open({_folder.write("beach.png", photo)});
+    press("Return");
+    EXPECT_EQ(waitForEnd(), 0);
+    EXPECT_THAT(configuration(), HasSubstr("/data/lumivera/wallpapers/Photo-"));
 }
 
 TEST_F(ChooserWindow, TellsTheHostThatRuns) {
