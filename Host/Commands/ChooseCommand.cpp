@@ -12,6 +12,7 @@
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Support/Processes.h"
+#include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <string>
@@ -39,12 +40,15 @@ constexpr const char *kMore =
 constexpr const char *kWithoutDisplay =
     "to choose without one, set `wallpaper` in the configuration file";
 
-/// Ignores a broken configuration: writing the choice reports it.
+/// The one that is shown when none was chosen yet is Lumivera's own. Ignores a broken
+/// configuration: writing the choice reports it.
 std::string presentWallpaper(const std::string &configuration) {
     try {
-        return ConfigurationFile::read(configuration).choice().bundle.value_or("");
+        return ConfigurationFile::read(configuration)
+            .choice()
+            .bundle.value_or(Places::defaultBundle());
     } catch (const HostError &) {
-        return {};
+        return Places::defaultBundle();
     }
 }
 

@@ -20,7 +20,7 @@ for file in "$library" "$prefix/lib/libLumiveraWallpaperKit.so" \
     "$prefix/share/gnome-shell/extensions/lumivera@lumivera.app/extension.js"; do
     [[ -s $file ]] || { echo "$file is missing"; exit 1; }
 done
-for name in Lumivera Maple; do
+for name in Lumivera Maple Snow; do
     bundle=$prefix/share/lumivera/wallpapers/$name.bundle
     [[ -f $bundle/description.plist ]] || { echo "$bundle has no description"; exit 1; }
     [[ -z $(find "$bundle" ! -type f ! -type d) ]] || { echo "$bundle holds links"; exit 1; }
@@ -29,8 +29,11 @@ done
 ! ldd "$library" | grep 'not found' ||
     { echo "the installed library does not find those behind it"; exit 1; }
 
-(($(find "$prefix/share/lumivera/wallpapers/Gallery.bundle" -type f | wc -l) > 10)) ||
-    { echo "the gallery is not installed"; exit 1; }
+for name in Fireflies Gallery; do
+    bundle=$prefix/share/lumivera/wallpapers/$name.bundle
+    [[ -f $bundle/description.plist && -f $bundle/lib$name.so ]] ||
+        { echo "$bundle is not complete"; exit 1; }
+done
 
 # Loaded from the new place, not from the build folder.
 loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)

@@ -24,8 +24,9 @@ Json listed(const std::vector<std::string> &folders) {
 TEST(List, FindsTheBundlesBesideTheProgram) {
     const ProgramRun run({"list"});
     EXPECT_EQ(run.status(), 0);
-    EXPECT_THAT(run.output(), HasSubstr("Lumivera.bundle"));
-    EXPECT_THAT(run.output(), HasSubstr("Maple.bundle"));
+    for (const char *name : {"Fireflies", "Gallery", "Lumivera", "Maple", "Snow"}) {
+        EXPECT_THAT(run.output(), HasSubstr(name + std::string(".bundle")));
+    }
 }
 
 TEST(List, FindsBundlesInTheUsersDataFolder) {

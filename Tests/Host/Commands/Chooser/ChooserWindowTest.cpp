@@ -22,7 +22,11 @@ namespace fs = std::filesystem;
 
 constexpr CGSize kSize{700, 450};
 
-/// Runs the real program with a home folder of its own, two good bundles and a damaged one.
+/// The bundles that ship, in the chooser's order.
+constexpr NSUInteger kShipped = 5;
+constexpr NSUInteger kMaple = 3;
+
+/// Runs the real program with a home folder of its own, the bundles that ship and a damaged one.
 class ChooserWindow : public ProgramWindowTest {
   protected:
     void SetUp() override {
@@ -115,10 +119,10 @@ class ChooserWindow : public ProgramWindowTest {
 
 TEST_F(ChooserWindow, ShowsThumbnailsNamesAndAMovingPreview) {
     open();
-    const ChooserLayout layout({kSize, 1}, 2);
+    const ChooserLayout layout({kSize, 1}, kShipped);
     EXPECT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
-    for (NSUInteger card = 0; card < 2; ++card) {
-        EXPECT_GT(colorsIn(pixelsIn(pictureOf(layout, card))), 500u);
+    for (NSUInteger card = 0; card < kShipped; ++card) {
+        EXPECT_GT(colorsIn(pixelsIn(pictureOf(layout, card))), 500u) << card;
         CGRect name = pictureOf(layout, card);
         name.origin.y += name.size.height + 6;
         name.size.height = 12;
@@ -164,8 +168,8 @@ TEST_F(ChooserWindow, TellsTheHostThatRuns) {
 
 TEST_F(ChooserWindow, ChoosesTheCardThatIsClickedTwice) {
     open();
-    const ChooserLayout layout({kSize, 1}, 2);
-    const CGRect card = pictureOf(layout, 1);
+    const ChooserLayout layout({kSize, 1}, kShipped);
+    const CGRect card = pictureOf(layout, kMaple);
     click(CGRectGetMidX(card), CGRectGetMidY(card));
     EXPECT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     EXPECT_EQ(configuration(), "");
@@ -187,7 +191,7 @@ TEST_F(ChooserWindow, StaysWhenTheConfigurationCannotBeWritten) {
     ::testing::internal::CaptureStderr();
     open();
     press("Return");
-    const ChooserLayout layout({kSize, 1}, 2);
+    const ChooserLayout layout({kSize, 1}, kShipped);
     EXPECT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     press("Escape");
     EXPECT_EQ(waitForEnd(), 0);
@@ -203,12 +207,12 @@ TEST_F(ChooserWindow, UsesNoBundleWithAProblem) {
     press("End");
     press("Return");
     EXPECT_EQ(waitForEnd(), 0);
-    EXPECT_THAT(configuration(), HasSubstr("Maple.bundle"));
+    EXPECT_THAT(configuration(), HasSubstr("Snow.bundle"));
 }
 
 TEST_F(ChooserWindow, TakesNoTimeOfTheProcessorWhileItIsPaused) {
     open();
-    const ChooserLayout layout({kSize, 1}, 2);
+    const ChooserLayout layout({kSize, 1}, kShipped);
     ASSERT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     press("space");
     EXPECT_TRUE(comesToRest(process()));
