@@ -341,7 +341,7 @@ TEST_P(RenderShipped, RepeatsForASeedAndMovesWithAnother) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, RenderShipped,
-                         ::testing::Values("Fireflies", "Gallery", "Lumivera", "Maple", "Snow"));
+                         ::testing::Values("Fireflies", "Lumivera", "Maple", "Snow"));
 
 TEST(RenderFireflies, ShowsThemGatherWhereTheScriptTaps) {
     const TemporaryFolder folder;
