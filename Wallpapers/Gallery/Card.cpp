@@ -37,7 +37,7 @@ Retained<UIView> part(UIView &view) {
     return part;
 }
 
-/// Operations that draw give one pixel a point.
+/// Operations that draw give one pixel a point, which would lose pixels of a denser picture.
 Retained<UIImage> atOnePixelAPoint(const UIImage &image) {
     return UIImage::imageWithCGImage_scale_orientation(image.bitmap(), 1, UIImageOrientation::Up);
 }
@@ -85,7 +85,7 @@ void Card::setFrame(const CGRect &frame) {
 }
 
 void Card::beginAt(NSTimeInterval time) {
-    _view->setHidden(true);
+    _view->setHidden(time > CACurrentMediaTime());
     _roundStart = time;
     rest();
 }

@@ -24,7 +24,7 @@ class Card {
     /// Lays the card out in a square.
     void setFrame(const CGRect &frame);
 
-    /// Hides the card; its first round begins at that time.
+    /// Its first round begins at that time; the card is hidden until then.
     void beginAt(NSTimeInterval time);
 
     /// Does what is due. Once a frame.

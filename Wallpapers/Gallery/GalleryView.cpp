@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Of the card's place in the grid, on each side.
+/// The share of a square that is free on each side of its card.
 constexpr CGFloat kGap = 0.03;
 
 /// Seconds in which the wave crosses the view.
@@ -143,9 +143,10 @@ void GalleryView::showPage(std::size_t number, CGPoint from) {
     _pages[_page].view->setHidden(false);
     const CGSize size = _laidOutSize;
     const double diagonal = std::max<double>(std::hypot(size.width, size.height), 1);
+    const double wave = isAnimating() ? kWave : 0;
     const NSTimeInterval now = CACurrentMediaTime();
     for (const auto &card : cards()) {
         const double distance = distanceForTwoPoints(from, card->view().center());
-        card->beginAt(now + kWave * distance / diagonal);
+        card->beginAt(now + wave * distance / diagonal);
     }
 }

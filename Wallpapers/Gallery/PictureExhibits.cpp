@@ -1,6 +1,5 @@
 #include "Exhibit.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>

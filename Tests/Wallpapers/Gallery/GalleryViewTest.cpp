@@ -164,6 +164,17 @@ TEST_F(GalleryViewTest, TakesNoTapOutsideItsAreaOrBeforeItsFirstFrame) {
     EXPECT_EQ(firstCaption(), "translate");
 }
 
+TEST_F(GalleryViewTest, ShowsAllCardsAtAnotherSizeAndOnAnotherPageWhilePaused) {
+    begin();
+    _view->pauseAnimating();
+    runForSeconds(1);
+    _view->setFrame({{0, 0}, {320, 480}});
+    EXPECT_EQ(visibleCards(), 12u);
+    _view->tapActionAtViewPoint({10, 10});
+    EXPECT_EQ(firstCaption(), "tint");
+    EXPECT_EQ(visibleCards(), 12u);
+}
+
 TEST_F(GalleryViewTest, RestsWhilePausedAndGoesOn) {
     begin();
     _view->pauseAnimating();
