@@ -31,7 +31,7 @@ Exhibit translateBackAndForth() {
             &card.flower(), card.place(-0.26, 0), 1, 1, false);
     };
     return {.caption = "translate_and_back",
-            .flower = 2,
+            .flower = "flower3",
             .period = 3,
             .restX = -0.26,
             .steps = {{0, there}, {1.75, home}}};
@@ -52,8 +52,11 @@ Exhibit rock() {
         LWUIAnimation::setRockAnimationStartAngle_endAngle_duration_repeatCount(
             &card.flower(), -kAngle, kAngle, kDuration, kCount);
     };
-    return {
-        .caption = "rock", .flower = 1, .period = 4, .restAngle = -kAngle, .steps = {{0, rock}}};
+    return {.caption = "rock",
+            .flower = "flower2",
+            .period = 4,
+            .restAngle = -kAngle,
+            .steps = {{0, rock}}};
 }
 
 Exhibit rotate() {
@@ -62,7 +65,7 @@ Exhibit rotate() {
         LWUIAnimation::setRotationAnimation_angle_duration_repeatCount(
             &card.flower(), card.place(0, 0), 360, kDuration, kCount);
     };
-    return {.caption = "rotate", .flower = 1, .period = 4, .steps = {{0, turn}}};
+    return {.caption = "rotate", .flower = "flower2", .period = 4, .steps = {{0, turn}}};
 }
 
 Exhibit perspective() {
@@ -73,7 +76,7 @@ Exhibit perspective() {
         };
     };
     return {.caption = "perspective",
-            .flower = 2,
+            .flower = "flower3",
             .period = 3,
             .hasTile = true,
             .steps = {{0, tilt(true)}, {1.5, tilt(false)}}};
@@ -118,7 +121,7 @@ Exhibit createTranslation() {
                                     CGPoint{0, -0.2F * card.side()}, 0);
         card.flower().layer()->addAnimation_forKey(animation.get(), kKey);
     };
-    return {.caption = "create_translation", .flower = 2, .period = 3, .steps = {{0, hop}}};
+    return {.caption = "create_translation", .flower = "flower3", .period = 3, .steps = {{0, hop}}};
 }
 
 Exhibit createAlpha() {
@@ -127,7 +130,7 @@ Exhibit createAlpha() {
         const auto animation = made(kAlpha, card.flower(), kCount, true, 1.0, 0.1, 0);
         card.flower().layer()->addAnimation_forKey(animation.get(), kKey);
     };
-    return {.caption = "create_alpha", .flower = 1, .period = 3, .steps = {{0, flicker}}};
+    return {.caption = "create_alpha", .flower = "flower2", .period = 3, .steps = {{0, flicker}}};
 }
 
 Exhibit createRotation() {
@@ -138,7 +141,7 @@ Exhibit createRotation() {
             made(kRotation, card.flower(), kCount, true, 0.0, std::numbers::pi, kDuration);
         card.flower().layer()->addAnimation_forKey(animation.get(), kKey);
     };
-    return {.caption = "create_rotation", .flower = 1, .period = 4, .steps = {{0, turn}}};
+    return {.caption = "create_rotation", .flower = "flower2", .period = 4, .steps = {{0, turn}}};
 }
 
 /// The members run at the same time for one pass of the group, which autoreverses them together.
@@ -173,7 +176,7 @@ Exhibit setAnimation() {
         animation->setToValue(bounds);
         flower.layer()->addAnimation_forKey(animation.get(), kKey);
     };
-    return {.caption = "set_animation", .flower = 2, .period = 3, .steps = {{0, squeeze}}};
+    return {.caption = "set_animation", .flower = "flower3", .period = 3, .steps = {{0, squeeze}}};
 }
 
 } // namespace

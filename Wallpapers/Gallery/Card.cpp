@@ -1,7 +1,6 @@
 #include "Card.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -37,16 +36,9 @@ Retained<UIView> part(UIView &view) {
     return part;
 }
 
-/// Operations that draw give one pixel a point, which would lose pixels of a denser picture.
-Retained<UIImage> atOnePixelAPoint(const UIImage &image) {
-    return UIImage::imageWithCGImage_scale_orientation(image.bitmap(), 1, UIImageOrientation::Up);
-}
-
 Retained<UIImage> pictureOf(const Exhibit &exhibit) {
-    static const std::array names{"lumivera_flower1@3x.png", "lumivera_flower2@3x.png",
-                                  "lumivera_flower3@3x.png"};
-    const auto flower = Lumivera::picture(names.at(exhibit.flower));
-    return flower && exhibit.picture ? exhibit.picture(atOnePixelAPoint(*flower)) : flower;
+    const auto flower = Lumivera::picture(exhibit.flower + ".png");
+    return flower && exhibit.picture ? exhibit.picture(flower) : flower;
 }
 
 /// The largest size with the picture's proportions that fits into a square; none without a picture.
@@ -57,6 +49,17 @@ CGSize sizeWithin(CGFloat side, const Retained<UIImage> &picture) {
     const CGSize size = picture->size();
     const CGFloat longer = std::max(size.width, size.height);
     return {side * size.width / longer, side * size.height / longer};
+}
+
+/// Sets the layer to the values that it shows now.
+void keepWhatIsShown(CALayer &layer) {
+    const LayerValues shown = layer.presentationAt(CACurrentMediaTime());
+    layer.removeAllAnimations();
+    layer.setPosition(shown.position);
+    layer.setBounds(shown.bounds);
+    layer.setOpacity(shown.opacity);
+    layer.setTransform(shown.transform);
+    layer.setSublayerTransform(shown.sublayerTransform);
 }
 
 } // namespace
@@ -90,7 +93,8 @@ void Card::beginAt(NSTimeInterval time) {
     rest();
 }
 
-/// A pause may be longer than a round. Rounds then go on in step with those of the other cards.
+/// Frames may fail for longer than a round. Rounds then go on in step with those of the other
+/// cards.
 void Card::play(NSTimeInterval now) {
     const NSTimeInterval since = now - _roundStart + kTolerance;
     if (since < 0) {
@@ -106,6 +110,11 @@ void Card::play(NSTimeInterval now) {
     if (_nextStep < steps.size() && since >= steps[_nextStep].time + kFrameSeconds) {
         steps[_nextStep++].act(*this);
     }
+}
+
+void Card::hold() {
+    keepWhatIsShown(*_stage->layer());
+    keepWhatIsShown(*_flower->layer());
 }
 
 void Card::rest() {

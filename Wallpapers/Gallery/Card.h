@@ -30,6 +30,9 @@ class Card {
     /// Does what is due. Once a frame.
     void play(NSTimeInterval now);
 
+    /// Freezes what is shown, until the card begins again.
+    void hold();
+
   private:
     void rest();
 

@@ -19,8 +19,8 @@ struct Exhibit {
     /// The name of the caption's picture, without ".png".
     std::string caption;
 
-    /// The number of the flower, from 0 to 2.
-    std::size_t flower = 0;
+    /// The name of the flower's picture, without ".png".
+    std::string flower = "flower1";
 
     /// Seconds from one round to the next; divides kFilmSeconds. A round ends in the state in which
     /// it began.

@@ -86,10 +86,26 @@ void GalleryView::doAnimating() {
         addPage(pictureExhibits());
         layOut();
     }
+    if (!isAnimating()) {
+        return; // this frame was due already when the pause began
+    }
     const NSTimeInterval now = CACurrentMediaTime();
     for (const auto &card : cards()) {
         card->play(now);
     }
+}
+
+/// Animations that run would go on.
+void GalleryView::pauseAnimating() {
+    DeskTopView::pauseAnimating();
+    for (const auto &card : cards()) {
+        card->hold();
+    }
+}
+
+void GalleryView::resumeAnimating() {
+    beginCards();
+    DeskTopView::resumeAnimating();
 }
 
 void GalleryView::setFrame(const CGRect &frame) {
@@ -131,6 +147,10 @@ void GalleryView::layOut() {
             page.cards[i]->setFrame(grid.square(i));
         }
     }
+    beginCards();
+}
+
+void GalleryView::beginCards() {
     const NSTimeInterval now = CACurrentMediaTime();
     for (const auto &card : cards()) {
         card->beginAt(now);

@@ -10,6 +10,8 @@ class GalleryView : public DeskTopView {
   public:
     void initResource() override;
     void doAnimating() override;
+    void pauseAnimating() override;
+    void resumeAnimating() override;
     void setFrame(const CGRect &frame) override;
     void tapActionAtViewPoint(CGPoint point) override;
 
@@ -30,6 +32,7 @@ class GalleryView : public DeskTopView {
 
     void addPage(const std::vector<Exhibit> &exhibits);
     void layOut();
+    void beginCards();
     void showPage(std::size_t number, CGPoint from);
 
     const Retained<SoundPlay> _player;

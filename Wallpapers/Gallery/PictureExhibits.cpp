@@ -78,7 +78,7 @@ Picture scrambledFile(const Picture &) {
 
 /// Packs keep pictures in this form; the last byte says that the others are transformed.
 Picture scrambledBytes(const Picture &) {
-    std::ifstream file(pathOf("lumivera_flower2@3x.png"), std::ios::binary);
+    std::ifstream file(pathOf("flower2.png"), std::ios::binary);
     const DataEncrypt::Bytes bytes{std::istreambuf_iterator(file), {}};
     const auto stored = DataEncrypt::encryptionDataWithData_encrypt(bytes, true);
     return SpriteExtend::imageWithData_dencrypt(std::span(stored).first(stored.size() - 1), true);
@@ -103,14 +103,14 @@ Picture icon(const Picture &flower) {
 const std::vector<Exhibit> &pictureExhibits() {
     static const std::vector<Exhibit> exhibits{
         {.caption = "tint", .picture = tint},
-        {.caption = "overlay", .flower = 1, .picture = overlay},
-        {.caption = "mask", .flower = 2, .picture = mask},
+        {.caption = "overlay", .flower = "flower2", .picture = overlay},
+        {.caption = "mask", .flower = "flower3", .picture = mask},
         {.caption = "clip", .picture = clip},
-        {.caption = "grey", .flower = 2, .picture = grey},
-        {.caption = "grey_clear", .flower = 2, .picture = greyWhereClear},
-        {.caption = "combine", .flower = 1, .picture = combine},
-        {.caption = "round", .flower = 2, .picture = roundCorners},
-        {.caption = "pixels", .flower = 1, .picture = mirror},
+        {.caption = "grey", .flower = "flower3", .picture = grey},
+        {.caption = "grey_clear", .flower = "flower3", .picture = greyWhereClear},
+        {.caption = "combine", .flower = "flower2", .picture = combine},
+        {.caption = "round", .flower = "flower3", .picture = roundCorners},
+        {.caption = "pixels", .flower = "flower2", .picture = mirror},
         {.caption = "scrambled_file", .picture = scrambledFile},
         {.caption = "scrambled_bytes", .picture = scrambledBytes},
         {.caption = "icon", .picture = icon},
