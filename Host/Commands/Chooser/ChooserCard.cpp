@@ -1,9 +1,9 @@
 #include "Host/Commands/Chooser/ChooserCard.h"
 
 #include "Host/Commands/Chooser/ChooserLayout.h"
+#include "Host/Commands/Chooser/PanelCanvas.h"
 #include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Chooser/Thumbnail.h"
-#include "Host/Commands/Chooser/PanelCanvas.h"
 #include "Platform/Foundation/NSString.h"
 
 #include <algorithm>

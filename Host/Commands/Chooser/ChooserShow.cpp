@@ -1,8 +1,8 @@
 #include "Host/Commands/Chooser/ChooserShow.h"
 
 #include "Host/Commands/Chooser/ChooserLayout.h"
-#include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Chooser/PanelCanvas.h"
+#include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Rules/BundleRules.h"

@@ -81,7 +81,7 @@ PanelCanvas::PanelCanvas(CGSize size, CGFloat density) {
 PanelCanvas::~PanelCanvas() = default;
 
 void PanelCanvas::fillPanel(const CGRect &area, CGFloat radius, const CGColor &top,
-                              const CGColor &bottom) {
+                            const CGColor &bottom) {
     if (!_drawing) {
         return;
     }
@@ -96,7 +96,7 @@ void PanelCanvas::fillPanel(const CGRect &area, CGFloat radius, const CGColor &t
 }
 
 void PanelCanvas::strokePanel(const CGRect &area, CGFloat radius, CGFloat lineWidth,
-                                const CGColor &color) {
+                              const CGColor &color) {
     if (!_drawing) {
         return;
     }
@@ -109,8 +109,6 @@ void PanelCanvas::strokePanel(const CGRect &area, CGFloat radius, CGFloat lineWi
     cairo_stroke(_drawing->context());
 }
 
-Retained<CGImage> PanelCanvas::picture() const {
-    return _drawing ? _drawing->picture() : nullptr;
-}
+Retained<CGImage> PanelCanvas::picture() const { return _drawing ? _drawing->picture() : nullptr; }
 
 } // namespace Lumivera
