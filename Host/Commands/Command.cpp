@@ -52,7 +52,7 @@ Commands allCommands() {
          {makeRunCommand, makeDesktopCommand, makeChooseCommand, makeCtlCommand, makeDoctorCommand,
           makeRenderCommand, makeListCommand, makeCheckCommand, makeNewCommand, makeBundleCommand,
           makeInstallCommand, makeUninstallCommand, makePackCommand, makeImageCommand,
-          makeGalleryCommand, makeAutostartCommand, makeCompletionsCommand}) {
+          makeAutostartCommand, makeCompletionsCommand}) {
         commands.push_back(make());
     }
     return commands;

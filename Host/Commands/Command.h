@@ -54,7 +54,6 @@ std::unique_ptr<Command> makeInstallCommand();
 std::unique_ptr<Command> makeUninstallCommand();
 std::unique_ptr<Command> makePackCommand();
 std::unique_ptr<Command> makeImageCommand();
-std::unique_ptr<Command> makeGalleryCommand();
 std::unique_ptr<Command> makeAutostartCommand();
 std::unique_ptr<Command> makeCompletionsCommand();
 

@@ -19,7 +19,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char *kWallpapers = "lumivera/wallpapers";
-constexpr const char *kSounds = "lumivera/sounds";
 constexpr const char *kTemplate = "lumivera/template";
 constexpr const char *kDefaultName = "Lumivera.bundle";
 constexpr const char *kSystemDataFolders = "/usr/local/share:/usr/share";
@@ -165,10 +164,6 @@ void checkNameIsNotOfFolderHere(const std::string &argument) {
         throw HostError(argument, "no bundle of that name is installed",
                         "write ./" + argument + " for the folder of that name here");
     }
-}
-
-std::string soundPath(const std::string &name) {
-    return (ownDataFolder() / kSounds / name).lexically_normal().string();
 }
 
 std::string prefix() {

@@ -46,9 +46,6 @@ std::string requireBundle(const std::string &argument);
 /// folder of that name.
 void checkNameIsNotOfFolderHere(const std::string &argument);
 
-/// The path of a sound that comes with the program, even when it is not installed.
-std::string soundPath(const std::string &name);
-
 /// The folder below which this program is installed, or was built.
 std::string prefix();
 

@@ -10,7 +10,7 @@ library=$prefix/lib/libLumiveraLiveWallpaper.dylib
 for file in "$library" "$prefix/lib/libLumiveraWallpaperKit.so" \
     "$prefix/lib/libLumiveraPlatform.so" "$prefix/bin/lumivera" \
     "$prefix/include/lumivera/Lumivera/Wallpaper.h" \
-    "$prefix/share/lumivera/sounds/chime.wav" "$prefix/share/man/man1/lumivera.1" \
+    "$prefix/share/man/man1/lumivera.1" \
     "$prefix/share/applications/lumivera.desktop" "$prefix/lib/systemd/user/lumivera.service" \
     "$prefix/share/applications/lumivera-install.desktop" "$prefix/share/mime/packages/lumivera.xml" \
     "$prefix/share/icons/hicolor/scalable/apps/lumivera.svg" \
@@ -29,9 +29,11 @@ done
 ! ldd "$library" | grep 'not found' ||
     { echo "the installed library does not find those behind it"; exit 1; }
 
-fireflies=$prefix/share/lumivera/wallpapers/Fireflies.bundle
-[[ -f $fireflies/description.plist && -f $fireflies/libFireflies.so ]] ||
-    { echo "$fireflies is not complete"; exit 1; }
+for name in Fireflies Gallery; do
+    bundle=$prefix/share/lumivera/wallpapers/$name.bundle
+    [[ -f $bundle/description.plist && -f $bundle/lib$name.so ]] ||
+        { echo "$bundle is not complete"; exit 1; }
+done
 
 # Loaded from the new place, not from the build folder.
 loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)

@@ -126,6 +126,17 @@ expect_wallpaper one/Rain.bundle/libRain.so
 "$lumivera" render ./one/Rain.bundle -o one.png --frames 20 --seed 1 --size 160x240
 cmp rain.png one.png
 
+# A wallpaper that ships with code of its own needs nothing else, either.
+cmake -S "$source/Wallpapers/Gallery" -B gallery -D CMAKE_PREFIX_PATH="$prefix" >build.log 2>&1 &&
+    cmake --build gallery >>build.log 2>&1 || { cat build.log; fail "the gallery cannot be built"; }
+! grep -rlE "$source/(Animation|Platform|Lumivera|Host)/" gallery --include='*.d' ||
+    fail "the gallery is made of our sources"
+gallery=gallery/share/lumivera/wallpapers/Gallery.bundle
+expect_wallpaper $gallery/libGallery.so
+"$lumivera" render ./$gallery -o built.png --frames 20 --size 160x240
+"$lumivera" render Gallery -o shipped.png --frames 20 --size 160x240
+cmp built.png shipped.png
+
 # Mistakes in a CMake file are named.
 expect_mistake() { # WORDS ARGUMENTS
     printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(Bad LANGUAGES CXX)' \

@@ -1,9 +1,9 @@
 #include "Host/Commands/Chooser/ChooserCard.h"
 
 #include "Host/Commands/Chooser/ChooserLayout.h"
+#include "Host/Commands/Chooser/PanelCanvas.h"
 #include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Chooser/Thumbnail.h"
-#include "Host/Commands/Gallery/GalleryCanvas.h"
 #include "Platform/Foundation/NSString.h"
 
 #include <algorithm>
@@ -94,7 +94,7 @@ void ChooserCard::setSelected(bool isSelected) {
 
 void ChooserCard::drawPlaceholder() {
     const CGRect whole = _picture->bounds();
-    GalleryCanvas canvas(whole.size, _density);
+    PanelCanvas canvas(whole.size, _density);
     canvas.fillPanel(whole, kCardCorner * _unit, kPanelTop, kPanelBottom);
     canvas.strokePanel(whole, kCardCorner * _unit, 1 / _density, kPanelEdge);
     _picture->layer()->setContents(canvas.picture());
@@ -110,7 +110,7 @@ void ChooserCard::drawRing() {
     const CGFloat out = (kRingGap + kRingWidth) * _unit;
     const CGSize size = pictureSize();
     const CGRect whole{{0, 0}, {size.width + 2 * out, size.height + 2 * out}};
-    GalleryCanvas canvas(whole.size, _density);
+    PanelCanvas canvas(whole.size, _density);
     canvas.strokePanel(whole, kCardCorner * _unit + out, kRingWidth * _unit, kAccent);
     _ring->setFrame({{-out, -out}, whole.size});
     _ring->layer()->setContents(canvas.picture());

@@ -1,8 +1,8 @@
 #include "Host/Commands/Chooser/ChooserPreview.h"
 
 #include "Host/Commands/Chooser/ChooserLayout.h"
+#include "Host/Commands/Chooser/PanelCanvas.h"
 #include "Host/Commands/Chooser/TextPicture.h"
-#include "Host/Commands/Gallery/GalleryCanvas.h"
 #include "Host/Support/HostError.h"
 
 #include <algorithm>
@@ -130,7 +130,7 @@ void ChooserPreview::write() {
 /// Draws the panel that stands in for a missing picture.
 void ChooserPreview::drawPanel() {
     const CGRect whole = _view->bounds();
-    GalleryCanvas canvas(whole.size, _density);
+    PanelCanvas canvas(whole.size, _density);
     canvas.fillPanel(whole, kPreviewCorner * _unit, kPanelTop, kPanelBottom);
     canvas.strokePanel(whole, kPreviewCorner * _unit, 1 / _density, kPanelEdge);
     _view->layer()->setContents(canvas.picture());

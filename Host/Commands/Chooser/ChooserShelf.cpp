@@ -1,7 +1,7 @@
 #include "Host/Commands/Chooser/ChooserShelf.h"
 
 #include "Host/Commands/Chooser/ChooserLayout.h"
-#include "Host/Commands/Gallery/GalleryCanvas.h"
+#include "Host/Commands/Chooser/PanelCanvas.h"
 
 #include <algorithm>
 #include <cmath>
@@ -90,7 +90,7 @@ void ChooserShelf::placeBar() {
     const CGRect down{{shelf.width - width, start}, {width, length}};
     const CGRect frame = _layout->isRow() ? across : down;
     if (frame.size != _bar->bounds().size || !_bar->layer()->contents()) {
-        GalleryCanvas canvas(frame.size, _density);
+        PanelCanvas canvas(frame.size, _density);
         canvas.fillPanel({{0, 0}, frame.size}, width / 2, ChooserStyle::kMark, ChooserStyle::kMark);
         _bar->layer()->setContents(canvas.picture());
     }

@@ -1,8 +1,8 @@
 #include "Host/Commands/Chooser/ChooserShow.h"
 
 #include "Host/Commands/Chooser/ChooserLayout.h"
+#include "Host/Commands/Chooser/PanelCanvas.h"
 #include "Host/Commands/Chooser/TextPicture.h"
-#include "Host/Commands/Gallery/GalleryCanvas.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Rules/BundleRules.h"
@@ -153,7 +153,7 @@ void ChooserShow::write(UIView &view, const std::string &text, CGFloat size, con
 void ChooserShow::drawButton() {
     const CGRect whole = _button->bounds();
     const CGFloat density = pictureSize().density;
-    GalleryCanvas canvas(whole.size, density);
+    PanelCanvas canvas(whole.size, density);
     canvas.fillPanel(whole, std::min(whole.size.height, whole.size.width) / 2, kAccent, kAccent);
     _button->layer()->setContents(canvas.picture());
     const TextPicture::Style style{kUsualText * _layout->unit(), kOnAccent, true, true};

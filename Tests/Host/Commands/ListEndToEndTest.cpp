@@ -24,7 +24,7 @@ Json listed(const std::vector<std::string> &folders) {
 TEST(List, FindsTheBundlesBesideTheProgram) {
     const ProgramRun run({"list"});
     EXPECT_EQ(run.status(), 0);
-    for (const char *name : {"Fireflies", "Lumivera", "Maple", "Snow"}) {
+    for (const char *name : {"Fireflies", "Gallery", "Lumivera", "Maple", "Snow"}) {
         EXPECT_THAT(run.output(), HasSubstr(name + std::string(".bundle")));
     }
 }

@@ -1,0 +1,3 @@
+#include "GalleryView.h"
+
+LUMIVERA_WALLPAPER(GalleryView, "Gallery", "1.0");
