@@ -222,6 +222,11 @@ TEST_P(RealDesktopTest, ShowsPetalsOnTwoMonitors) {
             return before.shareKept(now, icon, RealDesktop::kColour) > 0.6;
         });
     })) << "icons are hidden";
+    for (const ScreenRect &monitor : monitors()) {
+        EXPECT_TRUE(eventually(
+            [&] { return before.sharedWith(screen().picture(), monitor) < 0.3; }, patience()))
+            << "the own background stays on the monitor at " << monitor.x;
+    }
     photograph("running");
     ASSERT_TRUE(quitWallpaper());
     desktop().server().showOneMonitor();
