@@ -193,6 +193,7 @@ bool RenderingProcess::takeFrame() {
 
 /// Only while a frame is waited for, so that the process has the buffers that it needs.
 void RenderingProcess::check() {
+    _process.takePrinted();
     const double seconds = _process.cpuTime();
     _idleChecks = seconds - _lastSeconds < kNothing ? _idleChecks + 1 : 0;
     _lastSeconds = seconds;
