@@ -34,8 +34,7 @@ void checkRoundTrip(const CGImage &image) {
     require(std::equal(image.pixels(), end, again->pixels()));
 }
 
-void check(std::span<const std::uint8_t> file) {
-    const auto image = CGImageCreateWithData(file);
+void check(const Retained<CGImage> &image) {
     if (!image) {
         return;
     }
@@ -50,6 +49,11 @@ void check(std::span<const std::uint8_t> file) {
     if (count <= kMaxPixelsToEncode) {
         checkRoundTrip(*image);
     }
+}
+
+void check(std::span<const std::uint8_t> file) {
+    check(CGImageCreateWithData(file));
+    check(CGImageCreateReducedWithData(file, 8, 8));
 }
 
 std::uint32_t checksum(std::span<const std::uint8_t> bytes) {

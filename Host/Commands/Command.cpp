@@ -50,9 +50,9 @@ Commands allCommands() {
     Commands commands;
     for (const auto make :
          {makeRunCommand, makeDesktopCommand, makeChooseCommand, makeCtlCommand, makeDoctorCommand,
-          makeRenderCommand, makeListCommand, makeNewCommand, makeBundleCommand, makeInstallCommand,
-          makeUninstallCommand, makePackCommand, makeImageCommand, makeGalleryCommand,
-          makeAutostartCommand, makeCompletionsCommand}) {
+          makeRenderCommand, makeListCommand, makeCheckCommand, makeNewCommand, makeBundleCommand,
+          makeInstallCommand, makeUninstallCommand, makePackCommand, makeImageCommand,
+          makeGalleryCommand, makeAutostartCommand, makeCompletionsCommand}) {
         commands.push_back(make());
     }
     return commands;

@@ -47,6 +47,7 @@ std::unique_ptr<Command> makeCtlCommand();
 std::unique_ptr<Command> makeDoctorCommand();
 std::unique_ptr<Command> makeRenderCommand();
 std::unique_ptr<Command> makeListCommand();
+std::unique_ptr<Command> makeCheckCommand();
 std::unique_ptr<Command> makeNewCommand();
 std::unique_ptr<Command> makeBundleCommand();
 std::unique_ptr<Command> makeInstallCommand();

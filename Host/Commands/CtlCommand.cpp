@@ -1,10 +1,10 @@
 #include "Host/Commands/Command.h"
 
+#include "Host/Commands/Making/PhotoBundle.h"
 #include "Host/Desktop/Control/ControlClient.h"
 #include "Host/Desktop/Control/ControlRequest.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
-#include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -42,7 +42,7 @@ std::string absolutePath(const std::string &path) {
 
 /// The absolute path of a bundle, because the host runs in another folder.
 std::string bundlePath(const std::string &argument) {
-    const std::string found = Places::requireBundle(argument);
+    const std::string found = PhotoBundle::requireBundle(argument);
     std::error_code error;
     if (!fs::is_directory(found, error)) {
         throw HostError(argument, "there is no such bundle",
@@ -206,7 +206,8 @@ void CtlCommand::declare(CLI::App &parent) {
         .add_option("X", _x, "Points to the right")
         ->required();
     declareAction("wallpaper", "Shows another wallpaper.")
-        .add_option("BUNDLE", _bundle, "The bundle's folder, or the name of an installed one")
+        .add_option("BUNDLE", _bundle,
+                    "The bundle's folder, the name of an installed one, or a photo")
         ->required();
     declareAction("screenshot", "Saves what one output shows.")
         .add_option("FILE", _file, "The PNG file to write")

@@ -1,4 +1,5 @@
 #include "Host/Commands/Command.h"
+#include "Host/Commands/Making/PhotoBundle.h"
 #include "Host/Commands/SettingsOptions.h"
 
 #include "Host/Desktop/Backgrounds/DesktopBackgrounds.h"
@@ -106,7 +107,8 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, const ViewOptions &options) {
 /// Where petals fall over a program's icons, that program shows their background.
 void showBackgroundsBy(DesktopBackgrounds &backgrounds, DesktopHost::Options &options) {
     options.showBackground = [&](const DesktopSurface &surface, const SharedBuffers &picture) {
-        backgrounds.show(surface.layer().program, surface.outputName(), surface.outputArea(),
+        const SurfaceLayer layer = surface.layer();
+        backgrounds.show(layer.program, layer.window, surface.outputName(), surface.outputArea(),
                          picture);
     };
     options.hideBackground = [&](const std::string &output) { backgrounds.remove(output); };
@@ -205,10 +207,13 @@ class DesktopCommand final : public Command {
     std::optional<bool> switchNamed(const std::string &name) const;
     DesktopHost::Options hostOptions() const;
     DesktopOptions desktopOptions(const Configuration &configuration) const;
-    void readOutputs(DesktopHost::Options &options) const;
+    void readBundles();
 
     std::string _bundle;
     std::vector<std::string> _outputs;
+
+    /// The output and the bundle of each --output.
+    std::vector<std::pair<std::string, std::string>> _outputBundles;
     ValueOptions _values;
     std::string _display = "auto";
     std::string _configuration;
@@ -225,7 +230,7 @@ void DesktopCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("desktop", kHelp);
     _app->footer(kMore);
     _app->add_option("BUNDLE", _bundle,
-                     "The bundle's folder, or the name of an installed one [Lumivera]");
+                     "The bundle's folder, the name of an installed one, or a photo [Lumivera]");
     _app->add_option("--output", _outputs, "Another bundle for one output; may be given again")
         ->type_name("NAME=BUNDLE")
         ->allow_extra_args(false);
@@ -287,6 +292,7 @@ std::optional<bool> DesktopCommand::switchNamed(const std::string &name) const {
 }
 
 void DesktopCommand::run() {
+    readBundles();
     const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
     DescriptorWaiter waiter;
     ConfigurationFile file(waiter, _configuration.empty() ? ConfigurationFile::standardPath()
@@ -340,10 +346,11 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
     DesktopHost::Options options;
     options.choice = {_values.values(), {}};
     if (!_bundle.empty()) {
-        Places::checkNameIsNotOfFolderHere(_bundle);
         options.choice.bundle = _bundle;
     }
-    readOutputs(options);
+    for (const auto &[output, bundle] : _outputBundles) {
+        options.outputChoices[output].bundle = bundle;
+    }
     options.layer = _layer;
     options.trial = _trial;
     options.aboutLayer = sayWhatHappensToIcons;
@@ -359,16 +366,20 @@ DesktopHost::Options DesktopCommand::hostOptions() const {
     return options;
 }
 
-void DesktopCommand::readOutputs(DesktopHost::Options &options) const {
+/// Checks the bundles' names, and makes bundles of photos.
+void DesktopCommand::readBundles() {
+    const auto read = [](const std::string &argument) {
+        Places::checkNameIsNotOfFolderHere(argument);
+        return PhotoBundle::pathFor(argument).value_or(argument);
+    };
+    _bundle = _bundle.empty() ? "" : read(_bundle);
     for (const std::string &output : _outputs) {
         const std::size_t equals = output.find('=');
         if (equals == 0 || equals == std::string::npos || equals + 1 == output.size()) {
             throw UsageError("--output", "\"" + output + "\" is not NAME=BUNDLE",
                              "`lumivera doctor` lists the outputs' names");
         }
-        const std::string bundle = output.substr(equals + 1);
-        Places::checkNameIsNotOfFolderHere(bundle);
-        options.outputChoices[output.substr(0, equals)].bundle = bundle;
+        _outputBundles.emplace_back(output.substr(0, equals), read(output.substr(equals + 1)));
     }
 }
 

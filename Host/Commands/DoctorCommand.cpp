@@ -10,6 +10,7 @@
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
+#include "Host/Wallpapers/Rules/BundleRules.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 
 #include <CLI/CLI.hpp>
@@ -263,6 +264,11 @@ Finding examine(const BundleListing &listing) {
         checkLibraryTrust(listing);
     } catch (const HostError &problem) {
         return {listing.name, Level::Bad, problem.what(), ""};
+    }
+    const Remarks mistakes = cheapMistakes(listing.path);
+    if (!mistakes.empty()) {
+        return {listing.name, Level::Lacking, listing.path + ": " + mistakes[0].line(),
+                "`lumivera check` tells more; ask the wallpaper's maker"};
     }
     return {listing.name, Level::Good, listing.path, ""};
 }

@@ -3,6 +3,7 @@
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
 #include "Host/Wallpapers/Places.h"
+#include "Host/Wallpapers/Rules/BundleRules.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 
 #include <CLI/CLI.hpp>
@@ -27,6 +28,11 @@ nlohmann::json numberJson(const std::optional<std::int32_t> &number) {
     return number ? nlohmann::json(*number) : nlohmann::json();
 }
 
+/// Of a bundle that can be shown all the same.
+Remarks mistakesIn(const BundleListing &listing) {
+    return listing.problem.empty() ? cheapMistakes(listing.path) : Remarks();
+}
+
 std::string table(const std::vector<BundleListing> &listings) {
     if (listings.empty()) {
         return "No wallpapers found.\n";
@@ -34,7 +40,9 @@ std::string table(const std::vector<BundleListing> &listings) {
     std::vector<std::vector<std::string>> rows{
         {"NAME", "AUTHOR", "LICENCE", "PETALS", "SPEED", "PATH"}};
     for (const BundleListing &listing : listings) {
-        const std::string problem = listing.problem.empty() ? "" : "  (" + listing.problem + ")";
+        const std::string words =
+            listing.problem.empty() ? textOf(mistakesIn(listing)) : listing.problem;
+        const std::string problem = words.empty() ? "" : "  (" + words + ")";
         rows.push_back({listing.name, textOrDash(listing.author), textOrDash(listing.license),
                         numberText(listing.petals), numberText(listing.speed),
                         listing.path + problem});
@@ -55,6 +63,10 @@ std::string json(const std::vector<BundleListing> &listings) {
         entry["speed"] = numberJson(listing.speed);
         entry["problem"] =
             listing.problem.empty() ? nlohmann::json() : nlohmann::json(listing.problem);
+        entry["mistakes"] = nlohmann::ordered_json::array();
+        for (const Remark &mistake : mistakesIn(listing)) {
+            entry["mistakes"].push_back(mistake.line());
+        }
         array.push_back(entry);
     }
     return safeJson(array.dump(2, ' ', false, nlohmann::json::error_handler_t::replace)) + "\n";

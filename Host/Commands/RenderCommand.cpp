@@ -1,5 +1,6 @@
 #include "Host/Commands/Command.h"
 
+#include "Host/Commands/Making/PhotoBundle.h"
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Desktop/Isolation/RenderingProcess.h"
 #include "Host/Playing/TraceWriter.h"
@@ -7,7 +8,6 @@
 #include "Host/Rendering/RenderingSession.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
-#include "Host/Wallpapers/Places.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -61,7 +61,8 @@ class RenderCommand final : public Command {
 void RenderCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("render", kHelp);
     _app->footer(kMore);
-    _app->add_option("BUNDLE", _bundle, "The bundle's folder, or the name of an installed one")
+    _app->add_option("BUNDLE", _bundle,
+                     "The bundle's folder, the name of an installed one, or a photo")
         ->required();
     _app->add_option("-o,--output", _output, "The picture or film to write")->type_name("OUT");
     _settings.declare(*_app, {});
@@ -97,7 +98,7 @@ void RenderCommand::renderApart() {
     RenderingSession::Options options = sessionOptions();
     const RenderingRun run(subject());
     RenderingProcess::Start start;
-    start.bundle = Places::requireBundle(_bundle);
+    start.bundle = PhotoBundle::requireBundle(_bundle);
     start.isTrusted = _protection.trust() == BundleFolder::Trust::Anybody;
     start.protectionRefused = ConfinedProcess::printsRefusedProtections(printError);
     start.says = ConfinedProcess::printsAbout(start.bundle, printError);
@@ -125,7 +126,7 @@ void RenderCommand::renderApart() {
 void RenderCommand::renderHere() {
     const RenderingSession::Options options = sessionOptions();
     const RenderingRun run(subject());
-    RenderingSession session(BundleFolder(Places::requireBundle(_bundle), _protection.trust()),
+    RenderingSession session(BundleFolder(PhotoBundle::requireBundle(_bundle), _protection.trust()),
                              options);
     write(run, options.settings, [&](NSUInteger frame, FrameSink *sink, TraceWriter *trace) {
         if (frame > 0) {

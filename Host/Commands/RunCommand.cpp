@@ -1,6 +1,7 @@
 #include "Host/Commands/Command.h"
 
 #include "Host/Commands/Chooser/TextPicture.h"
+#include "Host/Commands/Making/PhotoBundle.h"
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Desktop/Isolation/RemoteShow.h"
 #include "Host/Desktop/Isolation/ViewProcess.h"
@@ -105,7 +106,7 @@ void RunCommand::declare(CLI::App &parent) {
     _app = parent.add_subcommand("run", kHelp);
     _app->footer(kMore);
     _app->add_option("BUNDLE", _bundle,
-                     "The bundle's folder, or the name of an installed one [Lumivera]");
+                     "The bundle's folder, the name of an installed one, or a photo [Lumivera]");
     WallpaperSettings defaults;
     defaults.size = {480, 720};
     _settings.declare(*_app, defaults);
@@ -126,7 +127,7 @@ void RunCommand::declare(CLI::App &parent) {
 void RunCommand::run() {
     _shown = _settings.settings();
     _shown.seed = _seed.value_or(newSeed());
-    _path = _bundle.empty() ? Places::defaultBundle() : Places::requireBundle(_bundle);
+    _path = _bundle.empty() ? Places::defaultBundle() : PhotoBundle::requireBundle(_bundle);
     const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
     if (_protection.isUnprotected()) {
         showHere(WallpaperBundle(BundleFolder(_path, _protection.trust())));
@@ -204,8 +205,10 @@ void RunCommand::showHere(const WallpaperBundle &bundle) {
             _trace->writeFrame(time, view);
         };
     }
-    WallpaperShow here(*window, bundle, options);
-    show(here);
+    {
+        WallpaperShow here(*window, bundle, options);
+        show(here);
+    }
     letThreadsEnd();
 }
 

@@ -22,16 +22,17 @@ BackgroundPicture::BackgroundPicture(ViewMaker makeView, Listener &listener)
     : _makeView(std::move(makeView)), _listener(listener), _begin([this] { begin(); }),
       _finish([this] { finish(); }) {}
 
-void BackgroundPicture::draw(const Subject &subject) {
+bool BackgroundPicture::draw(const Subject &subject) {
     const Subject wanted{subject.bundle, subject.geometry, subject.part,
                          valuesThatCount(subject.values)};
     if (_isAskedFor && _subject == wanted) {
-        return;
+        return _picture && !_begin.isPending() && !_view;
     }
     end();
     _isAskedFor = true;
     _subject = wanted;
     _begin.callAfter(kSettlingTime);
+    return false;
 }
 
 void BackgroundPicture::begin() {

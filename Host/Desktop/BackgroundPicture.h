@@ -51,8 +51,8 @@ class BackgroundPicture final : private RemoteView::Listener {
 
     /// Asks for the picture of a subject, instead of one that is still being drawn. Does nothing
     /// when that was asked for last, even if it has failed. Waits a little before it begins,
-    /// because a slider asks for many pictures in a row.
-    void draw(const Subject &subject);
+    /// because a slider asks for many pictures in a row. True when picture() is that one already.
+    bool draw(const Subject &subject);
 
     /// Makes the next draw() draw, because the bundle may have changed.
     void expire() { _isAskedFor = false; }

@@ -198,7 +198,7 @@ void OutputShow::surfaceGeometryChanged() {
         begin();
     } else if (wanted->geometry != _surface.geometry()) {
         _begin.callAfter(kSettlingTime);
-    } else if (_background.picture() && _surface.outputArea() != _backgroundArea) {
+    } else if (_background.picture() && !isBackgroundTold()) {
         tellBackground();
     }
 }
@@ -421,9 +421,13 @@ void OutputShow::withholdOpaquePicture() {
 
 void OutputShow::updateBackground() {
     if (_shown && _shown->geometry.isTransparent) {
-        _background.draw({_shown->bundle, _shown->geometry,
-                          _shown->isWithheld ? WallpaperPart::Whole : WallpaperPart::Background,
-                          _shown->values});
+        const bool isDrawn =
+            _background.draw({_shown->bundle, _shown->geometry,
+                              _shown->isWithheld ? WallpaperPart::Whole : WallpaperPart::Background,
+                              _shown->values});
+        if (isDrawn && !isBackgroundTold()) {
+            tellBackground();
+        }
     } else if (_shown) {
         const bool wasThere = _background.picture() != nullptr;
         _background.clear();
@@ -439,8 +443,13 @@ void OutputShow::backgroundDrawn() {
     tellBackground();
 }
 
+bool OutputShow::isBackgroundTold() const {
+    return _backgroundArea == _surface.outputArea() && _backgroundWindow == _surface.layer().window;
+}
+
 void OutputShow::tellBackground() {
     _backgroundArea = _surface.outputArea();
+    _backgroundWindow = _surface.layer().window;
     _listener.outputBackgroundDrawn(_surface, *_background.picture());
 }
 

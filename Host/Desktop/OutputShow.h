@@ -152,6 +152,7 @@ class OutputShow final : private DesktopSurface::Listener,
     void present(unsigned index, const std::vector<DeviceRect> &damage);
     void withholdOpaquePicture();
     void updateBackground();
+    bool isBackgroundTold() const;
     void tellBackground();
     std::size_t standInIndex() const;
     std::string standInBundle() const;
@@ -196,6 +197,7 @@ class OutputShow final : private DesktopSurface::Listener,
 
     /// Where the output was when its background was told last.
     DeviceRect _backgroundArea;
+    std::uint32_t _backgroundWindow = 0;
 
     /// True while the first picture waits for the surface to ask for it.
     bool _isFirstPictureReady = false;

@@ -50,6 +50,10 @@ struct SurfaceLayer {
     std::string words = "behind all windows";
     std::string remedy;
 
+    /// The program's window with the icons; another one when the program has begun anew. 0 where
+    /// petals do not fall over it.
+    std::uint32_t window = 0;
+
     bool operator==(const SurfaceLayer &) const = default;
 };
 
@@ -90,8 +94,8 @@ class DesktopSurface {
     /// Width and height are 0 until the window system has told them.
     virtual SurfaceGeometry geometry() const = 0;
 
-    /// The pixels of the desktop that the surface covers. When only their place changes, the
-    /// listener hears of it as of a new geometry.
+    /// The pixels of the desktop that the surface covers. When only their place changes, or
+    /// layer().window, the listener hears of it as of a new geometry.
     virtual DeviceRect outputArea() const {
         const SurfaceGeometry size = geometry();
         return {0, 0, static_cast<int>(size.width), static_cast<int>(size.height)};

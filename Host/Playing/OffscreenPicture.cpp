@@ -1,5 +1,6 @@
 #include "Host/Playing/OffscreenPicture.h"
 
+#include "Host/Wallpapers/BundleCall.h"
 #include "Host/Wallpapers/PictureFile.h"
 #include "Host/Wallpapers/Places.h"
 #include "Platform/Foundation/NSRunLoop.h"
@@ -47,6 +48,7 @@ const std::vector<std::uint32_t> &OffscreenPicture::composite(CALayer &root) {
 }
 
 void OffscreenPicture::composite(CALayer &root, std::uint32_t *pixels, unsigned age) {
+    const BundleCall call(BundleCall::Kind::Drawing);
     _compositor.composite(root, {pixels, width(), height(), width(), age}, _size.density);
 }
 

@@ -2,6 +2,7 @@
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Host/Wallpapers/WallpaperChoice.h"
 #include "Platform/Foundation/NSFileManager.h"
 
@@ -138,6 +139,23 @@ CGRect rectFrom(const std::array<double, 4> &numbers) {
                       static_cast<CGFloat>(numbers[2]), static_cast<CGFloat>(numbers[3]));
 }
 
+BundleCall::Kind callFor(Kind kind) {
+    switch (kind) {
+    case Kind::Tap:
+        return BundleCall::Kind::Tap;
+    case Kind::Gesture:
+        return BundleCall::Kind::Gesture;
+    case Kind::SpeedLevel:
+        return BundleCall::Kind::SetSpeedLevel;
+    case Kind::Scale:
+        return BundleCall::Kind::SetScale;
+    case Kind::SetFrame:
+        return BundleCall::Kind::SetFrame;
+    default:
+        return BundleCall::Kind::OtherSetter;
+    }
+}
+
 bool applyToPetals(const ScriptEvent &event, LumiveraView *view) {
     if (!view) {
         return false;
@@ -154,6 +172,7 @@ bool applyToPetals(const ScriptEvent &event, LumiveraView *view) {
 
 bool ScriptEvent::applyTo(DeskTopView &view) const {
     const auto at = [this](std::size_t i) { return static_cast<CGFloat>(numbers[i]); };
+    const BundleCall call(callFor(kind));
     switch (kind) {
     case Kind::Tap:
         view.tapActionAtViewPoint({at(0), at(1)});

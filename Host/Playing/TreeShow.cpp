@@ -1,6 +1,7 @@
 #include "Host/Playing/TreeShow.h"
 
 #include "Host/Playing/OffscreenPicture.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Platform/QuartzCore/CAAnimation.h"
 
 #include <algorithm>
@@ -17,6 +18,7 @@ TreeShow::TreeShow(Window &window, std::optional<double> seconds)
     : Show(window, seconds), _nextFrame([this] { drawAgain(); }) {}
 
 const std::vector<DeviceRect> &TreeShow::draw(const CompositorTarget &target) {
+    const BundleCall call(BundleCall::Kind::Drawing);
     return _compositor.composite(*root().layer(), target, window().density());
 }
 

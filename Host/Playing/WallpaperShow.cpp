@@ -1,5 +1,7 @@
 #include "Host/Playing/WallpaperShow.h"
 
+#include "Host/Wallpapers/BundleCall.h"
+#include "Platform/Foundation/NSThread.h"
 #include "Platform/QuartzCore/CAAnimation.h"
 
 namespace Lumivera {
@@ -22,10 +24,15 @@ void WallpaperShow::callOutBegins() {
     // Only its own animation loop calls a view that animates, so such a call-out is a frame.
     const auto *view = dynamic_cast<const DeskTopView *>(NSRunLoop::mainRunLoop().currentTarget());
     _isFrame = view && view->isAnimating();
+    _hasBegun = _hasBegun || _isFrame;
+    BundleCall::set(_isFrame ? BundleCall::Kind::DoAnimating : BundleCall::Kind::None);
     _stage.callOutBegins();
 }
 
 void WallpaperShow::callOutEnded() {
+    // A thread that runs before the first frame loads the resources.
+    const bool isLoading = !_hasBegun && NSThread::detachedThreadCount() > 0;
+    BundleCall::set(isLoading ? BundleCall::Kind::InitResource : BundleCall::Kind::None);
     _stage.callOutEnded();
     Show::callOutEnded();
     if (_frameEnded && _isFrame && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view()) {

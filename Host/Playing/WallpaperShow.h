@@ -47,6 +47,7 @@ class WallpaperShow final : public TreeShow {
     WallpaperStage _stage;
     const std::function<void(NSTimeInterval time, const DeskTopView &view)> _frameEnded;
     bool _isFrame = false;
+    bool _hasBegun = false;
 };
 
 } // namespace Lumivera

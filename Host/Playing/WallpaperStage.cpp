@@ -1,6 +1,7 @@
 #include "Host/Playing/WallpaperStage.h"
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Platform/UIKit/UIScreen.h"
 
 namespace Lumivera {
@@ -30,9 +31,11 @@ void AnimationSwitch::update() {
         return;
     }
     if (!_isWanted) {
+        const BundleCall call(BundleCall::Kind::Pause);
         _view->pauseAnimating();
     } else if (_view->operationQueue().operationCount() == 0) {
         _updateAgain.cancel();
+        const BundleCall call(BundleCall::Kind::Resume);
         _view->resumeAnimating();
     } else if (!_updateAgain.isPending()) {
         _updateAgain.callAfter(kBetweenChecks);
@@ -93,9 +96,13 @@ void WallpaperStage::scrollBy(CGFloat distance) {
     set(changeByScrolling(_settings.offset, distance, _settings.size.width));
 }
 
-void WallpaperStage::finishScrolling() { view().scrollingDidFinish(_settings.offset.value_or(0)); }
+void WallpaperStage::finishScrolling() {
+    const BundleCall call(BundleCall::Kind::FinishScrolling);
+    view().scrollingDidFinish(_settings.offset.value_or(0));
+}
 
 void WallpaperStage::tap(CGPoint point) {
+    const BundleCall call(BundleCall::Kind::Tap);
     const CGFloat scale = view().scale();
     if (scale > 0) {
         view().tapActionAtViewPoint({point.x / scale, point.y / scale});
@@ -183,8 +190,11 @@ void WallpaperStage::showFreshView() {
     if (!_fresh) {
         return;
     }
-    _shown->view().removeFromSuperview();
-    _shown = std::move(_fresh);
+    {
+        const BundleCall call(BundleCall::Kind::Ending);
+        _shown->view().removeFromSuperview();
+        _shown = std::move(_fresh);
+    }
     _shown->view().setHidden(false);
     _settings.applyTo(_shown->view());
 }

@@ -1,6 +1,7 @@
 #include "Host/Rendering/RenderingSession.h"
 
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <cstdlib>
@@ -25,12 +26,16 @@ RenderingSession::RenderingSession(BundleFolder folder, Options options)
     showFirstFrame();
 }
 
-RenderingSession::~RenderingSession() { _view->removeFromSuperview(); }
+RenderingSession::~RenderingSession() {
+    const BundleCall call(BundleCall::Kind::Ending);
+    _view->removeFromSuperview();
+}
 
 /// Runs the calls up to the view's first frame, and seeds the random numbers before that one.
 void RenderingSession::showFirstFrame() {
     NSRunLoop &runLoop = NSRunLoop::mainRunLoop();
     const Clock::Nanoseconds deadline = Clock::current().deadlineAfter(kPatience);
+    BundleCall::set(BundleCall::Kind::InitResource);
     // An exception must not leave the call-out, because another thread waits for its end.
     std::exception_ptr failure;
     runLoop.setObservers(
@@ -52,9 +57,11 @@ void RenderingSession::showFirstFrame() {
         begin();
     }
     if (!_isRunning) {
-        _view->pauseAnimating();
+        pause();
     }
+    BundleCall::set(BundleCall::Kind::DoAnimating);
     runLoop.runUntil(timeOfFrame(0) + kFramePeriod / 2);
+    BundleCall::set(BundleCall::Kind::None);
 }
 
 void RenderingSession::viewIsAboutToBegin() {
@@ -62,6 +69,7 @@ void RenderingSession::viewIsAboutToBegin() {
         return;
     }
     _hasBegun = true;
+    BundleCall::set(BundleCall::Kind::DoAnimating);
     _bundle.checkPictures(*_view);
     _options.settings.applyToLoaded(*_view);
     begin();
@@ -84,13 +92,20 @@ void RenderingSession::nextFrame() {
     const bool wasRunning = _isRunning;
     happenBeforeFrame(_frame);
     if (wasRunning && !_isRunning) {
-        _view->pauseAnimating();
+        pause();
     }
+    const BundleCall call(BundleCall::Kind::DoAnimating);
     if (!wasRunning && _isRunning) {
         runLoop.runUntil(timeOfFrame(_frame));
+        const BundleCall resuming(BundleCall::Kind::Resume);
         _view->resumeAnimating();
     }
     runLoop.runUntil(timeOfFrame(_frame) + kFramePeriod / 2);
+}
+
+void RenderingSession::pause() {
+    const BundleCall call(BundleCall::Kind::Pause);
+    _view->pauseAnimating();
 }
 
 void RenderingSession::happenBeforeFrame(NSUInteger frame) {
@@ -105,7 +120,7 @@ void RenderingSession::happen(const ScriptEvent &event) {
         _isRunning = false;
     } else if (event.kind == ScriptEvent::Kind::Resume) {
         _isRunning = true;
-    } else if (!event.applyTo(*_view)) {
+    } else if (!event.applyTo(*_view) && !_options.isLenient) {
         throw HostError(_options.script.fileName(),
                         "event " + std::to_string(event.index) + " is not for this wallpaper",
                         "only wallpapers with falling petals have a count and a scale level");

@@ -23,6 +23,9 @@ class RenderingSession {
         std::optional<unsigned> seed;
 
         Script script;
+
+        /// Whether events that are not for the wallpaper are passed over; else they are failures.
+        bool isLenient = false;
     };
 
     /// Loads the bundle's view and shows its first frame. Throws HostErrors. A view that does not
@@ -63,6 +66,7 @@ class RenderingSession {
     void showFirstFrame();
     void viewIsAboutToBegin();
     void begin();
+    void pause();
     void happenBeforeFrame(NSUInteger frame);
     void happen(const ScriptEvent &event);
     Clock::Nanoseconds timeOfFrame(NSUInteger frame) const;

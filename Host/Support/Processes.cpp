@@ -3,6 +3,7 @@
 #include "Host/Support/EndedChildren.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/OutputFile.h"
+#include "Host/Support/OutputFolder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -46,6 +47,7 @@ std::vector<int> ignoredSignals() {
 
 extern "C" void endBySignal(int signal) {
     OutputFile::removeUnfinished();
+    OutputFolder::removeUnfinished();
     std::signal(signal, SIG_DFL);
     raise(signal); // is delivered when this handler returns
 }

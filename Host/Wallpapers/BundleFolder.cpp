@@ -89,7 +89,7 @@ BundleFolder::~BundleFolder() { close(); }
 BundleFolder::BundleFolder(BundleFolder &&other) noexcept
     : _trust(other._trust), _path(std::move(other._path)),
       _descriptor(std::exchange(other._descriptor, -1)), _files(std::move(other._files)),
-      _entries(other._entries) {}
+      _entries(other._entries), _distrust(std::move(other._distrust)) {}
 
 void BundleFolder::close() {
     if (_descriptor >= 0) {
@@ -114,17 +114,18 @@ void BundleFolder::openFolder() {
     }
     if (isThere && !isFolder) {
         throw HostError(_path, "is a file, not a bundle",
-                        "give the folder that holds description.plist");
+                        "give the folder that holds description.plist, or make a bundle of a "
+                        "photo with `lumivera new`");
     }
     if (_descriptor < 0 || fstat(_descriptor, &status) != 0) {
         failWithoutBundle(_path);
     }
-    checkWriters(status, _path, false);
+    judge(status, _path, false);
 }
 
 /// Opens each folder from the root on through the one above it, so that none can be exchanged
 /// between check and use.
-int BundleFolder::openParent(const std::string &parent) const {
+int BundleFolder::openParent(const std::string &parent) {
     int folder = open("/", O_PATH | kFolderFlags);
     std::string path = "/";
     try {
@@ -133,7 +134,7 @@ int BundleFolder::openParent(const std::string &parent) const {
             if (folder < 0 || fstat(folder, &status) != 0) {
                 failWithoutBundle(path);
             }
-            checkWriters(status, path, true);
+            judge(status, path, true);
             const int inner = openat(folder, part.c_str(), O_PATH | kFolderFlags);
             const int error = errno;
             ::close(std::exchange(folder, inner));
@@ -144,7 +145,7 @@ int BundleFolder::openParent(const std::string &parent) const {
         if (folder < 0 || fstat(folder, &status) != 0) {
             failWithoutBundle(path);
         }
-        checkWriters(status, path, true);
+        judge(status, path, true);
     } catch (const HostError &) {
         ::close(folder);
         throw;
@@ -201,20 +202,28 @@ void BundleFolder::examineEntry(const Place &place, const std::string &name) {
     }
 }
 
-void BundleFolder::checkWriters(const struct stat &status, const std::string &path,
-                                bool isAbove) const {
+/// The first reason counts. It is no failure before a library is to be loaded.
+void BundleFolder::judge(const struct stat &status, const std::string &path, bool isAbove) {
+    if (!_distrust) {
+        _distrust = distrustOf(status, path, isAbove);
+    }
+}
+
+std::optional<HostError> BundleFolder::distrustOf(const struct stat &status,
+                                                  const std::string &path, bool isAbove) const {
     if (_trust == Trust::Anybody) {
-        return;
+        return std::nullopt;
     }
     if (status.st_uid != 0 && status.st_uid != geteuid()) {
-        throw HostError(path, "belongs to another user, whose code is not run",
-                        "copy the bundle to a folder of yours, or use --trust");
+        return HostError(path, "belongs to another user, whose code is not run",
+                         "copy the bundle to a folder of yours, or use --trust");
     }
     const bool isProtected = isAbove && (status.st_mode & S_ISVTX) != 0;
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && !isProtected) {
-        throw HostError(path, "can be written by others, whose code is not run",
-                        "take that right away with `chmod go-w`, or use --trust");
+        return HostError(path, "can be written by others, whose code is not run",
+                         "take that right away with `chmod go-w`, or use --trust");
     }
+    return std::nullopt;
 }
 
 const BundleFolder::File *BundleFolder::find(const std::string &name) const {
@@ -234,7 +243,9 @@ int BundleFolder::openLibrary(const std::string &name) const {
         throw HostError(path, "the library that the description names is missing",
                         "put it there or correct \"name Library\"");
     }
-    checkWriters(known->status, path, false);
+    if (const auto distrust = _distrust ? _distrust : distrustOf(known->status, path, false)) {
+        throw HostError(*distrust);
+    }
     const int file = openat(_descriptor, name.c_str(),
                             O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat status;

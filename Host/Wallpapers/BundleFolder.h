@@ -1,6 +1,9 @@
 #pragma once
 
+#include "Host/Support/HostError.h"
+
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,7 +20,7 @@ class BundleFolder {
     /// Whose libraries may be loaded. UserAndRoot demands that the folder, all folders above it and
     /// the libraries belong to the user or to root, and that nobody else may write them. A folder
     /// above the bundle may be open to all if it is sticky, as /tmp is: nobody else can remove or
-    /// rename what the user has there.
+    /// rename what the user has there. A bundle without a library needs no trust.
     enum class Trust { Anybody, UserAndRoot };
 
     /// Throws a HostError that says what is wrong.
@@ -44,8 +47,8 @@ class BundleFolder {
     bool standsForOwnLibrary(const std::string &name) const;
 
     /// Opens a library directly in the folder and checks that it is the file that was there when
-    /// the folder was opened, and that it can be trusted. The caller closes the descriptor. Throws
-    /// a HostError.
+    /// the folder was opened, and that it and the folders can be trusted. The caller closes the
+    /// descriptor. Throws a HostError.
     int openLibrary(const std::string &name) const;
 
     /// Closes the folder. Code of the bundle must not run before: from a folder's descriptor it
@@ -70,10 +73,12 @@ class BundleFolder {
     };
 
     void openFolder();
-    int openParent(const std::string &parent) const;
+    int openParent(const std::string &parent);
     void examine(const Place &place);
     void examineEntry(const Place &place, const std::string &name);
-    void checkWriters(const struct stat &status, const std::string &path, bool isAbove) const;
+    void judge(const struct stat &status, const std::string &path, bool isAbove);
+    std::optional<HostError> distrustOf(const struct stat &status, const std::string &path,
+                                        bool isAbove) const;
     const File *find(const std::string &name) const;
 
     const Trust _trust;
@@ -81,6 +86,9 @@ class BundleFolder {
     int _descriptor = -1;
     std::vector<File> _files;
     std::size_t _entries = 0;
+
+    /// Why no library of the folder may be loaded.
+    std::optional<HostError> _distrust;
 };
 
 } // namespace Lumivera

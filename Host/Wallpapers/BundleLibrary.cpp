@@ -99,7 +99,7 @@ bool isBundleItself(const std::string &folder) {
 } // namespace
 
 BundleLibrary::BundleLibrary(const BundleFolder &folder, const std::string &name)
-    : _folder(folder), _bundlePath(folder.path()), _path(folder.path() + "/" + name),
+    : _folder(folder), _bundlePath(folder.path()), _path(pathOf(name)),
       _isByDescriptor(folder.trust() == BundleFolder::Trust::UserAndRoot &&
                       access(kOwnDescriptors, X_OK) == 0) {
     try {
@@ -128,7 +128,7 @@ void BundleLibrary::checkName(const std::string &name, const std::string &descri
 /// Opens what the library needs before the library itself, because it is loaded before.
 void BundleLibrary::open(const std::string &name) {
     _names.push_back(name);
-    if (_folder.standsForOwnLibrary(name)) {
+    if (name.empty() || _folder.standsForOwnLibrary(name)) {
         _files.push_back({kOwnLibrary, name});
         return;
     }
@@ -190,22 +190,27 @@ bool BundleLibrary::isOpen(const std::string &name) const {
     return std::find(_names.begin(), _names.end(), name) != _names.end();
 }
 
-void *BundleLibrary::load() {
+std::string BundleLibrary::pathOf(const std::string &name) const {
+    return name.empty() ? ownLibraryPath() : _bundlePath + "/" + name;
+}
+
+void *BundleLibrary::load(Binding binding) {
     void *library = nullptr;
     for (File &file : _files) {
-        library = load(file);
+        library = load(file, binding);
     }
     return library;
 }
 
 /// A descriptor by whose path a library was loaded stays open: the loader remembers the path as a
 /// name of the library, so no other file may get it.
-void *BundleLibrary::load(File &file) const {
-    const std::string path = _bundlePath + "/" + file.name;
+void *BundleLibrary::load(File &file, Binding binding) const {
+    const std::string path = pathOf(file.name);
     const std::string shown = file.descriptor == kOwnLibrary ? ownLibraryPath()
                               : _isByDescriptor              ? descriptorPath(file.descriptor)
                                                              : path;
-    void *library = dlopen(shown.c_str(), RTLD_LAZY | RTLD_NODELETE);
+    void *library =
+        dlopen(shown.c_str(), (binding == Binding::Now ? RTLD_NOW : RTLD_LAZY) | RTLD_NODELETE);
     if (!library) {
         std::string problem = lastError();
         if (const std::size_t at = problem.find(shown); at != std::string::npos) {

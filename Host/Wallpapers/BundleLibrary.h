@@ -14,19 +14,23 @@ struct LibraryNeeds;
 class BundleLibrary {
   public:
     /// Opens the library of that name, which must be a plain file name, and be made for this
-    /// program's interface of the wallpaper kit, unless it does not tell for which. Of a bundle
-    /// that must be trusted, it also opens the libraries in the bundle that this one needs; all
-    /// others must be loaded already or come from the system. Throws a HostError that says what is
-    /// wrong.
+    /// program's interface of the wallpaper kit, unless it does not tell for which; an empty name
+    /// stands for the library that comes with this program. Of a bundle that must be trusted, it
+    /// also opens the libraries in the bundle that this one needs; all others must be loaded
+    /// already or come from the system. Throws a HostError that says what is wrong.
     BundleLibrary(const BundleFolder &folder, const std::string &name);
     ~BundleLibrary();
 
     BundleLibrary(const BundleLibrary &) = delete;
     BundleLibrary &operator=(const BundleLibrary &) = delete;
 
+    /// When the functions that the library calls are looked up: each at its first call, or all when
+    /// it is loaded.
+    enum class Binding { Lazy, Now };
+
     /// Loads the library, which runs its code and stays loaded until the process ends. Close the
     /// bundle's folder before. Returns the handle for dlsym(); throws a HostError.
-    void *load();
+    void *load(Binding binding = Binding::Lazy);
 
     const std::string &path() const { return _path; }
 
@@ -44,7 +48,8 @@ class BundleLibrary {
     void openNeeds(const LibraryNeeds &needs, const std::string &path);
     void checkSearch(const std::vector<std::string> &folders, const std::string &path) const;
     bool isOpen(const std::string &name) const;
-    void *load(File &file) const;
+    std::string pathOf(const std::string &name) const;
+    void *load(File &file, Binding binding) const;
 
     const BundleFolder &_folder;
     const std::string _bundlePath;

@@ -39,6 +39,8 @@ class Reader {
                 needs.libraries.push_back(textAt(entry.d_un.d_val));
             } else if (entry.d_tag == DT_RPATH || entry.d_tag == DT_RUNPATH) {
                 addFolders(textAt(entry.d_un.d_val), needs.folders);
+            } else if (entry.d_tag == DT_FLAGS_1) {
+                needs.staysLoaded = (entry.d_un.d_val & DF_1_NODELETE) != 0;
             }
         }
         return needs;

@@ -25,6 +25,9 @@ struct LibraryNeeds {
     /// Lumivera/Interface.h). Nothing when it does not tell.
     std::optional<std::uint32_t> kitInterface;
 
+    /// Whether it asks to stay loaded when it is closed: linked with -z nodelete.
+    bool staysLoaded = false;
+
     /// Nothing of what a damaged file, or one for another processor, asks for; the loader refuses
     /// such a file. At most kMaxEntries entries, kMaxText bytes of each text and kMaxNotes bytes of
     /// each segment of notes are read.

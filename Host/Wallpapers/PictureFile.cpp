@@ -1,11 +1,13 @@
 #include "Host/Wallpapers/PictureFile.h"
 
 #include "Host/Support/HostError.h"
+#include "Platform/Compositor/ScaledPictures.h"
 #include "Platform/CoreGraphics/CGImage.h"
 #include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <filesystem>
 
 namespace Lumivera {
@@ -26,14 +28,6 @@ PictureFile::Bytes encode(std::span<const std::uint32_t> pixels, std::size_t wid
     return bytes;
 }
 
-bool hasPictureName(const fs::path &path) {
-    constexpr std::array<std::string_view, 4> kEndings = {".png", ".jpg", ".jpeg", ".webp"};
-    std::string ending = path.extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return std::find(kEndings.begin(), kEndings.end(), ending) != kEndings.end();
-}
-
 } // namespace
 
 Retained<UIImage> PictureFile::read(const std::string &path) {
@@ -42,6 +36,31 @@ Retained<UIImage> PictureFile::read(const std::string &path) {
         refuse(path, "picture");
     }
     return image;
+}
+
+Retained<CGImage> PictureFile::readCovering(const std::string &path, NSUInteger width,
+                                            NSUInteger height) {
+    const auto image = CGImageCreateReducedWithData(readBytes(path), width, height);
+    if (!image) {
+        throw HostError(path, "is damaged, too large or no picture",
+                        "PNG, JPEG and WebP files are understood, most of them up to a billion "
+                        "pixels");
+    }
+    const auto across = static_cast<double>(image->width());
+    const auto down = static_cast<double>(image->height());
+    const double factor =
+        std::max(static_cast<double>(width) / across, static_cast<double>(height) / down);
+    const auto scaled = [factor](double side) {
+        return std::max<NSUInteger>(1, static_cast<NSUInteger>(std::llround(side * factor)));
+    };
+    return factor < 1 ? reduced(*image, scaled(across), scaled(down)) : image;
+}
+
+Retained<CGImage> PictureFile::reduced(const CGImage &image, NSUInteger width, NSUInteger height) {
+    return CGImage::imageWithPixels(width, height,
+                                    PictureScaler::reduced(Picture::whole(image),
+                                                           static_cast<int>(width),
+                                                           static_cast<int>(height)));
 }
 
 PictureFile::Bytes PictureFile::readBytes(const std::string &path) {
@@ -54,9 +73,12 @@ PictureFile::Bytes PictureFile::readBytes(const std::string &path) {
 }
 
 PictureFile::Bytes PictureFile::png(const UIImage &image, const std::string &path) {
-    const CGImage &bitmap = *image.bitmap();
-    return encode({bitmap.pixels(), bitmap.width() * bitmap.height()}, bitmap.width(),
-                  bitmap.height(), kSmallLevel, path);
+    return png(*image.bitmap(), path);
+}
+
+PictureFile::Bytes PictureFile::png(const CGImage &image, const std::string &path) {
+    return encode({image.pixels(), image.width() * image.height()}, image.width(), image.height(),
+                  kSmallLevel, path);
 }
 
 void PictureFile::write(std::span<const std::uint8_t> bytes, const std::string &path) {
@@ -76,6 +98,14 @@ void PictureFile::writePNG(OutputFile &file, std::span<const std::uint32_t> pixe
                            std::size_t width, std::size_t height, Compression compression) {
     const Bytes bytes = png(pixels, width, height, compression, file.path());
     file.write(bytes.data(), bytes.size());
+}
+
+bool PictureFile::hasPictureName(const std::string &path) {
+    constexpr std::array<std::string_view, 4> kEndings = {".png", ".jpg", ".jpeg", ".webp"};
+    std::string ending = fs::path(path).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return std::find(kEndings.begin(), kEndings.end(), ending) != kEndings.end();
 }
 
 std::vector<std::string> PictureFile::namesInFolder(const std::string &folder) {

@@ -4,6 +4,7 @@
 #include "Animation/Common/ImageCache.h"
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Host/Wallpapers/BundleLibrary.h"
 #include "Platform/Foundation/NSAutoreleasePool.h"
 #include "Platform/Foundation/NSDictionary.h"
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <dlfcn.h>
 #include <filesystem>
+#include <typeinfo>
 
 namespace Lumivera {
 
@@ -19,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char *kEntryPoint = "getDeskTopViewInstance";
+constexpr std::string_view kLibraryKey = "name Library";
 constexpr const char *kPictureAdvice = "put a PNG, JPEG or WebP picture of that name there";
 
 std::string textUnder(const NSDictionary &description, std::string_view key) {
@@ -32,6 +35,20 @@ std::optional<std::int32_t> integerUnder(const NSDictionary &description, std::s
 }
 
 std::string folderNameOf(const std::string &path) { return fs::path(path).stem().string(); }
+
+/// The checked name of the bundle's own library; empty when the description names none.
+std::string libraryIn(const NSDictionary &description, const std::string &file) {
+    const PropertyList *name = description.objectForKey(kLibraryKey);
+    if (!name) {
+        return {};
+    }
+    if (!name->text() || name->text()->empty()) {
+        throw HostError(file, "\"name Library\" is not a text",
+                        "give the library's file name as a string, or leave the key out");
+    }
+    BundleLibrary::checkName(*name->text(), file);
+    return *name->text();
+}
 
 } // namespace
 
@@ -60,9 +77,9 @@ BundleListing BundleListing::read(const std::string &path) {
         listing.problem = "description.plist is unreadable, damaged or no dictionary";
         return listing;
     }
-    listing.library = textUnder(*description, "name Library");
-    if (listing.library.empty()) {
-        listing.problem = "description.plist names no library";
+    listing.library = textUnder(*description, kLibraryKey);
+    if (listing.library.empty() && description->objectForKey(kLibraryKey)) {
+        listing.problem = "description.plist: \"name Library\" is not a text";
     }
     const std::string name = textUnder(*description, "name");
     listing.name = name.empty() ? listing.name : name;
@@ -106,17 +123,9 @@ BundleDescription BundleDescription::read(const std::string &path) {
         throw HostError(*file, "is unreadable, damaged or no dictionary",
                         "write it as an XML or binary property list");
     }
-    const PropertyList *library = description->objectForKey("name Library");
-    if (!library) {
-        throw HostError(*file, "does not name a library", "add the key \"name Library\"");
-    }
-    if (!library->text() || library->text()->empty()) {
-        throw HostError(*file, "\"name Library\" is not a text",
-                        "give the library's file name as a string");
-    }
-    BundleLibrary::checkName(*library->text(), *file);
     const PropertyList *name = description->objectForKey("name");
-    return {name && name->text() ? *name->text() : folderNameOf(path), *library->text(),
+    return {name && name->text() ? *name->text() : folderNameOf(path),
+            libraryIn(*description, *file),
             std::max(integerUnder(*description, "falling Speed").value_or(0), 0)};
 }
 
@@ -131,6 +140,7 @@ void WallpaperBundle::loadLibrary(BundleFolder &folder, const std::string &name)
     BundleLibrary library(folder, name);
     folder.close();
     _libraryPath = library.path();
+    const BundleCall call(BundleCall::Kind::Loading);
     _entryPoint = reinterpret_cast<EntryPoint>(dlsym(library.load(), kEntryPoint));
     if (!_entryPoint) {
         throw HostError(_libraryPath, std::string("has no function ") + kEntryPoint,
@@ -139,13 +149,28 @@ void WallpaperBundle::loadLibrary(BundleFolder &folder, const std::string &name)
 }
 
 Retained<DeskTopView> WallpaperBundle::makeView() const {
-    const NSAutoreleasePool pool;
-    Retained<DeskTopView> view(_entryPoint(_bundle.get()));
+    Retained<DeskTopView> view = makeViewOf(_bundle.get());
     if (!view) {
         throw HostError(_libraryPath, "gave no view for the bundle",
                         "ask the wallpaper's maker what it needs");
     }
     return view;
+}
+
+/// What the library gives may be anything, and using that may crash.
+Retained<DeskTopView> WallpaperBundle::makeViewOf(NSBundle *bundle) const {
+    const NSAutoreleasePool pool;
+    const BundleCall call(BundleCall::Kind::EntryPoint);
+    NSObject *const made = _entryPoint(bundle);
+    BundleCall::set(BundleCall::Kind::NewView);
+    auto *const view = dynamic_cast<DeskTopView *>(made);
+    if (made && !view) {
+        throw HostError(_libraryPath,
+                        "gave an object of another class than DeskTopView: " +
+                            nameOfClass(typeid(*made)),
+                        "derive the view from DeskTopView and build it with the same headers");
+    }
+    return Retained<DeskTopView>(view);
 }
 
 void WallpaperBundle::checkPictures(const DeskTopView &view) const {

@@ -21,7 +21,8 @@ struct BundleListing {
     std::string summary;
     std::string license;
 
-    /// The library's file name within the bundle.
+    /// The library's file name within the bundle; empty for a bundle of pictures alone, which the
+    /// library that comes with this program shows.
     std::string library;
 
     std::optional<std::int32_t> petals;
@@ -44,7 +45,7 @@ struct BundleDescription {
     /// The description's "name", else the folder's name.
     std::string title;
 
-    /// The library's file name.
+    /// The library's file name; empty for a bundle of pictures alone.
     std::string library;
 
     /// 0 or more.
@@ -73,6 +74,9 @@ class WallpaperBundle {
 
     /// Makes a view, whose resources load 0.5 s later. A HostError when the library makes none.
     Retained<DeskTopView> makeView() const;
+
+    /// The same for another bundle, or for none; null when the library makes none.
+    Retained<DeskTopView> makeViewOf(NSBundle *bundle) const;
 
     /// Throws a HostError that names the picture when one that the view needs could not be loaded.
     /// Call it when the view has begun to animate. Views without petals always pass.

@@ -2,6 +2,7 @@
 
 #include "Animation/DeskTopView/Lumivera/LumiveraView.h"
 #include "Host/Support/HostError.h"
+#include "Host/Wallpapers/BundleCall.h"
 
 #include <charconv>
 #include <cmath>
@@ -66,7 +67,9 @@ void WallpaperSettings::applyTo(DeskTopView &view) const {
 
 void WallpaperSettings::applyTo(DeskTopView &view, const WallpaperValues &change) const {
     if (change.scale) {
+        const BundleCall call(BundleCall::Kind::SetScale);
         view.setScale(*change.scale);
+        BundleCall::set(BundleCall::Kind::SetFrame);
         view.setFrame({{0, 0}, size});
     }
     if (change.offset) {
@@ -77,6 +80,7 @@ void WallpaperSettings::applyTo(DeskTopView &view, const WallpaperValues &change
         petals->setSakuraCount(*change.petals);
     }
     if (change.speed) {
+        const BundleCall call(BundleCall::Kind::SetSpeedLevel);
         view.setSpeedLevel(*change.speed);
     }
     if (petals && change.scaleLevel) {

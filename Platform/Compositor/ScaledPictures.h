@@ -23,7 +23,7 @@ PixelBuffer scaled(const Picture &picture, const Axis &x, const Axis &y, const D
 
 /// The whole picture in width × height pixels, neither above the picture's own. Each pixel is the
 /// exact mean of the part of the picture under it.
-PixelBuffer reduced(const Picture &picture, int width, int height);
+PLATFORM_EXPORT PixelBuffer reduced(const Picture &picture, int width, int height);
 
 } // namespace PictureScaler
 

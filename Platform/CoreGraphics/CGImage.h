@@ -54,6 +54,13 @@ PLATFORM_EXPORT Retained<CGImage>
 CGImageCreateWithData(std::span<const std::uint8_t> bytes,
                       std::uint64_t maxPixels = std::numeric_limits<std::uint64_t>::max());
 
+/// The same for a picture that is larger than it need be: it is made smaller while it is decoded,
+/// so that it still covers width × height pixels and keeps within CGImage's bounds. The file may
+/// hold up to a billion pixels then; interlaced PNG and lossless WebP files keep CGImage's bounds,
+/// since those formats need the whole picture in memory. Null also for a width or a height of 0.
+PLATFORM_EXPORT Retained<CGImage> CGImageCreateReducedWithData(std::span<const std::uint8_t> bytes,
+                                                               NSUInteger width, NSUInteger height);
+
 /// Encodes a PNG file, 8 bits a component, of premultiplied 0xAARRGGBB pixels whose row y starts at
 /// pixels + y × stride; without alpha when every pixel is opaque. Decoding gives the same pixels,
 /// and the same pixels always give the same bytes. The compression level goes from 0 (none) over 1

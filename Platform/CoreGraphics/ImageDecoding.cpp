@@ -4,17 +4,25 @@
 
 namespace {
 
-Retained<CGImage> decode(std::span<const std::uint8_t> bytes, std::uint64_t maxPixels) {
+Retained<CGImage> decodeKnown(std::span<const std::uint8_t> bytes, const PictureRequest &request) {
     if (holdsAt(bytes, 0, "\x89PNG\r\n\x1a\n")) {
-        return decodePNG(bytes, maxPixels);
+        return decodePNG(bytes, request);
     }
     if (holdsAt(bytes, 0, "\xff\xd8\xff")) {
-        return decodeJPEG(bytes, maxPixels);
+        return decodeJPEG(bytes, request);
     }
     if (holdsAt(bytes, 0, "RIFF") && holdsAt(bytes, 8, "WEBP")) {
-        return decodeWebP(bytes, maxPixels);
+        return decodeWebP(bytes, request);
     }
     return nullptr;
+}
+
+Retained<CGImage> decode(std::span<const std::uint8_t> bytes, const PictureRequest &request) {
+    try {
+        return decodeKnown(bytes, request);
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
 }
 
 } // namespace
@@ -26,9 +34,13 @@ bool holdsAt(std::span<const std::uint8_t> bytes, std::size_t offset, std::strin
 
 Retained<CGImage> CGImageCreateWithData(std::span<const std::uint8_t> bytes,
                                         std::uint64_t maxPixels) {
-    try {
-        return decode(bytes, maxPixels);
-    } catch (const std::bad_alloc &) {
-        return nullptr;
-    }
+    return decode(bytes, {maxPixels});
+}
+
+Retained<CGImage> CGImageCreateReducedWithData(std::span<const std::uint8_t> bytes,
+                                               NSUInteger width, NSUInteger height) {
+    PictureRequest request;
+    request.width = width;
+    request.height = height;
+    return request.mayReduce() ? decode(bytes, request) : nullptr;
 }

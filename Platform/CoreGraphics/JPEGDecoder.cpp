@@ -1,6 +1,7 @@
 #include "Platform/CoreGraphics/PictureDecoders.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -25,15 +26,12 @@ std::uint32_t word(Bytes bytes, std::size_t offset) {
     return std::uint32_t{bytes[offset]} << 8 | bytes[offset + 1];
 }
 
-/// Calls `take(kind, contents)` for each segment before the first scan.
+/// Calls `take(kind, contents)` for each segment up to the head of the first scan.
 template <class Take> void forEachSegment(Bytes file, Take take) {
     std::size_t position = 2;
     while (position + 4 <= file.size() && file[position] == 0xff) {
         const std::uint8_t kind = file[position + 1];
         const std::size_t length = word(file, position + 2);
-        if (kind == kStartOfScan) {
-            return;
-        }
         if (kind == 0xff) {
             ++position;
             continue;
@@ -41,9 +39,15 @@ template <class Take> void forEachSegment(Bytes file, Take take) {
         if (length >= 2 && length + 2 <= file.size() - position) {
             take(kind, file.subspan(position + 4, length - 2));
         }
+        if (kind == kStartOfScan) {
+            return;
+        }
         position += 2 + length;
     }
 }
+
+/// True for the markers of frames that are refined scan by scan.
+bool isProgressive(std::uint8_t kind) { return isFrame(kind) && (kind & 3) == 2; }
 
 /// A profile that is larger than a segment comes in parts, each with its number and their count.
 class ProfileParts {
@@ -86,6 +90,10 @@ struct JPEGSegments {
     /// 1 for greys, 3 for colours, 4 for inks.
     std::uint8_t components = 0;
 
+    /// True when the decoder must hold the coded picture as a whole, because a scan has only a part
+    /// of what belongs to a pixel.
+    bool isHeldWhole = false;
+
     /// Set by Adobe's programs, which invert inks.
     bool hasAdobeMark = false;
 
@@ -104,6 +112,9 @@ JPEGSegments::JPEGSegments(Bytes file) {
             height = word(contents, 1);
             width = word(contents, 3);
             components = contents[5];
+            isHeldWhole = isProgressive(kind);
+        } else if (kind == kStartOfScan && !contents.empty()) {
+            isHeldWhole = isHeldWhole || contents[0] < components;
         } else if (kind == kAdobeSegment && holdsAt(contents, 0, "Adobe")) {
             hasAdobeMark = true;
         } else if (kind == kExifSegment && holdsAt(contents, 0, "Exif") && exif.empty()) {
@@ -144,12 +155,29 @@ std::uint64_t countScans(Bytes file) {
     return count;
 }
 
-/// Limits the work: each scan passes over the whole picture, but may take only a few bytes.
-bool isWorthDecoding(Bytes file, const JPEGSegments &segments) {
+/// Limits the work: each scan passes over the whole picture, but may take only a few bytes. Limits
+/// the memory: a component takes two bytes a pixel where the coded picture is held as a whole.
+bool isWorthDecoding(Bytes file, const JPEGSegments &segments, const PictureRequest &request) {
     constexpr std::uint64_t kMaxScansOfLargest = 32;
     constexpr std::uint64_t kMaxPixels = CGImage::kMaxBytes / 4 * kMaxScansOfLargest;
-    return CGImage::isSizeSupported(segments.width, segments.height) &&
-           countScans(file) <= kMaxPixels / (std::uint64_t{segments.width} * segments.height);
+    constexpr std::uint64_t kMaxHeldBytes = std::uint64_t{1} << 30;
+    const std::uint64_t pixels = std::uint64_t{segments.width} * segments.height;
+    return request.isAcceptable(segments.width, segments.height) &&
+           countScans(file) <= kMaxPixels / pixels &&
+           (!segments.isHeldWhole || pixels * 2 * segments.components <= kMaxHeldBytes);
+}
+
+/// The buffer for the picture at one of the sizes that the library can give it: eighths of its own.
+PictureBuffer bufferFor(const JPEGSegments &segments, bool areColumns,
+                        const PictureRequest &request) {
+    const double factor = request.factorFor(segments.width, segments.height, areColumns);
+    tjscalingfactor eighths{static_cast<int>(std::ceil(factor * 8)), 8};
+    while (eighths.num > 1 && !CGImage::isSizeSupported(TJSCALED(segments.width, eighths),
+                                                        TJSCALED(segments.height, eighths))) {
+        --eighths.num;
+    }
+    return {TJSCALED(segments.width, eighths), TJSCALED(segments.height, eighths),
+            request.maxPixels};
 }
 
 bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
@@ -161,14 +189,15 @@ bool readPixels(void *handle, Bytes file, TJPF format, PictureBuffer &buffer) {
 
 } // namespace
 
-Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t maxPixels) {
+Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, const PictureRequest &request) {
     // The library's function for the header refuses some samplings that the library can decode.
     const JPEGSegments segments(file);
     const Handle handle(tjInitDecompress());
-    if (!handle || !isWorthDecoding(file, segments)) {
+    if (!handle || !isWorthDecoding(file, segments, request)) {
         return nullptr;
     }
-    PictureBuffer buffer(segments.width, segments.height, maxPixels);
+    const auto orientation = PictureOrientation::inExif(segments.exif);
+    PictureBuffer buffer = bufferFor(segments, orientation.areColumns, request);
     const TJPF format = isInks(segments) ? TJPF_CMYK : TJPF_RGBA;
     if (!buffer || !readPixels(handle.get(), file, format, buffer)) {
         return nullptr;
@@ -179,5 +208,5 @@ Retained<CGImage> decodeJPEG(std::span<const std::uint8_t> file, std::uint64_t m
     } else if (isInks(segments)) {
         buffer.convertFromInks(segments.hasAdobeMark);
     }
-    return buffer.premultipliedImage(PictureOrientation::inExif(segments.exif));
+    return buffer.premultipliedImage(orientation);
 }

@@ -36,19 +36,21 @@ class PNGReader {
     PNGReader &operator=(const PNGReader &) = delete;
 
     /// Reads up to the first byte of the pixels; false on failure. Afterwards the size is known.
-    bool readHeader();
+    bool readHeader(const PictureRequest &request);
     std::uint64_t width() const { return png_get_image_width(_png, _info); }
     std::uint64_t height() const { return png_get_image_height(_png, _info); }
 
+    bool isInterlaced() const { return png_get_interlace_type(_png, _info) != PNG_INTERLACE_NONE; }
     bool hasWords() const { return png_get_bit_depth(_png, _info) == 16; }
 
     /// From the colours that the header describes to sRGB; empty when they are sRGB.
     ColorConversion conversion() const;
 
     /// Reads the rest of the file. `words` is scratch for a row of 16-bit components that are to be
-    /// converted, else empty.
+    /// converted, else empty. The reducer, null for none, makes a picture that is not interlaced
+    /// smaller.
     bool readPixels(PictureBuffer &buffer, const ColorConversion &conversion,
-                    std::span<std::uint8_t> words);
+                    std::span<std::uint8_t> words, RowReducer *reducer);
 
     /// Known only after readPixels(), because Exif data may follow the pixels.
     PictureOrientation orientation() const;
@@ -59,6 +61,8 @@ class PNGReader {
     std::optional<ColorConversion::Chromaticities> chromaticities() const;
     void askForRGBA(bool asWords);
     bool isEndSound() const;
+    void readReduced(RowReducer &reducer, const ColorConversion &conversion,
+                     std::span<std::uint8_t> words);
     void readWords(PictureBuffer &buffer, const ColorConversion &conversion,
                    std::span<std::uint8_t> words, int passes);
 
@@ -77,12 +81,14 @@ PNGReader::PNGReader(std::span<const std::uint8_t> file)
 
 /// libpng reports errors by longjmp, which runs no destructors, so the two functions that call
 /// setjmp and those that they call make no objects with destructors.
-bool PNGReader::readHeader() {
+bool PNGReader::readHeader(const PictureRequest &request) {
+    constexpr png_uint_32 kMaxReducedSide = 1 << 20;
     if (!_info || setjmp(png_jmpbuf(_png))) {
         return false;
     }
+    const png_uint_32 maxSide = request.mayReduce() ? kMaxReducedSide : CGImage::kMaxSide;
     png_set_read_fn(_png, &_left, readBytes);
-    png_set_user_limits(_png, CGImage::kMaxSide, CGImage::kMaxSide);
+    png_set_user_limits(_png, maxSide, maxSide);
     png_set_chunk_malloc_max(_png, ColorConversion::kMaxProfileBytes);
     png_set_keep_unknown_chunks(_png, PNG_HANDLE_CHUNK_NEVER, kSkippedChunks,
                                 (sizeof kSkippedChunks) / 5);
@@ -144,26 +150,41 @@ void PNGReader::askForRGBA(bool asWords) {
 }
 
 bool PNGReader::readPixels(PictureBuffer &buffer, const ColorConversion &conversion,
-                           std::span<std::uint8_t> words) {
+                           std::span<std::uint8_t> words, RowReducer *reducer) {
     if (setjmp(png_jmpbuf(_png))) {
         return false;
     }
     askForRGBA(!words.empty());
     const int passes = png_set_interlace_handling(_png);
     png_read_update_info(_png, _info);
-    if (png_get_rowbytes(_png, _info) != (words.empty() ? buffer.bytesPerRow() : words.size())) {
+    if (png_get_rowbytes(_png, _info) != width() * (words.empty() ? 4 : 8)) {
         return false;
     }
-    if (!words.empty()) {
+    if (reducer) {
+        readReduced(*reducer, conversion, words);
+    } else if (!words.empty()) {
         readWords(buffer, conversion, words, passes);
     }
-    for (int pass = 0; pass < passes && words.empty(); ++pass) {
+    for (int pass = 0; pass < passes && words.empty() && !reducer; ++pass) {
         for (std::size_t y = 0; y < buffer.height(); ++y) {
             png_read_row(_png, buffer.row(y), nullptr);
         }
     }
     png_read_end(_png, _info);
     return isEndSound();
+}
+
+void PNGReader::readReduced(RowReducer &reducer, const ColorConversion &conversion,
+                            std::span<std::uint8_t> words) {
+    for (std::uint64_t y = 0; y < height(); ++y) {
+        if (words.empty()) {
+            png_read_row(_png, reducer.row(), nullptr);
+        } else {
+            png_read_row(_png, words.data(), nullptr);
+            conversion.convert(words.data(), reducer.row(), width());
+        }
+        reducer.endRow();
+    }
 }
 
 /// Checks the end chunk, because newer versions of the library do not.
@@ -190,21 +211,43 @@ void PNGReader::readWords(PictureBuffer &buffer, const ColorConversion &conversi
     }
 }
 
+/// The side of the square of the file's pixels that becomes one pixel. The orientation may follow
+/// the pixels, so the picture is large enough for any.
+std::size_t squareFor(const PNGReader &reader, const PictureRequest &request) {
+    if (reader.isInterlaced()) {
+        return 1;
+    }
+    const double factor = std::max(request.factorFor(reader.width(), reader.height(), false),
+                                   request.factorFor(reader.width(), reader.height(), true));
+    auto square = static_cast<std::size_t>(1 / factor);
+    while (!CGImage::isSizeSupported(RowReducer::sizeFor(reader.width(), square),
+                                     RowReducer::sizeFor(reader.height(), square))) {
+        ++square;
+    }
+    return square;
+}
+
 } // namespace
 
-Retained<CGImage> decodePNG(std::span<const std::uint8_t> file, std::uint64_t maxPixels) {
+Retained<CGImage> decodePNG(std::span<const std::uint8_t> file, const PictureRequest &request) {
     PNGReader reader(file);
-    if (!reader.readHeader()) {
+    if (!reader.readHeader(request) || !request.isAcceptable(reader.width(), reader.height())) {
         return nullptr;
     }
-    PictureBuffer buffer(reader.width(), reader.height(), maxPixels);
+    const std::size_t square = squareFor(reader, request);
+    PictureBuffer buffer(RowReducer::sizeFor(reader.width(), square),
+                         RowReducer::sizeFor(reader.height(), square), request.maxPixels);
     if (!buffer) {
         return nullptr;
     }
     const ColorConversion conversion = reader.conversion();
     const bool areWordsConverted = conversion && reader.hasWords();
-    std::vector<std::uint8_t> words(areWordsConverted ? buffer.bytesPerRow() * 2 : 0);
-    if (!reader.readPixels(buffer, conversion, words)) {
+    std::vector<std::uint8_t> words(areWordsConverted ? reader.width() * 8 : 0);
+    std::optional<RowReducer> reducer;
+    if (square > 1) {
+        reducer.emplace(buffer, reader.width(), reader.height(), square);
+    }
+    if (!reader.readPixels(buffer, conversion, words, reducer ? &*reducer : nullptr)) {
         return nullptr;
     }
     if (conversion && !areWordsConverted) {

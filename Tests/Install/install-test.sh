@@ -20,14 +20,18 @@ for file in "$library" "$prefix/lib/libLumiveraWallpaperKit.so" \
     "$prefix/share/gnome-shell/extensions/lumivera@lumivera.app/extension.js"; do
     [[ -s $file ]] || { echo "$file is missing"; exit 1; }
 done
-for name in Lumivera Maple; do
+for name in Lumivera Maple Snow; do
     bundle=$prefix/share/lumivera/wallpapers/$name.bundle
     [[ -f $bundle/description.plist ]] || { echo "$bundle has no description"; exit 1; }
-    [[ $bundle/libLumiveraLiveWallpaper.dylib -ef $library ]] ||
-        { echo "$bundle does not lead to the installed library"; exit 1; }
-    ! ldd "$bundle/libLumiveraLiveWallpaper.dylib" | grep 'not found' ||
-        { echo "$bundle's library does not find those behind it"; exit 1; }
+    [[ -z $(find "$bundle" ! -type f ! -type d) ]] || { echo "$bundle holds links"; exit 1; }
+    [[ -z $(find "$bundle" -name '*.dylib') ]] || { echo "$bundle holds a library"; exit 1; }
 done
+! ldd "$library" | grep 'not found' ||
+    { echo "the installed library does not find those behind it"; exit 1; }
+
+fireflies=$prefix/share/lumivera/wallpapers/Fireflies.bundle
+[[ -f $fireflies/description.plist && -f $fireflies/libFireflies.so ]] ||
+    { echo "$fireflies is not complete"; exit 1; }
 
 # Loaded from the new place, not from the build folder.
 loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)

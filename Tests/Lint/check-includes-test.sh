@@ -39,6 +39,13 @@ expect Tests/Host/MainTest.cpp '#include "Host/Window.h"' ''
 expect Tests/Host/MainTest.cpp '#include "Fuzz/Input.h"' 'Tests may not include Fuzz'
 expect Host/main.cpp '#include "Window.h"' '"Window.h" is not a path from the repository root'
 
+expect Wallpapers/Rain/Rain.cpp '#include <Lumivera/Wallpaper.h>' ''
+expect Wallpapers/Rain/Rain.cpp '#include "Drop.h"' ''
+expect Wallpapers/Rain/Rain.cpp '#include "Platform/UIKit/UIView.h"' \
+    'Wallpapers may not include Platform/UIKit'
+expect Host/main.cpp '#include "Wallpapers/Rain/Drop.h"' 'Host may not include Wallpapers'
+expect Tests/Wallpapers/Rain/RainTest.cpp '#include "Wallpapers/Rain/Drop.h"' ''
+
 # The rooms of the host, the highest first: each may include every lower one and no higher one.
 rooms=(Host/Commands Host/Desktop Host/Desktop/Isolation Host/Desktop/Control
     Host/Desktop/Configuration Host/Desktop/Policy Host/Rendering Host/Playing Host/Displays

@@ -68,8 +68,15 @@ class Drawing:
     def clip(self, path):
         return self.define(f'<clipPath id="{{id}}"><path d="{path}"/></clipPath>')
 
-    def text(self, width, height):
-        box = " ".join(num(v) for v in self._box)
+    def text(self, width, height, overscan=0.0):
+        """The whole picture as SVG; overscan widens its frame by that part of each side, all round.
+
+        The renderer fades blurred shapes out at the frame's edge, so a frame that is cropped
+        afterwards gives clean edges.
+        """
+        x, y, w, h = self._box
+        box = " ".join(num(v) for v in (x - overscan * w, y - overscan * h,
+                                        w + 2 * overscan * w, h + 2 * overscan * h))
         return (f'<svg xmlns="http://www.w3.org/2000/svg" '
                 f'xmlns:xlink="http://www.w3.org/1999/xlink" width="{num(width)}" '
                 f'height="{num(height)}" viewBox="{box}" preserveAspectRatio="none">\n<defs>\n'

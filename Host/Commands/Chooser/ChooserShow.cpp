@@ -5,6 +5,7 @@
 #include "Host/Commands/Gallery/GalleryCanvas.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Printing.h"
+#include "Host/Wallpapers/Rules/BundleRules.h"
 
 #include <algorithm>
 
@@ -20,11 +21,16 @@ constexpr const char *kNoBundles =
 
 constexpr float kFaintButton = 0.35F;
 
-/// The author and the summary of a bundle as one text.
+/// The author and the summary of a bundle as one text, and whether it has mistakes.
 std::string detailsOf(const BundleListing &bundle) {
     std::string text = bundle.author.empty() ? "" : "by " + bundle.author;
     if (!bundle.summary.empty()) {
         text += (text.empty() ? "" : " · ") + bundle.summary;
+    }
+    const std::string mistakes =
+        bundle.problem.empty() ? textOf(cheapMistakes(bundle.path)) : std::string();
+    if (!mistakes.empty()) {
+        text += (text.empty() ? "" : " · ") + mistakes;
     }
     return text;
 }

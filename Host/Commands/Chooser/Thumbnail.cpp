@@ -25,17 +25,20 @@ std::uint32_t mixed(std::uint32_t first, std::uint32_t second, std::uint32_t par
     return (outer & ~kMask) | (inner >> 8 & kMask);
 }
 
-constexpr const char *kBackground = "/lumivera_background_";
+constexpr const char *kPictures[] = {"/lumivera_background_.png", "/lumivera_background_@2x.png",
+                                     "/lumivera_background_@3x.png", "/thumbnail@2x.png",
+                                     "/thumbnail.png"};
 
 Retained<CGImage> decode(const std::string &path) {
     const auto bytes = readFile(path, Thumbnail::kMaxBytes);
     return bytes ? CGImageCreateWithData(*bytes, Thumbnail::kMaxPixels) : nullptr;
 }
 
-/// The background picture of the lowest density that can be decoded.
+/// The background picture of the lowest density that can be decoded. A wallpaper with code of its
+/// own may name its background as it likes, so its thumbnail is shown.
 Retained<CGImage> background(const std::string &bundlePath) {
-    for (const char *ending : {".png", "@2x.png", "@3x.png"}) {
-        if (auto image = decode(bundlePath + kBackground + ending)) {
+    for (const char *name : kPictures) {
+        if (auto image = decode(bundlePath + name)) {
             return image;
         }
     }

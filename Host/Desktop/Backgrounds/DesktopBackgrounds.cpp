@@ -5,6 +5,7 @@
 #include "Host/Wallpapers/Places.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Lumivera {
 
@@ -41,8 +42,9 @@ DesktopBackgrounds::DesktopBackgrounds(std::unique_ptr<ToolRunner> runner,
 
 DesktopBackgrounds::~DesktopBackgrounds() = default;
 
-void DesktopBackgrounds::show(const std::string &program, const std::string &output,
-                              const DeviceRect &area, const SharedBuffers &picture) {
+void DesktopBackgrounds::show(const std::string &program, std::uint32_t window,
+                              const std::string &output, const DeviceRect &area,
+                              const SharedBuffers &picture) {
     ProgramBackground *const background = find(program);
     if (!background || !takeFolder()) {
         return;
@@ -53,7 +55,9 @@ void DesktopBackgrounds::show(const std::string &program, const std::string &out
         report(error.what());
         return;
     }
-    if (_shown.insert(background).second) {
+    _shown.insert(background);
+    const auto [known, isFirst] = _windows.try_emplace(output, window);
+    if (isFirst || std::exchange(known->second, window) != window) {
         _new.insert(background);
     }
     _show.callAfter(kShowDelay);
@@ -62,6 +66,7 @@ void DesktopBackgrounds::show(const std::string &program, const std::string &out
 /// Outputs may come back soon, so the user's own backgrounds come back only after a while.
 void DesktopBackgrounds::remove(const std::string &output) {
     _pictures.remove(output);
+    _windows.erase(output);
     if (_pictures.isEmpty() && !_shown.empty()) {
         _show.cancel();
         _shown.clear();
@@ -75,6 +80,7 @@ bool DesktopBackgrounds::giveBack() {
     _show.cancel();
     _giveBackLeftOver.cancel();
     _pictures.clear();
+    _windows.clear();
     _shown.clear();
     if (!_folder.isTaken() && (!hasKeptSettings() || !takeFolder())) {
         return true; // nothing is kept, or the host that has the folder gives it back

@@ -37,11 +37,12 @@ class DesktopBackgrounds final : private ProgramBackground::Owner {
     DesktopBackgrounds &operator=(const DesktopBackgrounds &) = delete;
 
     /// Shows buffer 0 of the picture as the wallpaper of an output. `program` is the class of the
-    /// window that draws the desktop; capitals do not matter, and for an unknown one nothing
-    /// happens. `area` is the output's place on the screen, in pixels. The pixels are read within
-    /// the call; the desktop follows soon after.
-    void show(const std::string &program, const std::string &output, const DeviceRect &area,
-              const SharedBuffers &picture);
+    /// window that draws the desktop there; capitals do not matter, and for an unknown one nothing
+    /// happens. Another window is one of a program that has begun anew. `area` is the output's
+    /// place on the screen, in pixels. The pixels are read within the call; the desktop follows
+    /// soon after.
+    void show(const std::string &program, std::uint32_t window, const std::string &output,
+              const DeviceRect &area, const SharedBuffers &picture);
 
     /// The output is gone, or shows its own background. When no output is left, everything is given
     /// back after kLeftOverDelay.
@@ -83,7 +84,10 @@ class DesktopBackgrounds final : private ProgramBackground::Owner {
     const std::unique_ptr<ToolRunner> _runner;
     std::vector<std::unique_ptr<ProgramBackground>> _programs;
     std::set<ProgramBackground *> _shown;
+
+    /// Programs that have begun since the last change, and by outputs their windows.
     std::set<ProgramBackground *> _new;
+    std::map<std::string, std::uint32_t> _windows;
     std::set<std::string> _reported;
     DeferredCall _show;
     DeferredCall _giveBackLeftOver;

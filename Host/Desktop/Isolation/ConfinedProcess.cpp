@@ -4,6 +4,7 @@
 #include "Host/Support/EndedChildren.h"
 #include "Host/Support/HostError.h"
 #include "Host/Support/Processes.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Platform/Foundation/NSLog.h"
 
 #include <array>
@@ -13,6 +14,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,6 +25,9 @@ namespace {
 constexpr int kTheirSocket = 3;
 constexpr std::size_t kPipeBytes = 65536;
 constexpr std::size_t kPartBytes = 4096;
+
+/// More than a wallpaper prints that is not being made.
+constexpr std::size_t kMuchPrinted = 4096;
 constexpr std::streamsize kLongestLine = 4096;
 
 std::string programPath() {
@@ -48,6 +53,15 @@ std::vector<std::string> environmentForViews() {
                !name.ends_with("SAN_OPTIONS");
     });
     return variables;
+}
+
+/// A memory file that keeps its size.
+int makeMemoryFile(const char *name, off_t bytes) {
+    const int descriptor = memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (descriptor >= 0 && ftruncate(descriptor, bytes) == 0) {
+        fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);
+    }
+    return descriptor;
 }
 
 /// A pipe for what the view prints, the end to read from first. Nobody has to read it in time:
@@ -143,12 +157,17 @@ void ConfinedProcess::begin(const Confinement &confinement, const std::vector<st
         arguments.push_back("--walls=" + std::to_string(confinement.walls));
     }
     const auto [printed, output] = makeOutput();
-    _process =
-        spawnProgram(arguments, {-1, output, output, theirs.descriptor()}, environmentForViews());
-    close(output);
     _printed = printed;
+    const int call = makeMemoryFile("call", kCallBytes);
+    void *const shared = mmap(nullptr, kCallBytes, PROT_READ, MAP_SHARED, call, 0);
+    _call =
+        shared == MAP_FAILED ? nullptr : static_cast<const std::atomic<std::uint32_t> *>(shared);
+    _process = spawnProgram(arguments, {-1, output, output, theirs.descriptor(), call},
+                            environmentForViews());
+    close(output);
+    close(call);
     if (_process < 0) {
-        close(_printed);
+        freeMemory();
         throw HostError(program, std::string("cannot be run: ") + std::strerror(-_process),
                         "reinstall the program");
     }
@@ -156,7 +175,14 @@ void ConfinedProcess::begin(const Confinement &confinement, const std::vector<st
 
 ConfinedProcess::~ConfinedProcess() {
     end();
+    freeMemory();
+}
+
+void ConfinedProcess::freeMemory() const {
     close(_printed);
+    if (_call) {
+        munmap(const_cast<std::atomic<std::uint32_t> *>(_call), kCallBytes);
+    }
 }
 
 double ConfinedProcess::cpuTime() const {
@@ -231,7 +257,11 @@ void ConfinedProcess::takePrinted() {
         if (count <= 0) {
             break;
         }
+        _printedBytes += static_cast<std::size_t>(count);
         addPrinted({part.data(), static_cast<std::size_t>(count)});
+    }
+    if (_printedBytes > kMuchPrinted && std::exchange(_isPrintingDue, false) && _says) {
+        _says("prints more than 4 KiB");
     }
     if (_printedLines > kMaxPrintedLines && _prints) {
         _prints("(" + std::to_string(_printedLines - kMaxPrintedLines) + " more lines)");
@@ -300,13 +330,15 @@ std::string ConfinedProcess::end() {
     }
     const int status = *ending;
     if (WIFEXITED(status)) {
-        return "has exited with status " + std::to_string(WEXITSTATUS(status)) + lastWords();
+        return "has exited with status " + std::to_string(WEXITSTATUS(status)) + place() +
+               lastWords();
     }
     const int signal = WTERMSIG(status);
     if (signal == SIGKILL) {
-        return "was killed or has broken off its connection" + lastWords();
+        return "was killed or has broken off its connection" + place() + lastWords();
     }
-    return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + lastWords();
+    return "was ended by signal " + std::to_string(signal) + ", " + strsignal(signal) + place() +
+           lastWords();
 }
 
 /// The view may have gone on in a new process and told so, but nobody has read it. Nothing of the
@@ -326,6 +358,12 @@ void ConfinedProcess::endUnheardMove() {
             EndedChildren::take(process);
         }
     }
+}
+
+std::string ConfinedProcess::place() const {
+    const std::string words =
+        _call ? BundleCall::words(_call->load(std::memory_order_relaxed)) : std::string();
+    return words.empty() ? words : "," + words;
 }
 
 std::string ConfinedProcess::lastWords() const { return _lastLine.empty() ? "" : ": " + _lastLine; }

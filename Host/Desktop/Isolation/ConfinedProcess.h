@@ -8,6 +8,7 @@
 #include "Host/Support/PacketSocket.h"
 #include "Platform/Foundation/NSTypes.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -92,6 +93,10 @@ class ConfinedProcess final {
 
     const PacketSocket &connection() const { return _connection; }
 
+    /// What the process finds as the descriptor behind its socket: memory of this size, for its
+    /// BundleCall.
+    static constexpr std::size_t kCallBytes = 4096;
+
     /// The identifier of the process that runs the bundle's code; -1 when it has ended.
     int process() const { return _process; }
 
@@ -104,14 +109,18 @@ class ConfinedProcess final {
     bool takeMove(const ViewReport &report);
     bool takeConfinement(const ViewReport &report, int listener);
 
-    /// Takes what the process has printed since the last call. To be called from time to time,
-    /// because what does not fit into a pipe is lost.
+    /// Takes what the process has printed since the last call, and says, once, when that is much.
+    /// To be called from time to time, because what does not fit into a pipe is lost.
     void takePrinted();
 
     /// What the process takes of the kernel, in words; empty when that is not too much. The tables
     /// that map its memory may take so many KiB: the limit of its address space does not count
     /// them.
     std::string complaintAboutKernel(std::uint64_t tableKilobytes) const;
+
+    /// Where in the bundle's code the process is, as it says itself: ", in doAnimating"; empty when
+    /// it is in none.
+    std::string place() const;
 
     /// Kills the process if it still runs. Returns how it ended, in words.
     std::string end();
@@ -127,6 +136,7 @@ class ConfinedProcess final {
     void addPrinted(std::string_view text);
     void endPrintedLine();
     std::string lastWords() const;
+    void freeMemory() const;
 
     DescriptorWatch &_watch;
     const std::string _bundle;
@@ -143,12 +153,16 @@ class ConfinedProcess final {
     int _starter = -1;
 
     /// What the process prints: the pipe, the line that it has begun, the last one that it has
-    /// ended, and how many came in one takePrinted().
+    /// ended, how many came in one takePrinted(), and the bytes of all.
     int _printed = -1;
     std::string _begunLine;
     std::string _lastLine;
     unsigned _printedLines = 0;
+    std::size_t _printedBytes = 0;
+    bool _isPrintingDue = true;
 
+    /// The process's BundleCall, which it may change; null when there can be none.
+    const std::atomic<std::uint32_t> *_call = nullptr;
     unsigned _logLines = 0;
     bool _isMoveDue = true;
     bool _isConfinementDue = true;

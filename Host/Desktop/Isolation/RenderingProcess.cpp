@@ -27,6 +27,14 @@ unsigned buffersFor(const RenderingProcess::Start &start) {
     return start.firstPicture + 1 < start.frameCount ? 2 : 1;
 }
 
+std::vector<std::string> optionsFor(const RenderingProcess::Start &start) {
+    std::vector<std::string> options{"--render"};
+    if (start.trial != BundleTrial::None) {
+        options.push_back("--trial=" + std::string(nameOf(start.trial)));
+    }
+    return options;
+}
+
 /// The waiter of the main run loop until the scope ends.
 struct WaiterInUse {
     explicit WaiterInUse(RunLoopWaiter &waiter) { NSRunLoop::mainRunLoop().setWaiter(&waiter); }
@@ -45,16 +53,17 @@ NSTimeInterval RenderingProcess::patienceFor(const Start &start) {
             petals = std::max(petals, static_cast<NSUInteger>(event.numbers[0]));
         }
     }
-    return kPatience * patienceWith(petals);
+    return (start.isTrial ? kTrialPatience : kPatience) * patienceWith(petals);
 }
 
 RenderingProcess::RenderingProcess(const Start &start)
     : _bundle(start.bundle), _scriptName(start.script.fileName()),
-      _firstPicture(start.firstPicture), _isTraced(start.isTraced), _patience(patienceFor(start)),
+      _firstPicture(start.firstPicture), _isTraced(start.isTraced), _frameCount(start.frameCount),
+      _patience(patienceFor(start)), _idlePatience(start.isTrial ? kIdleTrialPatience : kPatience),
       _timeFactor(start.timeFactor),
       _memory(static_cast<unsigned>(start.settings.pixelWidth()),
               static_cast<unsigned>(start.settings.pixelHeight()), buffersFor(start)),
-      _process(_waiter, start.bundle, start, {"--render"}), _check([this] { check(); }) {
+      _process(_waiter, start.bundle, start, optionsFor(start)), _check([this] { check(); }) {
     sendOrders(start);
     _waiter.add(*this);
 }
@@ -81,6 +90,7 @@ void RenderingProcess::sendOrders(const Start &start) {
     order.frameCount = start.frameCount;
     order.firstPicture = start.firstPicture;
     order.isTraced = start.isTraced;
+    order.isTrial = start.isTrial;
     order.isSeeded = start.seed.has_value();
     order.seed = start.seed.value_or(0);
     _scriptName.copy(order.scriptName, sizeof order.scriptName - 1);
@@ -162,7 +172,7 @@ bool RenderingProcess::take(const ViewReport &report, std::size_t bytes, int &at
     case ViewReport::Kind::Trace:
         return _isTraced && _parts.take(report, bytes);
     case ViewReport::Kind::Frame:
-        return takeFrame();
+        return takeFrame(report);
     case ViewReport::Kind::Failure:
         fail(textOf(report, bytes));
         return true;
@@ -183,11 +193,15 @@ bool RenderingProcess::takePicture(const ViewReport &report) {
 }
 
 /// A frame has all that was wanted of it.
-bool RenderingProcess::takeFrame() {
+bool RenderingProcess::takeFrame(const ViewReport &report) {
     _frame.trace = _parts.takeLine();
+    _frame.seconds = report.index / 1e6;
+    _frame.bytes = report.petals;
     _isFrameComplete = _frame.trace.empty() != _isTraced &&
                        _frame.pixels.empty() == (_frameNumber < _firstPicture);
-    ++_frameNumber;
+    if (++_frameNumber == _frameCount) {
+        _process.takePrinted();
+    }
     return _isFrameComplete;
 }
 
@@ -200,9 +214,10 @@ void RenderingProcess::check() {
     std::string complaint = _process.complaintAboutKernel(kMaxTableKilobytes);
     if ((seconds - _secondsBefore) * _timeFactor >= _patience) {
         complaint = "has not finished a frame within " + std::to_string(std::lround(_patience)) +
-                    " s of processor time";
-    } else if (_idleChecks * kBetweenChecks * _timeFactor >= kPatience) {
-        complaint = "has not gone on with a frame for 60 s";
+                    " s of processor time" + _process.place();
+    } else if (_idleChecks * kBetweenChecks * _timeFactor >= _idlePatience) {
+        complaint = "has not gone on with a frame for " +
+                    std::to_string(std::lround(_idlePatience)) + " s" + _process.place();
     }
     if (!complaint.empty()) {
         _process.end();

@@ -4,6 +4,7 @@
 #include "Host/Desktop/Isolation/TraceParts.h"
 #include "Host/Displays/SharedBuffers.h"
 #include "Host/Playing/Script.h"
+#include "Host/Rendering/BundleTrial.h"
 #include "Host/Support/DeferredCall.h"
 #include "Host/Support/DescriptorWaiter.h"
 #include "Host/Wallpapers/WallpaperSettings.h"
@@ -25,6 +26,10 @@ class RenderingProcess final : private DescriptorSource {
     /// Frames of usual wallpapers take well below a second, the largest pictures a few.
     static constexpr NSTimeInterval kPatience = 60;
 
+    /// The same for a bundle that is checked.
+    static constexpr NSTimeInterval kTrialPatience = 5;
+    static constexpr NSTimeInterval kIdleTrialPatience = 20;
+
     struct Start : ConfinedProcess::Confinement {
         std::string bundle; ///< its path
         WallpaperSettings settings;
@@ -36,6 +41,13 @@ class RenderingProcess final : private DescriptorSource {
         NSUInteger firstPicture = 0;
 
         bool isTraced = false;
+
+        /// Whether the bundle is checked: there is less patience, frames are measured, and events
+        /// that are not for this wallpaper are passed over.
+        bool isTrial = false;
+
+        /// What is done instead of rendering; the only frame is its success.
+        BundleTrial trial = BundleTrial::None;
 
         /// Tests judge more time than was taken.
         double timeFactor = 1;
@@ -58,6 +70,11 @@ class RenderingProcess final : private DescriptorSource {
 
         /// As TraceWriter::entry(); empty when there is none.
         std::string trace;
+
+        /// In a trial: the processor time that the frame took, all that came before for the first
+        /// one, in seconds; and the bytes of memory in use after it.
+        double seconds = 0;
+        std::uint64_t bytes = 0;
     };
 
     /// Waits for the next frame, whose pixels are valid until the next call. Null when
@@ -73,7 +90,7 @@ class RenderingProcess final : private DescriptorSource {
     bool readReports();
     bool take(const ViewReport &report, std::size_t bytes, int &attached);
     bool takePicture(const ViewReport &report);
-    bool takeFrame();
+    bool takeFrame(const ViewReport &report);
     void check();
     void fail(const std::string &reason);
 
@@ -81,7 +98,9 @@ class RenderingProcess final : private DescriptorSource {
     const std::string _scriptName;
     const NSUInteger _firstPicture;
     const bool _isTraced;
+    const NSUInteger _frameCount;
     const NSTimeInterval _patience;
+    const NSTimeInterval _idlePatience;
     const double _timeFactor;
     SharedBuffers _memory;
     DescriptorWaiter _waiter;

@@ -6,7 +6,9 @@
 #include "Host/Support/HostError.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
+#include <ctime>
 
 namespace Lumivera {
 
@@ -20,6 +22,13 @@ void receive(const PacketSocket &host, void *bytes, std::size_t count) {
         packet.count != count) {
         throw HostError("host", "has gone");
     }
+}
+
+/// The processor time of this process, in seconds.
+double processorTime() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 std::vector<ScriptEvent> receiveEvents(const PacketSocket &host, std::size_t count) {
@@ -40,9 +49,16 @@ RenderingService::RenderingService(const PacketSocket &host, ViewService::Start 
     _options.settings.size = {static_cast<CGFloat>(_order.width),
                               static_cast<CGFloat>(_order.height)};
     _options.script = Script(receiveEvents(host, _order.eventCount), _order.scriptName);
+    _options.isLenient = _order.isTrial != 0;
     if (_order.isSeeded) {
         _options.seed = _order.seed;
     }
+}
+
+void RenderingService::run(BundleFolder folder, BundleTrial trial) {
+    tryOut(trial, std::move(folder), _options.settings);
+    reportFrame(processorTime());
+    std::_Exit(0);
 }
 
 void RenderingService::run(BundleFolder folder) {
@@ -59,16 +75,29 @@ void RenderingService::run(BundleFolder folder) {
 }
 
 void RenderingService::renderFrame(RenderingSession &session, std::uint64_t frame) {
+    const double start = frame > 0 && _order.isTrial ? processorTime() : 0;
     if (frame > 0) {
         session.nextFrame();
     }
+    const double seconds = _order.isTrial ? processorTime() - start : 0;
     if (frame >= _order.firstPicture) {
         draw(session);
     }
     if (_order.isTraced) {
         sendTrace(_host, TraceWriter::entry(session.time(), session.view()));
     }
-    sendReport(_host, ViewReport::Kind::Frame);
+    reportFrame(seconds);
+}
+
+void RenderingService::reportFrame(double seconds) const {
+    ViewReport report;
+    report.kind = ViewReport::Kind::Frame;
+    if (_order.isTrial) {
+        constexpr double kMost = 4e9;
+        report.index = static_cast<std::uint32_t>(std::min(seconds * 1e6, kMost));
+        report.petals = memoryInUse();
+    }
+    _host.send(&report, offsetof(ViewReport, rects), PacketSocket::Wait::Yes);
 }
 
 /// The buffers take turns, so that each was drawn into as many pictures ago as there are buffers.

@@ -2,6 +2,7 @@
 
 #include "Host/Desktop/Isolation/ViewMessages.h"
 #include "Host/Desktop/Isolation/ViewService.h"
+#include "Host/Rendering/BundleTrial.h"
 #include "Host/Rendering/RenderingSession.h"
 #include "Host/Support/PacketSocket.h"
 #include "Host/Wallpapers/BundleFolder.h"
@@ -19,6 +20,9 @@ class RenderingService final {
     /// has gone.
     RenderingService(const PacketSocket &host, ViewService::Start start);
 
+    /// Tries something out instead, and reports one frame when that succeeds.
+    void run(BundleFolder folder, BundleTrial trial);
+
     /// Renders all frames. Throws the HostError of a failure before the first frame; the process
     /// ends with a later one, because the wallpaper's threads may wait for a call-out that has
     /// failed.
@@ -27,6 +31,7 @@ class RenderingService final {
   private:
     void renderFrame(RenderingSession &session, std::uint64_t frame);
     void draw(RenderingSession &session);
+    void reportFrame(double seconds) const;
     void waitForBuffer();
 
     const PacketSocket &_host;

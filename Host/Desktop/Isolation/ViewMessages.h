@@ -74,7 +74,7 @@ struct RenderingOrder {
     std::uint32_t isSeeded = 0;
     std::uint32_t seed = 0;
     char scriptName[PATH_MAX] = {}; ///< for messages
-    std::uint32_t padding = 0;
+    std::uint32_t isTrial = 0;      ///< frames are measured, events for other views passed over
 };
 
 static_assert(sizeof(RenderingOrder) == 7 * sizeof(std::uint64_t) + PATH_MAX &&
@@ -93,7 +93,9 @@ struct ViewReport {
         Moved,    ///< once at most, before Confined: the process `petals` goes on with the view
         Trace,    ///< `count` bytes of `text`, the next part of a line of the trace
         Log,      ///< a line of the wallpaper's log, `text`; kMaxLogLines at most
-        Frame,    ///< the frame is complete, after its Picture and its Trace
+        Frame,    ///< the frame is complete, after its Picture and its Trace; in a trial, `index`
+                  ///< is the processor time that it took, in microseconds, and `petals` the bytes
+                  ///< of memory in use
         Sound,    ///< a sound is to be heard: `text`, its path in the bundle
     };
 

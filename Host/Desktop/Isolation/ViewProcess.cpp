@@ -380,13 +380,14 @@ void ViewProcess::check() {
 /// The reason to end the process; empty when there is none.
 std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (now >= std::min(_pictureDeadline, _answerDeadline)) {
-        return "has drawn nothing for " + std::to_string(_patience / 1'000'000'000) + " s";
+        return "has drawn nothing for " + std::to_string(_patience / 1'000'000'000) + " s" +
+               _process.place();
     }
     if (_hasWatchdog && _unsent.size() > kMaxUnsent) {
         return "does not listen";
     }
     if (takesTooMuchTime(now)) {
-        return "takes a processor core without drawing";
+        return "takes a processor core without drawing" + _process.place();
     }
     return keepsTooManyThreadsBusy() ? "keeps too many threads busy" : "";
 }

@@ -1,8 +1,11 @@
 #include "Host/Desktop/Isolation/ViewProgram.h"
 
+#include "Host/Desktop/Isolation/ConfinedProcess.h"
 #include "Host/Desktop/Isolation/RenderingService.h"
 #include "Host/Desktop/Isolation/Sandbox.h"
 #include "Host/Desktop/Isolation/ViewService.h"
+#include "Host/Support/HostError.h"
+#include "Host/Wallpapers/BundleCall.h"
 #include "Host/Wallpapers/BundleFolder.h"
 #include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSLog.h"
@@ -12,10 +15,13 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
+#include <fcntl.h>
 #include <malloc.h>
-#include <new>
 #include <string_view>
+#include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -69,6 +75,7 @@ struct Arguments {
     std::string bundle;
     bool isTrusted = false;
     bool isRendering = false;
+    BundleTrial trial = BundleTrial::None;
     unsigned walls = Sandbox::kAllWalls;
 
     /// False when they make no sense.
@@ -78,12 +85,15 @@ struct Arguments {
             return std::from_chars(text.data(), end, value).ptr == end && !text.empty();
         };
         constexpr std::string_view kWalls = "--walls=";
+        constexpr std::string_view kTrial = "--trial=";
         bool isRight = words.size() >= 2 && number(words[0], socket);
         for (std::size_t i = 2; isRight && i < words.size(); ++i) {
             if (words[i] == "--trust") {
                 isTrusted = true;
             } else if (words[i] == "--render") {
                 isRendering = true;
+            } else if (words[i].starts_with(kTrial)) {
+                trial = trialOfName(words[i].substr(kTrial.size()));
             } else {
                 isRight =
                     words[i].starts_with(kWalls) && number(words[i].substr(kWalls.size()), walls);
@@ -104,6 +114,34 @@ void sendSounds(const PacketSocket &host, const std::string &bundle, bool areHea
     });
 }
 
+/// Lets the host see in which call of the bundle's code we are, if it has given memory for that.
+void shareCall(int memory) {
+    struct stat status;
+    constexpr std::size_t kBytes = ConfinedProcess::kCallBytes;
+    const int seals = fcntl(memory, F_GET_SEALS);
+    if (seals < 0 || (seals & F_SEAL_SHRINK) == 0 || fstat(memory, &status) != 0 ||
+        status.st_size != static_cast<off_t>(kBytes)) {
+        return;
+    }
+    void *const shared = mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
+    if (shared != MAP_FAILED) {
+        BundleCall::keepAt(*static_cast<std::atomic<std::uint32_t> *>(shared));
+    }
+}
+
+/// The connection for the end by an exception that nobody catches.
+const PacketSocket *hostOfLastWords = nullptr;
+
+/// Tells the host what was thrown. Without an exception the C++ library has printed why it ends us.
+[[noreturn]] void endByException() {
+    const std::string words = wordsForCurrentException();
+    if (words.empty()) {
+        std::abort();
+    }
+    reportText(*hostOfLastWords, ViewReport::Kind::Failure, words, PacketSocket::Wait::Yes);
+    std::_Exit(1);
+}
+
 void serve(const PacketSocket &host, const Arguments &given) {
     ViewService::Start start = ViewService::readStart(host);
     const SharedBuffers &memory = *start.memory;
@@ -114,7 +152,11 @@ void serve(const PacketSocket &host, const Arguments &given) {
     if (given.isRendering) {
         RenderingService rendering(host, std::move(start));
         enterSandbox(host, folder.path(), bytes + kMoreAttendedBytes, given.walls);
-        rendering.run(std::move(folder));
+        if (given.trial == BundleTrial::None) {
+            rendering.run(std::move(folder));
+        } else {
+            rendering.run(std::move(folder), given.trial);
+        }
         return;
     }
     enterSandbox(host, folder.path(), bytes + (start.isInWindow ? kMoreAttendedBytes : 0),
@@ -134,9 +176,8 @@ void sendReport(const PacketSocket &host, ViewReport::Kind kind, std::uint32_t i
 }
 
 void endWithFailure(const PacketSocket &host, const std::exception &error) {
-    const bool isMemory = dynamic_cast<const std::bad_alloc *>(&error) != nullptr;
-    reportText(host, ViewReport::Kind::Failure,
-               isMemory ? "takes more memory than a wallpaper may have" : error.what(),
+    const bool isOurs = dynamic_cast<const HostError *>(&error) != nullptr;
+    reportText(host, ViewReport::Kind::Failure, isOurs ? error.what() : wordsFor(error),
                PacketSocket::Wait::Yes);
     std::_Exit(1);
 }
@@ -150,6 +191,7 @@ int runViewProgram(int argumentCount, const char *const *arguments) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     // So that the host reads each line of a wallpaper when it is printed.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    shareCall(given.socket + 1);
     // The host may have inherited descriptors that are not meant for a wallpaper.
     close_range(static_cast<unsigned>(given.socket) + 1, ~0U, 0);
     const PacketSocket host(given.socket);
@@ -160,6 +202,8 @@ int runViewProgram(int argumentCount, const char *const *arguments) {
             reportText(host, ViewReport::Kind::Log, line, PacketSocket::Wait::No);
         }
     });
+    hostOfLastWords = &host;
+    std::set_terminate(endByException);
     try {
         serve(host, given);
     } catch (const std::exception &error) {

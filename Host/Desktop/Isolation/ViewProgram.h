@@ -9,9 +9,9 @@
 namespace Lumivera {
 
 /// The program that a host runs for every view and for every rendering, `lumivera-view SOCKET
-/// BUNDLE [--render] [--trust]`: confines itself and serves the view of the bundle to the host at
-/// the other end of the socket. It ends with the host. `--walls=BITS` leaves out walls of the
-/// sandbox, for tests. Returns the exit status.
+/// BUNDLE [--render [--trial=NAME]] [--trust]`: confines itself and serves the view of the bundle
+/// to the host at the other end of the socket. It ends with the host. `--walls=BITS` leaves out
+/// walls of the sandbox, for tests. Returns the exit status.
 int runViewProgram(int argumentCount, const char *const *arguments);
 
 /// Reports the failure to the host and ends the process at once, without exit handlers and static

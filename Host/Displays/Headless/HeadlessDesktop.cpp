@@ -32,6 +32,19 @@ DeviceRect HeadlessSurface::outputArea() const {
             _top + static_cast<int>(_geometry.height)};
 }
 
+SurfaceLayer HeadlessSurface::layer() const {
+    SurfaceLayer layer;
+    layer.window = _iconsWindow;
+    return layer;
+}
+
+void HeadlessSurface::setIconsWindow(std::uint32_t window) {
+    _iconsWindow = window;
+    if (_listener) {
+        _listener->surfaceGeometryChanged();
+    }
+}
+
 void HeadlessSurface::moveTo(int left, int top) {
     _left = left;
     _top = top;

@@ -24,6 +24,7 @@ class HeadlessSurface final : public DesktopSurface {
     void setBuffers(std::shared_ptr<SharedBuffers> memory) override;
     void present(unsigned index, const std::vector<DeviceRect> &damage) override;
     DeviceRect outputArea() const override;
+    SurfaceLayer layer() const override;
     void withdraw() override;
     void setBackground(std::shared_ptr<const SharedBuffers> picture) override {
         _background = std::move(picture);
@@ -35,6 +36,9 @@ class HeadlessSurface final : public DesktopSurface {
 
     /// Moves the output to another place of the desktop; at first it lies at (0, 0).
     void moveTo(int left, int top);
+
+    /// Shows the icons in another window than before; 0 at first.
+    void setIconsWindow(std::uint32_t window);
 
     /// Null for none.
     Listener *listener() const { return _listener; }
@@ -52,6 +56,7 @@ class HeadlessSurface final : public DesktopSurface {
     SurfaceGeometry _geometry;
     int _left = 0;
     int _top = 0;
+    std::uint32_t _iconsWindow = 0;
     SurfaceVisibility _visibility = SurfaceVisibility::Visible;
     Listener *_listener = nullptr;
     std::shared_ptr<SharedBuffers> _memory;

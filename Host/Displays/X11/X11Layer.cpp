@@ -106,6 +106,7 @@ X11Layer X11Layer::choose(const X11Scene &scene, const DeviceRect &output, Layer
     if (result.isTransparent) {
         result.isShaped = !scene.isBlended || !scene.hasTransparentWindows;
         result.layer = overIcons(scene, opaque ? opaque->program : "", result.isShaped);
+        result.layer.window = opaque ? opaque->window : 0;
     } else {
         result.layer = opaque ? hidingIcons(*opaque) : behind(scene, output);
     }

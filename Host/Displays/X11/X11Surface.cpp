@@ -209,7 +209,9 @@ void X11Surface::setLayer(const X11Layer &layer) {
             _presenter->requestRelease();
         }
     }
-    tellGeometryUnless(before);
+    if (_listener && (geometry() != before || layer.layer.window != old.layer.window)) {
+        _listener->surfaceGeometryChanged();
+    }
 }
 
 void X11Surface::setStackVisibility(SurfaceVisibility visibility) {

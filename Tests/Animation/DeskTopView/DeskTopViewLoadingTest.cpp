@@ -101,16 +101,22 @@ TEST_F(BundleLoading, LoadsThePetalWallpaperThroughTheSameDoor) {
     EXPECT_EQ(view->subviewAtIndex(1)->subviewCount(), 53u) << "of 120, as no count is given";
 }
 
-TEST_F(BundleLoading, LoadsTheBundleThatShips) {
-    const auto shipped =
-        NSBundle::bundleWithPath(LUMIVERA_BUILD_DIR "/share/lumivera/wallpapers/Lumivera.bundle");
-    ASSERT_TRUE(shipped);
-    const NSAutoreleasePool pool;
-    const Retained<DeskTopView> view(DeskTopView::createDeskTopViewFromBundle(shipped.get()));
+TEST_F(BundleLoading, ShowsThePicturesOfTheBundleThatShips) {
+    std::filesystem::copy(LUMIVERA_BUILD_DIR "/share/lumivera/wallpapers/Lumivera.bundle",
+                          bundle().folder().path());
+    useLibrary(kPetals);
+    const auto view = load();
     ASSERT_TRUE(view);
     runForSeconds(0.6);
     EXPECT_TRUE(view->bgView()->image());
     EXPECT_TRUE(view->isAnimating());
+}
+
+TEST_F(BundleLoading, GivesNothingForABundleOfPicturesAlone) {
+    const auto shipped =
+        NSBundle::bundleWithPath(LUMIVERA_BUILD_DIR "/share/lumivera/wallpapers/Lumivera.bundle");
+    ASSERT_TRUE(shipped);
+    EXPECT_FALSE(load(shipped.get())) << "only the host knows the library for it";
 }
 
 TEST_F(BundleLoading, OpensTheLibraryLazilyAndClosesItOnceItHasTheView) {

@@ -84,9 +84,9 @@ TEST_F(BadInput, RefusesADescriptionThatNestsAMillionLevels) {
                   "is unreadable, damaged or no dictionary");
 }
 
-TEST_F(BadInput, MissesTheNameOfTheLibrary) {
+TEST_F(BadInput, MissesThePicturesOfABundleWithoutALibrary) {
     expectRefused(bundleWithDescription(_folder.path(), propertyList("")),
-                  "does not name a library");
+                  "lumivera_background_.png: is missing or damaged");
 }
 
 TEST_F(BadInput, RefusesANameOfTheLibraryThatIsANumber) {

@@ -85,7 +85,7 @@ TEST_F(DoctorEndToEndTest, SaysWhatIsWrongWithAWallpaper) {
 TEST_F(DoctorEndToEndTest, SaysWhoseCodeIsNotRun) {
     const std::string folder = _folder.path() + "/lumivera/wallpapers";
     std::filesystem::create_directories(folder);
-    chmod(copyOfShippedBundle(folder).c_str(), 0777);
+    chmod(testBundle(folder, "TinyWallpaper").c_str(), 0777);
     const ProgramRun run = doctor();
     EXPECT_THAT(run.output(), HasSubstr("can be written by others"));
     EXPECT_THAT(run.output(), HasSubstr("chmod go-w"));

@@ -24,8 +24,9 @@ Json listed(const std::vector<std::string> &folders) {
 TEST(List, FindsTheBundlesBesideTheProgram) {
     const ProgramRun run({"list"});
     EXPECT_EQ(run.status(), 0);
-    EXPECT_THAT(run.output(), HasSubstr("Lumivera.bundle"));
-    EXPECT_THAT(run.output(), HasSubstr("Maple.bundle"));
+    for (const char *name : {"Fireflies", "Lumivera", "Maple", "Snow"}) {
+        EXPECT_THAT(run.output(), HasSubstr(name + std::string(".bundle")));
+    }
 }
 
 TEST(List, FindsBundlesInTheUsersDataFolder) {
@@ -69,6 +70,14 @@ TEST(List, TellsWhatTheDescriptionSays) {
     EXPECT_THAT(table, AllOf(HasSubstr("LICENCE"), HasSubstr("CC-BY-4.0")));
     EXPECT_EQ(entry["petals"], 42);
     EXPECT_EQ(entry["speed"], 3);
+    EXPECT_TRUE(entry["problem"].is_null());
+}
+
+TEST(List, FindsNoFaultInABundleWithoutALibrary) {
+    const TemporaryFolder folder;
+    bundleWithDescription(folder.path(), propertyList("<key>name</key><string>Snow</string>"));
+    const Json entry = listed({folder.path()}).at(0);
+    EXPECT_EQ(entry["name"], "Snow");
     EXPECT_TRUE(entry["problem"].is_null());
 }
 

@@ -349,4 +349,49 @@ TEST(Version, IsOneLine) {
     EXPECT_THAT(run.output(), ::testing::MatchesRegex("lumivera [0-9.]+\n"));
 }
 
+class RenderShipped : public ::testing::TestWithParam<const char *> {};
+
+TEST_P(RenderShipped, RepeatsForASeedAndMovesWithAnother) {
+    const TemporaryFolder folder;
+    const auto trace = [&folder](const std::string &seed, const std::string &name) {
+        const ProgramRun run({"render", GetParam(), "--seed", seed, "--frames", "40", "--size",
+                              "320x480", "-o", folder.pathOf(name + ".png"), "--trace",
+                              folder.pathOf(name)});
+        EXPECT_EQ(run.status(), 0) << run.errors();
+        EXPECT_EQ(run.errors(), "");
+        return contentsOf(folder.pathOf(name));
+    };
+    const std::string first = trace("3", "first");
+    EXPECT_EQ(trace("3", "again"), first);
+    EXPECT_EQ(contentsOf(folder.pathOf("again.png")), contentsOf(folder.pathOf("first.png")));
+    EXPECT_NE(trace("4", "other"), first);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RenderShipped,
+                         ::testing::Values("Fireflies", "Lumivera", "Maple", "Snow"));
+
+TEST(RenderFireflies, ShowsThemGatherWhereTheScriptTaps) {
+    const TemporaryFolder folder;
+    const std::string script =
+        folder.write("script.json", R"({"events": [{"frame": 20, "tap": [160, 300]}]})");
+    const ProgramRun run({"render", "Fireflies", "--seed", "3", "--frames", "150", "--size",
+                          "320x480", "--script", script, "--trace", folder.pathOf("trace")});
+    EXPECT_EQ(run.status(), 0) << run.errors();
+    std::istringstream lines(contentsOf(folder.pathOf("trace")));
+    std::vector<int> counts;
+    for (std::string line; std::getline(lines, line);) {
+        const Json frame = Json::parse(line);
+        int near = 0;
+        for (const Json &layer : frame["layers"]) {
+            for (const Json &sprite : layer) {
+                near +=
+                    std::hypot(sprite[1].get<double>() - 160, sprite[2].get<double>() - 300) < 60;
+            }
+        }
+        counts.push_back(near);
+    }
+    ASSERT_EQ(counts.size(), 150u);
+    EXPECT_GT(counts.back(), 2 * counts[19]);
+}
+
 } // namespace

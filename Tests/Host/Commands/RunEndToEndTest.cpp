@@ -374,19 +374,27 @@ TEST_P(HostileWindow, EndsWithOneLine) {
     const ProgramRun run = runToEnd({"run", bundle});
     EXPECT_EQ(run.status(), 1);
     EXPECT_TRUE(run.saysOneLine()) << run.errors();
-    EXPECT_THAT(run.errors(), HasSubstr(bundle + ": "));
+    EXPECT_THAT(run.errors(), ::testing::StartsWith("lumivera: " + bundle));
     EXPECT_THAT(run.errors(), HasSubstr(GetParam().second));
 }
 
 INSTANTIATE_TEST_SUITE_P(Deeds, HostileWindow,
                          ::testing::Values(Deed("crash-in-entry", "was ended by signal 11"),
                                            Deed("crash-in-frame", "was ended by signal 11"),
-                                           Deed("exit-in-init", "has exited with status 7"),
+                                           Deed("exit-in-init", "status 7, in initResource"),
                                            Deed("throw-in-entry", "a wallpaper's own mistake"),
                                            Deed("throw-in-init", "a wallpaper's own mistake"),
-                                           Deed("throw-in-frame", "a wallpaper's own mistake"),
+                                           Deed("throw-in-frame", "threw std::runtime_error in "
+                                                                  "doAnimating: a wallpaper's own"),
+                                           Deed("throw-number-in-frame", "threw int in"),
+                                           Deed("nothing-in-return", "gave no view"),
+                                           Deed("number-in-return", "getDeskTopViewInstance gave"),
+                                           Deed("plain-view-in-return", "DeskTopView: UIView"),
+                                           Deed("other-view-in-return", "another class than"),
+                                           Deed("dangling-in-return", "getDeskTopViewInstance"),
                                            Deed("trace-in-init", "says what makes no sense"),
-                                           Deed("wait-in-init", "has drawn nothing for 20 s")),
+                                           Deed("wait-in-init",
+                                                "nothing for 20 s, in initResource")),
                          [](const auto &info) {
                              std::string name = info.param.first;
                              std::erase(name, '-');
@@ -394,7 +402,7 @@ INSTANTIATE_TEST_SUITE_P(Deeds, HostileWindow,
                          });
 
 TEST_F(Window, RefusesWhatOthersCanWriteUnlessItIsTrusted) {
-    const std::string bundle = copyOfShippedBundle(_folder.path());
+    const std::string bundle = testBundle(_folder.path(), "TinyWallpaper");
     chmod(bundle.c_str(), 0777);
     for (std::vector<std::string> arguments :
          {std::vector<std::string>{"run", bundle, "--seconds", "0.1"},

@@ -38,6 +38,7 @@ std::vector<std::string> DesktopProgramTest::surroundings() const {
     return {"XDG_RUNTIME_DIR=" + folder(),
             "XDG_STATE_HOME=" + folder() + "/state",
             "XDG_CONFIG_HOME=" + folder() + "/config",
+            "XDG_DATA_HOME=" + folder() + "/data",
             "DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + folder() + "/no-bus",
             "DISPLAY",
             "WAYLAND_DISPLAY",

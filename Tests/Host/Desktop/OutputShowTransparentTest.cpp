@@ -146,6 +146,20 @@ TEST_F(OutputShowTransparentTest, TellsTheBackgroundAgainWhenTheOutputMoves) {
     EXPECT_THAT(_views.made(), SizeIs(2));
 }
 
+TEST_F(OutputShowTransparentTest, TellsTheBackgroundAgainToAProgramThatHasBegunAnew) {
+    begin();
+    _surface.setIconsWindow(1);
+    runForSeconds(3);
+    EXPECT_THAT(_areas, SizeIs(2));
+    EXPECT_THAT(_views.made(), SizeIs(2));
+    _surface.setGeometry(kOpaque);
+    _surface.setIconsWindow(2);
+    _surface.setGeometry(kTransparent);
+    runForSeconds(3);
+    EXPECT_THAT(_areas, SizeIs(3));
+    EXPECT_THAT(_views.backgroundRequests(), SizeIs(1)) << "the picture is the same";
+}
+
 TEST_F(OutputShowTransparentTest, TakesTheBackgroundFromASurfaceThatBecomesOpaque) {
     begin();
     _surface.setGeometry(kOpaque);

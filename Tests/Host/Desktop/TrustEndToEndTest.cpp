@@ -35,7 +35,7 @@ class TrustEndToEndTest : public DesktopProgramTest {
 
 TEST_F(TrustEndToEndTest, RunsNoBundleThatOthersCouldExchange) {
     const std::string shared = _folder.makeFolder("shared");
-    const std::string bundle = copyOfShippedBundle(shared);
+    const std::string bundle = testBundle(shared, "TinyWallpaper");
     chmod(shared.c_str(), 0777);
     expectRefused(bundle, shared + ": can be written by others");
     startHeadless({"--trust", bundle});
@@ -44,6 +44,17 @@ TEST_F(TrustEndToEndTest, RunsNoBundleThatOthersCouldExchange) {
     chmod(shared.c_str(), 01777);
     startHeadless({bundle});
     expectShown(bundle);
+}
+
+TEST_F(TrustEndToEndTest, RunsABundleOfPicturesWhoeverMayWriteThem) {
+    const std::string shared = _folder.makeFolder("shared");
+    const std::string bundle = copyOfShippedBundle(shared);
+    chmod(shared.c_str(), 0777);
+    startHeadless({bundle});
+    expectShown(bundle);
+    EXPECT_EQ(quit(), 0);
+    const ProgramRun run({"render", bundle, "--trace", "/dev/null", "--frames", "1"});
+    EXPECT_EQ(run.status(), 0) << run.errors();
 }
 
 TEST_F(TrustEndToEndTest, RefusesALinkThatWouldWidenTheSandbox) {
@@ -99,7 +110,7 @@ TEST_F(TrustEndToEndTest, LogsTheNameOfABundleSoThatATerminalObeysNothing) {
 TEST_F(TrustEndToEndTest, TellsOfLinksInListsAndOfUntrustedFoldersInTheDoctor) {
     const std::string data = _folder.makeFolder("data");
     fs::create_directories(data + "/lumivera/wallpapers");
-    const std::string bundle = copyOfShippedBundle(data + "/lumivera/wallpapers");
+    const std::string bundle = testBundle(data + "/lumivera/wallpapers", "TinyWallpaper");
     ProgramRun::Options options;
     options.environment = {"XDG_DATA_HOME=" + data, "XDG_RUNTIME_DIR=" + folder()};
     chmod((data + "/lumivera").c_str(), 0777);

@@ -105,16 +105,7 @@ std::string shippedBundle(const std::string &name) {
 
 std::string copyOfShippedBundle(const std::string &folder) {
     const std::string path = folder + "/Copy.bundle";
-    std::filesystem::create_directory(path);
-    for (const auto &entry :
-         std::filesystem::directory_iterator(shippedBundle("Lumivera.bundle"))) {
-        const auto target = std::filesystem::path(path) / entry.path().filename();
-        if (entry.is_symlink()) {
-            std::filesystem::create_symlink(std::filesystem::canonical(entry.path()), target);
-        } else {
-            std::filesystem::copy_file(entry.path(), target);
-        }
-    }
+    std::filesystem::copy(shippedBundle("Lumivera.bundle"), path);
     return path;
 }
 

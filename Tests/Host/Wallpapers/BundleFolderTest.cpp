@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 using namespace Lumivera;
 using ::testing::AllOf;
@@ -153,21 +154,21 @@ TEST_F(BundleFolderTest, RefusesFoldersWithoutEnd) {
 TEST_F(BundleFolderTest, TrustsNoFolderAboveThatOthersMayWrite) {
     for (const mode_t mode : {0775U, 0757U, 0777U}) {
         chmod(above().c_str(), mode);
-        EXPECT_THAT(problemOf(_path, Trust::UserAndRoot),
+        EXPECT_THAT(problemOfLibrary(_path, Trust::UserAndRoot),
                     HasSubstr(above() + ": can be written by others"));
-        EXPECT_EQ(problemOf(_path, Trust::Anybody), "");
+        EXPECT_EQ(problemOfLibrary(_path, Trust::Anybody), "");
     }
     chmod(above().c_str(), 0755);
     chmod(_folder.path().c_str(), 0777);
-    EXPECT_THAT(problemOf(_path, Trust::UserAndRoot), HasSubstr("can be written by others"));
+    EXPECT_THAT(problemOfLibrary(_path, Trust::UserAndRoot), HasSubstr("can be written by others"));
 }
 
 TEST_F(BundleFolderTest, TrustsAFolderAboveInWhichOthersCannotRenameWhatIsOurs) {
     chmod(above().c_str(), 01777);
-    EXPECT_EQ(problemOf(_path, Trust::UserAndRoot), "");
+    EXPECT_EQ(problemOfLibrary(_path, Trust::UserAndRoot), "");
     chmod(above().c_str(), 0755);
     chmod(_path.c_str(), 01777);
-    EXPECT_THAT(problemOf(_path, Trust::UserAndRoot),
+    EXPECT_THAT(problemOfLibrary(_path, Trust::UserAndRoot),
                 HasSubstr("W.bundle: can be written by others"))
         << "files could be added to it";
 }
@@ -186,14 +187,29 @@ TEST_F(BundleFolderTest, TrustsNobodyElse) {
     }
     for (const std::string &path : {above(), _path}) {
         ASSERT_EQ(chown(path.c_str(), kAnotherUser, 0), 0);
-        EXPECT_THAT(problemOf(_path, Trust::UserAndRoot),
+        EXPECT_THAT(problemOfLibrary(_path, Trust::UserAndRoot),
                     HasSubstr(path + ": belongs to another user"));
-        EXPECT_EQ(problemOf(_path, Trust::Anybody), "");
+        EXPECT_EQ(problemOfLibrary(_path, Trust::Anybody), "");
         ASSERT_EQ(chown(path.c_str(), 0, 0), 0);
     }
     ASSERT_EQ(chown((_path + "/w.so").c_str(), kAnotherUser, 0), 0);
     EXPECT_THAT(problemOfLibrary(_path, Trust::UserAndRoot),
                 HasSubstr("w.so: belongs to another user"));
+}
+
+TEST_F(BundleFolderTest, NeedsNoTrustForPicturesAlone) {
+    chmod(above().c_str(), 0777);
+    chmod(_path.c_str(), 0777);
+    EXPECT_EQ(problemOf(_path, Trust::UserAndRoot), "");
+    EXPECT_THAT(problemOfLibrary(_path, Trust::UserAndRoot),
+                HasSubstr(above() + ": can be written by others"));
+}
+
+TEST_F(BundleFolderTest, IsNotTrustedMoreWhenItMoves) {
+    chmod(above().c_str(), 0777);
+    BundleFolder folder(_path, Trust::UserAndRoot);
+    const BundleFolder moved(std::move(folder));
+    EXPECT_THROW(moved.openLibrary("w.so"), HostError);
 }
 
 TEST_F(BundleFolderTest, OpensOnlyTheFilesThatItHasSeen) {

@@ -161,6 +161,14 @@ TEST_F(BundleLibraryTest, IsTheProgramsOwnWhereALinkStandsForIt) {
     EXPECT_EQ(loading(name, Trust::Anybody), "");
 }
 
+TEST_F(BundleLibraryTest, IsTheProgramsOwnForABundleOfPicturesWhoeverMayWriteThem) {
+    chmod(_path.c_str(), 0777);
+    EXPECT_EQ(loading("", Trust::UserAndRoot), "");
+    EXPECT_EQ(loading("", Trust::Anybody), "");
+    put("NoEntryPoint", "libLumiveraLiveWallpaper.dylib");
+    EXPECT_EQ(loading("", Trust::UserAndRoot), "") << "one in the bundle is not looked at";
+}
+
 TEST_F(BundleLibraryTest, HasAPlainName) {
     for (const char *name : {"../w.so", "a/w.so", "/usr/lib/w.so", "$LIB", "$ORIGIN", "w$.so",
                              "${PLATFORM}", ".", ".."}) {

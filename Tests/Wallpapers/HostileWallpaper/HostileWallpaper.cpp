@@ -5,13 +5,17 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <map>
+#include <memory>
+#include <optional>
 #include <pthread.h>
 #include <sched.h>
 #include <stdexcept>
@@ -29,7 +33,9 @@
 #include <vector>
 
 // Does what no wallpaper should, at the moment that its bundle's name says, such as
-// "crash-in-frame.bundle": in its entry point, while it loads, or in its first or hundredth frame.
+// "crash-in-frame.bundle": in its entry point, while it loads, in its first or hundredth frame, or
+// in another call. "number-in-return.bundle" and the like make the entry point give what is no
+// view.
 
 namespace {
 
@@ -72,6 +78,23 @@ std::string bundleFolder;
 [[noreturn]] void leave() { std::exit(7); }
 
 [[noreturn]] void raiseException() { throw std::runtime_error("a wallpaper's own mistake"); }
+
+[[noreturn]] void raiseNumber() { throw 42; }
+
+/// The C++ library ends a thread of its own that throws.
+void raiseInThread() {
+    std::thread(raiseException).detach();
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
+/// Takes as long as twenty frames.
+void dawdle() {
+    timespec start{}, now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &start);
+    do {
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    } while (now.tv_sec - start.tv_sec + (now.tv_nsec - start.tv_nsec) / 1e9 < 1);
+}
 
 void print() {
     const std::string line(1000, 'x');
@@ -260,6 +283,8 @@ void hoard() {
     scatter(kScattered);
 }
 
+std::string bundleName() { return bundleFolder.substr(bundleFolder.rfind('/') + 1); }
+
 void misbehave(const std::string &moment) {
     static const std::map<std::string, void (*)()> deeds = {{"crash", crash},
                                                             {"loop", loop},
@@ -268,6 +293,9 @@ void misbehave(const std::string &moment) {
                                                             {"print", print},
                                                             {"reach-out", reachOut},
                                                             {"throw", raiseException},
+                                                            {"throw-number", raiseNumber},
+                                                            {"throw-aside", raiseInThread},
+                                                            {"dawdle", dawdle},
                                                             {"wait", waitForEver},
                                                             {"flood", flood},
                                                             {"intrude", intrude},
@@ -283,7 +311,7 @@ void misbehave(const std::string &moment) {
                                                             {"copy-and-wait", copyAndWait},
                                                             {"breed", breed},
                                                             {"hoard", hoard}};
-    const std::string name = bundleFolder.substr(bundleFolder.rfind('/') + 1);
+    const std::string name = bundleName();
     for (const auto &[deed, action] : deeds) {
         if (name == deed + "-in-" + moment + ".bundle") {
             action();
@@ -307,20 +335,120 @@ class HostileView final : public DeskTopView {
         } else if (_frame == kFrame) {
             misbehave("frame");
         }
+        takeMore();
         const auto color = UIColor::colorWithRed_green_blue_alpha(1, _frame % 50 / 50.0, 0, 1);
         setBackgroundColor(color.get());
+    }
+
+    void pauseAnimating() override {
+        misbehave("pause");
+        if (bundleName() != "ignore-in-pause.bundle") {
+            DeskTopView::pauseAnimating();
+        }
+    }
+
+    void resumeAnimating() override {
+        misbehave("resume");
+        if (bundleName() != "ignore-in-resume.bundle") {
+            DeskTopView::resumeAnimating();
+        }
+    }
+
+    void tapActionAtViewPoint(CGPoint) override { misbehave("tap"); }
+    void gestureAction_atPoint(std::int32_t, CGPoint) override { misbehave("gesture"); }
+
+    void setScale(CGFloat scale) override {
+        if (scale != 1) {
+            misbehave("scale");
+        }
+        DeskTopView::setScale(scale);
+    }
+
+    void setSpeedLevel(NSInteger level) override {
+        misbehave("speed");
+        DeskTopView::setSpeedLevel(level);
+    }
+
+    void setFrame(const CGRect &frame) override {
+        if (_frame > 0) {
+            misbehave("resize");
+        }
+        DeskTopView::setFrame(frame);
+    }
+
+    void removeFromSuperview() override {
+        misbehave("end");
+        DeskTopView::removeFromSuperview();
     }
 
   private:
     ~HostileView() override = default;
 
+    /// Leaks, or does something else each time.
+    void takeMore() {
+        constexpr std::size_t kPiece = 100;
+        static std::vector<std::unique_ptr<char[]>> pieces;
+        if (bundleName() == "leak-in-frames.bundle") {
+            pieces.push_back(std::make_unique<char[]>(kPiece));
+        }
+        if (bundleName() == "vary-in-frames.bundle") {
+            timespec now{};
+            clock_gettime(CLOCK_REALTIME, &now);
+            _frame = static_cast<int>(now.tv_nsec % 1000 + kFrame);
+        }
+    }
+
     int _frame = 0;
 };
+
+/// As a library that was built with other headers sees a view.
+struct OtherView {
+    virtual int answer() { return 42; }
+    long numbers[100] = {};
+};
+
+/// What the bundle's name asks for instead of a view.
+std::optional<void *> otherResult() {
+    static OtherView other;
+    const std::string name = bundleName();
+    if (name == "nothing-in-return.bundle") {
+        return nullptr;
+    }
+    if (name == "number-in-return.bundle") {
+        return reinterpret_cast<void *>(std::uintptr_t{42});
+    }
+    if (name == "other-view-in-return.bundle") {
+        return &other;
+    }
+    if (name == "plain-view-in-return.bundle") {
+        return autorelease<UIView>(UIView::initWithFrame(CGRectMake(0, 0, 10, 10)));
+    }
+    if (name == "dangling-in-return.bundle") {
+        void *const gone = std::malloc(sizeof(HostileView));
+        std::memset(gone, 0x5a, sizeof(HostileView));
+        return gone;
+    }
+    return std::nullopt;
+}
 
 } // namespace
 
 extern "C" WALLPAPER_EXPORT DeskTopView *getDeskTopViewInstance(NSBundle *bundle) {
+    if (!bundle) {
+        return nullptr;
+    }
     bundleFolder = bundle->resourcePath();
     misbehave("entry");
-    return autorelease<DeskTopView>(makeRetained<HostileView>(CGRectMake(0, 0, 10, 10)));
+    if (const auto other = otherResult()) {
+        return static_cast<DeskTopView *>(*other);
+    }
+    auto view = makeRetained<HostileView>(CGRectMake(0, 0, 10, 10));
+    if (bundleName() == "keep-in-return.bundle") {
+        view->retain();
+    }
+    return autorelease<DeskTopView>(view);
 }
+
+extern "C" WALLPAPER_EXPORT const char *getDeskTopViewName() { return ""; }
+
+extern "C" WALLPAPER_EXPORT const char *getDeskTopViewVersion() { return ""; }

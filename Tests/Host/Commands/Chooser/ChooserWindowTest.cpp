@@ -1,6 +1,7 @@
 #include "Host/Commands/Chooser/ChooserLayout.h"
 #include "Tests/Host/Programs/ProcessActivity.h"
 #include "Tests/Host/Programs/ProgramWindowTest.h"
+#include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 
 #include <gmock/gmock.h>
 
@@ -21,7 +22,11 @@ namespace fs = std::filesystem;
 
 constexpr CGSize kSize{700, 450};
 
-/// Runs the real program with a home folder of its own, two good bundles and a damaged one.
+/// The bundles that ship, in the chooser's order.
+constexpr NSUInteger kShipped = 4;
+constexpr NSUInteger kMaple = 2;
+
+/// Runs the real program with a home folder of its own, the bundles that ship and a damaged one.
 class ChooserWindow : public ProgramWindowTest {
   protected:
     void SetUp() override {
@@ -44,6 +49,7 @@ class ChooserWindow : public ProgramWindowTest {
 
     std::vector<std::string> surroundings() const {
         return {"XDG_CONFIG_HOME=" + _folder.pathOf("config"),
+                "XDG_DATA_HOME=" + _folder.pathOf("data"),
                 "XDG_RUNTIME_DIR=" + _folder.pathOf("runtime"),
                 "XDG_STATE_HOME=" + _folder.pathOf("state"),
                 "DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + _folder.pathOf("no-bus")};
@@ -113,10 +119,10 @@ class ChooserWindow : public ProgramWindowTest {
 
 TEST_F(ChooserWindow, ShowsThumbnailsNamesAndAMovingPreview) {
     open();
-    const ChooserLayout layout({kSize, 1}, 2);
+    const ChooserLayout layout({kSize, 1}, kShipped);
     EXPECT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
-    for (NSUInteger card = 0; card < 2; ++card) {
-        EXPECT_GT(colorsIn(pixelsIn(pictureOf(layout, card))), 500u);
+    for (NSUInteger card = 0; card < kShipped; ++card) {
+        EXPECT_GT(colorsIn(pixelsIn(pictureOf(layout, card))), 500u) << card;
         CGRect name = pictureOf(layout, card);
         name.origin.y += name.size.height + 6;
         name.size.height = 12;
@@ -139,6 +145,15 @@ TEST_F(ChooserWindow, ConfiguresTheWallpaperThatIsChosenByKeys) {
     EXPECT_THAT(configuration(), HasSubstr("Maple.bundle"));
 }
 
+TEST_F(ChooserWindow, SelectsThePhotoThatItIsGiven) {
+    const std::vector<std::uint8_t> photo =
+        PNGBuilder({64, 48, 8, PNGBuilder::Grey}).pixels([](auto...) { return 90u; }).finish();
+    open({_folder.write("beach.png", photo)});
+    press("Return");
+    EXPECT_EQ(waitForEnd(), 0);
+    EXPECT_THAT(configuration(), HasSubstr("/data/lumivera/wallpapers/Photo-"));
+}
+
 TEST_F(ChooserWindow, TellsTheHostThatRuns) {
     startHost();
     open();
@@ -153,8 +168,8 @@ TEST_F(ChooserWindow, TellsTheHostThatRuns) {
 
 TEST_F(ChooserWindow, ChoosesTheCardThatIsClickedTwice) {
     open();
-    const ChooserLayout layout({kSize, 1}, 2);
-    const CGRect card = pictureOf(layout, 1);
+    const ChooserLayout layout({kSize, 1}, kShipped);
+    const CGRect card = pictureOf(layout, kMaple);
     click(CGRectGetMidX(card), CGRectGetMidY(card));
     EXPECT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     EXPECT_EQ(configuration(), "");
@@ -176,7 +191,7 @@ TEST_F(ChooserWindow, StaysWhenTheConfigurationCannotBeWritten) {
     ::testing::internal::CaptureStderr();
     open();
     press("Return");
-    const ChooserLayout layout({kSize, 1}, 2);
+    const ChooserLayout layout({kSize, 1}, kShipped);
     EXPECT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     press("Escape");
     EXPECT_EQ(waitForEnd(), 0);
@@ -192,12 +207,12 @@ TEST_F(ChooserWindow, UsesNoBundleWithAProblem) {
     press("End");
     press("Return");
     EXPECT_EQ(waitForEnd(), 0);
-    EXPECT_THAT(configuration(), HasSubstr("Maple.bundle"));
+    EXPECT_THAT(configuration(), HasSubstr("Snow.bundle"));
 }
 
 TEST_F(ChooserWindow, TakesNoTimeOfTheProcessorWhileItIsPaused) {
     open();
-    const ChooserLayout layout({kSize, 1}, 2);
+    const ChooserLayout layout({kSize, 1}, kShipped);
     ASSERT_TRUE(eventually([&] { return isPreviewMoving(layout); }));
     press("space");
     EXPECT_TRUE(comesToRest(process()));

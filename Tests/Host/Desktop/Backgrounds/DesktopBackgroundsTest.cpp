@@ -45,9 +45,10 @@ struct HostRun {
         SharedBuffers picture(static_cast<unsigned>(area.width()),
                               static_cast<unsigned>(area.height()), 1);
         std::fill_n(picture.pixels(0), area.width() * area.height(), color);
-        backgrounds.show("Fake", output, area, picture);
+        backgrounds.show("Fake", window, output, area, picture);
     }
 
+    std::uint32_t window = 1;
     std::vector<std::string> log;
     FakeTools *tools;
     DesktopBackgrounds backgrounds;
@@ -225,8 +226,13 @@ TEST_F(DesktopBackgroundsTest, LeaveTheUsersOldWallpaperWhenTheUserHasChosenItAg
 TEST_F(DesktopBackgroundsTest, ComeBackToADesktopThatHasNotSavedThem) {
     HostRun run(_desktop, _folder);
     showAll(run, 0xFF102030);
-    run.backgrounds.remove("A");
     _desktop.settings = _own;
+    run.window = 2;
+    showAll(run, 0xFF102030);
+    EXPECT_NE(picture(), "/own.png");
+
+    _desktop.settings = _own;
+    run.backgrounds.remove("A");
     showAll(run, 0xFF102030);
     EXPECT_NE(picture(), "/own.png");
     EXPECT_THAT(run.log, IsEmpty());
@@ -239,7 +245,7 @@ TEST_F(DesktopBackgroundsTest, LeaveAWallpaperThatTheUserHasChosenOnADesktopThat
     showAll(run, 0xFF102030);
     _desktop.settings["picture"] = "/own.png";
     showAll(run, 0xFF102031);
-    run.backgrounds.remove("A");
+    run.window = 2;
     showAll(run, 0xFF102031);
     EXPECT_EQ(picture(), "/own.png");
 }

@@ -68,7 +68,7 @@ class RealToolsTest : public ::testing::Test {
     void show(DesktopBackgrounds &backgrounds, const std::string &program) {
         SharedBuffers picture(8, 6, 1);
         std::fill_n(picture.pixels(0), 48, 0xFF102030);
-        backgrounds.show(program, "HDMI-1", {0, 0, 8, 6}, picture);
+        backgrounds.show(program, 1, "HDMI-1", {0, 0, 8, 6}, picture);
     }
 
     const TemporaryFolder _temporary;

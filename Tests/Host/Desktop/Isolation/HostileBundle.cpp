@@ -10,7 +10,10 @@ std::string hostileBundle(const std::string &folder, const std::string &deed) {
     std::filesystem::create_directories(path);
     std::ofstream(path + "/description.plist")
         << propertyList("<key>name Library</key><string>hostile.so</string>");
-    std::filesystem::copy_file(LUMIVERA_BUILD_DIR "/lib/test-wallpapers/libHostileWallpaper.so",
+    const std::string libraries = LUMIVERA_BUILD_DIR "/lib/test-wallpapers/lib";
+    const std::string own = libraries + deed + ".so";
+    std::filesystem::copy_file(std::filesystem::exists(own) ? own
+                                                            : libraries + "HostileWallpaper.so",
                                path + "/hostile.so");
     return path;
 }

@@ -9,6 +9,6 @@ inline constexpr bool kIsMemoryLimited = false;
 inline constexpr bool kIsMemoryLimited = true;
 #endif
 
-/// Makes a bundle in the folder whose library does `deed`, such as "crash-in-frame"; returns its
-/// path.
+/// Makes a bundle in the folder whose library does `deed`, such as "crash-in-frame", or is the
+/// tests' library of that name; returns its path.
 std::string hostileBundle(const std::string &folder, const std::string &deed);

@@ -106,11 +106,15 @@ TEST(RenderingProcessTest, RendersAMillionPetals) {
 
 TEST(RenderingProcessTest, EndsAFrameThatTakesAMinuteOfTheProcessor) {
     const TemporaryFolder folder;
-    for (const char *deed : {"loop-in-entry", "loop-in-init", "loop-in-frame"}) {
+    for (const auto &[deed, place] :
+         {std::pair{"loop-in-entry", "getDeskTopViewInstance"},
+          std::pair{"loop-in-init", "initResource"}, std::pair{"loop-in-frame", "doAnimating"}}) {
         auto start = seeded(hostileBundle(folder.path(), deed), 150);
         start.timeFactor = 60;
-        EXPECT_EQ(failureOf(start), start.bundle + ": has not finished a frame within 60 s of "
-                                                   "processor time");
+        EXPECT_EQ(failureOf(start), start.bundle +
+                                        ": has not finished a frame within 60 s of "
+                                        "processor time, in " +
+                                        place);
     }
 }
 
@@ -127,7 +131,8 @@ TEST(RenderingProcessTest, EndsAFrameThatWaitsForEver) {
     const TemporaryFolder folder;
     auto start = seeded(hostileBundle(folder.path(), "wait-in-frame"), 150);
     start.timeFactor = 60;
-    EXPECT_EQ(failureOf(start), start.bundle + ": has not gone on with a frame for 60 s");
+    EXPECT_EQ(failureOf(start), start.bundle + ": has not gone on with a frame for 60 s, "
+                                               "in doAnimating");
 }
 
 struct HostileDeed {
@@ -150,7 +155,7 @@ TEST_P(HostileRenderingTest, EndsWithALineThatNamesTheBundle) {
     EXPECT_EQ(run.status(), 1);
     EXPECT_TRUE(run.saysOneLine()) << run.errors();
     EXPECT_THAT(run.errors(),
-                AllOf(StartsWith("lumivera: " + bundle + ": "), HasSubstr(GetParam().reason)));
+                AllOf(StartsWith("lumivera: " + bundle), HasSubstr(GetParam().reason)));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1)
         << "no file but the bundle is left";
 }
@@ -162,10 +167,21 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         HostileDeed{"crash-in-entry", "signal 11"}, HostileDeed{"crash-in-init", "signal 11"},
         HostileDeed{"crash-in-frame", "signal 11"},
-        HostileDeed{"throw-in-entry", "a wallpaper's own mistake"},
-        HostileDeed{"throw-in-init", "a wallpaper's own mistake"},
-        HostileDeed{"throw-in-frame", "a wallpaper's own mistake"},
+        HostileDeed{
+            "throw-in-entry",
+            "threw std::runtime_error in getDeskTopViewInstance: a wallpaper's own mistake"},
+        HostileDeed{"throw-in-init",
+                    "threw std::runtime_error in initResource: a wallpaper's own mistake"},
+        HostileDeed{"throw-in-frame",
+                    "threw std::runtime_error in doAnimating: a wallpaper's own mistake"},
         HostileDeed{"throw-in-first", "a wallpaper's own mistake"},
+        HostileDeed{"throw-number-in-frame", "threw int in doAnimating"},
+        HostileDeed{"throw-aside-in-frame", "threw std::runtime_error in a thread of its own"},
+        HostileDeed{"nothing-in-return", "gave no view for the bundle"},
+        HostileDeed{"number-in-return", "in the use of what getDeskTopViewInstance gave"},
+        HostileDeed{"plain-view-in-return", "gave an object of another class than DeskTopView"},
+        HostileDeed{"other-view-in-return", "hostile.so: gave an object of another class"},
+        HostileDeed{"dangling-in-return", "in the use of what getDeskTopViewInstance gave"},
         HostileDeed{"exit-in-entry", "status 7"}, HostileDeed{"exit-in-frame", "status 7"},
         HostileDeed{"allocate-in-frame", "memory"}, HostileDeed{"flood-in-frame", kNonsense},
         HostileDeed{"intrude-in-init", kNonsense}, HostileDeed{"intrude-in-frame", kNonsense},

@@ -104,6 +104,7 @@ TEST(X11LayerTest, IsOverOpaqueIcons) {
     EXPECT_FALSE(layer.isShaped);
     EXPECT_EQ(layer.layer.name, "over");
     EXPECT_EQ(layer.layer.program, "Files");
+    EXPECT_EQ(layer.layer.window, kWindow);
     EXPECT_THAT(layer.layer.words, HasSubstr("in front of the icons of Files"));
     EXPECT_THAT(layer.layer.remedy, IsEmpty());
 }

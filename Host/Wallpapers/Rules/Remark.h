@@ -1,0 +1,57 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Lumivera {
+
+/// How grave a remark about a bundle is: it does not work or not as meant; it looks like a mistake;
+/// it could be better.
+enum class Degree { Wrong, Doubtful, Advice };
+
+/// "wrong", "doubtful" or "advice".
+std::string_view nameOf(Degree degree);
+
+/// One thing that a rule has found.
+struct Remark {
+    Degree degree = Degree::Wrong;
+
+    /// The rule's name.
+    std::string rule;
+
+    /// The file, the key of the description or the function that it is about.
+    std::string subject;
+
+    std::string words;
+
+    /// What to do; may be empty.
+    std::string remedy;
+
+    /// "subject: words; remedy"
+    std::string line() const;
+};
+
+using Remarks = std::vector<Remark>;
+
+/// Takes the remarks of one rule.
+class Reporter {
+  public:
+    /// The remarks are not owned.
+    Reporter(std::string_view rule, Remarks &remarks) : _rule(rule), _remarks(remarks) {}
+
+    void wrong(std::string subject, std::string words, std::string remedy) const;
+    void doubt(std::string subject, std::string words, std::string remedy) const;
+    void advise(std::string subject, std::string words, std::string remedy) const;
+
+    void add(Degree degree, std::string subject, std::string words, std::string remedy) const;
+
+    /// The line of a HostError: "subject: words; remedy".
+    void add(Degree degree, std::string_view line) const;
+
+  private:
+    const std::string _rule;
+    Remarks &_remarks;
+};
+
+} // namespace Lumivera

@@ -1,0 +1,115 @@
+#include "Host/Support/OutputFolder.h"
+
+#include "Host/Support/HostError.h"
+#include "Host/Support/Processes.h"
+#include "Tests/Host/Programs/ProgramRun.h"
+#include "Tests/Platform/Foundation/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace Lumivera;
+using ::testing::HasSubstr;
+
+namespace {
+
+namespace fs = std::filesystem;
+using Existing = OutputFolder::Existing;
+
+const std::vector<std::uint8_t> kBytes{'n', 'e', 'w'};
+
+class OutputFolderTest : public ::testing::Test {
+  protected:
+    std::size_t entries() const {
+        return static_cast<std::size_t>(
+            std::distance(fs::directory_iterator(_folder.path()), fs::directory_iterator()));
+    }
+
+    static std::string problemOf(const std::string &path, Existing existing = Existing::Refused) {
+        try {
+            OutputFolder(path, existing).commit();
+        } catch (const HostError &error) {
+            return error.what();
+        }
+        return {};
+    }
+
+    TemporaryFolder _folder;
+    const std::string _path = _folder.pathOf("a b.bundle");
+};
+
+TEST_F(OutputFolderTest, AppearsWithItsFilesWhenItIsCommitted) {
+    OutputFolder folder(_path + "//", Existing::Refused);
+    folder.write("file", kBytes);
+    EXPECT_FALSE(fs::exists(_path));
+    EXPECT_EQ(contentsOf(folder.partPath() + "/file"), "new");
+    folder.commit();
+    EXPECT_EQ(contentsOf(_path + "/file"), "new");
+    EXPECT_EQ(entries(), 1u);
+}
+
+TEST_F(OutputFolderTest, LeavesNothingBehindWithoutACommit) {
+    {
+        const OutputFolder folder(_path, Existing::Refused);
+        folder.write("first", kBytes);
+        folder.write("second", kBytes);
+    }
+    EXPECT_EQ(entries(), 0u);
+}
+
+TEST_F(OutputFolderTest, LeavesNothingBehindWhenASignalEndsTheProcess) {
+    const pid_t child = fork();
+    if (child == 0) {
+        prepareSignals();
+        const OutputFolder folder(_path, Existing::Refused);
+        for (int i = 0; i < 300; ++i) {
+            folder.write("a file with a long name, number " + std::to_string(i), kBytes);
+        }
+        raise(SIGTERM);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(entries(), 0u);
+}
+
+TEST_F(OutputFolderTest, RefusesANameThatIsTaken) {
+    _folder.write("a b.bundle", "a file");
+    EXPECT_THAT(problemOf(_path), HasSubstr("a b.bundle: is there already"));
+    EXPECT_EQ(contentsOf(_path), "a file");
+    EXPECT_EQ(entries(), 1u);
+}
+
+TEST_F(OutputFolderTest, RefusesANameThatIsTakenMeanwhile) {
+    OutputFolder folder(_path, Existing::Refused);
+    fs::create_directory(_path);
+    EXPECT_THROW(folder.commit(), HostError);
+}
+
+TEST_F(OutputFolderTest, ReplacesAFolderWithAllThatIsInIt) {
+    fs::create_directories(_path + "/inner/deep");
+    OutputFolder folder(_path, Existing::Replaced);
+    folder.write("file", kBytes);
+    EXPECT_TRUE(fs::exists(_path + "/inner/deep"));
+    folder.commit();
+    EXPECT_EQ(contentsOf(_path + "/file"), "new");
+    EXPECT_FALSE(fs::exists(_path + "/inner"));
+    EXPECT_EQ(entries(), 1u);
+}
+
+TEST_F(OutputFolderTest, NamesTheFolderThatCannotBeMade) {
+    EXPECT_THAT(problemOf(_folder.pathOf("none/x.bundle")),
+                HasSubstr("none/x.bundle: cannot be made: No such file or directory"));
+    for (const char *name : {"/", ".", ".."}) {
+        EXPECT_THAT(problemOf(name), HasSubstr("is no name for a new folder")) << name;
+    }
+}
+
+} // namespace

@@ -1,0 +1,3 @@
+#include "FirefliesView.h"
+
+LUMIVERA_WALLPAPER(FirefliesView, "Fireflies", "1");
