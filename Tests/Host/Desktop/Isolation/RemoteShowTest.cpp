@@ -222,15 +222,17 @@ class StayingShowTest : public RemoteShowTest {
         _options.viewFailed = [this](const std::string &words) { _said.push_back(words); };
     }
 
-    /// Whether the words stand where they belong, and the picture above them is `above`.
+    /// Counted in pixels from the left and from below, whose last row is 1.
+    std::uint32_t pixelAt(std::size_t x, std::size_t fromBelow) const {
+        return _window.pixels()[(100 - fromBelow) * 160 + x];
+    }
+
+    /// Whether the words, 8 pixels high, stand in the middle of their ground, and the picture above
+    /// that is `above`.
     bool hasWordsBelow(std::uint32_t above) const {
-        const auto &pixels = _window.pixels();
-        const std::size_t words = 8 + 2 * 16;
-        const auto at = [&](std::size_t x, std::size_t fromBelow) {
-            return pixels[(100 - fromBelow) * 160 + x];
-        };
-        return at(80, words + 1) == above && at(80, words) != above && at(80, 20) == kWhite &&
-               at(1, 20) != kWhite && at(80, 1) != above;
+        constexpr std::size_t kGround = 16 + 8 + 16;
+        return pixelAt(80, kGround + 1) == above && pixelAt(80, kGround / 2) == kWhite &&
+               pixelAt(1, kGround / 2) != kWhite && pixelAt(80, 1) != kWhite;
     }
 
     std::string _drawnWords;
@@ -243,6 +245,7 @@ TEST_F(StayingShowTest, SaysWhyItsViewHasEndedOverTheLastPicture) {
              {1.6,
               [this] {
                   EXPECT_TRUE(hasWordsBelow(kGreen));
+                  EXPECT_NE(pixelAt(80, 1), kGreen) << "the ground is dark";
                   press(WindowKey::MorePetals);
                   _window.listener().tapped({1, 1});
                   _window.listener().scrolledBy(3);
