@@ -67,6 +67,12 @@ ConfinedProcess::LineSink keeper(const std::shared_ptr<WallpaperLog> &log,
         };
 }
 
+ConfinedProcess::LineSink about(const std::string &output, ConfinedProcess::LineSink print) {
+    return [output, print = std::move(print)](const std::string &line) {
+        print(output + ": " + line);
+    };
+}
+
 ConfinedProcess::LineSink both(ConfinedProcess::LineSink first, ConfinedProcess::LineSink second) {
     return [first = std::move(first), second = std::move(second)](const std::string &line) {
         first(line);
@@ -82,7 +88,7 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, const ViewOptions &options) {
     return [&waiter, options, printOnce, scopes](const ViewRequest &request,
                                                  RemoteView::Listener &listener) {
         using Source = WallpaperLine::Source;
-        const auto keep = keeper(options.log, Source::Host, request);
+        const auto keep = about(request.output, keeper(options.log, Source::Host, request));
         ViewProcess::Start start{request, {options.isTrusted}};
         start.hasWatchdog = options.hasWatchdog;
         start.seed = options.seed ? seedForOutput(*options.seed, request.output) : start.seed;
@@ -90,7 +96,8 @@ ViewMaker viewMaker(DescriptorWaiter &waiter, const ViewOptions &options) {
         start.says = ConfinedProcess::printsAbout(request.bundle, both(keep, printOnce));
         start.logs = keeper(options.log, Source::Log, request);
         start.prints = keeper(options.log, Source::Print, request);
-        const auto tell = ConfinedProcess::printsProcessOf(request.bundle, both(keep, printError));
+        const auto tell = ConfinedProcess::printsProcessOf(
+            request.bundle, both(keep, about(request.output, printError)));
         const SharedBuffers &memory = *request.memory;
         start.confined =
             [scopes, tell, isTold = !options.hasWatchdog,

@@ -45,7 +45,7 @@ void copyRects(const std::vector<DeviceRect> &rects, const std::uint32_t *from,
 RemoteShow::RemoteShow(Window &window, Options options)
     : Show(window, options.seconds), _options(std::move(options)),
       _begin([this] { guard([this] { begin(); }); }),
-      _showWords([this] { setWords(_comingWords); }) {
+      _showWords([this] { guard([this] { showWords(); }); }) {
     begin();
 }
 
@@ -88,11 +88,15 @@ void RemoteShow::fail(const HostError &error) {
     if (!_options.drawWords) {
         throw error;
     }
-    if (_options.viewFailed) {
-        _options.viewFailed(error.what());
-    }
     _comingWords = error.what();
     _showWords.callAfter(kUntilWords);
+}
+
+void RemoteShow::showWords() {
+    setWords(_comingWords);
+    if (_options.viewFailed) {
+        _options.viewFailed(_words);
+    }
 }
 
 void RemoteShow::setWords(const std::string &words) {

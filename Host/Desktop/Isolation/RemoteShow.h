@@ -42,7 +42,7 @@ class RemoteShow final : public Show, private RemoteView::Listener {
 
         /// With this the show stays when a view ends or cannot be made, and shows why over the last
         /// picture: the words, as a clear picture of that width in points, or null. `viewFailed`
-        /// gets them, too.
+        /// gets them then, too.
         std::function<Retained<CGImage>(const std::string &words, CGFloat width, CGFloat density)>
             drawWords = {};
         std::function<void(const std::string &words)> viewFailed = {};
@@ -80,6 +80,7 @@ class RemoteShow final : public Show, private RemoteView::Listener {
     void begin();
     void beginView();
     void fail(const HostError &error);
+    void showWords();
     void setWords(const std::string &words);
     void drawWords(const CompositorTarget &target);
     void takePicture(RemoteView &view, unsigned index, const std::vector<DeviceRect> &rects);

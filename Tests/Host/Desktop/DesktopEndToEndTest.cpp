@@ -182,7 +182,8 @@ TEST_F(DesktopEndToEndTest, GoesOnWithNewLinesUntilTheDesktopEnds) {
 TEST_F(DesktopEndToEndTest, LetsADebuggerStopAWallpaper) {
     startHeadless({"--no-watchdog"});
     ASSERT_TRUE(shows("Lumivera.bundle"));
-    const std::string words = "Lumivera.bundle runs in process ";
+    const std::string words =
+        "HEADLESS-1: " + shippedBundle("Lumivera.bundle") + " runs in process ";
     const std::size_t at = log().find(words);
     ASSERT_NE(at, std::string::npos) << log();
     const auto view = static_cast<pid_t>(std::stol(log().substr(at + words.size())));

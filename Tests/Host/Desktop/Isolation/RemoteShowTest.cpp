@@ -262,6 +262,7 @@ TEST_F(StayingShowTest, SaysWhyItsViewHasEndedOverTheLastPicture) {
 TEST_F(StayingShowTest, SaysNothingInTheWindowWhenABetterViewComesSoon) {
     show(3, {{1, [this] { view().endNow(); }}, {1.3, [this] { _show->reload(0); }}});
     EXPECT_EQ(_drawnWords, "");
+    EXPECT_THAT(_said, ::testing::IsEmpty());
     EXPECT_TRUE(isAll(kGreen));
 }
 
