@@ -44,7 +44,8 @@ class SublayerTraceTest : public SimulatedTimeTest {
 
     std::vector<std::string> names() const {
         std::vector<std::string> found;
-        for (const auto &[name, numbers] : sublayers().items()) {
+        const Json all = sublayers();
+        for (const auto &[name, numbers] : all.items()) {
             found.push_back(name);
         }
         return found;
