@@ -130,7 +130,7 @@ TEST(ControlRequest, RepeatsNoIdentifierThatIsTooLong) {
 TEST(ControlRequest, SaysWhatThereIsToDo) {
     EXPECT_EQ(problemOf(R"({"do":"dance"})"),
               "\"dance\" is nothing to do; use one of status, pause, resume, set, tap, cover, "
-              "offset, wallpaper, screenshot, keep, quit");
+              "offset, wallpaper, screenshot, log, keep, quit");
     EXPECT_THAT(problemOf("{}"), HasSubstr("\"do\" is missing"));
     EXPECT_EQ(problemOf(R"({"do":1})"), "\"do\" is not a text");
 }
