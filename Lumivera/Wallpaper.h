@@ -27,6 +27,10 @@
 #include "Platform/UIKit/UIImageView.h"
 #include "Platform/UIKit/UIScreen.h"
 
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <random>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -78,6 +82,42 @@ class Sound {
 
   private:
     SystemSoundID _sound = 0;
+};
+
+/// Random numbers that a host can make repeat. A generator takes its seed from std::rand() when it
+/// is used first, so use it in the first frame or later: hosts seed std::rand() after initResource,
+/// with a number of their own for each output, or with the one of `--seed`. From the same seed it
+/// gives the same numbers on every machine. One thread at a time.
+class Random {
+  public:
+    /// From 0 to 1, 1 excluded.
+    double unit() {
+        constexpr double kNumbers = 4294967296.0;
+        return static_cast<double>((*this)()) / kNumbers;
+    }
+
+    /// From `low` to `high`, `high` excluded.
+    double between(double low, double high) { return low + (high - low) * unit(); }
+
+    /// A whole number from 0 to `count` - 1; 0 for a count below 2.
+    int below(int count) { return static_cast<int>(unit() * (count > 0 ? count : 0)); }
+
+    /// True with that probability, from 0 to 1.
+    bool chance(double probability) { return unit() < probability; }
+
+    // What the algorithms of the standard library need, such as std::shuffle.
+    using result_type = std::uint32_t;
+    static constexpr result_type min() { return 0; }
+    static constexpr result_type max() { return 0xffffffff; }
+    result_type operator()() {
+        if (!_generator) {
+            _generator.emplace(static_cast<result_type>(std::rand()));
+        }
+        return static_cast<result_type>((*_generator)());
+    }
+
+  private:
+    std::optional<std::mt19937> _generator;
 };
 
 /// What getDeskTopViewInstance does: pictures come from the bundle, and the new view is 320 points

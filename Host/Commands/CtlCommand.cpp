@@ -7,11 +7,16 @@
 #include "Host/Support/Printing.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 
 namespace Lumivera {
 
@@ -23,6 +28,11 @@ using Json = nlohmann::ordered_json;
 constexpr const char *kHelp = "Controls the running desktop.";
 
 constexpr const char *kSubject = "ctl";
+
+constexpr auto kBetweenQuestions = std::chrono::milliseconds(500);
+
+/// The year 9999.
+constexpr double kMaxTime = 253402300799;
 
 std::string absolutePath(const std::string &path) {
     std::error_code error;
@@ -119,6 +129,27 @@ std::string statusTable(const Json &json) {
     return textTable(rows) + layers;
 }
 
+/// The date and the time of day here.
+std::string timeText(double seconds) {
+    const auto time = static_cast<std::time_t>(std::clamp(seconds, 0.0, kMaxTime));
+    std::tm parts{};
+    localtime_r(&time, &parts);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%F %T", &parts);
+    return text.data();
+}
+
+/// A line of the host's own names the output and the bundle itself.
+std::string logLine(const Json &line) {
+    const std::string bundle = member<std::string>(line, "bundle", "");
+    const bool isOfHost = member<std::string>(line, "source", "") == "host";
+    const std::string whose =
+        member<std::string>(line, "output", "-") + ": " + fs::path(bundle).stem().string() + ": ";
+    return inOneLine(timeText(member(line, "time", 0.0)) + "  " + (isOfHost ? "" : whose) +
+                     member<std::string>(line, "text", "")) +
+           "\n";
+}
+
 Json objectFrom(const std::string &answer) {
     Json json = Json::parse(answer, nullptr, false);
     if (!json.is_object()) {
@@ -137,6 +168,10 @@ class CtlCommand final : public Command {
   private:
     CLI::App &declareAction(const char *name, const char *help);
 
+    Json ask(std::string &answer) const;
+    void printLog(const Json &json);
+    void followLog();
+
     /// The command line as one line of the control protocol.
     std::string request() const;
 
@@ -148,6 +183,8 @@ class CtlCommand final : public Command {
     double _x = 0;
     double _y = 0;
     bool _asJson = false;
+    bool _follows = false;
+    std::uint64_t _knownLine = 0;
 };
 
 void CtlCommand::declare(CLI::App &parent) {
@@ -175,27 +212,71 @@ void CtlCommand::declare(CLI::App &parent) {
     declareAction("screenshot", "Saves what one output shows.")
         .add_option("FILE", _file, "The PNG file to write")
         ->required();
+    CLI::App &log =
+        declareAction("log", "Shows what wallpapers have said, and what was said of them.");
+    log.add_flag("-f,--follow", _follows, "Goes on with new lines until the desktop ends");
     declareAction("keep", "Keeps a desktop that was started with --try.");
     declareAction("quit", "Ends the desktop.");
 }
 
 void CtlCommand::run() {
+    std::string answer;
+    const Json json = ask(answer);
+    if (_follows) {
+        printLog(json);
+        followLog();
+    } else if (_asJson) {
+        printToStandardOutput(safeJson(answer) + "\n");
+    } else if (_app->got_subcommand("status")) {
+        printToStandardOutput(statusTable(json));
+    } else if (_app->got_subcommand("log")) {
+        printLog(json);
+    }
+}
+
+/// The host's answer, also as it is.
+Json CtlCommand::ask(std::string &answer) const {
     const std::string request = this->request();
     const std::string problem = ControlRequest::parse(request).problem;
     if (!problem.empty()) {
         throw UsageError(kSubject, problem);
     }
-    const std::string answer = ControlClient::ask(ControlPlace::standardFolder(), request);
+    answer = ControlClient::ask(ControlPlace::standardFolder(), request);
     const Json json = objectFrom(answer);
     const auto ok = json.find("ok");
-    const bool isOk = ok != json.end() && ok->is_boolean() && ok->get<bool>();
-    if (_asJson) {
-        printToStandardOutput(safeJson(answer) + "\n");
-    } else if (isOk && _app->got_subcommand("status")) {
-        printToStandardOutput(statusTable(json));
-    }
-    if (!isOk) {
+    if (ok == json.end() || !ok->is_boolean() || !ok->get<bool>()) {
+        if (_asJson) {
+            printToStandardOutput(safeJson(answer) + "\n");
+        }
         throw HostError(kSubject, member<std::string>(json, "error", "the host refuses"));
+    }
+    return json;
+}
+
+/// Prints the lines that are new, and remembers the last one.
+void CtlCommand::printLog(const Json &json) {
+    const auto lines = json.find("lines");
+    for (const Json &line : lines != json.end() && lines->is_array() ? *lines : Json::array()) {
+        printToStandardOutput(_asJson ? safeJson(line.dump()) + "\n" : logLine(line));
+    }
+    _knownLine = member<std::uint64_t>(json, "latest", _knownLine);
+}
+
+/// A host that was started anew counts from the beginning.
+void CtlCommand::followLog() {
+    while (std::ferror(stdout) == 0) {
+        std::this_thread::sleep_for(kBetweenQuestions);
+        try {
+            std::string answer;
+            Json json = ask(answer);
+            if (member<std::uint64_t>(json, "latest", 0) < _knownLine) {
+                _knownLine = 0;
+                json = ask(answer);
+            }
+            printLog(json);
+        } catch (const NoHostError &) {
+            return;
+        }
     }
 }
 
@@ -225,6 +306,8 @@ std::string CtlCommand::request() const {
         json["bundle"] = bundlePath(_bundle);
     } else if (action == "screenshot") {
         json["file"] = absolutePath(_file);
+    } else if (action == "log") {
+        json["after"] = _knownLine;
     }
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

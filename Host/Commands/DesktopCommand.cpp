@@ -50,21 +50,63 @@ std::string controlFolder() {
     return folder;
 }
 
-ViewMaker viewMaker(DescriptorWaiter &waiter, bool isTrusted) {
+/// What is the same for all views.
+struct ViewOptions {
+    bool isTrusted = false;
+    bool hasWatchdog = true;
+    std::optional<unsigned> seed;
+    std::shared_ptr<WallpaperLog> log;
+};
+
+/// Adds lines about a view, or of it, to the log.
+ConfinedProcess::LineSink keeper(const std::shared_ptr<WallpaperLog> &log,
+                                 WallpaperLine::Source source, const ViewRequest &request) {
+    return
+        [log, source, output = request.output, bundle = request.bundle](const std::string &line) {
+            log->add({source, output, bundle, line});
+        };
+}
+
+ConfinedProcess::LineSink about(const std::string &output, ConfinedProcess::LineSink print) {
+    return [output, print = std::move(print)](const std::string &line) {
+        print(output + ": " + line);
+    };
+}
+
+ConfinedProcess::LineSink both(ConfinedProcess::LineSink first, ConfinedProcess::LineSink second) {
+    return [first = std::move(first), second = std::move(second)](const std::string &line) {
+        first(line);
+        second(line);
+    };
+}
+
+ViewMaker viewMaker(DescriptorWaiter &waiter, const ViewOptions &options) {
     // All views are refused the same protections, and a bundle that ends is begun anew and does the
     // same again.
-    const auto print = printErrorOnce();
+    const auto printOnce = printErrorOnce();
     const auto scopes = std::make_shared<ViewScopes>(waiter);
-    return [&waiter, isTrusted, print, scopes](const ViewRequest &request,
-                                               RemoteView::Listener &listener) {
-        ViewProcess::Start start{request, {isTrusted}};
-        start.protectionRefused = ConfinedProcess::printsRefusedProtections(print);
-        start.says = ConfinedProcess::printsAbout(request.bundle, print);
+    return [&waiter, options, printOnce, scopes](const ViewRequest &request,
+                                                 RemoteView::Listener &listener) {
+        using Source = WallpaperLine::Source;
+        const auto keep = about(request.output, keeper(options.log, Source::Host, request));
+        ViewProcess::Start start{request, {options.isTrusted}};
+        start.hasWatchdog = options.hasWatchdog;
+        start.seed = options.seed ? seedForOutput(*options.seed, request.output) : start.seed;
+        start.protectionRefused = ConfinedProcess::printsRefusedProtections(printOnce);
+        start.says = ConfinedProcess::printsAbout(request.bundle, both(keep, printOnce));
+        start.logs = keeper(options.log, Source::Log, request);
+        start.prints = keeper(options.log, Source::Print, request);
+        const auto tell = ConfinedProcess::printsProcessOf(
+            request.bundle, both(keep, about(request.output, printError)));
         const SharedBuffers &memory = *request.memory;
-        start.confined = [scopes, bytes = maxViewBytes(memory.width(), memory.height(),
-                                                       memory.bytes())](int process) {
-            scopes->add(process, {bytes, kMaxViewThreads});
-        };
+        start.confined =
+            [scopes, tell, isTold = !options.hasWatchdog,
+             bytes = maxViewBytes(memory.width(), memory.height(), memory.bytes())](int process) {
+                scopes->add(process, {bytes, kMaxViewThreads});
+                if (isTold) {
+                    tell(process);
+                }
+            };
         return std::make_unique<ViewProcess>(waiter, start, listener);
     };
 }
@@ -185,6 +227,8 @@ class DesktopCommand final : public Command {
     std::optional<double> _density;
     std::optional<LayerChoice> _layer;
     std::optional<double> _trial;
+    std::optional<unsigned> _seed;
+    bool _isUnwatched = false;
     bool _isStandalone = false;
     std::optional<PauseOptions::OnBattery> _onBattery;
 };
@@ -220,6 +264,10 @@ void DesktopCommand::declare(CLI::App &parent) {
                    "`lumivera ctl` does not reach it")
         ->excludes("--try");
     declareSwitch("trust", "Runs bundles' own libraries even if others can write them");
+    _app->add_option("--seed", _seed,
+                     "Begins with the same random numbers every time, others for each output")
+        ->type_name("N");
+    declareNoWatchdog(*_app, _isUnwatched);
     _app->add_option("--config", _configuration,
                      "The configuration file [~/.config/lumivera/lumivera.toml]")
         ->type_name("FILE");
@@ -258,8 +306,12 @@ void DesktopCommand::run() {
                                                           : _configuration);
     const Configuration &configuration = file.configuration();
     DesktopHost::Options options = hostOptions();
-    options.makeView =
-        viewMaker(waiter, switchNamed("trust").value_or(configuration.trusts().value_or(false)));
+    ViewOptions viewOptions;
+    viewOptions.isTrusted = switchNamed("trust").value_or(configuration.trusts().value_or(false));
+    viewOptions.hasWatchdog = !_isUnwatched;
+    viewOptions.seed = _seed;
+    viewOptions.log = options.wallpaperLog;
+    options.makeView = viewMaker(waiter, viewOptions);
     SharedDesktop desktop(waiter, openDesktop(waiter, desktopOptions(configuration)));
     DesktopBackgrounds backgrounds(waiter, DesktopBackgrounds::userFolder(), printError);
     if (!_isStandalone) {

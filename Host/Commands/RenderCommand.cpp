@@ -182,7 +182,7 @@ NSUInteger RenderCommand::firstPicture() const {
 RenderingSession::Options RenderCommand::sessionOptions() const {
     RenderingSession::Options options;
     options.settings = _settings.settings();
-    options.seed = _seed;
+    options.seed = _seed.value_or(newSeed());
     if (!_script.empty()) {
         options.script = Script::readFile(_script);
     }

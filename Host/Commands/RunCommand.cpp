@@ -1,5 +1,6 @@
 #include "Host/Commands/Command.h"
 
+#include "Host/Commands/Chooser/TextPicture.h"
 #include "Host/Commands/Making/PhotoBundle.h"
 #include "Host/Commands/SettingsOptions.h"
 #include "Host/Desktop/Isolation/RemoteShow.h"
@@ -13,18 +14,24 @@
 #include "Host/Support/Processes.h"
 #include "Host/Wallpapers/BundleLibrary.h"
 #include "Host/Wallpapers/BundleSounds.h"
+#include "Host/Wallpapers/BundleWatch.h"
 #include "Host/Wallpapers/Places.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 #include "Platform/AudioToolbox/AudioServices.h"
 #include "Platform/Foundation/NSThread.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
 #include <optional>
 #include <string>
 
 namespace Lumivera {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr double kMaxSeconds = 86400 * 365.0;
 constexpr int kEndingTurns = 100;
@@ -44,6 +51,17 @@ constexpr const char *kMore = "Click or touch blows petals away, sideways scroll
 constexpr const char *kWithoutDisplay =
     "to see the wallpaper without one, use `lumivera render BUNDLE -o film.webp`";
 
+/// The words as a picture that is as high as they need.
+Retained<CGImage> drawWords(const std::string &words, CGFloat width, CGFloat density) {
+    constexpr CGFloat kLineHeight = 4.0 / 3;
+    constexpr double kMaxLines = 8;
+    const TextPicture::Style style{13, {1, 1, 1, 1}};
+    // Lines end between words, so they are not full.
+    const double lines = std::ceil(TextPicture::width(words, style) * 1.1 / width + 0.1);
+    const double height = std::min(lines, kMaxLines) * style.size * kLineHeight;
+    return TextPicture::draw(words, style, {width, height + 1}, density);
+}
+
 /// Waits, because the animation thread may still run its last frame when the view is gone.
 void letThreadsEnd() {
     for (int turn = 0; turn < kEndingTurns && NSThread::detachedThreadCount() > 0; ++turn) {
@@ -58,19 +76,30 @@ class RunCommand final : public Command {
     void run() override;
 
   private:
-    void showApart(BundleFolder folder);
+    void load();
+    void loadWhatIsThere();
+    void showApart();
     void showHere(const WallpaperBundle &bundle);
     std::unique_ptr<Window> open(const std::string &title) const;
     ViewMaker viewMaker(DescriptorWatch &watch) const;
-    void show(Show &&show);
+    void show(Show &show);
 
     std::string _bundle;
+    bool _watches = false;
     std::string _tracePath;
     SettingsOptions _settings;
     ProtectionOptions _protection;
     std::optional<double> _seconds;
+    std::optional<unsigned> _seed;
+    bool _isUnwatched = false;
     WallpaperSettings _shown;
     std::optional<TraceWriter> _trace;
+
+    /// The bundle: its path, and what is known of it.
+    std::string _path;
+    std::string _title;
+    NSInteger _bundleSpeed = 0;
+    std::optional<BundleSounds> _sounds;
 };
 
 void RunCommand::declare(CLI::App &parent) {
@@ -84,41 +113,86 @@ void RunCommand::declare(CLI::App &parent) {
     _app->add_option("--seconds", _seconds, "Ends after this many seconds")
         ->type_name("S")
         ->check(CLI::Range(0.001, kMaxSeconds).description(""));
+    _app->add_option("--seed", _seed, "Begins with the same random numbers every time")
+        ->type_name("N");
     _app->add_option("--trace", _tracePath, "Writes every petal's position, a line of JSON a frame")
         ->type_name("FILE");
     _protection.declare(*_app);
+    declareNoWatchdog(*_app, _isUnwatched);
+    _app->add_flag("--watch", _watches,
+                   "Shows changes of the bundle at once, and in the window what is wrong with it")
+        ->excludes("--unprotected");
 }
 
 void RunCommand::run() {
     _shown = _settings.settings();
-    BundleFolder folder(_bundle.empty() ? Places::defaultBundle()
-                                        : PhotoBundle::requireBundle(_bundle),
-                        _protection.trust());
+    _shown.seed = _seed.value_or(newSeed());
+    _path = _bundle.empty() ? Places::defaultBundle() : PhotoBundle::requireBundle(_bundle);
     const SignalWatch signals([] { NSRunLoop::mainRunLoop().stop(); });
     if (_protection.isUnprotected()) {
-        showHere(WallpaperBundle(std::move(folder)));
+        showHere(WallpaperBundle(BundleFolder(_path, _protection.trust())));
     } else {
-        showApart(std::move(folder));
+        showApart();
     }
     AudioServicesCloseDevice();
 }
 
-/// As much as possible of what may be wrong with the bundle is found before a window opens.
-void RunCommand::showApart(BundleFolder folder) {
-    const BundleDescription description = BundleDescription::read(folder.path());
+/// Finds as much as possible of what may be wrong with the bundle.
+void RunCommand::load() {
+    _sounds.reset();
+    _title = fs::path(_path).stem().string();
+    BundleFolder folder(_path, _protection.trust());
+    _path = folder.path();
+    const BundleDescription description = BundleDescription::read(_path);
+    _title = description.title;
+    _bundleSpeed = description.fallingSpeed;
     static_cast<void>(BundleLibrary(folder, description.library));
-    const auto window = open(description.title);
+    _sounds.emplace(std::move(folder));
+}
+
+/// The view's process tells what is wrong.
+void RunCommand::loadWhatIsThere() {
+    try {
+        load();
+    } catch (const HostError &) {
+    }
+}
+
+void RunCommand::showApart() {
+    std::error_code error;
+    if (_watches && fs::is_directory(_path, error)) {
+        loadWhatIsThere();
+    } else {
+        load();
+    }
+    const auto window = open(_title);
     DescriptorThread descriptors;
     RemoteShow::Options options;
-    options.bundle = folder.path();
+    options.bundle = _path;
     options.values = _shown;
-    options.bundleSpeed = description.fallingSpeed;
+    options.bundleSpeed = _bundleSpeed;
     options.seconds = _seconds;
     options.makeView = viewMaker(descriptors);
     options.frameEnded = [this](std::string_view entry) { _trace->writeEntry(entry); };
-    BundleSounds sounds(std::move(folder));
-    options.playSound = [&sounds](const std::string &name) { sounds.play(name); };
-    show(RemoteShow(*window, std::move(options)));
+    options.playSound = [this](const std::string &name) {
+        if (_sounds) {
+            _sounds->play(name);
+        }
+    };
+    if (_watches) {
+        options.drawWords = drawWords;
+        options.viewFailed = printError;
+    }
+    RemoteShow remote(*window, std::move(options));
+    std::optional<BundleWatch> watch;
+    if (_watches) {
+        watch.emplace(descriptors, _path, [&] {
+            loadWhatIsThere();
+            window->setTitle(inOneLine(_title));
+            remote.reload(_bundleSpeed);
+        });
+    }
+    show(remote);
 }
 
 void RunCommand::showHere(const WallpaperBundle &bundle) {
@@ -131,7 +205,10 @@ void RunCommand::showHere(const WallpaperBundle &bundle) {
             _trace->writeFrame(time, view);
         };
     }
-    show(WallpaperShow(*window, bundle, options));
+    {
+        WallpaperShow here(*window, bundle, options);
+        show(here);
+    }
     letThreadsEnd();
 }
 
@@ -142,22 +219,33 @@ std::unique_ptr<Window> RunCommand::open(const std::string &title) const {
 }
 
 ViewMaker RunCommand::viewMaker(DescriptorWatch &watch) const {
-    const bool isTrusted = _protection.trust() == BundleFolder::Trust::Anybody;
-    const bool isTraced = !_tracePath.empty();
+    ViewProcess::Start model;
+    model.isTrusted = _protection.trust() == BundleFolder::Trust::Anybody;
+    model.isInWindow = true;
+    model.isTraced = !_tracePath.empty();
+    model.hasWatchdog = !_isUnwatched;
+    model.seed = *_shown.seed;
+    if (_watches) {
+        model.logs = model.prints = [this](const std::string &line) {
+            printError(_title + " says: " + line);
+        };
+    }
     // A new size makes a new view, which does the same again.
-    return [&watch, isTrusted, isTraced, print = printErrorOnce()](const ViewRequest &request,
-                                                                   RemoteView::Listener &listener) {
-        ViewProcess::Start start{request, {isTrusted}};
-        start.isInWindow = true;
-        start.isTraced = isTraced;
+    return [&watch, model, print = printErrorOnce()](const ViewRequest &request,
+                                                     RemoteView::Listener &listener) {
+        ViewProcess::Start start = model;
+        static_cast<ViewRequest &>(start) = request;
         start.protectionRefused = ConfinedProcess::printsRefusedProtections(print);
         start.says = ConfinedProcess::printsAbout(request.bundle, print);
+        if (!start.hasWatchdog) {
+            start.confined = ConfinedProcess::printsProcessOf(request.bundle, printError);
+        }
         return std::make_unique<ViewProcess>(watch, start, listener);
     };
 }
 
 /// A wallpaper that cannot be shown leaves the file of the trace as it was.
-void RunCommand::show(Show &&show) {
+void RunCommand::show(Show &show) {
     if (!_tracePath.empty()) {
         _trace.emplace(_tracePath, TraceWriter::Mode::Live);
     }

@@ -73,6 +73,12 @@ void ProtectionOptions::declare(CLI::App &app) {
                  "Runs the bundle's code in this very process, for debuggers");
 }
 
+void declareNoWatchdog(CLI::App &app, bool &isUnwatched) {
+    app.add_flag("--no-watchdog", isUnwatched,
+                 "Lets a wallpaper stand still for as long as a debugger wants, and prints its "
+                 "process");
+}
+
 BundleFolder::Trust ProtectionOptions::trust() const {
     return _trusts ? BundleFolder::Trust::Anybody : BundleFolder::Trust::UserAndRoot;
 }

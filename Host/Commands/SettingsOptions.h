@@ -65,4 +65,8 @@ class ProtectionOptions {
     bool _isUnprotected = false;
 };
 
+/// The option that keeps views alive while a debugger has stopped them. There is no key for it in
+/// the configuration: nobody should forget it there.
+void declareNoWatchdog(CLI::App &app, bool &isUnwatched);
+
 } // namespace Lumivera

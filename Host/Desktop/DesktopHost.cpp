@@ -211,6 +211,12 @@ void DesktopHost::desktopLost(const std::string &reason) {
     quit();
 }
 
+void DesktopHost::outputSays(const std::string &output, const std::string &bundle,
+                             const std::string &line) {
+    _options.log(line);
+    _options.wallpaperLog->add({WallpaperLine::Source::Host, output, bundle, line});
+}
+
 void DesktopHost::outputBackgroundDrawn(const DesktopSurface &surface,
                                         const SharedBuffers &picture) {
     if (_options.showBackground) {

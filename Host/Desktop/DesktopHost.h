@@ -57,6 +57,9 @@ class DesktopHost final : public ControlTarget,
         /// Called with each line for the log.
         std::function<void(const std::string &line)> log;
 
+        /// Keeps those lines, and those of wallpapers.
+        std::shared_ptr<WallpaperLog> wallpaperLog = std::make_shared<WallpaperLog>();
+
         /// Called when the background that belongs behind the petals of a transparent surface is
         /// new, or when the output has moved: it is opaque, in buffer 0 of `picture`, and as large
         /// as the output. May be empty.
@@ -90,6 +93,7 @@ class DesktopHost final : public ControlTarget,
     void forgetCovers(std::uint64_t program) override;
     void saveScreenshot(const std::string &output, const std::string &path,
                         std::function<void(std::optional<std::string> problem)> done) override;
+    const WallpaperLog &log() const override { return *_options.wallpaperLog; }
     void keep() override;
     void quit() override;
 
@@ -118,7 +122,8 @@ class DesktopHost final : public ControlTarget,
     void outputRemoved(DesktopSurface &surface) override;
     void desktopLost(const std::string &reason) override;
     void outputVisibilityChanged() override { updatePauses(); }
-    void outputSays(const std::string &line) override { _options.log(line); }
+    void outputSays(const std::string &output, const std::string &bundle,
+                    const std::string &line) override;
     void outputBackgroundDrawn(const DesktopSurface &surface,
                                const SharedBuffers &picture) override;
     void outputBackgroundGone(const std::string &output) override;

@@ -46,6 +46,15 @@ bool isOpaqueAlmostEverywhere(const SharedBuffers &memory, unsigned index) {
     return opaque >= kMinOpaque;
 }
 
+/// Tells the maker for which output its views are.
+ViewMaker makerFor(const std::string &output, ViewMaker makeView) {
+    return [output, makeView = std::move(makeView)](ViewRequest request,
+                                                    RemoteView::Listener &listener) {
+        request.output = output;
+        return makeView(request, listener);
+    };
+}
+
 } // namespace
 
 void FrameRate::countFrame(Clock::Nanoseconds now) { _times[_frames++ % _times.size()] = now; }
@@ -65,8 +74,8 @@ double FrameRate::perSecond(Clock::Nanoseconds now) const {
 
 OutputShow::OutputShow(DesktopSurface &surface, ViewMaker makeView, LastGoodBundle &lastGood,
                        std::string shippedBundle, Listener &listener)
-    : _surface(surface), _makeView(std::move(makeView)), _lastGood(lastGood),
-      _shippedBundle(std::move(shippedBundle)), _listener(listener),
+    : _surface(surface), _makeView(makerFor(surface.outputName(), std::move(makeView))),
+      _lastGood(lastGood), _shippedBundle(std::move(shippedBundle)), _listener(listener),
       _background(_makeView, static_cast<BackgroundPicture::Listener &>(*this)),
       _begin([this] { begin(); }), _beginStandIn([this] { beginStandIn(); }),
       _prove([this] { prove(); }), _readPictureAnyway([this] { servePictureReaders(); }) {
@@ -257,9 +266,9 @@ void OutputShow::viewEnded(RemoteView &view, const std::string &reason, bool isH
 void OutputShow::wantedViewEnded(const Slot &slot, const std::string &reason, bool isHopeless) {
     const std::string what = description(slot.bundle, reason);
     if (isGivenUp(slot.isProven, isHopeless, _quickEnds)) {
-        fallBack(what);
+        fallBack(slot.bundle, what);
     } else {
-        _listener.outputSays(what + "; it is begun anew");
+        say(slot.bundle, what + "; it is begun anew");
         begin();
     }
 }
@@ -272,11 +281,11 @@ void OutputShow::standInEnded(const Slot &slot, const std::string &reason, bool 
     const std::string what = description(slot.bundle, reason);
     const std::string next = standInBundle();
     if (next.empty()) {
-        _listener.outputSays(what + "; nothing else stands in");
+        say(slot.bundle, what + "; nothing else stands in");
     } else if (next == slot.bundle) {
-        _listener.outputSays(what + "; it is begun anew");
+        say(slot.bundle, what + "; it is begun anew");
     } else {
-        _listener.outputSays(what + "; " + next + " stands in instead");
+        say(slot.bundle, what + "; " + next + " stands in instead");
     }
     beginStandIn();
 }
@@ -286,10 +295,10 @@ std::string OutputShow::description(const std::string &bundle, const std::string
     return name() + ": " + (namesBundle ? reason : bundle + ": " + reason);
 }
 
-void OutputShow::fallBack(const std::string &what) {
+void OutputShow::fallBack(const std::string &bundle, const std::string &what) {
     _quickEnds = 0;
     if (++_candidateIndex < _candidates.size()) {
-        _listener.outputSays(what + "; " + candidate() + " is shown instead");
+        say(bundle, what + "; " + candidate() + " is shown instead");
         begin();
         return;
     }
@@ -297,8 +306,8 @@ void OutputShow::fallBack(const std::string &what) {
     _beginStandIn.cancel();
     forgetStandIns();
     _retryDelay = std::clamp(_retryDelay * 2, kMinRetry, kMaxRetry);
-    _listener.outputSays(what + "; nothing else can be shown, so all is tried again in " +
-                         std::to_string(std::lround(_retryDelay)) + " s");
+    say(bundle, what + "; nothing else can be shown, so all is tried again in " +
+                    std::to_string(std::lround(_retryDelay)) + " s");
     _begin.callAfter(_retryDelay);
 }
 
@@ -347,7 +356,7 @@ std::optional<OutputShow::Slot> OutputShow::makeSlot(const std::string &bundle) 
                        slot.geometry.isTransparent ? WallpaperPart::Petals : WallpaperPart::Whole},
                       *this);
     } catch (const HostError &error) {
-        _listener.outputSays(name() + ": " + error.what());
+        say(bundle, name() + ": " + error.what());
         return std::nullopt;
     }
     slot.view->allowDrawing(0);
@@ -404,9 +413,9 @@ void OutputShow::withholdOpaquePicture() {
     if (_shown->geometry.isTransparent && isOpaqueAlmostEverywhere(memory, 0)) {
         _shown->isWithheld = true;
         std::fill_n(memory.pixels(0), memory.bufferBytes() / sizeof(std::uint32_t), 0);
-        _listener.outputSays(description(_shown->bundle,
-                                         "draws an opaque picture, which would hide the "
-                                         "icons; it stands still behind them instead"));
+        say(_shown->bundle,
+            description(_shown->bundle, "draws an opaque picture, which would hide the "
+                                        "icons; it stands still behind them instead"));
     }
 }
 
@@ -445,7 +454,7 @@ void OutputShow::tellBackground() {
 }
 
 void OutputShow::backgroundFailed(const std::string &bundle, const std::string &reason) {
-    _listener.outputSays(description(bundle, reason) + "; its background is not shown");
+    say(bundle, description(bundle, reason) + "; its background is not shown");
 }
 
 void OutputShow::updateRunning() {

@@ -54,8 +54,9 @@ class OutputShow final : private DesktopSurface::Listener,
       public:
         virtual void outputVisibilityChanged() = 0;
 
-        /// A line for the host's log.
-        virtual void outputSays(const std::string &line) = 0;
+        /// A line for the host's log, about a bundle.
+        virtual void outputSays(const std::string &output, const std::string &bundle,
+                                const std::string &line) = 0;
 
         /// The background of what a transparent surface shows is drawn, in buffer 0 of `picture`,
         /// or the output has moved.
@@ -158,7 +159,10 @@ class OutputShow final : private DesktopSurface::Listener,
     void wantedViewEnded(const Slot &slot, const std::string &reason, bool isHopeless);
     void standInEnded(const Slot &slot, const std::string &reason, bool isHopeless);
     std::string description(const std::string &bundle, const std::string &reason) const;
-    void fallBack(const std::string &what);
+    void fallBack(const std::string &bundle, const std::string &what);
+    void say(const std::string &bundle, const std::string &line) {
+        _listener.outputSays(name(), bundle, line);
+    }
     void updateRunning();
     void prove();
     WallpaperValues valuesFor(const Slot &slot) const;

@@ -13,8 +13,14 @@ namespace Lumivera {
 /// Writes where every petal is, one line of JSON a frame:
 /// {"frame": n, "time": t, "layers": [[[name, centreX, centreY, angle, frameWidth, frameHeight],
 /// ...], ...]}. Layers are back to front, petals in subview order; numbers read back to the same
-/// double; a petal whose picture has no name has null in its place. Frames are counted from 0. Main
-/// thread.
+/// double; a petal whose picture has no name has null in its place. Frames are counted from 0.
+///
+/// Of a wallpaper without petals it writes all sublayers of the view but the background's, as the
+/// frame shows them: {"frame": n, "time": t, "sublayers": {name: [x, y, angle, frameWidth,
+/// frameHeight], ...}}, with the place of the anchor point in the superlayer. A sublayer's name is
+/// that of its picture; where an earlier one beside it has the same, "#2" follows, and so on; where
+/// it has none, it is its index. The name of a sublayer's superlayer and a slash stand before it.
+/// Main thread.
 class TraceWriter {
   public:
     enum class Mode { Whole, Live };

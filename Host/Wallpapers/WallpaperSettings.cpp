@@ -6,6 +6,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
+#include <random>
 
 namespace Lumivera {
 
@@ -96,6 +98,20 @@ void WallpaperSettings::applyToLoaded(DeskTopView &view) const {
             UIColor::colorWithRed_green_blue_alpha(tint->red, tint->green, tint->blue, tint->alpha);
         petals->setBgColor(color.get());
     }
+    if (seed) {
+        std::srand(*seed);
+    }
+}
+
+unsigned newSeed() { return std::random_device()(); }
+
+unsigned seedForOutput(unsigned seed, std::string_view output) {
+    constexpr std::uint32_t kFactor = 16777619;
+    std::uint32_t number = seed;
+    for (const char c : output) {
+        number = (number ^ static_cast<unsigned char>(c)) * kFactor;
+    }
+    return number;
 }
 
 } // namespace Lumivera

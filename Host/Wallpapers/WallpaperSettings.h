@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 class DeskTopView;
 
@@ -41,6 +43,9 @@ enum class WallpaperPart : std::uint32_t {
 
 /// How a wallpaper is shown: how large, and with which values.
 struct WallpaperSettings : PictureSize, WallpaperValues {
+    /// The seed of the random numbers; without one they stay as the wallpaper has seeded them.
+    std::optional<unsigned> seed = {};
+
     /// Gives a new view its frame and the values, before the view's resources load. Main thread.
     void applyTo(DeskTopView &view) const;
 
@@ -49,9 +54,17 @@ struct WallpaperSettings : PictureSize, WallpaperValues {
     void applyTo(DeskTopView &view, const WallpaperValues &change) const;
 
     /// Gives a view the values that loading its resources overwrites: the scale level and the tint.
-    /// Called once for each view, after it has loaded, because a second tint would shade the
-    /// shaded background. Main thread.
+    /// Then seeds the random numbers, which a wallpaper may have seeded with the time. Called once
+    /// for each view, after it has loaded and before its first frame, because a second tint would
+    /// shade the shaded background. Main thread.
     void applyToLoaded(DeskTopView &view) const;
 };
+
+/// A seed that differs from start to start.
+unsigned newSeed();
+
+/// The seed for one of several outputs, so that equal outputs do not show the same. The same for
+/// the same arguments on every machine.
+unsigned seedForOutput(unsigned seed, std::string_view output);
 
 } // namespace Lumivera

@@ -3,7 +3,6 @@
 #include <Lumivera/Wallpaper.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <numbers>
 #include <utility>
 #include <vector>
@@ -14,10 +13,6 @@ constexpr int kLights = 24;
 constexpr double kFrameSeconds = 0.025;
 constexpr double kForever = 1e9;
 constexpr CGFloat kReach = 120; // of a tap, in points
-
-double randomBetween(double low, double high) {
-    return low + (high - low) * std::rand() / RAND_MAX;
-}
 
 /// Places and speeds are parts of the view's size, so that they fit every screen.
 struct Light {
@@ -73,19 +68,19 @@ class NewNameWallpaper : public DeskTopView {
 
   private:
     void addLight() {
-        const double size = randomBetween(12, 32);
+        const double size = _random.between(12, 32);
         auto view = UIImageView::initWithFrame(CGRectMake(0, 0, size, size));
         view->setImage(_picture);
         addSubview(view.get());
-        LWUIAnimation::setAlphaAnimationDuration_repeatCount(view.get(), randomBetween(1, 4),
+        LWUIAnimation::setAlphaAnimationDuration_repeatCount(view.get(), _random.between(1, 4),
                                                              kForever);
-        const CGPoint place{randomBetween(0, 1), randomBetween(0, 1)};
-        const double direction = randomBetween(0, 2 * std::numbers::pi);
+        const CGPoint place{_random.between(0, 1), _random.between(0, 1)};
+        const double direction = _random.between(0, 2 * std::numbers::pi);
         _lights.push_back({std::move(view), place, direction, 0});
     }
 
     void move(Light &light) {
-        light.direction += randomBetween(-0.2, 0.2);
+        light.direction += _random.between(-0.2, 0.2);
         light.speed += (0.04 - light.speed) * 0.05;
         const double way = light.speed * kFrameSeconds;
         light.place.x = wrapped(light.place.x + way * std::cos(light.direction));
@@ -101,6 +96,7 @@ class NewNameWallpaper : public DeskTopView {
 
     Retained<UIImage> _picture;
     Lumivera::Sound _chime;
+    Lumivera::Random _random;
     std::vector<Light> _lights;
 };
 

@@ -7,6 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <vector>
@@ -130,6 +132,55 @@ TEST_F(KitSounds, AreSilentWhereThereIsNone) {
     ImageCache::sharedInstance()->setResBundle(nullptr);
     Lumivera::Sound("s.wav").play();
     EXPECT_TRUE(played.paths.empty());
+}
+
+TEST(KitRandom, RepeatsAfterTheSameSeed) {
+    const auto numbers = [](unsigned seed) {
+        std::srand(seed);
+        Lumivera::Random random;
+        return std::vector<double>{random.unit(), random.between(5, 7), double(random.below(9))};
+    };
+    EXPECT_EQ(numbers(7), numbers(7));
+    EXPECT_NE(numbers(7), numbers(8));
+}
+
+TEST(KitRandom, TakesItsSeedWhenItIsUsedFirst) {
+    Lumivera::Random early;
+    std::srand(7);
+    Lumivera::Random late;
+    const double first = early.unit();
+    std::srand(7);
+    EXPECT_EQ(late.unit(), first);
+    const double second = early.unit();
+    std::srand(7);
+    EXPECT_EQ(late.unit(), second) << "a seed in between changes nothing";
+}
+
+TEST(KitRandom, KeepsItsLimits) {
+    std::srand(7);
+    Lumivera::Random random;
+    int heads = 0;
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_LT(random.unit(), 1);
+        const double between = random.between(-2, 3);
+        EXPECT_TRUE(between >= -2 && between < 3) << between;
+        const int below = random.below(6);
+        EXPECT_TRUE(below >= 0 && below < 6) << below;
+        heads += random.chance(0.5) ? 1 : 0;
+    }
+    EXPECT_NEAR(heads, 500, 100);
+    EXPECT_EQ(random.below(0), 0);
+    EXPECT_EQ(random.below(-3), 0);
+    EXPECT_FALSE(random.chance(0));
+    EXPECT_TRUE(random.chance(1));
+}
+
+TEST(KitRandom, ServesTheStandardLibrary) {
+    std::srand(7);
+    Lumivera::Random random;
+    std::vector<int> cards{1, 2, 3, 4, 5};
+    std::shuffle(cards.begin(), cards.end(), random);
+    EXPECT_THAT(cards, ::testing::UnorderedElementsAre(1, 2, 3, 4, 5));
 }
 
 TEST_F(Kit, MakesWallpapersThatEveryHostLoads) {

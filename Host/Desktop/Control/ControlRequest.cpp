@@ -102,6 +102,9 @@ struct ActionName {
 
     /// The fields that the action requires besides "do"; "output" and "id" are optional.
     std::vector<std::string> fields;
+
+    /// One more that is optional.
+    std::string optionalField = {};
 };
 
 const std::vector<ActionName> &actionNames() {
@@ -115,6 +118,7 @@ const std::vector<ActionName> &actionNames() {
         {"offset", Action::Choose, {"x"}},
         {"wallpaper", Action::Choose, {"bundle"}},
         {"screenshot", Action::Screenshot, {"file"}},
+        {"log", Action::Log, {}, "after"},
         {"keep", Action::Keep, {}},
         {"quit", Action::Quit, {}},
     };
@@ -155,6 +159,8 @@ class RequestMaker {
             _request.cover = cover();
         } else if (what.action == Action::Screenshot) {
             _request.file = absolutePath("file");
+        } else if (what.action == Action::Log && _fields.contains("after")) {
+            _request.after = lineNumber("after");
         }
     }
 
@@ -181,7 +187,8 @@ class RequestMaker {
             }
         }
         for (const auto &[name, field] : _fields) {
-            const bool isCommon = name == "do" || name == "output" || name == "id";
+            const bool isCommon =
+                name == "do" || name == "output" || name == "id" || name == what.optionalField;
             if (!isCommon && std::count(what.fields.begin(), what.fields.end(), name) == 0) {
                 fail("\"" + name + "\" is no field of \"" + std::string(what.name) + "\"");
             }
@@ -202,6 +209,17 @@ class RequestMaker {
             fail("\"" + name + "\" is not a number from -100000 to 100000");
         }
         return static_cast<CGFloat>(field.number);
+    }
+
+    std::uint64_t lineNumber(const std::string &name) const {
+        constexpr double kMost = 9007199254740992; // of whole numbers that a double has
+        const Field &field = _fields.at(name);
+        const double number = field.number;
+        if (field.kind != Field::Kind::Number || !(number >= 0 && number <= kMost) ||
+            std::floor(number) != number) {
+            fail("\"" + name + "\" is not a line's number");
+        }
+        return static_cast<std::uint64_t>(number);
     }
 
     std::optional<SurfaceVisibility> cover() const {

@@ -5,6 +5,7 @@
 #include "Platform/CoreGraphics/CGGeometry.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -23,6 +24,7 @@ struct ControlRequest {
         Tap,
         Cover,
         Screenshot,
+        Log,
         Keep,
         Quit,
     };
@@ -48,6 +50,9 @@ struct ControlRequest {
 
     /// An absolute path.
     std::string file;
+
+    /// The number of the last line of the log that is known.
+    std::uint64_t after = 0;
 
     /// The "id" that the answer repeats, as JSON; empty without one.
     std::string identifier;

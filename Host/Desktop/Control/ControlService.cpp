@@ -91,6 +91,8 @@ std::string ControlService::resultOf(std::uint64_t program, const ControlRequest
     switch (request.action) {
     case Action::Status:
         return status(request);
+    case Action::Log:
+        return log(request);
     case Action::Pause:
     case Action::Resume:
         _target.setPaused(request.output, request.action == Action::Pause);
@@ -129,6 +131,26 @@ std::string ControlService::status(const ControlRequest &request) {
         outputs.push_back(statusJson(output));
     }
     answer["outputs"] = outputs;
+    return line(answer);
+}
+
+/// The name of an output that has gone is no error: its lines are still there.
+std::string ControlService::log(const ControlRequest &request) {
+    Json answer = answerTo(request.identifier, true);
+    answer["latest"] = _target.log().latest();
+    Json lines = Json::array();
+    for (const WallpaperLine &line : _target.log().lines()) {
+        if (line.number > request.after &&
+            (request.output.empty() || request.output == line.output)) {
+            lines.push_back({{"number", line.number},
+                             {"time", line.time},
+                             {"output", line.output},
+                             {"bundle", line.bundle},
+                             {"source", nameOf(line.source)},
+                             {"text", line.text}});
+        }
+    }
+    answer["lines"] = lines;
     return line(answer);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Host/Desktop/Control/ControlRequest.h"
+#include "Host/Desktop/Control/WallpaperLog.h"
 #include "Host/Wallpapers/WallpaperChoice.h"
 #include "Platform/CoreGraphics/CGGeometry.h"
 
@@ -75,6 +76,9 @@ class ControlTarget {
     virtual void saveScreenshot(const std::string &output, const std::string &path,
                                 std::function<void(std::optional<std::string> problem)> done) = 0;
 
+    /// What wallpapers have logged and printed, and what the host has said about them.
+    virtual const WallpaperLog &log() const = 0;
+
     /// The host stays, if it was to end by itself.
     virtual void keep() = 0;
     virtual void quit() = 0;
@@ -105,6 +109,7 @@ class ControlService {
   private:
     std::string resultOf(std::uint64_t program, const ControlRequest &request);
     std::string status(const ControlRequest &request);
+    std::string log(const ControlRequest &request);
 
     ControlTarget &_target;
     const std::string _desktop;

@@ -7,16 +7,14 @@
 #include "Host/Wallpapers/BundleCall.h"
 #include "Platform/Foundation/NSLog.h"
 
-#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
-#include <string_view>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,7 +23,11 @@ namespace Lumivera {
 namespace {
 
 constexpr int kTheirSocket = 3;
-constexpr off_t kComplaintBytes = 4096;
+constexpr std::size_t kPipeBytes = 65536;
+constexpr std::size_t kPartBytes = 4096;
+
+/// More than a wallpaper prints that is not being made.
+constexpr std::size_t kMuchPrinted = 4096;
 constexpr std::streamsize kLongestLine = 4096;
 
 std::string programPath() {
@@ -53,14 +55,23 @@ std::vector<std::string> environmentForViews() {
     return variables;
 }
 
-/// A memory file that keeps its size. For what the view prints: nobody has to read that in time;
-/// output that does not fit is lost.
+/// A memory file that keeps its size.
 int makeMemoryFile(const char *name, off_t bytes) {
     const int descriptor = memfd_create(name, MFD_CLOEXEC | MFD_ALLOW_SEALING);
     if (descriptor >= 0 && ftruncate(descriptor, bytes) == 0) {
         fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL);
     }
     return descriptor;
+}
+
+/// A pipe for what the view prints, the end to read from first. Nobody has to read it in time:
+/// output that does not fit is lost.
+std::pair<int, int> makeOutput() {
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+        throw HostError("connection", "cannot be made: " + systemErrorText());
+    }
+    return {ends[0], ends[1]};
 }
 
 bool isChild(pid_t process) {
@@ -106,6 +117,13 @@ ConfinedProcess::LineSink ConfinedProcess::printsAbout(const std::string &bundle
         [print = std::move(print), bundle](const std::string &line) { print(bundle + " " + line); };
 }
 
+std::function<void(int process)> ConfinedProcess::printsProcessOf(const std::string &bundle,
+                                                                  LineSink print) {
+    return [say = printsAbout(bundle, std::move(print))](int process) {
+        say("runs in process " + std::to_string(process) + ", without a watchdog");
+    };
+}
+
 ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const std::string &bundle,
                                  const Confinement &confinement,
                                  const std::vector<std::string> &options)
@@ -120,7 +138,8 @@ ConfinedProcess::ConfinedProcess(DescriptorWatch &watch, const std::string &bund
                                  const std::vector<std::string> &options,
                                  std::pair<PacketSocket, PacketSocket> ends)
     : _watch(watch), _bundle(bundle), _protectionRefused(confinement.protectionRefused),
-      _says(confinement.says), _confined(confinement.confined), _connection(std::move(ends.first)) {
+      _says(confinement.says), _logs(confinement.logs), _prints(confinement.prints),
+      _confined(confinement.confined), _connection(std::move(ends.first)) {
     if (!confinement.connection) {
         begin(confinement, options, ends.second);
     }
@@ -137,13 +156,15 @@ void ConfinedProcess::begin(const Confinement &confinement, const std::vector<st
     if (confinement.walls != Sandbox::kAllWalls) {
         arguments.push_back("--walls=" + std::to_string(confinement.walls));
     }
-    _complaints = makeMemoryFile("complaints", kComplaintBytes);
+    const auto [printed, output] = makeOutput();
+    _printed = printed;
     const int call = makeMemoryFile("call", kCallBytes);
     void *const shared = mmap(nullptr, kCallBytes, PROT_READ, MAP_SHARED, call, 0);
     _call =
         shared == MAP_FAILED ? nullptr : static_cast<const std::atomic<std::uint32_t> *>(shared);
-    _process = spawnProgram(arguments, {-1, _complaints, _complaints, theirs.descriptor(), call},
+    _process = spawnProgram(arguments, {-1, output, output, theirs.descriptor(), call},
                             environmentForViews());
+    close(output);
     close(call);
     if (_process < 0) {
         freeMemory();
@@ -158,7 +179,7 @@ ConfinedProcess::~ConfinedProcess() {
 }
 
 void ConfinedProcess::freeMemory() const {
-    close(_complaints);
+    close(_printed);
     if (_call) {
         munmap(const_cast<std::atomic<std::uint32_t> *>(_call), kCallBytes);
     }
@@ -218,8 +239,54 @@ bool ConfinedProcess::takeLog(const ViewReport &report, std::size_t bytes) {
         return false;
     }
     ++_logLines;
-    NSLog(_bundle + ": " + textOf(report, bytes));
+    const std::string line = textOf(report, bytes);
+    NSLog(_bundle + ": " + line);
+    if (_logs) {
+        _logs(line);
+    }
     return true;
+}
+
+/// Reads no more than a pipe holds, so that a process which prints all the time keeps us from
+/// nothing.
+void ConfinedProcess::takePrinted() {
+    std::array<char, kPartBytes> part;
+    _printedLines = 0;
+    for (std::size_t parts = 0; parts < kPipeBytes / kPartBytes; ++parts) {
+        const ssize_t count = read(_printed, part.data(), part.size());
+        if (count <= 0) {
+            break;
+        }
+        _printedBytes += static_cast<std::size_t>(count);
+        addPrinted({part.data(), static_cast<std::size_t>(count)});
+    }
+    if (_printedBytes > kMuchPrinted && std::exchange(_isPrintingDue, false) && _says) {
+        _says("prints more than 4 KiB");
+    }
+    if (_printedLines > kMaxPrintedLines && _prints) {
+        _prints("(" + std::to_string(_printedLines - kMaxPrintedLines) + " more lines)");
+    }
+}
+
+/// What is too long of a line is left out.
+void ConfinedProcess::addPrinted(std::string_view text) {
+    for (const char c : text) {
+        if (c == '\n') {
+            endPrintedLine();
+        } else if (_begunLine.size() < kMaxPrintedLine) {
+            _begunLine += c;
+        }
+    }
+}
+
+void ConfinedProcess::endPrintedLine() {
+    if (_begunLine.empty()) {
+        return;
+    }
+    _lastLine = inOneLine(std::exchange(_begunLine, {}));
+    if (++_printedLines <= kMaxPrintedLines && _prints) {
+        _prints(_lastLine);
+    }
 }
 
 /// What the process takes of the kernel; empty when that is not too much. The limit of its address
@@ -256,6 +323,8 @@ std::string ConfinedProcess::end() {
     EndedChildren::take(std::exchange(_starter, -1));
     const std::optional<int> ending = EndedChildren::take(std::exchange(_process, -1));
     endUnheardMove();
+    takePrinted();
+    endPrintedLine();
     if (!ending) {
         return "was killed, but does not end";
     }
@@ -297,25 +366,6 @@ std::string ConfinedProcess::place() const {
     return words.empty() ? words : "," + words;
 }
 
-void ConfinedProcess::tellOfPrinting() {
-    char last = 0;
-    const bool isFull =
-        _isPrintingDue && pread(_complaints, &last, 1, kComplaintBytes - 1) == 1 && last != 0;
-    if (isFull && _says) {
-        _isPrintingDue = false;
-        _says("prints more than 4 KiB, and what it prints is lost");
-    }
-}
-
-/// The last line of the kept output.
-std::string ConfinedProcess::lastWords() const {
-    char text[kComplaintBytes];
-    const ssize_t count = pread(_complaints, text, sizeof text, 0);
-    std::string_view words(text,
-                           strnlen(text, static_cast<std::size_t>(std::max<ssize_t>(count, 0))));
-    words = words.substr(0, words.find_last_not_of('\n') + 1);
-    words = words.substr(words.find_last_of('\n') + 1);
-    return words.empty() ? "" : ": " + inOneLine(words);
-}
+std::string ConfinedProcess::lastWords() const { return _lastLine.empty() ? "" : ": " + _lastLine; }
 
 } // namespace Lumivera

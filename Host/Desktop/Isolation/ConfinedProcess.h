@@ -14,6 +14,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -50,6 +51,11 @@ class ConfinedProcess final {
         /// Called with each line for the log about what the process does and may not, once.
         std::function<void(const std::string &line)> says = {};
 
+        /// Called with each line that the bundle's code logs, and with each that it prints, safe to
+        /// print. Of the latter it gets a few when the process prints much.
+        std::function<void(const std::string &line)> logs = {};
+        std::function<void(const std::string &line)> prints = {};
+
         /// Called once with the process that runs the bundle's code, about when that begins.
         std::function<void(int process)> confined = {};
 
@@ -63,9 +69,18 @@ class ConfinedProcess final {
 
     using LineSink = std::function<void(const std::string &line)>;
 
+    /// How long a printed line is at most, in bytes, and how many of them one takePrinted() tells.
+    static constexpr std::size_t kMaxPrintedLine = 2000;
+    static constexpr unsigned kMaxPrintedLines = 50;
+
     /// Functions for protectionRefused and says, which print lines for people.
     static LineSink printsRefusedProtections(LineSink print);
     static LineSink printsAbout(const std::string &bundle, LineSink print);
+
+    /// The same for `confined`: the line that tells people which process a debugger is to attach
+    /// to.
+    static std::function<void(int process)> printsProcessOf(const std::string &bundle,
+                                                            LineSink print);
 
     /// `bundle` is a path; `options` go to the program. Throws a HostError when there can be no
     /// process. The watch is not owned.
@@ -94,6 +109,10 @@ class ConfinedProcess final {
     bool takeMove(const ViewReport &report);
     bool takeConfinement(const ViewReport &report, int listener);
 
+    /// Takes what the process has printed since the last call, and says, once, when that is much.
+    /// To be called from time to time, because what does not fit into a pipe is lost.
+    void takePrinted();
+
     /// What the process takes of the kernel, in words; empty when that is not too much. The tables
     /// that map its memory may take so many KiB: the limit of its address space does not count
     /// them.
@@ -102,9 +121,6 @@ class ConfinedProcess final {
     /// Where in the bundle's code the process is, as it says itself: ", in doAnimating"; empty when
     /// it is in none.
     std::string place() const;
-
-    /// Says, once, that the process has printed more than is kept.
-    void tellOfPrinting();
 
     /// Kills the process if it still runs. Returns how it ended, in words.
     std::string end();
@@ -117,6 +133,8 @@ class ConfinedProcess final {
                const PacketSocket &theirs);
     void tellRefusals(int listener);
     void endUnheardMove();
+    void addPrinted(std::string_view text);
+    void endPrintedLine();
     std::string lastWords() const;
     void freeMemory() const;
 
@@ -124,6 +142,8 @@ class ConfinedProcess final {
     const std::string _bundle;
     const std::function<void(const std::string &name)> _protectionRefused;
     const std::function<void(const std::string &line)> _says;
+    const LineSink _logs;
+    const LineSink _prints;
     const std::function<void(int process)> _confined;
     const PacketSocket _connection;
     std::optional<RefusedCalls> _refusedCalls;
@@ -131,11 +151,18 @@ class ConfinedProcess final {
     /// The process that runs the code, and the one that it was started in, until that has exited.
     int _process = -1;
     int _starter = -1;
-    int _complaints = -1;
+
+    /// What the process prints: the pipe, the line that it has begun, the last one that it has
+    /// ended, how many came in one takePrinted(), and the bytes of all.
+    int _printed = -1;
+    std::string _begunLine;
+    std::string _lastLine;
+    unsigned _printedLines = 0;
+    std::size_t _printedBytes = 0;
+    bool _isPrintingDue = true;
 
     /// The process's BundleCall, which it may change; null when there can be none.
     const std::atomic<std::uint32_t> *_call = nullptr;
-    bool _isPrintingDue = true;
     unsigned _logLines = 0;
     bool _isMoveDue = true;
     bool _isConfinementDue = true;

@@ -2,8 +2,10 @@
 
 #include "Host/Desktop/Isolation/ConfinedProcess.h"
 #include "Host/Playing/OffscreenPicture.h"
+#include "Platform/Compositor/PixelArithmetic.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace Lumivera {
@@ -13,6 +15,14 @@ namespace {
 constexpr NSTimeInterval kSettlingTime = 0.25;
 constexpr std::size_t kMaxDamage = 1000;
 constexpr std::uint32_t kBlack = 0xff000000;
+
+/// A view often ends while its bundle is written anew. What is wrong is said when nothing better
+/// has come after this time.
+constexpr NSTimeInterval kUntilWords = 0.5;
+
+/// The dark ground of the words, premultiplied, and their distance from its edges in points.
+constexpr std::uint32_t kGround = 0xd0000000;
+constexpr CGFloat kMargin = 8;
 
 DeviceRect wholeOf(std::size_t width, std::size_t height) {
     return {0, 0, static_cast<int>(width), static_cast<int>(height)};
@@ -34,27 +44,70 @@ void copyRects(const std::vector<DeviceRect> &rects, const std::uint32_t *from,
 
 RemoteShow::RemoteShow(Window &window, Options options)
     : Show(window, options.seconds), _options(std::move(options)),
-      _begin([this] { guard([this] { begin(); }); }) {
+      _begin([this] { guard([this] { begin(); }); }),
+      _showWords([this] { guard([this] { showWords(); }); }) {
     begin();
 }
 
 /// The view that is shown goes on until the new one has drawn.
 void RemoteShow::begin() {
     _size = pictureSize();
-    if (_shown.view && _size.pixelWidth() == _width && _size.pixelHeight() == _height &&
-        _size.density == _shownDensity) {
+    if (_shown.view && !_isOutdated && _size.pixelWidth() == _width &&
+        _size.pixelHeight() == _height && _size.density == _shownDensity) {
         _coming = {};
         return;
     }
+    try {
+        beginView();
+    } catch (const HostError &error) {
+        fail(error);
+    }
+}
+
+void RemoteShow::beginView() {
+    _coming = {};
     _size.check();
     const auto memory = std::make_shared<SharedBuffers>(
         static_cast<unsigned>(_size.pixelWidth()), static_cast<unsigned>(_size.pixelHeight()), 1);
-    _coming = {};
     _comingDensity = _size.density;
     _coming = {memory,
                _options.makeView({_options.bundle, _options.values, memory, _size.density}, *this)};
     _coming.view->allowDrawing(0);
     _coming.view->setRunning(_isRunning);
+}
+
+void RemoteShow::reload(NSInteger bundleSpeed) {
+    _options.bundleSpeed = bundleSpeed;
+    _isOutdated = true;
+    _showWords.cancel();
+    guard([this] { begin(); });
+}
+
+/// Throws the error where the show is not to stay.
+void RemoteShow::fail(const HostError &error) {
+    if (!_options.drawWords) {
+        throw error;
+    }
+    _comingWords = error.what();
+    _showWords.callAfter(kUntilWords);
+}
+
+void RemoteShow::showWords() {
+    setWords(_comingWords);
+    if (_options.viewFailed) {
+        _options.viewFailed(_words);
+    }
+}
+
+void RemoteShow::setWords(const std::string &words) {
+    _showWords.cancel();
+    if (words != _words) {
+        _words = words;
+        _wordsPicture = nullptr;
+        _wordsWidth = 0;
+        _damage = {wholeOf(_width, _height)};
+        drawAgain();
+    }
 }
 
 RemoteView *RemoteShow::visibleView() const {
@@ -139,6 +192,8 @@ void RemoteShow::takePicture(RemoteView &view, unsigned index,
         _width = _shown.memory->width();
         _height = _shown.memory->height();
         _picture.resize(std::size_t{_width} * _height);
+        _isOutdated = false;
+        setWords("");
         _damage.clear(); // of a picture of another size
         keep(*_shown.memory, {wholeOf(_width, _height)});
     } else {
@@ -166,8 +221,11 @@ void RemoteShow::keep(const SharedBuffers &memory, const std::vector<DeviceRect>
     }
 }
 
-void RemoteShow::viewEnded(RemoteView &, const std::string &reason, bool) {
-    guard([&] { throw failureOf(_options.bundle, reason); });
+void RemoteShow::viewEnded(RemoteView &view, const std::string &reason, bool) {
+    guard([&] {
+        (&view == _coming.view.get() ? _coming : _shown) = {};
+        fail(failureOf(_options.bundle, reason));
+    });
 }
 
 /// Frames of a view that is not shown yet do not count, unless it is the first one.
@@ -186,7 +244,7 @@ void RemoteShow::viewSounded(RemoteView &, const std::string &name) {
 const std::vector<DeviceRect> &RemoteShow::draw(const CompositorTarget &target) {
     const bool fits = target.width == _width && target.height == _height;
     _drawn = std::exchange(_damage, {});
-    if (!fits || target.age != 1) {
+    if (!fits || target.age != 1 || !_words.empty()) {
         _drawn = {wholeOf(target.width, target.height)};
     }
     if (fits) {
@@ -194,7 +252,42 @@ const std::vector<DeviceRect> &RemoteShow::draw(const CompositorTarget &target) 
     } else {
         stretchInto(target);
     }
+    drawWords(target);
     return _drawn;
+}
+
+/// Along the lower edge, on a dark ground.
+void RemoteShow::drawWords(const CompositorTarget &target) {
+    const CGFloat density = window().density();
+    const auto margin = static_cast<std::size_t>(std::lround(kMargin * density));
+    if (_words.empty() || target.width <= 2 * margin) {
+        return;
+    }
+    if (target.width != _wordsWidth || density != _wordsDensity) {
+        _wordsWidth = target.width;
+        _wordsDensity = density;
+        _wordsPicture = _options.drawWords(
+            _words, static_cast<CGFloat>(target.width) / density - 2 * kMargin, density);
+    }
+    if (!_wordsPicture) {
+        return;
+    }
+    const CGImage &words = *_wordsPicture;
+    const std::size_t height = std::min<std::size_t>(words.height() + 2 * margin, target.height);
+    for (std::size_t row = 0; row < height; ++row) {
+        std::uint32_t *to = target.pixels + (target.height - height + row) * target.stride;
+        for (std::size_t x = 0; x < target.width; ++x) {
+            const bool isInWords = row >= margin && row - margin < words.height() && x >= margin &&
+                                   x - margin < words.width();
+            PixelArithmetic::blend(PixelArithmetic::spread(kGround), to[x]);
+            if (isInWords) {
+                PixelArithmetic::blend(
+                    PixelArithmetic::spread(
+                        words.pixels()[(row - margin) * words.width() + x - margin]),
+                    to[x]);
+            }
+        }
+    }
 }
 
 /// There is no picture before the first one.

@@ -4,6 +4,8 @@
 #include "Host/Playing/Show.h"
 #include "Host/Playing/WallpaperKeys.h"
 #include "Host/Support/DeferredCall.h"
+#include "Host/Support/HostError.h"
+#include "Platform/CoreGraphics/CGImage.h"
 
 #include <cstdint>
 #include <functional>
@@ -17,7 +19,7 @@ namespace Lumivera {
 
 /// A wallpaper in a window, whose view runs in another process. When the window's size has changed
 /// and settled, a new view is made; the picture of the old one is stretched until the new one has
-/// drawn. The end of a view ends the show. Main thread.
+/// drawn. The end of a view ends the show, unless it is to stay. Main thread.
 class RemoteShow final : public Show, private RemoteView::Listener {
   public:
     struct Options {
@@ -37,10 +39,20 @@ class RemoteShow final : public Show, private RemoteView::Listener {
 
         /// Called with the name of a sound that the view wants to be heard, which is not trusted.
         std::function<void(const std::string &name)> playSound = {};
+
+        /// With this the show stays when a view ends or cannot be made, and shows why over the last
+        /// picture: the words, as a clear picture of that width in points, or null. `viewFailed`
+        /// gets them then, too.
+        std::function<Retained<CGImage>(const std::string &words, CGFloat width, CGFloat density)>
+            drawWords = {};
+        std::function<void(const std::string &words)> viewFailed = {};
     };
 
     /// Throws a HostError when there can be no view.
     RemoteShow(Window &window, Options options);
+
+    /// The bundle has changed: a new view takes the place of the shown one when it has drawn.
+    void reload(NSInteger bundleSpeed);
 
   private:
     /// A view, and the memory that it draws into.
@@ -66,6 +78,11 @@ class RemoteShow final : public Show, private RemoteView::Listener {
     void viewSounded(RemoteView &view, const std::string &name) override;
 
     void begin();
+    void beginView();
+    void fail(const HostError &error);
+    void showWords();
+    void setWords(const std::string &words);
+    void drawWords(const CompositorTarget &target);
     void takePicture(RemoteView &view, unsigned index, const std::vector<DeviceRect> &rects);
     void allowDrawing();
     RemoteView *visibleView() const;
@@ -93,9 +110,21 @@ class RemoteShow final : public Show, private RemoteView::Listener {
 
     /// The shown view has drawn while it was to rest.
     bool _awaitsDrawing = false;
+
+    /// The bundle has changed since the shown view was made.
+    bool _isOutdated = false;
+
+    /// What is wrong, when it shall be shown; what is shown of it, and its picture.
+    std::string _comingWords;
+    std::string _words;
+    Retained<CGImage> _wordsPicture;
+    std::size_t _wordsWidth = 0;
+    CGFloat _wordsDensity = 0;
+
     CGFloat _comingDensity = 1;
     CGFloat _shownDensity = 1;
     DeferredCall _begin;
+    DeferredCall _showWords;
 };
 
 } // namespace Lumivera

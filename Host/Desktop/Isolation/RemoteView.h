@@ -77,6 +77,9 @@ struct ViewRequest {
 
     /// Where it is Petals, the pixels in the memory are premultiplied 0xAARRGGBB.
     WallpaperPart part = WallpaperPart::Whole;
+
+    /// The output that the view is for; empty for a window.
+    std::string output = {};
 };
 
 /// Makes views; throws a HostError when it cannot make one.

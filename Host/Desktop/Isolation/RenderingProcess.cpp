@@ -200,14 +200,14 @@ bool RenderingProcess::takeFrame(const ViewReport &report) {
     _isFrameComplete = _frame.trace.empty() != _isTraced &&
                        _frame.pixels.empty() == (_frameNumber < _firstPicture);
     if (++_frameNumber == _frameCount) {
-        _process.tellOfPrinting();
+        _process.takePrinted();
     }
     return _isFrameComplete;
 }
 
 /// Only while a frame is waited for, so that the process has the buffers that it needs.
 void RenderingProcess::check() {
-    _process.tellOfPrinting();
+    _process.takePrinted();
     const double seconds = _process.cpuTime();
     _idleChecks = seconds - _lastSeconds < kNothing ? _idleChecks + 1 : 0;
     _lastSeconds = seconds;

@@ -49,13 +49,15 @@ struct ViewOrder {
     std::uint32_t index = 0;
     std::uint32_t isInWindow = 0; ///< Begin: a person waits for the view
     std::uint32_t isTraced = 0;   ///< Begin: each frame is told by Trace and Frame
+    std::uint32_t seed = 0;       ///< Begin: of the random numbers
+    std::uint32_t padding = 0;
     double density = 1;
     double x = 0;
     double y = 0;
     WallpaperBytes values{};
 };
 
-static_assert(sizeof(ViewOrder) == 7 * sizeof(std::uint64_t) + sizeof(WallpaperBytes),
+static_assert(sizeof(ViewOrder) == 8 * sizeof(std::uint64_t) + sizeof(WallpaperBytes),
               "an order has no padding, which would carry memory of the host to the view");
 
 /// From the host to a process that renders, after Begin. The events of the script follow, in

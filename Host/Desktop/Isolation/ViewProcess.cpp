@@ -52,12 +52,14 @@ bool Allowance::take(Clock::Nanoseconds now) {
 }
 
 NSTimeInterval ViewProcess::patienceFor(const Start &start) {
-    return (start.isInWindow ? kPatienceInWindow : kPatience) * leniencyWith(start);
+    return start.hasWatchdog
+               ? (start.isInWindow ? kPatienceInWindow : kPatience) * leniencyWith(start)
+               : kEndlessPatience;
 }
 
 ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &listener)
     : _watch(watch), _listener(listener), _memory(start.memory), _says(start.says),
-      _isInWindow(start.isInWindow), _isTraced(start.isTraced),
+      _isInWindow(start.isInWindow), _isTraced(start.isTraced), _hasWatchdog(start.hasWatchdog),
       _patience(static_cast<Clock::Nanoseconds>(patienceFor(start) * 1e9)),
       _timeFactor(start.timeFactor / leniencyWith(start)), _check([this] { check(); }),
       _look([this] { look(); }), _sendLater([this] { sendUnsent(); }),
@@ -70,6 +72,7 @@ ViewProcess::ViewProcess(DescriptorWatch &watch, const Start &start, Listener &l
     first.count = _memory->count();
     first.isInWindow = start.isInWindow;
     first.isTraced = start.isTraced;
+    first.seed = start.seed;
     first.density = start.density;
     first.part = start.part;
     first.values = bytesOf(start.values);
@@ -203,6 +206,7 @@ void ViewProcess::stopOrContinue() {
         kill(process(), shallStop ? SIGSTOP : SIGCONT);
     }
     if (_isStopped) {
+        _process.takePrinted();
         _look.cancel();
     } else if (!_look.isPending() && !_hasEnded) {
         _look.callAfter(kBetweenLooks);
@@ -358,7 +362,6 @@ void ViewProcess::check() {
     if (!readReports()) {
         return;
     }
-    _process.tellOfPrinting();
     const Clock::Nanoseconds now = Clock::current().now();
     const std::string complaint = complaintAt(now);
     if (!complaint.empty()) {
@@ -380,7 +383,7 @@ std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
         return "has drawn nothing for " + std::to_string(_patience / 1'000'000'000) + " s" +
                _process.place();
     }
-    if (_unsent.size() > kMaxUnsent) {
+    if (_hasWatchdog && _unsent.size() > kMaxUnsent) {
         return "does not listen";
     }
     if (takesTooMuchTime(now)) {
@@ -400,7 +403,7 @@ bool ViewProcess::takesTooMuchTime(Clock::Nanoseconds now) {
     if (verdict != ProcessorUse::Verdict::Fine) {
         giveWay();
     }
-    return verdict == ProcessorUse::Verdict::Excessive;
+    return _hasWatchdog && verdict == ProcessorUse::Verdict::Excessive;
 }
 
 bool ViewProcess::keepsTooManyThreadsBusy() {
@@ -415,6 +418,7 @@ bool ViewProcess::keepsTooManyThreadsBusy() {
 
 /// Looks for what would take much of the kernel's memory or of the processor until the next check.
 void ViewProcess::look() {
+    _process.takePrinted();
     const unsigned busy = _pictures == 0 ? busyThreads(process()) : 0;
     if (busy > kMaxBusyThreads) {
         giveWay();

@@ -49,7 +49,17 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     static constexpr double kMostFrames = 1000;
     static constexpr double kMostSounds = 50;
 
+    /// How long a report may take where there is no watchdog: a century.
+    static constexpr NSTimeInterval kEndlessPatience = 3e9;
+
     struct Start : ViewRequest, ConfinedProcess::Confinement {
+        /// False lets the process stand still, and take processor time, for as long as a debugger
+        /// wants.
+        bool hasWatchdog = true;
+
+        /// Seeds the random numbers after the resources have loaded, before the first frame.
+        unsigned seed = newSeed();
+
         /// Tests judge more processor time than was taken, to find little too much.
         double timeFactor = 1;
 
@@ -117,6 +127,7 @@ class ViewProcess final : public RemoteView, private DescriptorSource {
     const std::function<void(const std::string &line)> _says;
     const bool _isInWindow;
     const bool _isTraced;
+    const bool _hasWatchdog;
     const Clock::Nanoseconds _patience;
     const double _timeFactor;
     DeferredCall _check;

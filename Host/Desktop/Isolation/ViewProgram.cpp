@@ -189,6 +189,8 @@ int runViewProgram(int argumentCount, const char *const *arguments) {
         return kWrongUsage;
     }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // So that the host reads each line of a wallpaper when it is printed.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     shareCall(given.socket + 1);
     // The host may have inherited descriptors that are not meant for a wallpaper.
     close_range(static_cast<unsigned>(given.socket) + 1, ~0U, 0);

@@ -44,6 +44,7 @@ ViewService::Start ViewService::readStart(const PacketSocket &host) {
     Start start;
     static_cast<WallpaperValues &>(start.settings) = valuesFrom(order.values);
     start.settings.density = order.density;
+    start.settings.seed = order.seed;
     start.part = order.part;
     start.isInWindow = order.isInWindow != 0;
     start.isTraced = order.isTraced != 0;

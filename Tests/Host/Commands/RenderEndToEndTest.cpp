@@ -97,6 +97,33 @@ TEST_F(Render, DrawsOtherFramesWithAnotherSeed) {
               film("b.png", {"--seed", "6", "--frames", "1"}));
 }
 
+/// Of a wallpaper that never seeds its random numbers itself.
+TEST_F(Render, SeedsEveryWallpaperAndTracesItsSublayers) {
+    const std::string bundle = testBundle(_folder.path(), "DiceWallpaper");
+    const auto traced = [&](const std::vector<std::string> &more) {
+        std::vector<std::string> arguments{"render",   bundle, "--trace", _folder.pathOf("t"),
+                                           "--frames", "2"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        EXPECT_EQ(ProgramRun(arguments).status(), 0);
+        return contentsOf(_folder.pathOf("t"));
+    };
+    const std::string seeded = traced({"--seed", "5"});
+    EXPECT_EQ(traced({"--seed", "5"}), seeded);
+    EXPECT_EQ(traced({"--seed", "5", "--unprotected"}), seeded);
+    EXPECT_NE(traced({"--seed", "6"}), seeded);
+    EXPECT_NE(traced({}), traced({}));
+    std::istringstream text(seeded);
+    std::string first, second;
+    std::getline(text, first);
+    std::getline(text, second);
+    const Json before = Json::parse(first)["sublayers"];
+    const Json after = Json::parse(second)["sublayers"];
+    ASSERT_EQ(before.size(), 3U);
+    EXPECT_EQ(before["1"][3], 10);
+    EXPECT_EQ(before["1"][4], 6);
+    EXPECT_DOUBLE_EQ(after["3"][1].get<double>(), before["3"][1].get<double>() + 1);
+}
+
 TEST_F(Render, WritesOnePictureOfTheLastFrame) {
     film("last.png", {"--seed", "5", "--frames", "12"});
     film("all%d.png", {"--seed", "5", "--frames", "12"});

@@ -1,6 +1,7 @@
 #include "Tests/Host/Desktop/Isolation/HostileBundle.h"
 #include "Tests/Host/Programs/ProcessActivity.h"
 #include "Tests/Host/Programs/ProgramWindowTest.h"
+#include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 #include "Tests/Support/WaveFile.h"
 
 #include <gmock/gmock.h>
@@ -10,9 +11,11 @@
 #include <cmath>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using ::testing::HasSubstr;
 
@@ -119,6 +122,115 @@ TEST_F(Window, ShowsTheWallpaperAndEndsWithTheTerminationSignal) {
     EXPECT_EQ(image->height(), 600u);
     EXPECT_NE(image->pixels()[0], image->pixels()[400 * 599]);
     EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_F(Window, BeginsInTheSameWayWithTheSameSeed) {
+    const auto firstFrame = [this](const std::vector<std::string> &more) {
+        std::filesystem::remove(trace());
+        begin(more);
+        end(SIGTERM);
+        return Json::parse(lines().at(0))["layers"];
+    };
+    const Json seeded = firstFrame({"--seed", "5"});
+    EXPECT_EQ(firstFrame({"--seed", "5"}), seeded);
+    EXPECT_EQ(firstFrame({"--seed", "5", "--unprotected"}), seeded);
+    EXPECT_NE(firstFrame({}), seeded);
+}
+
+/// A window that follows changes of its bundle.
+class WatchingWindow : public Window {
+  protected:
+    /// Waits until the middle of the window has that colour; the lower edge stays aside.
+    bool shows(std::uint32_t color) const {
+        return eventually([&] {
+            const auto image = picture();
+            return image && (image->pixels()[image->width() * 100 + 200] & 0xFFFFFF) == color;
+        });
+    }
+
+    bool hasWords() const {
+        return eventually([&] {
+            const auto image = picture();
+            const std::size_t last = image ? image->width() * (image->height() - 2) + 200 : 0;
+            return image && image->pixels()[last] != image->pixels()[image->width() * 100 + 200];
+        });
+    }
+
+    void startWatching(const std::string &bundle, const std::string &title) {
+        ProgramWindowTest::start({"run", bundle, "--watch", "--size", "400x600"});
+        ASSERT_NO_FATAL_FAILURE(findWindow(title));
+    }
+
+    static std::string library(const std::string &wallpaper) {
+        return contentsOf(LUMIVERA_BUILD_DIR "/lib/test-wallpapers/lib" + wallpaper + ".so");
+    }
+};
+
+TEST_F(WatchingWindow, ShowsAChangedLibraryOnceItIsWhole) {
+    const std::string bundle = testBundle(_folder.path(), "OpaqueWallpaper");
+    ASSERT_NO_FATAL_FAILURE(startWatching(bundle, "Made"));
+    ASSERT_TRUE(shows(0x00FF00));
+    const std::string other = library("RedWallpaper");
+    {
+        std::ofstream file(bundle + "/test.so", std::ios::binary);
+        file << other.substr(0, other.size() / 2) << std::flush;
+        usleep(100'000);
+        file << other.substr(other.size() / 2);
+    }
+    EXPECT_TRUE(shows(0xFF0000));
+    std::ofstream(bundle + "/next") << library("OpaqueWallpaper");
+    std::filesystem::rename(bundle + "/next", bundle + "/test.so");
+    EXPECT_TRUE(shows(0x00FF00));
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_F(WatchingWindow, SaysWhatIsWrongWhileItIs) {
+    const std::string bundle = testBundle(_folder.path(), "OpaqueWallpaper");
+    const std::string description = contentsOf(bundle + "/description.plist");
+    ASSERT_NO_FATAL_FAILURE(startWatching(bundle, "Made"));
+    ASSERT_TRUE(shows(0x00FF00));
+    std::ofstream(bundle + "/description.plist") << "<plist";
+    EXPECT_TRUE(hasWords());
+    EXPECT_TRUE(shows(0x00FF00)) << "the last picture stays";
+    std::ofstream(bundle + "/description.plist") << description;
+    EXPECT_TRUE(eventually([this] {
+        const auto image = picture();
+        return image && (image->pixels()[400 * 598 + 200] & 0xFFFFFF) == 0x00FF00;
+    }));
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_F(WatchingWindow, BeginsWithABundleThatIsNotRightYet) {
+    const std::string bundle = testBundle(_folder.path(), "NoEntryPoint");
+    ASSERT_NO_FATAL_FAILURE(startWatching(bundle, "Made"));
+    EXPECT_TRUE(hasWords());
+    std::ofstream(bundle + "/test.so") << library("RedWallpaper");
+    EXPECT_TRUE(shows(0xFF0000));
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST_F(WatchingWindow, ShowsChangedPictures) {
+    const std::string bundle = copyOfShippedBundle(_folder.path());
+    ProgramWindowTest::start({"run", bundle, "--watch", "--size", "400x600", "--count", "1"});
+    ASSERT_NO_FATAL_FAILURE(findWindow("Blossom Lake"));
+    const auto red =
+        PNGBuilder({4, 4, 8, PNGBuilder::RGB})
+            .pixels([](auto, auto, std::uint32_t channel) { return channel == 0 ? 255 : 0; })
+            .finish();
+    for (const char *name : {"", "@2x", "@3x"}) {
+        std::filesystem::remove(bundle + "/lumivera_background_" + name + ".png");
+    }
+    _folder.write("Copy.bundle/lumivera_background_.png", red);
+    EXPECT_TRUE(shows(0xFF0000));
+    EXPECT_EQ(end(SIGTERM), 0);
+}
+
+TEST(Watching, IsForBundlesThatAreThereAndNotWithoutProtection) {
+    const TemporaryFolder folder;
+    const ProgramRun missing({"run", "--watch", folder.pathOf("None.bundle")});
+    EXPECT_EQ(missing.status(), 1);
+    EXPECT_TRUE(missing.saysOneLine()) << missing.errors();
+    EXPECT_EQ(ProgramRun({"run", "--watch", "--unprotected"}).status(), 2);
 }
 
 TEST_F(Window, EndsWithTheInterruptSignal) {

@@ -6,13 +6,18 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <unistd.h>
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -124,6 +129,73 @@ TEST_F(DesktopEndToEndTest, DoesWhatItIsToldWhileItRuns) {
     EXPECT_TRUE(hasPetals(70)) << "the bundle's own number";
     EXPECT_EQ(ctl({"pause", "--output", "NOWHERE"}).status(), 1);
     EXPECT_EQ(log(), "");
+}
+
+TEST_F(DesktopEndToEndTest, ShowsWhatWallpapersSay) {
+    const std::string bundle = testBundle(folder(), "TalkingWallpaper");
+    startHeadless({bundle});
+    ASSERT_TRUE(statusBecomes([&](json output) { return output["bundle"] == bundle; }));
+    ASSERT_TRUE(
+        eventually([this] { return ctl({"log"}).output().find("an error") != std::string::npos; }));
+    const std::string shown = ctl({"log"}).output();
+    EXPECT_THAT(shown, HasSubstr("  HEADLESS-1: Made: has loaded\n"));
+    EXPECT_THAT(shown, HasSubstr("  HEADLESS-1: Made: a printed line\n"));
+    EXPECT_THAT(shown, HasSubstr("  HEADLESS-1: Made: an error \\x1b[2J of its own\n"));
+    const json all = json::parse(ctl({"log", "--json"}).output());
+    const auto isPrinted = [](const json &line) { return line["text"] == "a printed line"; };
+    const auto printed = std::find_if(all["lines"].begin(), all["lines"].end(), isPrinted);
+    ASSERT_NE(printed, all["lines"].end());
+    EXPECT_EQ((*printed)["source"], "print");
+    EXPECT_EQ((*printed)["output"], "HEADLESS-1");
+    EXPECT_EQ((*printed)["bundle"], bundle);
+    EXPECT_EQ(json::parse(ctl({"log", "--json", "--output", "X"}).output())["lines"].size(), 0U);
+    EXPECT_EQ(log(), "") << "it is for those who ask";
+}
+
+TEST_F(DesktopEndToEndTest, GoesOnWithNewLinesUntilTheDesktopEnds) {
+    startHeadless({testBundle(folder(), "TalkingWallpaper")});
+    ASSERT_TRUE(
+        eventually([this] { return ctl({"log"}).output().find("an error") != std::string::npos; }));
+    ProgramRun::Options options;
+    options.environment = surroundings();
+    const std::string path = folder() + "/followed";
+    const int output = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    const pid_t follower =
+        ProgramRun::begin({"ctl", "log", "--follow", "--json"}, options, output, output);
+    close(output);
+    EXPECT_TRUE(eventually([&] { return contentsOf(path).find("an error") != std::string::npos; }));
+    EXPECT_EQ(ctl({"tap", "40", "50"}).status(), 0);
+    EXPECT_TRUE(
+        eventually([&] { return contentsOf(path).find("tapped at 40") != std::string::npos; }));
+    EXPECT_EQ(quit(), 0);
+    EXPECT_EQ(ProgramRun::waitFor(follower), 0);
+    std::istringstream lines(contentsOf(path));
+    std::uint64_t last = 0;
+    for (std::string line; std::getline(lines, line);) {
+        const auto number = json::parse(line)["number"].get<std::uint64_t>();
+        EXPECT_GT(number, last) << "no line comes twice";
+        last = number;
+    }
+}
+
+/// Longer than a watchdog would wait.
+TEST_F(DesktopEndToEndTest, LetsADebuggerStopAWallpaper) {
+    startHeadless({"--no-watchdog"});
+    ASSERT_TRUE(shows("Lumivera.bundle"));
+    const std::string words =
+        "HEADLESS-1: " + shippedBundle("Lumivera.bundle") + " runs in process ";
+    const std::size_t at = log().find(words);
+    ASSERT_NE(at, std::string::npos) << log();
+    const auto view = static_cast<pid_t>(std::stol(log().substr(at + words.size())));
+    EXPECT_THAT(children(), Contains(view));
+    const std::string before = log();
+    kill(view, SIGSTOP);
+    EXPECT_FALSE(eventually([&] { return log() != before; }, 8));
+    const int frames = status()["frames"];
+    kill(view, SIGCONT);
+    EXPECT_TRUE(statusBecomes([&](json output) { return output["frames"] > frames; }));
+    EXPECT_THAT(children(), Contains(view));
+    EXPECT_EQ(log(), before);
 }
 
 TEST_F(DesktopEndToEndTest, UsesNoProcessorWhileItIsPaused) {

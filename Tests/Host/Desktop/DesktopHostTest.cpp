@@ -74,6 +74,17 @@ class DesktopHostTest : public SimulatedTimeTest {
     std::vector<std::string> _lines;
 };
 
+TEST_F(DesktopHostTest, KeepsWhatItSaysAboutWallpapersInItsLog) {
+    _views.behaviours["/shipped"].end = 0.7;
+    begin();
+    ASSERT_FALSE(_host->log().lines().empty());
+    const WallpaperLine &line = _host->log().lines().front();
+    EXPECT_EQ(line.source, WallpaperLine::Source::Host);
+    EXPECT_EQ(line.output, kLeft);
+    EXPECT_EQ(line.bundle, "/shipped");
+    EXPECT_EQ(line.text, _lines.front());
+}
+
 TEST_F(DesktopHostTest, ShowsTheShippedBundleOnEveryOutputWithoutAnyChoice) {
     begin();
     EXPECT_EQ(status(kLeft).bundle, "/shipped");

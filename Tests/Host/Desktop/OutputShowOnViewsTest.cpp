@@ -40,7 +40,9 @@ class OutputShowOnViewsTest : public ::testing::Test, public OutputShow::Listene
     }
 
     void outputVisibilityChanged() override {}
-    void outputSays(const std::string &line) override { _lines.push_back(line); }
+    void outputSays(const std::string &, const std::string &, const std::string &line) override {
+        _lines.push_back(line);
+    }
 
     /// True when so many more frames were shown, and no view has ended.
     bool goesOnFor(std::uint64_t frames) {

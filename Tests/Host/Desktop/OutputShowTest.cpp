@@ -39,7 +39,9 @@ class OutputShowTest : public SimulatedTimeTest, public OutputShow::Listener {
     }
 
     void outputVisibilityChanged() override { ++_visibilityChanges; }
-    void outputSays(const std::string &line) override { _lines.push_back(line); }
+    void outputSays(const std::string &, const std::string &, const std::string &line) override {
+        _lines.push_back(line);
+    }
 
     /// The bundle of the view whose memory the surface shows; empty when nothing is shown.
     std::string shown() const {
@@ -68,6 +70,7 @@ TEST_F(OutputShowTest, ShowsTheWallpaperThatWasChosen) {
     EXPECT_EQ(request.memory->width(), kGeometry.width);
     EXPECT_EQ(request.memory->height(), kGeometry.height);
     EXPECT_EQ(request.density, kGeometry.density);
+    EXPECT_EQ(request.output, "TEST-1");
     EXPECT_THAT(_lines, IsEmpty());
 }
 

@@ -42,7 +42,9 @@ class OutputShowTransparentTest : public SimulatedTimeTest, public OutputShow::L
     }
 
     void outputVisibilityChanged() override {}
-    void outputSays(const std::string &line) override { _lines.push_back(line); }
+    void outputSays(const std::string &, const std::string &, const std::string &line) override {
+        _lines.push_back(line);
+    }
     void outputBackgroundDrawn(const DesktopSurface &surface,
                                const SharedBuffers &picture) override {
         EXPECT_EQ(surface.outputName(), "TEST-1");

@@ -2,12 +2,14 @@
 
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
+#include "Tests/Support/ScriptedRandom.h"
 #include "Tests/Support/SimulatedTime.h"
 
 #include "Platform/UIKit/UIScreen.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <optional>
 
 using namespace Lumivera;
@@ -69,6 +71,22 @@ TEST_F(WallpaperStageTest, GivesTheScreenItsNewSizeAtOnce) {
     EXPECT_EQ(UIScreen::mainScreen()->bounds(), CGRectMake(0, 0, 200, 90));
     EXPECT_EQ(UIScreen::mainScreen()->scale(), 3);
     EXPECT_EQ(_stage->root().frame(), CGRectMake(0, 0, 200, 90));
+}
+
+TEST_F(WallpaperStageTest, SeedsTheRandomNumbersAfterTheWallpaperHas) {
+    const ScriptedRandom random;
+    _settings.seed = 77;
+    openBundle(shippedBundle("Lumivera.bundle"));
+    runForSeconds(0.49);
+    EXPECT_EQ(random.seed(), std::nullopt);
+    runForSeconds(1);
+    EXPECT_EQ(random.seed(), 77U);
+    std::srand(5);
+    runForSeconds(1);
+    EXPECT_EQ(random.seed(), 5U) << "once for each view";
+    _stage->resize({200, 90}, 1);
+    runForSeconds(2);
+    EXPECT_EQ(random.seed(), 77U);
 }
 
 TEST_F(WallpaperStageTest, KeepsTheViewWhenTheSizeIsTheSame) {

@@ -28,6 +28,16 @@ TEST(ControlRequest, TakesTheSimpleActions) {
     }
 }
 
+TEST(ControlRequest, TakesTheLineAfterWhichTheLogIsWanted) {
+    EXPECT_EQ(parse(R"({"do":"log"})").action, Action::Log);
+    EXPECT_EQ(parse(R"({"do":"log"})").after, 0U);
+    EXPECT_EQ(parse(R"({"do":"log","after":17,"output":"DP-1"})").after, 17U);
+    for (const char *after : {"-1", "1.5", "1e300", "\"1\"", "true"}) {
+        EXPECT_NE(problemOf(std::string(R"({"do":"log","after":)") + after + "}"), "") << after;
+    }
+    EXPECT_EQ(problemOf(R"({"do":"status","after":1})"), "\"after\" is no field of \"status\"");
+}
+
 TEST(ControlRequest, TakesTheNameOfAnOutput) {
     EXPECT_EQ(parse(R"({"output":"DP-1","do":"pause"})").output, "DP-1");
 }
@@ -120,7 +130,7 @@ TEST(ControlRequest, RepeatsNoIdentifierThatIsTooLong) {
 TEST(ControlRequest, SaysWhatThereIsToDo) {
     EXPECT_EQ(problemOf(R"({"do":"dance"})"),
               "\"dance\" is nothing to do; use one of status, pause, resume, set, tap, cover, "
-              "offset, wallpaper, screenshot, keep, quit");
+              "offset, wallpaper, screenshot, log, keep, quit");
     EXPECT_THAT(problemOf("{}"), HasSubstr("\"do\" is missing"));
     EXPECT_EQ(problemOf(R"({"do":1})"), "\"do\" is not a text");
 }

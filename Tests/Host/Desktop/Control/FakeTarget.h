@@ -75,12 +75,15 @@ class FakeTarget final : public ControlTarget {
         }
     }
 
+    const WallpaperLog &log() const override { return wallpaperLog; }
+
     void keep() override { heard.emplace_back("keep"); }
     void quit() override { heard.emplace_back("quit"); }
 
     std::vector<std::string> heard;
     std::vector<std::string> pauseReasons;
     std::size_t outputCount = 1;
+    WallpaperLog wallpaperLog;
     std::string bundle = "/w/Lumivera.bundle";
 
     /// Those that have told what covers outputs.

@@ -24,6 +24,7 @@ namespace {
 constexpr const char *kBundle = "/bundle";
 constexpr std::uint32_t kGreen = 0xff00ff00;
 constexpr std::uint32_t kBlack = 0xff000000;
+constexpr std::uint32_t kWhite = 0xffffffff;
 
 /// A show in a fake window whose views paint everything green, and their frame's number into the
 /// first pixel. They draw 0.6 s after they were made, and then every 25 ms.
@@ -205,6 +206,121 @@ TEST_F(RemoteShowTest, EndsWhenTheViewOfANewSizeCannotBeMade) {
                   _window.resize({70, 70});
               }}});
     EXPECT_EQ(_failure, "view: cannot be run");
+}
+
+/// A show that stays when its view ends.
+class StayingShowTest : public RemoteShowTest {
+  protected:
+    StayingShowTest() {
+        _options.drawWords = [this](const std::string &words, CGFloat width, CGFloat density) {
+            EXPECT_EQ(width, _window.size().width - 16);
+            EXPECT_EQ(density, 2);
+            _drawnWords = words;
+            const auto across = static_cast<NSUInteger>(width * density);
+            return CGImage::imageWithPixels(across, 8, PixelBuffer(across * 8, kWhite));
+        };
+        _options.viewFailed = [this](const std::string &words) { _said.push_back(words); };
+    }
+
+    /// Counted in pixels from the left and from below, whose last row is 1.
+    std::uint32_t pixelAt(std::size_t x, std::size_t fromBelow) const {
+        return _window.pixels()[(100 - fromBelow) * 160 + x];
+    }
+
+    /// Whether the words, 8 pixels high, stand in the middle of their ground, and the picture above
+    /// that is `above`.
+    bool hasWordsBelow(std::uint32_t above) const {
+        constexpr std::size_t kGround = 16 + 8 + 16;
+        return pixelAt(80, kGround + 1) == above && pixelAt(80, kGround / 2) == kWhite &&
+               pixelAt(1, kGround / 2) != kWhite && pixelAt(80, 1) != kWhite;
+    }
+
+    std::string _drawnWords;
+    std::vector<std::string> _said;
+};
+
+TEST_F(StayingShowTest, SaysWhyItsViewHasEndedOverTheLastPicture) {
+    show(4, {{1, [this] { view().endNow(); }},
+             {1.4, [this] { EXPECT_TRUE(isAll(kGreen)) << "something better may come"; }},
+             {1.6,
+              [this] {
+                  EXPECT_TRUE(hasWordsBelow(kGreen));
+                  EXPECT_NE(pixelAt(80, 1), kGreen) << "the ground is dark";
+                  press(WindowKey::MorePetals);
+                  _window.listener().tapped({1, 1});
+                  _window.listener().scrolledBy(3);
+              }},
+             {2, [this] { _show->reload(0); }},
+             {2.5, [this] { EXPECT_TRUE(hasWordsBelow(kGreen)) << "until there is a picture"; }},
+             {3, [this] { EXPECT_TRUE(isAll(kGreen)); }}});
+    EXPECT_EQ(_failure, "");
+    EXPECT_EQ(_drawnWords, "/bundle: has ended as the test wanted");
+    EXPECT_THAT(_said, ElementsAre(_drawnWords));
+    EXPECT_EQ(_views.made().size(), 2U);
+}
+
+TEST_F(StayingShowTest, SaysNothingInTheWindowWhenABetterViewComesSoon) {
+    show(3, {{1, [this] { view().endNow(); }}, {1.3, [this] { _show->reload(0); }}});
+    EXPECT_EQ(_drawnWords, "");
+    EXPECT_THAT(_said, ::testing::IsEmpty());
+    EXPECT_TRUE(isAll(kGreen));
+}
+
+TEST_F(StayingShowTest, KeepsTheOldViewUntilTheChangedOneHasDrawn) {
+    show(3, {{1, [this] { _show->reload(0); }},
+             {1.3, [this] { EXPECT_EQ(_views.views().size(), 2U); }},
+             {1.8,
+              [this] {
+                  EXPECT_EQ(_views.views().size(), 1U);
+                  _show->reload(0);
+              }},
+             {1.9, [this] { _show->reload(0); }},
+             {2, [this] { EXPECT_EQ(_views.views().size(), 2U); }}});
+    EXPECT_EQ(_views.made().size(), 4U);
+    EXPECT_EQ(_views.views().size(), 1U);
+}
+
+TEST_F(StayingShowTest, GoesOnWithTheOldViewWhenTheChangedOneFails) {
+    show(4, {{1,
+              [this] {
+                  _views.behaviours[kBundle].end = 0.1;
+                  _show->reload(0);
+              }},
+             {2,
+              [this] {
+                  EXPECT_TRUE(hasWordsBelow(kGreen));
+                  ASSERT_EQ(_views.views().size(), 1U);
+                  view().setRunning(true);
+                  _window.forgetPresents();
+              }},
+             {2.5, [this] { EXPECT_GT(_window.presents(), 10) << "it moves on"; }},
+             {3, [this] {
+                  _views.behaviours[kBundle].end.reset();
+                  _show->reload(0);
+              }}});
+    EXPECT_TRUE(isAll(kGreen));
+}
+
+TEST_F(StayingShowTest, BeginsWithWordsWhereThereIsNoViewAtAll) {
+    _views.isOutOfProcesses = true;
+    show(2, {{1, [this] { EXPECT_TRUE(hasWordsBelow(kBlack)); }}, {1.1, [this] {
+                                                                       _views.isOutOfProcesses =
+                                                                           false;
+                                                                       _show->reload(0);
+                                                                   }}});
+    EXPECT_EQ(_drawnWords, "view: cannot be run");
+    EXPECT_TRUE(isAll(kGreen));
+}
+
+TEST_F(StayingShowTest, ShowsTheChangedBundleAfterASizeThatCameAndWent) {
+    show(3, {{1, [this] {
+                  _show->reload(0);
+                  _window.resize({90, 50});
+                  _window.resize({80, 50});
+              }}});
+    EXPECT_GE(_views.made().size(), 2U);
+    ASSERT_EQ(_views.views().size(), 1U);
+    EXPECT_LT(view().frames(), 60) << "it is not the first one";
 }
 
 TEST_F(RemoteShowTest, TracesTheVisibleViewAlone) {

@@ -47,9 +47,13 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
         _memory = std::make_shared<SharedBuffers>(kWidth, kHeight, 2);
         ViewProcess::Start start{{bundle, values, _memory, 1, part}, {isTrusted}};
         start.says = [this](const std::string &line) { _lines.push_back(line); };
+        start.logs = [this](const std::string &line) { _logged.push_back(line); };
+        start.prints = [this](const std::string &line) { _printed.push_back(line); };
         start.timeFactor = _timeFactor;
+        start.hasWatchdog = _hasWatchdog;
         start.isInWindow = _isInWindow;
         start.isTraced = _isTraced;
+        start.seed = _seed.value_or(start.seed);
         start.confined = [this](int process) { _confined.push_back(process); };
         _view = std::make_unique<ViewProcess>(_waiter, start, *this);
         _view->allowDrawing(0);
@@ -107,12 +111,16 @@ class ViewProcessTest : public ::testing::Test, public RemoteView::Listener {
     std::unique_ptr<ViewProcess> _view;
     std::vector<DeviceRect> _rects;
     std::vector<std::string> _lines;
+    std::vector<std::string> _logged;
+    std::vector<std::string> _printed;
     std::vector<int> _confined;
     std::vector<std::string> _entries;
     std::vector<std::string> _sounds;
     double _timeFactor = 1;
+    bool _hasWatchdog = true;
     bool _isInWindow = false;
     bool _isTraced = false;
+    std::optional<unsigned> _seed;
     std::optional<std::string> _reason;
     int _pictures = 0;
     bool _isHopeless = false;
@@ -335,6 +343,22 @@ TEST_F(ViewProcessTest, TellsOfEachFrameWhenItIsTraced) {
     }
 }
 
+/// All begin within one second, whose number the wallpaper takes for its own seed.
+TEST_F(ViewProcessTest, BeginsInAnotherWayEachTimeButTheSameWithTheSameSeed) {
+    _isTraced = true;
+    const auto firstFrame = [this](std::optional<unsigned> seed) {
+        _seed = seed;
+        _entries.clear();
+        begin(shippedBundle("Lumivera.bundle"));
+        EXPECT_TRUE(serveUntil([this] { return !_entries.empty() || _reason; }));
+        return nlohmann::json::parse("{" + _entries.at(0))["layers"];
+    };
+    EXPECT_NE(firstFrame({}), firstFrame({}));
+    const auto seeded = firstFrame(7);
+    EXPECT_EQ(firstFrame(7), seeded);
+    EXPECT_NE(firstFrame(8), seeded);
+}
+
 TEST_F(ViewProcessTest, IsEndedWhenItTellsOfFramesThatNobodyAskedFor) {
     beginHostile("trace-in-init");
     ASSERT_TRUE(hasEnded());
@@ -423,6 +447,35 @@ TEST_F(ViewProcessTest, IsEndedWhenItTakesTimeWithoutDrawing) {
     ASSERT_TRUE(hasEnded());
     EXPECT_THAT(*_reason, HasSubstr("takes a processor core without drawing"));
     EXPECT_THAT(_lines, ElementsAre(HasSubstr("takes much processor time")));
+}
+
+TEST_F(ViewProcessTest, MayTakeTimeAndStandStillWithoutAWatchdog) {
+    _timeFactor = 1000;
+    _hasWatchdog = false;
+    beginHostile("be-busy-in-init");
+    ASSERT_TRUE(hasDrawn(3)) << *_reason;
+    kill(_view->process(), SIGSTOP);
+    NSRunLoop::mainRunLoop().runForSeconds(ViewProcess::kPatience + 3);
+    ASSERT_FALSE(_reason) << *_reason;
+    kill(_view->process(), SIGCONT);
+    EXPECT_TRUE(hasDrawn(_pictures + 10));
+}
+
+TEST_F(ViewProcessTest, TellsWhatTheWallpaperLogsAndPrints) {
+    begin(testBundle(_folder.path(), "TalkingWallpaper"));
+    ASSERT_TRUE(serveUntil([this] { return _printed.size() == 2 || _reason; }));
+    EXPECT_THAT(_logged, Contains("has loaded"));
+    EXPECT_THAT(_printed, ElementsAre("a printed line", "an error \\x1b[2J of its own"));
+}
+
+TEST_F(ViewProcessTest, TellsAFewOfManyPrintedLines) {
+    beginHostile("print-in-first");
+    ASSERT_TRUE(hasDrawn(20)) << *_reason;
+    EXPECT_TRUE(serveUntil([this] {
+        return std::any_of(_printed.begin(), _printed.end(),
+                           [](const std::string &line) { return line.ends_with(" more lines)"); });
+    }));
+    EXPECT_LT(_printed.size(), 1000U);
 }
 
 TEST_F(ViewProcessTest, IsEndedWhenItKeepsManyThreadsBusy) {
