@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -40,14 +41,21 @@ pid_t peerOf(int descriptor) {
     return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &bytes) == 0 ? peer.pid : 0;
 }
 
+/// Where the Sway of that process listens unless it was told otherwise.
+std::string usualPath(pid_t sway) {
+    const char *const folder = std::getenv("XDG_RUNTIME_DIR");
+    return std::string(folder ? folder : "/tmp") + "/sway-ipc." + std::to_string(getuid()) + "." +
+           std::to_string(sway) + ".sock";
+}
+
 /// A socket that is connected to the path; -1 when that fails.
-int connectTo(const char *path) {
+int connectTo(const std::string &path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (!path || std::strlen(path) >= sizeof address.sun_path) {
+    if (path.empty() || path.size() >= sizeof address.sun_path) {
         return -1;
     }
-    std::memcpy(address.sun_path, path, std::strlen(path));
+    std::memcpy(address.sun_path, path.data(), path.size());
     const int made = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (made >= 0 &&
         connect(made, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
@@ -66,17 +74,18 @@ SwaySocket::~SwaySocket() { close(); }
 
 bool SwaySocket::open(int compositor) {
     close();
-    _descriptor = connectTo(std::getenv("SWAYSOCK"));
-    if (_descriptor < 0) {
-        return false;
+    const pid_t sway = peerOf(compositor);
+    const char *const named = std::getenv("SWAYSOCK");
+    for (const std::string &path : {std::string(named ? named : ""), usualPath(sway)}) {
+        const int connected = sway > 0 ? connectTo(path) : -1;
+        if (connected >= 0 && peerOf(connected) == sway) {
+            _descriptor = connected;
+            _waiter.add(*this);
+            return true;
+        }
+        ::close(connected);
     }
-    const pid_t peer = peerOf(_descriptor);
-    if (peer == 0 || peer != peerOf(compositor)) {
-        ::close(std::exchange(_descriptor, -1));
-        return false;
-    }
-    _waiter.add(*this);
-    return true;
+    return false;
 }
 
 void SwaySocket::close() {

@@ -10,8 +10,9 @@
 
 namespace Lumivera {
 
-/// A connection to the socket of Sway's that SWAYSOCK names. It never waits: what Sway says comes
-/// in call-outs of the main run loop. Main thread.
+/// A connection to Sway's socket: the one that SWAYSOCK names, or that of the usual name, because
+/// programs that the session's service manager starts lack the variable. It never waits: what Sway
+/// says comes in call-outs of the main run loop. Main thread.
 class SwaySocket final : private DescriptorSource {
   public:
     /// The kinds of requests; an answer bears its request's kind.

@@ -19,6 +19,10 @@ std::uint32_t wordAt(const std::string &bytes, std::size_t place) {
     return word;
 }
 
+std::string usualName() {
+    return "sway-ipc." + std::to_string(getuid()) + "." + std::to_string(getpid()) + ".sock";
+}
+
 std::string rect(int x, int y, int width, int height) {
     return R"({"x": )" + std::to_string(x) + R"(, "y": )" + std::to_string(y) + R"(, "width": )" +
            std::to_string(width) + R"(, "height": )" + std::to_string(height) + "}";
@@ -26,13 +30,14 @@ std::string rect(int x, int y, int width, int height) {
 
 } // namespace
 
-FakeSway::FakeSway()
-    : _variable("SWAYSOCK", _folder.pathOf("sway").c_str()),
+FakeSway::FakeSway(Place place)
+    : _path(_folder.pathOf(place == Place::Named ? "sway" : usualName())),
+      _variable("SWAYSOCK", place == Place::Named ? _path.c_str() : nullptr),
+      _runtimeFolder("XDG_RUNTIME_DIR", _folder.path().c_str()),
       _listening(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const std::string path = _folder.pathOf("sway");
-    std::memcpy(address.sun_path, path.data(), path.size());
+    std::memcpy(address.sun_path, _path.data(), _path.size());
     bind(_listening, reinterpret_cast<const sockaddr *>(&address), sizeof address);
     listen(_listening, 1);
 }

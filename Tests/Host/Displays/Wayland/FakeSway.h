@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-/// A socket that SWAYSOCK names, of this process. It says what the test says, and never blocks.
+/// A socket of Sway's, of this process. It says what the test says, and never blocks.
 class FakeSway {
   public:
     static constexpr std::uint32_t kSubscribe = 2;
@@ -16,7 +16,10 @@ class FakeSway {
     static constexpr std::uint32_t kWorkspaceEvent = 0x80000000;
     static constexpr std::uint32_t kWindowEvent = 0x80000003;
 
-    FakeSway();
+    /// Where the socket is: where SWAYSOCK says, or in the runtime folder without the variable.
+    enum class Place { Named, Usual };
+
+    explicit FakeSway(Place place = Place::Named);
     ~FakeSway();
     FakeSway(const FakeSway &) = delete;
     FakeSway &operator=(const FakeSway &) = delete;
@@ -42,7 +45,9 @@ class FakeSway {
     void accept();
 
     TemporaryFolder _folder;
+    const std::string _path;
     EnvironmentVariable _variable;
+    EnvironmentVariable _runtimeFolder;
     int _listening = -1;
     int _client = -1;
     std::string _received;

@@ -62,6 +62,8 @@ class SwayWindowsTest : public SimulatedTimeTest {
         watch.serve();
     }
 
+    int compositor() const { return _ends[0]; }
+
     FakeSway sway;
     ManualWatch watch;
     std::optional<SwayWindows> windows;
@@ -161,6 +163,20 @@ TEST_F(SwayWindowsTest, IsNotSwayWhereTheSocketBelongsToAnotherProgram) {
     windows->follow(-1);
     EXPECT_FALSE(windows->isSway());
     EXPECT_FALSE(watch.hasSource());
+}
+
+TEST_F(SwayWindowsTest, FindsTheSocketWithoutTheVariable) {
+    FakeSway other(FakeSway::Place::Usual);
+    windows->follow(compositor());
+    EXPECT_TRUE(windows->isSway());
+    EXPECT_THAT(other.requests(), ElementsAre(kSubscribe, kGetTree));
+}
+
+TEST_F(SwayWindowsTest, FindsTheSocketWhereTheVariableIsOfAnotherSession) {
+    FakeSway other(FakeSway::Place::Usual);
+    const EnvironmentVariable variable("SWAYSOCK", "/no/such");
+    windows->follow(compositor());
+    EXPECT_TRUE(windows->isSway());
 }
 
 TEST_F(SwayWindowsTest, IsNotSwayWithoutItsSocket) {
