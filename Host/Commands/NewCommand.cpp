@@ -54,6 +54,11 @@ std::string asWord(const std::string &text) {
     return "'" + word + "'";
 }
 
+/// A path as commands take it: without a slash it would be the name of an installed bundle.
+std::string asArgument(const std::string &path) {
+    return asWord(path.find('/') == std::string::npos ? "./" + path : path);
+}
+
 /// CMake looks into these by itself.
 bool isFoundByCMake(const std::string &prefix) {
     return prefix == "/usr" || prefix == "/usr/local";
@@ -148,7 +153,9 @@ void NewCommand::makeOfPhoto() {
         _recipe.name = inOneLine(fs::path(folder.path()).stem().string());
     }
     BundleMaker::make(_recipe, folder);
-    printToStandardOutput(inOneLine(folder.path()) + " is ready; see it with `lumivera run`\n");
+    const std::string path = inOneLine(folder.path());
+    printToStandardOutput(path + " is ready; see it with `lumivera run " + asArgument(path) +
+                          "`\n");
 }
 
 void NewCommand::checkOutput() const {
@@ -156,6 +163,10 @@ void NewCommand::checkOutput() const {
     path = path.has_filename() ? path : path.parent_path();
     if (path.extension() != ".bundle") {
         throw UsageError(_output, "is no name of a bundle", "let OUT end in .bundle");
+    }
+    if (!_isReplaced && isThere(path.string())) {
+        throw HostError(_output, "is there already",
+                        "give another name, or replace it with --force");
     }
     if (_isReplaced && isThere(path.string()) && !isBundle(path.string())) {
         throw HostError(_output, "is there already and is no bundle", "give another name");

@@ -1,8 +1,8 @@
 #include "Host/Support/OutputFolder.h"
 
 #include "Host/Support/HostError.h"
-#include "Host/Support/OutputFile.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -12,11 +12,14 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <memory>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace Lumivera {
 
@@ -27,6 +30,14 @@ namespace fs = std::filesystem;
 constexpr const char *kAdvice = "check the folder that it goes into, its permissions and the free "
                                 "space";
 constexpr int kFolderFlags = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int kNewFileFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+
+constexpr const char *kUnfinished = ".unfinished";
+
+constexpr std::size_t kPortion = std::size_t{1} << 20;
+
+/// How often a name may be taken and given up again by others while the folder gets it.
+constexpr int kMaxAttempts = 16;
 
 /// Longer names would leave no room for what is added to them.
 constexpr std::size_t kMaxNameInPart = 200;
@@ -61,44 +72,60 @@ void freeSlot(int slot) {
     }
 }
 
-/// Removes the files that getdents() names. readdir() takes memory, which a handler of signals must
-/// not.
-void removeFiles(int folder) noexcept {
-    alignas(dirent64) std::array<char, 4096> entries;
+bool removeFolder(int parent, const char *name, int depth = 0) noexcept;
+
+/// Removes what getdents() names; true when it could remove something. readdir() takes memory,
+/// which a handler of signals must not.
+bool removeEntries(int folder, int depth) noexcept {
+    alignas(dirent64) std::array<char, 1024> entries;
+    bool isChanged = false;
     long count = 0;
     while ((count = syscall(SYS_getdents64, folder, entries.data(), entries.size())) > 0) {
         for (long at = 0; at < count;) {
             const auto *entry = reinterpret_cast<const dirent64 *>(entries.data() + at);
-            unlinkat(folder, entry->d_name, 0);
             at += entry->d_reclen;
+            const char *name = entry->d_name;
+            if (std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0) {
+                isChanged |= unlinkat(folder, name, 0) == 0 ||
+                             (errno == EISDIR && removeFolder(folder, name, depth + 1));
+            }
         }
     }
+    return isChanged;
 }
 
-/// Removes a folder of files alone. Some file systems skip names while others are removed.
-void removeFolder(int parent, const char *name) noexcept {
-    constexpr int kMaxAttempts = 8;
-    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+/// Removes a folder with all that is in it. Some file systems skip names while others are removed,
+/// so it looks again as long as that helps.
+bool removeFolder(int parent, const char *name, int depth) noexcept {
+    constexpr int kMaxDepth = 32;
+    for (bool isChanged = depth <= kMaxDepth; isChanged;) {
         const int folder = openat(parent, name, O_RDONLY | kFolderFlags);
         if (folder < 0) {
-            return;
+            return false;
         }
-        removeFiles(folder);
+        isChanged = removeEntries(folder, depth);
         ::close(folder);
         if (unlinkat(parent, name, AT_REMOVEDIR) == 0) {
-            return;
+            return true;
         }
     }
+    return false;
 }
 
-std::string partNameFor(const std::string &name) {
-    std::uint64_t number = 0;
-    if (getrandom(&number, sizeof number, 0) != sizeof number) {
-        throw HostError(name, "cannot be made: " + systemErrorText());
-    }
-    std::array<char, 32> digits;
-    std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(number));
-    return "." + name.substr(0, kMaxNameInPart) + "." + digits.data() + ".part";
+/// False when what was written did not reach the disk. Some file systems cannot tell.
+bool store(int descriptor) { return fsync(descriptor) == 0 || errno == EINVAL; }
+
+bool storeFolder(int parent, const char *name) {
+    const int folder = openat(parent, name, O_RDONLY | kFolderFlags);
+    const bool isStored = folder >= 0 && store(folder);
+    const int error = errno;
+    ::close(folder);
+    errno = error;
+    return isStored;
+}
+
+bool isTaken(int error) {
+    return error == EEXIST || error == ENOTEMPTY || error == ENOTDIR || error == EISDIR;
 }
 
 /// The path without slashes at its end.
@@ -109,8 +136,9 @@ fs::path plain(const std::string &path) {
 
 } // namespace
 
-OutputFolder::OutputFolder(const std::string &path, Existing existing)
-    : _path(plain(path).string()), _existing(existing), _name(plain(path).filename().string()) {
+OutputFolder::OutputFolder(const std::string &path, Existing existing, Kind kind)
+    : _path(plain(path).string()), _existing(existing), _kind(kind),
+      _name(plain(path).filename().string()) {
     if (_name.empty() || _name == "." || _name == "..") {
         throw HostError(path, "is no name for a new folder", "give another one");
     }
@@ -120,7 +148,7 @@ OutputFolder::OutputFolder(const std::string &path, Existing existing)
         if (_parent < 0) {
             fail();
         }
-        if (_existing == Existing::Refused) {
+        if (_existing != Existing::Replaced) {
             checkNothingIsThere();
         }
         makePart();
@@ -138,10 +166,11 @@ OutputFolder::~OutputFolder() {
     close();
 }
 
+/// The lock tells others that the folder is not abandoned.
 void OutputFolder::makePart() {
-    const std::string part = partNameFor(_name);
+    const std::string part = unfinishedNameFor(_name);
     _slot = claimSlot(_parent, part);
-    if (mkdirat(_parent, part.c_str(), 0777) == 0) {
+    if (mkdirat(_parent, part.c_str(), folderMode()) == 0) {
         _part = part;
         _folder = openat(_parent, part.c_str(), O_RDONLY | kFolderFlags);
     }
@@ -154,7 +183,12 @@ void OutputFolder::makePart() {
         errno = error;
         fail();
     }
+    flock(_folder, LOCK_SH | LOCK_NB);
 }
+
+unsigned OutputFolder::folderMode() const { return _kind == Kind::Installed ? 0755 : 0777; }
+
+unsigned OutputFolder::fileMode() const { return _kind == Kind::Installed ? 0644 : 0666; }
 
 void OutputFolder::checkNothingIsThere() const {
     struct stat status;
@@ -167,46 +201,155 @@ std::string OutputFolder::partPath() const {
     return (fs::path(_path).parent_path() / _part).string();
 }
 
-void OutputFolder::write(const std::string &name, std::span<const std::uint8_t> bytes) const {
-    OutputFile file(_folder, name, _path + "/" + name);
-    file.write(bytes.data(), bytes.size());
-    file.commit();
+void OutputFolder::write(const std::string &name, std::span<const std::uint8_t> bytes,
+                         const Progress &progress) const {
+    makeFoldersOf(name);
+    const int file = openat(_folder, name.c_str(), kNewFileFlags, fileMode());
+    if (file < 0) {
+        failToWrite(name);
+    }
+    const std::unique_ptr<const int, void (*)(const int *)> closed(
+        &file, [](const int *descriptor) { ::close(*descriptor); });
+    for (std::size_t done = 0; done < bytes.size();) {
+        const ssize_t count =
+            ::write(file, bytes.data() + done, std::min(kPortion, bytes.size() - done));
+        if (count < 0 && errno != EINTR) {
+            failToWrite(name);
+        }
+        done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        if (progress) {
+            progress(done);
+        }
+    }
+    if (_kind == Kind::Installed && !Lumivera::store(file)) {
+        failToWrite(name);
+    }
 }
 
-void OutputFolder::commit() {
-    struct stat status;
-    if (_existing == Existing::Replaced &&
-        fstatat(_parent, _name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
-        exchange();
-        std::error_code error;
-        fs::remove_all(partPath(), error);
-    } else if (renameat2(_parent, _part.c_str(), _parent, _name.c_str(), RENAME_NOREPLACE) != 0) {
-        // A file system that does not know the flag never replaces a folder with files either.
-        if (errno != EINVAL || renameat(_parent, _part.c_str(), _parent, _name.c_str()) != 0) {
-            errno == EEXIST || errno == ENOTEMPTY || errno == ENOTDIR ? failAsThere() : fail();
+void OutputFolder::makeFoldersOf(const std::string &name) const {
+    for (std::size_t at = name.find('/'); at != std::string::npos; at = name.find('/', at + 1)) {
+        const std::string folder = name.substr(0, at);
+        if (mkdirat(_folder, folder.c_str(), folderMode()) != 0 && errno != EEXIST) {
+            failToWrite(folder);
         }
+    }
+}
+
+void OutputFolder::commit(const std::function<void()> &replaced) {
+    if (_kind == Kind::Installed) {
+        store();
+    }
+    const Outcome outcome = giveName();
+    if (outcome == Outcome::Left) {
+        return;
+    }
+    if (_kind == Kind::Installed) {
+        storeFolder(_parent, ".");
+    }
+    if (outcome == Outcome::Exchanged) {
+        if (replaced) {
+            replaced();
+        }
+        std::error_code ignored;
+        fs::remove_all(partPath(), ignored);
     }
     _part.clear();
     freeSlot(std::exchange(_slot, -1));
 }
 
-/// The old folder gets the new one's name. Where the file system cannot exchange them, there is
-/// none of the name for a moment.
-void OutputFolder::exchange() const {
-    if (renameat2(_parent, _part.c_str(), _parent, _name.c_str(), RENAME_EXCHANGE) == 0) {
-        return;
+/// Others may take the name meanwhile, and give it up again.
+OutputFolder::Outcome OutputFolder::giveName() const {
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+        if (move()) {
+            return Outcome::Named;
+        }
+        if (isTaken(errno) && _existing == Existing::Refused) {
+            failAsThere();
+        }
+        if (isTaken(errno) && _existing == Existing::Kept) {
+            return Outcome::Left;
+        }
+        if (isTaken(errno) && exchange()) {
+            return Outcome::Exchanged;
+        }
+        if (!isTaken(errno) && errno != ENOENT) {
+            break;
+        }
     }
-    const std::string old = _part + ".old";
-    if (errno != EINVAL || renameat(_parent, _name.c_str(), _parent, old.c_str()) != 0) {
+    fail();
+}
+
+void OutputFolder::store() const {
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(partPath(), error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (entry->is_directory(error) && !storeFolder(AT_FDCWD, entry->path().c_str())) {
+            fail();
+        }
+    }
+    if (error || !Lumivera::store(_folder)) {
         fail();
+    }
+}
+
+/// A file system that does not know the flag never replaces a folder with files either.
+bool OutputFolder::move() const {
+    return renameat2(_parent, _part.c_str(), _parent, _name.c_str(), RENAME_NOREPLACE) == 0 ||
+           (errno == EINVAL && renameat(_parent, _part.c_str(), _parent, _name.c_str()) == 0);
+}
+
+/// The old folder gets the new one's name.
+bool OutputFolder::exchange() const {
+    return renameat2(_parent, _part.c_str(), _parent, _name.c_str(), RENAME_EXCHANGE) == 0 ||
+           (errno == EINVAL && exchangeInSteps());
+}
+
+/// Where the file system cannot exchange two folders, such as NFS, there is none of the name for a
+/// moment.
+bool OutputFolder::exchangeInSteps() const {
+    const std::string old = unfinishedNameFor(_name);
+    if (renameat(_parent, _name.c_str(), _parent, old.c_str()) != 0) {
+        return false;
     }
     if (renameat(_parent, _part.c_str(), _parent, _name.c_str()) != 0) {
         const int error = errno;
-        renameat(_parent, old.c_str(), _parent, _name.c_str());
+        if (renameat(_parent, old.c_str(), _parent, _name.c_str()) != 0) {
+            removeFolder(_parent, old.c_str());
+        }
         errno = error;
-        fail();
+        return false;
     }
     renameat(_parent, old.c_str(), _parent, _part.c_str());
+    return true;
+}
+
+std::string OutputFolder::unfinishedNameFor(const std::string &name) {
+    std::uint64_t number = 0;
+    if (getrandom(&number, sizeof number, 0) != sizeof number) {
+        throw HostError(name, "cannot be made: " + systemErrorText());
+    }
+    std::array<char, 32> digits;
+    std::snprintf(digits.data(), digits.size(), "%016llx", static_cast<unsigned long long>(number));
+    return "." + name.substr(0, kMaxNameInPart) + "." + digits.data() + kUnfinished;
+}
+
+void OutputFolder::removeAbandonedIn(const std::string &folder) {
+    std::error_code error;
+    std::vector<fs::path> abandoned;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        if (name.starts_with('.') && name.ends_with(kUnfinished)) {
+            abandoned.push_back(entry->path());
+        }
+    }
+    for (const fs::path &path : abandoned) {
+        const int opened = open(path.c_str(), O_RDONLY | kFolderFlags);
+        if (opened < 0 || flock(opened, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) {
+            fs::remove_all(path, error);
+        }
+        ::close(opened);
+    }
 }
 
 void OutputFolder::close() {
@@ -229,8 +372,12 @@ void OutputFolder::fail() const {
     throw HostError(_path, "cannot be made: " + systemErrorText(), kAdvice);
 }
 
+void OutputFolder::failToWrite(const std::string &name) const {
+    throw HostError(_path + "/" + name, "cannot be written: " + systemErrorText(), kAdvice);
+}
+
 void OutputFolder::failAsThere() const {
-    throw HostError(_path, "is there already", "give another name, or replace it with --force");
+    throw HostError(_path, "is there already", "take another name, or remove it first");
 }
 
 } // namespace Lumivera

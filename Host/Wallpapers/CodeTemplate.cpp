@@ -1,10 +1,11 @@
 #include "Host/Wallpapers/CodeTemplate.h"
 
 #include "Host/Support/HostError.h"
-#include "Host/Wallpapers/ResourcePack.h"
+#include "Host/Support/OutputFolder.h"
 #include "Platform/Foundation/NSFileManager.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -33,25 +34,19 @@ bool isGoodName(const std::string &name) {
            std::all_of(name.begin(), name.end(), isLetterOrDigit);
 }
 
+/// CMake has targets of these names, with some generators at least.
+bool isTargetOfCMake(const std::string &name) {
+    constexpr std::array<std::string_view, 6> kNames{"ALL",   "CLEAN",   "HELP",
+                                                     "INSTALL", "PACKAGE", "TEST"};
+    return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
+}
+
 std::string withName(std::string text, const std::string &name) {
     for (std::size_t at = text.find(kNewName); at != std::string::npos;
          at = text.find(kNewName, at + name.size())) {
         text.replace(at, kNewName.size(), name);
     }
     return text;
-}
-
-/// Makes the folder, which must not be there.
-void makeFolder(const std::string &folder) {
-    std::error_code error;
-    if (fs::create_directory(folder, error)) {
-        return;
-    }
-    if (!error || error == std::errc::file_exists) {
-        throw HostError(folder, "is there already", "take another name, or remove it first");
-    }
-    throw HostError(folder, "cannot be made: " + error.message(),
-                    "check the folder that it is to lie in");
 }
 
 } // namespace
@@ -87,20 +82,17 @@ void CodeTemplate::copyTo(const std::string &folder) const {
         throw HostError(folder, "is no name for a wallpaper with code",
                         "take a capital letter, then letters and digits, such as Fireflies");
     }
-    makeFolder(folder);
-    try {
-        const ConfinedFolder target(folder);
-        for (const File &file : _files) {
-            const std::string contents = withName(file.contents, name);
-            target.writeFile(
-                withName(file.path, name),
-                {reinterpret_cast<const std::uint8_t *>(contents.data()), contents.size()});
-        }
-    } catch (...) {
-        std::error_code ignored;
-        fs::remove_all(folder, ignored);
-        throw;
+    if (isTargetOfCMake(name)) {
+        throw HostError(folder, "has a name that CMake keeps for itself",
+                        "take another one, such as Fireflies");
     }
+    OutputFolder target(folder, OutputFolder::Existing::Refused);
+    for (const File &file : _files) {
+        const std::string contents = withName(file.contents, name);
+        target.write(withName(file.path, name),
+                     {reinterpret_cast<const std::uint8_t *>(contents.data()), contents.size()});
+    }
+    target.commit();
 }
 
 } // namespace Lumivera

@@ -40,19 +40,19 @@ PetalPictures::Files madeFrom(const std::string &path) {
         printError(path + ": has no transparent parts, so it falls as a rectangle");
     }
     const NSUInteger longer = std::max(picture->width(), picture->height());
+    const NSUInteger side = std::min(PetalPictures::kSide, longer);
+    const auto scaled = [=](NSUInteger pixels) {
+        return std::max<NSUInteger>(1, (pixels * side + longer / 2) / longer);
+    };
+    const NSUInteger width = scaled(picture->width());
+    const NSUInteger height = scaled(picture->height());
     PetalPictures::Files files;
-    for (std::size_t i = 0; i < kEndings.size(); ++i) {
-        const NSUInteger side = PetalPictures::kSide * (i + 1);
-        if (side > longer && i > 0) {
+    for (NSUInteger density = 1; density <= kEndings.size(); ++density) {
+        if (width * density > picture->width() || height * density > picture->height()) {
             break;
         }
-        const NSUInteger used = std::min(side, longer);
-        const auto scaled = [=](NSUInteger pixels) {
-            return std::max<NSUInteger>(1, (pixels * used + longer / 2) / longer);
-        };
-        const auto small =
-            PictureFile::reduced(*picture, scaled(picture->width()), scaled(picture->height()));
-        files.push_back({kEndings[i], PictureFile::png(*small, path)});
+        const auto small = PictureFile::reduced(*picture, width * density, height * density);
+        files.push_back({kEndings[density - 1], PictureFile::png(*small, path)});
     }
     return files;
 }

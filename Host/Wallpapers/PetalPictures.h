@@ -20,8 +20,10 @@ class PetalPictures {
     /// The petals of another bundle, as they are.
     static Files ofBundle(const std::string &path);
 
-    /// Petals from picture files. Each is made smaller to kSide, and never larger; fewer than
-    /// kCount pictures are used several times. Prints a line about one without transparent parts.
+    /// Petals from picture files. Each is made smaller to kSide, and never larger; the files for
+    /// two and three pixels a point are exactly two and three times as large, and left out where
+    /// the picture is too small. Fewer than kCount pictures are used several times. Prints a line
+    /// about one without transparent parts.
     static Files ofPictures(const std::vector<std::string> &paths);
 
     /// The pictures that a petal wallpaper has.

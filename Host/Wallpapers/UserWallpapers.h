@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Host/Support/OutputFolder.h"
 #include "Host/Wallpapers/BundleContents.h"
 
 #include <functional>
@@ -7,10 +8,10 @@
 
 namespace Lumivera {
 
-/// The folder of the user's own wallpapers, and the bundles in it that were installed. Others that
-/// the user has put or made there are left alone: a file in each installed bundle says that it was
-/// installed under that name. Every failure is a HostError. Any thread; other processes that
-/// install at the same time are refused.
+/// The folder of the user's own wallpapers, and the bundles in it that were installed, or made of
+/// photos. Others that the user has put there are left alone: a file in each of these bundles holds
+/// the name under which it was installed. Every failure is a HostError. Any thread; other processes
+/// that install at the same time are refused.
 class UserWallpapers {
   public:
     explicit UserWallpapers(std::string folder) : _folder(std::move(folder)) {}
@@ -31,6 +32,10 @@ class UserWallpapers {
     void install(const BundleContents &bundle, const Progress &progress,
                  const std::function<void()> &replaced) const;
 
+    /// Makes a bundle that counts as installed: `make` writes its files and commits the folder. One
+    /// of that name that is there is replaced; one that another process makes meanwhile is kept.
+    void make(const std::string &bundle, const std::function<void(OutputFolder &)> &make) const;
+
     /// The folder's name of the installed bundle that a person calls by that name, by the one that
     /// `lumivera list` shows, or by its path. Throws a HostError when there is none or more than
     /// one.
@@ -41,10 +46,8 @@ class UserWallpapers {
 
   private:
     class Lock;
-    class NewFolder;
 
-    void make() const;
-    void removeUnfinished() const;
+    void makeFolder() const;
     bool wasInstalled(const std::string &bundle) const;
 
     const std::string _folder;

@@ -4,6 +4,7 @@
 #include "Host/Support/HostError.h"
 #include "Host/Wallpapers/PictureFile.h"
 #include "Host/Wallpapers/Places.h"
+#include "Host/Wallpapers/UserWallpapers.h"
 #include "Host/Wallpapers/WallpaperBundle.h"
 
 #include <array>
@@ -45,14 +46,11 @@ std::string bundleNameFor(const std::string &photo) {
 
 bool isWhole(const std::string &bundle) { return BundleListing::read(bundle).problem.empty(); }
 
-void make(const std::string &photo, const std::string &bundle) {
-    std::error_code error;
-    fs::create_directories(fs::path(bundle).parent_path(), error);
+BundleRecipe recipeFor(const std::string &photo) {
     BundleRecipe recipe;
     recipe.background = photo;
     recipe.name = inOneLine(fs::path(photo).stem().string());
-    OutputFolder folder(bundle, OutputFolder::Existing::Replaced);
-    BundleMaker::make(recipe, folder);
+    return recipe;
 }
 
 } // namespace
@@ -61,11 +59,13 @@ std::optional<std::string> PhotoBundle::pathFor(const std::string &argument) {
     if (!isPhoto(argument)) {
         return std::nullopt;
     }
-    const std::string bundle = Places::dataPath("lumivera/wallpapers/" + bundleNameFor(argument));
-    if (!isWhole(bundle)) {
-        make(argument, bundle);
+    const UserWallpapers wallpapers(Places::userWallpapersFolder());
+    const std::string name = bundleNameFor(argument);
+    if (!isWhole(wallpapers.pathOf(name))) {
+        wallpapers.make(
+            name, [&](OutputFolder &folder) { BundleMaker::make(recipeFor(argument), folder); });
     }
-    return bundle;
+    return wallpapers.pathOf(name);
 }
 
 std::string PhotoBundle::requireBundle(const std::string &argument) {

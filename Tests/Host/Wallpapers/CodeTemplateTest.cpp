@@ -75,6 +75,14 @@ TEST_F(CodeTemplateTest, RefusesNamesThatAreNoneInCode) {
     EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path()), fs::directory_iterator()), 1);
 }
 
+TEST_F(CodeTemplateTest, RefusesNamesOfTargetsThatCMakeHas) {
+    for (const std::string name : {"INSTALL", "PACKAGE", "TEST", "ALL", "HELP", "CLEAN"}) {
+        EXPECT_THAT(problemOfCopying(name), HasSubstr(name + ": has a name that CMake keeps"));
+        EXPECT_FALSE(fs::exists(_folder.pathOf(name)));
+    }
+    EXPECT_EQ(problemOfCopying("Test"), "");
+}
+
 TEST_F(CodeTemplateTest, LeavesWhatIsThereAlone) {
     for (const bool isFolder : {true, false}) {
         const std::string name = isFolder ? "Folder" : "File";
@@ -93,7 +101,7 @@ TEST_F(CodeTemplateTest, NamesTheFolderThatCannotBeMade) {
 TEST_F(CodeTemplateTest, LeavesNothingWhenItCannotBeWritten) {
     _folder.write("template/NewName" + std::string(240, 'x'), "");
     EXPECT_THAT(problemOfCopying("F" + std::string(40, 'y')), HasSubstr("too long"));
-    EXPECT_FALSE(fs::exists(_folder.pathOf("F" + std::string(40, 'y'))));
+    EXPECT_EQ(std::distance(fs::directory_iterator(_folder.path()), fs::directory_iterator()), 1);
 }
 
 TEST_F(CodeTemplateTest, IsMissingWhereTheKitIsNotInstalled) {

@@ -15,7 +15,7 @@ using ::testing::StartsWith;
 
 namespace {
 
-class NewCommand : public ::testing::Test {
+class NewCode : public ::testing::Test {
   protected:
     ProgramRun make(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "new");
@@ -27,7 +27,7 @@ class NewCommand : public ::testing::Test {
     TemporaryFolder _folder;
 };
 
-TEST_F(NewCommand, MakesAFolderOfSourcesAndSaysHowToBuildThem) {
+TEST_F(NewCode, MakesAFolderOfSourcesAndSaysHowToBuildThem) {
     const auto run = make({"--code", "Fireflies"});
     EXPECT_EQ(run.status(), 0) << run.errors();
     EXPECT_EQ(run.errors(), "");
@@ -47,7 +47,7 @@ TEST_F(NewCommand, MakesAFolderOfSourcesAndSaysHowToBuildThem) {
     }
 }
 
-TEST_F(NewCommand, QuotesAFolderWithABlankInItsName) {
+TEST_F(NewCode, QuotesAFolderWithABlankInItsName) {
     _folder.makeFolder("my drafts");
     const auto run = make({"my drafts/Fireflies", "--code"});
     EXPECT_EQ(run.status(), 0) << run.errors();
@@ -56,7 +56,7 @@ TEST_F(NewCommand, QuotesAFolderWithABlankInItsName) {
                                     EndsWith("  cmake --build 'my drafts/Fireflies'/build\n")));
 }
 
-TEST_F(NewCommand, MakesNothingOverWhatIsThere) {
+TEST_F(NewCode, MakesNothingOverWhatIsThere) {
     _folder.write("Fireflies", "mine");
     const auto run = make({"--code", "Fireflies"});
     EXPECT_EQ(run.status(), 1);
@@ -65,7 +65,7 @@ TEST_F(NewCommand, MakesNothingOverWhatIsThere) {
     EXPECT_EQ(contentsOf(_folder.pathOf("Fireflies")), "mine");
 }
 
-TEST_F(NewCommand, MustBeToldWhatToMake) {
+TEST_F(NewCode, MustBeToldWhatToMake) {
     for (const auto &arguments :
          std::vector<std::vector<std::string>>{{"Fireflies"}, {"--code"}, {}}) {
         const auto run = make(arguments);

@@ -51,9 +51,9 @@ Retained<CGImage> pictureAt(const std::string &path) {
     return bytes ? CGImageCreateWithData(*bytes) : nullptr;
 }
 
-class New : public ::testing::Test {
+class NewPhoto : public ::testing::Test {
   protected:
-    New() : _photo(_folder.write("photo.jpg", sidewaysPhoto())) {}
+    NewPhoto() : _photo(_folder.write("photo.jpg", sidewaysPhoto())) {}
 
     ProgramRun make(const std::vector<std::string> &more) const {
         std::vector<std::string> arguments{"new", _out, "--background", _photo};
@@ -92,7 +92,7 @@ class New : public ::testing::Test {
     const std::string _out = _folder.pathOf("My phöto.bundle");
 };
 
-TEST_F(New, MakesAWallpaperOfAPhotoThatWasTakenSideways) {
+TEST_F(NewPhoto, MakesAWallpaperOfAPhotoThatWasTakenSideways) {
     const ProgramRun run = make({});
     ASSERT_EQ(run.status(), 0) << run.errors();
     EXPECT_THAT(run.output(), HasSubstr("My phöto.bundle is ready"));
@@ -111,7 +111,7 @@ TEST_F(New, MakesAWallpaperOfAPhotoThatWasTakenSideways) {
     EXPECT_EQ(names(), (std::vector<std::string>{"My phöto.bundle", "photo.jpg"}));
 }
 
-TEST_F(New, MakesABundleThatCanBeShownAndListed) {
+TEST_F(NewPhoto, MakesABundleThatCanBeShownAndListed) {
     ASSERT_EQ(make({"--count", "7", "--speed", "3"}).status(), 0);
     const std::string trace = _folder.pathOf("trace");
     const ProgramRun render({"render", _out, "--frames", "1", "--trace", trace});
@@ -121,7 +121,7 @@ TEST_F(New, MakesABundleThatCanBeShownAndListed) {
                 ::testing::ContainsRegex("My phöto +- +- +7 +3 "));
 }
 
-TEST_F(New, ShowsPetalsOnTheThumbnails) {
+TEST_F(NewPhoto, ShowsPetalsOnTheThumbnails) {
     _folder.write("blue.png", bluePicture(64, 64));
     const ProgramRun run(
         {"new", _out, "--background", _folder.pathOf("blue.png"), "--count", "200"});
@@ -140,7 +140,7 @@ TEST_F(New, ShowsPetalsOnTheThumbnails) {
     }
 }
 
-TEST_F(New, WritesWhatPeopleAreTold) {
+TEST_F(NewPhoto, WritesWhatPeopleAreTold) {
     ASSERT_EQ(make({"--name", "A <b> & c", "--author", "Zoë", "--summary", "Sea.", "--license",
                     "CC0-1.0"})
                   .status(),
@@ -154,7 +154,7 @@ TEST_F(New, WritesWhatPeopleAreTold) {
     EXPECT_FALSE(read->objectForKey("name Library"));
 }
 
-TEST_F(New, MakesALargePhotoSmallerInLittleMemory) {
+TEST_F(NewPhoto, MakesALargePhotoSmallerInLittleMemory) {
     const std::string photo = _folder.write("huge.jpg", JPEGBuilder::halves(12000, 9008));
     const int output = memfd_create("output", MFD_CLOEXEC);
     const pid_t process = ProgramRun::begin({"new", _out, "--background", photo}, {}, output, 2);
@@ -172,7 +172,7 @@ TEST_F(New, MakesALargePhotoSmallerInLittleMemory) {
     EXPECT_LE(differenceOf(pixelAt(*background, 1940, 5), 0xffe4e4e4), 2);
 }
 
-TEST_F(New, CoversAScreenWithAPanorama) {
+TEST_F(NewPhoto, CoversAScreenWithAPanorama) {
     const std::string photo = _folder.write("wide.jpg", JPEGBuilder::halves(1600, 320));
     ASSERT_EQ(ProgramRun({"new", _out, "--background", photo, "--width", "320"}).status(), 0);
     const auto background = inBundle("lumivera_background_.png");
@@ -181,7 +181,7 @@ TEST_F(New, CoversAScreenWithAPanorama) {
     EXPECT_EQ(background->height(), 180u) << "as high as a screen of 16:9 that is so wide";
 }
 
-TEST_F(New, TintsTheBackgroundAsTheHostDoes) {
+TEST_F(NewPhoto, TintsTheBackgroundAsTheHostDoes) {
     _folder.write(
         "grey.png",
         PNGBuilder({16, 16, 8, PNGBuilder::Grey}).pixels([](auto...) { return 128u; }).finish());
@@ -193,7 +193,7 @@ TEST_F(New, TintsTheBackgroundAsTheHostDoes) {
     EXPECT_LE(differenceOf(pixelAt(*background, 8, 8), 0xff800000), 2);
 }
 
-TEST_F(New, TakesThePetalsOfABundleAsTheyAre) {
+TEST_F(NewPhoto, TakesThePetalsOfABundleAsTheyAre) {
     for (const std::string &petals : {std::string("Maple"), shippedBundle("Maple.bundle")}) {
         ASSERT_EQ(make({"--petals", petals, "--force"}).status(), 0);
         for (const char *name : {"/lumivera_flower1.png", "/lumivera_petal4@3x.png"}) {
@@ -202,7 +202,7 @@ TEST_F(New, TakesThePetalsOfABundleAsTheyAre) {
     }
 }
 
-TEST_F(New, MakesPetalsOfPictures) {
+TEST_F(NewPhoto, MakesPetalsOfPictures) {
     _folder.write("flake.png", bluePicture(360, 180));
     _folder.write("dot.png", bluePicture(10, 10));
     const ProgramRun run =
@@ -222,7 +222,7 @@ TEST_F(New, MakesPetalsOfPictures) {
     EXPECT_EQ(size("lumivera_petal4.png"), "36x18") << "used again";
 }
 
-TEST_F(New, RefusesPetalsThatAreNone) {
+TEST_F(NewPhoto, RefusesPetalsThatAreNone) {
     const std::string text = _folder.write("petal.png", "no picture");
     const std::string empty = _folder.makeFolder("Empty.bundle");
     const auto with = [this](const std::string &petals) {
@@ -237,7 +237,7 @@ TEST_F(New, RefusesPetalsThatAreNone) {
     expectRefused(many, "7 pictures of petals at most", 2);
 }
 
-TEST_F(New, RefusesAPhotoThatIsNone) {
+TEST_F(NewPhoto, RefusesAPhotoThatIsNone) {
     const std::string text = _folder.write("text.jpg", "This is a text file.");
     expectRefused({"new", _out, "--background", text},
                   "text.jpg: is damaged, too large or no picture");
@@ -248,7 +248,7 @@ TEST_F(New, RefusesAPhotoThatIsNone) {
     expectRefused({"new", _out}, "give --background PHOTO, or --code", 2);
 }
 
-TEST_F(New, ReplacesABundleOnlyWhenItIsTold) {
+TEST_F(NewPhoto, ReplacesABundleOnlyWhenItIsTold) {
     ASSERT_EQ(make({"--name", "First"}).status(), 0);
     expectRefused({"new", _out, "--background", _photo}, "is there already");
     EXPECT_THAT(description(), HasSubstr("First"));
@@ -261,7 +261,7 @@ TEST_F(New, ReplacesABundleOnlyWhenItIsTold) {
     EXPECT_THAT(description(), HasSubstr("My phöto")) << "the old one stays";
 }
 
-TEST_F(New, RefusesPlacesAndNamesThatMakeNoSense) {
+TEST_F(NewPhoto, RefusesPlacesAndNamesThatMakeNoSense) {
     expectRefused({"new", _folder.pathOf("Out"), "--background", _photo}, "let OUT end in .bundle",
                   2);
     expectRefused({"new", _folder.pathOf("none/Out.bundle"), "--background", _photo},
@@ -274,7 +274,7 @@ TEST_F(New, RefusesPlacesAndNamesThatMakeNoSense) {
     }
 }
 
-TEST_F(New, LeavesNothingBehindWhereItMayNotWriteOrTheDiskIsFull) {
+TEST_F(NewPhoto, LeavesNothingBehindWhereItMayNotWriteOrTheDiskIsFull) {
     ProgramRun::Options full;
     full.largestFile = 2000;
     const ProgramRun run({"new", _out, "--background", _photo}, full);
@@ -306,7 +306,7 @@ std::vector<std::vector<std::string>> commandsIn(const std::string &page) {
     return commands;
 }
 
-TEST_F(New, RunsEveryCommandOfThePageOnMakingWallpapers) {
+TEST_F(NewPhoto, RunsEveryCommandOfThePageOnMakingWallpapers) {
     _folder.write("beach.jpg", JPEGBuilder::halves(320, 160));
     _folder.write("leaf1.png", bluePicture(50, 40));
     _folder.write("leaf2.png", bluePicture(50, 60, true));
