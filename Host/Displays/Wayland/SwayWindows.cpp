@@ -27,6 +27,7 @@ SwayWindows::SwayWindows(DescriptorWatch &waiter, std::function<void()> changed)
     : _socket(waiter, *this), _changed(std::move(changed)) {}
 
 void SwayWindows::follow(int compositor) {
+    forget();
     _isSway = _socket.open(compositor);
     if (_isSway) {
         _socket.ask(SwaySocket::kSubscribe, kKindsOfEvents);

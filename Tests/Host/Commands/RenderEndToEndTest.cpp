@@ -382,11 +382,9 @@ TEST(RenderFireflies, ShowsThemGatherWhereTheScriptTaps) {
     for (std::string line; std::getline(lines, line);) {
         const Json frame = Json::parse(line);
         int near = 0;
-        for (const Json &layer : frame["layers"]) {
-            for (const Json &sprite : layer) {
-                near +=
-                    std::hypot(sprite[1].get<double>() - 160, sprite[2].get<double>() - 300) < 60;
-            }
+        for (const auto &[name, place] : frame["sublayers"].items()) {
+            near += name.find("firefly") != std::string::npos &&
+                    std::hypot(place[0].get<double>() - 160, place[1].get<double>() - 300) < 60;
         }
         counts.push_back(near);
     }

@@ -151,8 +151,10 @@ class WatchingWindow : public Window {
     bool hasWords() const {
         return eventually([&] {
             const auto image = picture();
-            const std::size_t last = image ? image->width() * (image->height() - 2) + 200 : 0;
-            return image && image->pixels()[last] != image->pixels()[image->width() * 100 + 200];
+            const std::size_t lowest = image ? image->width() * (image->height() - 40) : 0;
+            return image && std::any_of(image->pixels() + lowest,
+                                        image->pixels() + image->width() * image->height(),
+                                        [](auto pixel) { return (pixel & 0xF0F0F0) == 0xF0F0F0; });
         });
     }
 
