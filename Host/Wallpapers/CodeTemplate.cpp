@@ -36,7 +36,7 @@ bool isGoodName(const std::string &name) {
 
 /// CMake has targets of these names, with some generators at least.
 bool isTargetOfCMake(const std::string &name) {
-    constexpr std::array<std::string_view, 6> kNames{"ALL",   "CLEAN",   "HELP",
+    constexpr std::array<std::string_view, 6> kNames{"ALL",     "CLEAN",   "HELP",
                                                      "INSTALL", "PACKAGE", "TEST"};
     return std::find(kNames.begin(), kNames.end(), name) != kNames.end();
 }

@@ -74,12 +74,12 @@ TEST_F(Sharing, GoesFromAFolderThroughAFileToAnotherUsersFolder) {
     EXPECT_THAT(pack.output(), HasSubstr("Sleet.lumivera: 2 files, 0.2 KiB, no code"));
     const ProgramRun install = run({"install", "Sleet.lumivera", "--yes"});
     EXPECT_EQ(install.status(), 0) << install.errors();
-    EXPECT_THAT(install.output(),
-                AllOf(HasSubstr("First Sleet\n"), HasSubstr("Author:  Anna, says its description\n"),
-                      HasSubstr("Licence: CC0-1.0, says its description\n"),
-                      HasSubstr("Sleet.lumivera, which is yours\n"),
-                      HasSubstr("Holds:   2 files, 0.2 KiB, no code\n"),
-                      HasSubstr("Sleet is installed.")));
+    EXPECT_THAT(install.output(), AllOf(HasSubstr("First Sleet\n"),
+                                        HasSubstr("Author:  Anna, says its description\n"),
+                                        HasSubstr("Licence: CC0-1.0, says its description\n"),
+                                        HasSubstr("Sleet.lumivera, which is yours\n"),
+                                        HasSubstr("Holds:   2 files, 0.2 KiB, no code\n"),
+                                        HasSubstr("Sleet is installed.")));
     EXPECT_EQ(contentsOf(installed("/petal.png")), "petal");
     const auto list = nlohmann::json::parse(run({"list", "--json"}).output());
     EXPECT_TRUE(std::any_of(list.begin(), list.end(), [](const auto &entry) {

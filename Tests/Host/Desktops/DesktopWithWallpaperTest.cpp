@@ -223,8 +223,8 @@ TEST_P(RealDesktopTest, ShowsPetalsOnTwoMonitors) {
         });
     })) << "icons are hidden";
     for (const ScreenRect &monitor : monitors()) {
-        EXPECT_TRUE(eventually(
-            [&] { return before.sharedWith(screen().picture(), monitor) < 0.3; }, patience()))
+        EXPECT_TRUE(eventually([&] { return before.sharedWith(screen().picture(), monitor) < 0.3; },
+                               patience()))
             << "the own background stays on the monitor at " << monitor.x;
     }
     photograph("running");

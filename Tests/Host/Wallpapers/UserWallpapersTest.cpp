@@ -29,11 +29,11 @@ namespace {
 std::vector<std::uint8_t> bytesIn(const std::string &text) { return {text.begin(), text.end()}; }
 
 BundleContents bundleWith(const std::string &petal, const std::string &name = "Sleet.bundle") {
-    return {
-        "x",
-        name,
-        {{"description.plist", bytesIn(propertyList("<key>name</key><string>First Sleet</string>"))},
-         {"d/petal.png", bytesIn(petal)}}};
+    return {"x",
+            name,
+            {{"description.plist",
+              bytesIn(propertyList("<key>name</key><string>First Sleet</string>"))},
+             {"d/petal.png", bytesIn(petal)}}};
 }
 
 template <typename Work> std::string problemOf(const Work &work) {
