@@ -104,6 +104,59 @@ TEST_F(OutputFolderTest, ReplacesAFolderWithAllThatIsInIt) {
     EXPECT_EQ(entries(), 1u);
 }
 
+TEST_F(OutputFolderTest, KeepsAFolderThatIsMadeMeanwhile) {
+    {
+        OutputFolder folder(_path, Existing::Kept);
+        folder.write("file", kBytes);
+        _folder.write("a b.bundle/file", "theirs");
+        folder.commit();
+    }
+    EXPECT_EQ(contentsOf(_path + "/file"), "theirs");
+    EXPECT_EQ(entries(), 1u);
+    EXPECT_THAT(problemOf(_path, Existing::Kept), HasSubstr("is there already"));
+}
+
+TEST_F(OutputFolderTest, ReplacesWhetherOneComesOrGoesMeanwhile) {
+    OutputFolder first(_path, Existing::Replaced);
+    first.write("file", kBytes);
+    _folder.write("a b.bundle/file", "theirs");
+    first.commit();
+    EXPECT_EQ(contentsOf(_path + "/file"), "new");
+    OutputFolder second(_path, Existing::Replaced);
+    fs::remove_all(_path);
+    second.commit();
+    EXPECT_TRUE(fs::is_empty(_path));
+    EXPECT_EQ(entries(), 1u);
+}
+
+TEST_F(OutputFolderTest, LetsNobodyElseWriteWhatIsInstalled) {
+    const mode_t old = umask(0);
+    OutputFolder folder(_path, Existing::Refused, OutputFolder::Kind::Installed);
+    folder.write("inner/deep/file", kBytes);
+    folder.commit();
+    umask(old);
+    for (const char *path : {"", "/inner", "/inner/deep", "/inner/deep/file"}) {
+        const auto rights = fs::status(_path + path).permissions();
+        EXPECT_EQ(rights & (fs::perms::group_write | fs::perms::others_write), fs::perms::none)
+            << path;
+    }
+}
+
+TEST_F(OutputFolderTest, RemovesWhatKilledProcessesHaveLeftAndNothingElse) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const OutputFolder folder(_path, Existing::Refused);
+        folder.write("inner/file", kBytes);
+        _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    const OutputFolder living(_path, Existing::Refused);
+    ASSERT_EQ(entries(), 2u);
+    OutputFolder::removeAbandonedIn(_folder.path());
+    EXPECT_EQ(entries(), 1u);
+    EXPECT_TRUE(fs::exists(living.partPath()));
+}
+
 TEST_F(OutputFolderTest, NamesTheFolderThatCannotBeMade) {
     EXPECT_THAT(problemOf(_folder.pathOf("none/x.bundle")),
                 HasSubstr("none/x.bundle: cannot be made: No such file or directory"));

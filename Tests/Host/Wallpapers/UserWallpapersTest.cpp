@@ -80,6 +80,20 @@ TEST_F(UserWallpapersTest, TakeABundleInWithRightsThatAreTrusted) {
     EXPECT_NO_THROW(BundleFolder(_path + "/Sleet.bundle", BundleFolder::Trust::UserAndRoot));
 }
 
+TEST_F(UserWallpapersTest, TakeNoCodeWhereOthersMayWrite) {
+    fs::create_directories(_path);
+    fs::permissions(_folder.path(), fs::perms::all);
+    EXPECT_NO_THROW(install(bundleWith("one")));
+    const BundleContents code{
+        "x",
+        "Code.bundle",
+        {{"description.plist",
+          bytesIn(propertyList("<key>name Library</key><string>code.so</string>"))},
+         {"code.so", bytesIn("code")}}};
+    EXPECT_THAT(problemOf([&] { install(code); }), HasSubstr(_folder.path()));
+    EXPECT_THAT(namesInFolder(), ElementsAre("Sleet.bundle"));
+}
+
 TEST_F(UserWallpapersTest, ReplaceAnInstalledOneInOneStep) {
     install(bundleWith("one"));
     const int running = open((_path + "/Sleet.bundle").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);

@@ -76,6 +76,29 @@ TEST_F(PhotoOnDesktop, GivesTheSameBundleAgain) {
     EXPECT_EQ(bundlesIn(data()).size(), 2u);
 }
 
+TEST_F(PhotoOnDesktop, BecomesOneBundleHoweverManyShowItAtOnce) {
+    _folder.write("a.png", photo(90));
+    std::vector<pid_t> processes;
+    for (int i = 0; i < 4; ++i) {
+        processes.push_back(ProgramRun::begin(
+            {"render", "a.png", "--frames", "1", "--trace", "/dev/null"}, options(), 1, 2));
+    }
+    for (const pid_t process : processes) {
+        EXPECT_EQ(ProgramRun::waitFor(process), 0);
+    }
+    EXPECT_EQ(bundlesIn(data()).size(), 1u);
+}
+
+TEST_F(PhotoOnDesktop, CanBeRemovedLikeWhatWasInstalled) {
+    _folder.write("a.png", photo(90));
+    const ProgramRun render({"render", "a.png", "--frames", "1", "--trace", "/dev/null"},
+                            options());
+    ASSERT_EQ(bundlesIn(data()).size(), 1u) << render.errors();
+    const ProgramRun run({"uninstall", bundlesIn(data())[0]}, options());
+    EXPECT_EQ(run.status(), 0) << run.errors();
+    EXPECT_TRUE(bundlesIn(data()).empty());
+}
+
 TEST_F(PhotoOnDesktop, TellsWhyAPhotoCannotBeTaken) {
     _folder.write("text.jpg", "text");
     for (const std::string command : {"run", "desktop", "choose"}) {
