@@ -57,6 +57,8 @@ expect_wallpaper $bundle/libFireflies.so
 [[ $(ls $bundle) == $'background.png\nbackground@2x.png\nchime.wav\ndescription.plist\nlibFireflies.so\nlight.png\nlight@2x.png\nlight@3x.png\nthumbnail.png\nthumbnail@2x.png' ]] ||
     fail "the bundle holds: $(ls $bundle)"
 "$lumivera" list --json Fireflies/build | grep -q '"author": "Your name"'
+"$lumivera" check ./$bundle >check.log && grep -q ": in order (seed" check.log ||
+    fail "the template has mistakes: $(cat check.log)"
 run_test() { ctest --test-dir Fireflies/build --output-on-failure >ctest.log 2>&1; }
 run_test || { cat ctest.log; fail "the template's test fails"; }
 [[ $(ls Fireflies/Tests/Frames | wc -l) == 3 ]] || fail "the template's test keeps no frames"
