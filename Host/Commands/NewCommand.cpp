@@ -146,8 +146,7 @@ void NewCommand::makeCode() const {
         "made " + output + "; type next:\n  cmake -S " + folder + " -B " + folder + "/build" +
         (isFoundByCMake(prefix) ? "" : " -D CMAKE_PREFIX_PATH=" + asWord(prefix)) +
         "\n  cmake --build " + folder + "/build\n  lumivera render " +
-        asArgument(output + "/build/" + name + ".bundle") + " -o " + asWord(output + ".webp") +
-        "\n");
+        asWord(output + "/build/" + name + ".bundle") + " -o " + asWord(output + ".webp") + "\n");
 }
 
 void NewCommand::makeOfPhoto() {

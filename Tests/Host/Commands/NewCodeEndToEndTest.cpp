@@ -35,7 +35,7 @@ TEST_F(NewCode, MakesAFolderOfSourcesAndSaysHowToBuildThem) {
                             "  cmake -S Fireflies -B Fireflies/build -D CMAKE_PREFIX_PATH=" +
                                 fs::canonical(LUMIVERA_BUILD_DIR).string() +
                                 "\n  cmake --build Fireflies/build\n"
-                                "  lumivera render ./Fireflies/build/Fireflies.bundle"
+                                "  lumivera render Fireflies/build/Fireflies.bundle"
                                 " -o Fireflies.webp\n");
     for (const char *name :
          {"FirefliesWallpaper.cpp", "CMakeLists.txt", "README.md", "Pictures/background.png",
