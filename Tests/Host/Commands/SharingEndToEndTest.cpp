@@ -67,6 +67,21 @@ class Sharing : public ::testing::Test {
     TemporaryFolder _folder;
 };
 
+TEST_F(Sharing, RunsEveryCommandOfItsPage) {
+    makeBundle(_folder);
+    const auto commands = commandsIn("sharing.md");
+    EXPECT_EQ(commands.size(), 3u);
+    for (std::vector<std::string> command : commands) {
+        if (command.front() != "bundle") {
+            // There is no terminal here to ask.
+            command.emplace_back("--yes");
+        }
+        const ProgramRun step = run(command);
+        EXPECT_EQ(step.status(), 0) << command.front() << ": " << step.errors();
+        EXPECT_EQ(fs::exists(installed()), command.front() == "install");
+    }
+}
+
 TEST_F(Sharing, GoesFromAFolderThroughAFileToAnotherUsersFolder) {
     makeBundle(_folder);
     const ProgramRun pack = run({"bundle", "pack", "Sleet.bundle"});
@@ -74,12 +89,12 @@ TEST_F(Sharing, GoesFromAFolderThroughAFileToAnotherUsersFolder) {
     EXPECT_THAT(pack.output(), HasSubstr("Sleet.lumivera: 2 files, 0.2 KiB, no code"));
     const ProgramRun install = run({"install", "Sleet.lumivera", "--yes"});
     EXPECT_EQ(install.status(), 0) << install.errors();
-    EXPECT_THAT(install.output(),
-                AllOf(HasSubstr("First Sleet\n"), HasSubstr("Author:  Anna, says its description\n"),
-                      HasSubstr("Licence: CC0-1.0, says its description\n"),
-                      HasSubstr("Sleet.lumivera, which is yours\n"),
-                      HasSubstr("Holds:   2 files, 0.2 KiB, no code\n"),
-                      HasSubstr("Sleet is installed.")));
+    EXPECT_THAT(install.output(), AllOf(HasSubstr("First Sleet\n"),
+                                        HasSubstr("Author:  Anna, says its description\n"),
+                                        HasSubstr("Licence: CC0-1.0, says its description\n"),
+                                        HasSubstr("Sleet.lumivera, which is yours\n"),
+                                        HasSubstr("Holds:   2 files, 0.2 KiB, no code\n"),
+                                        HasSubstr("Sleet is installed.")));
     EXPECT_EQ(contentsOf(installed("/petal.png")), "petal");
     const auto list = nlohmann::json::parse(run({"list", "--json"}).output());
     EXPECT_TRUE(std::any_of(list.begin(), list.end(), [](const auto &entry) {
