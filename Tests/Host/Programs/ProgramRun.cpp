@@ -105,7 +105,7 @@ std::vector<std::vector<std::string>> commandsIn(const std::string &page) {
     std::vector<std::vector<std::string>> commands;
     for (std::string line; std::getline(lines, line);) {
         line = line.substr(line.starts_with("$ ") ? 2 : 0);
-        std::istringstream words(line.substr(0, line.find(" #")));
+        std::istringstream words(line.substr(0, line.find(" # ")));
         std::string program;
         if (line.starts_with("lumivera ") && words >> program) {
             commands.emplace_back(std::istream_iterator<std::string>(words),
