@@ -96,8 +96,10 @@ class Random {
         return static_cast<double>((*this)()) / kNumbers;
     }
 
-    /// From `low` to `high`, `high` excluded.
-    double between(double low, double high) { return low + (high - low) * unit(); }
+    /// From `low` to `high`, `high` excluded unless single precision rounds to it.
+    CGFloat between(CGFloat low, CGFloat high) {
+        return static_cast<CGFloat>(low + (high - low) * unit());
+    }
 
     /// A whole number from 0 to `count` - 1; 0 for a count below 2.
     int below(int count) { return static_cast<int>(unit() * (count > 0 ? count : 0)); }

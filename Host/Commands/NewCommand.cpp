@@ -41,6 +41,11 @@ bool isBundle(const std::string &path) {
            fs::exists(fs::path(path) / "description.plist", error);
 }
 
+fs::path withoutSlash(const std::string &text) {
+    const fs::path path = fs::path(text).lexically_normal();
+    return path.has_filename() ? path : path.parent_path();
+}
+
 /// Quotes a path as one word for a shell, where it needs that.
 std::string asWord(const std::string &text) {
     if (text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
@@ -134,11 +139,14 @@ void NewCommand::run() {
 void NewCommand::makeCode() const {
     CodeTemplate(Places::templateFolder()).copyTo(_output);
     const std::string prefix = Places::prefix();
-    const std::string folder = asWord(inOneLine(_output));
+    const std::string output = inOneLine(withoutSlash(_output).string());
+    const std::string folder = asWord(output);
+    const std::string name = fs::path(output).filename().string();
     printToStandardOutput(
-        "made " + inOneLine(_output) + "; type next:\n  cmake -S " + folder + " -B " + folder +
-        "/build" + (isFoundByCMake(prefix) ? "" : " -D CMAKE_PREFIX_PATH=" + asWord(prefix)) +
-        "\n  cmake --build " + folder + "/build\n");
+        "made " + output + "; type next:\n  cmake -S " + folder + " -B " + folder + "/build" +
+        (isFoundByCMake(prefix) ? "" : " -D CMAKE_PREFIX_PATH=" + asWord(prefix)) +
+        "\n  cmake --build " + folder + "/build\n  lumivera render " +
+        asWord(output + "/build/" + name + ".bundle") + " -o " + asWord(output + ".webp") + "\n");
 }
 
 void NewCommand::makeOfPhoto() {
@@ -159,8 +167,7 @@ void NewCommand::makeOfPhoto() {
 }
 
 void NewCommand::checkOutput() const {
-    fs::path path = fs::path(_output).lexically_normal();
-    path = path.has_filename() ? path : path.parent_path();
+    const fs::path path = withoutSlash(_output);
     if (path.extension() != ".bundle") {
         throw UsageError(_output, "is no name of a bundle", "let OUT end in .bundle");
     }

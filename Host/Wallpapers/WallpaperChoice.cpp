@@ -39,7 +39,8 @@ struct Row {
 /// The table of what can be set: calls `action(row, field)` for each value.
 template <class Action> void forEachValue(Action action) {
     using Values = WallpaperValues;
-    action(Row{"petals", "count", "Petals, instead of the bundle's number", 0, kMaxPetals},
+    action(Row{"petals", "count", "Petals, where petals fall, instead of the bundle's number", 0,
+               kMaxPetals},
            &Values::petals);
     action(Row{"speed", "speed", "Speed level, instead of the bundle's", 0, kMaxSpeed},
            &Values::speed);
@@ -48,7 +49,7 @@ template <class Action> void forEachValue(Action action) {
     action(Row{"offset", "offset", "Points that the wallpaper is shifted to the right", -kMaxOffset,
                kMaxOffset},
            &Values::offset);
-    action(Row{"tint", "tint", "Shades the background", 0, 0,
+    action(Row{"tint", "tint", "Shades the background behind petals", 0, 0,
                "#rgb, #rrggbb, #rrggbbaa, a colour's name or \"none\""},
            &Values::tint);
     action(Row{"scale-level", "scale-level", "Factor by which a petal grows as it falls again",

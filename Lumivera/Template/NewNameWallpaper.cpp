@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kLights = 24;
 constexpr double kFrameSeconds = 0.025;
-constexpr double kForever = 1e9;
+constexpr double kTurn = 2 * std::numbers::pi;
 constexpr CGFloat kReach = 120; // of a tap, in points
 
 /// Places and speeds are parts of the view's size, so that they fit every screen.
@@ -20,6 +20,8 @@ struct Light {
     CGPoint place;
     double direction; // in radians
     double speed;     // a second
+    double phase;     // of its breath, in radians
+    double pace;      // of its breath, in radians a second
 };
 
 class NewNameWallpaper : public DeskTopView {
@@ -48,6 +50,15 @@ class NewNameWallpaper : public DeskTopView {
         }
         for (Light &light : _lights) {
             move(light);
+            breathe(light);
+        }
+    }
+
+    /// While it is paused nothing is to move, so animations that still run end here.
+    void pauseAnimating() override {
+        DeskTopView::pauseAnimating();
+        for (const Light &light : _lights) {
+            light.view->layer()->removeAllAnimations();
         }
     }
 
@@ -72,11 +83,12 @@ class NewNameWallpaper : public DeskTopView {
         auto view = UIImageView::initWithFrame(CGRectMake(0, 0, size, size));
         view->setImage(_picture);
         addSubview(view.get());
-        LWUIAnimation::setAlphaAnimationDuration_repeatCount(view.get(), _random.between(1, 4),
-                                                             kForever);
-        const CGPoint place{_random.between(0, 1), _random.between(0, 1)};
-        const double direction = _random.between(0, 2 * std::numbers::pi);
-        _lights.push_back({std::move(view), place, direction, 0});
+        _lights.push_back({.view = std::move(view),
+                           .place = {_random.between(0, 1), _random.between(0, 1)},
+                           .direction = _random.between(0, kTurn),
+                           .speed = 0,
+                           .phase = _random.between(0, kTurn),
+                           .pace = kTurn / _random.between(2, 8)});
     }
 
     void move(Light &light) {
@@ -87,6 +99,11 @@ class NewNameWallpaper : public DeskTopView {
         light.place.y = wrapped(light.place.y + way * std::sin(light.direction));
         const CGSize size = bounds().size;
         light.view->setCenter({light.place.x * size.width, light.place.y * size.height});
+    }
+
+    static void breathe(Light &light) {
+        light.phase += light.pace * kFrameSeconds;
+        light.view->layer()->setOpacity(static_cast<float>(0.5 - 0.5 * std::cos(light.phase)));
     }
 
     /// What leaves the view at one edge comes back at the other.

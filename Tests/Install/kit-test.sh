@@ -2,26 +2,8 @@
 # kit-test.sh BUILD_FOLDER: installs into a folder of its own, and makes wallpapers with nothing but
 # what lies there: the template, and the samples of the page about plug-ins. Where there is an X server
 # without a screen, it also shows the template's as the desktop.
-set -euo pipefail
-source=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../..")
-page=$source/Docs/plug-in-contract.md
-folder=$(realpath "$(mktemp -d)")
-started=()
-finish() {
-    kill "${started[@]}" 2>/dev/null || true
-    wait
-    rm -rf "$folder"
-}
-trap finish EXIT
-prefix=$folder/prefix
-cmake --install "$1" --prefix "$prefix" >/dev/null
-lumivera=$prefix/bin/lumivera
-cd "$folder"
-export XDG_DATA_HOME=$folder/data XDG_CONFIG_HOME=$folder/config XDG_STATE_HOME=$folder/state
-export XDG_RUNTIME_DIR=$folder/run CXXFLAGS='-Wall -Wextra -Wpedantic -Wshadow -Werror'
-mkdir -m 700 run
-
-fail() { echo "$*" >&2; exit 1; }
+source "$(dirname "${BASH_SOURCE[0]}")/installed.sh" "$1"
+export CXXFLAGS='-Wall -Wextra -Wpedantic -Wshadow -Werror'
 
 # expect_wallpaper LIBRARY: it shows nothing but the entry points, needs no search path, stays
 # loaded, carries the number of the interface, and was made of nothing in the sources.
@@ -46,17 +28,18 @@ done < <(find "$prefix/include" -name '*.h') >all.cpp
 g++ -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I"$prefix/include/lumivera" all.cpp
 ! grep -rlE '#include <(cairo|hwy|png|SDL|webp)' "$prefix/include" || fail "headers need libraries"
 
-# The template: two commands to a bundle. The first run of its test keeps frames, the second one
+# The template: three commands to a film. The first run of its test keeps frames, the second one
 # compares with them, and a third one finds a change of sizes.
 "$lumivera" new --code Fireflies | sed -n 's/^  //p' >commands
-[[ $(wc -l <commands) == 2 ]] || fail "a template is built with: $(cat commands)"
-bash -e commands >build.log 2>&1 || { cat build.log; fail "the template cannot be built"; }
+PATH=$prefix/bin:$PATH bash -e commands >build.log 2>&1 || { cat build.log; fail "the template cannot be built"; }
+[[ -s Fireflies.webp ]] || fail "the template makes no film with: $(cat commands)"
 ! grep -rlF "$source" Fireflies/build --include='*.d' || fail "the template is made of our sources"
 bundle=Fireflies/build/Fireflies.bundle
 expect_wallpaper $bundle/libFireflies.so
 [[ $(ls $bundle) == $'background.png\nbackground@2x.png\nchime.wav\ndescription.plist\nlibFireflies.so\nlight.png\nlight@2x.png\nlight@3x.png\nthumbnail.png\nthumbnail@2x.png' ]] ||
     fail "the bundle holds: $(ls $bundle)"
 "$lumivera" list --json Fireflies/build | grep -q '"author": "Your name"'
+in_order ./$bundle
 run_test() { ctest --test-dir Fireflies/build --output-on-failure >ctest.log 2>&1; }
 run_test || { cat ctest.log; fail "the template's test fails"; }
 [[ $(ls Fireflies/Tests/Frames | wc -l) == 3 ]] || fail "the template's test keeps no frames"
@@ -65,8 +48,6 @@ run_test || { cat ctest.log; fail "the template's frames are not the same"; }
 sed -i 's/(12, 32)/(14, 32)/' Fireflies/FirefliesWallpaper.cpp
 cmake --build Fireflies/build >build.log 2>&1
 ! run_test || fail "the template's test does not notice other sizes"
-"$lumivera" render ./$bundle -o film.webp --seconds 1 --size 160x240
-[[ -s film.webp ]] || fail "there is no film"
 
 # A bundle is made anew when a file is taken out, and installed where the program looks for it.
 rm Fireflies/Pictures/background@2x.png
@@ -78,39 +59,18 @@ cmake --install Fireflies/build --prefix "$prefix" >/dev/null
 
 # It runs as a desktop, in the process that may only draw, and nothing is said about it.
 show_as_desktop() {
-    Xvfb -displayfd 3 -screen 0 320x240x24 -nolisten tcp 3>display 2>/dev/null &
-    started+=($!)
-    local i
-    for ((i = 0; i < 300; ++i)); do
-        [[ ! -s display ]] || break
-        sleep 0.1
-    done
-    DISPLAY=:$(cat display) "$lumivera" desktop Fireflies 2>desktop.log &
-    started+=($!)
-    for ((i = 0; i < 300; ++i)); do
-        "$lumivera" ctl screenshot shot.png 2>/dev/null && break
-        sleep 0.1
-    done
-    [[ -s shot.png ]] && ! grep Fireflies desktop.log ||
-        fail "the desktop does not show it: $(cat desktop.log)"
-    "$lumivera" ctl quit
-    wait "${started[1]}" || fail "the desktop ends with $?"
-    unset 'started[1]'
+    start_display
+    start_desktop Fireflies
+    ! grep Fireflies desktop.log || fail "the desktop has something to say"
+    quit_desktop
 }
 ! command -v Xvfb >/dev/null || show_as_desktop
-
-# block FILE: the block of the page whose first line names the file.
-block() {
-    awk -v name="$1" '/^```/ { inside = !inside; first = 1; found = 0; next }
-        inside && first { first = 0; found = index($0, name) > 0 }
-        inside && found' "$page"
-}
 
 # The page's samples: with CMake, and with one command.
 mkdir Rain
 cp "$prefix/share/lumivera/template/Pictures/background.png" Rain/sky.png
 for file in Rain.cpp CMakeLists.txt; do
-    block $file >Rain/$file
+    block plug-in-contract.md $file >Rain/$file
     [[ -s Rain/$file ]] || fail "the page has no $file"
 done
 cmake -S Rain -B Rain/build -D CMAKE_PREFIX_PATH="$prefix" >build.log 2>&1 &&
@@ -120,7 +80,7 @@ expect_wallpaper Rain/build/Rain.bundle/libRain.so
 mkdir -p one/Rain.bundle
 cp Rain/Rain.cpp one/
 cp Rain/sky.png Rain/build/Rain.bundle/description.plist one/Rain.bundle/
-block build.sh >one/build.sh
+block plug-in-contract.md build.sh >one/build.sh
 (cd one && PKG_CONFIG_PATH=$prefix/lib/pkgconfig bash -e build.sh)
 expect_wallpaper one/Rain.bundle/libRain.so
 "$lumivera" render ./one/Rain.bundle -o one.png --frames 20 --seed 1 --size 160x240
@@ -165,7 +125,7 @@ grep -q 'the kit for wallpapers with code is not installed; install' error
 [[ ! -e Moths ]]
 
 # The kit alone is what its package holds.
-cmake --install "$1" --component Kit --prefix "$folder/kit" >/dev/null
+cmake --install "$build" --component Kit --prefix "$folder/kit" >/dev/null
 for file in include/lumivera/Lumivera/Wallpaper.h lib/cmake/Lumivera/LumiveraConfig.cmake \
     lib/pkgconfig/lumivera.pc share/lumivera/template/CMakeLists.txt; do
     [[ -s kit/$file ]] || fail "the kit has no $file"

@@ -83,7 +83,7 @@ void FirefliesView::doAnimating() {
     if (!_isLoaded.load(std::memory_order_acquire)) {
         return;
     }
-    if (!_dice) {
+    if (_stalks.empty()) {
         begin();
     }
     followSize();
@@ -91,7 +91,7 @@ void FirefliesView::doAnimating() {
     adjustCount();
     const CGFloat speed = pace();
     for (const auto &firefly : _fireflies) {
-        firefly->step(speed, *_dice);
+        firefly->step(speed, _random);
     }
     for (const auto &stalk : _stalks) {
         stalk->step();
@@ -100,12 +100,11 @@ void FirefliesView::doAnimating() {
 
 /// In the first frame, because hosts seed rand() just before it.
 void FirefliesView::begin() {
-    _dice.emplace(static_cast<std::uint32_t>(std::rand()));
     _scrolled = offset();
     _fireflies.reserve(kMaxCount);
     for (NSUInteger i = 0; i < kStalks; ++i) {
-        const CGFloat x = (static_cast<CGFloat>(i) + _dice->between(0.1, 0.9)) / kStalks;
-        _stalks.push_back(makeRetained<Stalk>(_grass[i % _grass.size()], x, *_dice));
+        const CGFloat x = (static_cast<CGFloat>(i) + _random.between(0.1, 0.9)) / kStalks;
+        _stalks.push_back(makeRetained<Stalk>(_grass[i % _grass.size()], x, _random));
         _layers.back()->addSubview(_stalks.back().get());
     }
 }
@@ -119,7 +118,7 @@ void FirefliesView::followSize() {
     _enlargement =
         std::clamp<CGFloat>(std::sqrt(area.width * area.height / kPhoneArea), 1, kMostEnlargement);
     for (const auto &firefly : _fireflies) {
-        firefly->setArea(area, _enlargement, *_dice);
+        firefly->setArea(area, _enlargement, _random);
     }
     for (const auto &stalk : _stalks) {
         stalk->setArea(area);
@@ -145,8 +144,8 @@ void FirefliesView::adjustCount() {
     }
     while (_fireflies.size() < wanted) {
         const NSUInteger depth = kDepthByAge[_fireflies.size() % kDepthByAge.size()];
-        _fireflies.push_back(makeRetained<Firefly>(kDepthsOfMeadow[depth], _glows[depth], *_dice));
-        _fireflies.back()->setArea(_area, _enlargement, *_dice);
+        _fireflies.push_back(makeRetained<Firefly>(kDepthsOfMeadow[depth], _glows[depth], _random));
+        _fireflies.back()->setArea(_area, _enlargement, _random);
         _layers[depth]->addSubview(_fireflies.back().get());
     }
 }
@@ -168,9 +167,9 @@ void FirefliesView::tapActionAtViewPoint(CGPoint point) {
     const CGFloat hearing = std::max(kLeastHearing, std::min(_area.width, _area.height) * kHearing);
     for (const auto &firefly : _fireflies) {
         if (scatters && isGatheredHere(firefly)) {
-            firefly->scatter(point, *_dice);
+            firefly->scatter(point, _random);
         } else if (!scatters && distanceForTwoPoints(firefly->center(), point) < hearing) {
-            firefly->call(point, *_dice);
+            firefly->call(point, _random);
         }
     }
 }

@@ -2,13 +2,11 @@
 
 #include <Lumivera/Wallpaper.h>
 
-#include "Dice.h"
 #include "Firefly.h"
 #include "Stalk.h"
 
 #include <array>
 #include <atomic>
-#include <optional>
 #include <vector>
 
 /// A meadow at dusk with fireflies at three depths, and grass in front of them. A tap calls those
@@ -58,7 +56,7 @@ class FirefliesView final : public DeskTopView {
     /// One view a depth, the farthest first, and that of the stalks.
     std::array<Retained<UIView>, kDepths + 1> _layers;
     std::atomic<bool> _isLoaded{false};
-    std::optional<Dice> _dice;
+    Lumivera::Random _random;
     CGSize _area{0, 0};
     CGFloat _enlargement = 1;
     CGFloat _scrolled = 0;

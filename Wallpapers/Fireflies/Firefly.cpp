@@ -53,21 +53,21 @@ CGPoint limited(CGPoint vector, CGFloat longest) {
 
 } // namespace
 
-Firefly::Firefly(const Depth &depth, Retained<UIImage> glow, Dice &dice)
-    : UIImageView(CGRect()), _depth(depth), _size(dice.between(0.75, 1.15)) {
+Firefly::Firefly(const Depth &depth, Retained<UIImage> glow, Lumivera::Random &random)
+    : UIImageView(CGRect()), _depth(depth), _size(random.between(0.75, 1.15)) {
     setImage(std::move(glow));
-    chooseRhythm(dice);
-    _beat = dice.whole(0, _period - 1);
+    chooseRhythm(random);
+    _beat = random.below(_period);
     setHidden(true);
 }
 
-void Firefly::setArea(CGSize area, CGFloat enlargement, Dice &dice) {
+void Firefly::setArea(CGSize area, CGFloat enlargement, Lumivera::Random &random) {
     if (_area.width > 0 && _area.height > 0) {
         _place.x *= area.width / _area.width;
         _place.y *= area.height / _area.height;
     } else {
-        _place.x = dice.between(0, area.width);
-        _place.y = dice.between(_depth.top, _depth.bottom) * area.height;
+        _place.x = random.between(0, area.width);
+        _place.y = random.between(_depth.top, _depth.bottom) * area.height;
     }
     _area = area;
     _enlargement = enlargement;
@@ -78,30 +78,30 @@ void Firefly::setArea(CGSize area, CGFloat enlargement, Dice &dice) {
     setCenter(_place);
 }
 
-void Firefly::step(CGFloat pace, Dice &dice) {
+void Firefly::step(CGFloat pace, Lumivera::Random &random) {
     if (--_untilTurn <= 0) {
-        chooseCourse(dice);
+        chooseCourse(random);
     }
     if (++_beat >= _period) {
         _beat = 0;
-        chooseRhythm(dice);
+        chooseRhythm(random);
     }
     if (isCalled() && --_stay == 0) {
-        scatter(_call, dice);
+        scatter(_call, random);
     }
     fly(pace);
     shine();
 }
 
-void Firefly::chooseCourse(Dice &dice) {
-    _untilTurn = dice.whole(kShortestTurn, kLongestTurn);
-    _course = {dice.between(-1, 1), dice.between(-0.6, 0.6)};
+void Firefly::chooseCourse(Lumivera::Random &random) {
+    _untilTurn = kShortestTurn + random.below(kLongestTurn - kShortestTurn + 1);
+    _course = {random.between(-1, 1), random.between(-0.6, 0.6)};
 }
 
-void Firefly::chooseRhythm(Dice &dice) {
-    _glow = dice.whole(4, 40);
-    _isDouble = dice.unit() < 0.3;
-    _period = (kFlare + _glow + kFade) * (_isDouble ? 2 : 1) + dice.whole(60, 220);
+void Firefly::chooseRhythm(Lumivera::Random &random) {
+    _glow = 4 + random.below(37);
+    _isDouble = random.chance(0.3);
+    _period = (kFlare + _glow + kFade) * (_isDouble ? 2 : 1) + 60 + random.below(161);
 }
 
 void Firefly::fly(CGFloat pace) {
@@ -148,19 +148,19 @@ void Firefly::scroll(CGFloat distance) {
     setCenter(_place);
 }
 
-void Firefly::call(CGPoint point, Dice &dice) {
+void Firefly::call(CGPoint point, Lumivera::Random &random) {
     _call = point;
     const CGFloat spread = kGatheringSpread * _enlargement;
-    _spot = {point.x + dice.between(-spread, spread), point.y + dice.between(-spread, spread)};
-    _stay = dice.whole(140, 220);
+    _spot = {point.x + random.between(-spread, spread), point.y + random.between(-spread, spread)};
+    _stay = 140 + random.below(81);
 }
 
-void Firefly::scatter(CGPoint point, Dice &dice) {
+void Firefly::scatter(CGPoint point, Lumivera::Random &random) {
     _stay = 0;
     CGPoint away{_place.x - point.x, _place.y - point.y};
     const CGFloat far = length(away);
     away = far > 0 ? CGPoint{away.x / far, away.y / far} : CGPoint{0, -1};
-    const CGFloat speed = kScatterSpeed * dice.between(0.6, 1.1);
+    const CGFloat speed = kScatterSpeed * random.between(0.6, 1.1);
     _velocity = {away.x * speed, away.y * speed};
     _course = limited({away.x, away.y * CGFloat{0.6}}, 1);
     _untilTurn = kLongestTurn;

@@ -2,8 +2,6 @@
 
 #include <Lumivera/Wallpaper.h>
 
-#include "Dice.h"
-
 /// How far from the viewer a firefly lives: where it flies, as fractions of the view's height, how
 /// fast, and how much it follows when the desktop scrolls.
 struct Depth {
@@ -18,23 +16,23 @@ struct Depth {
 /// when it is called, and then flies apart. Lengths are in points, times in frames. Main thread.
 class Firefly final : public UIImageView {
   public:
-    Firefly(const Depth &depth, Retained<UIImage> glow, Dice &dice);
+    Firefly(const Depth &depth, Retained<UIImage> glow, Lumivera::Random &random);
 
     /// The size of the view that it lives in, and how much larger than its picture it is shown.
     /// Before the first size it has no place; afterwards it keeps its place in proportion.
-    void setArea(CGSize area, CGFloat enlargement, Dice &dice);
+    void setArea(CGSize area, CGFloat enlargement, Lumivera::Random &random);
 
     /// One frame. `pace` multiplies its speed.
-    void step(CGFloat pace, Dice &dice);
+    void step(CGFloat pace, Lumivera::Random &random);
 
     /// Moves it along with the desktop; what leaves the area comes back on the other side.
     void scroll(CGFloat distance);
 
     /// It gathers with others round the point, stays for some seconds and leaves.
-    void call(CGPoint point, Dice &dice);
+    void call(CGPoint point, Lumivera::Random &random);
 
     /// It flies away from the point.
-    void scatter(CGPoint point, Dice &dice);
+    void scatter(CGPoint point, Lumivera::Random &random);
 
     bool isCalled() const { return _stay > 0; }
 
@@ -47,8 +45,8 @@ class Firefly final : public UIImageView {
   private:
     ~Firefly() override = default;
 
-    void chooseCourse(Dice &dice);
-    void chooseRhythm(Dice &dice);
+    void chooseCourse(Lumivera::Random &random);
+    void chooseRhythm(Lumivera::Random &random);
     void fly(CGFloat pace);
     void keepInside();
     void shine();

@@ -21,10 +21,10 @@ CGFloat wave(int frame, int period) {
 
 } // namespace
 
-Stalk::Stalk(Retained<UIImage> picture, CGFloat x, Dice &dice)
-    : UIImageView(CGRect()), _x(x), _height(dice.between(0.7, 1.25)),
-      _lean(dice.between(-0.14, 0.14)), _period(dice.whole(150, 260)),
-      _frame(dice.whole(0, _period)) {
+Stalk::Stalk(Retained<UIImage> picture, CGFloat x, Lumivera::Random &random)
+    : UIImageView(CGRect()), _x(x), _height(random.between(0.7, 1.25)),
+      _lean(random.between(-0.14, 0.14)), _period(150 + random.below(111)),
+      _frame(random.below(_period)) {
     setImage(std::move(picture));
     layer()->setAnchorPoint({0.5, 1});
 }

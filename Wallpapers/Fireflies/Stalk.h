@@ -2,14 +2,12 @@
 
 #include <Lumivera/Wallpaper.h>
 
-#include "Dice.h"
-
 /// A stalk of grass before the meadow that sways about its foot, which is below the view's edge.
 /// Main thread.
 class Stalk final : public UIImageView {
   public:
     /// `x` is its place as a fraction of the view's width.
-    Stalk(Retained<UIImage> picture, CGFloat x, Dice &dice);
+    Stalk(Retained<UIImage> picture, CGFloat x, Lumivera::Random &random);
 
     void setArea(CGSize area);
 

@@ -159,7 +159,10 @@ void checkCredits(const CheckedBundle &bundle, const Reporter &report) {
     if (!bundle.description()) {
         return;
     }
-    if (bundle.text("license").empty() && bundle.text("licence").empty()) {
+    const auto isGiven = [&bundle](const char *key) {
+        return bundle.description()->objectForKey(key) != nullptr;
+    };
+    if (!isGiven("license") && !isGiven("licence")) {
         report.advise(subjectFor("license"), "is missing, so nobody may pass the bundle on",
                       "name the licence, such as CC0-1.0 or CC-BY-4.0");
     }
@@ -167,7 +170,7 @@ void checkCredits(const CheckedBundle &bundle, const Reporter &report) {
          {std::pair{"author", "is missing, so lists cannot say whose it is"},
           std::pair{"name", "is missing, so lists show the folder's name"},
           std::pair{"summary", "is missing: one sentence for people who choose"}}) {
-        if (bundle.text(key).empty()) {
+        if (!isGiven(key)) {
             report.advise(subjectFor(key), words, "add it");
         }
     }

@@ -81,10 +81,11 @@ std::string misnamed(const CheckedBundle &bundle, const std::string &name) {
     return nearestOf(name, others);
 }
 
+/// A background fills the screen in any size, so one large file is enough for all screens.
 void checkNeeded(const CheckedBundle &bundle, const std::string &name, const Reporter &report) {
     if (isFile(bundle, name)) {
         for (const int density : {2, 3}) {
-            if (!isFile(bundle, CheckedBundle::withDensity(name, density))) {
+            if (isPetal(name) && !isFile(bundle, CheckedBundle::withDensity(name, density))) {
                 report.advise(CheckedBundle::withDensity(name, density),
                               "is missing, so screens with " + std::to_string(density) +
                                   " pixels a point show another one, scaled",
@@ -148,6 +149,12 @@ void checkShape(const std::string &name, const Picture &picture, const Picture &
     }
 }
 
+/// Code may show its pictures as it likes; large ones are probably backgrounds.
+bool isBackground(const CheckedBundle &bundle, const std::string &name, const Picture &picture) {
+    return name == kBackground ||
+           (bundle.hasCode() && std::max(picture.width, picture.height) >= kMinBackground);
+}
+
 void checkDensities(const CheckedBundle &bundle, const Reporter &report) {
     forEachPicture(bundle, [&](const std::string &name, const Picture &picture) {
         const auto [baseName, density] = CheckedBundle::withoutDensity(name);
@@ -158,7 +165,7 @@ void checkDensities(const CheckedBundle &bundle, const Reporter &report) {
         const Picture *const base = isFile(bundle, baseName) ? bundle.picture(baseName) : nullptr;
         if (!isFile(bundle, baseName)) {
             report.wrong(name, "there is no " + baseName + " for other screens", "add it");
-        } else if (base && baseName == kBackground) {
+        } else if (base && isBackground(bundle, baseName, *base)) {
             checkShape(name, picture, *base, report);
         } else if (base && (picture.width != base->width * factor ||
                             picture.height != base->height * factor)) {

@@ -66,6 +66,34 @@ TEST(Check, FindsTwelveMistakesAtOnce) {
     }
 }
 
+/// The page's bundle has these mistakes, and the page shows what the program says.
+TEST(Check, SaysWhatItsPageShows) {
+    const TemporaryFolder folder;
+    MadeBundle bundle;
+    bundle.set("sakura Count", "");
+    bundle.set("sakura count", "<integer>60</integer>");
+    bundle.set("license", "");
+    bundle.draw("Lumivera_petal2.png", 8, 8, MadeBundle::Edge::Clear);
+    bundle.draw("lumivera_petal3@2x.png", 17, 16, MadeBundle::Edge::Clear);
+    for (const char *name : {"lumivera_petal2", "thumbnail"}) {
+        for (const char *ending : {".png", "@2x.png", "@3x.png"}) {
+            bundle.remove(std::string(name) + ending);
+        }
+    }
+    std::filesystem::rename(bundle.path(), folder.pathOf("Snow.bundle"));
+    const auto commands = commandsIn("checking.md");
+    ASSERT_EQ(commands.size(), 1u);
+    const ProgramRun run(commands[0],
+                         {.environment = {}, .largestFile = {}, .folder = folder.path()});
+    EXPECT_EQ(run.status(), 1);
+    const std::size_t end = run.output().find(" (seed ");
+    ASSERT_NE(end, std::string::npos);
+    const std::string page = contentsOf(LUMIVERA_SOURCE_DIR "/Docs/checking.md");
+    EXPECT_THAT(page,
+                HasSubstr(run.output().substr(folder.path().size(), end - folder.path().size())));
+    EXPECT_THAT(page, HasSubstr(run.output().substr(run.output().find('\n'))));
+}
+
 TEST(Check, GivesItsFindingsAsJSON) {
     MadeBundle bundle;
     bundle.set("sakura Count", "<integer>500</integer>");

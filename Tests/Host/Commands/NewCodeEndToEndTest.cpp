@@ -34,7 +34,9 @@ TEST_F(NewCode, MakesAFolderOfSourcesAndSaysHowToBuildThem) {
     EXPECT_EQ(run.output(), "made Fireflies; type next:\n"
                             "  cmake -S Fireflies -B Fireflies/build -D CMAKE_PREFIX_PATH=" +
                                 fs::canonical(LUMIVERA_BUILD_DIR).string() +
-                                "\n  cmake --build Fireflies/build\n");
+                                "\n  cmake --build Fireflies/build\n"
+                                "  lumivera render Fireflies/build/Fireflies.bundle"
+                                " -o Fireflies.webp\n");
     for (const char *name :
          {"FirefliesWallpaper.cpp", "CMakeLists.txt", "README.md", "Pictures/background.png",
           "Sounds/chime.wav", "Tests/compare-frames.cmake", ".gitignore"}) {
@@ -49,11 +51,14 @@ TEST_F(NewCode, MakesAFolderOfSourcesAndSaysHowToBuildThem) {
 
 TEST_F(NewCode, QuotesAFolderWithABlankInItsName) {
     _folder.makeFolder("my drafts");
-    const auto run = make({"my drafts/Fireflies", "--code"});
+    const auto run = make({"my drafts/Fireflies/", "--code"});
     EXPECT_EQ(run.status(), 0) << run.errors();
     EXPECT_THAT(run.output(), AllOf(StartsWith("made my drafts/Fireflies; type next:\n"
                                                "  cmake -S 'my drafts/Fireflies' -B "),
-                                    EndsWith("  cmake --build 'my drafts/Fireflies'/build\n")));
+                                    EndsWith("  cmake --build 'my drafts/Fireflies'/build\n"
+                                             "  lumivera render "
+                                             "'my drafts/Fireflies/build/Fireflies.bundle'"
+                                             " -o 'my drafts/Fireflies.webp'\n")));
 }
 
 TEST_F(NewCode, MakesNothingOverWhatIsThere) {

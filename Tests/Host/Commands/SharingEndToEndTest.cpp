@@ -67,6 +67,21 @@ class Sharing : public ::testing::Test {
     TemporaryFolder _folder;
 };
 
+TEST_F(Sharing, RunsEveryCommandOfItsPage) {
+    makeBundle(_folder);
+    const auto commands = commandsIn("sharing.md");
+    EXPECT_EQ(commands.size(), 3u);
+    for (std::vector<std::string> command : commands) {
+        if (command.front() != "bundle") {
+            // There is no terminal here to ask.
+            command.emplace_back("--yes");
+        }
+        const ProgramRun step = run(command);
+        EXPECT_EQ(step.status(), 0) << command.front() << ": " << step.errors();
+        EXPECT_EQ(fs::exists(installed()), command.front() == "install");
+    }
+}
+
 TEST_F(Sharing, GoesFromAFolderThroughAFileToAnotherUsersFolder) {
     makeBundle(_folder);
     const ProgramRun pack = run({"bundle", "pack", "Sleet.bundle"});

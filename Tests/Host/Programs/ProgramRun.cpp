@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -97,6 +98,21 @@ std::string contentsOf(const std::string &path) {
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();
+}
+
+std::vector<std::vector<std::string>> commandsIn(const std::string &page) {
+    std::istringstream lines(contentsOf(LUMIVERA_SOURCE_DIR "/Docs/" + page));
+    std::vector<std::vector<std::string>> commands;
+    for (std::string line; std::getline(lines, line);) {
+        line = line.substr(line.starts_with("$ ") ? 2 : 0);
+        std::istringstream words(line.substr(0, line.find(" # ")));
+        std::string program;
+        if (line.starts_with("lumivera ") && words >> program) {
+            commands.emplace_back(std::istream_iterator<std::string>(words),
+                                  std::istream_iterator<std::string>());
+        }
+    }
+    return commands;
 }
 
 std::string shippedBundle(const std::string &name) {

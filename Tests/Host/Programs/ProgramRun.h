@@ -49,6 +49,9 @@ class ProgramRun {
 /// The contents of a file; empty when there is none.
 std::string contentsOf(const std::string &path);
 
+/// The commands in the code blocks of a page in Docs, in words and each without `lumivera`.
+std::vector<std::vector<std::string>> commandsIn(const std::string &page);
+
 /// The path of a shipped bundle in the build folder.
 std::string shippedBundle(const std::string &name);
 

@@ -12,8 +12,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <iterator>
-#include <sstream>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -290,20 +288,6 @@ TEST_F(NewPhoto, LeavesNothingBehindWhereItMayNotWriteOrTheDiskIsFull) {
     chmod(closed.c_str(), 0555);
     expectRefused({"new", closed + "/Out.bundle", "--background", _photo},
                   "cannot be made: Permission denied");
-}
-
-/// The commands of a page's code blocks.
-std::vector<std::vector<std::string>> commandsIn(const std::string &page) {
-    std::istringstream lines(contentsOf(LUMIVERA_SOURCE_DIR "/Docs/" + page));
-    std::vector<std::vector<std::string>> commands;
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string word;
-        if (line.starts_with("lumivera ") && words >> word) {
-            commands.push_back({std::istream_iterator<std::string>(words), {}});
-        }
-    }
-    return commands;
 }
 
 TEST_F(NewPhoto, RunsEveryCommandOfThePageOnMakingWallpapers) {

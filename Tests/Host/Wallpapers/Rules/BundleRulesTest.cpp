@@ -37,11 +37,35 @@ std::vector<std::string> remarksOn(const std::string &path) {
 
 TEST(BundleRules, FindNothingInBundlesThatAreInOrder) {
     EXPECT_THAT(remarksOn(MadeBundle().path()), IsEmpty());
-    EXPECT_THAT(remarksOn(shippedBundle("Lumivera.bundle")), IsEmpty());
-    EXPECT_THAT(remarksOn(shippedBundle("Maple.bundle")), IsEmpty());
+    for (const char *name : {"Lumivera", "Maple", "Snow", "Fireflies", "Gallery"}) {
+        EXPECT_THAT(remarksOn(shippedBundle(name + std::string(".bundle"))), IsEmpty()) << name;
+    }
     MadeBundle withCode;
     withCode.addLibrary("test-wallpapers/libTinyWallpaper.so");
     EXPECT_THAT(remarksOn(withCode.path()), IsEmpty());
+}
+
+TEST(BundleRules, TakeOneLargeFileForTheBackgroundOfAllScreens) {
+    MadeBundle bundle;
+    bundle.remove("lumivera_background_@2x.png");
+    bundle.remove("lumivera_background_@3x.png");
+    bundle.draw("lumivera_background_.png", 1600, 12, Edge::Opaque);
+    EXPECT_THAT(remarksOn(bundle.path()), IsEmpty());
+}
+
+TEST(BundleRules, LetCodeHaveLargePicturesOfAnySizeButOneShape) {
+    MadeBundle bundle;
+    bundle.addLibrary("test-wallpapers/libTinyWallpaper.so");
+    bundle.draw("meadow.png", 1280, 640, Edge::Opaque);
+    bundle.draw("meadow@2x.png", 1600, 800, Edge::Opaque);
+    EXPECT_THAT(remarksOn(bundle.path()), IsEmpty());
+    bundle.draw("meadow@2x.png", 1600, 600, Edge::Opaque);
+    EXPECT_THAT(remarksOn(bundle.path()), testing::ElementsAre(testing::HasSubstr(
+                                              "meadow@2x.png: is 1600x600, another shape")));
+    bundle.draw("meadow.png", 40, 20, Edge::Opaque);
+    bundle.draw("meadow@2x.png", 50, 25, Edge::Opaque);
+    EXPECT_THAT(remarksOn(bundle.path()),
+                testing::ElementsAre(testing::HasSubstr("meadow@2x.png: is 50x25, not 80x40")));
 }
 
 TEST(BundleRules, HaveNamesOfTheirOwn) {
