@@ -208,9 +208,6 @@ class HostileCheck : public ::testing::TestWithParam<BrokenLibrary> {};
 
 TEST_P(HostileCheck, TellsInOneLine) {
     const BrokenLibrary &library = GetParam();
-    if (!kIsMemoryLimited && std::string_view(library.deed).starts_with("allocate")) {
-        GTEST_SKIP() << "needs a limit of memory, so no address or thread sanitizer";
-    }
     const TemporaryFolder folder;
     const std::string bundle = hostileBundle(folder.path(), library.deed);
     const ProgramRun run({"check", bundle, "--seed", "5"});

@@ -397,9 +397,6 @@ class HostileWindow : public ProgramWindowTest,
 
 TEST_P(HostileWindow, EndsWithOneLine) {
     const BrokenLibrary &library = GetParam();
-    if (!kIsMemoryLimited && std::string_view(library.deed).starts_with("allocate")) {
-        GTEST_SKIP() << "needs a limit of memory, so no address or thread sanitizer";
-    }
     const std::string bundle = hostileBundle(_folder.path(), library.deed);
     startWithErrors({"run", bundle, "--seconds", library.ends(kRun) ? "40" : "4"}, "errors");
     if (library.cause != Cause::Showing) {

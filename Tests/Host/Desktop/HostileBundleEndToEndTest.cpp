@@ -10,7 +10,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <string_view>
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
@@ -44,14 +43,13 @@ class HostileBundleEndToEndTest : public DesktopProgramTest {
     }
 
     bool isBundleShown() {
-        return statusBecomes(
-            [&](json output) { return output["bundle"] == _bundle && output["frames"] > 0; });
+        return statusBecomes([&](json output) { return output["bundle"] == _bundle; });
     }
 
     /// A wallpaper is shown, nothing was written, and the host ends as it should.
     void expectNothingTakenDown() {
-        const auto shown = picture();
-        ASSERT_TRUE(shown);
+        Retained<CGImage> shown; // none while a view is begun anew
+        ASSERT_TRUE(eventually([&] { return (shown = picture()) != nullptr; }));
         EXPECT_EQ(shown->width(), 1920U);
         EXPECT_EQ(listing(_home), _before) << "nothing was written";
         EXPECT_FALSE(std::filesystem::exists("/tmp/written"));
@@ -101,9 +99,6 @@ class BrokenBundleEndToEndTest : public HostileBundleEndToEndTest,
 
 TEST_P(BrokenBundleEndToEndTest, TakesNothingDown) {
     const BrokenLibrary &library = GetParam();
-    if (!kIsMemoryLimited && std::string_view(library.deed).starts_with("allocate")) {
-        GTEST_SKIP() << "needs a limit of memory, so no address or thread sanitizer";
-    }
     begin(library.deed);
     if (!library.isSeenBy(kDesktop)) {
         EXPECT_TRUE(isBundleShown());
@@ -126,11 +121,11 @@ TEST_P(BrokenBundleEndToEndTest, TakesNothingDown) {
         })) << log();
         EXPECT_THAT(log(), HasSubstr("Lumivera.bundle is shown instead"));
     }
-    EXPECT_TRUE(statusBecomes([](json output) { return output["frames"] > 0; }));
     expectNothingTakenDown();
 }
 
-INSTANTIATE_TEST_SUITE_P(Libraries, BrokenBundleEndToEndTest, ::testing::ValuesIn(kBrokenLibraries),
+INSTANTIATE_TEST_SUITE_P(Libraries, BrokenBundleEndToEndTest,
+                         ::testing::ValuesIn(brokenLibraries()),
                          [](const auto &info) { return nameOfBrokenLibrary(info); });
 
 TEST_F(HostileBundleEndToEndTest, ReachesNothingWhenItLoads) {

@@ -1,9 +1,12 @@
 #pragma once
 
 #include "Host/Wallpapers/Rules/Remark.h"
+#include "Tests/Host/Desktop/Isolation/HostileBundle.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -146,12 +149,16 @@ inline constexpr BrokenLibrary kBrokenLibraries[] = {
     {"move-in-frame", "says what makes no sense"},
 };
 
-/// The rows that take long, or the others.
-inline std::vector<BrokenLibrary> brokenLibraries(bool areSlow) {
+/// All rows, those that take long, or the others; where there is no limit of memory, without those
+/// that need one.
+inline std::vector<BrokenLibrary> brokenLibraries(std::optional<bool> areSlow = {}) {
     std::vector<BrokenLibrary> libraries;
     std::copy_if(std::begin(kBrokenLibraries), std::end(kBrokenLibraries),
-                 std::back_inserter(libraries),
-                 [areSlow](const BrokenLibrary &library) { return library.isSlow == areSlow; });
+                 std::back_inserter(libraries), [areSlow](const BrokenLibrary &library) {
+                     const bool takesAll = std::string_view(library.deed).starts_with("allocate");
+                     return library.isSlow == areSlow.value_or(library.isSlow) &&
+                            (kIsMemoryLimited || !takesAll);
+                 });
     return libraries;
 }
 
