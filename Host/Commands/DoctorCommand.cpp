@@ -92,7 +92,7 @@ class Trial final : private RemoteView::Listener {
             DescriptorWaiter waiter;
             const auto memory = std::make_shared<SharedBuffers>(kTrialSize, kTrialSize, 1);
             const auto refused = [this](const std::string &name) { _refused.insert(name); };
-            ViewProcess view(waiter, {{bundle, {}, memory, 1}, false, refused}, *this);
+            ViewProcess view(waiter, {{bundle, {}, memory, 1}, {false, refused}}, *this);
             view.allowDrawing(0);
             const Clock::Nanoseconds end = Clock::current().deadlineAfter(kUntilPicture);
             while (!_hasDrawn && _problem.empty() && NSRunLoop::mainRunLoop().runNextCall(end)) {

@@ -105,9 +105,9 @@ void showForeign(const WallpaperBundle &bundle, const char *folder,
     const SimulatedTime time({{0, 0}, settings.size}, settings.density);
     const auto foreign = folder ? NSBundle::bundleWithPath(folder) : nullptr;
     const auto root = UIView::initWithFrame({{0, 0}, settings.size});
+    const BundleCall call(BundleCall::Kind::Ending);
     if (const auto view = bundle.makeViewOf(foreign.get())) {
         show(*view, *root, settings);
-        const BundleCall call(BundleCall::Kind::Ending);
         view->removeFromSuperview();
     }
 }
@@ -116,18 +116,15 @@ void showForeign(const WallpaperBundle &bundle, const char *folder,
 void showOnce(const WallpaperBundle &bundle, const WallpaperSettings &settings) {
     const SimulatedTime time({{0, 0}, settings.size}, settings.density);
     const auto root = UIView::initWithFrame({{0, 0}, settings.size});
+    const BundleCall call(BundleCall::Kind::Ending); // until all of the view is gone
     Weak<DeskTopView> last;
     {
         const auto view = bundle.makeView();
         last = Weak<DeskTopView>(view.get());
         show(*view, *root, settings);
-        const BundleCall call(BundleCall::Kind::Ending);
         view->removeFromSuperview();
     }
-    {
-        const BundleCall call(BundleCall::Kind::Ending);
-        NSRunLoop::mainRunLoop().runForSeconds(kEnding);
-    }
+    NSRunLoop::mainRunLoop().runForSeconds(kEnding);
     if (last.lock()) {
         throw HostError(bundle.path(), "a view that was removed and released lives on",
                         "release what retains it: a timer, a thread, a closure, itself");

@@ -8,6 +8,7 @@
 #include "Platform/Foundation/NSLog.h"
 
 #include <array>
+#include <cmath>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -305,6 +306,11 @@ std::string ConfinedProcess::complaintAboutKernel(std::uint64_t tableKilobytes) 
     return "";
 }
 
+std::string ConfinedProcess::complaintAboutSilence(NSTimeInterval seconds, TimeOf time) const {
+    return "has drawn nothing for " + std::to_string(std::lround(seconds)) +
+           (time == TimeOf::Clock ? " s" : " s of processor time") + place();
+}
+
 /// Kills the processes if they still run. Returns how the view's ended, in words.
 std::string ConfinedProcess::end() {
     if (_process <= 0) {
@@ -329,6 +335,9 @@ std::string ConfinedProcess::end() {
         return "was killed, but does not end";
     }
     const int status = *ending;
+    if (WIFEXITED(status) && WEXITSTATUS(status) == kStatusOfAbort) {
+        return "has called abort" + place() + lastWords();
+    }
     if (WIFEXITED(status)) {
         return "has exited with status " + std::to_string(WEXITSTATUS(status)) + place() +
                lastWords();

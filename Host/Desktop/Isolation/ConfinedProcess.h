@@ -122,6 +122,11 @@ class ConfinedProcess final {
     /// it is in none.
     std::string place() const;
 
+    /// The words for a process that was waited for in vain so long, in seconds: of the clock, or of
+    /// its own processor time.
+    enum class TimeOf { Clock, Processor };
+    std::string complaintAboutSilence(NSTimeInterval seconds, TimeOf time = TimeOf::Clock) const;
+
     /// Kills the process if it still runs. Returns how it ended, in words.
     std::string end();
 

@@ -3,7 +3,6 @@
 #include "Platform/Foundation/NSRunLoop.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstring>
 #include <unistd.h>
@@ -213,11 +212,9 @@ void RenderingProcess::check() {
     _lastSeconds = seconds;
     std::string complaint = _process.complaintAboutKernel(kMaxTableKilobytes);
     if ((seconds - _secondsBefore) * _timeFactor >= _patience) {
-        complaint = "has not finished a frame within " + std::to_string(std::lround(_patience)) +
-                    " s of processor time" + _process.place();
+        complaint = _process.complaintAboutSilence(_patience, ConfinedProcess::TimeOf::Processor);
     } else if (_idleChecks * kBetweenChecks * _timeFactor >= _idlePatience) {
-        complaint = "has not gone on with a frame for " +
-                    std::to_string(std::lround(_idlePatience)) + " s" + _process.place();
+        complaint = _process.complaintAboutSilence(_idlePatience);
     }
     if (!complaint.empty()) {
         _process.end();

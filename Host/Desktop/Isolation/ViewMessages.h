@@ -17,6 +17,9 @@ inline constexpr unsigned kMaxViewThreads = 256;
 /// The most log lines of a process; it keeps later ones to itself.
 inline constexpr unsigned kMaxLogLines = 1000;
 
+/// The exit status of a process that has called abort().
+inline constexpr int kStatusOfAbort = 134;
+
 /// The address space that a view may take, in bytes: three times what one of the largest screens
 /// takes. `pictureBytes` is the size of the memory that it shares with the host.
 constexpr std::uint64_t maxViewBytes(std::uint64_t width, std::uint64_t height,

@@ -380,8 +380,7 @@ void ViewProcess::check() {
 /// The reason to end the process; empty when there is none.
 std::string ViewProcess::complaintAt(Clock::Nanoseconds now) {
     if (now >= std::min(_pictureDeadline, _answerDeadline)) {
-        return "has drawn nothing for " + std::to_string(_patience / 1'000'000'000) + " s" +
-               _process.place();
+        return _process.complaintAboutSilence(static_cast<NSTimeInterval>(_patience) / 1e9);
     }
     if (_hasWatchdog && _unsent.size() > kMaxUnsent) {
         return "does not listen";

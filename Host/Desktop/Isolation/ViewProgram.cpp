@@ -142,6 +142,10 @@ const PacketSocket *hostOfLastWords = nullptr;
     std::_Exit(1);
 }
 
+/// A namespace's first process gets no signal that it does not handle, so that abort() would end it
+/// as a crash does.
+void endByAbort(int) { std::_Exit(kStatusOfAbort); }
+
 void serve(const PacketSocket &host, const Arguments &given) {
     ViewService::Start start = ViewService::readStart(host);
     const SharedBuffers &memory = *start.memory;
@@ -204,6 +208,7 @@ int runViewProgram(int argumentCount, const char *const *arguments) {
     });
     hostOfLastWords = &host;
     std::set_terminate(endByException);
+    std::signal(SIGABRT, endByAbort);
     try {
         serve(host, given);
     } catch (const std::exception &error) {

@@ -72,7 +72,10 @@ std::string nearestOf(std::string_view text, const std::vector<std::string> &kno
     std::string nearest;
     std::size_t least = std::min(kMaxSlips, letters.size() / kLettersASlip) + 1;
     for (const std::string &word : known) {
-        const std::size_t slips = distance(letters, plain(word));
+        const std::string other = plain(word);
+        const std::size_t longer = std::max(letters.size(), other.size());
+        const std::size_t added = longer - std::min(letters.size(), other.size());
+        const std::size_t slips = added < least ? distance(letters, other) : least;
         if (slips < least) {
             least = slips;
             nearest = word;

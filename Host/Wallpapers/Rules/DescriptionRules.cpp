@@ -45,7 +45,15 @@ std::vector<std::string> keyNames() {
     return names;
 }
 
-std::string quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+/// Long ones are cut between two characters.
+std::string quoted(std::string_view text) {
+    constexpr std::size_t kMaxShown = 80;
+    std::size_t end = std::min(text.size(), kMaxShown);
+    while (end < text.size() && end > 0 && (text[end] & 0xc0) == 0x80) {
+        --end;
+    }
+    return "\"" + std::string(text.substr(0, end)) + (end < text.size() ? "…" : "") + "\"";
+}
 
 std::string subjectFor(std::string_view key) {
     return std::string(kDescriptionName) + ", " + quoted(key);

@@ -1,5 +1,6 @@
 #include "Host/Wallpapers/Rules/Remark.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Lumivera {
@@ -44,7 +45,16 @@ void Reporter::add(Degree degree, std::string_view line) const {
 
 void Reporter::add(Degree degree, std::string subject, std::string words,
                    std::string remedy) const {
-    _remarks.push_back({degree, _rule, std::move(subject), std::move(words), std::move(remedy)});
+    ++_count;
+    if (_count <= kMaxRemarks) {
+        _remarks.push_back(
+            {degree, _rule, std::move(subject), std::move(words), std::move(remedy)});
+    } else if (_count == kMaxRemarks + 1) {
+        _remarks.push_back({degree, _rule, "the rest", "there is more of this kind",
+                            "mend what stands above first"});
+    } else {
+        _remarks.back().degree = std::min(_remarks.back().degree, degree);
+    }
 }
 
 } // namespace Lumivera

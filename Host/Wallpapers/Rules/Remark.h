@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,9 +35,12 @@ struct Remark {
 
 using Remarks = std::vector<Remark>;
 
-/// Takes the remarks of one rule.
+/// Takes the remarks of one rule: many, but not as many as a bundle can give cause for. The last
+/// one then stands for the rest.
 class Reporter {
   public:
+    static constexpr std::size_t kMaxRemarks = 100;
+
     /// The remarks are not owned.
     Reporter(std::string_view rule, Remarks &remarks) : _rule(rule), _remarks(remarks) {}
 
@@ -52,6 +56,7 @@ class Reporter {
   private:
     const std::string _rule;
     Remarks &_remarks;
+    mutable std::size_t _count = 0;
 };
 
 } // namespace Lumivera

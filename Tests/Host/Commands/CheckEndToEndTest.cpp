@@ -1,15 +1,20 @@
 #include "Host/Desktop/Isolation/CodeRules.h"
 #include "Host/Wallpapers/Rules/BundleRules.h"
+#include "Tests/Host/Desktop/Isolation/BrokenLibraries.h"
 #include "Tests/Host/Desktop/Isolation/HostileBundle.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Host/Wallpapers/Rules/MadeBundle.h"
+#include "Tests/Platform/CoreGraphics/PNGBuilder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cstdint>
 #include <set>
+#include <sstream>
+#include <string_view>
 
 using ::testing::AllOf;
 using ::testing::EndsWith;
@@ -94,6 +99,57 @@ TEST(Check, SaysWhatItsPageShows) {
     EXPECT_THAT(page, HasSubstr(run.output().substr(run.output().find('\n'))));
 }
 
+/// Much less than the picture of 60000x60000 would take, and enough for all others.
+constexpr std::uint64_t kMuchMemory = std::uint64_t{1} << 30;
+
+TEST(Check, TellsOfEachBadPictureOnceWithoutMuchMemory) {
+    const MadeBundle bundle;
+    const auto petal = [](std::uint32_t x, std::uint32_t y, int channel) {
+        const bool isEdge = x == 0 || y == 0 || x == 7 || y == 7;
+        return channel == 3 && isEdge ? 0U : 200U;
+    };
+    const auto text = [](const PNGBuilder::Bytes &bytes) {
+        return std::string(bytes.begin(), bytes.end());
+    };
+    bundle.write(
+        "lumivera_flower1.png",
+        text(PNGBuilder({.width = 8, .height = 8, .isInterlaced = true}).pixels(petal).finish()));
+    bundle.write("lumivera_petal1.png",
+                 text(PNGBuilder({.width = 60'000, .height = 60'000})
+                          .chunk("IDAT", PNGBuilder::stored(PNGBuilder::Bytes(1000)))
+                          .finish()));
+    const std::string whole = text(PNGBuilder({.width = 8, .height = 8}).pixels(petal).finish());
+    bundle.write("lumivera_petal2.png", whole.substr(0, whole.size() / 2));
+    bundle.write("lumivera_petal3.png", "");
+    ProgramRun::Options options;
+    if (kIsMemoryLimited) {
+        options.mostMemory = kMuchMemory;
+    }
+    const ProgramRun run({"check", bundle.path(), "--seed", "5"}, options);
+    EXPECT_EQ(run.status(), 1);
+    EXPECT_TRUE(run.saysOneLine()) << run.errors();
+    std::string lines = bundle.path() + ": 3 wrong (seed 5)\n";
+    for (const char *const name :
+         {"lumivera_petal1.png", "lumivera_petal2.png", "lumivera_petal3.png"}) {
+        lines += std::string("  wrong     ") + name +
+                 ": is damaged, too large or no picture; PNG, JPEG and WebP files of up to 64 "
+                 "million pixels are understood  [decoding]\n";
+    }
+    EXPECT_EQ(run.output(), lines);
+}
+
+TEST(Check, SaysLittleOfADescriptionThatHoldsMuch) {
+    MadeBundle bundle;
+    std::string entries;
+    for (int i = 0; i < 100'000; ++i) {
+        entries += "<key>petal Count" + std::to_string(i) + "</key><true/>";
+    }
+    bundle.write("description.plist", propertyList(entries));
+    const ProgramRun run({"check", bundle.path(), "--only", "keys"});
+    EXPECT_EQ(std::count(run.output().begin(), run.output().end(), '\n'), 102);
+    EXPECT_THAT(run.output(), HasSubstr("the rest: there is more of this kind"));
+}
+
 TEST(Check, GivesItsFindingsAsJSON) {
     MadeBundle bundle;
     bundle.set("sakura Count", "<integer>500</integer>");
@@ -173,21 +229,29 @@ TEST(Check, GoesOnAfterAFailure) {
     EXPECT_THAT(run.output(), HasSubstr("(seed 3)"));
 }
 
-/// Deliberately broken libraries that no test of the other commands has.
-TEST(BrokenLibrary, EndsARenderingWithOneLine) {
-    for (const auto &[library, reason] :
-         {std::pair{"StartingWallpaper", "threw std::runtime_error in the code that runs when it "
-                                         "is loaded: a mistake at the start"},
-          std::pair{"UnboundWallpaper", "undefined symbol: functionThatIsNowhere"},
-          std::pair{"NoEntryPoint", "has no function getDeskTopViewInstance"}}) {
-        const TemporaryFolder folder;
-        const std::string bundle = hostileBundle(folder.path(), library);
-        const ProgramRun run({"render", bundle, "--frames", "9", "--trace", folder.pathOf("t")});
-        EXPECT_EQ(run.status(), 1);
-        EXPECT_TRUE(run.saysOneLine()) << run.errors();
-        EXPECT_THAT(run.errors(), AllOf(StartsWith("lumivera: " + bundle), HasSubstr(reason)));
+class HostileCheck : public ::testing::TestWithParam<BrokenLibrary> {};
+
+TEST_P(HostileCheck, TellsInOneLine) {
+    const BrokenLibrary &library = GetParam();
+    const TemporaryFolder folder;
+    const std::string bundle = hostileBundle(folder.path(), library.deed);
+    const ProgramRun run({"check", bundle, "--seed", "5"});
+    const bool isWrong = library.degree == Lumivera::Degree::Wrong;
+    EXPECT_EQ(run.status(), isWrong ? 1 : 0);
+    EXPECT_EQ(run.errors(),
+              isWrong ? "lumivera: " + bundle + ": something is wrong; see the lines above\n" : "");
+    EXPECT_THAT(run.output(), StartsWith(bundle + ": "));
+    std::istringstream lines(run.output());
+    const std::string beginning = isWrong ? "  wrong     hostile.so: " : "  doubtful  hostile.so: ";
+    bool isTold = false;
+    for (std::string line; std::getline(lines, line);) {
+        isTold = isTold || (line.starts_with(beginning) && library.isToldIn(line));
     }
+    EXPECT_TRUE(isTold) << run.output();
 }
+
+INSTANTIATE_TEST_SUITE_P(Libraries, HostileCheck, ::testing::ValuesIn(brokenLibraries(false)),
+                         [](const auto &info) { return nameOfBrokenLibrary(info); });
 
 TEST(List, MarksBundlesWithMistakes) {
     MadeBundle bundle;

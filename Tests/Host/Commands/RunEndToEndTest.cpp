@@ -1,3 +1,4 @@
+#include "Tests/Host/Desktop/Isolation/BrokenLibraries.h"
 #include "Tests/Host/Desktop/Isolation/HostileBundle.h"
 #include "Tests/Host/Programs/ProcessActivity.h"
 #include "Tests/Host/Programs/ProgramWindowTest.h"
@@ -366,42 +367,55 @@ TEST_F(Window, PlaysTheSoundsOfTheBundle) {
     EXPECT_EQ(end(SIGTERM), 0);
 }
 
-/// A deed, and the reason that the program gives.
-using Deed = std::pair<const char *, const char *>;
+class HostileWindow : public ProgramWindowTest,
+                      public ::testing::WithParamInterface<BrokenLibrary> {
+  protected:
+    std::string errors() const { return contentsOf(_folder.pathOf("errors")); }
 
-class HostileWindow : public ProgramWindowTest, public ::testing::WithParamInterface<Deed> {};
+    /// Once the window is there, does that until the program says something.
+    void bringAbout(Cause cause) {
+        ASSERT_NO_FATAL_FAILURE(findWindow(GetParam().deed));
+        focus();
+        unsigned times = 0;
+        eventually(
+            [&] {
+                happen(cause, ++times);
+                return !errors().empty();
+            },
+            GetParam().isSeenBy(kRun) ? 20 : 1);
+    }
+
+  private:
+    void happen(Cause cause, unsigned times) const {
+        if (cause == Cause::Tap || cause == Cause::Gesture) {
+            click(50, 50);
+        } else if (cause == Cause::Resize) {
+            resize(300 + 10 * static_cast<int>(times), 400);
+        } else {
+            press(cause == Cause::SpeedChange ? "Up" : "space");
+        }
+    }
+};
 
 TEST_P(HostileWindow, EndsWithOneLine) {
-    const std::string bundle = hostileBundle(_folder.path(), GetParam().first);
-    const ProgramRun run = runToEnd({"run", bundle});
-    EXPECT_EQ(run.status(), 1);
-    EXPECT_TRUE(run.saysOneLine()) << run.errors();
-    EXPECT_THAT(run.errors(), ::testing::StartsWith("lumivera: " + bundle));
-    EXPECT_THAT(run.errors(), HasSubstr(GetParam().second));
+    const BrokenLibrary &library = GetParam();
+    const std::string bundle = hostileBundle(_folder.path(), library.deed);
+    startWithErrors({"run", bundle, "--seconds", library.ends(kRun) ? "40" : "4"}, "errors");
+    if (library.cause != Cause::Showing) {
+        bringAbout(library.cause);
+    }
+    EXPECT_EQ(waitForEnd(), library.ends(kRun) ? 1 : 0);
+    if (library.isSeenBy(kRun)) {
+        EXPECT_THAT(errors(), ::testing::StartsWith("lumivera: " + bundle));
+        EXPECT_TRUE(library.isToldIn(errors())) << errors();
+        EXPECT_EQ(errors().find('\n') + 1, errors().size()) << "one line";
+    } else {
+        EXPECT_EQ(errors(), "") << library.blindness;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(Deeds, HostileWindow,
-                         ::testing::Values(Deed("crash-in-entry", "was ended by signal 11"),
-                                           Deed("crash-in-frame", "was ended by signal 11"),
-                                           Deed("exit-in-init", "status 7, in initResource"),
-                                           Deed("throw-in-entry", "a wallpaper's own mistake"),
-                                           Deed("throw-in-init", "a wallpaper's own mistake"),
-                                           Deed("throw-in-frame", "threw std::runtime_error in "
-                                                                  "doAnimating: a wallpaper's own"),
-                                           Deed("throw-number-in-frame", "threw int in"),
-                                           Deed("nothing-in-return", "gave no view"),
-                                           Deed("number-in-return", "getDeskTopViewInstance gave"),
-                                           Deed("plain-view-in-return", "DeskTopView: UIView"),
-                                           Deed("other-view-in-return", "another class than"),
-                                           Deed("dangling-in-return", "getDeskTopViewInstance"),
-                                           Deed("trace-in-init", "says what makes no sense"),
-                                           Deed("wait-in-init",
-                                                "nothing for 20 s, in initResource")),
-                         [](const auto &info) {
-                             std::string name = info.param.first;
-                             std::erase(name, '-');
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Libraries, HostileWindow, ::testing::ValuesIn(brokenLibraries(false)),
+                         [](const auto &info) { return nameOfBrokenLibrary(info); });
 
 TEST_F(Window, RefusesWhatOthersCanWriteUnlessItIsTrusted) {
     const std::string bundle = testBundle(_folder.path(), "TinyWallpaper");

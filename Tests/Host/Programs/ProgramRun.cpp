@@ -38,17 +38,21 @@ void changeEnvironment(const std::vector<std::string> &changes) {
     }
 }
 
+void limitTo(std::optional<std::uint64_t> most, decltype(RLIMIT_AS) resource) {
+    rlimit limit{};
+    if (most && getrlimit(resource, &limit) == 0) {
+        limit.rlim_cur = *most;
+        setrlimit(resource, &limit);
+    }
+}
+
 void prepareChild(const ProgramRun::Options &options, int output, int errors) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(output, STDOUT_FILENO);
     dup2(errors, STDERR_FILENO);
     changeEnvironment(options.environment);
-    if (options.largestFile) {
-        rlimit limit{};
-        getrlimit(RLIMIT_FSIZE, &limit);
-        limit.rlim_cur = *options.largestFile;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
+    limitTo(options.largestFile, RLIMIT_FSIZE);
+    limitTo(options.mostMemory, RLIMIT_AS);
     if (!options.folder.empty() && chdir(options.folder.c_str()) != 0) {
         _exit(126);
     }

@@ -18,6 +18,9 @@ class ProgramRun {
         std::optional<std::uint64_t> largestFile;
 
         std::string folder;
+
+        /// The address space that it may take, in bytes.
+        std::optional<std::uint64_t> mostMemory = {};
     };
 
     /// Runs the program and waits until it ends.

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <sstream>
 #include <unistd.h>
 
@@ -35,6 +36,14 @@ ProgramWindowTest::optionsWith(const std::vector<std::string> &environment) cons
 void ProgramWindowTest::start(const std::vector<std::string> &arguments,
                               const std::vector<std::string> &environment) {
     _process = ProgramRun::begin(arguments, optionsWith(environment), STDOUT_FILENO, STDERR_FILENO);
+}
+
+void ProgramWindowTest::startWithErrors(const std::vector<std::string> &arguments,
+                                        const std::string &name) {
+    const int errors =
+        open(_folder.pathOf(name).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    _process = ProgramRun::begin(arguments, optionsWith({}), STDOUT_FILENO, errors);
+    close(errors);
 }
 
 ProgramRun ProgramWindowTest::runToEnd(const std::vector<std::string> &arguments) const {

@@ -22,6 +22,9 @@ class ProgramWindowTest : public ::testing::Test {
     void start(const std::vector<std::string> &arguments,
                const std::vector<std::string> &environment = {});
 
+    /// The same with its stderr in a file of that name in the folder.
+    void startWithErrors(const std::vector<std::string> &arguments, const std::string &name);
+
     /// Runs the program until it ends.
     ProgramRun runToEnd(const std::vector<std::string> &arguments) const;
 

@@ -49,7 +49,26 @@ std::string bundleFolder;
 
 [[noreturn]] void crash() {
     std::signal(SIGSEGV, SIG_DFL); // whoever looks for mistakes would make an exit of it
-    raise(SIGSEGV);
+    // A signal that the first process of a namespace sends itself would not end it.
+    static volatile std::uintptr_t nowhere = 64;
+    *reinterpret_cast<volatile int *>(nowhere) = 1;
+    std::abort();
+}
+
+/// As deep as the stack is, and deeper.
+unsigned fall(unsigned depth) {
+    volatile unsigned frame[256];
+    frame[depth % 256] = depth;
+    return depth == ~0U ? 0 : fall(depth + 1) + frame[depth % 256];
+}
+
+void overflow() {
+    std::signal(SIGSEGV, SIG_DFL);
+    fall(0);
+}
+
+[[noreturn]] void giveUp() {
+    std::fputs("hostile.cpp:7: nothing is as it should be\n", stderr);
     std::abort();
 }
 
@@ -76,6 +95,8 @@ std::string bundleFolder;
 }
 
 [[noreturn]] void leave() { std::exit(7); }
+
+[[noreturn]] void leaveAtOnce() { _exit(7); }
 
 [[noreturn]] void raiseException() { throw std::runtime_error("a wallpaper's own mistake"); }
 
@@ -290,6 +311,9 @@ void misbehave(const std::string &moment) {
                                                             {"loop", loop},
                                                             {"allocate", allocate},
                                                             {"exit", leave},
+                                                            {"exit-at-once", leaveAtOnce},
+                                                            {"overflow", overflow},
+                                                            {"abort", giveUp},
                                                             {"print", print},
                                                             {"reach-out", reachOut},
                                                             {"throw", raiseException},
@@ -322,7 +346,7 @@ void misbehave(const std::string &moment) {
 /// Otherwise behaves well, and changes its colour in every frame.
 class HostileView final : public DeskTopView {
   public:
-    explicit HostileView(const CGRect &frame) : DeskTopView(frame) {}
+    explicit HostileView(const CGRect &frame) : DeskTopView(frame) { misbehave("construction"); }
 
     void initResource() override {
         misbehave("init");
@@ -382,7 +406,7 @@ class HostileView final : public DeskTopView {
     }
 
   private:
-    ~HostileView() override = default;
+    ~HostileView() override { misbehave("deallocation"); }
 
     /// Leaks, or does something else each time.
     void takeMore() {

@@ -3,6 +3,7 @@
 #include "Host/Playing/TraceWriter.h"
 #include "Host/Rendering/RenderingSession.h"
 #include "Host/Support/HostError.h"
+#include "Tests/Host/Desktop/Isolation/BrokenLibraries.h"
 #include "Tests/Host/Desktop/Isolation/HostileBundle.h"
 #include "Tests/Host/Programs/ProgramRun.h"
 #include "Tests/Platform/Foundation/TemporaryFolder.h"
@@ -13,11 +14,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
-#include <string_view>
 #include <vector>
 
 using namespace Lumivera;
-using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -104,20 +103,6 @@ TEST(RenderingProcessTest, RendersAMillionPetals) {
     EXPECT_GT(process.nextFrame()->trace.size(), 50U * kMaxPetals);
 }
 
-TEST(RenderingProcessTest, EndsAFrameThatTakesAMinuteOfTheProcessor) {
-    const TemporaryFolder folder;
-    for (const auto &[deed, place] :
-         {std::pair{"loop-in-entry", "getDeskTopViewInstance"},
-          std::pair{"loop-in-init", "initResource"}, std::pair{"loop-in-frame", "doAnimating"}}) {
-        auto start = seeded(hostileBundle(folder.path(), deed), 150);
-        start.timeFactor = 60;
-        EXPECT_EQ(failureOf(start), start.bundle +
-                                        ": has not finished a frame within 60 s of "
-                                        "processor time, in " +
-                                        place);
-    }
-}
-
 TEST(RenderingProcessTest, IsMorePatientWithPetalsThatWereAskedFor) {
     RenderingProcess::Start start;
     EXPECT_EQ(RenderingProcess::patienceFor(start), 60);
@@ -127,70 +112,77 @@ TEST(RenderingProcessTest, IsMorePatientWithPetalsThatWereAskedFor) {
     EXPECT_EQ(RenderingProcess::patienceFor(start), 101 * 60);
 }
 
-TEST(RenderingProcessTest, EndsAFrameThatWaitsForEver) {
+class SlowRendering : public ::testing::TestWithParam<BrokenLibrary> {};
+
+TEST_P(SlowRendering, EndsAfterAMinute) {
     const TemporaryFolder folder;
-    auto start = seeded(hostileBundle(folder.path(), "wait-in-frame"), 150);
+    auto start = seeded(hostileBundle(folder.path(), GetParam().deed), 150);
     start.timeFactor = 60;
-    EXPECT_EQ(failureOf(start), start.bundle + ": has not gone on with a frame for 60 s, "
-                                               "in doAnimating");
+    const std::string failure = failureOf(start);
+    EXPECT_THAT(failure, StartsWith(start.bundle + ": has drawn nothing for 60 s"));
+    EXPECT_TRUE(GetParam().isToldIn(failure)) << failure;
 }
 
-struct HostileDeed {
-    const char *name;
-    const char *reason;
-};
+INSTANTIATE_TEST_SUITE_P(Libraries, SlowRendering, ::testing::ValuesIn(brokenLibraries(true)),
+                         [](const auto &info) { return nameOfBrokenLibrary(info); });
 
-void PrintTo(const HostileDeed &deed, std::ostream *stream) { *stream << deed.name; }
+/// A script in which that happens.
+std::string scriptFor(Cause cause) {
+    switch (cause) {
+    case Cause::Tap:
+        return R"({"events": [{"frame": 9, "tap": [80, 60]}]})";
+    case Cause::Gesture:
+        return R"({"events": [{"frame": 9, "gesture": [1, 80, 60]}]})";
+    case Cause::Resize:
+        return R"({"events": [{"frame": 9, "setFrame": [0, 0, 200, 300]}]})";
+    case Cause::SpeedChange:
+        return R"({"events": [{"frame": 9, "speedLevel": 3}]})";
+    case Cause::Pause:
+    case Cause::Resume:
+        return R"({"events": [{"frame": 9, "pause": true}, {"frame": 20, "resume": true}]})";
+    case Cause::Showing:
+        break;
+    }
+    return R"({"events": []})";
+}
 
-class HostileRenderingTest : public ::testing::TestWithParam<HostileDeed> {};
+class HostileRenderingTest : public ::testing::TestWithParam<BrokenLibrary> {};
 
 TEST_P(HostileRenderingTest, EndsWithALineThatNamesTheBundle) {
-    if (!kIsMemoryLimited && std::string_view(GetParam().name).starts_with("allocate")) {
-        GTEST_SKIP() << "needs a limit of memory, so no address or thread sanitizer";
-    }
+    const BrokenLibrary &library = GetParam();
     const TemporaryFolder folder;
-    const std::string bundle = hostileBundle(folder.path(), GetParam().name);
+    const TemporaryFolder scripts;
+    scripts.write("script", scriptFor(library.cause));
+    const std::string bundle = hostileBundle(folder.path(), library.deed);
     const ProgramRun run({"render", bundle, "--frames", "150", "--trace", folder.pathOf("trace"),
-                          "-o", folder.pathOf("film.webp")});
-    EXPECT_EQ(run.status(), 1);
-    EXPECT_TRUE(run.saysOneLine()) << run.errors();
-    EXPECT_THAT(run.errors(),
-                AllOf(StartsWith("lumivera: " + bundle), HasSubstr(GetParam().reason)));
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1)
-        << "no file but the bundle is left";
+                          "-o", folder.pathOf("film.webp"), "--script", scripts.pathOf("script")});
+    EXPECT_EQ(run.status(), library.ends(kRender) ? 1 : 0);
+    if (library.isSeenBy(kRender)) {
+        EXPECT_TRUE(run.saysOneLine()) << run.errors();
+        EXPECT_THAT(run.errors(), StartsWith("lumivera: " + bundle));
+        EXPECT_TRUE(library.isToldIn(run.errors())) << run.errors();
+    } else {
+        EXPECT_EQ(run.errors(), "") << library.blindness;
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}),
+              library.ends(kRender) ? 1 : 3)
+        << "no file but the bundle is left of a rendering that has failed";
 }
 
-constexpr const char *kNonsense = "says what makes no sense";
+INSTANTIATE_TEST_SUITE_P(Libraries, HostileRenderingTest,
+                         ::testing::ValuesIn(brokenLibraries(false)),
+                         [](const auto &info) { return nameOfBrokenLibrary(info); });
 
-INSTANTIATE_TEST_SUITE_P(
-    Deeds, HostileRenderingTest,
-    ::testing::Values(
-        HostileDeed{"crash-in-entry", "signal 11"}, HostileDeed{"crash-in-init", "signal 11"},
-        HostileDeed{"crash-in-frame", "signal 11"},
-        HostileDeed{
-            "throw-in-entry",
-            "threw std::runtime_error in getDeskTopViewInstance: a wallpaper's own mistake"},
-        HostileDeed{"throw-in-init",
-                    "threw std::runtime_error in initResource: a wallpaper's own mistake"},
-        HostileDeed{"throw-in-frame",
-                    "threw std::runtime_error in doAnimating: a wallpaper's own mistake"},
-        HostileDeed{"throw-in-first", "a wallpaper's own mistake"},
-        HostileDeed{"throw-number-in-frame", "threw int in doAnimating"},
-        HostileDeed{"throw-aside-in-frame", "threw std::runtime_error in a thread of its own"},
-        HostileDeed{"nothing-in-return", "gave no view for the bundle"},
-        HostileDeed{"number-in-return", "in the use of what getDeskTopViewInstance gave"},
-        HostileDeed{"plain-view-in-return", "gave an object of another class than DeskTopView"},
-        HostileDeed{"other-view-in-return", "hostile.so: gave an object of another class"},
-        HostileDeed{"dangling-in-return", "in the use of what getDeskTopViewInstance gave"},
-        HostileDeed{"exit-in-entry", "status 7"}, HostileDeed{"exit-in-frame", "status 7"},
-        HostileDeed{"allocate-in-frame", "memory"}, HostileDeed{"flood-in-frame", kNonsense},
-        HostileDeed{"intrude-in-init", kNonsense}, HostileDeed{"intrude-in-frame", kNonsense},
-        HostileDeed{"complain-in-frame", kNonsense}, HostileDeed{"move-in-frame", kNonsense}),
-    [](const auto &info) {
-        std::string name = info.param.name;
-        std::erase(name, '-');
-        return name;
-    });
+TEST(IntrudingRendering, EndsWithOneLine) {
+    for (const char *deed : {"intrude-in-init", "intrude-in-frame"}) {
+        const TemporaryFolder folder;
+        const std::string bundle = hostileBundle(folder.path(), deed);
+        const ProgramRun run(
+            {"render", bundle, "--frames", "150", "--trace", folder.pathOf("trace")});
+        EXPECT_EQ(run.status(), 1);
+        EXPECT_EQ(run.errors(), "lumivera: " + bundle + ": says what makes no sense\n");
+    }
+}
 
 TEST(ReachingRendering, WritesNothing) {
     for (const char *deed : {"reach-out-in-entry", "reach-out-in-frame"}) {

@@ -1,5 +1,6 @@
 #include "Host/Desktop/Isolation/ViewProcess.h"
 
+#include "Tests/Host/Desktop/Isolation/BrokenLibraries.h"
 #include "Tests/Host/Desktop/Isolation/HostileBundle.h"
 #include "Tests/Host/Programs/ProcessActivity.h"
 #include "Tests/Host/Programs/ProgramRun.h"
@@ -276,6 +277,45 @@ TEST_F(ViewProcessTest, IsEndedWhenItHangsWhileItLoads) {
     EXPECT_THAT(*_reason, HasSubstr("has drawn nothing for 5 s"));
     EXPECT_EQ(_pictures, 0);
 }
+
+/// Time that passes faster than it does.
+class HastyClock final : public Clock {
+  public:
+    HastyClock() : _system(Clock::current()), _start(_system.now()) { Clock::setCurrent(this); }
+    ~HastyClock() override { Clock::setCurrent(nullptr); }
+    HastyClock(const HastyClock &) = delete;
+    HastyClock &operator=(const HastyClock &) = delete;
+
+    Nanoseconds now() override { return _start + (_system.now() - _start) * kFactor; }
+
+    void wait(ClockCondition &condition, std::unique_lock<std::mutex> &lock,
+              Nanoseconds deadline) override {
+        _system.wait(condition, lock,
+                     deadline == kNever ? kNever : _start + (deadline - _start) / kFactor);
+    }
+
+    void notifyAll(ClockCondition &condition) override { _system.notifyAll(condition); }
+
+  private:
+    static constexpr Nanoseconds kFactor = 8;
+
+    Clock &_system;
+    const Nanoseconds _start;
+};
+
+class SlowViewTest : public ViewProcessTest, public ::testing::WithParamInterface<BrokenLibrary> {};
+
+TEST_P(SlowViewTest, IsEndedInAWindowToo) {
+    const HastyClock clock;
+    _isInWindow = true;
+    beginHostile(GetParam().deed);
+    ASSERT_TRUE(serveUntil([&] { return _reason.has_value(); }, 300));
+    EXPECT_THAT(*_reason, ::testing::StartsWith("has drawn nothing for 20 s, in "));
+    EXPECT_TRUE(GetParam().isToldIn(*_reason)) << *_reason;
+}
+
+INSTANTIATE_TEST_SUITE_P(Libraries, SlowViewTest, ::testing::ValuesIn(brokenLibraries(true)),
+                         [](const auto &info) { return nameOfBrokenLibrary(info); });
 
 TEST_F(ViewProcessTest, IsEndedWhenItHangsAlthoughItRests) {
     beginHostile("loop-in-frame");

@@ -272,6 +272,35 @@ TEST(NearestOf, FindsSlips) {
     EXPECT_EQ(nearestOf("", known), "");
 }
 
+TEST(ReporterTest, LetsOneRemarkStandForTheRest) {
+    Remarks remarks;
+    const Reporter report("rule", remarks);
+    for (std::size_t i = 0; i < Reporter::kMaxRemarks + 50; ++i) {
+        report.doubt("a", "b", "c");
+    }
+    ASSERT_EQ(remarks.size(), Reporter::kMaxRemarks + 1);
+    EXPECT_EQ(remarks.back().line(),
+              "the rest: there is more of this kind; mend what stands above first");
+    EXPECT_EQ(remarks.back().degree, Degree::Doubtful);
+    report.wrong("a", "b", "c");
+    EXPECT_EQ(remarks.size(), Reporter::kMaxRemarks + 1);
+    EXPECT_EQ(remarks.back().degree, Degree::Wrong);
+}
+
+TEST(BundleRules, ShortenWordsOfTheDescription) {
+    MadeBundle bundle;
+    std::string text;
+    for (int i = 0; i < 50; ++i) {
+        text += "é";
+    }
+    bundle.set("sakura Count", "<string>" + text + "</string>");
+    EXPECT_THAT(remarksOn(bundle.path()),
+                testing::Contains(HasSubstr("is the text \"" + text.substr(0, 80) + "…\", which")));
+    bundle.set("sakura Count", "<string>a" + text + "</string>");
+    EXPECT_THAT(remarksOn(bundle.path()),
+                testing::Contains(HasSubstr("\"a" + text.substr(0, 78) + "…\"")));
+}
+
 TEST(ReporterTest, TakesTheLineOfAFailureApart) {
     Remarks remarks;
     Reporter("rule", remarks).add(Degree::Wrong, "a: b; c");
