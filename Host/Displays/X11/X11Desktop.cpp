@@ -3,6 +3,7 @@
 #include "Host/Support/HostError.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 #include <xcb/randr.h>
 #include <xcb/xcb.h>
@@ -24,7 +25,10 @@ constexpr NSTimeInterval kUntilLookAgain = 3;
 /// How long to wait for a surface to go back to its place, at first and at most.
 constexpr NSTimeInterval kMinUntilInPlace = 0.25;
 constexpr NSTimeInterval kMaxUntilInPlace = 600;
-constexpr NSTimeInterval kPixelTime = 0.2;
+
+/// How long the pixel that orders pictures is there, each time. A window manager that draws slowly
+/// may take one that comes and goes between two of its frames for none.
+constexpr std::array<NSTimeInterval, 2> kPixelTimes{0.2, 1};
 
 /// Ignores the events of a connection that only sends requests.
 class Silence final : public X11Listener {
@@ -112,7 +116,7 @@ X11Desktop::X11Desktop(DescriptorWaiter &waiter, const Options &options)
               updateStack();
           }
       }),
-      _hidePixel([this] { hidePixel(); }), _settle([this] { updateLayers(); }),
+      _endPixelTurn([this] { endPixelTurn(); }), _settle([this] { updateLayers(); }),
       _lookAgain([this] { updateStack(); }), _lookDelay(kMinUntilInPlace) {
     awaitEvents();
     updateDensity();
@@ -329,13 +333,14 @@ void X11Desktop::orderPictures() {
         }
     }
     if (pairs != _orderedPairs && !pairs.empty() && _connection.hasTransparentWindows()) {
-        _hidePixel.callAfter(kPixelTime);
-        _pixel = _pixel ? *_pixel : showPixel();
+        _pixelTurn = 0;
+        showPixel();
     }
     _orderedPairs = std::move(pairs);
 }
 
-std::uint32_t X11Desktop::showPixel() {
+void X11Desktop::showPixel() {
+    destroyPixel();
     const std::uint32_t window = _connection.createWindow({0, 0, 1, 1}, {true, false}, 0);
     const auto atom = [this](X11Atom name) { return _connection.atom(name); };
     _connection.setClass(window);
@@ -344,12 +349,20 @@ std::uint32_t X11Desktop::showPixel() {
     _connection.setProperty(window, atom(X11Atom::NetWMState), XCB_ATOM_ATOM,
                             {atom(X11Atom::NetWMStateBelow)});
     xcb_map_window(_connection.get(), window);
-    return window;
+    _pixel = window;
+    _endPixelTurn.callAfter(kPixelTimes.at(_pixelTurn));
 }
 
-void X11Desktop::hidePixel() {
+void X11Desktop::destroyPixel() {
     if (_pixel) {
         xcb_destroy_window(_connection.get(), *std::exchange(_pixel, std::nullopt));
+    }
+}
+
+void X11Desktop::endPixelTurn() {
+    destroyPixel();
+    if (++_pixelTurn < kPixelTimes.size()) {
+        showPixel();
     }
 }
 

@@ -61,8 +61,9 @@ class X11Desktop final : public Desktop, private X11Listener {
     X11Layer layerOf(const X11Surface &surface) const;
     void updatePlaces();
     void orderPictures();
-    std::uint32_t showPixel();
-    void hidePixel();
+    void showPixel();
+    void destroyPixel();
+    void endPixelTurn();
     void servePointer(const X11Pointer::Action &action);
     X11Surface *surfaceAt(int x, int y) const;
 
@@ -89,7 +90,8 @@ class X11Desktop final : public Desktop, private X11Listener {
     /// last.
     std::set<std::pair<std::uint32_t, std::uint32_t>> _orderedPairs;
     std::optional<std::uint32_t> _pixel;
-    DeferredCall _hidePixel;
+    std::size_t _pixelTurn = 0;
+    DeferredCall _endPixelTurn;
 
     /// Pending while surfaces are to go elsewhere, which they do when that has been so for a while:
     /// programs that show icons are restarted.
