@@ -108,6 +108,7 @@ TEST_F(OutputFolderTest, KeepsAFolderThatIsMadeMeanwhile) {
     {
         OutputFolder folder(_path, Existing::Kept);
         folder.write("file", kBytes);
+        _folder.makeFolder("a b.bundle");
         _folder.write("a b.bundle/file", "theirs");
         folder.commit();
     }
@@ -119,6 +120,7 @@ TEST_F(OutputFolderTest, KeepsAFolderThatIsMadeMeanwhile) {
 TEST_F(OutputFolderTest, ReplacesWhetherOneComesOrGoesMeanwhile) {
     OutputFolder first(_path, Existing::Replaced);
     first.write("file", kBytes);
+    _folder.makeFolder("a b.bundle");
     _folder.write("a b.bundle/file", "theirs");
     first.commit();
     EXPECT_EQ(contentsOf(_path + "/file"), "new");

@@ -94,7 +94,7 @@ TEST_F(PhotoOnDesktop, CanBeRemovedLikeWhatWasInstalled) {
     const ProgramRun render({"render", "a.png", "--frames", "1", "--trace", "/dev/null"},
                             options());
     ASSERT_EQ(bundlesIn(data()).size(), 1u) << render.errors();
-    const ProgramRun run({"uninstall", bundlesIn(data())[0]}, options());
+    const ProgramRun run({"uninstall", "--yes", bundlesIn(data())[0]}, options());
     EXPECT_EQ(run.status(), 0) << run.errors();
     EXPECT_TRUE(bundlesIn(data()).empty());
 }
