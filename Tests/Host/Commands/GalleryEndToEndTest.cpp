@@ -144,7 +144,8 @@ class GalleryWindow : public ProgramWindowTest {
     std::vector<float> heard() const {
         const std::string bytes = contentsOf(soundFile());
         std::vector<float> samples(bytes.size() / sizeof(float));
-        std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+        std::copy_n(bytes.begin(), samples.size() * sizeof(float),
+                    reinterpret_cast<char *>(samples.data()));
         return samples;
     }
 
