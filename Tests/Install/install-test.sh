@@ -40,11 +40,15 @@ loaded=$(ldd "$prefix/bin/lumivera" | grep -o "$prefix/[^ ]*" | xargs realpath)
 [[ $(wc -l <<<"$loaded") == 3 ]] || { echo "the program loads $loaded"; exit 1; }
 "$prefix/bin/lumivera" --help >/dev/null
 
-# The desktop entry starts this very program, and asks KWin for its windows.
+# The desktop entry starts this very program. KWin tells a program its windows when the first entry
+# that it finds for the program asks for them, whichever that is.
 entry=$prefix/share/applications/lumivera.desktop
 [[ $(grep -c "^Exec=\"$prefix/bin/lumivera\" " "$entry") == 4 ]] ||
     { echo "the desktop entry starts another program"; exit 1; }
-grep -q '^X-KDE-Wayland-Interfaces=org_kde_plasma_window_management$' "$entry"
+for each in "$prefix"/share/applications/*.desktop; do
+    grep -q '^X-KDE-Wayland-Interfaces=org_kde_plasma_window_management$' "$each" ||
+        { echo "$each does not ask for windows"; exit 1; }
+done
 
 # A double click on a shared wallpaper starts it, too: its type is known by the name and by the bytes.
 grep -qxF "Exec=\"$prefix/bin/lumivera\" install --window %f" \
