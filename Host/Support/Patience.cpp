@@ -9,6 +9,7 @@
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace Lumivera {
 
@@ -31,7 +32,7 @@ void work(const std::function<void()> &action, State &state) {
         failure = std::current_exception();
     }
     const std::lock_guard lock(state.mutex);
-    state.failure = failure;
+    state.failure = std::move(failure);
     state.isDone = true;
     --unfinished;
     state.changed.notify_one();
@@ -57,7 +58,8 @@ bool Patience::finish(std::function<void()> action, NSTimeInterval seconds) {
         return false;
     }
     if (state->failure) {
-        std::rethrow_exception(state->failure);
+        // Not left to the thread, which may end while the failure is read.
+        std::rethrow_exception(std::exchange(state->failure, nullptr));
     }
     return true;
 }

@@ -141,7 +141,8 @@ TEST(MakeIdleTest, LetsEveryThreadGiveWay) {
     for (const auto &thread : std::filesystem::directory_iterator(folder + "/task")) {
         policies.push_back(sched_getscheduler(std::stoi(thread.path().filename())));
     }
-    EXPECT_EQ(policies, std::vector<int>(6, SCHED_IDLE));
+    EXPECT_GE(policies.size(), 6U); // sanitizers add some of their own
+    EXPECT_THAT(policies, testing::Each(SCHED_IDLE));
     std::ifstream group(folder + "/autogroup");
     if (std::string text; std::getline(group, text)) {
         EXPECT_THAT(text, testing::EndsWith("nice 19"));
