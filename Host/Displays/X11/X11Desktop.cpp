@@ -26,9 +26,9 @@ constexpr NSTimeInterval kUntilLookAgain = 3;
 constexpr NSTimeInterval kMinUntilInPlace = 0.25;
 constexpr NSTimeInterval kMaxUntilInPlace = 600;
 
-/// How long the pixel that orders pictures is there, each time. A window manager that draws slowly
-/// may take one that comes and goes between two of its frames for none.
-constexpr std::array<NSTimeInterval, 2> kPixelTimes{0.2, 1};
+/// Seconds for which the pixel that orders pictures is there, then away, and so on. A window
+/// manager that draws slowly takes one for none that comes and goes between two of its frames.
+constexpr std::array<NSTimeInterval, 5> kPixelSteps{0.2, 1, 1, 4, 1};
 
 /// Ignores the events of a connection that only sends requests.
 class Silence final : public X11Listener {
@@ -116,7 +116,7 @@ X11Desktop::X11Desktop(DescriptorWaiter &waiter, const Options &options)
               updateStack();
           }
       }),
-      _endPixelTurn([this] { endPixelTurn(); }), _settle([this] { updateLayers(); }),
+      _nextPixelStep([this] { takePixelStep(); }), _settle([this] { updateLayers(); }),
       _lookAgain([this] { updateStack(); }), _lookDelay(kMinUntilInPlace) {
     awaitEvents();
     updateDensity();
@@ -303,18 +303,26 @@ X11Layer X11Desktop::layerOf(const X11Surface &surface) const {
 
 void X11Desktop::updatePlaces() {
     const bool wereAllInPlace = std::exchange(_areAllInPlace, true);
+    bool isAnyVisible = false;
     for (const auto &surface : _surfaces) {
         const bool isInPlace =
             _stack.isInPlace(surface->window(), surface->x11Layer(), surface->area());
         _areAllInPlace = _areAllInPlace && isInPlace;
         // The stack is read again when it is back in its place, which a window manager may refuse.
         const bool isOnItsWay = !isInPlace && surface->restack() && wereAllInPlace;
+        const auto visibility = _stack.visibilityOf(surface->area(), surface->window());
+        isAnyVisible = isAnyVisible || visibility == SurfaceVisibility::Visible;
         if (!isOnItsWay) {
-            surface->setStackVisibility(_stack.visibilityOf(surface->area(), surface->window()));
+            surface->setStackVisibility(visibility);
         }
     }
     if (_areAllInPlace) {
         orderPictures();
+    }
+    if (!isAnyVisible) {
+        // The windows in front have changed the order.
+        destroyPixel();
+        _nextPixelStep.cancel();
     }
     _lookDelay = _areAllInPlace ? kMinUntilInPlace : std::min(2 * _lookDelay, kMaxUntilInPlace);
     if (!_areAllInPlace) {
@@ -333,8 +341,9 @@ void X11Desktop::orderPictures() {
         }
     }
     if (pairs != _orderedPairs && !pairs.empty() && _connection.hasTransparentWindows()) {
-        _pixelTurn = 0;
+        _pixelStep = 0;
         showPixel();
+        _nextPixelStep.callAfter(kPixelSteps.front());
     }
     _orderedPairs = std::move(pairs);
 }
@@ -350,7 +359,6 @@ void X11Desktop::showPixel() {
                             {atom(X11Atom::NetWMStateBelow)});
     xcb_map_window(_connection.get(), window);
     _pixel = window;
-    _endPixelTurn.callAfter(kPixelTimes.at(_pixelTurn));
 }
 
 void X11Desktop::destroyPixel() {
@@ -359,11 +367,15 @@ void X11Desktop::destroyPixel() {
     }
 }
 
-void X11Desktop::endPixelTurn() {
+void X11Desktop::takePixelStep() {
     destroyPixel();
-    if (++_pixelTurn < kPixelTimes.size()) {
+    if (++_pixelStep >= kPixelSteps.size()) {
+        return;
+    }
+    if (_pixelStep % 2 == 0) {
         showPixel();
     }
+    _nextPixelStep.callAfter(kPixelSteps.at(_pixelStep));
 }
 
 /// A press on the empty desktop belongs to the surface there until its release.

@@ -63,7 +63,7 @@ class X11Desktop final : public Desktop, private X11Listener {
     void orderPictures();
     void showPixel();
     void destroyPixel();
-    void endPixelTurn();
+    void takePixelStep();
     void servePointer(const X11Pointer::Action &action);
     X11Surface *surfaceAt(int x, int y) const;
 
@@ -90,8 +90,8 @@ class X11Desktop final : public Desktop, private X11Listener {
     /// last.
     std::set<std::pair<std::uint32_t, std::uint32_t>> _orderedPairs;
     std::optional<std::uint32_t> _pixel;
-    std::size_t _pixelTurn = 0;
-    DeferredCall _endPixelTurn;
+    std::size_t _pixelStep = 0;
+    DeferredCall _nextPixelStep;
 
     /// Pending while surfaces are to go elsewhere, which they do when that has been so for a while:
     /// programs that show icons are restarted.
