@@ -4,6 +4,8 @@
 #include "Platform/Foundation/NSThread.h"
 #include "Platform/QuartzCore/CAAnimation.h"
 
+#include <utility>
+
 namespace Lumivera {
 
 namespace {
@@ -18,24 +20,33 @@ WallpaperSettings settingsFor(const PictureSize &size, WallpaperSettings setting
 WallpaperShow::WallpaperShow(Window &window, const WallpaperBundle &bundle, const Options &options)
     : TreeShow(window, options.seconds),
       _stage(bundle, settingsFor(pictureSize(), options.settings), options.part),
-      _frameEnded(options.frameEnded) {}
+      _frameEnded(options.frameEnded) {
+    nameCall();
+}
 
 void WallpaperShow::callOutBegins() {
     // Only its own animation loop calls a view that animates, so such a call-out is a frame.
     const auto *view = dynamic_cast<const DeskTopView *>(NSRunLoop::mainRunLoop().currentTarget());
     _isFrame = view && view->isAnimating();
     _hasBegun = _hasBegun || _isFrame;
-    BundleCall::set(_isFrame ? BundleCall::Kind::DoAnimating : BundleCall::Kind::None);
+    nameCall();
     _stage.callOutBegins();
 }
 
-void WallpaperShow::callOutEnded() {
+void WallpaperShow::nameCall() {
     // A thread that runs before the first frame loads the resources.
     const bool isLoading = !_hasBegun && NSThread::detachedThreadCount() > 0;
-    BundleCall::set(isLoading ? BundleCall::Kind::InitResource : BundleCall::Kind::None);
+    BundleCall::set(_isFrame    ? BundleCall::Kind::DoAnimating
+                    : isLoading ? BundleCall::Kind::InitResource
+                                : BundleCall::Kind::None);
+}
+
+void WallpaperShow::callOutEnded() {
+    const bool wasFrame = std::exchange(_isFrame, false);
+    nameCall();
     _stage.callOutEnded();
     Show::callOutEnded();
-    if (_frameEnded && _isFrame && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view()) {
+    if (_frameEnded && wasFrame && NSRunLoop::mainRunLoop().currentTarget() == &_stage.view()) {
         _frameEnded(CACurrentMediaTime(), _stage.view());
     }
 }

@@ -33,6 +33,8 @@ class WallpaperShow final : public TreeShow {
     void set(const WallpaperValues &values) { _stage.set(values); }
 
   private:
+    void nameCall();
+
     UIView &root() override { return _stage.root(); }
     void setRunning(bool running) override { _stage.setRunning(running); }
     void callOutBegins() override;
